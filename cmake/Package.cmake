@@ -1,0 +1,14 @@
+# What `cmake --install` adds for other projects: a CMake package and a pkg-config file.
+include(CMakePackageConfigHelpers)
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Harbolance)
+
+install(EXPORT HarbolanceTargets NAMESPACE Harbolance:: DESTINATION ${package_dir})
+file(WRITE ${CMAKE_BINARY_DIR}/HarbolanceConfig.cmake
+    "include(\"\${CMAKE_CURRENT_LIST_DIR}/HarbolanceTargets.cmake\")\n")
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/HarbolanceConfigVersion.cmake
+    COMPATIBILITY SameMinorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/HarbolanceConfig.cmake ${CMAKE_BINARY_DIR}/HarbolanceConfigVersion.cmake
+    DESTINATION ${package_dir})
+
+configure_file(${CMAKE_CURRENT_LIST_DIR}/harbolance.pc.in ${CMAKE_BINARY_DIR}/harbolance.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/harbolance.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

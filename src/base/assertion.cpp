@@ -1,0 +1,9 @@
+#include "base/assertion.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+void assertionFailed(const char* condition, const char* unit, int line) {
+    std::fprintf(stderr, "Harbolance: assertion \"%s\" failed in %s at line %d\n", condition, unit, line);
+    std::abort();
+}

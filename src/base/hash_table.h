@@ -1,0 +1,240 @@
+#pragma once
+
+#include "base/crowd.h"
+#include "base/string_hash.h"
+
+#include <bit>
+#include <cstdint>
+#include <memory>
+#include <utility>
+#include <vector>
+
+// The one hash table of the system: open addressing over a power of two of slots, multiplicative start slot,
+// linear probing downwards, backward shift on removal. The slot order is visible behaviour: sets travel and
+// print in it. So nothing here may change where an entry ends up.
+//
+// A Traits class says what is stored and how it compares:
+//
+//     using Entry = ...;                               // movable; Entry{} is a free slot
+//     static bool isFree(const Entry&);
+//     static uint32_t hash(const Entry&);              // and one overload for each kind of probe
+//     static bool equal(const Entry&, const Probe&);
+//     static bool full(uint32_t count, uint32_t capacity);   // from GrowWhenFull or GrowAtNineTenths
+//     static uint64_t fingerprint(const Entry&);       // optional, with an overload for each kind of probe
+//
+// `fingerprint` gives equal values for equal entries and, unlike the protocol's hash, different values for
+// different ones. A table that has it stays linear however its hashes collide (see crowd.h).
+//
+// Entries move when the table grows or an entry is removed; pointers into it live until then.
+
+struct GrowWhenFull {
+    static bool full(uint32_t count, uint32_t capacity) { return count > capacity - 1; }
+};
+
+struct GrowAtNineTenths {
+    static bool full(uint32_t count, uint32_t capacity) { return count > 0.9 * capacity; }
+};
+
+// Bits of the table asked for with a size argument: its bit length, plus one when it is no power of two.
+// 16 gives 5, that is 32 slots. 0 and 1 give 1: the smallest table whose slot formula is defined.
+constexpr uint32_t hashTableBits(uint32_t sizeArgument) {
+    const auto bits = static_cast<uint32_t>(std::bit_width(sizeArgument));
+    return bits + (std::has_single_bit(sizeArgument) ? 0 : 1);
+}
+
+// The largest size argument a table takes; what asks for more gets this and grows no further by asking.
+constexpr uint32_t maxHashTableSize = 1u << 29;
+
+template <class Traits>
+class HashTable {
+public:
+    using Entry = typename Traits::Entry;
+
+    struct Insertion {
+        Entry* entry; // the one stored: the new one, or the equal one that was there
+        bool added;
+    };
+
+    explicit HashTable(uint32_t sizeArgument) { resize(sizeArgument); }
+
+    uint32_t size() const { return count_; }
+    uint32_t capacity() const { return mask_ + 1; }
+    uint32_t bits() const { return bits_; }
+
+    // Walk: for (i = next(0); i < capacity(); i = next(i + 1)) slot(i), from slot 0 upwards.
+    uint32_t next(uint32_t from) const {
+        while (from <= mask_ && Traits::isFree(slots_[from]))
+            ++from;
+        return from;
+    }
+    const Entry& slot(uint32_t index) const { return slots_[index]; }
+    Entry& slot(uint32_t index) { return slots_[index]; }
+
+    // The slot that holds an equal entry, or the free slot where one would go.
+    template <class Probe>
+    uint32_t indexOf(const Probe& probe) const {
+        const uint32_t home = homeOf(Traits::hash(probe));
+        uint32_t index = home;
+        for (uint32_t steps = 0; !Traits::isFree(slots_[index]); ++steps) {
+            if (Traits::equal(slots_[index], probe))
+                return index;
+            if constexpr (crowdable) {
+                if (steps == Crowd::longProbe)
+                    return indexInCrowd(probe, home);
+            }
+            index = (index - 1) & mask_;
+        }
+        return index;
+    }
+
+    // The stored entry that equals the probe, or null.
+    template <class Probe>
+    Entry* find(const Probe& probe) {
+        Entry& found = slots_[indexOf(probe)];
+        return Traits::isFree(found) ? nullptr : &found;
+    }
+    template <class Probe>
+    const Entry* find(const Probe& probe) const {
+        return const_cast<HashTable*>(this)->find(probe);
+    }
+
+    // Keeps an equal entry that is there already and leaves `entry` unused then.
+    Insertion insert(Entry&& entry) {
+        uint32_t index = indexOf(entry);
+        if (!Traits::isFree(slots_[index]))
+            return {&slots_[index], false};
+        store(index, std::move(entry));
+        ++count_;
+        if (Traits::full(count_, capacity()))
+            index = grow(index);
+        return {&slots_[index], true};
+    }
+    Insertion insert(const Entry& entry) { return insert(Entry(entry)); }
+
+    // Takes the equal entry out; a free Entry when there is none.
+    template <class Probe>
+    Entry take(const Probe& probe) {
+        const uint32_t index = indexOf(probe);
+        if (Traits::isFree(slots_[index]))
+            return Entry{};
+        if (crowd_)
+            forget(index);
+        Entry taken = std::exchange(slots_[index], Entry{});
+        --count_;
+        closeGap(index);
+        return taken;
+    }
+
+    // Frees every slot and keeps the capacity.
+    void clear() {
+        if (count_ > 0) {
+            for (Entry& entry : slots_)
+                entry = Entry{};
+        }
+        count_ = 0;
+        crowd_.reset();
+    }
+
+    // Starts again, empty, with the table that `sizeArgument` gives.
+    void resize(uint32_t sizeArgument) {
+        bits_ = hashTableBits(sizeArgument < maxHashTableSize ? sizeArgument : maxHashTableSize);
+        mask_ = (1u << bits_) - 1;
+        slots_ = std::vector<Entry>(mask_ + 1u);
+        count_ = 0;
+        crowd_.reset();
+    }
+
+private:
+    static constexpr bool crowdable = requires(const Entry& e) { Traits::fingerprint(e); };
+
+    uint32_t homeOf(uint32_t hash) const { return ((hash * 0x9E3779B9u) >> (32 - bits_)) & mask_; }
+
+    auto occupied() const {
+        return [this](uint32_t index) { return !Traits::isFree(slots_[index]); };
+    }
+
+    void store(uint32_t index, Entry&& entry) {
+        slots_[index] = std::move(entry);
+        if constexpr (crowdable) {
+            if (crowd_)
+                crowd_->add(Traits::fingerprint(slots_[index]), index);
+        }
+    }
+
+    void forget(uint32_t index) {
+        if constexpr (crowdable)
+            crowd_->remove(Traits::fingerprint(slots_[index]), index);
+    }
+
+    // A rebuild with twice the capacity as size argument, which is four times the slots. Returns where the
+    // entry of slot `watched` went.
+    uint32_t grow(uint32_t watched) {
+        std::vector<Entry> old = std::move(slots_);
+        const uint32_t count = count_;
+        resize(2 * static_cast<uint32_t>(old.size()));
+        uint32_t moved = 0;
+        for (uint32_t i = 0; i < old.size(); ++i) {
+            if (Traits::isFree(old[i]))
+                continue;
+            const uint32_t index = freeFrom(homeOf(Traits::hash(old[i])));
+            store(index, std::move(old[i]));
+            if (i == watched)
+                moved = index;
+        }
+        count_ = count;
+        return moved;
+    }
+
+    uint32_t freeFrom(uint32_t index) {
+        const uint32_t home = index;
+        for (uint32_t steps = 0; !Traits::isFree(slots_[index]); ++steps) {
+            if constexpr (crowdable) {
+                if (steps == Crowd::longProbe)
+                    return crowd().freeFrom(home, occupied());
+            }
+            index = (index - 1) & mask_;
+        }
+        return index;
+    }
+
+    // Moves entries of the run below a freed slot up, so that each stays reachable from its start slot.
+    void closeGap(uint32_t hole) {
+        for (uint32_t i = (hole - 1) & mask_; !Traits::isFree(slots_[i]); i = (i - 1) & mask_) {
+            const uint32_t home = homeOf(Traits::hash(slots_[i]));
+            const bool reachable = ((home - i) & mask_) < ((hole - i) & mask_);
+            if (reachable)
+                continue;
+            if (crowd_)
+                forget(i);
+            store(hole, std::exchange(slots_[i], Entry{}));
+            hole = i;
+        }
+        if (crowd_)
+            crowd_->reopened(hole, occupied());
+    }
+
+    Crowd& crowd() const {
+        if (!crowd_) {
+            crowd_ = std::make_unique<Crowd>(mask_);
+            for (uint32_t i = next(0); i <= mask_; i = next(i + 1))
+                crowd_->add(Traits::fingerprint(slots_[i]), i);
+        }
+        return *crowd_;
+    }
+
+    template <class Probe>
+    uint32_t indexInCrowd(const Probe& probe, uint32_t home) const {
+        const auto [first, last] = crowd().candidates(Traits::fingerprint(probe));
+        for (auto it = first; it != last; ++it) {
+            if (Traits::equal(slots_[it->second], probe))
+                return it->second;
+        }
+        return crowd_->freeFrom(home, occupied());
+    }
+
+    std::vector<Entry> slots_;
+    uint32_t count_ = 0;
+    uint32_t bits_ = 0;
+    uint32_t mask_ = 0;
+    mutable std::unique_ptr<Crowd> crowd_; // built by the first long probe, null in most tables
+};

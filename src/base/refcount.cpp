@@ -1,0 +1,19 @@
+#include "base/refcount.h"
+
+NCResource::~NCResource() = default;
+
+void NCResource::release(NCResource* object) {
+    if (!object)
+        return;
+    if (object->_ref_count <= 1)
+        delete object;
+    else
+        --object->_ref_count;
+}
+
+TRXResource::~TRXResource() = default;
+
+void TRXResource::_remove_ref() {
+    if (--_ref_count == 0)
+        delete this;
+}

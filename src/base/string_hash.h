@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string_view>
+
+// The string hash of the protocol: every table that is keyed by text starts its probe from it, so that the
+// order of such a table is the same in every process. Bytes count as signed, the empty string gives 0.
+//
+// It is weak: a character moves the value by one bit position only, so names that differ in their last digits
+// share few values. `stringFingerprint` is what tells such names apart quickly; it never leaves the process.
+constexpr uint32_t stringHash(std::string_view text) {
+    uint32_t hash = 0;
+    for (char c : text)
+        hash = (hash * 2) ^ static_cast<uint32_t>(static_cast<signed char>(c));
+    return hash & 0x7fffffff;
+}
+
+inline uint64_t stringFingerprint(std::string_view text) {
+    return std::hash<std::string_view>{}(text);
+}
+
+// Folds one more part into a fingerprint. Equal parts in equal order give equal results.
+constexpr uint64_t mixFingerprint(uint64_t seed, uint64_t part) {
+    uint64_t mixed = seed ^ (part + 0x9E3779B97F4A7C15u + (seed << 6) + (seed >> 2));
+    mixed *= 0xFF51AFD7ED558CCDu;
+    return mixed ^ (mixed >> 32);
+}
+
+// A pointer as a table key: its 64 bits folded to the 32 that the slot formula takes.
+inline uint32_t pointerHash(const void* pointer) {
+    const auto bits = reinterpret_cast<uintptr_t>(pointer);
+    return static_cast<uint32_t>(bits) ^ static_cast<uint32_t>(static_cast<uint64_t>(bits) >> 32);
+}
