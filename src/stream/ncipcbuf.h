@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// The memory that an NCipcstream reads from or writes to: a read area with the data received and a write area
+// with what has been encoded. Positions are moved by the users of the buffer.
+//
+//     read area   rbuf ... rpos (next octet to read) ... rend (end of the data) ... rsize
+//     write area  wbuf ... wpos (next octet to write) ............................ wsize
+class NCipcbuf {
+public:
+    // The most that an area grows to.
+    static constexpr uint32_t maxSize = 1u << 30;
+
+    // Allocates each area whose size is not 0, zero-filled. Ends the process with status 1 when it cannot.
+    NCipcbuf(uint32_t writeSize, uint32_t readSize);
+    // Works on existing areas. With `owned` they come from malloc and are freed with the buffer; an area that
+    // has to grow is copied into one that the buffer owns.
+    NCipcbuf(uint8_t* writeArea, uint32_t writeSize, uint8_t* readArea, uint32_t readSize, bool owned);
+    NCipcbuf(const NCipcbuf&) = delete;
+    NCipcbuf& operator=(const NCipcbuf&) = delete;
+
+    virtual ~NCipcbuf();
+    // Makes the read area exactly `size` octets; what is unread moves to its start. -1 when it cannot.
+    virtual int growRead(uint32_t size);
+    // Makes room for `size` octets behind `wpos`. -1 when it cannot.
+    virtual int growWrite(uint32_t size);
+    // Called by a writer that needs `size` octets of room. -1: there are none, and nothing is to be written.
+    virtual int overflow(uint32_t size);
+    // Called by a reader that needs more than there is. -1: there is no more, and nothing is to be read.
+    virtual int underflow();
+
+    void setAreas(uint8_t* writeArea, uint32_t writeSize, uint8_t* readArea, uint32_t readSize, bool owned);
+
+    uint8_t* rbuf() const { return read_.area; }
+    uint8_t* wbuf() const { return write_.area; }
+    uint32_t rsize() const { return read_.size; }
+    uint32_t wsize() const { return write_.size; }
+    uint8_t* rpos() const { return rpos_; }
+    uint8_t* rend() const { return rend_; }
+    uint8_t* wpos() const { return wpos_; }
+    void setRpos(uint8_t* position) { rpos_ = position; }
+    void setRend(uint8_t* position) { rend_ = position; }
+    void setWpos(uint8_t* position) { wpos_ = position; }
+    void advanceRead(size_t count) { rpos_ += count; }
+    void advanceEnd(size_t count) { rend_ += count; }
+    void advanceWrite(size_t count) { wpos_ += count; }
+    void resetRead() { rpos_ = rend_ = read_.area; }
+    void resetWrite() { wpos_ = write_.area; }
+
+    uint32_t bytesUnread() const { return static_cast<uint32_t>(rend_ - rpos_); }
+    uint32_t bytesWritten() const { return static_cast<uint32_t>(wpos_ - write_.area); }
+    // Whether `count` more octets fit behind `rend` or `wpos`.
+    bool fitsRead(size_t count) const {
+        return count <= read_.size - static_cast<size_t>(rend_ - read_.area);
+    }
+    bool fitsWrite(size_t count) const {
+        return count <= write_.size - static_cast<size_t>(wpos_ - write_.area);
+    }
+
+    // Set by a write that found no room, until `clearError`.
+    bool error() const { return error_; }
+    void setError() { error_ = true; }
+    void clearError() { error_ = false; }
+
+private:
+    struct Area {
+        uint8_t* area = nullptr;
+        uint32_t size = 0;
+        bool owned = false;
+    };
+    static uint8_t* allocate(uint32_t size);
+    static bool replace(Area& area, uint32_t size, const uint8_t* keep, size_t count);
+    static void free(Area& area);
+
+    Area read_;
+    Area write_;
+    uint8_t* rpos_ = nullptr;
+    uint8_t* rend_ = nullptr;
+    uint8_t* wpos_ = nullptr;
+    bool error_ = false;
+};

@@ -1,0 +1,239 @@
+#include "stream/ncipcstream.h"
+
+#include <algorithm>
+#include <cstring>
+#include <type_traits>
+
+namespace {
+
+constexpr size_t slotSize = 4;
+constexpr size_t largestBlock = NCipcbuf::maxSize;
+
+constexpr size_t padded(size_t count) { return (count + (slotSize - 1)) & ~(slotSize - 1); }
+
+// What one value looks like: integers of more than two octets take a whole slot, whatever `long` is here.
+template <class T>
+struct Wire {
+    static constexpr bool isFloating = std::is_floating_point_v<T>;
+    static constexpr size_t slots = std::is_same_v<T, double> ? 2 : 1;
+    static constexpr size_t octets = sizeof(T) < slotSize ? sizeof(T) : slotSize;
+
+    static void store(uint8_t* out, T value) {
+        if constexpr (isFloating) {
+            std::memcpy(out, &value, sizeof value);
+        } else {
+            const auto bits = static_cast<uint32_t>(value);
+            for (size_t i = 0; i < octets; ++i)
+                out[i] = static_cast<uint8_t>(bits >> (8 * (octets - 1 - i)));
+        }
+    }
+
+    static T load(const uint8_t* in) {
+        T value{};
+        if constexpr (isFloating) {
+            std::memcpy(&value, in, sizeof value);
+        } else {
+            uint32_t bits = 0;
+            for (size_t i = 0; i < octets; ++i)
+                bits = (bits << 8) | in[i];
+            if constexpr (std::is_signed_v<T> && octets == 4)
+                value = static_cast<T>(static_cast<int32_t>(bits));
+            else
+                value = static_cast<T>(bits);
+        }
+        return value;
+    }
+};
+
+} // namespace
+
+NCipcstream::NCipcstream(NCipcbuf* buffer) : buffer_(buffer) {}
+
+const NCTypeInfo& NCipcstream::typeInfo() const {
+    static const NCStreamKind kind("NCipcstream");
+    return kind;
+}
+
+bool NCipcstream::isA(const NCTypeInfo& type) const {
+    return typeInfo() == type || NCostream::typeInfo() == type || NCistream::typeInfo() == type;
+}
+
+void NCipcstream::resetTypes() {
+    NCostream::resetTypes();
+    NCistream::resetTypes();
+}
+
+void NCipcstream::resetObjects() {
+    NCostream::resetObjects();
+    NCistream::resetObjects();
+}
+
+// Where `count` octets may be written, with the position moved behind them; null when there is no room.
+uint8_t* NCipcstream::room(size_t count) {
+    if (!buffer_)
+        return nullptr;
+    if (!buffer_->fitsWrite(count)) {
+        if (count > largestBlock || buffer_->overflow(static_cast<uint32_t>(count)) == -1) {
+            buffer_->setError();
+            return nullptr;
+        }
+    }
+    uint8_t* position = buffer_->wpos();
+    buffer_->advanceWrite(count);
+    return position;
+}
+
+const uint8_t* NCipcstream::take(size_t count) {
+    if (!buffer_)
+        return nullptr;
+    if (buffer_->bytesUnread() < count && buffer_->underflow() == -1) {
+        setFailed();
+        return nullptr;
+    }
+    const uint8_t* position = buffer_->rpos();
+    buffer_->advanceRead(count);
+    return position;
+}
+
+template <class T>
+NCostream& NCipcstream::putSlot(T value) {
+    if (uint8_t* out = room(Wire<T>::slots * slotSize))
+        Wire<T>::store(out, value);
+    return *this;
+}
+
+template <class T>
+NCostream& NCipcstream::putSlots(const T* values, size_t count) {
+    constexpr size_t step = Wire<T>::slots * slotSize;
+    uint8_t* out = count <= largestBlock / step ? room(count * step) : nullptr;
+    for (size_t i = 0; out && i < count; ++i)
+        Wire<T>::store(out + i * step, values[i]);
+    return *this;
+}
+
+template <class T>
+NCistream& NCipcstream::getSlot(T& value) {
+    if (const uint8_t* in = take(Wire<T>::slots * slotSize))
+        value = Wire<T>::load(in);
+    return *this;
+}
+
+template <class T>
+NCistream& NCipcstream::getSlots(T* values, size_t count) {
+    constexpr size_t step = Wire<T>::slots * slotSize;
+    const uint8_t* in = take(std::min(count, largestBlock) * step);
+    for (size_t i = 0; in && i < count; ++i)
+        values[i] = Wire<T>::load(in + i * step);
+    return *this;
+}
+
+NCostream& NCipcstream::write(char value) { return putSlot(value); }
+NCostream& NCipcstream::write(unsigned char value) { return putSlot(value); }
+NCostream& NCipcstream::write(short value) { return putSlot(value); }
+NCostream& NCipcstream::write(unsigned short value) { return putSlot(value); }
+NCostream& NCipcstream::write(int value) { return putSlot(value); }
+NCostream& NCipcstream::write(unsigned int value) { return putSlot(value); }
+NCostream& NCipcstream::write(long value) { return putSlot(value); }
+NCostream& NCipcstream::write(unsigned long value) { return putSlot(value); }
+NCostream& NCipcstream::write(float value) { return putSlot(value); }
+NCostream& NCipcstream::write(double value) { return putSlot(value); }
+NCostream& NCipcstream::put(char value) { return putSlot(value); }
+NCostream& NCipcstream::write(const short* values, size_t count) { return putSlots(values, count); }
+NCostream& NCipcstream::write(const unsigned short* values, size_t count) { return putSlots(values, count); }
+NCostream& NCipcstream::write(const int* values, size_t count) { return putSlots(values, count); }
+NCostream& NCipcstream::write(const unsigned int* values, size_t count) { return putSlots(values, count); }
+NCostream& NCipcstream::write(const long* values, size_t count) { return putSlots(values, count); }
+NCostream& NCipcstream::write(const unsigned long* values, size_t count) { return putSlots(values, count); }
+NCostream& NCipcstream::write(const float* values, size_t count) { return putSlots(values, count); }
+NCostream& NCipcstream::write(const double* values, size_t count) { return putSlots(values, count); }
+
+NCostream& NCipcstream::write(const char* bytes, size_t count) {
+    return write(reinterpret_cast<const unsigned char*>(bytes), count);
+}
+
+NCostream& NCipcstream::write(const unsigned char* bytes, size_t count) {
+    if (count == 0)
+        return *this;
+    if (uint8_t* out = room(padded(count)))
+        std::memcpy(out, bytes, count);
+    return *this;
+}
+
+NCostream& NCipcstream::write(const char* text) { return writeCString(text); }
+
+NCostream& NCipcstream::writeCString(const char* text) {
+    const size_t size = std::strlen(text) + 1;
+    write(static_cast<int>(padded(size)));
+    return write(text, size);
+}
+
+NCistream& NCipcstream::read(char& value) { return getSlot(value); }
+NCistream& NCipcstream::read(unsigned char& value) { return getSlot(value); }
+NCistream& NCipcstream::read(short& value) { return getSlot(value); }
+NCistream& NCipcstream::read(unsigned short& value) { return getSlot(value); }
+NCistream& NCipcstream::read(int& value) { return getSlot(value); }
+NCistream& NCipcstream::read(unsigned int& value) { return getSlot(value); }
+NCistream& NCipcstream::read(long& value) { return getSlot(value); }
+NCistream& NCipcstream::read(unsigned long& value) { return getSlot(value); }
+NCistream& NCipcstream::read(float& value) { return getSlot(value); }
+NCistream& NCipcstream::read(double& value) { return getSlot(value); }
+NCistream& NCipcstream::read(short* values, size_t count) { return getSlots(values, count); }
+NCistream& NCipcstream::read(unsigned short* values, size_t count) { return getSlots(values, count); }
+NCistream& NCipcstream::read(int* values, size_t count) { return getSlots(values, count); }
+NCistream& NCipcstream::read(unsigned int* values, size_t count) { return getSlots(values, count); }
+NCistream& NCipcstream::read(long* values, size_t count) { return getSlots(values, count); }
+NCistream& NCipcstream::read(unsigned long* values, size_t count) { return getSlots(values, count); }
+NCistream& NCipcstream::read(float* values, size_t count) { return getSlots(values, count); }
+NCistream& NCipcstream::read(double* values, size_t count) { return getSlots(values, count); }
+
+NCistream& NCipcstream::read(char* bytes, size_t count) {
+    return read(reinterpret_cast<unsigned char*>(bytes), count);
+}
+
+NCistream& NCipcstream::read(unsigned char* bytes, size_t count) {
+    if (count == 0)
+        return *this;
+    if (const uint8_t* in = take(padded(std::min(count, largestBlock))))
+        std::memcpy(bytes, in, count);
+    return *this;
+}
+
+size_t NCipcstream::remaining() const { return buffer_ ? buffer_->bytesUnread() : 0; }
+
+const char* NCipcstream::takeCString(size_t& size) {
+    int length = -1;
+    read(length);
+    if (length < 0) {
+        setFailed();
+        return nullptr;
+    }
+    size = static_cast<size_t>(length);
+    return reinterpret_cast<const char*>(take(size));
+}
+
+NCistream& NCipcstream::getCString(char* buffer, int max) {
+    size_t size = 0;
+    const char* text = takeCString(size);
+    if (!text || max == 0)
+        return *this;
+    if (size == 0)
+        buffer[0] = '\0';
+    else
+        std::strncpy(buffer, text, max < 0 ? size : std::min(size, static_cast<size_t>(max)));
+    return *this;
+}
+
+NCistream& NCipcstream::getText(std::string& text) {
+    size_t size = 0;
+    const char* from = takeCString(size);
+    if (!from)
+        return *this;
+    const auto* end = static_cast<const char*>(std::memchr(from, '\0', size));
+    if (!end && size > 0)
+        setFailed();
+    else
+        text.assign(from, end ? static_cast<size_t>(end - from) : 0);
+    return *this;
+}
+
+NCistream& NCipcstream::read(char*& text) { return getCString(text, -1); }

@@ -1,0 +1,97 @@
+#pragma once
+
+#include "stream/ncipcbuf.h"
+#include "stream/ncstream.h"
+
+// The binary form of an object stream: 4-octet slots, integers big-endian, written straight into and read
+// straight out of an NCipcbuf. One stream and one buffer are used in one direction.
+//
+//     char                       one octet, first of a slot
+//     short                      two octets, first of a slot
+//     int, long                  a slot; `long` has four octets on the wire whatever it has in memory
+//     float, double              one or two slots, the bits in the host's byte order
+//     block of n octets          n rounded up to a multiple of 4
+//     C string                   an int that counts text, NUL and padding, then these octets
+class NCipcstream : public NCostream, public NCistream {
+public:
+    // The buffer is not owned and may be null: reads and writes then do nothing.
+    explicit NCipcstream(NCipcbuf* buffer = nullptr);
+
+    NCipcbuf* buffer() const { return buffer_; }
+    void setBuffer(NCipcbuf* buffer) { buffer_ = buffer; }
+
+    const NCTypeInfo& typeInfo() const override;
+    bool isA(const NCTypeInfo& type) const override;
+    // Both directions.
+    void resetTypes() override;
+    void resetObjects() override;
+
+    using NCistream::read;
+    using NCostream::write;
+    NCostream& write(const char* text) override;
+    NCostream& write(char value) override;
+    NCostream& write(unsigned char value) override;
+    NCostream& write(short value) override;
+    NCostream& write(unsigned short value) override;
+    NCostream& write(int value) override;
+    NCostream& write(unsigned int value) override;
+    NCostream& write(long value) override;
+    NCostream& write(unsigned long value) override;
+    NCostream& write(float value) override;
+    NCostream& write(double value) override;
+    NCostream& put(char value) override;
+    NCostream& write(const char* bytes, size_t count) override;
+    NCostream& write(const unsigned char* bytes, size_t count) override;
+    NCostream& write(const short* values, size_t count) override;
+    NCostream& write(const unsigned short* values, size_t count) override;
+    NCostream& write(const int* values, size_t count) override;
+    NCostream& write(const unsigned int* values, size_t count) override;
+    NCostream& write(const long* values, size_t count) override;
+    NCostream& write(const unsigned long* values, size_t count) override;
+    NCostream& write(const float* values, size_t count) override;
+    NCostream& write(const double* values, size_t count) override;
+    NCostream& writeCString(const char* text) override;
+
+    // Into the caller's buffer, which has to take whatever comes; `getText` is the safe way.
+    NCistream& read(char*& text) override;
+    NCistream& read(char& value) override;
+    NCistream& read(unsigned char& value) override;
+    NCistream& read(short& value) override;
+    NCistream& read(unsigned short& value) override;
+    NCistream& read(int& value) override;
+    NCistream& read(unsigned int& value) override;
+    NCistream& read(long& value) override;
+    NCistream& read(unsigned long& value) override;
+    NCistream& read(float& value) override;
+    NCistream& read(double& value) override;
+    NCistream& read(char* bytes, size_t count) override;
+    NCistream& read(unsigned char* bytes, size_t count) override;
+    NCistream& read(short* values, size_t count) override;
+    NCistream& read(unsigned short* values, size_t count) override;
+    NCistream& read(int* values, size_t count) override;
+    NCistream& read(unsigned int* values, size_t count) override;
+    NCistream& read(long* values, size_t count) override;
+    NCistream& read(unsigned long* values, size_t count) override;
+    NCistream& read(float* values, size_t count) override;
+    NCistream& read(double* values, size_t count) override;
+    NCistream& getCString(char* buffer, int max) override;
+    size_t remaining() const override;
+    NCistream& getText(std::string& text) override;
+
+private:
+    uint8_t* room(size_t count);
+    const uint8_t* take(size_t count);
+    // The text of a C string in place: `size` octets, of which the first NUL ends the text. Null on failure.
+    const char* takeCString(size_t& size);
+
+    template <class T>
+    NCostream& putSlot(T value);
+    template <class T>
+    NCostream& putSlots(const T* values, size_t count);
+    template <class T>
+    NCistream& getSlot(T& value);
+    template <class T>
+    NCistream& getSlots(T* values, size_t count);
+
+    NCipcbuf* buffer_;
+};

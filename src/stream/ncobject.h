@@ -1,0 +1,72 @@
+#pragma once
+
+// Self-describing object streams, their UDP and TCP carriers, and the event loop that drives them.
+//
+// What travels is a graph of objects derived from NCTransObject (this file). NCostream and NCistream
+// (ncstream.h) write and rebuild such a graph with a class registry (nctypeinfo.h); they do so as text on a
+// standard stream. NCipcstream (ncipcstream.h) is the binary form over the memory of an NCipcbuf
+// (ncipcbuf.h). NCudpstream and NCtcpstream (ncudpstr.h, nctcpstr.h) carry one object per message between two
+// such buffers and a socket. The event loop is dispatcher.h, with its timers, the round-trip estimator and a
+// priority queue.
+
+#include "stream/nctypeinfo.h"
+
+#include <cstdint>
+#include <iosfwd>
+
+class NCistream;
+class NCostream;
+
+// Root of everything that can be streamed. An object writes its fields in `write` and reads them, in the same
+// order, in a constructor that takes an NCistream: that constructor starts from defined values, since a read
+// that fails leaves its destination as it is.
+class NCTransObject {
+public:
+    NCTransObject() = default;
+    // Registers the object with the stream before any field is read, which keeps object ids equal on both
+    // sides.
+    explicit NCTransObject(NCistream& in);
+    NCTransObject(const NCTransObject&) = default;
+    NCTransObject& operator=(const NCTransObject&) = default;
+
+    // The fields alone, without a class tag.
+    virtual void write(NCostream& out) const = 0;
+    virtual const NCTypeInfo& typeInfo() const = 0;
+    // The human-readable form on the standard output, the text encoding of the fields on any other stream.
+    virtual void print(std::ostream& out) const;
+    virtual void printOn(NCostream& out) const;
+    virtual void read(NCistream& in);
+    virtual ~NCTransObject();
+};
+
+std::ostream& operator<<(std::ostream& out, const NCTransObject& object);
+
+// A streamable object that can be a member of a collection.
+class NCObject : public NCTransObject {
+public:
+    static const NCTypeInfo info;
+
+    NCObject() = default;
+    explicit NCObject(NCistream& in) : NCTransObject(in) {}
+    NCObject(const NCObject&) = default;
+    NCObject& operator=(const NCObject&) = default;
+
+    virtual uint32_t hash() const = 0;
+    // 0 when equal. An object of another class is never equal.
+    virtual int compare(const NCObject* other) const = 0;
+    // Same class and `compare` gives 0.
+    virtual bool isEqual(const NCObject* other) const;
+    virtual bool isSame(const NCObject* other) const;
+    virtual bool operator==(const NCObject& other) const;
+    virtual bool operator!=(const NCObject& other) const;
+};
+
+// The checked downcast: the object as a T, or null when it is null or of another class.
+template <class T>
+T* nc_cast(NCTransObject* object) {
+    return object && object->typeInfo().isSameOrDerived(T::info) ? static_cast<T*>(object) : nullptr;
+}
+template <class T>
+const T* nc_cast(const NCTransObject* object) {
+    return object && object->typeInfo().isSameOrDerived(T::info) ? static_cast<const T*>(object) : nullptr;
+}

@@ -1,0 +1,208 @@
+#include "stream/ncstream.h"
+
+#include <cctype>
+#include <iostream>
+
+// How an object graph goes over a stream, in either form: tags, class names, ids. The scalars of the text
+// form are in nctextform.cpp.
+
+namespace {
+
+// What a peer sent, fit for a terminal.
+std::string printable(std::string text) {
+    for (char& c : text) {
+        if (!std::isprint(static_cast<unsigned char>(c)))
+            c = '?';
+    }
+    return text;
+}
+
+} // namespace
+
+NCostream::NCostream(std::ostream& out) : out_(&out), table_(std::make_unique<NCOutTable>()) {}
+NCostream::NCostream() : out_(nullptr), table_(std::make_unique<NCOutTable>()) {}
+NCostream::~NCostream() = default;
+
+const NCTypeInfo& NCostream::typeInfo() const {
+    static const NCStreamKind kind("NCostream");
+    return kind;
+}
+
+bool NCostream::isA(const NCTypeInfo& type) const { return typeInfo() == type; }
+
+void NCostream::writeFields(const NCTransObject* object) {
+    if (out_ == &std::cout)
+        object->printOn(*this);
+    else
+        object->write(*this);
+}
+
+void NCostream::resetTypes() { table_->forgetTypes(); }
+
+void NCostream::resetObjects() { table_->forgetObjects(); }
+
+NCostream& NCostream::write(const NCTransObject* object) { return writeObject(object); }
+
+NCostream& NCostream::writeObject(const NCTransObject* object) {
+    if (!object)
+        return write(':').writeCString("::");
+    ++table_->depth;
+    const auto known = table_->objects.insert({object, table_->lastObjectId + 1});
+    if (!known.added) {
+        write('@').write(known.entry->id);
+    } else {
+        ++table_->lastObjectId;
+        const NCTypeInfo& type = object->typeInfo();
+        const auto spelled = table_->types.insert({type.name(), table_->lastTypeId + 1});
+        if (spelled.added) {
+            ++table_->lastTypeId;
+            write(':').writeCString(type.name());
+        } else {
+            write('#').write(spelled.entry->id);
+        }
+        writeFields(object);
+    }
+    if (--table_->depth == 0)
+        table_->forgetObjects();
+    return *this;
+}
+
+NCostream& NCostream::writeEmbedded(const NCTransObject& member) {
+    if (table_->objects.insert({&member, table_->lastObjectId + 1}).added)
+        ++table_->lastObjectId;
+    writeFields(&member);
+    return *this;
+}
+
+NCistream::NCistream(std::istream& in) : in_(&in), table_(std::make_unique<NCInTable>()) {}
+NCistream::NCistream() : in_(nullptr), table_(std::make_unique<NCInTable>()) {}
+NCistream::~NCistream() = default;
+
+const NCTypeInfo& NCistream::typeInfo() const {
+    static const NCStreamKind kind("NCistream");
+    return kind;
+}
+
+bool NCistream::isA(const NCTypeInfo& type) const { return typeInfo() == type; }
+
+void NCistream::resetTypes() { table_->types.clear(); }
+
+void NCistream::resetObjects() { table_->forgetObjects(); }
+
+NCTransObject* NCistream::createObject(const NCTypeInfo& type) { return type.creator()(*this); }
+
+int NCistream::registerObject(NCTransObject* object) {
+    if (!table_->known.insert(object).added)
+        return -1;
+    table_->objects.push_back({object, nullptr, false});
+    return static_cast<int>(table_->objects.size()) - 1;
+}
+
+void NCistream::registerCounted(NCResource* object) {
+    if (!table_->objects.empty())
+        table_->objects.back().counted = object;
+}
+
+NCTransObject* NCistream::readObject() { return readRestricted(nullptr); }
+
+NCTransObject* NCistream::refuse() {
+    setFailed();
+    return nullptr;
+}
+
+NCTransObject* NCistream::readRestricted(const NCTypeInfo* required) {
+    if (failed_)
+        return nullptr;
+    char tag = '\0';
+    read(tag);
+    if (failed_)
+        return nullptr;
+    switch (tag) {
+    case '#': {
+        const NCTypeInfo* type = readKnownType();
+        return type ? readNew(type, required) : refuse();
+    }
+    case ':': {
+        bool isNull = false;
+        const NCTypeInfo* type = readNamedType(isNull);
+        if (isNull)
+            return nullptr;
+        return type ? readNew(type, required) : refuse();
+    }
+    case '@': return readReference(required);
+    default:
+        std::cerr << "NCistream::readObject: Error reading Object " << ncReadErrorAdvice;
+        return refuse();
+    }
+}
+
+const NCTypeInfo* NCistream::readKnownType() {
+    int id = -1;
+    read(id);
+    const NCTypeInfo* type = failed_ ? nullptr : table_->type(id);
+    if (!type && !failed_) {
+        std::cerr << "NCistream::readObject. Internal Error "
+                  << "reading class '" << id << "'\n";
+    }
+    return type;
+}
+
+const NCTypeInfo* NCistream::readNamedType(bool& isNull) {
+    constexpr size_t longestName = 255;
+    std::string name;
+    getText(name);
+    if (failed_)
+        return nullptr;
+    isNull = name == "::";
+    if (isNull)
+        return nullptr;
+    const NCTypeInfo* type = name.size() <= longestName ? NCTypeInfo::find(name.c_str()) : nullptr;
+    if (type) {
+        table_->types.push_back(type);
+    } else {
+        std::cerr << "NCistream::readObject: Received Object"
+                  << " of class '" << printable(name.substr(0, longestName))
+                  << "', but this class is not linked in\n";
+    }
+    return type;
+}
+
+NCTransObject* NCistream::readReference(const NCTypeInfo* required) {
+    int id = -1;
+    read(id);
+    const NCInTable::Seen* seen = failed_ ? nullptr : table_->object(id);
+    if (!seen)
+        return refuse();
+    // A class that is still being built has no dynamic type to ask for, so completeness is tested first.
+    if (required && (!seen->complete || !seen->object->typeInfo().isSameOrDerived(*required)))
+        return refuse();
+    return seen->object;
+}
+
+NCTransObject* NCistream::readNew(const NCTypeInfo* type, const NCTypeInfo* required) {
+    if (!type->creator() || (required && !type->isSameOrDerived(*required)) || table_->depth >= maxDepth)
+        return refuse();
+
+    const size_t id = table_->objects.size();
+    ++table_->depth;
+    NCTransObject* object = createObject(*type);
+    --table_->depth;
+
+    NCResource* counted = nullptr;
+    if (id < table_->objects.size()) {
+        table_->objects[id].complete = true;
+        counted = table_->objects[id].counted;
+    }
+    if (counted)
+        table_->completed.push_back(counted);
+    if (table_->depth > 0)
+        return object;
+
+    table_->destroyOrphans(counted);
+    table_->forgetObjects();
+    if (failed_) {
+        delete object;
+        return nullptr;
+    }
+    return object;
+}

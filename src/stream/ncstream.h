@@ -1,0 +1,172 @@
+#pragma once
+
+#include "stream/ncobject.h"
+#include "stream/nctables.h"
+
+#include <cstddef>
+#include <iosfwd>
+#include <limits>
+#include <memory>
+#include <string>
+
+// Typed writer of object graphs. This class writes the text form on a standard output stream: values
+// separated by blanks, strings quoted. On the standard output and standard error streams it becomes the print
+// form, in which a string is its bare text. NCipcstream overrides the scalars with the binary form.
+//
+// `writeObject` gives each object an id and spells each class name once; what was written before within the
+// same outermost object is referred to by its id.
+class NCostream {
+public:
+    explicit NCostream(std::ostream& out);
+    NCostream(const NCostream&) = delete;
+    NCostream& operator=(const NCostream&) = delete;
+
+    // `printOn` on the standard output, else `write` of the object.
+    virtual void writeFields(const NCTransObject* object);
+    // Forgets which class names have been spelled.
+    virtual void resetTypes();
+    virtual void resetObjects();
+    virtual ~NCostream();
+    virtual const NCTypeInfo& typeInfo() const;
+    virtual bool isA(const NCTypeInfo& type) const;
+    // A tagged object; null is allowed.
+    virtual NCostream& writeObject(const NCTransObject* object);
+    virtual NCostream& write(const char* text);
+    virtual NCostream& write(char value);
+    virtual NCostream& write(unsigned char value);
+    virtual NCostream& write(short value);
+    virtual NCostream& write(unsigned short value);
+    virtual NCostream& write(int value);
+    virtual NCostream& write(unsigned int value);
+    virtual NCostream& write(long value);
+    virtual NCostream& write(unsigned long value);
+    virtual NCostream& write(float value);
+    virtual NCostream& write(double value);
+    virtual NCostream& write(const NCTransObject* object);
+    // A member held by value: no tag, but an object id of its own.
+    virtual NCostream& writeEmbedded(const NCTransObject& member);
+    virtual NCostream& put(char value);
+    // Blocks and arrays: no count is written, the reader knows it.
+    virtual NCostream& write(const char* bytes, size_t count);
+    virtual NCostream& write(const unsigned char* bytes, size_t count);
+    virtual NCostream& write(const short* values, size_t count);
+    virtual NCostream& write(const unsigned short* values, size_t count);
+    virtual NCostream& write(const int* values, size_t count);
+    virtual NCostream& write(const unsigned int* values, size_t count);
+    virtual NCostream& write(const long* values, size_t count);
+    virtual NCostream& write(const unsigned long* values, size_t count);
+    virtual NCostream& write(const float* values, size_t count);
+    virtual NCostream& write(const double* values, size_t count);
+    virtual NCostream& writeCString(const char* text);
+
+protected:
+    NCostream(); // the binary form has no standard stream
+
+private:
+    template <class T>
+    NCostream& writeValue(T value);
+    template <class T>
+    NCostream& writeValues(const T* values, size_t count);
+
+    std::ostream* out_;
+    std::unique_ptr<NCOutTable> table_;
+};
+
+// Typed reader of what an NCostream wrote. Reads never throw. One that fails leaves its destination as it is
+// and marks the stream as failed; once that has happened no object is created any more and the message that
+// was being read counts as malformed.
+//
+// Objects come out with reference count 0 for the caller to hold. Within one outermost object the stream
+// keeps account of what it made: counted objects that nobody holds at the end are destroyed, and so is the
+// whole graph when the message turns out malformed, in which case `readObject` gives null.
+class NCistream {
+public:
+    // Objects within objects, at the most. No honest message comes near it.
+    static constexpr int maxDepth = 64;
+
+    explicit NCistream(std::istream& in);
+    NCistream(const NCistream&) = delete;
+    NCistream& operator=(const NCistream&) = delete;
+
+    virtual NCTransObject* createObject(const NCTypeInfo& type);
+    virtual void resetTypes();
+    virtual void resetObjects();
+    virtual ~NCistream();
+    // An object, or null: for a null that was written, and for a failure.
+    virtual NCTransObject* readObject();
+    // Called by the constructor of each object that is built from the stream. The object's id, -1 for a
+    // repeat.
+    virtual int registerObject(NCTransObject* object);
+    virtual const NCTypeInfo& typeInfo() const;
+    virtual bool isA(const NCTypeInfo& type) const;
+    // A string that the caller gives back with delete[]; null is possible in the text form.
+    virtual NCistream& read(char*& text);
+    virtual NCistream& read(char& value);
+    virtual NCistream& read(unsigned char& value);
+    virtual NCistream& read(short& value);
+    virtual NCistream& read(unsigned short& value);
+    virtual NCistream& read(int& value);
+    virtual NCistream& read(unsigned int& value);
+    virtual NCistream& read(long& value);
+    virtual NCistream& read(unsigned long& value);
+    virtual NCistream& read(float& value);
+    virtual NCistream& read(double& value);
+    virtual int get();
+    virtual NCistream& get(char& value);
+    virtual NCistream& get(unsigned char& value);
+    virtual NCistream& read(char* bytes, size_t count);
+    virtual NCistream& read(unsigned char* bytes, size_t count);
+    virtual NCistream& read(short* values, size_t count);
+    virtual NCistream& read(unsigned short* values, size_t count);
+    virtual NCistream& read(int* values, size_t count);
+    virtual NCistream& read(unsigned int* values, size_t count);
+    virtual NCistream& read(long* values, size_t count);
+    virtual NCistream& read(unsigned long* values, size_t count);
+    virtual NCistream& read(float* values, size_t count);
+    virtual NCistream& read(double* values, size_t count);
+    // At most `max` bytes go to the buffer, -1 for no limit.
+    virtual NCistream& getCString(char* buffer, int max);
+
+    // Octets that are certainly left at the most: no honest count of anything is larger.
+    virtual size_t remaining() const;
+    // A C string of whatever length is there. On failure `text` stays as it is.
+    virtual NCistream& getText(std::string& text);
+
+    // An object of class T or derived from it, for a field that a record holds by reference. Any other class
+    // is refused before it is built, and so are references to objects that nobody could hold: members held by
+    // value and objects that are still being read.
+    template <class T>
+    T* readRecord() {
+        return static_cast<T*>(readRestricted(&T::info));
+    }
+    // Tells the stream how the object that registered last is counted; from the constructor of counted
+    // classes.
+    void registerCounted(NCResource* object);
+
+    bool failed() const { return failed_; }
+    void setFailed() { failed_ = true; }
+    // Before each message: forgets a failure of the one before.
+    void clearFailed() { failed_ = false; }
+
+protected:
+    NCistream(); // the binary form has no standard stream
+
+private:
+    NCTransObject* readRestricted(const NCTypeInfo* required);
+    NCTransObject* readReference(const NCTypeInfo* required);
+    NCTransObject* readNew(const NCTypeInfo* type, const NCTypeInfo* required);
+    const NCTypeInfo* readKnownType();
+    const NCTypeInfo* readNamedType(bool& isNull);
+    NCTransObject* refuse();
+
+    template <class T>
+    NCistream& readValue(T& value);
+    template <class T>
+    NCistream& readValues(T* values, size_t count);
+    bool readQuoted(std::string& text, size_t max);
+    bool readEscape(char& value);
+
+    std::istream* in_;
+    std::unique_ptr<NCInTable> table_;
+    bool failed_ = false;
+};

@@ -1,0 +1,94 @@
+#pragma once
+
+#include "base/hash_table.h"
+#include "base/refcount.h"
+#include "stream/nctypeinfo.h"
+
+#include <cstdint>
+#include <vector>
+
+// What an object stream remembers while it writes or reads. For the two forms of the stream only.
+
+inline constexpr const char* ncReadErrorAdvice = "from  stream. Make sure your 'write' "
+                                                 "function and constructor from stream are "
+                                                 "correct\n";
+
+// From a pointer to the id that it was given.
+struct NCPtrMapTraits : GrowWhenFull {
+    struct Entry {
+        const void* pointer = nullptr;
+        int id = 0;
+    };
+    static bool isFree(const Entry& entry) { return !entry.pointer; }
+    static uint32_t hash(const Entry& entry) { return pointerHash(entry.pointer); }
+    static bool equal(const Entry& stored, const Entry& other) { return stored.pointer == other.pointer; }
+};
+using NCPtrMap = HashTable<NCPtrMapTraits>;
+
+struct NCPtrSetTraits : GrowWhenFull {
+    using Entry = const void*;
+    static bool isFree(Entry entry) { return !entry; }
+    static uint32_t hash(Entry entry) { return pointerHash(entry); }
+    static bool equal(Entry stored, Entry other) { return stored == other; }
+};
+using NCPtrSet = HashTable<NCPtrSetTraits>;
+
+struct NCOutTable {
+    NCPtrMap objects{256};
+    int lastObjectId = -1;
+    NCPtrMap types{256};
+    int lastTypeId = -1;
+    int depth = 0; // of writeObject within writeObject
+
+    void forgetObjects() {
+        objects.clear();
+        lastObjectId = -1;
+    }
+    void forgetTypes() {
+        types.clear();
+        lastTypeId = -1;
+    }
+};
+
+struct NCInTable {
+    struct Seen {
+        NCTransObject* object;
+        NCResource* counted; // the same object, when its class is counted
+        bool complete;       // made by createObject, and built to the end
+    };
+
+    NCInTable() {
+        objects.reserve(256);
+        types.reserve(256);
+    }
+
+    NCPtrSet known{16};
+    std::vector<Seen> objects;            // by object id
+    std::vector<const NCTypeInfo*> types; // by type id
+    std::vector<NCResource*> completed;   // counted objects, each after all that it holds
+    int depth = 0;                        // of readObject within readObject
+
+    const Seen* object(int id) const {
+        return id >= 0 && static_cast<size_t>(id) < objects.size() ? &objects[static_cast<size_t>(id)]
+                                                                   : nullptr;
+    }
+    const NCTypeInfo* type(int id) const {
+        return id >= 0 && static_cast<size_t>(id) < types.size() ? types[static_cast<size_t>(id)] : nullptr;
+    }
+
+    void forgetObjects() {
+        known.clear();
+        objects.clear();
+        completed.clear();
+    }
+
+    // Destroys the counted objects that nobody holds, `except` apart. An object completes after all that it
+    // holds, so in this order nothing is looked at again once its last holder has gone.
+    void destroyOrphans(const NCResource* except) {
+        for (NCResource* object : completed) {
+            if (object != except && object->refCount() == 0)
+                NCResource::release(object);
+        }
+        completed.clear();
+    }
+};

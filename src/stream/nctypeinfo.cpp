@@ -1,0 +1,80 @@
+#include "stream/nctypeinfo.h"
+
+#include "base/hash_table.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <string>
+
+namespace {
+
+struct ClassTraits : GrowWhenFull {
+    struct Entry {
+        std::string name; // the registry's own copy
+        const NCTypeInfo* type = nullptr;
+    };
+    static bool isFree(const Entry& entry) { return !entry.type; }
+    static uint32_t hash(const Entry& entry) { return stringHash(entry.name); }
+    static uint32_t hash(const char* name) { return stringHash(name); }
+    static bool equal(const Entry& stored, const Entry& other) { return stored.name == other.name; }
+    static bool equal(const Entry& stored, const char* name) { return stored.name == name; }
+};
+
+using ClassTable = HashTable<ClassTraits>;
+
+// Never destroyed: classes may be looked up for as long as any exit handler runs.
+ClassTable& registry() {
+    static auto* table = new ClassTable(16);
+    return *table;
+}
+
+bool tracing() {
+    static const bool on = std::getenv("DEBUG_STATIC") != nullptr;
+    return on;
+}
+
+} // namespace
+
+NCTypeInfo::NCTypeInfo(const char* name, Create create, std::initializer_list<const NCTypeInfo*> bases)
+    : name_(name), create_(create), bases_(bases) {
+    if (tracing())
+        trace();
+    if (name_)
+        registry().insert({name_, this});
+}
+
+NCTypeInfo::~NCTypeInfo() = default;
+
+const NCTypeInfo* NCTypeInfo::find(const char* name) {
+    const auto* entry = registry().find(name);
+    return entry ? entry->type : nullptr;
+}
+
+bool NCTypeInfo::hasBase(const NCTypeInfo& base) const {
+    return std::any_of(bases_.begin(), bases_.end(),
+                       [&](const NCTypeInfo* direct) { return direct->isSameOrDerived(base); });
+}
+
+void NCTypeInfo::trace() const {
+    // The first registrations run before the standard streams of this unit are set up.
+    static const std::ios_base::Init streams;
+    if (name_)
+        std::cout << "Static initializating class: " << name_ << "\n";
+    else
+        std::cout << "Static initializing class: (null)\n";
+    if (bases_.empty()) {
+        std::cout << "The class is directly derived from "
+                  << "NCTransObject\n\n";
+        return;
+    }
+    std::cout << "The class has the following base:\n";
+    for (const NCTypeInfo* base : bases_) {
+        if (base->name_)
+            std::cout << "'" << base->name_ << "'\n";
+        else
+            std::cout << "(null)\n";
+    }
+    std::cout << "\n";
+}
