@@ -100,16 +100,21 @@ public:
 
     // Keeps an equal entry that is there already and leaves `entry` unused then.
     Insertion insert(Entry&& entry) {
-        uint32_t index = indexOf(entry);
+        const uint32_t index = indexOf(entry);
         if (!Traits::isFree(slots_[index]))
             return {&slots_[index], false};
+        return insertAt(index, std::move(entry));
+    }
+    Insertion insert(const Entry& entry) { return insert(Entry(entry)); }
+
+    // Stores an entry in the free slot that `indexOf` gave for it.
+    Insertion insertAt(uint32_t index, Entry&& entry) {
         store(index, std::move(entry));
         ++count_;
         if (Traits::full(count_, capacity()))
             index = grow(index);
         return {&slots_[index], true};
     }
-    Insertion insert(const Entry& entry) { return insert(Entry(entry)); }
 
     // Takes the equal entry out; a free Entry when there is none.
     template <class Probe>

@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <iostream>
+#include <utility>
 
 // How an object graph goes over a stream, in either form: tags, class names, ids. The scalars of the text
 // form are in nctextform.cpp.
@@ -94,7 +95,7 @@ NCTransObject* NCistream::createObject(const NCTypeInfo& type) { return type.cre
 int NCistream::registerObject(NCTransObject* object) {
     if (!table_->known.insert(object).added)
         return -1;
-    table_->objects.push_back({object, nullptr, false});
+    table_->objects.push_back({object, nullptr, false, 1});
     return static_cast<int>(table_->objects.size()) - 1;
 }
 
@@ -176,6 +177,10 @@ NCTransObject* NCistream::readReference(const NCTypeInfo* required) {
     // A class that is still being built has no dynamic type to ask for, so completeness is tested first.
     if (required && (!seen->complete || !seen->object->typeInfo().isSameOrDerived(*required)))
         return refuse();
+    if (seen->weight - 1 > NCInTable::repeatBudget - table_->repeated)
+        return refuse();
+    table_->repeated += seen->weight - 1;
+    table_->weight += seen->weight;
     return seen->object;
 }
 
@@ -184,6 +189,7 @@ NCTransObject* NCistream::readNew(const NCTypeInfo* type, const NCTypeInfo* requ
         return refuse();
 
     const size_t id = table_->objects.size();
+    const uint32_t outerWeight = std::exchange(table_->weight, 1);
     ++table_->depth;
     NCTransObject* object = createObject(*type);
     --table_->depth;
@@ -191,10 +197,12 @@ NCTransObject* NCistream::readNew(const NCTypeInfo* type, const NCTypeInfo* requ
     NCResource* counted = nullptr;
     if (id < table_->objects.size()) {
         table_->objects[id].complete = true;
+        table_->objects[id].weight = table_->weight;
         counted = table_->objects[id].counted;
     }
     if (counted)
         table_->completed.push_back(counted);
+    table_->weight += outerWeight;
     if (table_->depth > 0)
         return object;
 

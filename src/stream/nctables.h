@@ -55,7 +55,13 @@ struct NCInTable {
         NCTransObject* object;
         NCResource* counted; // the same object, when its class is counted
         bool complete;       // made by createObject, and built to the end
+        uint32_t weight;     // objects in it, itself included, each as often as it is reached
     };
+
+    // What references may repeat within one message: objects reached again, the first time apart. Sharing
+    // single records is free. Without a bound a few nested collections that name each other twice would stand
+    // for more objects than anybody can hash.
+    static constexpr uint32_t repeatBudget = 1u << 16;
 
     NCInTable() {
         objects.reserve(256);
@@ -67,6 +73,8 @@ struct NCInTable {
     std::vector<const NCTypeInfo*> types; // by type id
     std::vector<NCResource*> completed;   // counted objects, each after all that it holds
     int depth = 0;                        // of readObject within readObject
+    uint32_t weight = 0;                  // of what has been read of the object in hand
+    uint32_t repeated = 0;                // of the budget, used up
 
     const Seen* object(int id) const {
         return id >= 0 && static_cast<size_t>(id) < objects.size() ? &objects[static_cast<size_t>(id)]
@@ -80,6 +88,8 @@ struct NCInTable {
         known.clear();
         objects.clear();
         completed.clear();
+        weight = 0;
+        repeated = 0;
     }
 
     // Destroys the counted objects that nobody holds, `except` apart. An object completes after all that it
