@@ -1,0 +1,38 @@
+#pragma once
+
+#include <netinet/in.h>
+#include <optional>
+#include <string>
+
+// Host texts and addresses. Every question to the resolver goes through here; each may block for as long as
+// the resolver takes. Addresses are words in network byte order, as they stand in a sockaddr_in.
+
+// How often the resolver is asked while it answers that it should be tried again.
+constexpr int resolverAttempts = 4;
+
+// The address that a dotted text stands for; nothing is asked. 255.255.255.255 is an address like any other.
+std::optional<in_addr_t> dottedAddress(const char* text);
+
+// A dotted text, or else the first address that the resolver has for the name. Null is no host.
+std::optional<in_addr_t> addressOfHost(const char* host);
+
+// The name of an address by reverse look-up.
+std::optional<std::string> nameOfAddress(in_addr_t address);
+
+// This host's own name, at most 99 characters; with errno set when the system does not tell it.
+std::optional<std::string> thisHostName();
+
+struct ThisHost {
+    enum class State {
+        known,
+        nameless, // the system did not tell the name; errno says why
+        unknown,  // the resolver has no address for `name`
+    };
+    State state;
+    std::string name;
+    in_addr_t address; // 0 unless known
+};
+
+// This host's name and address. The resolver is asked once per process, and its answer, also that there is no
+// address, stands from then on.
+const ThisHost& thisHost();
