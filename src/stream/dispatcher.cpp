@@ -47,17 +47,11 @@ bool isClosed(int fd) {
 
 } // namespace
 
-int dpIOHandler::inputReady(int) {
-    return 0;
-}
+int dpIOHandler::inputReady(int) { return 0; }
 
-int dpIOHandler::outputReady(int) {
-    return 0;
-}
+int dpIOHandler::outputReady(int) { return 0; }
 
-int dpIOHandler::exceptionRaised(int) {
-    return 0;
-}
+int dpIOHandler::exceptionRaised(int) { return 0; }
 
 void dpIOHandler::timerExpired(long, long) {}
 
@@ -83,9 +77,7 @@ dpDispatcher* dpDispatcher::instance() {
     return globalDispatcher;
 }
 
-void dpDispatcher::instance(dpDispatcher* dispatcher) {
-    globalDispatcher = dispatcher;
-}
+void dpDispatcher::instance(dpDispatcher* dispatcher) { globalDispatcher = dispatcher; }
 
 void dpDispatcher::link(int fd, int mask, dpIOHandler* handler) {
     checkRange(fd, mask);
@@ -97,17 +89,13 @@ dpIOHandler* dpDispatcher::handler(int fd, int mask) const {
     return handlers_[mask][fd];
 }
 
-void dpDispatcher::unlink(int fd) {
-    detach(fd);
-}
+void dpDispatcher::unlink(int fd) { detach(fd); }
 
 void dpDispatcher::startTimer(long sec, long usec, dpIOHandler* handler) {
     timers_.insert(timeSum(timeOfDay(), {sec, usec}), handler);
 }
 
-void dpDispatcher::stopTimer(dpIOHandler* handler) {
-    timers_.remove(handler);
-}
+void dpDispatcher::stopTimer(dpIOHandler* handler) { timers_.remove(handler); }
 
 int dpDispatcher::setReady(int fd, int mask) {
     if (!handler(fd, mask))
@@ -151,9 +139,7 @@ bool dpDispatcher::anyReady() const {
     return ready_[readMask].anySet() || ready_[writeMask].anySet() || ready_[exceptMask].anySet();
 }
 
-bool dpDispatcher::dispatch() {
-    return dispatch(nullptr);
-}
+bool dpDispatcher::dispatch() { return dispatch(nullptr); }
 
 void dpDispatcher::attach(int fd, int mask, dpIOHandler* handler) {
     watched_[mask].set(fd);
@@ -288,9 +274,7 @@ void dpDispatcher::handleError() {
     }
 }
 
-void dpDispatcher::checkConnections() {
-    dropClosed(readMask);
-}
+void dpDispatcher::checkConnections() { dropClosed(readMask); }
 
 void dpDispatcher::dropClosed(int mask) {
     for (int fd = 0; fd < nfds_; ++fd) {

@@ -59,13 +59,9 @@ void NCrtt::stop() {
     rttdev = static_cast<float>(rttdev + 0.25 * (std::fabs(delta) - rttdev));
 }
 
-void NCrtt::reset() {
-    NCrtt::operator=(NCrtt());
-}
+void NCrtt::reset() { NCrtt::operator=(NCrtt()); }
 
-int NCrtt::readClock(timeval& now) {
-    return gettimeofday(&now, nullptr);
-}
+int NCrtt::readClock(timeval& now) { return gettimeofday(&now, nullptr); }
 
 std::ostream& operator<<(std::ostream& out, const NCrtt& estimate) {
     return out << " rtt = " << estimate.rtt << ", srtt = " << estimate.srtt
