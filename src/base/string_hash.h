@@ -16,9 +16,7 @@ constexpr uint32_t stringHash(std::string_view text) {
     return hash & 0x7fffffff;
 }
 
-inline uint64_t stringFingerprint(std::string_view text) {
-    return std::hash<std::string_view>{}(text);
-}
+inline uint64_t stringFingerprint(std::string_view text) { return std::hash<std::string_view>{}(text); }
 
 // Folds one more part into a fingerprint. Equal parts in equal order give equal results.
 constexpr uint64_t mixFingerprint(uint64_t seed, uint64_t part) {

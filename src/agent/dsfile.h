@@ -1,0 +1,29 @@
+#pragma once
+
+#include <fstream>
+#include <optional>
+#include <string>
+
+// A file of words for the search of agents: blanks and newlines separate, a word that begins with # drops the
+// rest of its line.
+class DSWordFile {
+public:
+    // The file that `variable` names, else `name` in the directory of HARBOLANCE_ADM; nothing when neither is
+    // set.
+    static std::optional<DSWordFile> fromEnvironment(const char* variable, const char* name);
+
+    bool isOpen() const { return file_.is_open(); }
+    const std::string& path() const { return path_; }
+    // Whether the variable named it, rather than the directory.
+    bool isNamedByVariable() const { return namedByVariable_; }
+    // The next word; nothing at the end.
+    std::optional<std::string> nextWord();
+
+private:
+    DSWordFile(std::string path, bool namedByVariable)
+        : path_(std::move(path)), namedByVariable_(namedByVariable), file_(path_) {}
+
+    std::string path_;
+    bool namedByVariable_;
+    std::ifstream file_;
+};

@@ -1,0 +1,12 @@
+#pragma once
+
+class DSProvider;
+
+// Told by the session when a provider of a watched name comes or goes. Called from the event loop or from
+// inside a request; may register and unregister triggers. The provider is the session's: hold it to keep it.
+class DSTriggerHandler {
+public:
+    virtual ~DSTriggerHandler() = default;
+    virtual void serviceUp(DSProvider* provider) = 0;
+    virtual void serviceDown(DSProvider*) {}
+};
