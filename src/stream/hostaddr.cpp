@@ -41,6 +41,14 @@ std::optional<in_addr_t> addressOfHost(const char* host) {
     return address;
 }
 
+sockaddr_in socketAddress(in_addr_t address, int port) {
+    sockaddr_in result{};
+    result.sin_family = AF_INET;
+    result.sin_port = htons(static_cast<uint16_t>(port));
+    result.sin_addr.s_addr = address;
+    return result;
+}
+
 std::optional<std::string> nameOfAddress(in_addr_t address) {
     const hostent* found =
         askResolver([&address] { return ::gethostbyaddr(&address, sizeof address, AF_INET); });

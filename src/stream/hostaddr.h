@@ -16,6 +16,14 @@ std::optional<in_addr_t> dottedAddress(const char* text);
 // A dotted text, or else the first address that the resolver has for the name. Null is no host.
 std::optional<in_addr_t> addressOfHost(const char* host);
 
+// An endpoint for the socket calls, and the same as these calls take it. The port is a host value; of one
+// beyond 65535 the low 16 bits count.
+sockaddr_in socketAddress(in_addr_t address, int port);
+inline sockaddr* generic(sockaddr_in& address) { return reinterpret_cast<sockaddr*>(&address); }
+inline const sockaddr* generic(const sockaddr_in& address) {
+    return reinterpret_cast<const sockaddr*>(&address);
+}
+
 // The name of an address by reverse look-up.
 std::optional<std::string> nameOfAddress(in_addr_t address);
 

@@ -40,6 +40,8 @@ void NCostream::writeFields(const NCTransObject* object) {
 
 void NCostream::resetTypes() { table_->forgetTypes(); }
 
+void NCostream::setLearning(bool learning) { table_->learning = learning; }
+
 void NCostream::resetObjects() { table_->forgetObjects(); }
 
 NCostream& NCostream::write(const NCTransObject* object) { return writeObject(object); }
@@ -54,12 +56,13 @@ NCostream& NCostream::writeObject(const NCTransObject* object) {
     } else {
         ++table_->lastObjectId;
         const NCTypeInfo& type = object->typeInfo();
-        const auto spelled = table_->types.insert({type.name(), table_->lastTypeId + 1});
-        if (spelled.added) {
-            ++table_->lastTypeId;
-            write(':').writeCString(type.name());
+        if (const auto* spelled = table_->types.find(NCPtrMapTraits::Entry{type.name()})) {
+            write('#').write(spelled->id);
         } else {
-            write('#').write(spelled.entry->id);
+            ++table_->lastTypeId;
+            if (table_->learning)
+                table_->types.insert({type.name(), table_->lastTypeId});
+            write(':').writeCString(type.name());
         }
         writeFields(object);
     }

@@ -59,6 +59,11 @@ public:
     virtual NCostream& write(const double* values, size_t count);
     virtual NCostream& writeCString(const char* text);
 
+    // With false, a class that was not spelled before is spelled at each occurrence and not remembered. For
+    // messages that may arrive in another order than the one they are written in: none of them then refers to
+    // a name in another. The reader counts each spelling, and so do the ids given afterwards.
+    void setLearning(bool learning);
+
 protected:
     NCostream(); // the binary form has no standard stream
 

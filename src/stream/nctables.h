@@ -38,7 +38,8 @@ struct NCOutTable {
     int lastObjectId = -1;
     NCPtrMap types{256};
     int lastTypeId = -1;
-    int depth = 0; // of writeObject within writeObject
+    bool learning = true; // new types enter `types`
+    int depth = 0;        // of writeObject within writeObject
 
     void forgetObjects() {
         objects.clear();

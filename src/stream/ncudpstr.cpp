@@ -15,17 +15,6 @@ namespace {
 
 NCBroadcastTableMaker tableMaker = nullptr;
 
-sockaddr_in endpoint(in_addr_t address, int port) {
-    sockaddr_in result{};
-    result.sin_family = AF_INET;
-    result.sin_port = htons(static_cast<uint16_t>(port));
-    result.sin_addr.s_addr = address;
-    return result;
-}
-
-const sockaddr* generic(const sockaddr_in& address) { return reinterpret_cast<const sockaddr*>(&address); }
-sockaddr* generic(sockaddr_in& address) { return reinterpret_cast<sockaddr*>(&address); }
-
 } // namespace
 
 NCudpstream::NCudpstream() : NCudpstream(std::make_unique<NCipcstream>(), std::make_unique<NCipcstream>()) {}
@@ -81,7 +70,7 @@ int NCudpstream::underflow() {
 int NCudpstream::bind(int port, const char* ipaddr) {
     if (open_)
         return fail(alreadyOpen, "NCudpstream::bind: File already open");
-    sockaddr_in address = endpoint(dottedAddress(ipaddr).value_or(INADDR_ANY), port);
+    sockaddr_in address = socketAddress(dottedAddress(ipaddr).value_or(INADDR_ANY), port);
     const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (fd == -1)
         return failSystem("NCudpstream: socket");
@@ -116,7 +105,7 @@ int NCudpstream::close() {
 bool NCudpstream::findHost(const char* host, int port, sockaddr_in& address) {
     const auto found = addressOfHost(host);
     if (found)
-        address = endpoint(*found, port);
+        address = socketAddress(*found, port);
     else
         fail(noHost, ("NCudpstream::connect: No host (" + std::string(host ? host : "(null)") + ")").c_str());
     return found.has_value();

@@ -1,0 +1,227 @@
+#include "stream/nctcpstr.h"
+#include "stream/syscalls.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <unistd.h>
+
+// What goes over an open TCP stream: writing with a queue, reading message by message.
+
+namespace {
+
+constexpr uint32_t queuedAreaSize = 1024;
+constexpr uint32_t smallestGrowth = 1024;
+
+// errno values after which a connection is no more.
+bool meansBroken(int error) {
+    return error == ENETDOWN || error == ENETRESET || error == ECONNABORTED || error == ECONNRESET ||
+           error == ENOTCONN;
+}
+
+} // namespace
+
+int NCtcpstream::send(const NCTransObject* object, uint8_t priority) {
+    if (!open_)
+        return fail(notOpen, "NCtcpstream::send: File not open");
+    if (!writePending_ && queue_.isEmpty()) {
+        if (!ncEncodeMessage(*out_, object))
+            return status_ = systemError;
+        return writeBuffer();
+    }
+    if (queue_.size() >= std::min(queueLimit_, queue_.capacity()))
+        return fail(queueFull, "Cannot queue any more messages. Queue Full.");
+    if (enqueueObject(object, priority) != 0)
+        return status_;
+    if (flush() == partlyWritten)
+        return fail(queued, "Message is Queued.");
+    return status_;
+}
+
+int NCtcpstream::enqueueObject(const NCTransObject* object, uint8_t priority) {
+    auto buffer = std::make_unique<NCipcbuf>(queuedAreaSize, 0);
+    out_->setBuffer(buffer.get());
+    // A later message of a lower number overtakes this one, so neither may lean on class names in the other.
+    out_->setLearning(false);
+    const bool encoded = ncEncodeMessage(*out_, object);
+    out_->setLearning(true);
+    out_->setBuffer(outBuffer_.get());
+    if (!encoded)
+        return status_ = systemError;
+    if (queue_.enqueue(buffer.get(), priority) != 0)
+        return fail(queueFull, "Cannot queue any more messages. Queue Full.");
+    buffer.release();
+    return done();
+}
+
+int NCtcpstream::flush() {
+    if (!open_)
+        return status_ = notOpen;
+    if (!writePending_ && queue_.isEmpty())
+        return status_ = nothingPending;
+    if (writePending_ && writeBuffer() != 0)
+        return status_;
+    int found = 0;
+    while (auto* next = static_cast<NCipcbuf*>(queue_.dequeue(found))) {
+        outBuffer_.reset(next);
+        out_->setBuffer(next);
+        if (writeBuffer() != 0)
+            break;
+    }
+    return status_;
+}
+
+// Writes what the output buffer holds, from where the last call stopped.
+int NCtcpstream::writeBuffer() {
+    const uint32_t total = outBuffer_->bytesWritten();
+    if (total == 0)
+        return status_ = nothingToWrite;
+    ignoreBrokenPipes();
+    if (!writePending_)
+        written_ = 0;
+    while (written_ < total) {
+        const ssize_t count =
+            uninterrupted([&] { return ::write(fd_, outBuffer_->wbuf() + written_, total - written_); });
+        if (count > 0) {
+            written_ += static_cast<uint32_t>(count);
+        } else if (count == -1 && errno == EAGAIN) {
+            writePending_ = true;
+            return status_ = partlyWritten;
+        } else if (count == 0 || errno == EPIPE || meansBroken(errno)) {
+            return fail(broken, "NCtcpstream::send: Connection broken");
+        } else {
+            return failSystem("NCtcpstream::send: write");
+        }
+    }
+    outBuffer_->resetWrite();
+    writePending_ = false;
+    written_ = 0;
+    return done();
+}
+
+// Once per process: a write to a broken connection then gives an error and no signal.
+void NCtcpstream::ignoreBrokenPipes() {
+    static bool ignored = false;
+    if (ignored)
+        return;
+    struct sigaction action {};
+    action.sa_handler = SIG_IGN;
+    ignored = ::sigaction(SIGPIPE, &action, nullptr) == 0;
+    if (!ignored && debug_)
+        std::perror("NCtcpstream::sigaction ");
+}
+
+NCTransObject* NCtcpstream::receive() {
+    if (!open_) {
+        status_ = notOpen;
+        return nullptr;
+    }
+    return receiveWithin(nullptr);
+}
+
+NCTransObject* NCtcpstream::receive(int& status, int seconds) {
+    NCTransObject* object = nullptr;
+    if (open_) {
+        const Deadline deadline(seconds);
+        object = receiveWithin(&deadline);
+    } else {
+        status_ = notOpen;
+    }
+    status = status_;
+    return object;
+}
+
+NCTransObject* NCtcpstream::receiveWithin(const Deadline* deadline) {
+    if (readMessage({deadline, false}) != 0)
+        return nullptr;
+    in_->clearFailed();
+    NCTransObject* object = in_->readObject();
+    status_ = object ? 0 : badObject;
+    return object;
+}
+
+int NCtcpstream::readMessage(Reading reading) {
+    const bool resumed = readPending_;
+    if (!resumed) {
+        messageLength_ = -1;
+        inBuffer_.resetRead();
+    }
+    constexpr const char* resumedText = "NCtcpstream::_finishReadIntoBuffer: read ";
+    if (messageLength_ == -1 && readWord(reading, resumed ? resumedText : "NCtcpstream::receive: read") != 0)
+        return status_;
+    if (readBody(reading, resumed ? resumedText : "NCtcpstream::receive: read ") != 0)
+        return status_;
+    readPending_ = false;
+    return done();
+}
+
+int NCtcpstream::readWord(Reading& reading, const char* text) {
+    while (inBuffer_.bytesUnread() < ncFrameWord) {
+        if (readSome(ncFrameWord - inBuffer_.bytesUnread(), reading, text,
+                     "NCtcpstream::receive: Connection broken") != 0)
+            return status_;
+    }
+    in_->clearFailed();
+    in_->read(messageLength_);
+    if (messageLength_ < static_cast<int>(ncFrameWord) || messageLength_ > maxMessage)
+        messageLength_ = 0;
+    inBuffer_.resetRead();
+    return done();
+}
+
+int NCtcpstream::readBody(Reading& reading, const char* text) {
+    if (messageLength_ == 0) {
+        // Where the next message starts cannot be told any more, so it stays like this until `close`.
+        readPending_ = true;
+        return fail(broken, "NCtcpstream::receive: Connection broken");
+    }
+    const uint32_t length = static_cast<uint32_t>(messageLength_) - ncFrameWord;
+    while (inBuffer_.bytesUnread() < length) {
+        const uint32_t present = inBuffer_.bytesUnread();
+        // The area grows behind what has arrived, not ahead to what the length word claims.
+        if (present == inBuffer_.rsize() &&
+            inBuffer_.growRead(std::min(length, std::max(2 * present, smallestGrowth))) == -1)
+            return failSystem("NCtcpstream::receive: Memory alloc");
+        if (readSome(std::min(length, inBuffer_.rsize()) - present, reading, text,
+                     "NCtcpstream::receive:Connection broken") != 0)
+            return status_;
+    }
+    return done();
+}
+
+// Reads up to `wanted` octets behind what is there: at least one, or a status. Past its deadline a call still
+// takes what has already come, which lasts for as long as the reads come back full.
+int NCtcpstream::readSome(uint32_t wanted, Reading& reading, const char* text, const char* endText) {
+    for (;;) {
+        if (reading.deadline) {
+            const bool over = reading.drained && reading.deadline->passed();
+            const int ready = over ? 0 : pollUntil(fd_, POLLIN, *reading.deadline);
+            if (ready == 0)
+                return readInterrupted(timedOut);
+            if (ready == -1)
+                return status_ = systemError;
+        }
+        const ssize_t count = uninterrupted([&] { return ::read(fd_, inBuffer_.rend(), wanted); });
+        if (count > 0) {
+            inBuffer_.advanceEnd(static_cast<size_t>(count));
+            reading.drained = static_cast<size_t>(count) < wanted;
+            return done();
+        }
+        if (count == 0)
+            return fail(broken, endText);
+        if (errno != EAGAIN)
+            return meansBroken(errno) ? fail(broken, "NCtcpstream::recive: Connection broken")
+                                      : failSystem(text);
+        if (!reading.deadline)
+            return readInterrupted(partlyRead);
+        reading.drained = true;
+    }
+}
+
+// Keeps what has come of a message for the next call.
+int NCtcpstream::readInterrupted(int status) {
+    readPending_ = messageLength_ != -1 || inBuffer_.bytesUnread() > 0;
+    if (!readPending_ && status == partlyRead)
+        return fail(noData, "NCtcpstream::receive: No data to read");
+    return status_ = status;
+}

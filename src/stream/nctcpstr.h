@@ -1,0 +1,152 @@
+#pragma once
+
+#include "stream/ncframe.h"
+#include "stream/ncpriqueue.h"
+
+#include <memory>
+#include <netinet/in.h>
+#include <string>
+
+class Deadline;
+
+// Objects over a TCP connection, one message after another; also the listening side.
+//
+// Operations return a status, which `status` keeps: 0 or one of the codes below. They never throw. With
+// `setDebug` a failure is also told on the standard error stream. An error does not close the stream: after
+// `broken` or `badObject` there is nothing left to do with the connection but to `close` it.
+//
+// A new stream is blocking: sending and receiving then take as long as the peer does, apart from the
+// operations with a limit. A non-blocking stream does what it can and keeps the rest of a message for the
+// next call: call `receive` when there is input, `flush` when there is room for output. All of this may be
+// done from a handler of the event loop. The first write makes the process ignore SIGPIPE.
+//
+// A class name is spelled once per connection and direction, so a stream is for one connection; `close`
+// makes it ready for another. Ports are host values; of one beyond 65535 the low 16 bits count.
+class NCtcpstream {
+public:
+    // The longest message that is taken from a peer. Whoever claims more is broken; a shorter claim costs
+    // memory only as its octets come.
+    static constexpr int maxMessage = 256 * 1024 * 1024;
+
+    static constexpr int timedOut = -986;
+    static constexpr int partlyWritten = -987; // the rest is kept for `flush`
+    static constexpr int nothingToWrite = -988;
+    static constexpr int nothingPending = -989;
+    static constexpr int queueFull = -990; // the message was refused
+    static constexpr int queued = -991;    // it leaves with a later `flush`
+    static constexpr int noData = -992;    // nothing to read on a non-blocking stream
+    static constexpr int systemError = -993;
+    static constexpr int badObject = -994; // the message holds no object that could be rebuilt
+    static constexpr int badDescriptor = -995;
+    static constexpr int broken = -996; // the peer has closed, the network failed, or no length is like that
+    static constexpr int noHost = -997;
+    static constexpr int alreadyOpen = -998;
+    static constexpr int notOpen = -999;
+    static constexpr int partlyRead = -1000; // the rest is still to come
+
+    // `bufferSize` is what the read and write areas start with, `queueCapacity` how many messages may wait.
+    NCtcpstream(uint32_t bufferSize, int queueCapacity);
+    // With a queue of 16 that `setQueueLimit` can raise.
+    NCtcpstream(std::unique_ptr<NCipcstream> in, std::unique_ptr<NCipcstream> out, uint32_t bufferSize,
+                int queueLimit);
+    NCtcpstream(const NCtcpstream&) = delete;
+    NCtcpstream& operator=(const NCtcpstream&) = delete;
+    virtual ~NCtcpstream();
+
+    // Replaces the object streams, neither of them null; they work on this stream's buffers from then on.
+    void setStreams(std::unique_ptr<NCipcstream> in, std::unique_ptr<NCipcstream> out);
+
+    // Port 0 asks for any port; a null host stands for any address of this one.
+    int listen(int port, const char* host = nullptr);
+    // The accepted descriptor, or a status. The second form gives an attached, blocking stream, or null.
+    int accept();
+    std::unique_ptr<NCtcpstream> acceptStream();
+
+    // Blocks until the connection stands, also on a non-blocking stream. With a limit in seconds (negative
+    // for none) `timedOut` when it does not stand by then; the look-up of the name has no limit.
+    int connect(const char* host, int port) { return connect(host, port, -1); }
+    int connect(const char* host, int port, int seconds);
+    int connect(const sockaddr_in& peer) { return connect(peer, -1); }
+    int connect(const sockaddr_in& peer, int seconds);
+    // Takes an open connection over; on failure the descriptor stays with the caller.
+    int attach(int fd);
+    // Drops what is queued or half done.
+    int close();
+
+    // Going to blocking flushes what is pending.
+    int setBlocking(bool blocking);
+    // Behind what is pending or queued a message is queued itself, at once encoded: among these the lowest
+    // priority number leaves first, equal ones in order of arrival.
+    int send(const NCTransObject* object, uint8_t priority);
+    // Writes what is pending, then the queue.
+    int flush();
+
+    // The object of one message, with reference count 0 for the caller to hold, or null with the status
+    // saying why. Octets behind a complete object are ignored.
+    NCTransObject* receive();
+    // Waits for a whole message, but no longer than `seconds` in total whatever the peer does, and on a
+    // blocking stream too; negative for no limit. A message that is only partly there at the limit can be
+    // received further by a later call.
+    NCTransObject* receive(int& status, int seconds = -1);
+
+    // Only raises the limit.
+    void setQueueLimit(int limit);
+    int queueLimit() const { return queueLimit_; }
+    int queueCount() const { return queue_.size(); }
+    bool isOpen() const { return open_; }
+    bool isBlocking() const { return blocking_; }
+    bool isReadPending() const { return readPending_; }
+    bool isWritePending() const { return writePending_; }
+    int fd() const { return fd_; }
+    // The peer's for a connected stream, the own one for a listener, nothing for an attached descriptor.
+    int port() const { return port_; }
+    const char* hostName() const { return hostName_.c_str(); }
+    int status() const { return status_; }
+    bool debug() const { return debug_; }
+    void setDebug(bool debug) { debug_ = debug; }
+
+private:
+    // One call that reads: how long it may wait, if at all, and whether the peer has been emptied.
+    struct Reading {
+        const Deadline* deadline;
+        bool drained;
+    };
+
+    int done();
+    int fail(int status, const char* text);
+    int failSystem(const char* text);
+    int failOpening(const char* text, int fd);
+    int open(int fd, int port);
+    int openConnection(const sockaddr_in& peer, int seconds);
+    void lingerOff(const char* text);
+    void dropQueue();
+
+    int enqueueObject(const NCTransObject* object, uint8_t priority);
+    int writeBuffer();
+    void ignoreBrokenPipes();
+
+    NCTransObject* receiveWithin(const Deadline* deadline);
+    int readMessage(Reading reading);
+    int readWord(Reading& reading, const char* text);
+    int readBody(Reading& reading, const char* text);
+    int readSome(uint32_t wanted, Reading& reading, const char* text, const char* endText);
+    int readInterrupted(int status);
+
+    std::unique_ptr<NCipcstream> in_;
+    std::unique_ptr<NCipcstream> out_;
+    NCPriorityQueue queue_; // of owned NCipcbufs
+    NCipcbuf inBuffer_;
+    std::unique_ptr<NCipcbuf> outBuffer_;
+    std::string hostName_;
+    int port_ = 0;
+    int fd_ = -1;
+    int queueLimit_;
+    bool open_ = false;
+    bool debug_ = false;
+    bool readPending_ = false;
+    bool writePending_ = false;
+    uint32_t written_ = 0;   // of the pending message
+    int messageLength_ = -1; // until the length word of the message in hand is complete
+    bool blocking_ = true;
+    int status_ = 0;
+};
