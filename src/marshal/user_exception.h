@@ -1,7 +1,7 @@
 #pragma once
 
+#include "marshal/print_form.h"
 #include "marshal/vexcept.h"
-#include "marshal/vstream.h"
 
 #include <ostream>
 #include <tuple>
@@ -53,12 +53,6 @@ private:
     template <class Visit>
     static void forEachMember(Visit visit) {
         std::apply([&](const auto&... member) { (visit(member), ...); }, Self::_members());
-    }
-
-    static void printLine(TRXostream& stream, std::initializer_list<std::string_view> pieces) {
-        for (std::string_view piece : pieces)
-            stream.write_raw(piece.data(), static_cast<CORBA_ULong>(piece.size()));
-        stream << std::endl;
     }
 };
 

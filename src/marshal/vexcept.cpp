@@ -2,14 +2,12 @@
 
 #include "base/assertion.h"
 #include "base/hash_table.h"
+#include "marshal/print_form.h"
 #include "marshal/vstr.h"
 #include "marshal/vstream.h"
 
-#include <cstring>
-#include <iostream>
 #include <memory>
 #include <string>
-#include <string_view>
 
 namespace {
 
@@ -29,11 +27,6 @@ struct DictionaryTraits : GrowAtNineTenths {
 
 // Made by the first registration and never destroyed: descriptors leave it until the process has ended.
 constinit HashTable<DictionaryTraits>* _excepDict = nullptr;
-
-// A label of a print form. It goes past the string operation, which would quote it on some streams.
-void printText(TRXostream& stream, std::string_view text) {
-    stream.write_raw(text.data(), static_cast<CORBA_ULong>(text.size()));
-}
 
 const char* completionText(CORBA_CompletionStatus completed) {
     switch (completed) {
@@ -85,9 +78,7 @@ void CORBA_Exception::_write(TRXostream&) const {}
 void CORBA_Exception::_read(TRXistream&) {}
 
 void CORBA_Exception::_print(TRXostream& stream) const {
-    printText(stream, "Exception: ");
-    printText(stream, _name());
-    stream << std::endl;
+    printLine(stream, {"Exception: ", _name()});
 }
 
 void CORBA_Exception::_raise() const {}
@@ -137,12 +128,8 @@ void CORBA_SystemException::_read(TRXistream& stream) {
 
 void CORBA_SystemException::_print(TRXostream& stream) const {
     CORBA_Exception::_print(stream);
-    printText(stream, "\tMinor: ");
-    printText(stream, std::to_string(_minor));
-    stream << std::endl;
-    printText(stream, "\tCompletion Status: ");
-    printText(stream, completionText(_completed));
-    stream << std::endl;
+    printLine(stream, {"\tMinor: ", std::to_string(_minor)});
+    printLine(stream, {"\tCompletion Status: ", completionText(_completed)});
 }
 
 void CORBA_SystemException::_raise() const {
@@ -224,7 +211,7 @@ TRXistream& operator>>(TRXistream& stream, CORBA_Exception*& exception) {
 
 std::ostream& operator<<(std::ostream& stream, const CORBA_Exception& exception) {
     TRXostream text(stream);
-    if (&stream == &std::cout || &stream == &std::cerr || &stream == &std::clog)
+    if (isConsole(stream))
         exception._print(text);
     else
         exception._write(text);

@@ -3,6 +3,7 @@
 #include "marshal/typecode_table.h"
 #include "marshal/types.h"
 
+#include <concepts>
 #include <iosfwd>
 #include <memory>
 
@@ -71,7 +72,8 @@ public:
     virtual TRXostream& write(const long long* array, CORBA_ULong count);
     virtual TRXostream& write(const unsigned long long* array, CORBA_ULong count);
 
-    TRXostream& operator<<(bool) = delete;
+    template <std::same_as<bool> Bool>
+    TRXostream& operator<<(Bool) = delete;
 
     // `std::endl` ends the line of a text stream; a marshal buffer takes it as a string of one newline.
     TRXostream& operator<<(std::ostream& (*manipulator)(std::ostream&));
