@@ -37,7 +37,7 @@ CORBA_ULong CORBA_MarshalOutBuffer::offset() const {
 }
 
 void CORBA_MarshalOutBuffer::reset_align() {
-    _align = 0;
+    _start = -_offset;
 }
 
 void CORBA_MarshalOutBuffer::destroy() {
@@ -64,41 +64,39 @@ void CORBA_MarshalOutBuffer::grow(CORBA_ULong count) {
 
 void CORBA_MarshalOutBuffer::rewind() {
     _offset = 0;
-    _align = 0;
+    _start = 0;
     reset_typecodes();
 }
 
 void CORBA_MarshalOutBuffer::seek(CORBA_ULong offset) {
     if (offset > _capacity)
         throw CORBA_BAD_PARAM();
+    _start += _offset - offset; // the stream position stays
     _offset = offset;
 }
 
-// The place for `count` octets, which the caller fills.
-char* CORBA_MarshalOutBuffer::reserve(uint64_t count) {
+void CORBA_MarshalOutBuffer::make_room(uint64_t count) {
     if (count > maxOctets)
         throw CORBA_MARSHAL();
-    const auto octets = static_cast<CORBA_ULong>(count);
-    if (_capacity - _offset < octets)
-        grow(octets);
-    char* place = _data + _offset;
-    _offset += octets;
-    _align += octets;
-    return place;
+    grow(static_cast<CORBA_ULong>(count));
 }
 
-char* CORBA_MarshalOutBuffer::reserve_aligned(uint64_t count, CORBA_ULong alignment) {
-    const CORBA_ULong padding = paddingTo(alignment, _align);
-    char* place = reserve(padding + count);
-    for (CORBA_ULong i = 0; i < padding; ++i)
-        place[i] = ' ';
+// The aligned place for `count` octets, which the caller fills.
+char* CORBA_MarshalOutBuffer::reserve(uint64_t count, CORBA_ULong alignment) {
+    const CORBA_ULong padding = paddingTo(alignment, align());
+    const uint64_t total = padding + count;
+    if (total > _capacity - _offset)
+        make_room(total);
+    char* place = _data + _offset;
+    std::fill_n(place, padding, ' ');
+    _offset += static_cast<CORBA_ULong>(total);
     return place + padding;
 }
 
 template <class T>
 TRXostream& CORBA_MarshalOutBuffer::put_array(const T* array, CORBA_ULong count) {
     const uint64_t octets = uint64_t{count} * sizeof(T);
-    char* place = reserve_aligned(octets, sizeof(T));
+    char* place = reserve(octets, sizeof(T));
     if (octets > 0)
         std::memcpy(place, array, octets);
     return *this;
@@ -107,7 +105,7 @@ TRXostream& CORBA_MarshalOutBuffer::put_array(const T* array, CORBA_ULong count)
 // An array whose elements are wider in memory than on the wire.
 template <class Wire, class T>
 TRXostream& CORBA_MarshalOutBuffer::put_narrowed(const T* array, CORBA_ULong count) {
-    char* place = reserve_aligned(uint64_t{count} * sizeof(Wire), sizeof(Wire));
+    char* place = reserve(uint64_t{count} * sizeof(Wire), sizeof(Wire));
     for (CORBA_ULong i = 0; i < count; ++i) {
         const auto wire = static_cast<Wire>(array[i]);
         std::memcpy(place + i * sizeof wire, &wire, sizeof wire);
@@ -115,13 +113,21 @@ TRXostream& CORBA_MarshalOutBuffer::put_narrowed(const T* array, CORBA_ULong cou
     return *this;
 }
 
-// Length, text and NUL in one piece.
+// Length, text and NUL in one piece, with one test of what is free.
 TRXostream& CORBA_MarshalOutBuffer::put_text(const char* text) {
     const size_t size = std::strlen(text) + 1;
-    char* place = reserve_aligned(uint64_t{sizeof(CORBA_ULong)} + size, sizeof(CORBA_ULong));
     const auto length = static_cast<CORBA_ULong>(size);
+    const CORBA_ULong padding = paddingTo(sizeof length, align());
+    const uint64_t total = uint64_t{padding} + sizeof length + size;
+    if (total > _capacity - _offset) [[unlikely]]
+        make_room(total);
+    char* place = _data + _offset;
+    constexpr uint32_t blanks = 0x20202020;
+    std::memcpy(place, &blanks, sizeof blanks);
+    place += padding;
     std::memcpy(place, &length, sizeof length);
     std::memcpy(place + sizeof length, text, size);
+    _offset += static_cast<CORBA_ULong>(total);
     return *this;
 }
 
@@ -221,7 +227,7 @@ CORBA_ULong CORBA_MarshalInBuffer::size() const {
 }
 
 void CORBA_MarshalInBuffer::reset_align() {
-    _align = 0;
+    _start = -_offset;
 }
 
 void CORBA_MarshalInBuffer::underflow(CORBA_ULong) {
@@ -243,7 +249,7 @@ CORBA_ULong CORBA_MarshalInBuffer::seek(CORBA_ULong offset) {
         throw CORBA_BAD_PARAM();
     const CORBA_ULong old = _offset;
     _offset = offset;
-    _align = offset;
+    _start = 0;
     return old;
 }
 
@@ -259,12 +265,11 @@ const char* CORBA_MarshalInBuffer::take(uint64_t count) {
     }
     const char* place = _data + _offset;
     _offset += static_cast<CORBA_ULong>(count);
-    _align += static_cast<CORBA_ULong>(count);
     return place;
 }
 
 const char* CORBA_MarshalInBuffer::take_aligned(uint64_t count, CORBA_ULong alignment) {
-    const CORBA_ULong padding = paddingTo(alignment, _align);
+    const CORBA_ULong padding = paddingTo(alignment, align());
     const char* place = take(padding + count);
     return place ? place + padding : nullptr;
 }
@@ -272,7 +277,7 @@ const char* CORBA_MarshalInBuffer::take_aligned(uint64_t count, CORBA_ULong alig
 template <class T>
 TRXistream& CORBA_MarshalInBuffer::get_array(T* array, CORBA_ULong count) {
     const uint64_t octets = uint64_t{count} * sizeof(T);
-    const CORBA_ULong padding = paddingTo(sizeof(T), _align);
+    const CORBA_ULong padding = paddingTo(sizeof(T), align());
     if (padding + octets > left()) {
         std::fill_n(array, count, T());
         fail(padding + octets);
@@ -290,7 +295,7 @@ TRXistream& CORBA_MarshalInBuffer::get_array(T* array, CORBA_ULong count) {
 template <class Wire, class T>
 TRXistream& CORBA_MarshalInBuffer::get_widened_array(T* array, CORBA_ULong count) {
     const uint64_t octets = uint64_t{count} * sizeof(Wire);
-    const CORBA_ULong padding = paddingTo(sizeof(Wire), _align);
+    const CORBA_ULong padding = paddingTo(sizeof(Wire), align());
     if (padding + octets > left()) {
         std::fill_n(array, count, T());
         fail(padding + octets);
@@ -309,21 +314,41 @@ TRXistream& CORBA_MarshalInBuffer::get_widened_array(T* array, CORBA_ULong count
 CORBA_ULong CORBA_MarshalInBuffer::take_length() {
     CORBA_ULong length = 0;
     get_value(length);
-    if (length == 0 && !marshalSettings.nullString)
+    if (length == 0 && !marshalSettings.nullString) [[unlikely]]
         throw CORBA_MARSHAL();
     return length;
 }
 
+// Length and text in one step: the offset is read and stored once.
 TRXistream& CORBA_MarshalInBuffer::operator>>(char*& string) {
     string = nullptr;
-    const CORBA_ULong length = take_length();
-    if (length == 0)
+    CORBA_ULong length = 0;
+    const CORBA_ULong head = paddingTo(sizeof length, align()) + CORBA_ULong{sizeof length};
+    if (head > left()) [[unlikely]] {
+        fail(head);
         return *this;
-    if (const char* place = take(length)) {
-        string = CORBA_string_alloc(length);
-        std::memcpy(string, place, length);
-        string[length] = '\0';
     }
+    const char* place = _data + _offset + head;
+    std::memcpy(&length, place - sizeof length, sizeof length);
+    if (_byte_order != hostByteOrder)
+        length = reversed(length);
+    if (length - 1 >= left() - head) [[unlikely]] // 0, or more than is left
+        return take_odd_string(length, head);
+    _offset += head + length;
+    string = CORBA_string_alloc(length);
+    std::memcpy(string, place, length);
+    string[length] = '\0';
+    return *this;
+}
+
+// A string that is null, or not there.
+TRXistream& CORBA_MarshalInBuffer::take_odd_string(CORBA_ULong length, CORBA_ULong head) {
+    if (length > 0)
+        fail(uint64_t{head} + length);
+    else if (!marshalSettings.nullString)
+        throw CORBA_MARSHAL();
+    else
+        _offset += head;
     return *this;
 }
 

@@ -24,15 +24,6 @@ int compareText(const Char* a, const Char* b, Order order) {
 
 constinit char* const TRXNullString = const_cast<char*>(emptyString);
 
-char* CORBA_string_alloc(CORBA_ULong length) {
-    return new char[size_t{length} + 1];
-}
-
-void CORBA_string_free(char* string) {
-    if (string != TRXNullString)
-        delete[] string;
-}
-
 char* CORBA_string_dup(const char* string) {
     if (!string)
         return nullptr;
@@ -72,10 +63,6 @@ CORBA_ULong CORBA_wstring_hash(const CORBA_WChar* string) {
 
 int CORBA_wstring_compare(const CORBA_WChar* a, const CORBA_WChar* b) {
     return compareText(a, b, std::wcscmp);
-}
-
-TRXistream& operator>>(TRXistream& stream, CORBA_String_var& string) {
-    return stream >> string.out();
 }
 
 TRXistream& operator>>(TRXistream& stream, CORBA_WString_var& string) {

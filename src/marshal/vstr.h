@@ -1,12 +1,11 @@
 #pragma once
 
 #include "marshal/types.h"
+#include "marshal/vstream.h"
 
+#include <cstddef>
 #include <iosfwd>
 #include <utility>
-
-class TRXistream;
-class TRXostream;
 
 // Strings are arrays of char ended by a NUL, wide strings arrays of CORBA_WChar ended by a zero element. Both
 // live on the heap through the functions below and nowhere else. All of them take null.
@@ -15,9 +14,16 @@ class TRXostream;
 // to.
 extern char* const TRXNullString;
 
-char* CORBA_string_alloc(CORBA_ULong length); // room for `length` octets and a NUL; not cleared
-void CORBA_string_free(char* string);         // ignores null and the shared null string
-char* CORBA_string_dup(const char* string);   // null gives null
+// Room for `length` octets and a NUL; not cleared.
+inline char* CORBA_string_alloc(CORBA_ULong length) {
+    return new char[size_t{length} + 1];
+}
+// Ignores null and the shared null string.
+inline void CORBA_string_free(char* string) {
+    if (string != TRXNullString)
+        delete[] string;
+}
+char* CORBA_string_dup(const char* string); // null gives null
 CORBA_ULong CORBA_string_hash(const char* string);
 int CORBA_string_compare(const char* a, const char* b); // strcmp; null comes before every string
 
@@ -87,8 +93,11 @@ private:
 using CORBA_String_var = TRXStringHolder<TRXNarrowText>;
 using CORBA_WString_var = TRXStringHolder<TRXWideText>;
 
-// Frees the old value first; what the stream raises leaves the holder empty.
-TRXistream& operator>>(TRXistream& stream, CORBA_String_var& string);
+// Replaces the value; what the stream raises leaves the holder empty.
+inline TRXistream& operator>>(TRXistream& stream, CORBA_String_var& string) {
+    const CORBA_String_var old(std::move(string));
+    return stream >> string.inout();
+}
 // A count that the stream cannot hold raises CORBA_MARSHAL.
 TRXistream& operator>>(TRXistream& stream, CORBA_WString_var& string);
 TRXostream& operator<<(TRXostream& stream, const CORBA_WString_var& string);

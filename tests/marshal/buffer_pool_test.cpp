@@ -1,37 +1,9 @@
+#include "allocations.h"
 #include "marshal/buffer_pool.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <new>
-
-namespace {
-size_t allocations = 0;
-}
-
-// Counts what the whole program allocates.
-void* operator new(size_t size) {
-    ++allocations;
-    if (void* memory = std::malloc(size))
-        return memory;
-    throw std::bad_alloc();
-}
-void* operator new[](size_t size) {
-    return operator new(size);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, size_t) noexcept {
-    std::free(memory);
-}
 
 namespace {
 
@@ -106,10 +78,10 @@ TEST(BufferPool, costsACommonRequestNoAllocation) {
         release_buffer(request);
     };
     call();
-    const size_t before = allocations;
+    const size_t before = allocationCount();
     for (int i = 0; i < 100; ++i)
         call();
-    EXPECT_EQ(allocations, before);
+    EXPECT_EQ(allocationCount(), before);
 }
 
 } // namespace
