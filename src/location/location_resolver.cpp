@@ -1,0 +1,3 @@
+#include "location/location_resolver.h"
+
+CORBA_Object* TRXLocationService::resolve(CORBA_ORB*) { return nullptr; }

@@ -1,0 +1,118 @@
+#include "base/exit_list.h"
+#include "invoke/settings.h"
+#include "marshal/settings.h"
+#include "marshal/vexcept.h"
+#include "orb/settings.h"
+#include "orb/vorb.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <new>
+#include <unistd.h>
+
+// The way up and the way down.
+
+namespace {
+
+[[noreturn]] void raiseNoResources() {
+    throw CORBA_NO_RESOURCES(static_cast<CORBA_ULong>(errno), COMPLETED_NO);
+}
+
+// In a normal exit the functions that were registered later, such as the agent session's, have run already;
+// after a signal they run here. The list gives each of them away before it runs it, this one too.
+void shutDown() {
+    runExitFunctions();
+    orbSettings.shuttingDown = true;
+}
+
+extern "C" void endOnSignal(int) {
+    shutDown();
+    ::_exit(0);
+}
+
+// The work of the handler is more than a signal may do in the middle of an allocation. Should it get stuck
+// there, a second signal of the kind ends the process.
+void handleIfDefault(int signal) {
+    struct sigaction present {};
+    if (::sigaction(signal, nullptr, &present) != 0)
+        return;
+    if ((present.sa_flags & SA_SIGINFO) != 0 || present.sa_handler != SIG_DFL)
+        return;
+    struct sigaction handler {};
+    handler.sa_handler = endOnSignal;
+    handler.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
+    ::sigaction(signal, &handler, nullptr);
+}
+
+void prepareProcess() {
+    std::set_new_handler(raiseNoResources);
+    handleIfDefault(SIGINT);
+    handleIfDefault(SIGTERM);
+    registerExitFunction(shutDown);
+}
+
+// An id as the last word has no value and is none.
+const char* idFrom(int argc, char** argv) {
+    for (int i = 0; i < argc - 1; ++i) {
+        if (std::strcmp(argv[i], "-ORBid") == 0)
+            return argv[i + 1];
+    }
+    return "ORB";
+}
+
+void readFlag(const TRXPropertyList& list, const char* key, bool& flag) {
+    flag = list.flag(key).value_or(flag);
+}
+
+void readNumberAsFlag(const TRXPropertyList& list, const char* key, bool& flag) {
+    if (const auto number = list.number(key))
+        flag = *number != 0;
+}
+
+void readBufferSize(const TRXPropertyList& list, const char* key, int& size) {
+    constexpr long largest = 65535;
+    if (const auto number = list.number(key))
+        size = *number >= 1 && *number <= largest ? static_cast<int>(*number) : 0;
+}
+
+// In this order: the two narrower options win over the one that sets them as well.
+void readSettings(const TRXPropertyList& list) {
+    if (const auto backCompat = list.flag("ORBbackcompat")) {
+        marshalSettings.backCompat = *backCompat;
+        marshalSettings.backDII = *backCompat;
+        marshalSettings.nullString = *backCompat;
+    }
+    readFlag(list, "ORBbackdii", marshalSettings.backDII);
+    readFlag(list, "ORBnullstring", marshalSettings.nullString);
+    const auto port = list.number("ORBagentport");
+    if (port && orbSettings.agentPort == 0)
+        orbSettings.agentPort = static_cast<uint16_t>(*port);
+    readBufferSize(list, "ORBsendbufsize", transportSettings.sendBufSize);
+    readBufferSize(list, "ORBrcvbufsize", transportSettings.rcvBufSize);
+    readNumberAsFlag(list, "ORBtcpnodelay", transportSettings.tcpNoDelay);
+    readFlag(list, "ORBtcindirection", marshalSettings.tcIndirection);
+    readNumberAsFlag(list, "ORBcacheDSQuery", orbSettings.cacheDSQuery);
+}
+
+} // namespace
+
+CORBA_ORB* CORBA_ORB_init(int& argc, char** argv, const char* orb_id) {
+    if (!orb_id)
+        orb_id = idFrom(argc, argv);
+    static const bool prepared = (prepareProcess(), true);
+    static_cast<void>(prepared);
+    TRXORBFactory* factory = TRXORBFactory::find(std::string_view(orb_id));
+    if (!factory)
+        return nullptr;
+    CORBA_ORB* orb = factory->create(argc, argv);
+    if (const auto* list = dynamic_cast<const TRXPropertyList*>(orb))
+        readSettings(*list);
+    TRXInit::initializeAll(argc, argv, orb);
+    return orb;
+}
+
+CORBA_ORB* CORBA_ORB_init() {
+    int argc = 0;
+    return CORBA_ORB_init(argc, nullptr, nullptr);
+}

@@ -1,0 +1,125 @@
+#include "orb/vinit.h"
+
+#include "base/hash_table.h"
+#include "base/list.h"
+
+namespace {
+
+struct TRXInitStruct {
+    TRXInit* initializer = nullptr;
+    long priority = -100;
+
+    bool operator==(const TRXInitStruct& other) const { return initializer == other.initializer; }
+};
+
+template <class T>
+struct ByName : GrowAtNineTenths {
+    using Entry = T*;
+    static bool isFree(const T* entry) { return !entry; }
+    static uint32_t hash(std::string_view name) { return stringHash(name); }
+    static uint32_t hash(const T* entry) { return hash(entry->name()); }
+    static bool equal(const T* stored, std::string_view name) { return stored->name() == name; }
+    static bool equal(const T* stored, const T* entry) { return equal(stored, entry->name()); }
+};
+
+struct ByKey : GrowAtNineTenths {
+    using Entry = TRXORBFactory*;
+    static bool isFree(const TRXORBFactory* entry) { return !entry; }
+    static uint32_t hash(CORBA_Long key) { return static_cast<uint32_t>(key); }
+    static uint32_t hash(const TRXORBFactory* entry) { return hash(entry->key()); }
+    static bool equal(const TRXORBFactory* stored, CORBA_Long key) { return stored->key() == key; }
+    static bool equal(const TRXORBFactory* stored, const TRXORBFactory* entry) {
+        return equal(stored, entry->key());
+    }
+};
+
+// Plain pointers, so that what registers in a static constructor finds them ready and what leaves in a static
+// destructor finds them still there.
+constinit TRXList<TRXInitStruct>* initializers = nullptr;
+constinit HashTable<ByName<TRXResolver>>* TRXResolver_dict = nullptr;
+constinit HashTable<ByName<TRXORBFactory>>* factoriesByName = nullptr;
+constinit HashTable<ByKey>* factoriesByKey = nullptr;
+
+template <class Traits, class T>
+void enter(HashTable<Traits>*& registry, T* object) {
+    if (!registry)
+        registry = new HashTable<Traits>(16);
+    *registry->insert(object).entry = object;
+}
+
+// Nothing happens when a later object has taken the place.
+template <class Traits, class T>
+void leave(HashTable<Traits>*& registry, T* object) {
+    T** found = registry ? registry->find(object) : nullptr;
+    if (!found || *found != object)
+        return;
+    registry->take(object);
+    if (registry->size() > 0)
+        return;
+    delete registry;
+    registry = nullptr;
+}
+
+template <class Traits, class Probe>
+typename Traits::Entry lookUp(HashTable<Traits>* registry, const Probe& probe) {
+    const auto* found = registry ? registry->find(probe) : nullptr;
+    return found ? *found : nullptr;
+}
+
+} // namespace
+
+TRXInit::TRXInit(long priority) {
+    if (!initializers)
+        initializers = new TRXList<TRXInitStruct>;
+    uint32_t index = 0;
+    while (index < initializers->count() && initializers->at(index).priority <= priority)
+        ++index;
+    initializers->insert(index, {this, priority});
+}
+
+TRXInit::~TRXInit() {
+    initializers->remove({this, 0});
+    if (initializers->count() > 0)
+        return;
+    delete initializers;
+    initializers = nullptr;
+}
+
+void TRXInit::ORB_init(int&, char**, CORBA_ORB*) {}
+
+void TRXInit::initializeAll(int& argc, char** argv, CORBA_ORB* orb) {
+    for (uint32_t i = 0; initializers && i < initializers->count(); ++i)
+        initializers->at(i).initializer->ORB_init(argc, argv, orb);
+}
+
+TRXResolver::TRXResolver(const char* name) : _name(name) { enter(TRXResolver_dict, this); }
+
+TRXResolver::~TRXResolver() { leave(TRXResolver_dict, this); }
+
+bool TRXResolver::anyExists() { return TRXResolver_dict != nullptr; }
+
+TRXResolver* TRXResolver::find(std::string_view name) { return lookUp(TRXResolver_dict, name); }
+
+std::vector<std::string> TRXResolver::names() {
+    std::vector<std::string> result;
+    if (!TRXResolver_dict)
+        return result;
+    const auto& registry = *TRXResolver_dict;
+    for (uint32_t i = registry.next(0); i < registry.capacity(); i = registry.next(i + 1))
+        result.push_back(registry.slot(i)->name());
+    return result;
+}
+
+TRXORBFactory::TRXORBFactory(const char* name, CORBA_Long key) : _name(name), _key(key) {
+    enter(factoriesByName, this);
+    enter(factoriesByKey, this);
+}
+
+TRXORBFactory::~TRXORBFactory() {
+    leave(factoriesByName, this);
+    leave(factoriesByKey, this);
+}
+
+TRXORBFactory* TRXORBFactory::find(std::string_view name) { return lookUp(factoriesByName, name); }
+
+TRXORBFactory* TRXORBFactory::find(CORBA_Long key) { return lookUp(factoriesByKey, key); }

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "orb/vinit.h"
+#include "orb/vprop.h"
+
+#include <memory>
+
+// The object core's class; until then a reference can be nil or not.
+inline bool CORBA_is_nil(const CORBA_Object* object) { return object == nullptr; }
+
+class CORBA_ORB {
+public:
+    // The names that `resolve_initial_references` knows.
+    virtual std::vector<std::string> list_initial_services() = 0;
+    // The object, or nil; the caller owns the reference. Raises CORBA_ORB_InvalidName for an unknown name,
+    // CORBA_OBJECT_NOT_EXIST when the process has no initial references at all, and what the resolver raises.
+    virtual CORBA_Object* resolve_initial_references(const char* name) = 0;
+    virtual ~CORBA_ORB();
+};
+
+// Starts the ORB with the id that `orb_id`, or else -ORBid, or else "ORB" names, and returns it; later calls
+// return the same one, which stays the library's. Null for an unknown id.
+//
+// Every call takes the -ORB words and those of the modules out of `argv`, keeping the order of the rest, puts
+// them into the ORB's properties and applies these; a faulty option ends the process with a message. The
+// first call also
+//   - makes a failing `operator new` raise CORBA_NO_RESOURCES with errno as minor code,
+//   - has SIGINT and SIGTERM shut the ORB down and end the process with status 0 at once, where the program
+//     has left them at their default,
+//   - and has a normal exit shut the ORB down.
+CORBA_ORB* CORBA_ORB_init(int& argc, char** argv, const char* orb_id = nullptr);
+
+// Without a command line: the usual way to the ORB that is there.
+CORBA_ORB* CORBA_ORB_init();
+
+class TRXORB : public CORBA_ORB, public TRXPropertyList {
+public:
+    // Parses the words of `argv` that start with `prefix` and becomes the current ORB.
+    TRXORB(const char* name, CORBA_Long key, int& argc, char** argv, const char* prefix);
+    ~TRXORB() override;
+
+    // Null before the first CORBA_ORB_init.
+    static TRXORB* current();
+
+    std::vector<std::string> list_initial_services() override;
+    CORBA_Object* resolve_initial_references(const char* name) override;
+    // Applies the properties that this class has fields for.
+    virtual void readProperties();
+
+    // Also applies what it reads.
+    void parse(int& argc, char** argv, const char* prefix) override;
+
+    const std::string& name() const { return _name; }
+    CORBA_Long key() const { return _key; }
+    // Whether objects are announced to agents and looked up through them.
+    bool agentEnabled() const { return _agentEnabled; }
+
+private:
+    std::string _name;
+    CORBA_Long _key; // of its factory
+    bool _agentEnabled = true;
+};
+
+// Makes the one ORB there is, for profiles of the Internet protocol.
+class TRXIIOPORBFactory : public TRXORBFactory {
+public:
+    TRXIIOPORBFactory() : TRXORBFactory("ORB", 0) {}
+    CORBA_ORB* create(int& argc, char** argv) override;
+
+private:
+    std::unique_ptr<TRXORB> _orb;
+};

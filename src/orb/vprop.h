@@ -1,0 +1,51 @@
+#pragma once
+
+#include "base/hash_table.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+struct TRXPropertyTraits : GrowAtNineTenths {
+    struct Property {
+        std::string key; // upper case
+        std::string value;
+    };
+    using Entry = std::unique_ptr<Property>;
+    static bool isFree(const Entry& entry) { return !entry; }
+    static uint32_t hash(std::string_view key) { return stringHash(key); }
+    static uint32_t hash(const Entry& entry) { return hash(entry->key); }
+    static bool equal(const Entry& stored, std::string_view key) { return stored->key == key; }
+    static bool equal(const Entry& stored, const Entry& entry) { return equal(stored, entry->key); }
+};
+
+// Options by name, as they come from a command line. Keys know no case: "ORBagentport" and "OrbAgentPort" are
+// one. All arguments are non-null.
+class TRXPropertyList {
+public:
+    TRXPropertyList() = default;
+    TRXPropertyList(const TRXPropertyList&) = delete;
+    TRXPropertyList& operator=(const TRXPropertyList&) = delete;
+    virtual ~TRXPropertyList();
+
+    // Takes the words that start with `prefix`, and the values that follow them, out of the `argc` words of
+    // `argv` and stores them; the others keep their order. What stands behind the new `argc` is left as it
+    // was. A word that lacks its value ends the process with a message and status 0.
+    virtual void parse(int& argc, char** argv, const char* prefix);
+    // A new string, which the caller frees with CORBA_string_free, or null when the key is absent.
+    virtual char* get(const char* key) const;
+    virtual void put(const char* key, const char* value);
+    // Puts every property of the other list into this one.
+    virtual void merge(const TRXPropertyList& other);
+
+    // The value without ownership of a plain pointer to care for.
+    std::optional<std::string> property(const char* key) const;
+    // As strtol base 10 reads it: the leading digits, or 0.
+    std::optional<long> number(const char* key) const;
+    // The low byte of that number: 256 is false.
+    std::optional<bool> flag(const char* key) const;
+
+private:
+    HashTable<TRXPropertyTraits> _table{16};
+};
