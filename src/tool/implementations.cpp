@@ -1,0 +1,69 @@
+#include "tool/implementations.h"
+
+#include "marshal/vexcept.h"
+#include "orb/vorb.h"
+#include "tool/agent_name.h"
+#include "tool/implementation_table.h"
+#include "tool/report.h"
+
+#include <iostream>
+
+namespace {
+
+struct Tables {
+    ImplementationTable oads;   // registered with an activation daemon
+    ImplementationTable manual; // started by hand
+};
+
+// False when the location service did not tell what there is; the reason is on the standard error stream.
+bool gatherThroughService() {
+    try {
+        const CORBA_Object* service = CORBA_ORB_init()->resolve_initial_references("LocationService");
+        if (CORBA_is_nil(service)) {
+            std::cerr << "Unable to locate initial LocationService" << std::endl
+                      << "\tWill use Harbolance 2.0 peerscan mechanism" << std::endl;
+        }
+    } catch (const CORBA_Exception& exception) {
+        std::cerr << "CORBA Exception during execution of peerscan: " << exception << std::endl;
+    }
+    return false;
+}
+
+void gatherThroughAgent(Tables& tables) {
+    int status = 0;
+    const NCRef<DSSet> names = connectedUser().names(status, true);
+    for (const DSName* registered : recordsOf<DSName>(names)) {
+        const bool withOAD = registered->serviceType() == DSServiceOad;
+        if (!withOAD && registered->serviceType() != DSServiceManual)
+            continue;
+        const auto name = parseAgentName(registered->name());
+        if (!name)
+            continue;
+        auto& table = withOAD ? tables.oads : tables.manual;
+        table.add(name->repositoryId.c_str(), name->objectName ? name->objectName->c_str() : nullptr,
+                  name->host.c_str());
+    }
+}
+
+} // namespace
+
+void listImplementations(const char* expression, bool backCompat, bool hostNames) {
+    Tables tables;
+    const bool told = gatherThroughService();
+    if (!told || backCompat)
+        gatherThroughAgent(tables);
+    if (tables.oads.isEmpty()) {
+        std::cout << "\npeerscan: There are no Object Implementations "
+                  << "registered with OADs." << std::endl;
+    } else {
+        tables.oads.print(expression,
+                          "\npeerscan: Following are the list of Implementations registered with OADs.",
+                          hostNames);
+    }
+    if (tables.manual.isEmpty()) {
+        std::cout << "\npeerscan: There are no manually started Object Implementations." << std::endl;
+    } else {
+        tables.manual.print(
+            expression, "\npeerscan: Following are the list of Implementations started manually.", hostNames);
+    }
+}
