@@ -163,7 +163,7 @@ int NCtcpstream::readWord(Reading& reading, const char* text) {
     }
     in_->clearFailed();
     in_->read(messageLength_);
-    if (messageLength_ < static_cast<int>(ncFrameWord) || messageLength_ > maxMessage)
+    if (messageLength_ < static_cast<int>(ncFrameWord) || messageLength_ > messageLimit_)
         messageLength_ = 0;
     inBuffer_.resetRead();
     return done();

@@ -3,6 +3,7 @@
 #include "stream/ncframe.h"
 #include "stream/ncpriqueue.h"
 
+#include <algorithm>
 #include <memory>
 #include <netinet/in.h>
 #include <string>
@@ -89,6 +90,8 @@ public:
     // received further by a later call.
     NCTransObject* receive(int& status, int seconds = -1);
 
+    // What is taken from this peer, `maxMessage` at the most.
+    void setMessageLimit(int limit) { messageLimit_ = std::min(limit, maxMessage); }
     // Only raises the limit.
     void setQueueLimit(int limit);
     int queueLimit() const { return queueLimit_; }
@@ -141,6 +144,7 @@ private:
     int port_ = 0;
     int fd_ = -1;
     int queueLimit_;
+    int messageLimit_ = maxMessage;
     bool open_ = false;
     bool debug_ = false;
     bool readPending_ = false;

@@ -1,0 +1,43 @@
+#pragma once
+
+namespace locd {
+
+// The place of an element in one chain.
+template <class T>
+struct ChainLink {
+    T* previous = nullptr;
+    T* next = nullptr;
+};
+
+// A doubly linked list through a member of its elements, which it does not own: joining and leaving cost
+// nothing and allocate nothing. An element is in one chain per link at the most.
+template <class T, ChainLink<T> T::*link>
+class Chain {
+public:
+    Chain() = default;
+    Chain(const Chain&) = delete;
+    Chain& operator=(const Chain&) = delete;
+
+    bool empty() const { return !first_; }
+    T* front() const { return first_; }
+    static T* after(const T* element) { return (element->*link).next; }
+
+    void append(T* element) {
+        (element->*link) = {last_, nullptr};
+        (last_ ? (last_->*link).next : first_) = element;
+        last_ = element;
+    }
+
+    void remove(T* element) {
+        const ChainLink<T> place = element->*link;
+        (place.previous ? (place.previous->*link).next : first_) = place.next;
+        (place.next ? (place.next->*link).previous : last_) = place.previous;
+        (element->*link) = {};
+    }
+
+private:
+    T* first_ = nullptr;
+    T* last_ = nullptr;
+};
+
+} // namespace locd

@@ -1,0 +1,37 @@
+#include "locd/endpoint.h"
+
+namespace locd {
+
+bool Endpoint::open(in_addr_t address, int port) {
+    address_ = address;
+    UdpSocket& socket = sockets_.emplace_back();
+    if (!socket.open(address, port))
+        return false;
+    if (address == INADDR_ANY)
+        return true;
+    for (const in_addr_t network : broadcastAddressesOf(address)) {
+        UdpSocket broadcasts;
+        if (broadcasts.open(network, main().port(), true))
+            sockets_.push_back(std::move(broadcasts));
+    }
+    return true;
+}
+
+DSAddr* Endpoint::addressFor(const sockaddr_in& peer, int port) const {
+    const in_addr_t local = address_ != INADDR_ANY ? address_ : localAddressTowards(peer);
+    return new DSAddr(port, in_addr{local});
+}
+
+in_addr_t Endpoint::publicAddress(const sockaddr_in& client) const {
+    const in_addr_t local = address_ != INADDR_ANY ? address_ : localAddressTowards(client);
+    return address_ == INADDR_ANY && isLoopback(local) ? primaryAddress() : local;
+}
+
+std::span<const uint8_t> Endpoint::send(const NCTransObject& message, const sockaddr_in& to) {
+    const auto octets = encoder_.encode(message);
+    if (!octets.empty())
+        sendOctets(octets, to);
+    return octets;
+}
+
+} // namespace locd

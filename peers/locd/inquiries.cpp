@@ -1,0 +1,79 @@
+#include "locd/inquiries.h"
+
+namespace locd {
+
+namespace {
+
+constexpr double tickSeconds = 0.1;
+// In milliseconds. A client repeats its request after two seconds at the earliest.
+constexpr int64_t repeatAfter = 400;
+constexpr int64_t giveUpAfter = 1200;
+
+} // namespace
+
+Inquiries::Inquiries(Endpoint& endpoint, const Clients& clients, const Peers& peers, Done done)
+    : endpoint_(endpoint), clients_(clients), peers_(peers), done_(std::move(done)), inquiries_(16),
+      ticker_([this] { tick(); }) {}
+
+bool Inquiries::ask(const Client& client, const DSRequest& request, DSName& name) {
+    if (peers_.all().empty() || inquiries_.size() >= most)
+        return false;
+    auto inquiry = std::make_unique<Inquiry>();
+    inquiry->client = client.address;
+    inquiry->request = const_cast<DSRequest*>(&request);
+    inquiry->question = new DSRequest(DSRequestLocate, &name, peers_.id());
+    inquiry->unanswered = peers_.all().size();
+    inquiry->since = nowMilliseconds();
+    inquiry->repeated = false;
+    askAll(*inquiry);
+    inquiries_.insertAt(inquiries_.indexOf(inquiry->question->msgNum()), std::move(inquiry));
+    if (!ticker_.running())
+        ticker_.start(tickSeconds);
+    return true;
+}
+
+void Inquiries::askAll(const Inquiry& inquiry) {
+    for (const Peer& peer : peers_.all())
+        endpoint_.send(*inquiry.question, peer.address);
+}
+
+bool Inquiries::take(const DSReply& reply) {
+    const auto* found = inquiries_.find(reply.requestNum());
+    if (!found)
+        return false;
+    Inquiry& inquiry = **found;
+    auto* provider = reply.replyOk() ? nc_cast<DSProvider>(reply.reply()) : nullptr;
+    // After a repeat some agents answer twice, and their answers no longer tell how many are missing.
+    const bool allAnswered = !inquiry.repeated && --inquiry.unanswered == 0;
+    if (provider || allAnswered)
+        finish(reply.requestNum(), provider);
+    return true;
+}
+
+void Inquiries::finish(uint32_t number, DSProvider* found) {
+    const auto inquiry = inquiries_.take(number);
+    if (inquiries_.size() == 0)
+        ticker_.stop();
+    Client* client = clients_.find(inquiry->client);
+    if (client && client->repeats.isLast(inquiry->request->msgNum()))
+        done_(*client, *inquiry->request, found);
+}
+
+void Inquiries::tick() {
+    const int64_t now = nowMilliseconds();
+    std::vector<uint32_t> over;
+    for (uint32_t i = inquiries_.next(0); i < inquiries_.capacity(); i = inquiries_.next(i + 1)) {
+        Inquiry& inquiry = *inquiries_.slot(i);
+        const int64_t age = now - inquiry.since;
+        if (age >= giveUpAfter) {
+            over.push_back(inquiry.question->msgNum());
+        } else if (age >= repeatAfter && !inquiry.repeated) {
+            inquiry.repeated = true;
+            askAll(inquiry);
+        }
+    }
+    for (const uint32_t number : over)
+        finish(number, nullptr);
+}
+
+} // namespace locd

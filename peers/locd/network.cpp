@@ -1,0 +1,130 @@
+#include "locd/network.h"
+
+#include "stream/syscalls.h"
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <memory>
+#include <utility>
+
+namespace locd {
+
+namespace {
+
+// Bursts come when many processes start at once; the kernel cuts this down to what it allows.
+constexpr int receiveArea = 4 * 1024 * 1024;
+
+class Interfaces {
+public:
+    Interfaces() {
+        if (::getifaddrs(&first_) != 0)
+            first_ = nullptr;
+    }
+    Interfaces(const Interfaces&) = delete;
+    Interfaces& operator=(const Interfaces&) = delete;
+    ~Interfaces() {
+        if (first_)
+            ::freeifaddrs(first_);
+    }
+
+    // Calls `visit(address, netmask)` for each IPv4 address of an interface that is up.
+    template <class Visit>
+    void forEach(Visit visit) const {
+        for (const ifaddrs* entry = first_; entry; entry = entry->ifa_next) {
+            const bool usable = entry->ifa_addr && entry->ifa_netmask && (entry->ifa_flags & IFF_UP) != 0;
+            if (usable && entry->ifa_addr->sa_family == AF_INET)
+                visit(wordOf(entry->ifa_addr), wordOf(entry->ifa_netmask));
+        }
+    }
+
+private:
+    static in_addr_t wordOf(const sockaddr* address) {
+        return reinterpret_cast<const sockaddr_in*>(address)->sin_addr.s_addr;
+    }
+
+    ifaddrs* first_ = nullptr;
+};
+
+} // namespace
+
+std::string textOf(in_addr_t address) {
+    char text[INET_ADDRSTRLEN] = {};
+    ::inet_ntop(AF_INET, &address, text, sizeof text);
+    return text;
+}
+
+std::string textOf(const sockaddr_in& address) {
+    return textOf(address.sin_addr.s_addr) + ':' + std::to_string(portOf(address));
+}
+
+in_addr_t localAddressTowards(const sockaddr_in& peer) {
+    const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (fd == -1)
+        return 0;
+    sockaddr_in local{};
+    socklen_t length = sizeof local;
+    const bool known =
+        ::connect(fd, generic(peer), sizeof peer) == 0 && ::getsockname(fd, generic(local), &length) == 0;
+    ::close(fd);
+    return known ? local.sin_addr.s_addr : 0;
+}
+
+in_addr_t primaryAddress() {
+    in_addr_t found = 0;
+    Interfaces().forEach([&](in_addr_t address, in_addr_t) {
+        if (found == 0 && !isLoopback(address))
+            found = address;
+    });
+    return found != 0 ? found : htonl(INADDR_LOOPBACK);
+}
+
+std::vector<in_addr_t> broadcastAddressesOf(in_addr_t local) {
+    std::vector<in_addr_t> found;
+    Interfaces().forEach([&](in_addr_t address, in_addr_t netmask) {
+        // All of the loopback network is this host, whichever of its addresses the interface names.
+        const bool same = address == local || (isLoopback(address) && ((address ^ local) & netmask) == 0);
+        if (same && netmask != htonl(INADDR_BROADCAST))
+            found.push_back(address | ~netmask);
+    });
+    return found;
+}
+
+UdpSocket::UdpSocket(UdpSocket&& other) noexcept
+    : fd_(std::exchange(other.fd_, -1)), port_(std::exchange(other.port_, 0)) {}
+
+UdpSocket::~UdpSocket() {
+    if (fd_ != -1)
+        ::close(fd_);
+}
+
+bool UdpSocket::open(in_addr_t address, int port, bool shared) {
+    fd_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd_ == -1)
+        return false;
+    const int on = 1;
+    if (shared && ::setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == -1)
+        return false;
+    ::setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &receiveArea, sizeof receiveArea);
+    sockaddr_in local = socketAddress(address, port);
+    socklen_t length = sizeof local;
+    if (::bind(fd_, generic(local), sizeof local) == -1 || ::getsockname(fd_, generic(local), &length) == -1)
+        return false;
+    port_ = portOf(local);
+    return true;
+}
+
+ssize_t UdpSocket::receive(std::span<uint8_t> area, sockaddr_in& from) const {
+    socklen_t length = sizeof from;
+    return uninterrupted(
+        [&] { return ::recvfrom(fd_, area.data(), area.size(), 0, generic(from), &length); });
+}
+
+void UdpSocket::send(std::span<const uint8_t> octets, const sockaddr_in& to) const {
+    uninterrupted([&] { return ::sendto(fd_, octets.data(), octets.size(), 0, generic(to), sizeof to); });
+}
+
+} // namespace locd

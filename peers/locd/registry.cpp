@@ -1,0 +1,133 @@
+#include "locd/registry.h"
+
+namespace locd {
+
+namespace {
+
+constexpr uint32_t firstTables = 256;
+
+} // namespace
+
+Registry::Registry(RegistryObserver& observer)
+    : observer_(observer), registrations_(firstTables), triggers_(firstTables), services_(firstTables) {}
+
+ServiceName* Registry::serviceFor(const DSName& name) {
+    const uint32_t index = services_.indexOf(name);
+    if (services_.slot(index))
+        return services_.slot(index).get();
+    auto made = std::make_unique<ServiceName>();
+    made->name = new DSName(name);
+    return services_.insertAt(index, std::move(made)).entry->get();
+}
+
+void Registry::dropIfIdle(const ServiceName* service) {
+    if (service->registrations.empty() && service->triggers.empty())
+        services_.take(*NCRef<DSName>(service->name));
+}
+
+Registry::Result Registry::add(Holder& holder, DSProvider* provider) {
+    const uint32_t index = registrations_.indexOf(RegistrationProbe{*provider, &holder});
+    if (registrations_.slot(index))
+        return Result::already;
+    if (registrations_.size() >= mostRegistrations || holder.registrationCount >= mostOfHolder)
+        return Result::full;
+    ServiceName* service = serviceFor(provider->name());
+    if (service->registrations.empty()) {
+        ++names_;
+        if (!service->triggers.empty())
+            service->name = new DSName(provider->name());
+    }
+    auto made = std::make_unique<Registration>(Registration{provider, &holder, service, {}, {}});
+    holder.registrations.append(made.get());
+    service->registrations.append(made.get());
+    ++holder.registrationCount;
+    registrations_.insertAt(index, std::move(made));
+    observer_.providerUp(*service, provider);
+    return Result::done;
+}
+
+Registry::Result Registry::remove(Holder& holder, const DSProvider& provider) {
+    const auto* found = registrations_.find(RegistrationProbe{provider, &holder});
+    if (!found)
+        return Result::missing;
+    remove(found->get());
+    return Result::done;
+}
+
+void Registry::remove(Registration* registration) {
+    ServiceName* service = registration->service;
+    Holder* holder = registration->holder;
+    const bool first = service->registrations.front() == registration;
+    holder->registrations.remove(registration);
+    service->registrations.remove(registration);
+    --holder->registrationCount;
+    const auto taken = registrations_.take(RegistrationProbe{*registration->provider, holder});
+    if (service->registrations.empty())
+        --names_;
+    else if (first)
+        service->name = new DSName(service->registrations.front()->provider->name());
+    observer_.providerDown(*service, taken->provider.get());
+    dropIfIdle(service);
+}
+
+Registry::Result Registry::addTrigger(Holder& holder, DSName* name) {
+    const uint32_t index = triggers_.indexOf(TriggerProbe{*name, &holder});
+    if (triggers_.slot(index))
+        return Result::already;
+    if (triggers_.size() >= mostRegistrations || holder.triggerCount >= mostOfHolder)
+        return Result::full;
+    ServiceName* service = serviceFor(*name);
+    auto made = std::make_unique<Trigger>(Trigger{name, &holder, service, {}, {}});
+    holder.triggers.append(made.get());
+    service->triggers.append(made.get());
+    ++holder.triggerCount;
+    if (!holder.isAgent)
+        ++service->watchers;
+    triggers_.insertAt(index, std::move(made));
+    return Result::done;
+}
+
+Registry::Result Registry::removeTrigger(Holder& holder, const DSName& name) {
+    const auto* found = triggers_.find(TriggerProbe{name, &holder});
+    if (!found)
+        return Result::missing;
+    removeTrigger(found->get());
+    return Result::done;
+}
+
+void Registry::removeTrigger(Trigger* trigger) {
+    ServiceName* service = trigger->service;
+    Holder* holder = trigger->holder;
+    holder->triggers.remove(trigger);
+    service->triggers.remove(trigger);
+    --holder->triggerCount;
+    triggers_.take(TriggerProbe{*NCRef<DSName>(trigger->name), holder});
+    if (!holder->isAgent && --service->watchers == 0)
+        observer_.watchEnds(*service);
+    dropIfIdle(service);
+}
+
+void Registry::removeAll(Holder& holder) {
+    while (Trigger* trigger = holder.triggers.front())
+        removeTrigger(trigger);
+    while (Registration* registration = holder.registrations.front())
+        remove(registration);
+}
+
+const ServiceName* Registry::service(const DSName& name) const {
+    const auto* found = services_.find(name);
+    return found ? found->get() : nullptr;
+}
+
+DSProvider* Registry::find(const DSName& name) const {
+    const ServiceName* found = service(name);
+    const Registration* first = found ? found->registrations.front() : nullptr;
+    return first ? first->provider.get() : nullptr;
+}
+
+Holder* Registry::holderOf(const DSProvider& provider) const {
+    const auto* found = registrations_.find(RegistrationProbe{provider, nullptr});
+    return found ? (*found)->holder : nullptr;
+}
+
+} // namespace locd

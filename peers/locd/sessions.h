@@ -1,0 +1,66 @@
+#pragma once
+
+#include "agent/dsreply.h"
+#include "agent/dsreq.h"
+#include "locd/clients.h"
+#include "locd/log.h"
+#include "locd/notifier.h"
+#include "locd/watch.h"
+
+namespace locd {
+
+class Inquiries;
+class Links;
+class Peers;
+
+// What clients ask on their sessions.
+class Sessions {
+public:
+    struct Rooms {
+        const Log& log;
+        Endpoint& endpoint;
+        Clients& clients;
+        Registry& registry;
+        Notifier& notifier;
+        Watch& watch;
+        Peers& peers;
+        Inquiries& inquiries;
+        Links& links;
+    };
+    explicit Sessions(const Rooms& rooms) : rooms_(rooms) {}
+
+    // `size` is that of the datagram.
+    void receive(const DSRequest& request, const sockaddr_in& from, size_t size);
+    // A request of another protocol version, as far as it can be read.
+    void refuseVersion(const DSMessage& header, const sockaddr_in& from);
+    // An acknowledgement, or the answer to are-you-alive or to end of session.
+    void receive(const DSReply& reply, const sockaddr_in& from);
+    // Another process has found this provider dead.
+    void unreachable(const DSProvider& provider);
+
+    // The answer to the last request of a client: kept for repeats. One that does not fit a datagram becomes
+    // the status `tooLarge`.
+    void answer(Client& client, const DSMessage& request, int replyType, int status,
+                DSResource* object = nullptr);
+    // The answer to a locate request that other agents were asked about; null when none has the service.
+    void answerLocate(Client& client, const DSRequest& request, DSProvider* found);
+    // Ends a session; everything that the client had registered is withdrawn.
+    void drop(Client& client, const char* why);
+
+private:
+    void login(const DSRequest& request, const sockaddr_in& from);
+    Client* admit(const DSRequest& request, const sockaddr_in& from, int& status);
+    void answerPeer(const DSRequest& request, const sockaddr_in& from);
+    void answerStranger(const DSRequest& request, const sockaddr_in& from);
+    void execute(Client& client, const DSRequest& request, size_t size);
+    void locate(Client& client, const DSRequest& request);
+    void registerProvider(Client& client, const DSRequest& request, size_t size);
+    void unregisterProvider(Client& client, const DSRequest& request);
+    void registerTrigger(Client& client, const DSRequest& request);
+    void unregisterTrigger(Client& client, const DSRequest& request);
+    void listAgents(Client& client, const DSRequest& request);
+
+    Rooms rooms_;
+};
+
+} // namespace locd
