@@ -35,6 +35,16 @@ bool tracing() {
     return on;
 }
 
+// While tracing: the types constructed so far. A base that is not among them has no name yet.
+std::vector<const NCTypeInfo*>& traced() {
+    static auto* types = new std::vector<const NCTypeInfo*>;
+    return *types;
+}
+
+bool isTraced(const NCTypeInfo* type) {
+    return std::find(traced().begin(), traced().end(), type) != traced().end();
+}
+
 } // namespace
 
 NCTypeInfo::NCTypeInfo(const char* name, Create create, std::initializer_list<const NCTypeInfo*> bases)
@@ -60,6 +70,7 @@ bool NCTypeInfo::hasBase(const NCTypeInfo& base) const {
 void NCTypeInfo::trace() const {
     // The first registrations run before the standard streams of this unit are set up.
     static const std::ios_base::Init streams;
+    traced().push_back(this);
     if (name_)
         std::cout << "Static initializating class: " << name_ << "\n";
     else
@@ -71,7 +82,7 @@ void NCTypeInfo::trace() const {
     }
     std::cout << "The class has the following base:\n";
     for (const NCTypeInfo* base : bases_) {
-        if (base->name_)
+        if (isTraced(base) && base->name_)
             std::cout << "'" << base->name_ << "'\n";
         else
             std::cout << "(null)\n";
