@@ -9,7 +9,7 @@
 // goes away.
 
 #include "agent/dsuser.h"
-#include "orb/vinit.h"
+#include "orb/vorb.h"
 
 #include <cstdlib>
 #include <iostream>
