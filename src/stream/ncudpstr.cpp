@@ -257,4 +257,6 @@ const DSAddr* NCudpstream::localAddrFor(const sockaddr_in& address) const {
     return broadcastTable_ ? broadcastTable_->localAddrFor(address) : nullptr;
 }
 
-void NCudpstream::setBroadcastTableMaker(NCBroadcastTableMaker maker) { tableMaker = maker; }
+NCBroadcastTableMaker NCudpstream::setBroadcastTableMaker(NCBroadcastTableMaker maker) {
+    return std::exchange(tableMaker, maker);
+}

@@ -69,8 +69,9 @@ public:
 
     // This host's own address in the network of `address`, or null. Null before the first broadcast.
     const DSAddr* localAddrFor(const sockaddr_in& address) const;
-    // What builds the tables of all streams from now on; without one a broadcast reaches nobody.
-    static void setBroadcastTableMaker(NCBroadcastTableMaker maker);
+    // What builds the tables of all streams from now on; without one a broadcast reaches nobody. Returns what
+    // did so before.
+    static NCBroadcastTableMaker setBroadcastTableMaker(NCBroadcastTableMaker maker);
 
     bool isOpen() const { return open_; }
     bool isConnected() const { return connected_; }

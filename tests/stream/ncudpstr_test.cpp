@@ -210,6 +210,7 @@ TEST_F(UdpStream, waitsInBlockingModeThroughSignals) {
 
 TEST_F(UdpStream, broadcastsToEachTargetUntilOneFails) {
     const TestLeaf leaf;
+    const auto usualMaker = NCudpstream::setBroadcastTableMaker(nullptr);
     EXPECT_EQ(stream.broadcast(&leaf, peerPort), 0) << "without a table nobody is reached";
     EXPECT_TRUE(receiveAtPeer().empty());
     EXPECT_EQ(stream.localAddrFor(loopback(1)), nullptr);
@@ -236,7 +237,7 @@ TEST_F(UdpStream, broadcastsToEachTargetUntilOneFails) {
     EXPECT_EQ(LoopbackTable::madeForPort, peerPort);
     EXPECT_FALSE(receiveAtPeer().empty()) << "the target before the failing one is reached";
     LoopbackTable::second = nullptr;
-    NCudpstream::setBroadcastTableMaker(nullptr);
+    NCudpstream::setBroadcastTableMaker(usualMaker);
 }
 
 } // namespace
