@@ -24,7 +24,14 @@ TRXORB::~TRXORB() {
 
 TRXORB* TRXORB::current() { return currentORB; }
 
-std::vector<std::string> TRXORB::list_initial_services() { return TRXResolver::names(); }
+CORBA_StringSequence* TRXORB::list_initial_services() {
+    const auto names = TRXResolver::names();
+    CORBA_StringSequence_var services = new CORBA_StringSequence;
+    services->length(static_cast<CORBA_ULong>(names.size()));
+    for (CORBA_ULong i = 0; i < services->length(); ++i)
+        (*services)[i] = names[i].c_str();
+    return services._retn();
+}
 
 CORBA_Object* TRXORB::resolve_initial_references(const char* name) {
     if (!TRXResolver::anyExists())

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "marshal/string_sequence.h"
 #include "orb/vinit.h"
 #include "orb/vprop.h"
 
@@ -10,8 +11,8 @@ inline bool CORBA_is_nil(const CORBA_Object* object) { return object == nullptr;
 
 class CORBA_ORB {
 public:
-    // The names that `resolve_initial_references` knows.
-    virtual std::vector<std::string> list_initial_services() = 0;
+    // The names that `resolve_initial_references` knows; the caller owns the sequence.
+    virtual CORBA_StringSequence* list_initial_services() = 0;
     // The object, or nil; the caller owns the reference. Raises CORBA_ORB_InvalidName for an unknown name,
     // CORBA_OBJECT_NOT_EXIST when the process has no initial references at all, and what the resolver raises.
     virtual CORBA_Object* resolve_initial_references(const char* name) = 0;
@@ -27,7 +28,7 @@ public:
     // Null before the first CORBA_ORB_init.
     static TRXORB* current();
 
-    std::vector<std::string> list_initial_services() override;
+    CORBA_StringSequence* list_initial_services() override;
     CORBA_Object* resolve_initial_references(const char* name) override;
     // Applies the properties that this class has fields for.
     virtual void readProperties();
