@@ -11,12 +11,14 @@
 // over what is known to be occupied. It gives exactly the slot that the plain walk gives.
 class Crowd {
 public:
-    // Steps of plain walking that a probe makes before it asks for the index.
+    // Steps of plain walking that make a table set the index up, and those before it asks one that is there.
     static constexpr uint32_t longProbe = 64;
+    static constexpr uint32_t shortProbe = 2;
 
     explicit Crowd(uint32_t mask) : mask_(mask), leap_(mask + 1u) {
         for (uint32_t i = 0; i <= mask; ++i)
             leap_[i] = (i - 1) & mask;
+        slots_.reserve(leap_.size() / 2);
     }
 
     void add(uint64_t fingerprint, uint32_t slot) { slots_.emplace(fingerprint, slot); }

@@ -79,7 +79,7 @@ public:
             if (Traits::equal(slots_[index], probe))
                 return index;
             if constexpr (crowdable) {
-                if (steps == Crowd::longProbe)
+                if (steps == patience())
                     return indexInCrowd(probe, home);
             }
             index = (index - 1) & mask_;
@@ -152,6 +152,9 @@ public:
 private:
     static constexpr bool crowdable = requires(const Entry& e) { Traits::fingerprint(e); };
 
+    // Steps of a probe before it turns to the side index.
+    uint32_t patience() const { return crowd_ ? Crowd::shortProbe : Crowd::longProbe; }
+
     uint32_t homeOf(uint32_t hash) const { return ((hash * 0x9E3779B9u) >> (32 - bits_)) & mask_; }
 
     auto occupied() const {
@@ -194,7 +197,7 @@ private:
         const uint32_t home = index;
         for (uint32_t steps = 0; !Traits::isFree(slots_[index]); ++steps) {
             if constexpr (crowdable) {
-                if (steps == Crowd::longProbe)
+                if (steps == patience())
                     return crowd().freeFrom(home, occupied());
             }
             index = (index - 1) & mask_;
