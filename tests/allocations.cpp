@@ -16,25 +16,11 @@ void* counted(size_t size) {
 
 } // namespace
 
-uint64_t allocationCount() {
-    return count;
-}
+uint64_t allocationCount() { return count; }
 
-void* operator new(size_t size) {
-    return counted(size);
-}
-void* operator new[](size_t size) {
-    return counted(size);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, size_t) noexcept {
-    std::free(memory);
-}
+void* operator new(size_t size) { return counted(size); }
+void* operator new[](size_t size) { return counted(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, size_t) noexcept { std::free(memory); }

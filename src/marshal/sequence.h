@@ -230,9 +230,7 @@ template <class S>
 concept TRXSequenceClass = requires {
     typename S::ElementTraits;
 }
-&&requires(S& sequence, TRXistream& stream) {
-    sequence._read(stream);
-};
+&&requires(S& sequence, TRXistream& stream) { sequence._read(stream); };
 
 template <class T, class Element>
 TRXostream& operator<<(TRXostream& stream, const TRXSequence<T, Element>& sequence) {

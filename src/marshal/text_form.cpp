@@ -27,9 +27,7 @@ constexpr std::array<Escape, 9> escapes = {{
     {'}', ']'},
 }};
 
-bool isPrinting(char c) {
-    return c >= 0x20 && c < 0x7f;
-}
+bool isPrinting(char c) { return c >= 0x20 && c < 0x7f; }
 
 int hexDigit(int c) {
     if (c >= '0' && c <= '9')

@@ -11,9 +11,7 @@ namespace {
 
 constexpr uint64_t maxOctets = std::numeric_limits<CORBA_ULong>::max();
 
-CORBA_ULong paddingTo(CORBA_ULong alignment, CORBA_ULong position) {
-    return -position & (alignment - 1);
-}
+CORBA_ULong paddingTo(CORBA_ULong alignment, CORBA_ULong position) { return -position & (alignment - 1); }
 
 } // namespace
 
@@ -28,21 +26,13 @@ CORBA_MarshalOutBuffer::~CORBA_MarshalOutBuffer() {
         CORBA_string_free(_data);
 }
 
-CORBA_Long CORBA_MarshalOutBuffer::position() const {
-    return static_cast<CORBA_Long>(_offset);
-}
+CORBA_Long CORBA_MarshalOutBuffer::position() const { return static_cast<CORBA_Long>(_offset); }
 
-CORBA_ULong CORBA_MarshalOutBuffer::offset() const {
-    return _offset;
-}
+CORBA_ULong CORBA_MarshalOutBuffer::offset() const { return _offset; }
 
-void CORBA_MarshalOutBuffer::reset_align() {
-    _start = -_offset;
-}
+void CORBA_MarshalOutBuffer::reset_align() { _start = -_offset; }
 
-void CORBA_MarshalOutBuffer::destroy() {
-    delete this;
-}
+void CORBA_MarshalOutBuffer::destroy() { delete this; }
 
 void CORBA_MarshalOutBuffer::grow(CORBA_ULong count) {
     const uint64_t needed = uint64_t{_offset} + count;
@@ -214,29 +204,17 @@ CORBA_MarshalInBuffer::~CORBA_MarshalInBuffer() {
         CORBA_string_free(_data);
 }
 
-CORBA_Long CORBA_MarshalInBuffer::position() const {
-    return static_cast<CORBA_Long>(_offset);
-}
+CORBA_Long CORBA_MarshalInBuffer::position() const { return static_cast<CORBA_Long>(_offset); }
 
-bool CORBA_MarshalInBuffer::has(CORBA_ULong count) const {
-    return count <= left();
-}
+bool CORBA_MarshalInBuffer::has(CORBA_ULong count) const { return count <= left(); }
 
-CORBA_ULong CORBA_MarshalInBuffer::size() const {
-    return _size;
-}
+CORBA_ULong CORBA_MarshalInBuffer::size() const { return _size; }
 
-void CORBA_MarshalInBuffer::reset_align() {
-    _start = -_offset;
-}
+void CORBA_MarshalInBuffer::reset_align() { _start = -_offset; }
 
-void CORBA_MarshalInBuffer::underflow(CORBA_ULong) {
-    throw CORBA_MARSHAL();
-}
+void CORBA_MarshalInBuffer::underflow(CORBA_ULong) { throw CORBA_MARSHAL(); }
 
-void CORBA_MarshalInBuffer::destroy() {
-    delete this;
-}
+void CORBA_MarshalInBuffer::destroy() { delete this; }
 
 void CORBA_MarshalInBuffer::rewind() {
     rewind_offset();
@@ -381,15 +359,11 @@ TRXistream& CORBA_MarshalInBuffer::read(unsigned char* array, CORBA_ULong count)
 TRXistream& CORBA_MarshalInBuffer::read(wchar_t* array, CORBA_ULong count) {
     return count == 0 ? *this : get_widened_array<CORBA_UShort>(array, count);
 }
-TRXistream& CORBA_MarshalInBuffer::read(short* array, CORBA_ULong count) {
-    return get_array(array, count);
-}
+TRXistream& CORBA_MarshalInBuffer::read(short* array, CORBA_ULong count) { return get_array(array, count); }
 TRXistream& CORBA_MarshalInBuffer::read(unsigned short* array, CORBA_ULong count) {
     return get_array(array, count);
 }
-TRXistream& CORBA_MarshalInBuffer::read(int* array, CORBA_ULong count) {
-    return get_array(array, count);
-}
+TRXistream& CORBA_MarshalInBuffer::read(int* array, CORBA_ULong count) { return get_array(array, count); }
 TRXistream& CORBA_MarshalInBuffer::read(unsigned int* array, CORBA_ULong count) {
     return get_array(array, count);
 }
@@ -399,12 +373,8 @@ TRXistream& CORBA_MarshalInBuffer::read(long* array, CORBA_ULong count) {
 TRXistream& CORBA_MarshalInBuffer::read(unsigned long* array, CORBA_ULong count) {
     return get_widened_array<CORBA_ULong>(array, count);
 }
-TRXistream& CORBA_MarshalInBuffer::read(float* array, CORBA_ULong count) {
-    return get_array(array, count);
-}
-TRXistream& CORBA_MarshalInBuffer::read(double* array, CORBA_ULong count) {
-    return get_array(array, count);
-}
+TRXistream& CORBA_MarshalInBuffer::read(float* array, CORBA_ULong count) { return get_array(array, count); }
+TRXistream& CORBA_MarshalInBuffer::read(double* array, CORBA_ULong count) { return get_array(array, count); }
 
 TRXistream& CORBA_MarshalInBuffer::getCString(char* buffer, CORBA_ULong size) {
     CORBA_ULong length = 0;

@@ -219,12 +219,8 @@ using CORBA_MarshalInBuffer_ptr = CORBA_MarshalInBuffer*;
 // Give back one reference; null is accepted.
 void release_buffer(CORBA_MarshalOutBuffer* buffer);
 void release_buffer(CORBA_MarshalInBuffer* buffer);
-inline void CORBA_release(CORBA_MarshalOutBuffer* buffer) {
-    release_buffer(buffer);
-}
-inline void CORBA_release(CORBA_MarshalInBuffer* buffer) {
-    release_buffer(buffer);
-}
+inline void CORBA_release(CORBA_MarshalOutBuffer* buffer) { release_buffer(buffer); }
+inline void CORBA_release(CORBA_MarshalInBuffer* buffer) { release_buffer(buffer); }
 
 // The road of every primitive. The next one waits for the offset that this one leaves, so nothing stands
 // between its load and its store but the alignment; the tests run beside it.

@@ -57,9 +57,7 @@ const CORBA_ExceptionDesc* CORBA_ExceptionDesc::lookup(const char* repositoryId)
     return found ? found->value : nullptr;
 }
 
-CORBA_ULong CORBA_ExceptionDesc::dictionarySlots() {
-    return _excepDict ? _excepDict->capacity() : 0;
-}
+CORBA_ULong CORBA_ExceptionDesc::dictionarySlots() { return _excepDict ? _excepDict->capacity() : 0; }
 
 CORBA_Exception::~CORBA_Exception() = default;
 
@@ -69,35 +67,23 @@ const CORBA_ExceptionDesc& CORBA_Exception::_descriptor() {
     return desc;
 }
 
-const CORBA_ExceptionDesc* CORBA_Exception::_desc() const {
-    return &_descriptor();
-}
+const CORBA_ExceptionDesc* CORBA_Exception::_desc() const { return &_descriptor(); }
 
 void CORBA_Exception::_write(TRXostream&) const {}
 
 void CORBA_Exception::_read(TRXistream&) {}
 
-void CORBA_Exception::_print(TRXostream& stream) const {
-    printLine(stream, {"Exception: ", _name()});
-}
+void CORBA_Exception::_print(TRXostream& stream) const { printLine(stream, {"Exception: ", _name()}); }
 
 void CORBA_Exception::_raise() const {}
 
-CORBA_Exception* CORBA_Exception::_copy() const {
-    return new CORBA_Exception(*this);
-}
+CORBA_Exception* CORBA_Exception::_copy() const { return new CORBA_Exception(*this); }
 
-const char* CORBA_Exception::_name() const {
-    return _desc()->name();
-}
+const char* CORBA_Exception::_name() const { return _desc()->name(); }
 
-const char* CORBA_Exception::_repository_id() const {
-    return _desc()->repository_id();
-}
+const char* CORBA_Exception::_repository_id() const { return _desc()->repository_id(); }
 
-CORBA_Exception* CORBA_Exception::_narrow(CORBA_Exception* exception) {
-    return exception;
-}
+CORBA_Exception* CORBA_Exception::_narrow(CORBA_Exception* exception) { return exception; }
 
 bool CORBA_Exception::_is_a(const CORBA_Exception* exception, const CORBA_ExceptionDesc& desc) {
     const CORBA_ExceptionDesc* own = exception ? exception->_desc() : nullptr;
@@ -112,9 +98,7 @@ const CORBA_ExceptionDesc& CORBA_SystemException::_descriptor() {
     return desc;
 }
 
-const CORBA_ExceptionDesc* CORBA_SystemException::_desc() const {
-    return &_descriptor();
-}
+const CORBA_ExceptionDesc* CORBA_SystemException::_desc() const { return &_descriptor(); }
 
 void CORBA_SystemException::_write(TRXostream& stream) const {
     stream << _minor << static_cast<CORBA_ULong>(_completed);
@@ -132,13 +116,9 @@ void CORBA_SystemException::_print(TRXostream& stream) const {
     printLine(stream, {"\tCompletion Status: ", completionText(_completed)});
 }
 
-void CORBA_SystemException::_raise() const {
-    throw CORBA_SystemException(*this);
-}
+void CORBA_SystemException::_raise() const { throw CORBA_SystemException(*this); }
 
-CORBA_Exception* CORBA_SystemException::_copy() const {
-    return new CORBA_SystemException(*this);
-}
+CORBA_Exception* CORBA_SystemException::_copy() const { return new CORBA_SystemException(*this); }
 
 CORBA_SystemException* CORBA_SystemException::_narrow(CORBA_Exception* exception) {
     return _is_a(exception, _descriptor()) ? static_cast<CORBA_SystemException*>(exception) : nullptr;
@@ -150,13 +130,9 @@ const CORBA_ExceptionDesc& CORBA_UserException::_descriptor() {
     return desc;
 }
 
-const CORBA_ExceptionDesc* CORBA_UserException::_desc() const {
-    return &_descriptor();
-}
+const CORBA_ExceptionDesc* CORBA_UserException::_desc() const { return &_descriptor(); }
 
-CORBA_Exception* CORBA_UserException::_copy() const {
-    return new CORBA_UserException(*this);
-}
+CORBA_Exception* CORBA_UserException::_copy() const { return new CORBA_UserException(*this); }
 
 CORBA_UserException* CORBA_UserException::_narrow(CORBA_Exception* exception) {
     return _is_a(exception, _descriptor()) ? static_cast<CORBA_UserException*>(exception) : nullptr;
@@ -218,6 +194,4 @@ std::ostream& operator<<(std::ostream& stream, const CORBA_Exception& exception)
     return stream;
 }
 
-void CORBA_release(CORBA_Exception* exception) {
-    delete exception;
-}
+void CORBA_release(CORBA_Exception* exception) { delete exception; }

@@ -174,6 +174,4 @@ TRXistream& operator>>(TRXistream& stream, CORBA_Exception*& exception);
 std::ostream& operator<<(std::ostream& stream, const CORBA_Exception& exception);
 
 void CORBA_release(CORBA_Exception* exception); // accepts null
-inline bool CORBA_is_nil(const CORBA_Exception* exception) {
-    return exception == nullptr;
-}
+inline bool CORBA_is_nil(const CORBA_Exception* exception) { return exception == nullptr; }

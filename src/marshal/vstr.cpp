@@ -31,21 +31,13 @@ char* CORBA_string_dup(const char* string) {
     return static_cast<char*>(std::memcpy(new char[size], string, size));
 }
 
-CORBA_ULong CORBA_string_hash(const char* string) {
-    return string ? stringHash(string) : 0;
-}
+CORBA_ULong CORBA_string_hash(const char* string) { return string ? stringHash(string) : 0; }
 
-int CORBA_string_compare(const char* a, const char* b) {
-    return compareText(a, b, std::strcmp);
-}
+int CORBA_string_compare(const char* a, const char* b) { return compareText(a, b, std::strcmp); }
 
-CORBA_WChar* CORBA_wstring_alloc(CORBA_ULong length) {
-    return new CORBA_WChar[size_t{length} + 1];
-}
+CORBA_WChar* CORBA_wstring_alloc(CORBA_ULong length) { return new CORBA_WChar[size_t{length} + 1]; }
 
-void CORBA_wstring_free(CORBA_WChar* string) {
-    delete[] string;
-}
+void CORBA_wstring_free(CORBA_WChar* string) { delete[] string; }
 
 CORBA_WChar* CORBA_wstring_dup(const CORBA_WChar* string) {
     if (!string)

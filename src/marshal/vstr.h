@@ -15,9 +15,7 @@
 extern char* const TRXNullString;
 
 // Room for `length` octets and a NUL; not cleared.
-inline char* CORBA_string_alloc(CORBA_ULong length) {
-    return new char[size_t{length} + 1];
-}
+inline char* CORBA_string_alloc(CORBA_ULong length) { return new char[size_t{length} + 1]; }
 // Ignores null and the shared null string.
 inline void CORBA_string_free(char* string) {
     if (string != TRXNullString)

@@ -19,9 +19,7 @@ void skipOne(std::istream& stream) {
         stream.get();
 }
 
-bool takesPlainStrings(const std::ostream* stream) {
-    return stream == &std::cout || stream == &std::cerr;
-}
+bool takesPlainStrings(const std::ostream* stream) { return stream == &std::cout || stream == &std::cerr; }
 
 } // namespace
 
@@ -43,17 +41,11 @@ void TRXostream::reset_typecodes() {
     _depth = 0;
 }
 
-CORBA_Long TRXostream::position() const {
-    return _stored;
-}
+CORBA_Long TRXostream::position() const { return _stored; }
 
-CORBA_Long TRXostream::depth() const {
-    return _depth;
-}
+CORBA_Long TRXostream::depth() const { return _depth; }
 
-void TRXostream::depth(CORBA_Long depth) {
-    _depth = depth;
-}
+void TRXostream::depth(CORBA_Long depth) { _depth = depth; }
 
 void TRXostream::store_typecode(CORBA_TypeCode* object) {
     table().store(position(), object);
@@ -66,13 +58,9 @@ CORBA_Long TRXostream::lookup_typecode(const CORBA_TypeCode* object) const {
     return _table->positionOf(object);
 }
 
-void TRXostream::cleanup(Cleanup function) {
-    _cleanup = function;
-}
+void TRXostream::cleanup(Cleanup function) { _cleanup = function; }
 
-TRXostream::Cleanup TRXostream::cleanup() const {
-    return _cleanup;
-}
+TRXostream::Cleanup TRXostream::cleanup() const { return _cleanup; }
 
 template <class T>
 TRXostream& TRXostream::print(T value) {
@@ -102,45 +90,19 @@ TRXostream& TRXostream::operator<<(const char* string) {
     return *this;
 }
 
-TRXostream& TRXostream::operator<<(char value) {
-    return print(static_cast<int>(value));
-}
-TRXostream& TRXostream::operator<<(unsigned char value) {
-    return print(static_cast<unsigned int>(value));
-}
-TRXostream& TRXostream::operator<<(short value) {
-    return print(value);
-}
-TRXostream& TRXostream::operator<<(unsigned short value) {
-    return print(value);
-}
-TRXostream& TRXostream::operator<<(int value) {
-    return print(value);
-}
-TRXostream& TRXostream::operator<<(unsigned int value) {
-    return print(value);
-}
-TRXostream& TRXostream::operator<<(long value) {
-    return print(value);
-}
-TRXostream& TRXostream::operator<<(unsigned long value) {
-    return print(value);
-}
-TRXostream& TRXostream::operator<<(float value) {
-    return print(static_cast<double>(value));
-}
-TRXostream& TRXostream::operator<<(double value) {
-    return print(value);
-}
-TRXostream& TRXostream::operator<<(long long value) {
-    return print(value);
-}
-TRXostream& TRXostream::operator<<(unsigned long long value) {
-    return print(value);
-}
-TRXostream& TRXostream::operator<<(wchar_t value) {
-    return print(static_cast<int>(value));
-}
+TRXostream& TRXostream::operator<<(char value) { return print(static_cast<int>(value)); }
+TRXostream& TRXostream::operator<<(unsigned char value) { return print(static_cast<unsigned int>(value)); }
+TRXostream& TRXostream::operator<<(short value) { return print(value); }
+TRXostream& TRXostream::operator<<(unsigned short value) { return print(value); }
+TRXostream& TRXostream::operator<<(int value) { return print(value); }
+TRXostream& TRXostream::operator<<(unsigned int value) { return print(value); }
+TRXostream& TRXostream::operator<<(long value) { return print(value); }
+TRXostream& TRXostream::operator<<(unsigned long value) { return print(value); }
+TRXostream& TRXostream::operator<<(float value) { return print(static_cast<double>(value)); }
+TRXostream& TRXostream::operator<<(double value) { return print(value); }
+TRXostream& TRXostream::operator<<(long long value) { return print(value); }
+TRXostream& TRXostream::operator<<(unsigned long long value) { return print(value); }
+TRXostream& TRXostream::operator<<(wchar_t value) { return print(static_cast<int>(value)); }
 
 TRXostream& TRXostream::operator<<(const wchar_t* string) {
     const wchar_t* text = string ? string : L"";
@@ -162,42 +124,26 @@ TRXostream& TRXostream::write_raw(const char* octets, CORBA_ULong count) {
 TRXostream& TRXostream::write(const unsigned char* array, CORBA_ULong count) {
     return printAll(array, count);
 }
-TRXostream& TRXostream::write(const wchar_t* array, CORBA_ULong count) {
-    return printAll(array, count);
-}
-TRXostream& TRXostream::write(const short* array, CORBA_ULong count) {
-    return printAll(array, count);
-}
+TRXostream& TRXostream::write(const wchar_t* array, CORBA_ULong count) { return printAll(array, count); }
+TRXostream& TRXostream::write(const short* array, CORBA_ULong count) { return printAll(array, count); }
 TRXostream& TRXostream::write(const unsigned short* array, CORBA_ULong count) {
     return printAll(array, count);
 }
-TRXostream& TRXostream::write(const int* array, CORBA_ULong count) {
-    return printAll(array, count);
-}
-TRXostream& TRXostream::write(const unsigned int* array, CORBA_ULong count) {
-    return printAll(array, count);
-}
-TRXostream& TRXostream::write(const long* array, CORBA_ULong count) {
-    return printAll(array, count);
-}
+TRXostream& TRXostream::write(const int* array, CORBA_ULong count) { return printAll(array, count); }
+TRXostream& TRXostream::write(const unsigned int* array, CORBA_ULong count) { return printAll(array, count); }
+TRXostream& TRXostream::write(const long* array, CORBA_ULong count) { return printAll(array, count); }
 TRXostream& TRXostream::write(const unsigned long* array, CORBA_ULong count) {
     return printAll(array, count);
 }
-TRXostream& TRXostream::write(const float* array, CORBA_ULong count) {
-    return printAll(array, count);
-}
-TRXostream& TRXostream::write(const double* array, CORBA_ULong count) {
-    return printAll(array, count);
-}
+TRXostream& TRXostream::write(const float* array, CORBA_ULong count) { return printAll(array, count); }
+TRXostream& TRXostream::write(const double* array, CORBA_ULong count) { return printAll(array, count); }
 TRXostream& TRXostream::putCString(const char* string) {
     if (takesPlainStrings(_strm))
         return *this << string;
     writeQuoted(*_strm, string ? string : "");
     return *this;
 }
-TRXostream& TRXostream::write(const long long* array, CORBA_ULong count) {
-    return printAll(array, count);
-}
+TRXostream& TRXostream::write(const long long* array, CORBA_ULong count) { return printAll(array, count); }
 TRXostream& TRXostream::write(const unsigned long long* array, CORBA_ULong count) {
     return printAll(array, count);
 }
@@ -221,13 +167,9 @@ void TRXistream::reset_typecodes() {
     _depth = 0;
 }
 
-CORBA_Long TRXistream::depth() const {
-    return _depth;
-}
+CORBA_Long TRXistream::depth() const { return _depth; }
 
-void TRXistream::depth(CORBA_Long depth) {
-    _depth = depth;
-}
+void TRXistream::depth(CORBA_Long depth) { _depth = depth; }
 
 void TRXistream::store_typecode(CORBA_Long position, CORBA_TypeCode* object) {
     if (!_table)
@@ -242,17 +184,11 @@ CORBA_TypeCode* TRXistream::lookup_typecode(CORBA_Long position) const {
     return _table->objectAt(position);
 }
 
-void TRXistream::cleanup(Cleanup function) {
-    _cleanup = function;
-}
+void TRXistream::cleanup(Cleanup function) { _cleanup = function; }
 
-TRXistream::Cleanup TRXistream::cleanup() const {
-    return _cleanup;
-}
+TRXistream::Cleanup TRXistream::cleanup() const { return _cleanup; }
 
-CORBA_Long TRXistream::position() const {
-    return _stored;
-}
+CORBA_Long TRXistream::position() const { return _stored; }
 
 template <class T>
 TRXistream& TRXistream::scan(T& value) {
@@ -300,36 +236,16 @@ TRXistream& TRXistream::operator>>(unsigned char& value) {
     return *this;
 }
 
-TRXistream& TRXistream::operator>>(short& value) {
-    return scan(value);
-}
-TRXistream& TRXistream::operator>>(unsigned short& value) {
-    return scan(value);
-}
-TRXistream& TRXistream::operator>>(int& value) {
-    return scan(value);
-}
-TRXistream& TRXistream::operator>>(unsigned int& value) {
-    return scan(value);
-}
-TRXistream& TRXistream::operator>>(long& value) {
-    return scan(value);
-}
-TRXistream& TRXistream::operator>>(unsigned long& value) {
-    return scan(value);
-}
-TRXistream& TRXistream::operator>>(float& value) {
-    return scan(value);
-}
-TRXistream& TRXistream::operator>>(double& value) {
-    return scan(value);
-}
-TRXistream& TRXistream::operator>>(long long& value) {
-    return scan(value);
-}
-TRXistream& TRXistream::operator>>(unsigned long long& value) {
-    return scan(value);
-}
+TRXistream& TRXistream::operator>>(short& value) { return scan(value); }
+TRXistream& TRXistream::operator>>(unsigned short& value) { return scan(value); }
+TRXistream& TRXistream::operator>>(int& value) { return scan(value); }
+TRXistream& TRXistream::operator>>(unsigned int& value) { return scan(value); }
+TRXistream& TRXistream::operator>>(long& value) { return scan(value); }
+TRXistream& TRXistream::operator>>(unsigned long& value) { return scan(value); }
+TRXistream& TRXistream::operator>>(float& value) { return scan(value); }
+TRXistream& TRXistream::operator>>(double& value) { return scan(value); }
+TRXistream& TRXistream::operator>>(long long& value) { return scan(value); }
+TRXistream& TRXistream::operator>>(unsigned long long& value) { return scan(value); }
 
 TRXistream& TRXistream::operator>>(wchar_t& value) {
     int number = 0;
@@ -355,9 +271,7 @@ TRXistream& TRXistream::operator>>(wchar_t*& string) {
     return *this;
 }
 
-char TRXistream::get() {
-    return static_cast<char>(_strm->get());
-}
+char TRXistream::get() { return static_cast<char>(_strm->get()); }
 
 TRXistream& TRXistream::get(char& octet) {
     _strm->get(octet);
@@ -376,36 +290,16 @@ TRXistream& TRXistream::read_raw(char* octets, CORBA_ULong count) {
     return *this;
 }
 
-TRXistream& TRXistream::read(unsigned char* array, CORBA_ULong count) {
-    return scanAll(array, count);
-}
-TRXistream& TRXistream::read(wchar_t* array, CORBA_ULong count) {
-    return scanAll(array, count);
-}
-TRXistream& TRXistream::read(short* array, CORBA_ULong count) {
-    return scanAll(array, count);
-}
-TRXistream& TRXistream::read(unsigned short* array, CORBA_ULong count) {
-    return scanAll(array, count);
-}
-TRXistream& TRXistream::read(int* array, CORBA_ULong count) {
-    return scanAll(array, count);
-}
-TRXistream& TRXistream::read(unsigned int* array, CORBA_ULong count) {
-    return scanAll(array, count);
-}
-TRXistream& TRXistream::read(long* array, CORBA_ULong count) {
-    return scanAll(array, count);
-}
-TRXistream& TRXistream::read(unsigned long* array, CORBA_ULong count) {
-    return scanAll(array, count);
-}
-TRXistream& TRXistream::read(float* array, CORBA_ULong count) {
-    return scanAll(array, count);
-}
-TRXistream& TRXistream::read(double* array, CORBA_ULong count) {
-    return scanAll(array, count);
-}
+TRXistream& TRXistream::read(unsigned char* array, CORBA_ULong count) { return scanAll(array, count); }
+TRXistream& TRXistream::read(wchar_t* array, CORBA_ULong count) { return scanAll(array, count); }
+TRXistream& TRXistream::read(short* array, CORBA_ULong count) { return scanAll(array, count); }
+TRXistream& TRXistream::read(unsigned short* array, CORBA_ULong count) { return scanAll(array, count); }
+TRXistream& TRXistream::read(int* array, CORBA_ULong count) { return scanAll(array, count); }
+TRXistream& TRXistream::read(unsigned int* array, CORBA_ULong count) { return scanAll(array, count); }
+TRXistream& TRXistream::read(long* array, CORBA_ULong count) { return scanAll(array, count); }
+TRXistream& TRXistream::read(unsigned long* array, CORBA_ULong count) { return scanAll(array, count); }
+TRXistream& TRXistream::read(float* array, CORBA_ULong count) { return scanAll(array, count); }
+TRXistream& TRXistream::read(double* array, CORBA_ULong count) { return scanAll(array, count); }
 
 TRXistream& TRXistream::getCString(char* buffer, CORBA_ULong size) {
     std::string text;
@@ -416,13 +310,7 @@ TRXistream& TRXistream::getCString(char* buffer, CORBA_ULong size) {
     return *this;
 }
 
-TRXistream& TRXistream::read(long long* array, CORBA_ULong count) {
-    return scanAll(array, count);
-}
-TRXistream& TRXistream::read(unsigned long long* array, CORBA_ULong count) {
-    return scanAll(array, count);
-}
+TRXistream& TRXistream::read(long long* array, CORBA_ULong count) { return scanAll(array, count); }
+TRXistream& TRXistream::read(unsigned long long* array, CORBA_ULong count) { return scanAll(array, count); }
 
-bool TRXistream::has(CORBA_ULong) const {
-    return true;
-}
+bool TRXistream::has(CORBA_ULong) const { return true; }

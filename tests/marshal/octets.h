@@ -40,6 +40,4 @@ inline std::string hex(const CORBA_MarshalOutBuffer& buffer) {
 }
 
 // The digits of `text` without its blanks.
-inline std::string digits(std::string_view text) {
-    return hex(octets(text));
-}
+inline std::string digits(std::string_view text) { return hex(octets(text)); }

@@ -22,12 +22,8 @@ struct Node {
     TRXSequence<Node> below;
 };
 
-TRXostream& operator<<(TRXostream& stream, const Node& node) {
-    return stream << node.value << node.below;
-}
-TRXistream& operator>>(TRXistream& stream, Node& node) {
-    return stream >> node.value >> node.below;
-}
+TRXostream& operator<<(TRXostream& stream, const Node& node) { return stream << node.value << node.below; }
+TRXistream& operator>>(TRXistream& stream, Node& node) { return stream >> node.value >> node.below; }
 
 template <class T>
 std::string written(const T& value) {
