@@ -156,6 +156,8 @@ bool Peers::hear(uint32_t id, const sockaddr_in& address) {
     });
     if (known != peers_.end()) {
         known->lastHeard = nowMilliseconds();
+        if (id != 0)
+            known->id = id;
         hooks_.heard(*known);
         return false;
     }

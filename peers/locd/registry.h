@@ -108,14 +108,16 @@ private:
         const Holder* holder;
     };
 
+    // Nobody sees the order of these tables, so they hash by fingerprint: the protocol's hash would crowd
+    // names that differ in a few digits, and a client that goes may take a hundred thousand of them out.
+    static uint32_t hashOf(const DSResource& record) { return static_cast<uint32_t>(record.fingerprint()); }
+
     // The holder is left out of the hash, so that a provider can be found without knowing it.
     struct RegistrationTraits : GrowWhenFull {
         using Entry = std::unique_ptr<Registration>;
         static bool isFree(const Entry& entry) { return !entry; }
-        static uint32_t hash(const Entry& entry) { return entry->provider->hash(); }
-        static uint32_t hash(const RegistrationProbe& probe) { return probe.provider.hash(); }
-        static uint64_t fingerprint(const Entry& entry) { return entry->provider->fingerprint(); }
-        static uint64_t fingerprint(const RegistrationProbe& probe) { return probe.provider.fingerprint(); }
+        static uint32_t hash(const Entry& entry) { return hashOf(*entry->provider); }
+        static uint32_t hash(const RegistrationProbe& probe) { return hashOf(probe.provider); }
         static bool equal(const Entry& stored, const RegistrationProbe& probe) {
             return (!probe.holder || stored->holder == probe.holder) &&
                    stored->provider->compare(&probe.provider) == 0;
@@ -124,18 +126,11 @@ private:
     struct TriggerTraits : GrowWhenFull {
         using Entry = std::unique_ptr<Trigger>;
         static bool isFree(const Entry& entry) { return !entry; }
-        static uint32_t hash(const DSName& name, const Holder* holder) {
-            return name.hash() ^ pointerHash(holder);
+        static uint32_t hash(const TriggerProbe& probe) {
+            return static_cast<uint32_t>(
+                mixFingerprint(probe.name.fingerprint(), reinterpret_cast<uintptr_t>(probe.holder)));
         }
-        static uint32_t hash(const Entry& entry) { return hash(*entry->name, entry->holder); }
-        static uint32_t hash(const TriggerProbe& probe) { return hash(probe.name, probe.holder); }
-        static uint64_t fingerprint(const DSName& name, const Holder* holder) {
-            return mixFingerprint(name.fingerprint(), reinterpret_cast<uintptr_t>(holder));
-        }
-        static uint64_t fingerprint(const Entry& entry) { return fingerprint(*entry->name, entry->holder); }
-        static uint64_t fingerprint(const TriggerProbe& probe) {
-            return fingerprint(probe.name, probe.holder);
-        }
+        static uint32_t hash(const Entry& entry) { return hash(TriggerProbe{*entry->name, entry->holder}); }
         static bool equal(const Entry& stored, const TriggerProbe& probe) {
             return stored->holder == probe.holder && stored->name->compare(&probe.name) == 0;
         }
@@ -143,10 +138,8 @@ private:
     struct ServiceTraits : GrowWhenFull {
         using Entry = std::unique_ptr<ServiceName>;
         static bool isFree(const Entry& entry) { return !entry; }
-        static uint32_t hash(const Entry& entry) { return entry->name->hash(); }
-        static uint32_t hash(const DSName& probe) { return probe.hash(); }
-        static uint64_t fingerprint(const Entry& entry) { return entry->name->fingerprint(); }
-        static uint64_t fingerprint(const DSName& probe) { return probe.fingerprint(); }
+        static uint32_t hash(const Entry& entry) { return hashOf(*entry->name); }
+        static uint32_t hash(const DSName& probe) { return hashOf(probe); }
         static bool equal(const Entry& stored, const DSName& probe) {
             return stored->name->compare(&probe) == 0;
         }

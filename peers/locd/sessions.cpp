@@ -66,6 +66,7 @@ void Sessions::receive(const DSRequest& request, const sockaddr_in& from, size_t
         login(request, from);
     } else if (request.requestType() == DSRequestEndOfSession) {
         drop(*client, "has ended its session");
+        answerStranger(request, from);
     } else {
         client->repeats.begin(request.msgNum());
         execute(*client, request, size);
