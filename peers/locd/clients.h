@@ -2,10 +2,10 @@
 
 // The processes that are logged in.
 
-#include "base/hash_table.h"
 #include "locd/network.h"
 #include "locd/outbox.h"
 #include "locd/registry.h"
+#include "locd/tables.h"
 
 #include <array>
 #include <span>
@@ -86,17 +86,14 @@ public:
     }
 
 private:
-    struct KeyTraits : GrowWhenFull {
-        static uint32_t hash(uint64_t key) { return static_cast<uint32_t>(key ^ (key >> 24)); }
-        static uint64_t fingerprint(uint64_t key) { return key; }
+    struct KeyTraits : GrowAtHalf {
+        static uint32_t hash(uint64_t key) { return static_cast<uint32_t>(mixFingerprint(0, key)); }
     };
     struct AddressTraits : KeyTraits {
         using Entry = std::unique_ptr<Client>;
-        using KeyTraits::fingerprint;
         using KeyTraits::hash;
         static bool isFree(const Entry& entry) { return !entry; }
         static uint32_t hash(const Entry& entry) { return hash(entry->key()); }
-        static uint64_t fingerprint(const Entry& entry) { return entry->key(); }
         static bool equal(const Entry& entry, uint64_t key) { return entry->key() == key; }
     };
     struct Index {
@@ -105,11 +102,9 @@ private:
     };
     struct IndexTraits : KeyTraits {
         using Entry = Index;
-        using KeyTraits::fingerprint;
         using KeyTraits::hash;
         static bool isFree(const Entry& entry) { return !entry.client; }
         static uint32_t hash(const Entry& entry) { return hash(entry.key); }
-        static uint64_t fingerprint(const Entry& entry) { return entry.key; }
         static bool equal(const Entry& entry, uint64_t key) { return entry.key == key; }
         static bool equal(const Entry& stored, const Entry& entry) { return stored.key == entry.key; }
     };

@@ -3,10 +3,10 @@
 #include "agent/dsprovid.h"
 #include "agent/dsreply.h"
 #include "agent/dsreq.h"
-#include "base/hash_table.h"
 #include "locd/clients.h"
 #include "locd/endpoint.h"
 #include "locd/peers.h"
+#include "locd/tables.h"
 #include "locd/ticker.h"
 
 namespace locd {
@@ -38,7 +38,7 @@ private:
         int64_t since;
         bool repeated;
     };
-    struct Traits : GrowWhenFull {
+    struct Traits : GrowAtHalf {
         using Entry = std::unique_ptr<Inquiry>;
         static bool isFree(const Entry& entry) { return !entry; }
         static uint32_t hash(uint32_t number) { return number; }

@@ -3,8 +3,8 @@
 // Who provides which service, and who waits for which.
 
 #include "agent/dsprovid.h"
-#include "base/hash_table.h"
 #include "locd/chain.h"
+#include "locd/tables.h"
 
 #include <memory>
 
@@ -113,7 +113,7 @@ private:
     static uint32_t hashOf(const DSResource& record) { return static_cast<uint32_t>(record.fingerprint()); }
 
     // The holder is left out of the hash, so that a provider can be found without knowing it.
-    struct RegistrationTraits : GrowWhenFull {
+    struct RegistrationTraits : GrowAtHalf {
         using Entry = std::unique_ptr<Registration>;
         static bool isFree(const Entry& entry) { return !entry; }
         static uint32_t hash(const Entry& entry) { return hashOf(*entry->provider); }
@@ -123,7 +123,7 @@ private:
                    stored->provider->compare(&probe.provider) == 0;
         }
     };
-    struct TriggerTraits : GrowWhenFull {
+    struct TriggerTraits : GrowAtHalf {
         using Entry = std::unique_ptr<Trigger>;
         static bool isFree(const Entry& entry) { return !entry; }
         static uint32_t hash(const TriggerProbe& probe) {
@@ -135,7 +135,7 @@ private:
             return stored->holder == probe.holder && stored->name->compare(&probe.name) == 0;
         }
     };
-    struct ServiceTraits : GrowWhenFull {
+    struct ServiceTraits : GrowAtHalf {
         using Entry = std::unique_ptr<ServiceName>;
         static bool isFree(const Entry& entry) { return !entry; }
         static uint32_t hash(const Entry& entry) { return hashOf(*entry->name); }

@@ -129,7 +129,8 @@ TEST_F(LocdAgent, neverTakesWhatItCouldNotTellAnybody) {
     int accepted = 0;
     int refused = 0;
     for (;; name += "nnnn") {
-        const NCRef<DSRequest> request(new DSRequest(DSRequestRegisterProvider, providerOf(name.c_str()).get()));
+        const NCRef<DSRequest> request(
+            new DSRequest(DSRequestRegisterProvider, providerOf(name.c_str()).get()));
         locd::Encoder encoder;
         if (encoder.encode(*request).empty())
             break;
@@ -153,8 +154,10 @@ TEST_F(LocdDomain, silentClientIsProbedAndGoesWithItsProviders) {
     silent.ask(DSRequestRegisterProvider, providerOf("a"));
     EXPECT_EQ(lively.notification(), "up a");
     EXPECT_EQ(lively.notification(), "down a");
-    while (silent.next(20) || silent.probes == 0)
-        ;
+    for (int read = -1; read != silent.probes;) {
+        read = silent.probes;
+        silent.next(100);
+    }
     EXPECT_EQ(silent.probes, locd::Watch::mostProbes);
     EXPECT_GT(lively.probes, 0);
     EXPECT_EQ(lively.statusOf(DSRequestAreYouAlive), DSStatusDone);
@@ -170,7 +173,8 @@ TEST_F(LocdAgent, providerSaidToBeDeadIsAskedAtItsVerifyPort) {
     server.send(new DSAMessage(DSTypeProviderUnreachable, providerOf("other").get()));
     server.send(new DSAMessage(DSTypeProviderUnreachable, providerOf("a").get()));
     NCRef<DSRequest> question;
-    ASSERT_TRUE(turnUntil([&] { return (question = nc_cast<DSRequest>(verify.receive())).get() != nullptr; }));
+    ASSERT_TRUE(
+        turnUntil([&] { return (question = nc_cast<DSRequest>(verify.receive())).get() != nullptr; }));
     EXPECT_EQ(question->requestType(), DSRequestAreYouAlive);
     EXPECT_EQ(verify.receive(), nullptr);
 }

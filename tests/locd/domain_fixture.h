@@ -95,7 +95,8 @@ public:
             return "";
         if (acknowledge)
             send(new DSReply(DSReplyTriggerAcknowledged, *reply, DSStatusDone));
-        return (reply->status() == DSStatusProviderDown ? "down " : "up ") + std::string(provider->name().name());
+        return (reply->status() == DSStatusProviderDown ? "down " : "up ") +
+               std::string(provider->name().name());
     }
 
     void setVerifyPort(int port) { login_->setVerifyPort(port); }

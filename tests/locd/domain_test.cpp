@@ -37,7 +37,9 @@ TEST_F(LocdTwoAgents, allHearABroadcast) {
     startAgent("127.0.0.3");
     NCudpstream searcher;
     ASSERT_EQ(searcher.bind(0, "127.0.0.1"), 0);
-    ASSERT_EQ(searcher.broadcast(NCRef<DSAMessage>(new DSAMessage(DSTypeLocateAgent)).get(), agents_[0]->port()), 0);
+    ASSERT_EQ(
+        searcher.broadcast(NCRef<DSAMessage>(new DSAMessage(DSTypeLocateAgent)).get(), agents_[0]->port()),
+        0);
     std::vector<uint64_t> answers;
     turnUntil([&] {
         while (const NCRef<DSAReply> reply = nc_cast<DSAReply>(searcher.receive()))
@@ -45,7 +47,8 @@ TEST_F(LocdTwoAgents, allHearABroadcast) {
         return answers.size() == 3;
     });
     std::sort(answers.begin(), answers.end());
-    const std::vector<uint64_t> expected{locd::keyOf(addressOf("127.0.0.1")), locd::keyOf(addressOf("127.0.0.2")),
+    const std::vector<uint64_t> expected{locd::keyOf(addressOf("127.0.0.1")),
+                                         locd::keyOf(addressOf("127.0.0.2")),
                                          locd::keyOf(addressOf("127.0.0.3"))};
     EXPECT_EQ(answers, expected);
 }

@@ -32,7 +32,9 @@ TEST(LocdOptions, portComesFromTheOptionThenTheVariableThenTheDefault) {
 }
 
 TEST(LocdOptions, peerWithoutPortGetsThatOfTheDomain) {
-    const auto peers = [](const std::vector<const char*>& words) { return read(words, "15000").options.peers; };
+    const auto peers = [](const std::vector<const char*>& words) {
+        return read(words, "15000").options.peers;
+    };
     ASSERT_EQ(peers({"--peer", "127.0.0.2", "--peer=127.0.0.3:99", "--port", "16000"}).size(), 2U);
     const auto both = peers({"--peer", "127.0.0.2", "--peer=127.0.0.3:99", "--port", "16000"});
     EXPECT_EQ(both[0].sin_addr.s_addr, inet_addr("127.0.0.2"));
@@ -64,7 +66,8 @@ TEST(LocdOptions, complaintNamesTheWordThatIsWrong) {
     EXPECT_EQ(complaint({"--port", "80x"}), "--port: '80x' is no port number (0 to 65535)");
     EXPECT_EQ(complaint({}, "-1"), "LOCD_PORT: '-1' is no port number (1 to 65535)");
     EXPECT_EQ(complaint({"--address", "host"}), "--address: 'host' is no IPv4 address in dotted form");
-    EXPECT_EQ(complaint({"--peer", "127.0.0.2:0"}), "--peer: '127.0.0.2:0' is not of the form HOST or HOST:PORT");
+    EXPECT_EQ(complaint({"--peer", "127.0.0.2:0"}),
+              "--peer: '127.0.0.2:0' is not of the form HOST or HOST:PORT");
     EXPECT_EQ(complaint({"--peer", ":99"}), "--peer: no host ''");
     EXPECT_EQ(complaint({"--interval", "0"}), "--interval: '0' is no number of seconds from 0.1 to 86400");
     EXPECT_EQ(complaint({"--check-interval", "nan"}),

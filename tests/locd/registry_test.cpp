@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -25,7 +25,9 @@ NCRef<DSProvider> providerOf(const char* name, int port = 1) { return providerOf
 
 // Writes down what the registry tells.
 struct Story : locd::RegistryObserver {
-    void providerUp(const ServiceName& service, DSProvider* provider) override { tell("up ", service, provider); }
+    void providerUp(const ServiceName& service, DSProvider* provider) override {
+        tell("up ", service, provider);
+    }
     void providerDown(const ServiceName& service, DSProvider* provider) override {
         tell("down ", service, provider);
     }
@@ -48,7 +50,9 @@ protected:
         registry.removeAll(two);
     }
 
-    Result add(Holder& holder, const NCRef<DSProvider>& provider) { return registry.add(holder, provider.get()); }
+    Result add(Holder& holder, const NCRef<DSProvider>& provider) {
+        return registry.add(holder, provider.get());
+    }
 
     Story story;
     Registry registry{story};
@@ -108,7 +112,8 @@ TEST_F(LocdRegistry, leavingClientHearsNothingOfItself) {
     add(one, providerOf("b"));
     registry.removeAll(one);
 
-    const std::vector<std::string> expected{"up a heard", "up b heard", "unwatched a", "down a", "down b heard"};
+    const std::vector<std::string> expected{"up a heard", "up b heard", "unwatched a", "down a",
+                                            "down b heard"};
     EXPECT_EQ(story.events, expected);
     EXPECT_EQ(registry.service(*nameOf("a")), nullptr);
     EXPECT_NE(registry.service(*nameOf("b")), nullptr);
@@ -135,15 +140,15 @@ TEST_F(LocdRegistry, oneClientCannotTakeAllTheRoom) {
     EXPECT_EQ(add(two, providerOf("more")), Result::done);
 }
 
-// Ten times the names take ten times as long, not a hundred: what would be seconds is far above the limit.
+// In processor time, since other processes may keep this one waiting.
 TEST_F(LocdRegistry, timeGrowsWithTheNumberOfNamesAndNoFaster) {
     const auto secondsFor = [this](int count) {
-        const auto start = std::chrono::steady_clock::now();
+        const std::clock_t start = std::clock();
         for (int i = 0; i < count; ++i)
             add(one, providerOf(("IDL:Example/Name" + std::to_string(100000 + i) + ":1.0").c_str()));
         registry.removeAll(one);
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
     };
     const double few = secondsFor(5'000);
-    EXPECT_LT(secondsFor(50'000), 40 * few + 0.5);
+    EXPECT_LT(secondsFor(50'000), 30 * few + 0.1);
 }

@@ -1,5 +1,6 @@
 #include "locd/wire.h"
 
+#include "agent/dsname.h"
 #include "agent/dsreply.h"
 
 #include <gtest/gtest.h>
@@ -11,10 +12,11 @@
 namespace {
 
 std::vector<uint8_t> datagram(const std::string& body) {
-    const auto size = static_cast<uint32_t>(body.size() + 4);
-    std::vector<uint8_t> octets{static_cast<uint8_t>(size >> 24), static_cast<uint8_t>(size >> 16),
-                                static_cast<uint8_t>(size >> 8), static_cast<uint8_t>(size)};
-    octets.insert(octets.end(), body.begin(), body.end());
+    const size_t size = body.size() + 4;
+    std::vector<uint8_t> octets(size);
+    octets[2] = static_cast<uint8_t>(size >> 8);
+    octets[3] = static_cast<uint8_t>(size);
+    std::copy(body.begin(), body.end(), octets.begin() + 4);
     return octets;
 }
 
