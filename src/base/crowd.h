@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <unordered_map>
 #include <vector>
 
 // The side index of a hash table whose probe runs have grown long. The protocol's string hash gives names
@@ -15,26 +14,39 @@ public:
     static constexpr uint32_t longProbe = 64;
     static constexpr uint32_t shortProbe = 2;
 
-    explicit Crowd(uint32_t mask) : mask_(mask), leap_(mask + 1u) {
+    // `mask` is that of the table: its slots less one.
+    explicit Crowd(uint32_t mask) : mask_(mask), leap_(mask + 1u), places_(2 * (uint64_t{mask} + 1)) {
         for (uint32_t i = 0; i <= mask; ++i)
             leap_[i] = (i - 1) & mask;
-        slots_.reserve(leap_.size() / 2);
     }
 
-    void add(uint64_t fingerprint, uint32_t slot) { slots_.emplace(fingerprint, slot); }
+    void add(uint64_t fingerprint, uint32_t slot) {
+        uint64_t place = homeOf(fingerprint);
+        while (places_[place].used)
+            place = next(place);
+        places_[place] = {fold(fingerprint), slot & slotMask, 1};
+    }
 
     void remove(uint64_t fingerprint, uint32_t slot) {
-        const auto [first, last] = slots_.equal_range(fingerprint);
-        for (auto it = first; it != last; ++it) {
-            if (it->second == slot) {
-                slots_.erase(it);
+        for (uint64_t place = homeOf(fingerprint); places_[place].used; place = next(place)) {
+            if (places_[place].slot == slot) {
+                free(place);
                 return;
             }
         }
     }
 
-    // Slots whose entries may equal what has this fingerprint.
-    auto candidates(uint64_t fingerprint) const { return slots_.equal_range(fingerprint); }
+    // The first slot among those whose entries may have this fingerprint that `matches` accepts; `none`
+    // without one.
+    static constexpr uint32_t none = UINT32_MAX;
+    template <class Matches>
+    uint32_t find(uint64_t fingerprint, Matches matches) const {
+        for (uint64_t place = homeOf(fingerprint); places_[place].used; place = next(place)) {
+            if (places_[place].print == fold(fingerprint) && matches(places_[place].slot))
+                return places_[place].slot;
+        }
+        return none;
+    }
 
     // The first free slot at or below `slot`, wrapping round. There has to be one.
     template <class Occupied>
@@ -56,7 +68,34 @@ public:
     }
 
 private:
+    static constexpr uint32_t slotMask = (1u << 31) - 1;
+    struct Place {
+        uint32_t print = 0;
+        uint32_t slot : 31 = 0; // a table has at most 2^31 slots
+        uint32_t used : 1 = 0;
+    };
+
+    static uint32_t fold(uint64_t fingerprint) { return static_cast<uint32_t>(fingerprint >> 32); }
+    // From all of the folded print, so that a place tells its home by itself.
+    uint64_t homeOf(uint64_t fingerprint) const { return homeOfPrint(fold(fingerprint)); }
+    uint64_t homeOfPrint(uint32_t print) const {
+        return (print * uint64_t{0x9E3779B97F4A7C15u} >> 32) & (places_.size() - 1);
+    }
+    uint64_t next(uint64_t place) const { return (place + 1) & (places_.size() - 1); }
+
+    // Closes the gap in the run behind a place.
+    void free(uint64_t hole) {
+        for (uint64_t i = next(hole); places_[i].used; i = next(i)) {
+            const uint64_t home = homeOfPrint(places_[i].print);
+            if (((i - home) & (places_.size() - 1)) >= ((i - hole) & (places_.size() - 1))) {
+                places_[hole] = places_[i];
+                hole = i;
+            }
+        }
+        places_[hole] = {};
+    }
+
     uint32_t mask_;
     std::vector<uint32_t> leap_; // for an occupied slot: a slot below it, with nothing free in between
-    std::unordered_multimap<uint64_t, uint32_t> slots_;
+    std::vector<Place> places_;  // never more than half full
 };

@@ -73,14 +73,14 @@ public:
     // The slot that holds an equal entry, or the free slot where one would go.
     template <class Probe>
     uint32_t indexOf(const Probe& probe) const {
-        const uint32_t home = homeOf(Traits::hash(probe));
-        uint32_t index = home;
+        const uint32_t hash = Traits::hash(probe);
+        uint32_t index = homeOf(hash);
         for (uint32_t steps = 0; !Traits::isFree(slots_[index]); ++steps) {
             if (Traits::equal(slots_[index], probe))
                 return index;
             if constexpr (crowdable) {
                 if (steps == patience())
-                    return indexInCrowd(probe, home);
+                    return indexInCrowd(probe, hash);
             }
             index = (index - 1) & mask_;
         }
@@ -230,14 +230,13 @@ private:
         return *crowd_;
     }
 
+    // Only an entry with the probe's own hash lies on the probe's way.
     template <class Probe>
-    uint32_t indexInCrowd(const Probe& probe, uint32_t home) const {
-        const auto [first, last] = crowd().candidates(Traits::fingerprint(probe));
-        for (auto it = first; it != last; ++it) {
-            if (Traits::equal(slots_[it->second], probe))
-                return it->second;
-        }
-        return crowd_->freeFrom(home, occupied());
+    uint32_t indexInCrowd(const Probe& probe, uint32_t hash) const {
+        const uint32_t found = crowd().find(Traits::fingerprint(probe), [&](uint32_t slot) {
+            return Traits::hash(slots_[slot]) == hash && Traits::equal(slots_[slot], probe);
+        });
+        return found != Crowd::none ? found : crowd_->freeFrom(homeOf(hash), occupied());
     }
 
     std::vector<Entry> slots_;
