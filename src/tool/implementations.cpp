@@ -1,9 +1,9 @@
 #include "tool/implementations.h"
 
-#include "marshal/vexcept.h"
 #include "orb/vorb.h"
 #include "tool/agent_name.h"
 #include "tool/implementation_table.h"
+#include "tool/location_service.h"
 #include "tool/report.h"
 
 #include <iostream>
@@ -17,16 +17,13 @@ struct Tables {
 
 // False when the location service did not tell what there is; the reason is on the standard error stream.
 bool gatherThroughService() {
-    try {
-        const CORBA_Object* service = CORBA_ORB_init()->resolve_initial_references("LocationService");
+    return withLocationService([](CORBA_Object* service) {
         if (CORBA_is_nil(service)) {
             std::cerr << "Unable to locate initial LocationService" << std::endl
                       << "\tWill use Harbolance 2.0 peerscan mechanism" << std::endl;
         }
-    } catch (const CORBA_Exception& exception) {
-        std::cerr << "CORBA Exception during execution of peerscan: " << exception << std::endl;
-    }
-    return false;
+        return false;
+    });
 }
 
 void gatherThroughAgent(Tables& tables) {

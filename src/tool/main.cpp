@@ -3,6 +3,7 @@
 #include "tool/implementations.h"
 #include "tool/oads.h"
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -79,6 +80,8 @@ void tellOfLostOutput() {
 } // namespace
 
 int main(int argc, char** argv) {
+    // A reader that goes away must not keep the session from telling its agent that it ends.
+    std::signal(SIGPIPE, SIG_IGN);
     std::atexit(tellOfLostOutput);
     CORBA_ORB_init(argc, argv, nullptr);
     // No adapter runs here that would take its own words out.

@@ -1,5 +1,6 @@
 #include "tool/oads.h"
 
+#include "tool/location_service.h"
 #include "tool/report.h"
 
 #include <iostream>
@@ -33,6 +34,8 @@ std::vector<std::string> daemonHosts(bool hostNames) {
 } // namespace
 
 void listOADs(bool hostNames) {
+    // A process without the service has the agents to ask.
+    withLocationService([](CORBA_Object*) { return false; });
     const auto hosts = daemonHosts(hostNames);
     if (hosts.empty()) {
         std::cout << "\npeerscan: There are no OADs "
