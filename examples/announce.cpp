@@ -74,8 +74,10 @@ Options parse(int argc, char** argv) {
         else if (word == "--reference")
             options.reference = value();
         else if (word == "-")
-            for (std::string line; std::getline(std::cin, line);)
-                options.objects.push_back(line);
+            for (std::string line; std::getline(std::cin, line);) {
+                if (!line.empty())
+                    options.objects.push_back(line);
+            }
         else if (word.substr(0, 1) == "-")
             refuse("unknown option " + std::string(word));
         else
@@ -125,15 +127,18 @@ size_t announce(DSUser& session, const Options& options, const DSAddr& address) 
 
 int main(int argc, char** argv) {
     CORBA_ORB_init(argc, argv);
+    TRXORB::current()->parse(argc, argv, "-OA");
     const Options options = parse(argc, argv);
+    const DSAddr address =
+        options.address.empty() ? DSAddr(options.port) : DSAddr(options.port, options.address.c_str());
+    if (address.addr() == INADDR_NONE)
+        refuse("unknown host " + options.address);
     DSUser* session = DSUser::instance(true);
     if (!session || !session->isLoggedIn()) {
         std::cerr << "announce: no location agent at port " << (session ? session->port() : 0)
                   << " of this network; start one, or name one with LOCD_ADDR\n";
         return 1;
     }
-    const DSAddr address =
-        options.address.empty() ? DSAddr(options.port) : DSAddr(options.port, options.address.c_str());
     const size_t taken = announce(*session, options, address);
     std::cout << "announce: " << taken << " names at agent " << session->agentAddr().dottedAddr()
               << std::endl;
