@@ -10,5 +10,7 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/HarbolanceConfigVersion.cma
 install(FILES ${CMAKE_BINARY_DIR}/HarbolanceConfig.cmake ${CMAKE_BINARY_DIR}/HarbolanceConfigVersion.cmake
     DESTINATION ${package_dir})
 
+# Relative, so that the file stays true under `cmake --install --prefix`.
+file(RELATIVE_PATH pkgconfig_to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(${CMAKE_CURRENT_LIST_DIR}/harbolance.pc.in ${CMAKE_BINARY_DIR}/harbolance.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/harbolance.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
