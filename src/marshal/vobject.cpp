@@ -1,6 +1,7 @@
 #include "marshal/vobject.h"
 
 #include "base/assertion.h"
+#include "marshal/vutil.h"
 
 TRXObjectRole::~TRXObjectRole() = default;
 
@@ -23,4 +24,20 @@ void CORBA_release(CORBA_Object* object) {
         delete object;
     else
         core->_remove_ref();
+}
+
+TRXostream& operator<<(TRXostream& stream, CORBA_Object* object) {
+    return stream << (object ? object->impl()->role().ior() : IOP::IOR());
+}
+
+TRXistream& operator>>(TRXistream& stream, CORBA_Object*& object) {
+    return read_reference(stream, object, nullptr);
+}
+
+TRXistream& read_reference(TRXistream& stream, CORBA_Object*& object, const CORBA_TypeInfo* info) {
+    object = nullptr;
+    IOP::IOR ior;
+    stream >> ior;
+    object = TRXUtil::convert(ior, info, 0, 1);
+    return stream;
 }

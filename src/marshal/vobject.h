@@ -10,6 +10,7 @@
 // that sends requests or as a servant that takes them, is added from above as its role.
 
 class CORBA_Object;
+class CORBA_TypeInfo;
 namespace IOP {
 struct IOR;
 }
@@ -92,6 +93,8 @@ TRXostream& operator<<(TRXostream& stream, CORBA_Object* object);
 // The caller owns the new reference, null for the nil reference; the old pointer is overwritten. It is null
 // when the stream raises.
 TRXistream& operator>>(TRXistream& stream, CORBA_Object*& object);
+// The same for a reference that is expected to be of type `info`.
+TRXistream& read_reference(TRXistream& stream, CORBA_Object*& object, const CORBA_TypeInfo* info);
 
 // References as elements of a sequence (sequence.h). `Interface` has a `_duplicate` of
 // its own and the stream operators.
