@@ -87,9 +87,7 @@ void TRXUtil::sleep_milliseconds(CORBA_ULong milliseconds) {
     select(0, nullptr, nullptr, nullptr, &limit);
 }
 
-void TRXUtil::now(timeval& time) {
-    gettimeofday(&time, nullptr);
-}
+void TRXUtil::now(timeval& time) { gettimeofday(&time, nullptr); }
 
 timeval TRXUtil::elapsed(const timeval& from, const timeval& to) {
     constexpr long second = 1000000;

@@ -80,9 +80,7 @@ bool TRXUtil::is_persistent(const CORBA_OctetSequence& key) {
     return kindOf(key) == TRXObjectId::ID_PERSISTENT;
 }
 
-bool TRXUtil::is_service(const CORBA_OctetSequence& key) {
-    return kindOf(key) == TRXObjectId::ID_SERVICE;
-}
+bool TRXUtil::is_service(const CORBA_OctetSequence& key) { return kindOf(key) == TRXObjectId::ID_SERVICE; }
 
 bool TRXUtil::is_key_or_service(const CORBA_OctetSequence& key) {
     return kindOf(key) == TRXObjectId::ID_KEY || is_service(key);

@@ -53,9 +53,7 @@ TRXProfileKeys::TRXProfileKeys(CORBA_ULong tag) : _tag(tag) {
         throw CORBA_BAD_PARAM();
 }
 
-TRXProfileKeys::~TRXProfileKeys() {
-    table().take(_tag);
-}
+TRXProfileKeys::~TRXProfileKeys() { table().take(_tag); }
 
 const TRXProfileKeys* TRXProfileKeys::find(CORBA_ULong tag) {
     const auto* found = table().find(tag);

@@ -7,9 +7,7 @@ TRXObjectRole::~TRXObjectRole() = default;
 
 void TRXObjectRole::deactivate(CORBA_Object&) {}
 
-CORBA_Object::~CORBA_Object() {
-    _impl->_remove_ref();
-}
+CORBA_Object::~CORBA_Object() { _impl->_remove_ref(); }
 
 void CORBA_release(CORBA_Object* object) {
     if (!object)

@@ -84,9 +84,7 @@ using CORBA_Object_ptr = CORBA_Object*;
 using CORBA_Object_var = TRXVar<CORBA_Object>;
 
 void CORBA_release(CORBA_Object* object);
-inline bool CORBA_is_nil(const CORBA_Object* object) {
-    return object == nullptr;
-}
+inline bool CORBA_is_nil(const CORBA_Object* object) { return object == nullptr; }
 
 // The wire form of a reference. Null is written as the nil reference.
 TRXostream& operator<<(TRXostream& stream, CORBA_Object* object);

@@ -2,9 +2,7 @@
 
 namespace {
 
-const char* orEmpty(const char* text) {
-    return text ? text : "";
-}
+const char* orEmpty(const char* text) { return text ? text : ""; }
 
 } // namespace
 
@@ -34,13 +32,9 @@ void TRXTransientId::write(CORBA_MarshalOutBuffer& buffer) const {
 
 TRXKeyId::TRXKeyId(CORBA_ULong key) : TRXObjectId(ID_KEY), _key(key) {}
 
-TRXKeyId::TRXKeyId(CORBA_MarshalInBuffer& buffer) : TRXObjectId(ID_KEY) {
-    buffer >> _key;
-}
+TRXKeyId::TRXKeyId(CORBA_MarshalInBuffer& buffer) : TRXObjectId(ID_KEY) { buffer >> _key; }
 
-void TRXKeyId::write(CORBA_MarshalOutBuffer& buffer) const {
-    buffer << _key;
-}
+void TRXKeyId::write(CORBA_MarshalOutBuffer& buffer) const { buffer << _key; }
 
 TRXServiceId::TRXServiceId(const char* serviceName, const CORBA_OctetSequence& serviceId)
     : TRXObjectId(ID_SERVICE), _service_name(orEmpty(serviceName)), _service_id(serviceId) {}

@@ -1,13 +1,11 @@
 #pragma once
 
 #include "marshal/string_sequence.h"
+#include "marshal/vobject.h"
 #include "orb/vinit.h"
 #include "orb/vprop.h"
 
 #include <memory>
-
-// The object core's class; until then a reference can be nil or not.
-inline bool CORBA_is_nil(const CORBA_Object* object) { return object == nullptr; }
 
 class CORBA_ORB {
 public:
