@@ -1,0 +1,33 @@
+#pragma once
+
+// What the fuzz targets share. A target is one function over one input; libFuzzer calls it, or the replay
+// driver (replay.cpp) in a build without clang.
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <string_view>
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+
+// The complaints of the decoders cost more than the decoding.
+inline void silenceComplaints() {
+    std::cout.setstate(std::ios::failbit);
+    std::cerr.setstate(std::ios::failbit);
+}
+
+// A finding: ends the process, which keeps the input.
+inline void require(bool holds, const char* fact) {
+    if (holds)
+        return;
+    std::fprintf(stderr, "does not hold: %s\n", fact);
+    std::abort();
+}
+
+// Members of a set travel in table order, and those whose probe runs meet may change places with each trip.
+inline bool mayChangeOrder(std::string_view encoded) {
+    return encoded.find("DSSet") != std::string_view::npos ||
+           encoded.find("DSDictionary") != std::string_view::npos;
+}
