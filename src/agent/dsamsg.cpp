@@ -21,15 +21,17 @@ DSAMessage::DSAMessage(int type, DSResource* object, const DSCookie& cookie)
     : version_(dsVersion), msgType_(type), msgNum_(nextNumber()), object_(object), cookie_(cookie) {}
 
 DSAMessage::DSAMessage(NCistream& in) : DSResource(in), version_(in) {
-    if (!isCurrentVersion())
+    if (!isCurrentVersion()) {
+        in.stopEarly();
         return;
+    }
     in.read(msgType_).read(msgNum_);
     object_ = in.readRecord<DSResource>();
     cookie_.read(in);
 }
 
 void DSAMessage::write(NCostream& out) const {
-    out.writeEmbedded(version_).write(msgType_).write(msgNum_).writeObject(object_.get());
+    out.writeEmbedded(version_).write(msgType_).write(msgNum_).writeRecord(object_.get());
     cookie_.write(out);
 }
 

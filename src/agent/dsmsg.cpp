@@ -20,8 +20,10 @@ DSMessage::DSMessage(int type, const DSCookie& cookie)
     : version_(dsVersion), msgType_(type), msgNum_(nextNumber()), cookie_(cookie) {}
 
 DSMessage::DSMessage(NCistream& in) : DSResource(in), version_(in) {
-    if (!isCurrentVersion())
+    if (!isCurrentVersion()) {
+        in.stopEarly();
         return;
+    }
     in.read(msgType_).read(msgNum_);
     cookie_.read(in);
 }

@@ -107,6 +107,11 @@ void NCistream::registerCounted(NCResource* object) {
         table_->objects.back().counted = object;
 }
 
+void NCistream::stopEarly() {
+    if (table_->depth > 1)
+        setFailed();
+}
+
 NCTransObject* NCistream::readObject() { return readRestricted(nullptr); }
 
 NCTransObject* NCistream::refuse() {

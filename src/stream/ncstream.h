@@ -148,6 +148,10 @@ public:
     // classes.
     void registerCounted(NCResource* object);
 
+    // From the constructor of an object that reads no further although its writer wrote more. Octets behind
+    // the outermost object matter to nobody; within another object the message is malformed.
+    void stopEarly();
+
     bool failed() const { return failed_; }
     void setFailed() { failed_ = true; }
     // Before each message: forgets a failure of the one before.

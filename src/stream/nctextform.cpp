@@ -199,7 +199,7 @@ NCistream& NCistream::getCString(char* buffer, int max) {
 NCistream& NCistream::getText(std::string& text) {
     std::string read;
     if (readQuoted(read, std::numeric_limits<size_t>::max()))
-        text = std::move(read);
+        text = read.c_str(); // a NUL ends it, as in the binary form
     return *this;
 }
 
