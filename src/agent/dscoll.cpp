@@ -16,12 +16,12 @@ uint32_t DSCollection::hash() const {
     return hash;
 }
 
-// A plain sum, so that it does not depend on the order in which a set happens to keep its members.
+// The order counts, as it does when two collections are compared, those of sets included.
 uint64_t DSCollection::fingerprint() const {
-    uint64_t sum = size();
+    uint64_t print = size();
     for (const DSResource* element : *this)
-        sum += mixFingerprint(element->fingerprint(), element->hash());
-    return sum;
+        print = mixFingerprint(print, mixFingerprint(element->fingerprint(), element->hash()));
+    return print;
 }
 
 std::vector<DSResource*> DSCollection::readElements(NCistream& in, uint32_t count, const NCTypeInfo& type) {

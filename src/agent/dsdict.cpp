@@ -10,7 +10,7 @@ DSAssoc::DSAssoc(NCistream& in) : DSResource(in) {
         in.setFailed();
 }
 
-void DSAssoc::write(NCostream& out) const { out.writeObject(key_.get()).writeObject(value_.get()); }
+void DSAssoc::write(NCostream& out) const { out.writeRecord(key_.get()).writeRecord(value_.get()); }
 
 void DSAssoc::printOn(NCostream& out) const {
     out.write("\nClassName: DSAssoc\n").write("Key: ");
@@ -70,4 +70,13 @@ int DSDictionary::compare(const NCObject* other) const {
         ++theirs;
     }
     return 0;
+}
+
+uint64_t DSDictionary::fingerprint() const {
+    uint64_t print = size();
+    for (const DSResource* element : *this) {
+        print = mixFingerprint(print, element->fingerprint());
+        print = mixFingerprint(print, dsFingerprint(static_cast<const DSAssoc*>(element)->value()));
+    }
+    return print;
 }

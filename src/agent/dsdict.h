@@ -53,4 +53,5 @@ public:
 
     const NCTypeInfo& typeInfo() const override { return info; }
     int compare(const NCObject* other) const override;
+    uint64_t fingerprint() const override;
 };
