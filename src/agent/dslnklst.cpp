@@ -5,7 +5,7 @@ const NCTypeInfo DSLinkedList::info("DSLinkedList", ncCreate<DSLinkedList>, {&DS
 
 DSLink::DSLink(NCistream& in) : DSResource(in) { value_ = in.readRecord<DSResource>(); }
 
-void DSLink::write(NCostream& out) const { out.writeObject(value_.get()); }
+void DSLink::write(NCostream& out) const { out.writeRecord(value_.get()); }
 
 void DSLink::printOn(NCostream& out) const { dsPrintOn(out, value_.get()); }
 
@@ -114,7 +114,7 @@ DSResource* DSLinkedList::at(int index) const {
 void DSLinkedList::write(NCostream& out) const {
     out.write(count_);
     for (const DSLink* link = first_; link; link = link->next_)
-        out.writeObject(link->value());
+        out.writeRecord(link->value());
 }
 
 int DSLinkedList::compare(const NCObject* other) const {

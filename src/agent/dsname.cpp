@@ -11,7 +11,7 @@ DSName::DSName(NCistream& in) : DSResource(in), name_(in) {
 }
 
 void DSName::write(NCostream& out) const {
-    out.writeEmbedded(name_).write(argType_).write(serviceType_).writeObject(value_.get());
+    out.writeEmbedded(name_).write(argType_).write(serviceType_).writeRecord(value_.get());
 }
 
 void DSName::printOn(NCostream& out) const {

@@ -77,7 +77,7 @@ int DSOrderedCltn::indexOf(const DSResource* object) const {
 void DSOrderedCltn::write(NCostream& out) const {
     out.write(capacity_).write(size());
     for (const auto& item : items_)
-        out.writeObject(item.get());
+        out.writeRecord(item.get());
 }
 
 int DSOrderedCltn::compare(const NCObject* other) const {

@@ -15,7 +15,7 @@ DSReply::DSReply(NCistream& in) : DSMessage(in) {
 
 void DSReply::write(NCostream& out) const {
     DSMessage::write(out);
-    out.write(replyType_).write(requestNum_).write(status_).writeObject(reply_.get());
+    out.write(replyType_).write(requestNum_).write(status_).writeRecord(reply_.get());
 }
 
 void DSReply::printOn(NCostream& out) const {

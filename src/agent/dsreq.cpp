@@ -14,7 +14,7 @@ DSRequest::DSRequest(NCistream& in) : DSMessage(in) {
 
 void DSRequest::write(NCostream& out) const {
     DSMessage::write(out);
-    out.write(requestType_).writeObject(request_.get());
+    out.write(requestType_).writeRecord(request_.get());
 }
 
 void DSRequest::printOn(NCostream& out) const {

@@ -74,8 +74,8 @@ DSSet* DSSet::differenceOf(const DSSet& a, const DSSet& b) { return selected(a, 
 
 void DSSet::write(NCostream& out) const {
     out.write(capacity()).write(size());
-    for (const DSResource* element : *this)
-        out.writeObject(element);
+    for (uint32_t i = table_.next(0); i < table_.capacity(); i = table_.next(i + 1))
+        out.writeRecord(table_.slot(i).get());
 }
 
 int DSSet::compare(const NCObject* other) const {

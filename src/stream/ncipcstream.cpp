@@ -69,30 +69,34 @@ void NCipcstream::resetObjects() {
 }
 
 // Where `count` octets may be written, with the position moved behind them; null when there is no room.
-uint8_t* NCipcstream::room(size_t count) {
-    if (!buffer_)
+inline uint8_t* NCipcstream::room(size_t count) {
+    if (!buffer_ || (!buffer_->fitsWrite(count) && !makeRoom(count)))
         return nullptr;
-    if (!buffer_->fitsWrite(count)) {
-        if (count > largestBlock || buffer_->overflow(static_cast<uint32_t>(count)) == -1) {
-            buffer_->setError();
-            return nullptr;
-        }
-    }
     uint8_t* position = buffer_->wpos();
     buffer_->advanceWrite(count);
     return position;
 }
 
-const uint8_t* NCipcstream::take(size_t count) {
-    if (!buffer_)
+bool NCipcstream::makeRoom(size_t count) {
+    const bool made = count <= largestBlock && buffer_->overflow(static_cast<uint32_t>(count)) != -1;
+    if (!made)
+        buffer_->setError();
+    return made;
+}
+
+inline const uint8_t* NCipcstream::take(size_t count) {
+    if (!buffer_ || (buffer_->bytesUnread() < count && !fetch()))
         return nullptr;
-    if (buffer_->bytesUnread() < count && buffer_->underflow() == -1) {
-        setFailed();
-        return nullptr;
-    }
     const uint8_t* position = buffer_->rpos();
     buffer_->advanceRead(count);
     return position;
+}
+
+bool NCipcstream::fetch() {
+    const bool fetched = buffer_->underflow() != -1;
+    if (!fetched)
+        setFailed();
+    return fetched;
 }
 
 template <class T>
@@ -161,10 +165,20 @@ NCostream& NCipcstream::write(const unsigned char* bytes, size_t count) {
 
 NCostream& NCipcstream::write(const char* text) { return writeCString(text); }
 
-NCostream& NCipcstream::writeCString(const char* text) {
-    const size_t size = std::strlen(text) + 1;
-    write(static_cast<int>(padded(size)));
-    return write(text, size);
+NCostream& NCipcstream::writeCString(const char* text) { return putTerminated(text, std::strlen(text) + 1); }
+
+NCostream& NCipcstream::putText(const std::string& text) {
+    return putTerminated(text.c_str(), text.size() + 1);
+}
+
+// `size` octets, the NUL at the end included.
+NCostream& NCipcstream::putTerminated(const char* text, size_t size) {
+    const size_t block = padded(size);
+    if (uint8_t* out = room(slotSize + block)) {
+        Wire<int>::store(out, static_cast<int>(block));
+        std::memcpy(out + slotSize, text, size);
+    }
+    return *this;
 }
 
 NCistream& NCipcstream::read(char& value) { return getSlot(value); }

@@ -51,6 +51,7 @@ public:
     NCostream& write(const float* values, size_t count) override;
     NCostream& write(const double* values, size_t count) override;
     NCostream& writeCString(const char* text) override;
+    NCostream& putText(const std::string& text) override;
 
     // Into the caller's buffer, which has to take whatever comes; `getText` is the safe way.
     NCistream& read(char*& text) override;
@@ -79,8 +80,11 @@ public:
     NCistream& getText(std::string& text) override;
 
 private:
+    NCostream& putTerminated(const char* text, size_t size);
     uint8_t* room(size_t count);
+    bool makeRoom(size_t count);
     const uint8_t* take(size_t count);
+    bool fetch();
     // The text of a C string in place: `size` octets, of which the first NUL ends the text. Null on failure.
     const char* takeCString(size_t& size);
 

@@ -44,12 +44,22 @@ void NCostream::setLearning(bool learning) { table_->learning = learning; }
 
 void NCostream::resetObjects() { table_->forgetObjects(); }
 
+NCostream& NCostream::putText(const std::string& text) { return writeCString(text.c_str()); }
+
 NCostream& NCostream::write(const NCTransObject* object) { return writeObject(object); }
 
 NCostream& NCostream::writeObject(const NCTransObject* object) {
-    if (!object)
-        return write(':').writeCString("::");
+    table_->findMembers();
+    return writeTagged(object);
+}
+
+NCostream& NCostream::writeTagged(const NCTransObject* object) {
+    if (!object) {
+        static const std::string nullName = "::";
+        return write(':').putText(nullName);
+    }
     ++table_->depth;
+    table_->startObject();
     const auto known = table_->objects.insert({object, table_->lastObjectId + 1});
     if (!known.added) {
         write('@').write(known.entry->id);
@@ -72,8 +82,8 @@ NCostream& NCostream::writeObject(const NCTransObject* object) {
 }
 
 NCostream& NCostream::writeEmbedded(const NCTransObject& member) {
-    if (table_->objects.insert({&member, table_->lastObjectId + 1}).added)
-        ++table_->lastObjectId;
+    table_->startObject();
+    table_->members.push_back({&member, ++table_->lastObjectId});
     writeFields(&member);
     return *this;
 }
@@ -96,6 +106,8 @@ void NCistream::resetObjects() { table_->forgetObjects(); }
 NCTransObject* NCistream::createObject(const NCTypeInfo& type) { return type.creator()(*this); }
 
 int NCistream::registerObject(NCTransObject* object) {
+    if (table_->objects.empty())
+        table_->known.clear();
     if (!table_->known.insert(object).added)
         return -1;
     table_->objects.push_back({object, nullptr, false, 1});

@@ -8,6 +8,7 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <type_traits>
 
 // Typed writer of object graphs. This class writes the text form on a standard output stream: values
 // separated by blanks, strings quoted. On the standard output and standard error streams it becomes the print
@@ -59,6 +60,17 @@ public:
     virtual NCostream& write(const double* values, size_t count);
     virtual NCostream& writeCString(const char* text);
 
+    // The same for a text whose length is known; it holds no NUL.
+    virtual NCostream& putText(const std::string& text);
+
+    // A field that a record holds by reference, null included: like `writeObject`, without the search among
+    // members held by value, which such a field never is.
+    template <class T>
+    NCostream& writeRecord(const T* record) {
+        static_assert(std::is_base_of_v<NCResource, T>);
+        return writeTagged(record);
+    }
+
     // With false, a class that was not spelled before is spelled at each occurrence and not remembered. For
     // messages that may arrive in another order than the one they are written in: none of them then refers to
     // a name in another. The reader counts each spelling, and so do the ids given afterwards.
@@ -68,6 +80,8 @@ protected:
     NCostream(); // the binary form has no standard stream
 
 private:
+    NCostream& writeTagged(const NCTransObject* object);
+
     template <class T>
     NCostream& writeValue(T value);
     template <class T>

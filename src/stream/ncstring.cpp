@@ -16,7 +16,7 @@ NCString::NCString(NCistream& in) : NCObject(in) {
 
 void NCString::write(NCostream& out) const {
     out.write(static_cast<unsigned int>(len()));
-    out.writeCString(str());
+    out.putText(text_);
 }
 
 void NCString::printOn(NCostream& out) const {

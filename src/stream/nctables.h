@@ -13,8 +13,13 @@ inline constexpr const char* ncReadErrorAdvice = "from  stream. Make sure your '
                                                  "function and constructor from stream are "
                                                  "correct\n";
 
+// Nobody sees the order of these two tables, and a table that is nearly full is slow to miss.
+struct GrowAtThreeQuarters {
+    static bool full(uint32_t count, uint32_t capacity) { return count > capacity - capacity / 4; }
+};
+
 // From a pointer to the id that it was given.
-struct NCPtrMapTraits : GrowWhenFull {
+struct NCPtrMapTraits : GrowAtThreeQuarters {
     struct Entry {
         const void* pointer = nullptr;
         int id = 0;
@@ -25,7 +30,7 @@ struct NCPtrMapTraits : GrowWhenFull {
 };
 using NCPtrMap = HashTable<NCPtrMapTraits>;
 
-struct NCPtrSetTraits : GrowWhenFull {
+struct NCPtrSetTraits : GrowAtThreeQuarters {
     using Entry = const void*;
     static bool isFree(Entry entry) { return !entry; }
     static uint32_t hash(Entry entry) { return pointerHash(entry); }
@@ -35,15 +40,29 @@ using NCPtrSet = HashTable<NCPtrSetTraits>;
 
 struct NCOutTable {
     NCPtrMap objects{256};
+    std::vector<NCPtrMapTraits::Entry> members; // held by value; not in `objects` yet
     int lastObjectId = -1;
     NCPtrMap types{256};
     int lastTypeId = -1;
     bool learning = true; // new types enter `types`
     int depth = 0;        // of writeObject within writeObject
 
+    // Most objects of a message are members, and hardly ever does anything refer to one: they enter the table
+    // when something could.
+    void findMembers() {
+        for (const auto& member : members)
+            objects.insert(member);
+        members.clear();
+    }
+    // What is forgotten leaves the table when the next object starts, not before: clearing it is what brings
+    // a large table into the cache.
     void forgetObjects() {
-        objects.clear();
+        members.clear();
         lastObjectId = -1;
+    }
+    void startObject() {
+        if (lastObjectId == -1)
+            objects.clear();
     }
     void forgetTypes() {
         types.clear();
@@ -85,8 +104,8 @@ struct NCInTable {
         return id >= 0 && static_cast<size_t>(id) < types.size() ? types[static_cast<size_t>(id)] : nullptr;
     }
 
+    // As with the writer, `known` is cleared by the next object.
     void forgetObjects() {
-        known.clear();
         objects.clear();
         completed.clear();
         weight = 0;
