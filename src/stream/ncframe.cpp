@@ -14,3 +14,11 @@ bool ncEncodeMessage(NCipcstream& out, const NCTransObject* object) {
     buffer.setWpos(buffer.wbuf() + total);
     return true;
 }
+
+bool ncEnterDatagram(NCipcstream& in) {
+    const uint32_t count = in.buffer()->bytesUnread();
+    unsigned int claimed = 0;
+    if (count >= ncFrameWord)
+        in.read(claimed);
+    return claimed >= ncFrameWord && claimed == count;
+}

@@ -240,11 +240,7 @@ NCTransObject* NCudpstream::receive(sockaddr_in* from) {
 }
 
 NCTransObject* NCudpstream::decode() {
-    const uint32_t count = inBuffer_.bytesUnread();
-    unsigned int claimed = 0;
-    if (count >= ncFrameWord)
-        in_->read(claimed);
-    if (count < ncFrameWord || claimed != count) {
+    if (!ncEnterDatagram(*in_)) {
         fail(badObject, "NCudpstream::receive: Object length mismatch");
         return nullptr;
     }
