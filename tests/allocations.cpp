@@ -1,14 +1,18 @@
 #include "allocations.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 namespace {
 
 uint64_t count = 0;
+size_t largest = 0;
 
 void* counted(size_t size) {
     ++count;
+    largest = std::max(largest, size);
     if (void* memory = std::malloc(size))
         return memory;
     throw std::bad_alloc();
@@ -17,6 +21,8 @@ void* counted(size_t size) {
 } // namespace
 
 uint64_t allocationCount() { return count; }
+
+size_t takeLargestAllocation() { return std::exchange(largest, 0); }
 
 void* operator new(size_t size) { return counted(size); }
 void* operator new[](size_t size) { return counted(size); }

@@ -1,0 +1,163 @@
+#pragma once
+
+#include "base/refcount.h"
+#include "stream/ncframe.h"
+#include "stream/ncobject.h"
+
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+// Messages written down as a person reads them: pairs of hexadecimal digits, text in single quotes, and `..`
+// for an octet of padding that a writer may set as it likes and a reader has to ignore. Blanks mean nothing.
+class Octets {
+public:
+    explicit Octets(const std::string& listing) {
+        for (size_t i = 0; i < listing.size();) {
+            const char c = listing[i];
+            if (c == ' ') {
+                ++i;
+            } else if (c == '\'') {
+                const size_t end = listing.find('\'', i + 1);
+                for (++i; i < end; ++i)
+                    add(listing[i], false);
+                ++i;
+            } else {
+                const bool padding = c == '.';
+                const std::string pair = listing.substr(i, 2);
+                add(padding ? '\xee' : static_cast<char>(std::stoi(pair, nullptr, 16)), padding);
+                i += 2;
+            }
+        }
+    }
+
+    const std::string& bytes() const { return bytes_; } // padding is noise, to see that nobody reads it
+
+    // Empty when equal, else what differs first.
+    std::string differenceFrom(const std::string& encoded) const {
+        for (size_t i = 0; i < bytes_.size() && i < encoded.size(); ++i) {
+            if (!padding_[i] && bytes_[i] != encoded[i])
+                return "at " + std::to_string(i) + ": " + hex(encoded, i) + "instead of " + hex(bytes_, i);
+        }
+        return bytes_.size() == encoded.size() ? ""
+                                               : "length " + std::to_string(encoded.size()) + " instead of " +
+                                                     std::to_string(bytes_.size());
+    }
+
+private:
+    void add(char octet, bool padding) {
+        bytes_.push_back(octet);
+        padding_.push_back(padding);
+    }
+    static std::string hex(const std::string& from, size_t at) {
+        std::string text;
+        char pair[4];
+        for (size_t i = at; i < from.size() && i < at + 8; ++i) {
+            std::snprintf(pair, sizeof pair, "%02X ", static_cast<unsigned char>(from[i]));
+            text += pair;
+        }
+        return text;
+    }
+
+    std::string bytes_;
+    std::vector<bool> padding_;
+};
+
+// A word in a listing.
+inline std::string word(uint32_t value) {
+    char digits[10];
+    std::snprintf(digits, sizeof digits, "%08X ", value);
+    return digits;
+}
+
+inline const std::string nullObject = "3A...... 00000004 '::'00.. ";
+inline const std::string versionText = "0000000C 00000010 'Kestrune 2.0' 00...... ";
+
+// One end of a connection that keeps its streams and buffers from message to message. Each message stands for
+// itself: the type tables start afresh, as they do on UDP.
+class Carrier {
+public:
+    Carrier() {
+        in_.setBuffer(&received_);
+        out_.setBuffer(&sent_);
+    }
+
+    // With the length word in front.
+    std::string datagram(const NCTransObject* object) {
+        out_.resetTypes();
+        EXPECT_TRUE(ncEncodeMessage(out_, object));
+        return {reinterpret_cast<const char*>(sent_.wbuf()), sent_.bytesWritten()};
+    }
+    std::string encoded(const NCTransObject* object) { return datagram(object).substr(ncFrameWord); }
+
+    NCTransObject* decode(const std::string& message) {
+        in_.clearFailed();
+        in_.resetTypes();
+        received_.resetRead();
+        // An area of exactly that size, so that a sanitizer sees a reader go past the end.
+        EXPECT_EQ(received_.growRead(static_cast<uint32_t>(message.size())), 0);
+        if (!message.empty())
+            std::memcpy(received_.rbuf(), message.data(), message.size());
+        received_.advanceEnd(message.size());
+        return in_.readObject();
+    }
+
+    template <class T>
+    NCRef<T> decodeAs(const std::string& message) {
+        NCTransObject* object = decode(message);
+        EXPECT_EQ(received_.bytesUnread(), 0u);
+        T* record = nc_cast<T>(object);
+        EXPECT_NE(record, nullptr);
+        if (!record)
+            delete object;
+        return record;
+    }
+
+    NCipcbuf& received() { return received_; }
+    NCipcstream& in() { return in_; }
+
+private:
+    NCipcbuf received_{0, 1024};
+    NCipcbuf sent_{1024, 0};
+    NCipcstream in_;
+    NCipcstream out_;
+};
+
+// The object is written as the listing says.
+inline void expectWritten(const NCTransObject* object, const std::string& listing) {
+    EXPECT_EQ(Octets(listing).differenceFrom(Carrier().encoded(object)), "");
+}
+
+// The object that the listing stands for, all of it used.
+template <class T>
+NCRef<T> read(const std::string& listing) {
+    return Carrier().decodeAs<T>(Octets(listing).bytes());
+}
+
+// What a standard stream prints while this lives.
+class Captured {
+public:
+    explicit Captured(std::ostream& stream) : stream_(stream), saved_(stream.rdbuf(text_.rdbuf())) {}
+    Captured(const Captured&) = delete;
+    Captured& operator=(const Captured&) = delete;
+    ~Captured() { stream_.rdbuf(saved_); }
+    std::string text() const { return text_.str(); }
+
+private:
+    std::ostream& stream_;
+    std::ostringstream text_;
+    std::streambuf* saved_;
+};
+
+// The print form.
+inline std::string printed(const NCTransObject& object) {
+    const Captured out(std::cout);
+    std::cout << object;
+    return out.text();
+}
