@@ -15,10 +15,11 @@ public:
             return;
         std::va_list values;
         va_start(values, format);
-        std::fputs("locd: ", stderr);
-        std::vfprintf(stderr, format, values);
-        std::fputc('\n', stderr);
+        char text[400];
+        std::vsnprintf(text, sizeof text, format, values);
         va_end(values);
+        // In one write, so that the lines of several agents stay whole.
+        std::fprintf(stderr, "locd: %s\n", text);
     }
     bool on() const { return on_; }
 
