@@ -4,6 +4,7 @@
 #include "agent/dsoptions.h"
 #include "stream/nctcpstr.h"
 
+#include <chrono>
 #include <iostream>
 
 // Questions to agents: short ones over the session, lists over a TCP connection for each.
@@ -13,6 +14,13 @@ namespace {
 // How long an agent may take to accept and to answer a list query, each. Lists come from the agent's memory;
 // one that says nothing for so long counts as silent.
 constexpr int listTimeout = 30;
+
+// How long a listing of the whole domain goes on asking further agents. One datagram can name hundreds of
+// them.
+constexpr auto domainTimeout = std::chrono::seconds(120);
+
+// Some 100 octets a name: more names than a domain holds, and less than a hostile answer could cost.
+constexpr int longestList = 64 * 1024 * 1024;
 
 constexpr uint32_t listBufferSize = 1024;
 constexpr int listQueue = 50;
@@ -45,10 +53,10 @@ T* DSUser::copyOf(const DSReply& reply, const char* complaint) const {
 }
 
 DSProvider* DSUser::locate(DSName* name, int& status, int timeoutSeconds) {
+    const NCRef<DSRequest> question = new DSRequest(DSRequestLocate, name);
     status = readyToAsk();
     if (status != done)
         return nullptr;
-    const NCRef<DSRequest> question = new DSRequest(DSRequestLocate, name);
     status = request(question.get(), rttQuery_, timeoutSeconds);
     if (status != done)
         return nullptr;
@@ -96,7 +104,10 @@ DSSet* DSUser::queryAll(int& status, DSRequest* question) {
     NCRef<DSSet> result = queryAgent(status, DSAddr(port_, in_addr{agentAddr_.addr()}), question);
     if (status != done || !others)
         return result.detach();
+    const auto end = std::chrono::steady_clock::now() + domainTimeout;
     for (const DSResource* element : *others) {
+        if (std::chrono::steady_clock::now() >= end)
+            break;
         const auto* address = nc_cast<DSAddr>(element);
         if (!address) {
             if (debug_)
@@ -124,6 +135,7 @@ DSSet* DSUser::queryAgent(int& status, const DSAddr& address, DSRequest* questio
     NCtcpstream stream(listBufferSize, listQueue);
     if (stream.connect(endpoint->socketAddress(), listTimeout) != 0)
         return nullptr;
+    stream.setMessageLimit(longestList);
     stream.setBlocking(true);
     if (stream.send(question, listPriority) != 0)
         return nullptr;

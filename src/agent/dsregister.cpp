@@ -7,6 +7,7 @@
 // What this process registers with its agent.
 
 int DSUser::registerProvider(DSProvider* provider) {
+    const NCRef<DSProvider> held = provider;
     if (waiting_ != idle)
         return busy;
     if (providers_.includes(provider))
@@ -16,8 +17,11 @@ int DSUser::registerProvider(DSProvider* provider) {
         return noAgent; // it stays, and the next reconnect registers it
     const NCRef<DSRequest> question = new DSRequest(DSRequestRegisterProvider, provider);
     NCRef<DSReply> reply;
+    const uint32_t connection = connections_;
     const int status = askPlain(question.get(), rttRegister_, reply);
-    if (status != done) {
+    // Another agent got the provider while the connection was made, and may refuse to have it twice.
+    const bool registeredAgain = reply && connections_ != connection;
+    if (status != done && !registeredAgain) {
         providers_.remove(provider);
         return status;
     }
@@ -27,6 +31,7 @@ int DSUser::registerProvider(DSProvider* provider) {
 }
 
 int DSUser::unregisterProvider(DSProvider* provider) {
+    const NCRef<DSProvider> argument = provider;
     if (!isLoggedIn())
         return notLoggedIn;
     if (waiting_ != idle)
@@ -46,9 +51,9 @@ int DSUser::unregisterProvider(DSProvider* provider) {
 }
 
 int DSUser::registerTrigger(DSName* name, DSTriggerHandler* handler) {
+    const NCRef<DSName> key = name;
     if (waiting_ != idle)
         return busy;
-    const NCRef<DSName> key = name;
     auto* handlers = static_cast<DSSet*>(triggers_.at(key.get()));
     if (!handlers) {
         handlers = new DSSet(16);
@@ -59,16 +64,19 @@ int DSUser::registerTrigger(DSName* name, DSTriggerHandler* handler) {
     if (!hasAgent())
         return noAgent; // it stays, and the next reconnect registers it
     const NCRef<DSRequest> question = new DSRequest(DSRequestRegisterTrigger, key.get());
-    NCRef<DSReply> reply;
-    if (const int status = askPlain(question.get(), rttQuery_, reply))
+    if (const int status = request(question.get(), rttQuery_, 0))
         return status;
-    if (reply->replyType() == DSReplyTrigger)
-        triggerService(reply.get());
+    const NCRef<DSReply> reply = std::exchange(lastReply_, nullptr);
+    if (reply->replyType() != DSReplyTrigger)
+        return reply->replyOk() ? done : noAnswer;
+    triggerService(reply.get()); // a provider is there already
     return done;
 }
 
 int DSUser::unregisterTrigger(DSName* name, DSTriggerHandler* handler) {
     const NCRef<DSName> key = name;
+    if (exiting_)
+        return noAgent;
     const NCRef<DSSet> handlers = static_cast<DSSet*>(triggers_.at(key.get()));
     const NCRef<DSResource> wrapper = new DSTrigWrapper(handler);
     if (!handlers || !handlers->remove(wrapper.get()))

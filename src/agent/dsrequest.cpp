@@ -20,13 +20,19 @@ constexpr int agentsPerRequest = 5;
 
 int DSUser::request(DSRequest* request, NCrtt& rtt, int timeoutSeconds) {
     const NCRef<DSRequest> held = request;
+    if (exiting_)
+        return noAgent;
+    if (waiting_ != idle)
+        return busy;
+    const Inside inside(*this);
     if (!rtt.valid)
         rtt.reset();
     rtt.nrexmt = 0;
     lastReply_ = nullptr;
     currentRequest_ = held;
     const int result = waitForReply(request, rtt, timeoutSeconds);
-    rtt.stop();
+    if (rtt.started.tv_sec != 0) // a new connection starts the estimate afresh
+        rtt.stop();
     currentRequest_ = nullptr;
     waiting_ = idle;
     return result;
@@ -45,6 +51,7 @@ int DSUser::waitForReply(DSRequest* request, NCrtt& rtt, int timeoutSeconds) {
             return noAnswer;
         if (stream_.send(request) == NCudpstream::refused) {
             ++agentsLost;
+            needTimer = true;
             reconnect();
             continue;
         }
@@ -91,6 +98,9 @@ bool DSUser::sendOrReconnect(const DSMessage* message) {
 }
 
 int DSUser::inputReady(int) {
+    if (exiting_)
+        return -1;
+    const Inside inside(*this);
     int status = 0;
     sockaddr_in from{};
     std::unique_ptr<NCTransObject> received(stream_.receive(status, &from));
@@ -111,14 +121,14 @@ int DSUser::inputReady(int) {
     lastInput_ = timeOfDay();
     if (isRepeat(*message))
         return 0;
+    lastMsgNum_ = message->msgNum(); // before the message can bring another agent, whose numbers are its own
     if (const auto* request = nc_cast<DSRequest>(message.get()))
         receiveReq(*request);
     else if (auto* reply = nc_cast<DSReply>(message.get()))
         receiveReply(reply);
     else if (debug_)
         std::cout << "DSUser::inputReady: Unknown message type" << std::endl;
-    lastMsgNum_ = message->msgNum();
-    return 0;
+    return exiting_ ? -1 : 0;
 }
 
 // Of the last message. Notifications are not dropped here: a repeat of one has to be acknowledged again.
@@ -210,6 +220,8 @@ void DSUser::triggerService(DSReply* reply) {
     // out.
     const NCRef<DSSet> called = new DSSet(*registered);
     for (DSResource* element : *called) {
+        if (exiting_)
+            return;
         if (!registered->includes(element))
             continue;
         auto* handler = static_cast<DSTrigWrapper*>(element)->handler();

@@ -40,7 +40,7 @@ DSOrderedCltn* dsAgentAddresses() {
     return list;
 }
 
-DSAgentSearch::DSAgentSearch(int port, const DSOrderedCltn& listed)
+DSAgentSearch::DSAgentSearch(int port, NCRef<DSOrderedCltn>& listed)
     : port_(port), listed_(listed), message_(new DSAMessage(DSTypeLocateAgent)) {
     probe_.setBlocking(true);
 }
@@ -67,11 +67,13 @@ std::optional<DSAddr> DSAgentSearch::run() {
     if (const auto agent = askThisHost())
         return agent;
     open(ownAddress);
-    for (const DSResource* element : listed_) {
+    if (!listed_)
+        listed_ = dsAgentAddresses();
+    for (const DSResource* element : *listed_) {
         if (const auto agent = ask(static_cast<const TRXString*>(element)->str()))
             return agent;
     }
-    if (!listed_.isEmpty()) {
+    if (!listed_->isEmpty()) {
         std::cout << "Harbolance: Unable to contact agent "
                   << "in local node or from list "
                   << "provided. " << std::endl

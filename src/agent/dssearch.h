@@ -15,9 +15,9 @@
 // It blocks, outside the event loop: up to 1 second for this host and 5 seconds for each other place.
 class DSAgentSearch {
 public:
-    // `listed` are the texts of `dsAgentAddresses`; they outlive the search. Ends the process with status 1
-    // when there is no socket to search with.
-    explicit DSAgentSearch(int port, const DSOrderedCltn& listed);
+    // `listed` takes the texts of `dsAgentAddresses` when a search comes that far; it outlives the search.
+    // Ends the process with status 1 when there is no socket to search with.
+    DSAgentSearch(int port, NCRef<DSOrderedCltn>& listed);
 
     // Where the first agent that answered wants to be talked to, or nothing.
     std::optional<DSAddr> run();
@@ -31,7 +31,7 @@ private:
     std::optional<DSAddr> awaitAnswer();
 
     int port_;
-    const DSOrderedCltn& listed_;
+    NCRef<DSOrderedCltn>& listed_;
     NCudpstream probe_;
     NCRef<DSAMessage> message_; // the same one for all attempts
 };

@@ -6,7 +6,9 @@ class DSProvider;
 // inside a request; may register and unregister triggers. The provider is the session's: hold it to keep it.
 class DSTriggerHandler {
 public:
-    virtual ~DSTriggerHandler() = default;
     virtual void serviceUp(DSProvider* provider) = 0;
     virtual void serviceDown(DSProvider*) {}
+
+protected:
+    ~DSTriggerHandler() = default; // nobody destroys a handler through the session
 };

@@ -11,15 +11,16 @@
 namespace {
 
 DSUser* theSession = nullptr;
-bool exiting = false;
 int keepAlive = 120;
 
 std::optional<std::string> option(const char* key) { return DSOptions::current()->option(key); }
 
 } // namespace
 
+bool DSUser::exiting_ = false;
+
 DSUser* DSUser::instance(bool create) {
-    if (!theSession && create && !exiting)
+    if (!theSession && create && !exiting_)
         return DSUser::create(nullptr, nullptr, dsDefaultPort);
     return theSession;
 }
@@ -59,12 +60,24 @@ DSUser::DSUser(const char* loginName, const char* loginExtra) : login_(new DSLog
 }
 
 void DSUser::endAtExit() {
-    exiting = true;
+    exiting_ = true;
     DSUser* session = std::exchange(theSession, nullptr);
     if (!session)
         return;
     session->tellAgentOfEnd();
-    delete session;
+    session->leave();
+    if (session->inside_ == 0)
+        delete session;
+}
+
+// Off the dispatcher and off the network, for good.
+void DSUser::leave() {
+    stopTimer();
+    if (stream_.isOpen()) {
+        dpDispatcher::instance()->unlink(stream_.fd());
+        stream_.close();
+    }
+    state_ = lost;
 }
 
 void DSUser::tellAgentOfEnd() {
@@ -75,9 +88,7 @@ void DSUser::tellAgentOfEnd() {
 }
 
 DSUser::~DSUser() {
-    stopTimer();
-    if (stream_.isOpen())
-        dpDispatcher::instance()->unlink(stream_.fd());
+    leave();
     if (theSession == this)
         theSession = nullptr;
 }
@@ -98,6 +109,8 @@ void DSUser::setKeepAlivePeriod(int seconds) { keepAlive = seconds; }
 
 void DSUser::startTimer(int seconds) {
     stopTimer();
+    if (exiting_)
+        return;
     dpDispatcher::instance()->startTimer(seconds, 0, static_cast<dpIOHandler*>(this));
     timerActive_ = true;
 }
@@ -122,9 +135,7 @@ void DSUser::tryConnect(int tries, int port) {
 }
 
 void DSUser::connect(int port) {
-    if (!addrList_)
-        addrList_ = dsAgentAddresses();
-    const auto agent = DSAgentSearch(port, *addrList_).run();
+    const auto agent = DSAgentSearch(port, addrList_).run();
     if (!agent || !stream_.isOpen() || stream_.fd() >= dpDispatcher::maxDescriptors)
         return;
     agentAddr_ = *agent;
@@ -135,6 +146,7 @@ void DSUser::connect(int port) {
     for (NCrtt* rtt : {&rttLogin_, &rttQuery_, &rttUnregister_, &rttRegister_})
         rtt->reset();
     state_ = found;
+    ++connections_;
     dpDispatcher::instance()->link(stream_.fd(), dpDispatcher::readMask, this);
 }
 
@@ -176,6 +188,8 @@ void DSUser::dropConnection() {
 }
 
 void DSUser::reconnect() {
+    if (exiting_)
+        return;
     if (connecting_) {
         dropConnection();
         return;
@@ -210,14 +224,18 @@ bool DSUser::registerAgain() {
     // Copies, since handlers of triggers may change the originals while a request waits.
     const NCRef<DSSet> providers = new DSSet(providers_);
     for (DSResource* provider : *providers) {
+        if (!providers_.includes(provider))
+            continue;
         const NCRef<DSRequest> question = new DSRequest(DSRequestRegisterProvider, provider);
         if (request(question.get(), rttRegister_, 0) != done)
             return false;
     }
     const NCRef<DSDictionary> triggers = new DSDictionary(triggers_);
     for (DSResource* element : *triggers) {
-        const NCRef<DSRequest> question =
-            new DSRequest(DSRequestRegisterTrigger, static_cast<DSAssoc*>(element)->key());
+        DSResource* name = static_cast<DSAssoc*>(element)->key();
+        if (!triggers_.includesKey(name))
+            continue;
+        const NCRef<DSRequest> question = new DSRequest(DSRequestRegisterTrigger, name);
         if (request(question.get(), rttQuery_, 0) != done)
             return false;
     }
@@ -225,6 +243,7 @@ bool DSUser::registerAgain() {
 }
 
 void DSUser::timerExpired(long sec, long) {
+    const Inside inside(*this);
     timerActive_ = false;
     if (!hasAgent()) {
         reconnect();
@@ -237,8 +256,10 @@ void DSUser::timerExpired(long sec, long) {
         startTimer(keepAlive - elapsed);
         return;
     }
-    if (waiting_ == forReply)
-        return; // the request in progress finds out by itself
+    if (waiting_ != idle) {
+        startTimer(keepAlive); // the request in progress finds out by itself
+        return;
+    }
     const NCRef<DSRequest> question = new DSRequest(DSRequestAreYouAlive);
     request(question.get(), rttLogin_, 0);
     if (!timerActive_)

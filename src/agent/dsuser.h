@@ -59,6 +59,7 @@ public:
 
     // A new record for the caller to hold, or null with the status saying why.
     DSProvider* locate(DSName* name, int& status, int timeoutSeconds);
+    // Records are heap objects; one that nobody holds is gone afterwards, whatever the result.
     // The session holds what is registered, and registers it again with the next agent.
     int registerProvider(DSProvider* provider);
     int unregisterProvider(DSProvider* provider);
@@ -93,6 +94,7 @@ private:
 
     // The session's life: dsuser.cpp.
     static void endAtExit();
+    void leave();
     void tryConnect(int tries, int port);
     void connect(int port);
     bool login();
@@ -103,8 +105,19 @@ private:
     void startTimer(int seconds);
     void stopTimer();
 
+    // A call of the session is on the stack: who ends the session meanwhile leaves the object alone.
+    class Inside {
+    public:
+        explicit Inside(DSUser& session) : session_(session) { ++session_.inside_; }
+        Inside(const Inside&) = delete;
+        Inside& operator=(const Inside&) = delete;
+        ~Inside() { --session_.inside_; }
+
+    private:
+        DSUser& session_;
+    };
+
     // Requests and what comes in: dsrequest.cpp.
-    struct Wait;
     int waitForReply(DSRequest* request, NCrtt& rtt, int timeoutSeconds);
     bool sendOrReconnect(const DSMessage* message);
     bool isRepeat(const DSMessage& message);
@@ -121,6 +134,8 @@ private:
     std::optional<DSAddr> tcpEndpoint(int& status, const DSAddr& address);
     template <class T>
     T* copyOf(const DSReply& reply, const char* complaint) const;
+
+    static bool exiting_;
 
     DSAddr agentAddr_{0};
     NCRef<DSLogin> login_;
@@ -144,8 +159,10 @@ private:
     bool reconnected_ = false; // set at the end of each reconnect
     bool connecting_ = false;  // a loss is left to whoever is connecting
     bool timerActive_ = false;
-    NCrtt rttLogin_; // login and keep-alive
-    NCrtt rttQuery_; // locate, triggers, lists
+    int inside_ = 0;           // calls on the stack
+    uint32_t connections_ = 0; // made so far
+    NCrtt rttLogin_;           // login and keep-alive
+    NCrtt rttQuery_;           // locate, triggers, lists
     NCrtt rttUnregister_;
     NCrtt rttRegister_;
 };

@@ -3,6 +3,7 @@
 #include "agent/dsreply.h"
 #include "agent/dsreq.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <iostream>
 
@@ -24,8 +25,11 @@ void DSVerify::unlinkSocket() { dpDispatcher::instance()->unlink(socket_->fd());
 // A new socket, whose descriptor the dispatcher can take.
 int DSVerify::open(int port, const char* ipaddr) {
     socket_ = std::make_unique<NCudpstream>();
-    if (socket_->bind(port, ipaddr) == 0 && socket_->fd() < dpDispatcher::maxDescriptors)
-        return 0;
+    if (socket_->bind(port, ipaddr) == 0) {
+        if (socket_->fd() < dpDispatcher::maxDescriptors)
+            return 0;
+        errno = EMFILE;
+    }
     if (debug_) {
         std::perror("bind:");
         std::cout << "DSVerify::bind: Unable to bind to port " << port << std::endl;
@@ -51,7 +55,6 @@ int DSVerify::verify(const DSAddr& peer) {
         return busy;
     if (const int status = open(0, nullptr))
         return status;
-    peer_ = peer;
     if (socket_->connect(peer.socketAddress()) != 0) {
         if (debug_) {
             std::perror("connect:");

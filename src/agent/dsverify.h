@@ -73,5 +73,4 @@ private:
     std::unique_ptr<NCudpstream> socket_;
     Mode mode_ = idle;
     bool debug_ = false;
-    DSAddr peer_{0, in_addr{0}};
 };
