@@ -63,6 +63,7 @@ public:
     // `slot` has become free: nothing above it may leap over it any longer.
     template <class Occupied>
     void reopened(uint32_t slot, Occupied occupied) {
+        leap_[slot] = (slot - 1) & mask_;
         for (uint32_t i = (slot + 1) & mask_; occupied(i); i = (i + 1) & mask_)
             leap_[i] = (i - 1) & mask_;
     }

@@ -23,7 +23,8 @@
 //     static uint64_t fingerprint(const Entry&);       // optional, with an overload for each kind of probe
 //
 // `fingerprint` gives equal values for equal entries and, unlike the protocol's hash, different values for
-// different ones. A table that has it stays linear however its hashes collide (see crowd.h).
+// different ones. Adding to such a table and searching it stay linear however its hashes collide
+// (see crowd.h). Taking an entry out walks its run.
 //
 // Entries move when the table grows or an entry is removed; pointers into it live until then.
 

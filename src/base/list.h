@@ -38,6 +38,7 @@ public:
 
     // Puts the element in front of the one at `index`; at `count()` it appends.
     void insert(uint32_t index, T element) {
+        TRX_ASSERT(index <= _count, "vlist");
         if (_count + 1 >= _capacity)
             grow();
         for (uint32_t i = _count; i > index; --i)

@@ -2,7 +2,8 @@
 
 // The ground floor: what every other folder stands on and what knows none of them. Reference counts and their
 // holders (this file), the one hash table (hash_table.h), the growing list (list.h), the string hash
-// (string_hash.h) and the assertion for broken invariants (assertion.h).
+// (string_hash.h), the functions that run at the end (exit_list.h) and the assertion for broken invariants
+// (assertion.h).
 
 #include <cstdint>
 #include <utility>

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string_view>
 
 // The string hash of the protocol: every table that is keyed by text starts its probe from it, so that the
@@ -16,14 +15,11 @@ constexpr uint32_t stringHash(std::string_view text) {
     return hash & 0x7fffffff;
 }
 
-inline uint64_t stringFingerprint(std::string_view text) { return std::hash<std::string_view>{}(text); }
+uint64_t stringFingerprint(std::string_view text);
 
-// Folds one more part into a fingerprint. Equal parts in equal order give equal results.
-constexpr uint64_t mixFingerprint(uint64_t seed, uint64_t part) {
-    uint64_t mixed = seed ^ (part + 0x9E3779B97F4A7C15u + (seed << 6) + (seed >> 2));
-    mixed *= 0xFF51AFD7ED558CCDu;
-    return mixed ^ (mixed >> 32);
-}
+// Folds one more part into a fingerprint. Equal parts in equal order give equal results. Both functions
+// depend on a random key of the process, so that nobody outside can make values collide.
+uint64_t mixFingerprint(uint64_t seed, uint64_t part);
 
 // A pointer as a table key: its 64 bits folded to the 32 that the slot formula takes.
 inline uint32_t pointerHash(const void* pointer) {

@@ -41,9 +41,7 @@ struct NineTenthsTraits : PlacedTraits {
     static bool full(uint32_t count, uint32_t capacity) { return GrowAtNineTenths::full(count, capacity); }
 };
 
-uint32_t homeIn32(uint32_t key) {
-    return (key * 0x9E3779B9u) >> 27;
-}
+uint32_t homeIn32(uint32_t key) { return (key * 0x9E3779B9u) >> 27; }
 
 // The first `count` keys whose start slot in a table of 32 is `slot`.
 std::vector<uint32_t> keysAt(uint32_t slot, size_t count) {
@@ -165,6 +163,57 @@ TEST(HashTable, crowdedTableHasTheSlotsOfThePlainOne) {
     }
     EXPECT_EQ(plain.capacity(), crowded.capacity());
     EXPECT_EQ(slotOrder(plain), slotOrder(crowded));
+}
+
+// A hash whose start slot in a table of 1024 is the one given.
+uint32_t hashFor(uint32_t slot) {
+    uint32_t hash = 0;
+    while (((hash * 0x9E3779B9u) >> 22) != slot)
+        ++hash;
+    return hash;
+}
+
+// Keys with 150 neighbouring start slots in a table of 1024.
+struct NeighbourTraits : GrowWhenFull {
+    using Entry = uint32_t;
+    static bool isFree(uint32_t entry) { return entry == 0; }
+    static uint32_t hash(uint32_t key) {
+        static const auto hashes = [] {
+            std::vector<uint32_t> result;
+            for (uint32_t slot = 0; slot < 150; ++slot)
+                result.push_back(hashFor(600 + slot));
+            return result;
+        }();
+        return hashes[key * 37 % hashes.size()];
+    }
+    static bool equal(uint32_t stored, uint32_t key) { return stored == key; }
+};
+
+struct CrowdedNeighbourTraits : NeighbourTraits {
+    static uint64_t fingerprint(uint32_t key) { return mixFingerprint(0, key); }
+};
+
+// Runs that meet in a table that no longer grows: what a removal opens has to be found again.
+TEST(HashTable, crowdedRunsThatMeetAreRepaired) {
+    const auto slots = [](const auto& table) {
+        std::vector<uint32_t> result;
+        for (uint32_t i = 0; i < table.capacity(); ++i)
+            result.push_back(table.slot(i));
+        return result;
+    };
+    for (unsigned seed = 0; seed < 20; ++seed) {
+        HashTable<NeighbourTraits> plain(512);
+        HashTable<CrowdedNeighbourTraits> crowded(512);
+        std::mt19937 random(seed);
+        for (int step = 0; step < 4000; ++step) {
+            const auto key = static_cast<uint32_t>(random() % 400 + 1);
+            if (random() % 2 == 0)
+                plain.insert(key), crowded.insert(key);
+            else
+                plain.take(key), crowded.take(key);
+            ASSERT_EQ(slots(plain), slots(crowded)) << seed << ' ' << step;
+        }
+    }
 }
 
 TEST(HashTable, namesThatDifferInDigitsStayLinear) {

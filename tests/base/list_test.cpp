@@ -13,9 +13,7 @@ TRXList<int> listOf(int count) {
     return list;
 }
 
-std::vector<int> contents(const TRXList<int>& list) {
-    return {list.begin(), list.end()};
-}
+std::vector<int> contents(const TRXList<int>& list) { return {list.begin(), list.end()}; }
 
 TEST(List, keepsOneSlotFree) {
     EXPECT_EQ(listOf(0).capacity(), 0u);
