@@ -55,7 +55,7 @@ int DSAMessage::compare(const NCObject* other) const {
 }
 
 DSAReply::DSAReply(int replyType, const DSAMessage& message, int status, DSResource* object)
-    : DSAMessage(DSTypeAReply, object, message.cookie()), replyType_(replyType),
+    : DSAMessage(DSTypeAReply, object, message.cookie().repeated()), replyType_(replyType),
       requestNum_(message.msgNum()), status_(status) {}
 
 DSAReply::DSAReply(NCistream& in) : DSAMessage(in) {

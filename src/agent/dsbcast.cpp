@@ -69,8 +69,8 @@ void DSBroadcastTable::readFile() {
         return;
     }
     while (const auto local = file->nextWord()) {
-        const auto netmask = file->nextWord();
-        const auto broadcast = file->nextWord();
+        const auto netmask = file->nextRawWord();
+        const auto broadcast = file->nextRawWord();
         if (!netmask || !broadcast)
             return; // half a line at the end names no network
         add(DSAddr(port_, local->c_str()), DSAddr(port_, netmask->c_str()),

@@ -1,5 +1,7 @@
 #include "agent/dscoll.h"
 
+#include <algorithm>
+
 const NCTypeInfo DSCollection::info("DSCollection", nullptr, {&DSResource::info});
 
 void DSCollection::printOn(NCostream& out) const {
@@ -25,6 +27,7 @@ uint64_t DSCollection::fingerprint() const {
 }
 
 std::vector<DSResource*> DSCollection::readElements(NCistream& in, uint32_t count, const NCTypeInfo& type) {
+    constexpr size_t mostReserved = 4096; // at every level of nesting, before anything has come
     constexpr size_t smallestElement = 8; // a reference: tag and id
     std::vector<DSResource*> elements;
     if (in.failed() || count > in.remaining() / smallestElement) {
@@ -32,7 +35,7 @@ std::vector<DSResource*> DSCollection::readElements(NCistream& in, uint32_t coun
         return elements;
     }
     if (in.remaining() != std::numeric_limits<size_t>::max())
-        elements.reserve(count);
+        elements.reserve(std::min<size_t>(count, mostReserved));
     for (uint32_t i = 0; i < count; ++i) {
         auto* element = in.readRecord<DSResource>();
         if (!element || !element->typeInfo().isSameOrDerived(type)) {

@@ -12,6 +12,9 @@ public:
     // `length` octets, 4 when it is 0 or less: the raw octets of `value` in front, zeros behind.
     DSCookie(uint32_t value, int length);
 
+    // What a reply carries: the same octets, or four zeros for a message without any.
+    DSCookie repeated() const { return octets_.empty() ? DSCookie(0, 0) : *this; }
+
     int length() const { return static_cast<int>(octets_.size()); }
     const unsigned char* octets() const { return octets_.data(); }
 

@@ -12,13 +12,19 @@ std::optional<DSWordFile> DSWordFile::fromEnvironment(const char* variable, cons
 }
 
 std::optional<std::string> DSWordFile::nextWord() {
-    constexpr int longestWord = 256;
     constexpr int longestComment = 254;
-    std::string word;
-    while (file_ >> std::setw(longestWord) >> word) {
-        if (word.front() != '#')
-            return word;
+    auto word = nextRawWord();
+    while (word && word->front() == '#') {
         file_.ignore(longestComment, '\n');
+        word = nextRawWord();
     }
-    return std::nullopt;
+    return word;
+}
+
+std::optional<std::string> DSWordFile::nextRawWord() {
+    constexpr int longestWord = 255;
+    std::string word;
+    if (!(file_ >> std::setw(longestWord) >> word))
+        return std::nullopt;
+    return word;
 }

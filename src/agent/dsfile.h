@@ -18,6 +18,8 @@ public:
     bool isNamedByVariable() const { return namedByVariable_; }
     // The next word; nothing at the end.
     std::optional<std::string> nextWord();
+    // The same where no comment can begin.
+    std::optional<std::string> nextRawWord();
 
 private:
     DSWordFile(std::string path, bool namedByVariable)

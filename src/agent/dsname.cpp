@@ -36,4 +36,7 @@ int DSName::compare(const NCObject* other) const {
     return dsDifference(serviceType_, that->serviceType_);
 }
 
-uint64_t DSName::fingerprint() const { return mixFingerprint(stringFingerprint(name_.text()), hash()); }
+uint64_t DSName::fingerprint() const {
+    const auto types = static_cast<uint64_t>(static_cast<uint32_t>(argType_)) << 32;
+    return mixFingerprint(stringFingerprint(name_.text()), types | static_cast<uint32_t>(serviceType_));
+}

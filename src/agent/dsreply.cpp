@@ -3,8 +3,8 @@
 const NCTypeInfo DSReply::info("DSReply", ncCreate<DSReply>, {&DSMessage::info});
 
 DSReply::DSReply(int replyType, const DSMessage& request, int status, DSResource* reply)
-    : DSMessage(DSTypeReply, request.cookie()), replyType_(replyType), requestNum_(request.msgNum()),
-      status_(status), reply_(reply) {}
+    : DSMessage(DSTypeReply, request.cookie().repeated()), replyType_(replyType),
+      requestNum_(request.msgNum()), status_(status), reply_(reply) {}
 
 DSReply::DSReply(NCistream& in) : DSMessage(in) {
     if (!isCurrentVersion())

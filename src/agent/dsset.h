@@ -10,11 +10,8 @@ struct DSSetTraits : GrowWhenFull {
     static uint32_t hash(const DSResource* probe) { return probe->hash(); }
     static bool equal(const Entry& stored, const Entry& probe) { return stored->isEqual(probe.get()); }
     static bool equal(const Entry& stored, const DSResource* probe) { return stored->isEqual(probe); }
-    // Equal entries have equal hashes in every walk, so the hash is part of what tells entries apart.
-    static uint64_t fingerprint(const DSResource* probe) {
-        return mixFingerprint(probe->fingerprint(), probe->hash());
-    }
-    static uint64_t fingerprint(const Entry& entry) { return fingerprint(entry.get()); }
+    static uint64_t fingerprint(const DSResource* probe) { return probe->fingerprint(); }
+    static uint64_t fingerprint(const Entry& entry) { return entry->fingerprint(); }
 };
 
 // A set: a hash table of records, walked, streamed and printed in the order of its slots.

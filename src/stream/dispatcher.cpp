@@ -176,6 +176,8 @@ int dpDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit)
     // `select` counts a limit down: kept over the repeats, so that signals don't lengthen the wait, but not
     // in the caller's value.
     timeval left = limit ? *limit : timeval{};
+    if (left.tv_sec < 0 || left.tv_usec < 0)
+        left = {};
     for (;;) {
         r = watched_[readMask];
         w = watched_[writeMask];

@@ -8,6 +8,7 @@ namespace {
 
 constexpr size_t slotSize = 4;
 constexpr size_t largestBlock = NCipcbuf::maxSize;
+constexpr size_t noBuffer = std::numeric_limits<size_t>::max(); // more than any buffer holds
 
 constexpr size_t padded(size_t count) { return (count + (slotSize - 1)) & ~(slotSize - 1); }
 
@@ -78,22 +79,23 @@ inline uint8_t* NCipcstream::room(size_t count) {
 }
 
 bool NCipcstream::makeRoom(size_t count) {
-    const bool made = count <= largestBlock && buffer_->overflow(static_cast<uint32_t>(count)) != -1;
+    const bool made = count <= largestBlock && buffer_->overflow(static_cast<uint32_t>(count)) != -1 &&
+                      buffer_->fitsWrite(count);
     if (!made)
         buffer_->setError();
     return made;
 }
 
 inline const uint8_t* NCipcstream::take(size_t count) {
-    if (!buffer_ || (buffer_->bytesUnread() < count && !fetch()))
+    if (!buffer_ || (buffer_->bytesUnread() < count && !fetch(count)))
         return nullptr;
     const uint8_t* position = buffer_->rpos();
     buffer_->advanceRead(count);
     return position;
 }
 
-bool NCipcstream::fetch() {
-    const bool fetched = buffer_->underflow() != -1;
+bool NCipcstream::fetch(size_t count) {
+    const bool fetched = buffer_->underflow() != -1 && buffer_->bytesUnread() >= count;
     if (!fetched)
         setFailed();
     return fetched;
@@ -125,7 +127,7 @@ NCistream& NCipcstream::getSlot(T& value) {
 template <class T>
 NCistream& NCipcstream::getSlots(T* values, size_t count) {
     constexpr size_t step = Wire<T>::slots * slotSize;
-    const uint8_t* in = take(std::min(count, largestBlock) * step);
+    const uint8_t* in = take(count < largestBlock ? count * step : noBuffer);
     for (size_t i = 0; in && i < count; ++i)
         values[i] = Wire<T>::load(in + i * step);
     return *this;
@@ -207,7 +209,7 @@ NCistream& NCipcstream::read(char* bytes, size_t count) {
 NCistream& NCipcstream::read(unsigned char* bytes, size_t count) {
     if (count == 0)
         return *this;
-    if (const uint8_t* in = take(padded(std::min(count, largestBlock))))
+    if (const uint8_t* in = take(count < largestBlock ? padded(count) : noBuffer))
         std::memcpy(bytes, in, count);
     return *this;
 }
@@ -215,6 +217,8 @@ NCistream& NCipcstream::read(unsigned char* bytes, size_t count) {
 size_t NCipcstream::remaining() const { return buffer_ ? buffer_->bytesUnread() : 0; }
 
 const char* NCipcstream::takeCString(size_t& size) {
+    if (!buffer_)
+        return nullptr;
     int length = -1;
     read(length);
     if (length < 0) {

@@ -84,7 +84,7 @@ private:
     uint8_t* room(size_t count);
     bool makeRoom(size_t count);
     const uint8_t* take(size_t count);
-    bool fetch();
+    bool fetch(size_t count);
     // The text of a C string in place: `size` octets, of which the first NUL ends the text. Null on failure.
     const char* takeCString(size_t& size);
 

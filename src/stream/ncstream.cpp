@@ -1,5 +1,6 @@
 #include "stream/ncstream.h"
 
+#include <algorithm>
 #include <cctype>
 #include <iostream>
 #include <utility>
@@ -110,6 +111,8 @@ int NCistream::registerObject(NCTransObject* object) {
         table_->known.clear();
     if (!table_->known.insert(object).added)
         return -1;
+    if (table_->objects.size() >= NCInTable::mostObjects)
+        setFailed();
     table_->objects.push_back({object, nullptr, false, 1});
     return static_cast<int>(table_->objects.size()) - 1;
 }
@@ -178,6 +181,8 @@ const NCTypeInfo* NCistream::readNamedType(bool& isNull) {
     if (isNull)
         return nullptr;
     const NCTypeInfo* type = name.size() <= longestName ? NCTypeInfo::find(name.c_str()) : nullptr;
+    if (type && table_->types.size() >= NCInTable::mostTypes)
+        return nullptr;
     if (type) {
         table_->types.push_back(type);
     } else {
@@ -209,10 +214,13 @@ NCTransObject* NCistream::readNew(const NCTypeInfo* type, const NCTypeInfo* requ
         return refuse();
 
     const size_t id = table_->objects.size();
+    const size_t before = remaining();
     const uint32_t outerWeight = std::exchange(table_->weight, 1);
     ++table_->depth;
     NCTransObject* object = createObject(*type);
     --table_->depth;
+    const size_t bulk = 1 + (before - remaining()) / NCInTable::octetsPerWeight;
+    table_->weight = std::max(table_->weight, static_cast<uint32_t>(bulk));
 
     NCResource* counted = nullptr;
     if (id < table_->objects.size()) {

@@ -75,13 +75,18 @@ struct NCInTable {
         NCTransObject* object;
         NCResource* counted; // the same object, when its class is counted
         bool complete;       // made by createObject, and built to the end
-        uint32_t weight;     // objects in it, itself included, each as often as it is reached
+        uint32_t weight;     // of it and of what is in it, as often as it is reached
     };
 
     // What references may repeat within one message: objects reached again, the first time apart. Sharing
     // single records is free. Without a bound a few nested collections that name each other twice would stand
-    // for more objects than anybody can hash.
+    // for more objects than anybody can hash. An object counts once more for each 256 octets that it holds.
     static constexpr uint32_t repeatBudget = 1u << 16;
+    static constexpr size_t octetsPerWeight = 256;
+
+    // Objects of one message and class names of one connection, at the most.
+    static constexpr size_t mostObjects = 1u << 22;
+    static constexpr size_t mostTypes = 1u << 16;
 
     NCInTable() {
         objects.reserve(256);
@@ -106,6 +111,13 @@ struct NCInTable {
 
     // As with the writer, `known` is cleared by the next object.
     void forgetObjects() {
+        // The tables of one huge message are not kept, nor cleared again and again, for the small ones behind
+        // it.
+        constexpr uint32_t large = 1u << 18;
+        if (known.capacity() > large) {
+            known.resize(16);
+            objects.shrink_to_fit();
+        }
         objects.clear();
         completed.clear();
         weight = 0;

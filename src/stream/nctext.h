@@ -20,7 +20,10 @@ public:
     int put(uint32_t index, char c) {
         if (index >= text_.size())
             return 0;
-        text_[index] = c;
+        if (c == '\0')
+            text_.resize(index); // the text ends at its NUL
+        else
+            text_[index] = c;
         return 1;
     }
 

@@ -166,7 +166,9 @@ NCistream& NCistream::read(char*& text) {
         // At the console a word goes into the buffer that is there, as much of it as the text it holds
         // allows.
         std::string word;
-        if (text && *in_ >> word)
+        if (!text || !(*in_ >> word))
+            setFailed();
+        else
             std::strncpy(text, word.c_str(), std::strlen(text));
         return *this;
     }
@@ -223,7 +225,8 @@ bool NCistream::readQuoted(std::string& text, size_t max) {
         if (c == '\n')
             continue;
         char value = static_cast<char>(c);
-        if (value == '\\' && !readEscape(value)) {
+        // A NUL would end the text before its length does.
+        if ((value == '\\' && !readEscape(value)) || value == '\0') {
             setFailed();
             return false;
         }

@@ -221,7 +221,7 @@ NCTransObject* NCudpstream::receive(sockaddr_in* from) {
     sockaddr_in sender{};
     socklen_t length = sizeof sender;
     const ssize_t count = uninterrupted(
-        [&] { return ::recvfrom(fd_, inBuffer_.rbuf(), datagramSize, 0, generic(sender), &length); });
+        [&] { return ::recvfrom(fd_, inBuffer_.rbuf(), datagramSize, MSG_TRUNC, generic(sender), &length); });
     if (count == -1) {
         if (errno == EAGAIN)
             fail(noData, "NCudpstream::receive No data available to read");
@@ -233,6 +233,10 @@ NCTransObject* NCudpstream::receive(sockaddr_in* from) {
     }
     if (from)
         *from = sender;
+    if (count > static_cast<ssize_t>(datagramSize)) {
+        fail(badObject, "NCudpstream::receive: Object length mismatch"); // the system has cut it
+        return nullptr;
+    }
     inBuffer_.advanceEnd(static_cast<size_t>(count));
     NCTransObject* object = decode();
     in_->resetTypes();
