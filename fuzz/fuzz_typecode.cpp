@@ -1,0 +1,59 @@
+// The first octet of the input says the byte order and whether TypeCodes are flat; a TypeCode follows.
+
+#include "fuzzing.h"
+
+#include "marshal/settings.h"
+#include "marshal/typecode.h"
+#include "marshal/vbuf.h"
+
+#include <sstream>
+
+namespace {
+
+CORBA_TypeCode_var read(CORBA_MarshalInBuffer& in) {
+    CORBA_TypeCode_var type;
+    in >> type.inout();
+    return type;
+}
+
+void check(CORBA_TypeCode* type) {
+    CORBA_MarshalOutBuffer out(255);
+    try {
+        out << type;
+    } catch (const CORBA_MARSHAL&) {
+        return; // nested deeper than what is written may be
+    }
+    CORBA_MarshalInBuffer in(out.data(), out.offset());
+    const CORBA_TypeCode_var again = read(in);
+    require(type->equal(again), "a TypeCode survives its wire form");
+    require(type->hash() != 0 || again->hash(7) < 7, "a hash is below its maximum");
+}
+
+void checkDump(CORBA_TypeCode* type) {
+    std::ostringstream text;
+    TRXostream stream(text);
+    try {
+        CORBA_TypeCode::dump(stream, type);
+    } catch (const CORBA_MARSHAL&) {
+        // nested deeper than what is printed may be
+    }
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    if (size == 0)
+        return 0;
+    CORBA_TypeCode::_start_up();
+    marshalSettings.backDII = (*data & 2) != 0;
+    const auto* octets = reinterpret_cast<const char*>(data + 1);
+    CORBA_MarshalInBuffer in(octets, static_cast<CORBA_ULong>(size - 1), 0, *data & 1);
+    try {
+        const CORBA_TypeCode_var type = read(in);
+        check(type);
+        checkDump(type);
+    } catch (const CORBA_SystemException&) {
+        // no TypeCode
+    }
+    return 0;
+}
