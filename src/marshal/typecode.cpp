@@ -197,7 +197,7 @@ void CORBA_TypeCode::finish() {
     _shape = shapeOfKind(_kind, _param_count);
     for (CORBA_ULong i = 0; i < _param_count; ++i) {
         const bool recursive = i == 0 && _kind == tk_sequence && isOpenRecursion(*_params[0]);
-        _shape = mixFingerprint(_shape, recursive ? recursiveShape : shapeOf(*_params[i]));
+        _shape = mixShape(_shape, recursive ? recursiveShape : shapeOf(*_params[i]));
     }
     if (_kind == tk_alias)
         _shape = shapeOf(*_params[1]);

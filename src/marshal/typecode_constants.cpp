@@ -19,7 +19,7 @@ struct TRXConstantTypeCodes {
     union Type {
         constexpr explicit Type(CORBA_TCKind basic) : type(basic, "", nullptr, 0, shapeOfKind(basic, 0)) {}
         constexpr Type(CORBA_TCKind kind, const char* id, CORBA_Any** param, std::string_view octets)
-            : type(kind, id, param, 1, mixFingerprint(shapeOfKind(kind, 1), shapeOfOctets(octets))) {}
+            : type(kind, id, param, 1, mixShape(shapeOfKind(kind, 1), shapeOfOctets(octets))) {}
         ~Type() {}
 
         CORBA_TypeCode type;
