@@ -62,8 +62,8 @@ public:
     // A three-way order, first by the types.
     static int compare(const CORBA_Any& a, const CORBA_Any& b);
 
-    // The value without its type. `read_value` takes an exception without its repository id. When a stream
-    // raises while reading, the Any stays as it was.
+    // The value without its type. The members of an exception are written with the repository id in front,
+    // and read without. When a stream raises while reading, the Any stays as it was.
     void write_value(TRXostream& stream) const;
     void read_value(TRXistream& stream, CORBA_TypeCode* type);
     // An exception's members without the repository id, anything else as write_value.
@@ -152,8 +152,6 @@ public:
     }
     // The order of two values of the same type.
     static int _compare_values(const CORBA_Any& a, const CORBA_Any& b);
-    // Reads an exception's repository id if one stands there, then the value.
-    void _read(TRXistream& stream, CORBA_TypeCode* type);
 
 private:
     friend class CORBA_TypeCode;
@@ -208,6 +206,7 @@ void operator<<=(CORBA_Any& any, CORBA_Any::from_string text);
 void operator<<=(CORBA_Any& any, CORBA_Any::from_wstring text);
 void operator<<=(CORBA_Any& any, const CORBA_Any& value); // copied, as a value of type _tc_any
 void operator<<=(CORBA_Any& any, CORBA_TypeCode* type);   // one more reference
+void operator<<=(CORBA_Any& any, CORBA_Object* object);   // likewise; null as a CORBA::Object
 
 // False, with the target untouched, unless the Any's own type is of the right kind: an alias of long does not
 // come out as a long.
@@ -252,7 +251,8 @@ CORBA_TypeCode* TRXOctetSequenceType();
 void operator<<=(CORBA_Any& any, const CORBA_OctetSequence& octets);
 bool operator>>=(const CORBA_Any& any, CORBA_OctetSequence& octets);
 
-// The type, then the value. What does not fit the type raises CORBA_MARSHAL, and leaves the Any as it was.
+// The type, then the value, which of an exception begins with its repository id. What does not fit the type
+// raises CORBA_MARSHAL, and leaves the Any as it was.
 TRXostream& operator<<(TRXostream& stream, const CORBA_Any& any);
 TRXistream& operator>>(TRXistream& stream, CORBA_Any& any);
 TRXostream& operator<<(TRXostream& stream, const CORBA_Any* any); // null raises CORBA_BAD_PARAM

@@ -75,6 +75,16 @@ void operator<<=(CORBA_Any& any, CORBA_TypeCode* type) {
     any.replace(_tc_TypeCode, CORBA_TypeCode::_duplicate(type), 1);
 }
 
+void operator<<=(CORBA_Any& any, CORBA_Object* object) {
+    CORBA_TypeCode_var type = _tc_Object;
+    if (object) {
+        const char* scoped = object->impl()->role().type_name();
+        const char* colon = std::strrchr(scoped, ':');
+        type = new CORBA_TypeCode(object->_interface_name(), colon ? colon + 1 : scoped, false);
+    }
+    any._adopt(type, CORBA_Object::_duplicate(object), 0);
+}
+
 bool operator>>=(const CORBA_Any& any, CORBA_Short& value) { return extract(any, tk_short, value); }
 bool operator>>=(const CORBA_Any& any, CORBA_UShort& value) { return extract(any, tk_ushort, value); }
 bool operator>>=(const CORBA_Any& any, CORBA_Long& value) { return extract(any, tk_long, value); }

@@ -46,17 +46,16 @@ void writeObject(TRXostream& stream, CORBA_TCKind kind, const CORBA_Any& any) {
     }
 }
 
-void writeConstructed(TRXostream& stream, const CORBA_TypeCode& type, const CORBA_Any& any, bool withId) {
+// Without the id that stands in front of an exception's members.
+void writeMembers(TRXostream& stream, const CORBA_TypeCode& type, const CORBA_Any& any) {
     CORBA_MarshalInBuffer octets = octetsOf(any);
-    TRXValueWalk walk(octets, stream, Purpose::write);
-    if (any._carries_id()) {
-        const char* id = octets.string_in_place();
-        if (withId)
-            stream << id;
-        walk.walkMembers(type);
-    } else {
-        walk.walk(&type);
-    }
+    if (any._carries_id())
+        octets.string_in_place();
+    TRXValueWalk(octets, stream, Purpose::write).walk(&type);
+}
+
+const char* exceptionId(const CORBA_TypeCode& type, const CORBA_Any& any) {
+    return any._carries_id() ? octetsOf(any).string_in_place() : type._plain_id();
 }
 
 template <class T>
@@ -130,8 +129,10 @@ void readConstructed(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type, c
 
 void CORBA_Any::write_value(TRXostream& stream) const {
     const CORBA_TypeCode* type = _tc->_unaliased();
+    if (type->kind() == tk_except)
+        stream << exceptionId(*type, *this);
     if (tcIsConstructed(type->kind()))
-        writeConstructed(stream, *type, *this, true);
+        writeMembers(stream, *type, *this);
     else
         writeObject(stream, type->kind(), *this);
 }
@@ -139,7 +140,7 @@ void CORBA_Any::write_value(TRXostream& stream) const {
 void CORBA_Any::write_members(TRXostream& stream) const {
     const CORBA_TypeCode* type = _tc->_unaliased();
     if (type->kind() == tk_except)
-        writeConstructed(stream, *type, *this, false);
+        writeMembers(stream, *type, *this);
     else
         write_value(stream);
 }
@@ -161,13 +162,6 @@ void CORBA_Any::read_value(TRXistream& stream, CORBA_TypeCode* type) {
     }
 }
 
-void CORBA_Any::_read(TRXistream& stream, CORBA_TypeCode* type) {
-    if (passExceptionId(stream, *type))
-        readConstructed(*this, stream, type, type->_unaliased()->_plain_id());
-    else
-        read_value(stream, type);
-}
-
 TRXostream& operator<<(TRXostream& stream, const CORBA_Any& any) {
     const TRXNesting nesting;
     stream << any._type();
@@ -186,7 +180,13 @@ TRXistream& operator>>(TRXistream& stream, CORBA_Any& any) {
     CORBA_TypeCode* type = nullptr;
     stream >> type;
     const CORBA_TypeCode_var holder(type);
-    any._read(stream, type);
+    if (type->_unaliased()->kind() == tk_except) {
+        CORBA_String_var id;
+        stream >> id;
+        readConstructed(any, stream, type, id.in());
+    } else {
+        any.read_value(stream, type);
+    }
     return stream;
 }
 

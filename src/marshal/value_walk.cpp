@@ -118,8 +118,8 @@ void TRXValueWalk::moveTypeCode() {
     earn(1);
 }
 
-// On its way an Any is not taken apart and put together again: with Anys inside Anys every level would double
-// the work.
+// The repository id of an exception stands in front of its members. On its way an Any is not taken apart and
+// put together again: with Anys inside Anys every level would double the work.
 void TRXValueWalk::moveAny() {
     const TRXNesting nesting;
     ++_depth;
@@ -133,8 +133,8 @@ void TRXValueWalk::moveAny() {
         _in >> read;
         const CORBA_TypeCode_var type(read);
         _out << type.in();
-        if (passExceptionId(_in, *type))
-            _out << type->_unaliased()->_plain_id();
+        if (type->_unaliased()->kind() == tk_except)
+            moveText();
         walk(type);
     }
     --_depth;
@@ -309,25 +309,6 @@ void TRXValueWalk::moveInPieces(CORBA_ULong count) {
         }
         count -= some;
     }
-}
-
-bool passExceptionId(TRXistream& stream, const CORBA_TypeCode& type) {
-    const CORBA_TypeCode* resolved = type._unaliased();
-    auto* buffer = resolved->kind() == tk_except ? dynamic_cast<CORBA_MarshalInBuffer*>(&stream) : nullptr;
-    if (!buffer)
-        return false;
-    const CORBA_ULong offset = buffer->offset();
-    const CORBA_ULong align = buffer->align();
-    try {
-        const char* id = buffer->string_in_place();
-        if (CORBA_string_compare(id, resolved->_plain_id()) == 0)
-            return true;
-    } catch (const CORBA_MARSHAL&) {
-        // No string at all: the members come next.
-    }
-    buffer->seek(offset);
-    buffer->align(align);
-    return false;
 }
 
 void printObject(TRXostream& stream, CORBA_Object* object) {

@@ -69,11 +69,6 @@ private:
     uint64_t _credit = 1024; // types that may be visited before octets have to be passed
 };
 
-// Inside an Any an exception that its class has marshalled comes with its repository id in front of the
-// members. Whether that of the exception `type` comes next; it is passed then. False for any other type, and
-// on a text stream, which cannot be asked.
-bool passExceptionId(TRXistream& stream, const CORBA_TypeCode& type);
-
 // The print form of a reference to an object: its repository id.
 class CORBA_Object;
 void printObject(TRXostream& stream, CORBA_Object* object);

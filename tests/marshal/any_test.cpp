@@ -136,7 +136,11 @@ TEST(Any, sharesReferencesAndPrincipals) {
     EXPECT_EQ(object->_ref_count(), 1u);
     auto* other = new PlainObject;
     EXPECT_TRUE(any == CORBA_Any(_tc_Object, static_cast<CORBA_Object*>(other), 1));
-    any <<= CORBA_Long{1};
+    any <<= object;
+    EXPECT_EQ(object->_ref_count(), 1u);
+    EXPECT_STREQ(any._type()->name(), "Plain");
+    any <<= static_cast<CORBA_Object*>(nullptr);
+    EXPECT_EQ(any._type(), _tc_Object);
     EXPECT_EQ(PlainObject::alive, 0);
 
     const CORBA_Octet name[] = {'m', 'e'};
