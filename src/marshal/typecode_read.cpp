@@ -47,8 +47,10 @@ private:
     void readMembers(CORBA_TypeCode& type, TRXistream& stream, int64_t base);
     void readEnum(CORBA_TypeCode& type, TRXistream& stream);
     void readUnion(CORBA_TypeCode& type, TRXistream& stream, int64_t base);
+    void boundRepetition(const CORBA_TypeCode& found);
     void markOpenFrom(size_t index);
 
+    size_t _repeated = 0;               // octets of the names that have been pointed back at
     std::vector<CORBA_TypeCode*> _open; // the types around the one that is being read
 };
 
@@ -58,6 +60,7 @@ CORBA_TypeCode_var TRXTypeCodeReader::refer(CORBA_TypeCode* found) {
     if (!found)
         throw CORBA_MARSHAL();
     if (found->_closed) {
+        boundRepetition(*found);
         if (found->_cyclic)
             markOpenFrom(0);
         return CORBA_TypeCode::_duplicate(found);
@@ -70,6 +73,19 @@ CORBA_TypeCode_var TRXTypeCodeReader::refer(CORBA_TypeCode* found) {
         throw CORBA_MARSHAL();
     markOpenFrom(level);
     return CORBA_TypeCode::_duplicate(found);
+}
+
+// An alias is written out wherever it stands, so one with a long name that many places point back at would
+// come to far more octets than it was read from.
+void TRXTypeCodeReader::boundRepetition(const CORBA_TypeCode& found) {
+    constexpr size_t maxRepeated = 1u << 16;
+    for (const CORBA_TypeCode* type = &found; type->_kind == tk_alias && type->_content();
+         type = type->_content()) {
+        const char* name = type->name();
+        _repeated += std::strlen(type->_id) + (name ? std::strlen(name) : 0);
+        if (_repeated > maxRepeated)
+            throw CORBA_MARSHAL();
+    }
 }
 
 void TRXTypeCodeReader::markOpenFrom(size_t index) {

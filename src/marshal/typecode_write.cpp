@@ -107,9 +107,10 @@ public:
     void write(const CORBA_TypeCode* type, TRXostream& stream, int64_t base) override;
 
 private:
-    // Beyond this many a type that is written without indirections is refused: types that are used twice on
-    // every level grow by the power.
+    // Beyond this a type that is written without indirections is refused: types that are used twice on every
+    // level grow by the power.
     static constexpr CORBA_ULong maxTypes = 1u << 16;
+    static constexpr CORBA_ULong maxOctets = 1u << 24;
 
     bool writeIndirection(const CORBA_TypeCode& type, TRXostream& stream, int64_t base);
     void refuseEndless(const CORBA_TypeCode& type);
@@ -177,6 +178,8 @@ void EncapsulatingWriter::encapsulate(const CORBA_TypeCode& type, TRXostream& st
     CORBA_MarshalOutBuffer contents(small, sizeof small, 0);
     contents << hostByteOrder;
     writeFields(type, contents, base);
+    if (!marshalSettings.tcIndirection && contents.offset() > maxOctets)
+        throw CORBA_MARSHAL();
     stream << contents.offset();
     stream.write(reinterpret_cast<const unsigned char*>(contents.data()), contents.offset());
 }

@@ -104,6 +104,33 @@ TEST(HostileAny, aLongEnumAsLabelOfManyMembersIsReadInTime) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
 }
 
+// A struct whose members all point back at the alias of the first, which is written out for each.
+TEST(HostileTypeCode, doesNotRepeatALongNameForEveryMember) {
+    const auto octetsWith = [](size_t length, CORBA_ULong repetitions) {
+        const std::string name(length, 'n');
+        CORBA_MarshalOutBuffer alias(255);
+        alias << hostByteOrder << "" << name.c_str() << CORBA_ULong{tk_long};
+        CORBA_MarshalOutBuffer contents(255);
+        contents << hostByteOrder << ""
+                 << "S" << repetitions + 1 << "a" << CORBA_ULong{tk_alias};
+        const CORBA_ULong target = contents.offset() - 4;
+        contents << alias.offset();
+        contents.write_raw(alias.data(), alias.offset());
+        for (CORBA_ULong i = 0; i < repetitions; ++i) {
+            contents << "m" << CORBA_ULong{0xffffffff};
+            contents << static_cast<CORBA_Long>(target - contents.offset());
+        }
+        CORBA_MarshalOutBuffer all(255);
+        all << CORBA_ULong{tk_struct} << contents.offset();
+        all.write_raw(contents.data(), contents.offset());
+        return hex(all);
+    };
+    const Type few = typeFrom(octetsWith(1000, 20));
+    EXPECT_EQ(few->member_count(), 21u);
+    EXPECT_EQ(few->_member(0), few->_member(20));
+    EXPECT_THROW(typeFrom(octetsWith(1000, 200)), CORBA_MARSHAL);
+}
+
 TEST(HostileTypeCode, chainsOfSequencesAreWrittenInTime) {
     // 250 chains of up to 200 sequences, all alike but for their depth.
     std::vector<TRXStructMember> members;
