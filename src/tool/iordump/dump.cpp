@@ -31,13 +31,24 @@ std::string hexNumber(CORBA_ULong number) {
     return text;
 }
 
-std::string withName(CORBA_ULong number, std::span<const Name> names) {
+const char* nameOf(CORBA_ULong number, std::span<const Name> names) {
     for (const Name& known : names) {
         if (known.number == number)
-            return hexNumber(number) + " (" + known.name + ")";
+            return known.name;
     }
-    return hexNumber(number);
+    return nullptr;
 }
+
+std::string withName(const std::string& shown, const char* name) {
+    return name ? shown + " (" + name + ")" : shown;
+}
+
+// Tags are assigned in decimal; the large ones spell letters.
+std::string tagText(CORBA_ULong tag, std::span<const Name> names) {
+    return withName(tag < 0x10000 ? std::to_string(tag) : hexNumber(tag), nameOf(tag, names));
+}
+
+std::string codeSetText(CORBA_ULong set) { return withName(hexNumber(set), nameOf(set, codeSets)); }
 
 std::string octetCount(const CORBA_OctetSequence& octets) {
     return std::to_string(octets.length()) + (octets.length() == 1 ? " octet" : " octets");
@@ -66,7 +77,7 @@ public:
 private:
     void profile(CORBA_ULong number, const IOP::TaggedProfile& profile) {
         place_ = "profile " + std::to_string(number);
-        out_ << "\nProfile " << number << ": " << withName(profile.tag, profileTags) << "\n";
+        out_ << "\nProfile " << number << ": tag " << tagText(profile.tag, profileTags) << "\n";
         try {
             content(profile);
         } catch (const CORBA_MARSHAL&) {
@@ -154,7 +165,7 @@ private:
     }
 
     void component(const IOP::TaggedComponent& component) {
-        out_ << "  Component: " << withName(component.tag, componentTags) << ", "
+        out_ << "  Component: tag " << tagText(component.tag, componentTags) << ", "
              << octetCount(component.component_data) << "\n";
         if (component.tag != IOP::TAG_CODE_SETS) {
             printHexLines(out_, component.component_data.octets(), "    ");
@@ -170,9 +181,9 @@ private:
     }
 
     void codeSet(const char* which, const CONV_FRAME::CodeSetComponent& set) {
-        out_ << "    " << which << " code set: " << withName(set.native_code_set, codeSets) << "\n";
+        out_ << "    " << which << " code set: " << codeSetText(set.native_code_set) << "\n";
         for (CORBA_ULong other : set.conversion_code_sets)
-            out_ << "      converts: " << withName(other, codeSets) << "\n";
+            out_ << "      converts: " << codeSetText(other) << "\n";
     }
 
     void unreadable(const char* what, const CORBA_OctetSequence& octets, std::string_view indent) {
