@@ -1,5 +1,7 @@
 #include "agent/dsname.h"
 
+#include <iterator>
+
 const NCTypeInfo DSName::info("DSName", ncCreate<DSName>, {&DSResource::info});
 
 DSName::DSName(const char* name, int argType, int serviceType, DSResource* value)
@@ -11,7 +13,8 @@ DSName::DSName(NCistream& in) : DSResource(in), name_(in) {
 }
 
 void DSName::write(NCostream& out) const {
-    out.writeEmbedded(name_).write(argType_).write(serviceType_).writeRecord(value_.get());
+    const int types[] = {argType_, serviceType_};
+    out.writeEmbedded(name_).write(types, std::size(types)).writeRecord(value_.get());
 }
 
 void DSName::printOn(NCostream& out) const {

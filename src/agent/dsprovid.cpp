@@ -1,5 +1,7 @@
 #include "agent/dsprovid.h"
 
+#include <iterator>
+
 const NCTypeInfo DSProvider::info("DSProvider", ncCreate<DSProvider>, {&DSResource::info});
 
 DSProvider::DSProvider(const DSName& name, const DSAddr& addr, int protocolType, int adminPort)
@@ -13,7 +15,8 @@ DSProvider::DSProvider(NCistream& in)
 
 void DSProvider::write(NCostream& out) const {
     out.writeEmbedded(name_).writeEmbedded(addr_).writeEmbedded(clientAddr_).writeEmbedded(agentAddr_);
-    out.write(protocolType_).write(adminPort_);
+    const int numbers[] = {protocolType_, adminPort_};
+    out.write(numbers, std::size(numbers));
 }
 
 void DSProvider::printOn(NCostream& out) const {

@@ -46,6 +46,12 @@ struct Wire {
     }
 };
 
+// A text of `size` octets, its NUL included, behind its padded length.
+void storeCString(uint8_t* out, const char* text, size_t size) {
+    Wire<int>::store(out, static_cast<int>(padded(size)));
+    std::memcpy(out + slotSize, text, size);
+}
+
 } // namespace
 
 NCipcstream::NCipcstream(NCipcbuf* buffer) : buffer_(buffer) {}
@@ -160,27 +166,47 @@ NCostream& NCipcstream::write(const char* bytes, size_t count) {
 NCostream& NCipcstream::write(const unsigned char* bytes, size_t count) {
     if (count == 0)
         return *this;
-    if (uint8_t* out = room(padded(count)))
-        std::memcpy(out, bytes, count);
+    if (uint8_t* out = room(padded(count))) {
+        if (count == slotSize)
+            std::memcpy(out, bytes, slotSize); // an address, for one: not worth a call
+        else
+            std::memcpy(out, bytes, count);
+    }
     return *this;
 }
 
 NCostream& NCipcstream::write(const char* text) { return writeCString(text); }
 
-NCostream& NCipcstream::writeCString(const char* text) { return putTerminated(text, std::strlen(text) + 1); }
-
-NCostream& NCipcstream::putText(const std::string& text) {
-    return putTerminated(text.c_str(), text.size() + 1);
+NCostream& NCipcstream::writeCString(const char* text) {
+    const size_t size = std::strlen(text) + 1;
+    if (uint8_t* out = room(slotSize + padded(size)))
+        storeCString(out, text, size);
+    return *this;
 }
 
-// `size` octets, the NUL at the end included.
-NCostream& NCipcstream::putTerminated(const char* text, size_t size) {
-    const size_t block = padded(size);
-    if (uint8_t* out = room(slotSize + block)) {
-        Wire<int>::store(out, static_cast<int>(block));
-        std::memcpy(out + slotSize, text, size);
+// The pieces that make up most of a large message are put down in one go.
+
+NCostream& NCipcstream::writeText(const std::string& text) {
+    const size_t size = text.size() + 1;
+    if (uint8_t* out = room(2 * slotSize + padded(size))) {
+        Wire<unsigned int>::store(out, static_cast<unsigned int>(text.size()));
+        storeCString(out + slotSize, text.c_str(), size);
     }
     return *this;
+}
+
+void NCipcstream::writeNull() {
+    if (uint8_t* out = room(3 * slotSize)) {
+        Wire<char>::store(out, ':');
+        storeCString(out + slotSize, "::", sizeof "::");
+    }
+}
+
+void NCipcstream::writeTag(char tag, int id) {
+    if (uint8_t* out = room(2 * slotSize)) {
+        Wire<char>::store(out, tag);
+        Wire<int>::store(out + slotSize, id);
+    }
 }
 
 NCistream& NCipcstream::read(char& value) { return getSlot(value); }

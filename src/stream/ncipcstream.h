@@ -51,7 +51,7 @@ public:
     NCostream& write(const float* values, size_t count) override;
     NCostream& write(const double* values, size_t count) override;
     NCostream& writeCString(const char* text) override;
-    NCostream& putText(const std::string& text) override;
+    NCostream& writeText(const std::string& text) override;
 
     // Into the caller's buffer, which has to take whatever comes; `getText` is the safe way.
     NCistream& read(char*& text) override;
@@ -79,8 +79,11 @@ public:
     size_t remaining() const override;
     NCistream& getText(std::string& text) override;
 
+protected:
+    void writeNull() override;
+    void writeTag(char tag, int id) override;
+
 private:
-    NCostream& putTerminated(const char* text, size_t size);
     uint8_t* room(size_t count);
     bool makeRoom(size_t count);
     const uint8_t* take(size_t count);

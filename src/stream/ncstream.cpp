@@ -45,7 +45,13 @@ void NCostream::setLearning(bool learning) { table_->learning = learning; }
 
 void NCostream::resetObjects() { table_->forgetObjects(); }
 
-NCostream& NCostream::putText(const std::string& text) { return writeCString(text.c_str()); }
+NCostream& NCostream::writeText(const std::string& text) {
+    return write(static_cast<unsigned int>(text.size())).writeCString(text.c_str());
+}
+
+void NCostream::writeNull() { write(':').writeCString("::"); }
+
+void NCostream::writeTag(char tag, int id) { write(tag).write(id); }
 
 NCostream& NCostream::write(const NCTransObject* object) { return writeObject(object); }
 
@@ -56,19 +62,19 @@ NCostream& NCostream::writeObject(const NCTransObject* object) {
 
 NCostream& NCostream::writeTagged(const NCTransObject* object) {
     if (!object) {
-        static const std::string nullName = "::";
-        return write(':').putText(nullName);
+        writeNull();
+        return *this;
     }
     ++table_->depth;
     table_->startObject();
     const auto known = table_->objects.insert({object, table_->lastObjectId + 1});
     if (!known.added) {
-        write('@').write(known.entry->id);
+        writeTag('@', known.entry->id);
     } else {
         ++table_->lastObjectId;
         const NCTypeInfo& type = object->typeInfo();
         if (const auto* spelled = table_->types.find(NCPtrMapTraits::Entry{type.name()})) {
-            write('#').write(spelled->id);
+            writeTag('#', spelled->id);
         } else {
             ++table_->lastTypeId;
             if (table_->learning)

@@ -60,8 +60,9 @@ public:
     virtual NCostream& write(const double* values, size_t count);
     virtual NCostream& writeCString(const char* text);
 
-    // The same for a text whose length is known; it holds no NUL.
-    virtual NCostream& putText(const std::string& text);
+    // The field of an NCString: the text's length (unsigned int), then the text as a C string. It holds no
+    // NUL.
+    virtual NCostream& writeText(const std::string& text);
 
     // A field that a record holds by reference, null included: like `writeObject`, without the search among
     // members held by value, which such a field never is.
@@ -78,6 +79,10 @@ public:
 
 protected:
     NCostream(); // the binary form has no standard stream
+
+    // What stands for a null object, and in front of one whose class or body was written before.
+    virtual void writeNull();
+    virtual void writeTag(char tag, int id);
 
 private:
     NCostream& writeTagged(const NCTransObject* object);

@@ -14,10 +14,7 @@ NCString::NCString(NCistream& in) : NCObject(in) {
         in.setFailed();
 }
 
-void NCString::write(NCostream& out) const {
-    out.write(static_cast<unsigned int>(len()));
-    out.putText(text_);
-}
+void NCString::write(NCostream& out) const { out.writeText(text_); }
 
 void NCString::printOn(NCostream& out) const {
     out.write("\nClassName: NCString\n").write("len: ").write(len()).write("str: ").write(str()).write("\n");
