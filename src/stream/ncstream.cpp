@@ -56,41 +56,42 @@ void NCostream::writeTag(char tag, int id) { write(tag).write(id); }
 NCostream& NCostream::write(const NCTransObject* object) { return writeObject(object); }
 
 NCostream& NCostream::writeObject(const NCTransObject* object) {
-    table_->findMembers();
-    return writeTagged(object);
+    table_->enterAll();
+    return writeTagged(object, false);
 }
 
-NCostream& NCostream::writeTagged(const NCTransObject* object) {
+NCostream& NCostream::writeTagged(const NCTransObject* object, bool soleHolder) {
     if (!object) {
         writeNull();
         return *this;
     }
+    bool added = false;
+    const int id = table_->idOf(object, soleHolder, added);
     ++table_->depth;
-    table_->startObject();
-    const auto known = table_->objects.insert({object, table_->lastObjectId + 1});
-    if (!known.added) {
-        writeTag('@', known.entry->id);
-    } else {
-        ++table_->lastObjectId;
-        const NCTypeInfo& type = object->typeInfo();
-        if (const auto* spelled = table_->types.find(NCPtrMapTraits::Entry{type.name()})) {
-            writeTag('#', spelled->id);
-        } else {
-            ++table_->lastTypeId;
-            if (table_->learning)
-                table_->types.insert({type.name(), table_->lastTypeId});
-            write(':').writeCString(type.name());
-        }
+    if (added) {
+        writeType(object->typeInfo());
         writeFields(object);
+    } else {
+        writeTag('@', id);
     }
     if (--table_->depth == 0)
         table_->forgetObjects();
     return *this;
 }
 
+void NCostream::writeType(const NCTypeInfo& type) {
+    if (const auto* spelled = table_->types.find(NCPtrMapTraits::Entry{type.name()})) {
+        writeTag('#', spelled->id);
+        return;
+    }
+    ++table_->lastTypeId;
+    if (table_->learning)
+        table_->types.insert({type.name(), table_->lastTypeId});
+    write(':').writeCString(type.name());
+}
+
 NCostream& NCostream::writeEmbedded(const NCTransObject& member) {
-    table_->startObject();
-    table_->members.push_back({&member, ++table_->lastObjectId});
+    table_->append(&member);
     writeFields(&member);
     return *this;
 }

@@ -8,7 +8,6 @@
 #include <limits>
 #include <memory>
 #include <string>
-#include <type_traits>
 
 // Typed writer of object graphs. This class writes the text form on a standard output stream: values
 // separated by blanks, strings quoted. On the standard output and standard error streams it becomes the print
@@ -64,12 +63,11 @@ public:
     // NUL.
     virtual NCostream& writeText(const std::string& text);
 
-    // A field that a record holds by reference, null included: like `writeObject`, without the search among
-    // members held by value, which such a field never is.
+    // A field that a record holds by reference, null included: like `writeObject`, but who holds the only
+    // reference need not look whether the record was written before. Only for what the caller does hold.
     template <class T>
     NCostream& writeRecord(const T* record) {
-        static_assert(std::is_base_of_v<NCResource, T>);
-        return writeTagged(record);
+        return writeTagged(record, record && record->refCount() == 1);
     }
 
     // With false, a class that was not spelled before is spelled at each occurrence and not remembered. For
@@ -85,7 +83,8 @@ protected:
     virtual void writeTag(char tag, int id);
 
 private:
-    NCostream& writeTagged(const NCTransObject* object);
+    NCostream& writeTagged(const NCTransObject* object, bool soleHolder);
+    void writeType(const NCTypeInfo& type);
 
     template <class T>
     NCostream& writeValue(T value);

@@ -38,31 +38,57 @@ struct NCPtrSetTraits : GrowAtThreeQuarters {
 };
 using NCPtrSet = HashTable<NCPtrSetTraits>;
 
+// Most objects of a message are members held by value or records with a single holder. Nothing that is
+// written later refers to one of these, so they get an id and stay out of the table until something could.
 struct NCOutTable {
-    NCPtrMap objects{256};
-    std::vector<NCPtrMapTraits::Entry> members; // held by value; not in `objects` yet
-    int lastObjectId = -1;
+    std::vector<const void*> written; // by object id
+    NCPtrMap objects{256};            // ids of those that may be met again
+    size_t entered = 0;               // of `written`, from the start: all these are in `objects`
+    const void* outermost = nullptr;
+    bool ownersOnly = true; // so far every object within the outermost was written by who holds it
     NCPtrMap types{256};
     int lastTypeId = -1;
     bool learning = true; // new types enter `types`
     int depth = 0;        // of writeObject within writeObject
 
-    // Most objects of a message are members, and hardly ever does anything refer to one: they enter the table
-    // when something could.
-    void findMembers() {
-        for (const auto& member : members)
-            objects.insert(member);
-        members.clear();
+    // An object comes that anybody may have passed, and so may those after it.
+    void enterAll() {
+        for (; entered < written.size(); ++entered)
+            objects.insert({written[entered], static_cast<int>(entered)});
+        ownersOnly = ownersOnly && depth == 0;
     }
-    // What is forgotten leaves the table when the next object starts, not before: clearing it is what brings
+    // The id that the object has, or the next one, which `added` tells.
+    int idOf(const void* object, bool soleHolder, bool& added) {
+        forgetLastMessage();
+        if (depth == 0)
+            outermost = object;
+        auto id = static_cast<int>(written.size());
+        added = true;
+        // The holder of the only reference is written once, and this with it. But nobody need hold the
+        // outermost.
+        if (!soleHolder || !ownersOnly || object == outermost) {
+            const auto known = objects.insert({object, id});
+            id = known.entry->id;
+            added = known.added;
+        }
+        if (added)
+            written.push_back(object);
+        return id;
+    }
+    void append(const void* member) {
+        forgetLastMessage();
+        written.push_back(member);
+    }
+    // What is forgotten leaves `objects` when the next object starts, not before: clearing it is what brings
     // a large table into the cache.
-    void forgetObjects() {
-        members.clear();
-        lastObjectId = -1;
-    }
-    void startObject() {
-        if (lastObjectId == -1)
+    void forgetLastMessage() {
+        if (written.empty())
             objects.clear();
+    }
+    void forgetObjects() {
+        written.clear();
+        entered = 0;
+        ownersOnly = true;
     }
     void forgetTypes() {
         types.clear();

@@ -188,6 +188,59 @@ TEST(ObjectIds, coverMembersWrittenByValue) {
                             "3A...... 0000000C 'TRXString' 00.... 00000002 'o' 00.... 40...... 00000003");
 }
 
+// A link whose value can be set later, so that links can hold each other.
+class Ring : public DSResource {
+public:
+    void write(NCostream& out) const override { out.writeRecord(next.get()); }
+    const NCTypeInfo& typeInfo() const override { return DSLink::info; }
+
+    NCRef<Ring> next;
+};
+
+// Nobody but the ring itself holds the outermost link.
+TEST(ObjectIds, leadBackToAnOutermostObjectWithOneHolder) {
+    const std::string head = "3A...... 00000008 'DSLink' 00.. ";
+    auto* ring = new Ring;
+    ring->next = ring;
+    expectWritten(ring, head + "40...... 00000000");
+    const NCRef<Ring> held = ring;
+    ring->next = new Ring;
+    ring->next->next = ring;
+    held->unref();
+    expectWritten(ring, head + "23...... 00000000 40...... 00000000");
+    held->ref();
+    ring->next = nullptr;
+}
+
+// A record that writes what it holds and, which none of ours does, once more by the bare pointer.
+class Repeating : public NCTransObject {
+public:
+    explicit Repeating(bool bareFirst) : bareFirst_(bareFirst) {}
+    void write(NCostream& out) const override {
+        if (bareFirst_)
+            out.writeObject(held_.get()).writeRecord(held_.get());
+        else
+            out.writeRecord(held_.get()).writeObject(held_.get());
+        out.writeRecord(shared_.get()).writeRecord(alsoShared_.get());
+    }
+    const NCTypeInfo& typeInfo() const override { return DSUserInfo::info; }
+
+private:
+    bool bareFirst_;
+    NCRef<TRXString> held_ = new TRXString("h");
+    NCRef<TRXString> shared_ = new TRXString("s");
+    NCRef<TRXString> alsoShared_ = shared_;
+};
+
+TEST(ObjectIds, coverRecordsWithOneHolder) {
+    for (const bool bareFirst : {true, false}) {
+        const Repeating record(bareFirst);
+        expectWritten(&record, "3A...... 0000000C 'DSUserInfo' 00.. "
+                               "3A...... 0000000C 'TRXString' 00.... 00000002 'h' 00.... 40...... 00000001 "
+                               "23...... 00000001 00000002 's' 00.... 40...... 00000002");
+    }
+}
+
 TEST(ObjectIds, startAgainWithEachOutermostObject) {
     Carrier carrier;
     const TRXString string("s");
