@@ -3,9 +3,7 @@
 TRX_DEFINE_USER_EXCEPTION(CORBA_UnknownUserException, "CORBA::UnknownUserException",
                           "IDL:omg.org/CORBA/UnknownUserException:1.0")
 
-void CORBA_UnknownUserException::_write(TRXostream& stream) const {
-    _exception.write_members(stream);
-}
+void CORBA_UnknownUserException::_write(TRXostream& stream) const { _exception.write_members(stream); }
 
 const char* CORBA_UnknownUserException::_repository_id() const {
     try {
