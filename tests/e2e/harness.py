@@ -49,11 +49,17 @@ def own_host():
 
 
 def free_port(hosts):
-    """A port that is free for UDP at all of these addresses, below those the system hands out by itself."""
+    """A port that is free for UDP at all of these addresses, below those the system hands out by itself.
+
+    Broadcasts reach every agent of the machine on the same port, so tests that run side by side must not meet on one:
+    each process has a share of the ports of its own.
+    """
+    shares = 128
     with open("/proc/sys/net/ipv4/ip_local_port_range", encoding="ascii") as limits:
         highest = max(int(limits.read().split()[0]), 12000)
     for _ in range(200):
-        port = random.SystemRandom().randrange(10000, highest)
+        port = random.SystemRandom().randrange(10000, highest - shares)
+        port += (os.getpid() - port) % shares
         taken = []
         try:
             for host in hosts:
@@ -251,7 +257,8 @@ class Case(unittest.TestCase):
         return client
 
     def start_locd(self, host, port=0, *words, env=None):
-        """A location agent that is ready; its port is `program.port`."""
+        """A location agent that is ready; its port is `program.port`, one of this process's own without a port."""
+        port = port or free_port([host])
         program = self.start("locd", "--address", host, "--port", port, *words, env=env,
                              name=f"locd at {host}")
         program.port = int(program.wait_line(r"locd: listening on \S+ port (\d+)").group(1))
