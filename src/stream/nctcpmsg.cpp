@@ -90,6 +90,7 @@ int NCtcpstream::writeBuffer() {
         } else if (count == 0 || errno == EPIPE || meansBroken(errno)) {
             return fail(broken, "NCtcpstream::send: Connection broken");
         } else {
+            writePending_ = written_ > 0; // the next message must not start inside this one
             return failSystem("NCtcpstream::send: write");
         }
     }

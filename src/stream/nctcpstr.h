@@ -14,7 +14,8 @@ class Deadline;
 //
 // Operations return a status, which `status` keeps: 0 or one of the codes below. They never throw. With
 // `setDebug` a failure is also told on the standard error stream. An error does not close the stream: after
-// `broken` or `badObject` there is nothing left to do with the connection but to `close` it.
+// `broken` or `badObject`, or when `send` gives `systemError`, there is nothing left to do with the
+// connection but to `close` it.
 //
 // A new stream is blocking: sending and receiving then take as long as the peer does, apart from the
 // operations with a limit. A non-blocking stream does what it can and keeps the rest of a message for the
@@ -85,9 +86,9 @@ public:
     // The object of one message, with reference count 0 for the caller to hold, or null with the status
     // saying why. Octets behind a complete object are ignored.
     NCTransObject* receive();
-    // Waits for a whole message, but no longer than `seconds` in total whatever the peer does, and on a
-    // blocking stream too; negative for no limit. A message that is only partly there at the limit can be
-    // received further by a later call.
+    // Waits for a whole message, but no longer than `seconds` in total, apart from taking what has come
+    // already, and on a blocking stream too; negative for no limit. A message that is only partly there at
+    // the limit can be received further by a later call.
     NCTransObject* receive(int& status, int seconds = -1);
 
     // What is taken from this peer, `maxMessage` at the most.
