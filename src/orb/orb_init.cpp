@@ -1,6 +1,7 @@
 #include "base/exit_list.h"
 #include "invoke/settings.h"
 #include "marshal/settings.h"
+#include "marshal/typecode.h"
 #include "marshal/vexcept.h"
 #include "orb/settings.h"
 #include "orb/vorb.h"
@@ -50,6 +51,7 @@ void prepareProcess() {
     handleIfDefault(SIGINT);
     handleIfDefault(SIGTERM);
     registerExitFunction(shutDown);
+    CORBA_TypeCode::_start_up();
 }
 
 // An id as the last word has no value and is none.
