@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/refcount.h"
+#include "octet_listing.h"
 #include "stream/ncframe.h"
 #include "stream/ncobject.h"
 
@@ -14,47 +15,25 @@
 #include <string>
 #include <vector>
 
-// Messages written down as a person reads them: pairs of hexadecimal digits, text in single quotes, and `..`
-// for an octet of padding that a writer may set as it likes and a reader has to ignore. Blanks mean nothing.
+// A message as a listing.
 class Octets {
 public:
-    explicit Octets(const std::string& listing) {
-        for (size_t i = 0; i < listing.size();) {
-            const char c = listing[i];
-            if (c == ' ') {
-                ++i;
-            } else if (c == '\'') {
-                const size_t end = listing.find('\'', i + 1);
-                for (++i; i < end; ++i)
-                    add(listing[i], false);
-                ++i;
-            } else {
-                const bool padding = c == '.';
-                const std::string pair = listing.substr(i, 2);
-                add(padding ? '\xee' : static_cast<char>(std::stoi(pair, nullptr, 16)), padding);
-                i += 2;
-            }
-        }
-    }
+    explicit Octets(const std::string& listing) : listing_(listing) {}
 
-    const std::string& bytes() const { return bytes_; } // padding is noise, to see that nobody reads it
+    const std::string& bytes() const { return listing_.octets(); }
 
     // Empty when equal, else what differs first.
     std::string differenceFrom(const std::string& encoded) const {
-        for (size_t i = 0; i < bytes_.size() && i < encoded.size(); ++i) {
-            if (!padding_[i] && bytes_[i] != encoded[i])
-                return "at " + std::to_string(i) + ": " + hex(encoded, i) + "instead of " + hex(bytes_, i);
+        for (size_t i = 0; i < bytes().size() && i < encoded.size(); ++i) {
+            if (listing_.isFixed(i) && bytes()[i] != encoded[i])
+                return "at " + std::to_string(i) + ": " + hex(encoded, i) + "instead of " + hex(bytes(), i);
         }
-        return bytes_.size() == encoded.size() ? ""
-                                               : "length " + std::to_string(encoded.size()) + " instead of " +
-                                                     std::to_string(bytes_.size());
+        return bytes().size() == encoded.size() ? ""
+                                                : "length " + std::to_string(encoded.size()) +
+                                                      " instead of " + std::to_string(bytes().size());
     }
 
 private:
-    void add(char octet, bool padding) {
-        bytes_.push_back(octet);
-        padding_.push_back(padding);
-    }
     static std::string hex(const std::string& from, size_t at) {
         std::string text;
         char pair[4];
@@ -65,8 +44,7 @@ private:
         return text;
     }
 
-    std::string bytes_;
-    std::vector<bool> padding_;
+    OctetListing listing_;
 };
 
 // A word in a listing.

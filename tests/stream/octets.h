@@ -1,5 +1,6 @@
 #pragma once
 
+#include "octet_listing.h"
 #include "stream/ncipcbuf.h"
 
 #include <gtest/gtest.h>
@@ -9,25 +10,12 @@
 #include <string>
 #include <vector>
 
-// Octets as a person writes them down: `3A 00`, `..` for padding that nobody looks at, 'text' for its
-// characters.
+// A message as a listing.
 class Octets {
 public:
-    explicit Octets(const std::string& pattern) {
-        std::istringstream tokens(pattern);
-        for (std::string token; tokens >> token;) {
-            if (token.front() == '\'') {
-                for (char c : token.substr(1, token.size() - 2))
-                    add(static_cast<uint8_t>(c), true);
-            } else if (token == "..") {
-                add(padding, false);
-            } else {
-                add(static_cast<uint8_t>(std::stoul(token, nullptr, 16)), true);
-            }
-        }
-    }
+    explicit Octets(const std::string& listing)
+        : listing_(listing), bytes_(listing_.octets().begin(), listing_.octets().end()) {}
 
-    // Padding holds something that no reader may take for data.
     std::vector<uint8_t>& bytes() { return bytes_; }
     const std::vector<uint8_t>& bytes() const { return bytes_; }
     uint32_t size() const { return static_cast<uint32_t>(bytes_.size()); }
@@ -35,7 +23,7 @@ public:
     ::testing::AssertionResult match(const uint8_t* data, size_t size) const {
         std::ostringstream wrong;
         for (size_t i = 0; i < std::max(size, bytes_.size()); ++i) {
-            if (i >= size || i >= bytes_.size() || (fixed_[i] && bytes_[i] != data[i]))
+            if (i >= size || i >= bytes_.size() || (listing_.isFixed(i) && bytes_[i] != data[i]))
                 wrong << " [" << i << "]=" << (i < size ? std::to_string(data[i]) : "none");
         }
         if (wrong.str().empty())
@@ -47,15 +35,8 @@ public:
     }
 
 private:
-    static constexpr uint8_t padding = 0xEE;
-
-    void add(uint8_t byte, bool fixed) {
-        bytes_.push_back(byte);
-        fixed_.push_back(fixed);
-    }
-
+    OctetListing listing_;
     std::vector<uint8_t> bytes_;
-    std::vector<bool> fixed_;
 };
 
 // Makes the octets the data of the buffer's read area. They are copied to an area of exactly their size, so
