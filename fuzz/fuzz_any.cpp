@@ -23,6 +23,7 @@ void checkWire(const CORBA_Any& any) {
     CORBA_Any again;
     in >> again;
     require(in.offset() == out.offset(), "an Any is read to its end");
+    any.write_members(out);
     require(equal(any, again), "an Any survives its wire form");
 }
 
@@ -30,6 +31,7 @@ void checkCopy(const CORBA_Any& any) {
     try {
         const CORBA_Any copy(any);
         require(equal(any, copy), "a copy equals the original");
+        require(any.hash() == copy.hash(), "a copy has the original's hash");
     } catch (const CORBA_INTERNAL&) {
         // a kind that has no values
     }

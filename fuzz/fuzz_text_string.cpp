@@ -1,7 +1,8 @@
-// The input is text: strings in their text form, and a string for a buffer of limited size.
+// The input is text: strings in their text form, a string for a buffer of limited size, and an Any.
 
 #include "fuzzing.h"
 
+#include "marshal/any.h"
 #include "marshal/vstr.h"
 #include "marshal/vstream.h"
 
@@ -41,12 +42,25 @@ void readIntoBuffer(const std::string& input) {
     require(std::string_view(buffer + sizeof buffer - 8, 8) == "xxxxxxxx", "a buffer keeps its bounds");
 }
 
+void readAny(const std::string& input) {
+    std::istringstream text(input);
+    TRXistream in(text);
+    CORBA_Any any;
+    try {
+        in >> any;
+    } catch (const CORBA_SystemException&) {
+        // neither a type nor a value of it
+    }
+}
+
 } // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     silenceComplaints();
+    CORBA_TypeCode::_start_up();
     const std::string input(reinterpret_cast<const char*>(data), size);
     readStrings(input);
     readIntoBuffer(input);
+    readAny(input);
     return 0;
 }

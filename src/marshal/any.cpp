@@ -4,6 +4,7 @@
 #include "marshal/vior.h"
 #include "marshal/vobject.h"
 
+#include <cwchar>
 #include <functional>
 
 namespace {
@@ -123,9 +124,8 @@ void CORBA_Any::replace(CORBA_TypeCode* type, void* value, CORBA_Boolean release
     const CORBA_ULong size = tcFixedSize(kind);
     _length = size > 0 ? static_cast<CORBA_Long>(size) : -1;
     _value = value;
-    if (value)
-        _release = release;
-    else
+    _release = release;
+    if (!value)
         emptyValue(kind);
 }
 
@@ -136,6 +136,8 @@ void CORBA_Any::emptyValue(CORBA_TCKind kind) {
         _value = _tc_null;
     else if (tcFixedSize(kind) > 0)
         _value = std::memset(_small, 0, sizeof _small);
+    if (_value)
+        _release = 1;
 }
 
 void CORBA_Any::replace(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer) {
@@ -146,8 +148,10 @@ void CORBA_Any::replace(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer) {
         takeOctets(type, buffer);
         return;
     }
-    CORBA_MarshalInBuffer value(buffer.data(), buffer.offset(), !buffer.own());
+    CORBA_MarshalInBuffer value(buffer.data(), buffer.offset());
     read_value(value, type);
+    if (!buffer.own())
+        CORBA_string_free(buffer.data());
 }
 
 void CORBA_Any::takeOctets(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer) {
@@ -186,12 +190,23 @@ void CORBA_Any::copyFrom(const CORBA_Any& other) {
     _adopt(other._tc, value, other._length, other._id_in_front);
 }
 
+// The length of a bounded text is its bound: what the text leaves of it counts as zeros.
+size_t CORBA_Any::octetsToHash() const {
+    const auto length = static_cast<size_t>(_length);
+    switch (_tc->_unaliased()->kind()) {
+    case tk_string: return std::min(length, std::strlen(_text()));
+    case tk_wstring:
+        return std::min(length, std::wcslen(static_cast<const CORBA_WChar*>(_value)) * sizeof(CORBA_WChar));
+    default: return length;
+    }
+}
+
 CORBA_ULong CORBA_Any::hash() const {
     if (_length < 1 || !_value)
         return 0;
     auto hash = static_cast<CORBA_ULong>(_length);
     const auto* octets = static_cast<const signed char*>(_value);
-    for (CORBA_Long i = 0; i < _length; ++i)
+    for (size_t i = 0, count = octetsToHash(); i < count; ++i)
         hash ^= static_cast<CORBA_ULong>(CORBA_Long{octets[i]});
     return hash;
 }

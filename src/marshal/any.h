@@ -33,8 +33,8 @@ public:
     CORBA_Any(CORBA_TypeCode* type, void* value, CORBA_Boolean release = 0) : CORBA_Any() {
         replace(type, value, release);
     }
-    // The value that has been marshalled into the buffer. The octets of a constructed value are copied, or
-    // taken over from a buffer that does not own them.
+    // The value that has been marshalled into the buffer. The octets are copied; a buffer that does not own
+    // them gives them up, and has them from CORBA_string_alloc.
     CORBA_Any(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer) : CORBA_Any() { replace(type, buffer); }
     ~CORBA_Any() { freeAll(); }
 
@@ -87,9 +87,6 @@ public:
     struct from_char {
         CORBA_Char value;
     };
-    struct from_wchar {
-        CORBA_WChar value;
-    };
     // With `nocopy` the Any refers to the caller's text. Otherwise it keeps the first `bound` characters.
     struct from_string {
         char* value;
@@ -127,6 +124,11 @@ public:
     CORBA_TypeCode* _type() const { return _tc; }
     const void* _representation() const { return _value; }
     bool _carries_id() const { return _id_in_front; } // the octets begin with an exception's repository id
+    // The octets of a constructed value.
+    CORBA_MarshalInBuffer _octets() const {
+        return {static_cast<const char*>(_value),
+                _value && _length > 0 ? static_cast<CORBA_ULong>(_length) : 0};
+    }
     template <class T>
     T _as() const {
         T value;
@@ -173,15 +175,16 @@ private:
     void freeAll();
     void swap(CORBA_Any& other) noexcept;
     void emptyValue(CORBA_TCKind kind);
+    size_t octetsToHash() const;
     void takeOctets(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer);
 
     CORBA_TypeCode* _tc = _tc_null;
     void* _value = nullptr;
     CORBA_Long _length = 0;
-    CORBA_ULong _ref_count = 1;
-    alignas(8) unsigned char _small[8] = {}; // where values of a fixed size live
     CORBA_Boolean _release = 1;
     bool _id_in_front = false;
+    CORBA_ULong _ref_count = 1;
+    alignas(8) unsigned char _small[8] = {}; // where values of a fixed size live
 };
 
 void CORBA_release(CORBA_Any* any);
@@ -200,13 +203,17 @@ void operator<<=(CORBA_Any& any, CORBA_Double value);
 void operator<<=(CORBA_Any& any, CORBA_Any::from_boolean value);
 void operator<<=(CORBA_Any& any, CORBA_Any::from_octet value);
 void operator<<=(CORBA_Any& any, CORBA_Any::from_char value);
-void operator<<=(CORBA_Any& any, CORBA_Any::from_wchar value);
+void operator<<=(CORBA_Any& any, CORBA_WChar value);
 void operator<<=(CORBA_Any& any, const char* text); // copied
 void operator<<=(CORBA_Any& any, CORBA_Any::from_string text);
 void operator<<=(CORBA_Any& any, CORBA_Any::from_wstring text);
 void operator<<=(CORBA_Any& any, const CORBA_Any& value); // copied, as a value of type _tc_any
 void operator<<=(CORBA_Any& any, CORBA_TypeCode* type);   // one more reference
 void operator<<=(CORBA_Any& any, CORBA_Object* object);   // likewise; null as a CORBA::Object
+// These would go in as numbers: the wrappers above say what they are.
+template <class T>
+requires(std::same_as<T, bool> || (std::integral<T> && sizeof(T) == 1)) void operator<<=(CORBA_Any& any,
+                                                                                         T value) = delete;
 
 // False, with the target untouched, unless the Any's own type is of the right kind: an alias of long does not
 // come out as a long.
@@ -229,7 +236,8 @@ bool operator>>=(const CORBA_Any& any, CORBA_Any& value);      // a copy
 bool operator>>=(const CORBA_Any& any, CORBA_TypeCode*& type); // the caller's
 bool operator>>=(const CORBA_Any& any, CORBA_Object*& object); // the caller's
 
-// A constructed type inserts itself in its marshalled form, and comes out when the types are equal.
+// A constructed type inserts itself in its marshalled form, and comes out when the types are equal. An
+// exception comes out as its own class only: others may have members of the same types.
 template <class T>
 void insertMarshalled(CORBA_Any& any, CORBA_TypeCode* type, const T& value) {
     CORBA_MarshalOutBuffer buffer(255);
@@ -240,9 +248,19 @@ template <class T>
 bool extractMarshalled(const CORBA_Any& any, CORBA_TypeCode* type, T& value) {
     if (!type->equal(any._type()) || !any._representation())
         return false;
-    CORBA_MarshalInBuffer buffer(static_cast<const char*>(any._representation()),
-                                 static_cast<CORBA_ULong>(std::max(any.length(), CORBA_Long{0})));
-    buffer >> value;
+    CORBA_MarshalInBuffer octets = any._octets();
+    octets >> value;
+    return true;
+}
+template <std::derived_from<CORBA_Exception> T>
+bool extractMarshalled(const CORBA_Any& any, CORBA_TypeCode* type, T& value) {
+    if (!type->equal(any._type()) || !any._representation())
+        return false;
+    CORBA_MarshalInBuffer octets = any._octets();
+    const char* id = any._carries_id() ? octets.string_in_place() : any._type()->_unaliased()->_plain_id();
+    if (CORBA_string_compare(id, T::_descriptor().repository_id()) != 0)
+        return false;
+    value._read(octets);
     return true;
 }
 

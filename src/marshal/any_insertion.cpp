@@ -48,7 +48,7 @@ void operator<<=(CORBA_Any& any, CORBA_Double value) { any._store(_tc_double, va
 void operator<<=(CORBA_Any& any, CORBA_Any::from_boolean value) { any._store(_tc_boolean, value.value); }
 void operator<<=(CORBA_Any& any, CORBA_Any::from_octet value) { any._store(_tc_octet, value.value); }
 void operator<<=(CORBA_Any& any, CORBA_Any::from_char value) { any._store(_tc_char, value.value); }
-void operator<<=(CORBA_Any& any, CORBA_Any::from_wchar value) { any._store(_tc_wchar, value.value); }
+void operator<<=(CORBA_Any& any, CORBA_WChar value) { any._store(_tc_wchar, value); }
 
 void operator<<=(CORBA_Any& any, const char* text) {
     char* copy = CORBA_string_dup(text);
@@ -148,9 +148,11 @@ bool operator>>=(const CORBA_Any& any, CORBA_Object*& object) {
     return true;
 }
 
+// Never destroyed: Anys of static lifetime may hold it to the end.
 CORBA_TypeCode* TRXOctetSequenceType() {
-    static CORBA_TypeCode sequence(tk_sequence, 0, _tc_octet, true);
-    static CORBA_TypeCode type("IDL:CORBA_OctetSequence:1.0", "CORBA_OctetSequence", &sequence, true);
+    static CORBA_TypeCode& sequence = *new CORBA_TypeCode(tk_sequence, 0, _tc_octet, true);
+    static CORBA_TypeCode& type =
+        *new CORBA_TypeCode("IDL:CORBA_OctetSequence:1.0", "CORBA_OctetSequence", &sequence, true);
     return &type;
 }
 

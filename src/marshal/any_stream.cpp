@@ -9,11 +9,6 @@ namespace {
 
 using Purpose = TRXValueWalk::Purpose;
 
-CORBA_MarshalInBuffer octetsOf(const CORBA_Any& any) {
-    const auto size = static_cast<CORBA_ULong>(std::max(any.length(), CORBA_Long{0}));
-    return {static_cast<const char*>(any._representation()), any._representation() ? size : 0};
-}
-
 void writeBasic(TRXostream& stream, CORBA_TCKind kind, const CORBA_Any& any) {
     switch (kind) {
     case tk_short: stream << any._as<CORBA_Short>(); break;
@@ -48,14 +43,14 @@ void writeObject(TRXostream& stream, CORBA_TCKind kind, const CORBA_Any& any) {
 
 // Without the id that stands in front of an exception's members.
 void writeMembers(TRXostream& stream, const CORBA_TypeCode& type, const CORBA_Any& any) {
-    CORBA_MarshalInBuffer octets = octetsOf(any);
+    CORBA_MarshalInBuffer octets = any._octets();
     if (any._carries_id())
         octets.string_in_place();
     TRXValueWalk(octets, stream, Purpose::write).walk(&type);
 }
 
 const char* exceptionId(const CORBA_TypeCode& type, const CORBA_Any& any) {
-    return any._carries_id() ? octetsOf(any).string_in_place() : type._plain_id();
+    return any._carries_id() ? any._octets().string_in_place() : type._plain_id();
 }
 
 template <class T>
@@ -146,12 +141,14 @@ void CORBA_Any::write_members(TRXostream& stream) const {
 }
 
 void CORBA_Any::read_value(TRXistream& stream, CORBA_TypeCode* type) {
+    if (!type)
+        throw CORBA_BAD_PARAM();
     const CORBA_TCKind kind = type->_unaliased()->kind();
     if (readFixed(*this, stream, type, kind))
         return;
     switch (kind) {
     case tk_null:
-    case tk_void: replace(type, nullptr); break;
+    case tk_void: _adopt(type, nullptr, 0); break;
     case tk_any: readHeld<CORBA_Any>(*this, stream, type); break;
     case tk_TypeCode: readHeld<CORBA_TypeCode>(*this, stream, type); break;
     case tk_objref: readHeld<CORBA_Object>(*this, stream, type); break;
@@ -213,7 +210,7 @@ void printValue(TRXostream& stream, const CORBA_Any& any) {
         writeObject(stream, type->kind(), any);
         return;
     }
-    CORBA_MarshalInBuffer octets = octetsOf(any);
+    CORBA_MarshalInBuffer octets = any._octets();
     if (any._carries_id())
         stream << octets.string_in_place();
     TRXValueWalk(octets, stream, Purpose::print).walk(type);

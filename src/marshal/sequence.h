@@ -14,7 +14,9 @@
 //
 // A generated sequence derives and adds its name:
 //
-//     class NameSeq : public TRXSequence<char*, TRXStringElement> { public: using TRXSequence::TRXSequence;
+//     class NameSeq : public TRXSequence<char*, TRXStringElement> {
+//     public:
+//         using TRXSequence::TRXSequence;
 //     };
 //
 // The `_var` and `_ptr` forms of a sequence share one object by its reference count.
@@ -162,8 +164,8 @@ private:
     Stored* _buffer = nullptr;
     CORBA_ULong _length = 0;
     CORBA_ULong _maximum = 0;
-    CORBA_ULong _ref_count = 1;
     bool _release = true;
+    CORBA_ULong _ref_count = 1;
 };
 
 template <class T, class Element>
@@ -209,6 +211,8 @@ void TRXSequence<T, Element>::readFromText(TRXistream& stream, CORBA_ULong count
         Element::read(stream, _buffer[_length]);
         ++_length;
     }
+    if constexpr (Element::plain)
+        std::fill(_buffer + _length, _buffer + _maximum, Stored());
 }
 
 template <class T, class Element>

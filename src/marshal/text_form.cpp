@@ -56,7 +56,7 @@ char readEscape(std::istream& stream) {
     if (letter != EOF)
         stream.unget();
     int code = 0;
-    stream >> std::dec >> code;
+    readDecimal(stream, code);
     return static_cast<char>(code);
 }
 

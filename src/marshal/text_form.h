@@ -2,9 +2,18 @@
 
 #include "marshal/types.h"
 
-#include <iosfwd>
+#include <istream>
 #include <string>
 #include <string_view>
+
+// A number in decimal, whatever base the stream is set to; 0 for what is none or does not fit.
+template <class T>
+void readDecimal(std::istream& stream, T& value) {
+    const auto flags = stream.flags(std::ios::dec | std::ios::skipws);
+    if (!(stream >> value))
+        value = 0;
+    stream.flags(flags);
+}
 
 // The quoted text of strings in a text stream: "..." and a newline, with the escapes that keep it on one line
 // and free of braces.

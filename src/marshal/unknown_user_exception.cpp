@@ -6,9 +6,11 @@ TRX_DEFINE_USER_EXCEPTION(CORBA_UnknownUserException, "CORBA::UnknownUserExcepti
 void CORBA_UnknownUserException::_write(TRXostream& stream) const { _exception.write_members(stream); }
 
 const char* CORBA_UnknownUserException::_repository_id() const {
+    const char* id = nullptr;
     try {
-        return _exception._type()->id();
+        id = _exception._type()->id();
     } catch (const CORBA_Exception&) {
-        return CORBA_UNKNOWN::_descriptor().repository_id();
+        // of a kind that has no id
     }
+    return id && *id ? id : CORBA_UNKNOWN::_descriptor().repository_id();
 }

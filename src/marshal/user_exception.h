@@ -20,8 +20,10 @@ struct TRXExceptionMember {
 //     public:
 //         Reason reason{};
 //         static constexpr const char* _scoped_name = "ObjLocation::Fail";
-//         static constexpr auto _members() { return std::tuple{TRXExceptionMember{"reason", &Fail::reason}};
-//         } static const CORBA_ExceptionDesc& _descriptor();
+//         static constexpr auto _members() {
+//             return std::tuple{TRXExceptionMember{"reason", &Fail::reason}};
+//         }
+//         static const CORBA_ExceptionDesc& _descriptor();
 //     };
 //
 // One without members leaves `_members` out. The unit that defines it adds

@@ -259,9 +259,7 @@ bool TRXValueWalk::moveArray(CORBA_ULong count) {
     constexpr CORBA_ULong octetsEach = std::is_same_v<T, CORBA_WChar> ? 2 : sizeof(T);
     if (_in.stream() || (std::is_same_v<T, CORBA_Char> && _out.stream()))
         return false;
-    const uint64_t octets = uint64_t{count} * octetsEach;
-    if (_purpose == Purpose::copy && (octets > UINT32_MAX || !_in.has(static_cast<CORBA_ULong>(octets))))
-        throw CORBA_MARSHAL();
+    expectArray(octetsEach, count);
     const bool sameInMemory =
         octetsEach == sizeof(T) && _buffer && _buffer->byte_order() == hostByteOrder &&
         reinterpret_cast<uintptr_t>(_buffer->data() + _buffer->offset() - _buffer->align() % sizeof(T)) %
@@ -275,6 +273,18 @@ bool TRXValueWalk::moveArray(CORBA_ULong count) {
     return true;
 }
 
+// What ends too soon is a fault of the stream, and on the way out, behind its first element, one of whoever
+// made the Any.
+void TRXValueWalk::expectArray(CORBA_ULong octetsEach, CORBA_ULong count) const {
+    const CORBA_ULong padding = _buffer ? -_buffer->align() & (octetsEach - 1) : 0;
+    const uint64_t octets = padding + uint64_t{count} * octetsEach;
+    if (octets <= UINT32_MAX && _in.has(static_cast<CORBA_ULong>(octets)))
+        return;
+    if (_purpose == Purpose::write && _in.has(padding + octetsEach))
+        throw CORBA_BAD_PARAM();
+    throw CORBA_MARSHAL();
+}
+
 // The first one by itself, which passes the padding, and all others straight from memory.
 template <class T>
 void TRXValueWalk::moveInPlace(CORBA_ULong count) {
@@ -283,8 +293,6 @@ void TRXValueWalk::moveInPlace(CORBA_ULong count) {
     _out << first;
     const CORBA_ULong offset = _buffer->offset();
     const uint64_t octets = uint64_t{count - 1} * sizeof(T);
-    if (octets > _buffer->size() - offset)
-        throw CORBA_BAD_PARAM();
     const char* place = _buffer->data() + offset;
     if constexpr (std::is_same_v<T, CORBA_Char>)
         _out.write_raw(place, count - 1);

@@ -22,7 +22,7 @@ public:
     TRXValueWalk(TRXistream& in, TRXostream& out, Purpose purpose);
 
     // One value. A discriminator that selects no member raises CORBA_BAD_PARAM, one of a kind that none may
-    // be of CORBA_INTERNAL, an array that ends beyond an Any's octets CORBA_BAD_PARAM.
+    // be of CORBA_INTERNAL, an array whose end lies beyond an Any's octets CORBA_BAD_PARAM.
     void walk(const CORBA_TypeCode* type);
     // The members of a struct or exception.
     void walkMembers(const CORBA_TypeCode& type);
@@ -48,6 +48,7 @@ private:
     bool moveElements(CORBA_TCKind kind, CORBA_ULong count);
     template <class T>
     bool moveArray(CORBA_ULong count);
+    void expectArray(CORBA_ULong octetsEach, CORBA_ULong count) const;
     template <class T>
     void moveInPlace(CORBA_ULong count);
     template <class T>

@@ -20,6 +20,27 @@ int compareText(const Char* a, const Char* b, Order order) {
     return order(a, b);
 }
 
+// How many octets follow the first one of a character, and what the first one begins with.
+struct Utf8Form {
+    char32_t limit;
+    int following;
+    unsigned char mark;
+};
+constexpr Utf8Form utf8Forms[] = {{0x80, 0, 0x00}, {0x800, 1, 0xc0}, {0x10000, 2, 0xe0}, {0x110000, 3, 0xf0}};
+
+// What is no character of any alphabet shows as U+FFFD.
+void writeUtf8(std::ostream& stream, char32_t character) {
+    const bool surrogate = character >= 0xd800 && character < 0xe000;
+    if (surrogate || character >= 0x110000)
+        character = 0xfffd;
+    const Utf8Form* form = utf8Forms;
+    while (character >= form->limit)
+        ++form;
+    stream.put(static_cast<char>(form->mark | (character >> (6 * form->following))));
+    for (int rest = form->following - 1; rest >= 0; --rest)
+        stream.put(static_cast<char>(0x80 | ((character >> (6 * rest)) & 0x3f)));
+}
+
 } // namespace
 
 constinit char* const TRXNullString = const_cast<char*>(emptyString);
@@ -57,18 +78,7 @@ int CORBA_wstring_compare(const CORBA_WChar* a, const CORBA_WChar* b) {
     return compareText(a, b, std::wcscmp);
 }
 
-TRXistream& operator>>(TRXistream& stream, CORBA_WString_var& string) {
-    CORBA_WChar*& target = string.out();
-    CORBA_ULong count = 0;
-    stream >> count;
-    if (!stream.has(count))
-        throw CORBA_MARSHAL();
-    CORBA_WString_var text(CORBA_wstring_alloc(count));
-    stream.read(text.inout(), count);
-    text.inout()[count] = 0; // a peer need not have sent the end
-    target = text._retn();
-    return stream;
-}
+TRXistream& operator>>(TRXistream& stream, CORBA_WString_var& string) { return stream >> string.out(); }
 
 TRXostream& operator<<(TRXostream& stream, const CORBA_WString_var& string) {
     const CORBA_WChar* text = string.in() ? string.in() : L"";
@@ -80,6 +90,12 @@ TRXostream& operator<<(TRXostream& stream, const CORBA_WString_var& string) {
 
 std::ostream& operator<<(std::ostream& stream, const CORBA_String_var& string) {
     return stream << (string.in() ? string.in() : "(null)");
+}
+
+std::ostream& operator<<(std::ostream& stream, const CORBA_WString_var& string) {
+    for (const CORBA_WChar* next = string.in() ? string.in() : L"(null)"; *next; ++next)
+        writeUtf8(stream, static_cast<char32_t>(*next));
+    return stream;
 }
 
 std::wostream& operator<<(std::wostream& stream, const CORBA_WString_var& string) {

@@ -60,7 +60,8 @@ public:
     ~TRXStringHolder() { Text::free(_ptr); }
 
     TRXStringHolder& operator=(Char* owned) {
-        Text::free(std::exchange(_ptr, owned));
+        if (owned != _ptr)
+            Text::free(std::exchange(_ptr, owned));
         return *this;
     }
     TRXStringHolder& operator=(const Char* borrowed) { return *this = Text::dup(borrowed); }
@@ -100,6 +101,7 @@ inline TRXistream& operator>>(TRXistream& stream, CORBA_String_var& string) {
 TRXistream& operator>>(TRXistream& stream, CORBA_WString_var& string);
 TRXostream& operator<<(TRXostream& stream, const CORBA_WString_var& string);
 
-// The plain text, "(null)" for a null pointer.
+// The plain text, "(null)" for a null pointer. A wide string on a narrow stream is written in UTF-8.
 std::ostream& operator<<(std::ostream& stream, const CORBA_String_var& string);
+std::ostream& operator<<(std::ostream& stream, const CORBA_WString_var& string);
 std::wostream& operator<<(std::wostream& stream, const CORBA_WString_var& string);

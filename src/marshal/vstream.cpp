@@ -10,12 +10,13 @@
 #include <istream>
 #include <ostream>
 #include <string>
+#include <type_traits>
 
 namespace {
 
 // What stands behind a value. At the end of the text there is nothing, which is no fault of the value.
 void skipOne(std::istream& stream) {
-    if (stream.good())
+    if (stream.good() && stream.peek() != EOF)
         stream.get();
 }
 
@@ -64,7 +65,10 @@ TRXostream::Cleanup TRXostream::cleanup() const { return _cleanup; }
 
 template <class T>
 TRXostream& TRXostream::print(T value) {
-    *_strm << value << ' ';
+    if constexpr (std::is_integral_v<T>)
+        *_strm << std::to_string(value) << ' '; // decimal, whatever the stream is set to
+    else
+        *_strm << value << ' ';
     return *this;
 }
 
@@ -82,7 +86,7 @@ TRXostream& TRXostream::operator<<(const char* string) {
         return *this;
     }
     const size_t size = string ? std::strlen(string) + 1 : 0;
-    *_strm << size;
+    *_strm << std::to_string(size);
     if (size < 2)
         *_strm << ' ';
     else
@@ -192,8 +196,7 @@ CORBA_Long TRXistream::position() const { return _stored; }
 
 template <class T>
 TRXistream& TRXistream::scan(T& value) {
-    value = 0;
-    *_strm >> value;
+    readDecimal(*_strm, value);
     skipOne(*_strm);
     return *this;
 }
@@ -208,7 +211,8 @@ TRXistream& TRXistream::scanAll(T* array, CORBA_ULong count) {
 TRXistream& TRXistream::operator>>(char*& string) {
     string = nullptr;
     CORBA_ULong size = 0;
-    if (!(*_strm >> size) || size < 2) {
+    readDecimal(*_strm, size);
+    if (size < 2) {
         skipOne(*_strm);
         if (size == 1)
             string = CORBA_string_dup("");

@@ -50,7 +50,7 @@ TEST(Any, tellsApartWhatIsOneTypeInCpp) {
     EXPECT_FALSE(any >>= CORBA_Any::to_boolean{boolean});
     EXPECT_TRUE(any >>= CORBA_Any::to_char{character});
     EXPECT_EQ(character, 'x');
-    any <<= CORBA_Any::from_wchar{L'\x3b1'};
+    any <<= L'\x3b1';
     EXPECT_EQ(any.length(), 4);
     EXPECT_TRUE(any >>= CORBA_Any::to_wchar{wide});
     EXPECT_EQ(wide, L'\x3b1');
@@ -92,6 +92,18 @@ TEST(Any, keepsBoundedTextOrRefersToIt) {
     EXPECT_STREQ(out, L"wi");
     any <<= CORBA_Any::from_wstring{wide, 5, 1};
     EXPECT_EQ(any._representation(), wide);
+}
+
+TEST(Any, hashesATextButNotWhatItsBoundLeaves) {
+    CORBA_Any any;
+    any <<= CORBA_Any::from_string{const_cast<char*>("ab"), 4000};
+    EXPECT_EQ(any.hash(), 4000u ^ 'a' ^ 'b');
+    EXPECT_EQ(CORBA_Any(any).hash(), any.hash());
+    any <<= CORBA_Any::from_wstring{const_cast<CORBA_WChar*>(L"a"), 4000};
+    EXPECT_EQ(any.hash(), 4001u ^ 'a');
+    EXPECT_EQ(CORBA_Any(any).hash(), any.hash());
+    any <<= CORBA_Short{-2}; // each octet counts as signed
+    EXPECT_EQ(any.hash(), 2u ^ 0xfffffffeu ^ 0xffffffffu);
 }
 
 TEST(Any, holdsAnysTypeCodesAndOctets) {

@@ -124,6 +124,28 @@ TEST(CdrOutput, outgrowsTheCallersMemory) {
     EXPECT_TRUE(out.own());
 }
 
+// As the size of a message is filled in when its end is known.
+TEST(CdrOutput, goesBackWithoutMovingInTheStream) {
+    CORBA_MarshalOutBuffer out(255);
+    out << CORBA_Octet{1} << CORBA_Octet{2};
+    out.seek(0);
+    out << CORBA_Short{-1};
+    EXPECT_EQ(hex(out), "ffff");
+    EXPECT_EQ(out.align(), 4u);
+    out.rewind_offset();
+    EXPECT_EQ(out.align(), 4u);
+    out << 'x';
+    out.reset_align(); // an encapsulation that is written in place
+    out << 5;
+    EXPECT_EQ(hex(out), digits("78 05000000"));
+}
+
+TEST(CdrOutput, givesBackMemoryThatItWasGiven) {
+    CORBA_MarshalOutBuffer out(CORBA_string_alloc(2), 2, 1);
+    out << 1 << 2;
+    EXPECT_EQ(hex(out), digits("01000000 02000000"));
+}
+
 TEST(CdrInput, readsBothByteOrdersOfEachPrimitive) {
     const auto check = [](CORBA_Octet order, std::string_view hexadecimal) {
         Source source(hexadecimal, order);
@@ -203,6 +225,12 @@ TEST(CdrInput, alignsByTheStreamAndNotByTheBuffer) {
     EXPECT_EQ(source.in().seek(4), 12u);
     EXPECT_EQ(source.in().align(), 4u);
     EXPECT_THROW(source.in().seek(13), CORBA_BAD_PARAM);
+    source.in().rewind_offset();
+    EXPECT_EQ(source.in().align(), 0u);
+    source.in().get();
+    source.in().reset_align();
+    EXPECT_EQ(source.in().align(), 0u);
+    EXPECT_EQ(source.in().offset(), 1u);
     source.in().rewind();
     EXPECT_EQ(source.in().position(), 0);
 }

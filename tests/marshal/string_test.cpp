@@ -67,6 +67,9 @@ TEST(StringVar, printsNullAsText) {
     std::wostringstream wide;
     wide << CORBA_WString_var(L"wide") << CORBA_WString_var();
     EXPECT_EQ(wide.str(), L"wide(null)");
+    std::ostringstream encoded;
+    encoded << CORBA_WString_var(L"z\u00e9\u20ac\U0001f600") << CORBA_WString_var();
+    EXPECT_EQ(encoded.str(), "z\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80(null)");
 }
 
 } // namespace

@@ -128,10 +128,36 @@ TEST(TextInput, doesNotTrustALength) {
     in >> string;
     EXPECT_STREQ(string, "");
     std::istringstream wide("4294967295 97 98 ");
-    wchar_t* text = nullptr;
-    TRXistream(wide) >> text;
-    const CORBA_WString_var holder(text);
-    EXPECT_EQ(std::wstring(text).substr(0, 2), L"ab");
+    CORBA_WString_var holder;
+    TRXistream fromWide(wide);
+    fromWide >> holder;
+    EXPECT_EQ(std::wstring(holder).substr(0, 2), L"ab");
+    std::istringstream huge("99999999999 ");
+    CORBA_ULong count = 1;
+    TRXistream(huge) >> count;
+    EXPECT_EQ(count, 0u);
+}
+
+TEST(TextInput, needsNothingBehindItsLastValue) {
+    std::istringstream text("4\"abc\"");
+    CORBA_String_var string;
+    TRXistream in(text);
+    in >> string;
+    EXPECT_STREQ(string, "abc");
+    EXPECT_FALSE(text.fail());
+}
+
+TEST(TextForm, isDecimalOnStreamsThatAreSetToAnother) {
+    std::stringstream text;
+    text << std::hex << std::showbase;
+    TRXostream(text) << 255 << "0123456789abcdef";
+    EXPECT_EQ(text.str(), "255 17\"0123456789abcdef\"\n");
+    int number = 0;
+    CORBA_String_var string;
+    TRXistream in(text);
+    in >> number >> string;
+    EXPECT_EQ(number, 255);
+    EXPECT_STREQ(string, "0123456789abcdef");
 }
 
 TEST(TypecodePositions, areRememberedUntilReset) {
