@@ -190,8 +190,9 @@ void CORBA_Any::copyFrom(const CORBA_Any& other) {
     _adopt(other._tc, value, other._length, other._id_in_front);
 }
 
-// The length of a bounded text is its bound: what the text leaves of it counts as zeros.
-size_t CORBA_Any::octetsToHash() const {
+size_t CORBA_Any::_size() const {
+    if (_length < 1 || !_value)
+        return 0;
     const auto length = static_cast<size_t>(_length);
     switch (_tc->_unaliased()->kind()) {
     case tk_string: return std::min(length, std::strlen(_text()));
@@ -206,7 +207,7 @@ CORBA_ULong CORBA_Any::hash() const {
         return 0;
     auto hash = static_cast<CORBA_ULong>(_length);
     const auto* octets = static_cast<const signed char*>(_value);
-    for (size_t i = 0, count = octetsToHash(); i < count; ++i)
+    for (size_t i = 0, size = _size(); i < size; ++i)
         hash ^= static_cast<CORBA_ULong>(CORBA_Long{octets[i]});
     return hash;
 }

@@ -124,6 +124,9 @@ public:
     CORBA_TypeCode* _type() const { return _tc; }
     const void* _representation() const { return _value; }
     bool _carries_id() const { return _id_in_front; } // the octets begin with an exception's repository id
+    // How many octets of the representation there are to look at. The length of a bounded text is its bound,
+    // which the text need not fill.
+    size_t _size() const;
     // The octets of a constructed value.
     CORBA_MarshalInBuffer _octets() const {
         return {static_cast<const char*>(_value),
@@ -175,7 +178,6 @@ private:
     void freeAll();
     void swap(CORBA_Any& other) noexcept;
     void emptyValue(CORBA_TCKind kind);
-    size_t octetsToHash() const;
     void takeOctets(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer);
 
     CORBA_TypeCode* _tc = _tc_null;

@@ -60,7 +60,9 @@ char* TRXUtil::peer_addr(int fd, unsigned short& port) {
 
 char* TRXUtil::host_address(const char* host) {
     if (!host) {
-        static const char* const own = ownAddress(); // exit handlers still ask for it
+        static const char* own = nullptr; // exit handlers still ask for it
+        if (!own)
+            own = ownAddress();
         return CORBA_string_dup(own);
     }
     return inet_addr(host) != INADDR_NONE ? CORBA_string_dup(host) : resolved(host);

@@ -84,7 +84,8 @@ public:
     static Stored* allocbuf(CORBA_ULong maximum) { return maximum == 0 ? nullptr : new Stored[maximum](); }
 
     // One more reference, for a `_var` (TRXVar of the sequence class). Null gives null.
-    static TRXSequence* _duplicate(TRXSequence* sequence) {
+    template <std::derived_from<TRXSequence> S>
+    static S* _duplicate(S* sequence) {
         if (sequence)
             ++sequence->_ref_count;
         return sequence;
@@ -211,6 +212,8 @@ void TRXSequence<T, Element>::readFromText(TRXistream& stream, CORBA_ULong count
         Element::read(stream, _buffer[_length]);
         ++_length;
     }
+    if (_length < count)
+        stream.stream()->setstate(std::ios::failbit);
     if constexpr (Element::plain)
         std::fill(_buffer + _length, _buffer + _maximum, Stored());
 }

@@ -38,6 +38,8 @@ struct TRXValueElement {
     static constexpr CORBA_ULong minimumOctets = [] {
         if constexpr (std::is_same_v<T, CORBA_WChar>)
             return CORBA_ULong{2};
+        else if constexpr (std::is_same_v<T, long> || std::is_same_v<T, unsigned long>)
+            return CORBA_ULong{4}; // on the wire
         else if constexpr (std::is_arithmetic_v<T>)
             return static_cast<CORBA_ULong>(sizeof(T));
         else if constexpr (requires { T::_minimum_octets; })
@@ -53,11 +55,13 @@ struct TRXValueElement {
 };
 
 // What operator[] gives for an owned pointer: it reads as the pointer, and what is assigned replaces the
-// element. The element that was there is released when the sequence owns its buffer.
+// element: a plain pointer is adopted, anything else copied. The element that was there is released when the
+// sequence owns its buffer.
 template <class Element>
 class TRXPointerElement {
 public:
     using Stored = typename Element::Stored;
+    using Borrowed = const std::remove_pointer_t<Stored>*;
 
     TRXPointerElement(Stored& slot, bool release) : _slot(slot), _release(release) {}
     TRXPointerElement(const TRXPointerElement&) = default;
@@ -68,14 +72,19 @@ public:
             Element::free(old);
         return *this;
     }
-    TRXPointerElement& operator=(std::add_pointer_t<const std::remove_pointer_t<Stored>> borrowed) {
+    TRXPointerElement& operator=(Borrowed borrowed) {
         return *this = Element::copy(const_cast<Stored>(borrowed));
     }
     TRXPointerElement& operator=(const TRXPointerElement& other) {
         return *this = Element::copy(other._slot);
     }
+    template <TRXLends<Borrowed> Lender>
+    TRXPointerElement& operator=(const Lender& lender) {
+        return *this = static_cast<Borrowed>(lender.in());
+    }
 
     operator Stored() const { return _slot; }
+    Stored in() const { return _slot; }
     Stored operator->() const { return _slot; }
 
 private:

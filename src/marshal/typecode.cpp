@@ -188,7 +188,7 @@ uint64_t CORBA_TypeCode::shapeOf(const CORBA_Any& param) const {
     switch (param._type()->kind()) {
     case tk_TypeCode: return param._held_type()->_closed ? param._held_type()->_shape : recursiveShape;
     case tk_string: return shapeOfOctets(param._text() ? param._text() : "");
-    default: return shapeOfOctets({param._text(), static_cast<size_t>(std::max(param.length(), 0))});
+    default: return shapeOfOctets({param._text(), param._size()});
     }
 }
 

@@ -2,7 +2,15 @@
 
 #include "marshal/types.h"
 
+#include <concepts>
 #include <utility>
+
+// What lends a pointer and keeps it: a holder, or an element of a sequence. Holders and elements copy from it
+// where they would adopt a plain pointer.
+template <class Lender, class Pointer>
+concept TRXLends = requires(const Lender& lender) {
+    { lender.in() } -> std::convertible_to<Pointer>;
+};
 
 // Owns one reference to an object, sequence or buffer, or nothing. From a `T*` it takes the reference over; a
 // copy adds one. T has a static `_duplicate(T*)`, and `CORBA_release(T*)` gives a reference back; both accept
@@ -14,6 +22,8 @@ public:
     TRXVar(T* owned) : _ptr(owned) {}
     TRXVar(const TRXVar& other) : _ptr(duplicated(other._ptr)) {}
     TRXVar(TRXVar&& other) noexcept : _ptr(std::exchange(other._ptr, nullptr)) {}
+    template <TRXLends<T*> Lender>
+    TRXVar(const Lender& lender) : _ptr(duplicated(lender.in())) {}
     ~TRXVar() { CORBA_release(_ptr); }
 
     TRXVar& operator=(T* owned) {
@@ -26,10 +36,18 @@ public:
         std::swap(_ptr, other._ptr);
         return *this;
     }
+    template <TRXLends<T*> Lender>
+    TRXVar& operator=(const Lender& lender) {
+        return *this = duplicated(lender.in());
+    }
 
     operator T*() const { return _ptr; } // the reference stays the holder's
     T* operator->() const { return _ptr; }
     T& operator*() const { return *_ptr; }
+    // The element of a sequence.
+    template <class Index>
+    requires requires(T& object, Index index) { object[index]; }
+    decltype(auto) operator[](Index index) const { return (*_ptr)[index]; }
     T* in() const { return _ptr; }
     T*& inout() { return _ptr; }
     // Releases what is held; whoever fills the place gives its reference to the holder.

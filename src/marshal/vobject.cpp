@@ -7,7 +7,20 @@ TRXObjectRole::~TRXObjectRole() = default;
 
 void TRXObjectRole::deactivate(CORBA_Object&) {}
 
-CORBA_Object::~CORBA_Object() { _impl->_remove_ref(); }
+void TRXObjectImpl::deactivate(CORBA_Object& object) {
+    _deactivated = true;
+    try {
+        _role->deactivate(object);
+    } catch (const CORBA_Exception&) {
+        // the object goes all the same
+    }
+}
+
+CORBA_Object::~CORBA_Object() {
+    if (!_impl->_deactivated)
+        _impl->deactivate(*this);
+    _impl->_remove_ref();
+}
 
 void CORBA_release(CORBA_Object* object) {
     if (!object)
@@ -16,12 +29,14 @@ void CORBA_release(CORBA_Object* object) {
     const auto core = TRXRef<TRXObjectImpl>::duplicate(object->_impl);
     constexpr CORBA_ULong lastAndHeld = 2;
     if (core->_refcount() == lastAndHeld)
-        core->role().deactivate(*object);
+        core->deactivate(*object);
     TRX_ASSERT(core->_refcount() >= lastAndHeld, "vobject");
-    if (core->_refcount() == lastAndHeld)
+    if (core->_refcount() == lastAndHeld) {
         delete object;
-    else
+    } else {
+        core->_deactivated = false;
         core->_remove_ref();
+    }
 }
 
 TRXostream& operator<<(TRXostream& stream, CORBA_Object* object) {

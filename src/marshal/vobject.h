@@ -29,7 +29,8 @@ public:
     // What is written for the object. Raises CORBA_INV_OBJREF when there is nothing a peer could use.
     virtual const IOP::IOR& ior() = 0;
     // The last reference is about to go: take the object out of whatever would still find it. May run code of
-    // the servant, and may leave the object with a new reference, which saves it.
+    // the servant, and may leave the object with a new reference, which saves it. An object that is destroyed
+    // by other means than its last release cannot be saved. What is raised stops nothing.
     virtual void deactivate(CORBA_Object& object);
 };
 
@@ -44,7 +45,12 @@ public:
     TRXObjectRole& role() const { return *_role; }
 
 private:
+    friend class CORBA_Object;
+    friend void CORBA_release(CORBA_Object* object);
+    void deactivate(CORBA_Object& object);
+
     Kind _kind;
+    bool _deactivated = false; // and nothing has saved the object since
     std::unique_ptr<TRXObjectRole> _role;
 };
 

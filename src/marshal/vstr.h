@@ -1,6 +1,7 @@
 #pragma once
 
 #include "marshal/types.h"
+#include "marshal/var.h"
 #include "marshal/vstream.h"
 
 #include <cstddef>
@@ -46,7 +47,8 @@ struct TRXWideText {
     static void free(Char* text) { CORBA_wstring_free(text); }
 };
 
-// Owns one string. From a `Char*` it takes ownership, from a `const Char*` or another holder it copies.
+// Owns one string. From a `Char*` it takes ownership, from a `const Char*`, another holder or an element it
+// copies.
 template <class Text>
 class TRXStringHolder {
 public:
@@ -57,6 +59,8 @@ public:
     TRXStringHolder(const Char* borrowed) : _ptr(Text::dup(borrowed)) {}
     TRXStringHolder(const TRXStringHolder& other) : _ptr(Text::dup(other._ptr)) {}
     TRXStringHolder(TRXStringHolder&& other) noexcept : _ptr(std::exchange(other._ptr, Text::none())) {}
+    template <TRXLends<const Char*> Lender>
+    TRXStringHolder(const Lender& lender) : _ptr(Text::dup(lender.in())) {}
     ~TRXStringHolder() { Text::free(_ptr); }
 
     TRXStringHolder& operator=(Char* owned) {
@@ -71,6 +75,10 @@ public:
     TRXStringHolder& operator=(TRXStringHolder&& other) noexcept {
         std::swap(_ptr, other._ptr);
         return *this;
+    }
+    template <TRXLends<const Char*> Lender>
+    TRXStringHolder& operator=(const Lender& lender) {
+        return *this = Text::dup(lender.in());
     }
 
     // The pointer stays the holder's.
@@ -92,10 +100,13 @@ private:
 using CORBA_String_var = TRXStringHolder<TRXNarrowText>;
 using CORBA_WString_var = TRXStringHolder<TRXWideText>;
 
-// Replaces the value; what the stream raises leaves the holder empty.
+// Replaces the value; what the stream raises leaves the holder without one.
 inline TRXistream& operator>>(TRXistream& stream, CORBA_String_var& string) {
     const CORBA_String_var old(std::move(string));
-    return stream >> string.inout();
+    char* read = nullptr;
+    stream >> read;
+    string = read;
+    return stream;
 }
 // A count that the stream cannot hold raises CORBA_MARSHAL.
 TRXistream& operator>>(TRXistream& stream, CORBA_WString_var& string);

@@ -70,6 +70,14 @@ void TRXTypeInfo::registerStub(const CORBA_TypeInfo* owner, const char* id, TRXO
     setBases(std::move(bases));
 }
 
+void TRXTypeInfo::withdrawStub() {
+    dictionaries().byId.take(id());
+    _registered = false;
+    _owner = nullptr;
+    _factory = nullptr;
+    _bases.clear();
+}
+
 bool TRXTypeInfo::hasId(const char* id) const {
     if (!_registered)
         return false;

@@ -45,6 +45,8 @@ public:
     // change nothing.
     void registerStub(const CORBA_TypeInfo* owner, const char* id, TRXObjectFactory factory,
                       std::vector<const CORBA_TypeInfo*> bases);
+    // The stub half goes before the skeleton half does: the entry is as if it had never come.
+    void withdrawStub();
 
     const char* name() const { return _name.in(); }
     const char* id() const { return _registered ? _id.in() : nullptr; } // null without a stub half

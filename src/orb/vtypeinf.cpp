@@ -35,14 +35,13 @@ void traceBases(std::span<const CORBA_TypeInfo* const> bases) {
 } // namespace
 
 CORBA_TypeInfo::CORBA_TypeInfo(const char* name, CORBA_ULong methodCount, const TRXMethod* methods) {
-    if (tracing())
-        traceName(name);
+    tracing(); // whichever half comes first reads the variable, and this one is never traced
     _impl = TRXTypeInfo::findOrMake(name);
     _impl->setMethods(methodCount, methods);
 }
 
-CORBA_TypeInfo::CORBA_TypeInfo(const char* name, const char* id, TRXObjectFactory stubFactory,
-                               BaseList bases) {
+void CORBA_TypeInfo::registerStub(const char* name, const char* id, TRXObjectFactory stubFactory,
+                                  BaseList bases) {
     if (tracing()) {
         traceName(name);
         traceBases(bases);
@@ -51,13 +50,21 @@ CORBA_TypeInfo::CORBA_TypeInfo(const char* name, const char* id, TRXObjectFactor
     _impl->registerStub(this, id, stubFactory, std::move(bases));
 }
 
+CORBA_TypeInfo::~CORBA_TypeInfo() {
+    if (_impl && _impl->owner() == this)
+        _impl->withdrawStub();
+}
+
 CORBA_TypeInfo::BaseList CORBA_TypeInfo::list(std::initializer_list<const CORBA_TypeInfo*> bases) {
     return {bases.begin(), std::find(bases.begin(), bases.end(), nullptr)};
 }
 
-void CORBA_TypeInfo::addWrappers(TRXWrapFunction wrap, CORBA_ULong clientCount,
-                                 const TRXObjectFactory* clientList, CORBA_ULong serverCount,
-                                 const TRXObjectFactory* serverList) {
+void CORBA_TypeInfo::_init(const char* name, const char* id, TRXWrapFunction wrap,
+                           TRXObjectFactory stubFactory, CORBA_ULong clientCount,
+                           const TRXObjectFactory* clientList, CORBA_ULong serverCount,
+                           const TRXObjectFactory* serverList, CORBA_ULong baseCount,
+                           const CORBA_TypeInfo* const* bases) {
+    registerStub(name, id, stubFactory, {bases, bases + baseCount});
     _impl->setWrapper(wrap);
     for (TRXObjectFactory factory : std::span(serverList, serverCount))
         _impl->addFactory(factory, false);

@@ -16,27 +16,27 @@ public:
     // The stub half, with a list of bases that a null ends. A repository id that is taken and a second stub
     // half of one name raise CORBA_BAD_PARAM.
     template <std::convertible_to<const CORBA_TypeInfo*>... Bases>
-    CORBA_TypeInfo(const char* name, const char* id, TRXObjectFactory stubFactory, Bases... bases)
-        : CORBA_TypeInfo(name, id, stubFactory, list({bases...})) {}
+    CORBA_TypeInfo(const char* name, const char* id, TRXObjectFactory stubFactory, Bases... bases) {
+        registerStub(name, id, stubFactory, list({bases...}));
+    }
 
     // The same with a wrap function and the wrapper factories for objects of each side.
     template <std::convertible_to<const CORBA_TypeInfo*>... Bases>
     CORBA_TypeInfo(const char* name, const char* id, TRXWrapFunction wrap, TRXObjectFactory stubFactory,
                    const TRXObjectFactory* clientList, CORBA_ULong clientCount,
-                   const TRXObjectFactory* serverList, CORBA_ULong serverCount, Bases... bases)
-        : CORBA_TypeInfo(name, id, stubFactory, list({bases...})) {
-        addWrappers(wrap, clientCount, clientList, serverCount, serverList);
+                   const TRXObjectFactory* serverList, CORBA_ULong serverCount, Bases... bases) {
+        const BaseList all = list({bases...});
+        _init(name, id, wrap, stubFactory, clientCount, clientList, serverCount, serverList,
+              static_cast<CORBA_ULong>(all.size()), all.data());
     }
     template <std::convertible_to<const CORBA_TypeInfo*>... Bases>
     CORBA_TypeInfo(const char* name, const char* id, TRXWrapFunction wrap, TRXObjectFactory stubFactory,
                    CORBA_ULong clientCount, const TRXObjectFactory* clientList, Bases... bases)
-        : CORBA_TypeInfo(name, id, stubFactory, list({bases...})) {
-        addWrappers(wrap, clientCount, clientList, 0, nullptr);
-    }
+        : CORBA_TypeInfo(name, id, wrap, stubFactory, clientList, clientCount, nullptr, 0, bases...) {}
 
     CORBA_TypeInfo(const CORBA_TypeInfo&) = delete;
     CORBA_TypeInfo& operator=(const CORBA_TypeInfo&) = delete;
-    ~CORBA_TypeInfo() = default;
+    ~CORBA_TypeInfo(); // takes its half back
 
     // Both are the same interface.
     bool operator==(const CORBA_TypeInfo& other) const {
@@ -61,11 +61,11 @@ public:
 private:
     using BaseList = std::vector<const CORBA_TypeInfo*>;
 
-    CORBA_TypeInfo(const char* name, const char* id, TRXObjectFactory stubFactory, BaseList bases);
-
     static BaseList list(std::initializer_list<const CORBA_TypeInfo*> bases);
-    void addWrappers(TRXWrapFunction wrap, CORBA_ULong clientCount, const TRXObjectFactory* clientList,
-                     CORBA_ULong serverCount, const TRXObjectFactory* serverList);
+    void registerStub(const char* name, const char* id, TRXObjectFactory stubFactory, BaseList bases);
+    void _init(const char* name, const char* id, TRXWrapFunction wrap, TRXObjectFactory stubFactory,
+               CORBA_ULong clientCount, const TRXObjectFactory* clientList, CORBA_ULong serverCount,
+               const TRXObjectFactory* serverList, CORBA_ULong baseCount, const CORBA_TypeInfo* const* bases);
 
     TRXRef<TRXTypeInfo> _impl;
 };

@@ -41,6 +41,20 @@ TEST(Object, leavesItsAdaptersOnceBeforeItIsDestroyed) {
     EXPECT_EQ(PlainObject::alive, 0);
 }
 
+TEST(Object, leavesItsAdaptersWhateverTheySay) {
+    auto* servant = new PlainObject(TRXObjectImpl::server);
+    servant->role().onDeactivate = [](CORBA_Object&) { throw CORBA_OBJECT_NOT_EXIST(); };
+    { const CORBA_Object_var last = servant; }
+    EXPECT_EQ(PlainObject::alive, 0);
+    // One that is not released at all.
+    int deactivations = 0;
+    {
+        PlainObject onTheStack(TRXObjectImpl::server);
+        onTheStack.role().onDeactivate = [&](CORBA_Object&) { ++deactivations; };
+    }
+    EXPECT_EQ(deactivations, 1);
+}
+
 TEST(Object, survivesWhenTheServantTakesANewReferenceOnTheWayOut) {
     auto* servant = new PlainObject(TRXObjectImpl::server);
     CORBA_Object_var kept;
@@ -48,9 +62,11 @@ TEST(Object, survivesWhenTheServantTakesANewReferenceOnTheWayOut) {
     CORBA_release(servant);
     ASSERT_EQ(PlainObject::alive, 1);
     EXPECT_EQ(servant->_ref_count(), 1u);
-    servant->role().onDeactivate = nullptr;
+    int deactivations = 0;
+    servant->role().onDeactivate = [&](CORBA_Object&) { ++deactivations; };
     kept = static_cast<CORBA_Object*>(nullptr);
     EXPECT_EQ(PlainObject::alive, 0);
+    EXPECT_EQ(deactivations, 1);
 }
 
 // Deactivation counts up and down again, as an adapter that still looks at the object does.
@@ -76,6 +92,26 @@ TEST(Object, isHeldAndSharedBySequences) {
         EXPECT_EQ(object->_ref_count(), 4u);
         sequence[1] = CORBA_Object::_nil();
         EXPECT_EQ(object->_ref_count(), 3u);
+    }
+    EXPECT_EQ(PlainObject::alive, 0);
+}
+
+struct PlainVar : TRXVar<PlainObject> {
+    using TRXVar::TRXVar;
+};
+
+TEST(Object, isSharedByHoldersAndElementsAsTheyTakeItFromEachOther) {
+    {
+        const PlainVar plain = new PlainObject;
+        ObjectSeq sequence;
+        sequence.length(2);
+        sequence[0] = plain;
+        CORBA_Object_var first(sequence[0]);
+        CORBA_Object_var second;
+        second = plain;
+        second = sequence[0];
+        sequence[1] = second;
+        EXPECT_EQ(plain->_ref_count(), 5u);
     }
     EXPECT_EQ(PlainObject::alive, 0);
 }

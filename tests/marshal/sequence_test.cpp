@@ -70,6 +70,9 @@ TEST(Sequence, keepsItsElementsThroughEveryLength) {
     EXPECT_EQ(sequence.maximum(), 5u);
     EXPECT_EQ(sequence[2], 3);
     EXPECT_EQ(sequence[4], 0);
+    sequence.length(2);
+    sequence.length(6);
+    EXPECT_EQ(sequence[2], 3);
 }
 
 TEST(Sequence, leavesABorrowedBufferToItsOwner) {
@@ -109,6 +112,9 @@ TEST(Sequence, ownsItsStrings) {
     names[1] = names[0];
     EXPECT_STREQ(names[1], "first");
     EXPECT_NE(static_cast<char*>(names[0]), static_cast<char*>(names[1]));
+    const CORBA_String_var holder(names[0]);
+    names[0] = holder;
+    EXPECT_NE(holder.in(), names[0].in());
     CORBA_StringSequence copy = names;
     names[0] = static_cast<const char*>("other");
     EXPECT_STREQ(copy[0], "first");
@@ -215,6 +221,7 @@ TEST(Sequence, growsInTextWithWhatComes) {
     TRXistream liar(lie);
     liar >> read;
     EXPECT_LT(read.maximum(), 200u);
+    EXPECT_TRUE(lie.fail());
 }
 
 TEST(SequenceVar, sharesOneObject) {
@@ -229,6 +236,13 @@ TEST(SequenceVar, sharesOneObject) {
     EXPECT_EQ(*place, nullptr);
     *place = new CORBA_OctetSequence;
     EXPECT_EQ(a->length(), 0u);
+    // What is assigned is the value: those who share the object stay with it.
+    const CORBA_OctetSequence_var shared = a;
+    *a = CORBA_OctetSequence(8);
+    EXPECT_EQ(a->_refcount(), 2u);
+    a->length(1);
+    a[0] = 5;
+    EXPECT_EQ(shared[0], 5);
 }
 
 CORBA_OctetSequence octetSequence(std::string_view hexadecimal) {

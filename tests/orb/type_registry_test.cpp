@@ -63,6 +63,19 @@ TEST(TypeRegistry, refusesAnIdThatIsTakenAndASecondStubHalf) {
     EXPECT_EQ(type.impl()->_refcount(), 1u);
 }
 
+// As when a library goes that brought it.
+TEST(TypeRegistry, forgetsAStubHalfThatGoes) {
+    const CORBA_TypeInfo skeleton("Gone", 0, nullptr);
+    {
+        const CORBA_TypeInfo stub("Gone", "IDL:Gone:1.0", makeStub, nullptr);
+        EXPECT_EQ(CORBA_TypeInfo::lookup("IDL:Gone:1.0"), &stub);
+    }
+    EXPECT_EQ(CORBA_TypeInfo::lookup("Gone"), nullptr);
+    EXPECT_EQ(CORBA_TypeInfo::lookup("IDL:Gone:1.0"), nullptr);
+    const CORBA_TypeInfo again("Gone", "IDL:Gone:1.0", makeStub, nullptr);
+    EXPECT_EQ(CORBA_TypeInfo::lookup("Gone"), &again);
+}
+
 TEST(TypeRegistry, findsEveryTypeAcrossGrowthAndRemoval) {
     std::deque<CORBA_TypeInfo> types;
     const auto name = [](int i) { return "Many::T" + std::to_string(i); };

@@ -30,12 +30,17 @@ int show(std::string_view text) {
     return complaints.empty() ? 0 : 1;
 }
 
-int showFile(const char* name) {
-    std::ifstream file(name, std::ios::binary);
-    const std::string text = file ? readText(file) : std::string();
-    if (!file.is_open() || file.bad())
+// `name` is what the user knows the stream by.
+int showStream(std::istream& stream, const char* name) {
+    const std::string text = stream ? readText(stream) : std::string();
+    if (stream.bad() || (stream.fail() && !stream.eof()))
         return fail(std::string(name) + ": " + std::strerror(errno));
     return show(text);
+}
+
+int showFile(const char* name) {
+    std::ifstream file(name, std::ios::binary);
+    return showStream(file, name);
 }
 
 int run(int argc, char** argv) {
@@ -43,7 +48,7 @@ int run(int argc, char** argv) {
     for (int option; (option = getopt(argc, argv, "f:h")) != -1;) {
         switch (option) {
         case 'f': file = optarg; break;
-        case 'h': std::cout << usage; return 0;
+        case 'h': std::cout << usage; return std::cout.flush() ? 0 : fail("cannot write the usage");
         default: std::cerr << usage; return 1;
         }
     }
@@ -54,7 +59,7 @@ int run(int argc, char** argv) {
     }
     if (file)
         return showFile(file);
-    return show(words == 1 ? argv[optind] : readText(std::cin));
+    return words == 1 ? show(argv[optind]) : showStream(std::cin, "standard input");
 }
 
 } // namespace
