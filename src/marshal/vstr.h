@@ -100,12 +100,11 @@ private:
 using CORBA_String_var = TRXStringHolder<TRXNarrowText>;
 using CORBA_WString_var = TRXStringHolder<TRXWideText>;
 
-// Replaces the value; what the stream raises leaves the holder without one.
+// Replaces the value, which stays when the stream raises.
 inline TRXistream& operator>>(TRXistream& stream, CORBA_String_var& string) {
-    const CORBA_String_var old(std::move(string));
-    char* read = nullptr;
-    stream >> read;
-    string = read;
+    CORBA_String_var read;
+    stream >> read.inout();
+    string = std::move(read);
     return stream;
 }
 // A count that the stream cannot hold raises CORBA_MARSHAL.

@@ -271,7 +271,7 @@ TEST(CdrInput, refusesStringsThatCannotBe) {
     for (const char* length : lengths) {
         CORBA_String_var text("before");
         EXPECT_THROW(Source(length, littleEndian).in() >> text, CORBA_MARSHAL) << length;
-        EXPECT_EQ(text.in(), TRXNullString) << length;
+        EXPECT_STREQ(text, "before") << length;
     }
     const char* counts[] = {"ffffffff 6100", "03000000 6100 6200", "ffffff7f 6100"};
     for (const char* count : counts) {
