@@ -242,6 +242,10 @@ int CORBA_Any::_compare_values(const CORBA_Any& a, const CORBA_Any& b) {
 }
 
 void CORBA_release(CORBA_Any* any) {
-    if (any && --any->_ref_count == 0)
+    if (!any)
+        return;
+    if (--any->_ref_count == 0)
         delete any;
+    else if (any->_ref_count == 1)
+        CORBA_TypeCode::_share_dropped(*any);
 }

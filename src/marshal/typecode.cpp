@@ -192,6 +192,14 @@ uint64_t CORBA_TypeCode::shapeOf(const CORBA_Any& param) const {
     }
 }
 
+// The content of a recursive sequence was not complete when `finish` looked at it. That of a sequence of the
+// same type outside of it was, and the two are equal.
+uint64_t CORBA_TypeCode::_shape_hash() const {
+    if (_kind != tk_sequence || !_content())
+        return _shape;
+    return mixShape(mixShape(shapeOfKind(_kind, _param_count), _content()->_shape), shapeOf(*_params[1]));
+}
+
 void CORBA_TypeCode::finish() {
     _closed = true;
     _shape = shapeOfKind(_kind, _param_count);

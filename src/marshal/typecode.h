@@ -128,6 +128,18 @@ public:
     CORBA_Long _refcount() const { return _ref_count; }
     bool _is_constant() const { return _constant; }
 
+    // While one lives nothing is destroyed. Many releases at once then cost one look at what they leave.
+    class Releases {
+    public:
+        Releases();
+        Releases(const Releases&) = delete;
+        Releases& operator=(const Releases&) = delete;
+        ~Releases();
+
+    private:
+        bool _nested;
+    };
+
     // The ORB has started: counting begins, and the constant types learn which of them are recursive. Only
     // the first call does anything.
     static void _start_up();
@@ -143,9 +155,12 @@ public:
     const CORBA_TypeCode* _member_for_label(const CORBA_Any& discriminator) const;
     const CORBA_Any& _parameter(CORBA_ULong index) const { return *_params[index]; }
     const char* _plain_id() const { return _id; } // empty for the kinds without one
+    bool _may_recur() const { return _cyclic; }   // may be one of the types of a recursive type
     // Equal for types that `compare` finds equal, apart from the types it does not look into, and with high
     // probability different for others.
-    uint64_t _shape_hash() const { return _shape; }
+    uint64_t _shape_hash() const;
+    // Somebody has given up a share of `param`, and one is left.
+    static void _share_dropped(const CORBA_Any& param);
 
     friend void CORBA_release(CORBA_TypeCode* type);
 
@@ -187,8 +202,10 @@ private:
     void leavePending();
     template <class Visit>
     void forEachInRing(Visit visit) const;
-    static void collect(CORBA_TypeCode& root);
+    static void suspect(CORBA_TypeCode* type);
     static void dispose(CORBA_TypeCode* type);
+    static void settle();
+    static void collect();
     void releaseParameters();
 
     CORBA_TCKind _kind;
@@ -202,10 +219,11 @@ private:
     CORBA_Long _default_index = -1;
     CORBA_Long _ref_count = 1;
     CORBA_ULong _scratch = 0;        // of `collect`
-    CORBA_TypeCode* _next = nullptr; // of `dispose`
+    CORBA_TypeCode* _next = nullptr; // of `dispose` and `suspect`
     bool _constant = false;
     bool _counted = false;
     bool _cyclic = false;     // may be one of the types of a recursive type
+    bool _suspected = false;  // a reference that `suspect` holds is among the counted ones
     bool _unresolved = false; // a recursive sequence in it may still wait for the type that encloses it
     bool _closed = true;      // false while it is being read
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "marshal/vstream.h"
+#include "marshal/typecode.h"
 
 // What the two directions of the TypeCode's wire form share.
 
@@ -17,10 +17,22 @@ public:
     TRXStreamDepth& operator=(const TRXStreamDepth&) = delete;
     ~TRXStreamDepth() {
         _stream.depth(_stream.depth() - 1);
-        if (_stream.depth() == 0)
-            _stream.reset_typecodes();
+        if (_stream.depth() > 0)
+            return;
+        const CORBA_TypeCode::Releases together;
+        _stream.reset_typecodes();
     }
 
 private:
     Stream& _stream;
 };
+
+// From now on TypeCodes can point back at this one. The stream holds a reference until it forgets it. An
+// input stream is told the position as well.
+template <class Stream, class... Position>
+void rememberTypeCode(Stream& stream, CORBA_TypeCode* type, Position... position) {
+    if (!stream.cleanup())
+        stream.cleanup(CORBA_release);
+    stream.store_typecode(position..., type);
+    CORBA_TypeCode::_duplicate(type);
+}

@@ -15,9 +15,11 @@ bool hasPassed(const TRXostream& stream, const CORBA_TypeCode* type) {
     }
 }
 
-// The types with many parts. One that comes again ends in its id, or the dump of a recursive type would never
-// end.
-bool endsInId(CORBA_TCKind kind) { return kind == tk_struct || kind == tk_union || kind == tk_except; }
+// One that comes again ends in its id, or the dump of a recursive type would never end.
+bool endsInId(const CORBA_TypeCode& type) {
+    return type.kind() == tk_struct || type.kind() == tk_union ||
+           (type.kind() == tk_except && type._may_recur());
+}
 
 } // namespace
 
@@ -26,15 +28,15 @@ void CORBA_TypeCode::dump(TRXostream& stream, CORBA_TypeCode* type) {
         stream.write_raw("(nil)", 5);
         return;
     }
-    const bool again = endsInId(type->_kind) && hasPassed(stream, type);
+    const bool again = endsInId(*type) && hasPassed(stream, type);
     if (*type->_id != '\0')
         printLine(stream, {"Repository id: ", type->_id});
     if (again)
         return;
     const TRXNesting nesting;
     const TRXStreamDepth depth(stream);
-    if (endsInId(type->_kind))
-        stream.store_typecode(type);
+    if (endsInId(*type))
+        rememberTypeCode(stream, type);
     const char* name = tcKindName(type->_kind);
     if (name)
         printLine(stream, {"CORBA::TCKind:", name});

@@ -1,4 +1,5 @@
 #include "base/hash_table.h"
+#include "base/string_hash.h"
 #include "marshal/any.h"
 #include "marshal/nesting.h"
 #include "marshal/octet_sequence.h"
@@ -37,6 +38,7 @@ protected:
         _open.pop_back();
     }
     void readFields(CORBA_TypeCode& type, TRXistream& stream, int64_t base);
+    bool isInside() const { return !_open.empty(); } // what is read next is a part of a type
 
 private:
     static void readIdentity(CORBA_TypeCode& type, TRXistream& stream, CORBA_String_var& name);
@@ -50,7 +52,8 @@ private:
     void boundRepetition(const CORBA_TypeCode& found);
     void markOpenFrom(size_t index);
 
-    size_t _repeated = 0;               // octets of the names that have been pointed back at
+    size_t _repeated = 0;               // octets that what has been pointed back at will take once more
+    size_t _mayRepeat = 1u << 16;       // grows with what is read
     std::vector<CORBA_TypeCode*> _open; // the types around the one that is being read
 };
 
@@ -75,15 +78,17 @@ CORBA_TypeCode_var TRXTypeCodeReader::refer(CORBA_TypeCode* found) {
     return CORBA_TypeCode::_duplicate(found);
 }
 
-// An alias is written out wherever it stands, so one with a long name that many places point back at would
-// come to far more octets than it was read from.
+// An alias is written out wherever it stands, so one with a long name, or a long chain of them, that many
+// places point back at would come to far more octets than it was read from.
 void TRXTypeCodeReader::boundRepetition(const CORBA_TypeCode& found) {
-    constexpr size_t maxRepeated = 1u << 16;
+    constexpr size_t withoutTexts = 32;
+    constexpr size_t ordinary = 256;
+    _mayRepeat += ordinary;
     for (const CORBA_TypeCode* type = &found; type->_kind == tk_alias && type->_content();
          type = type->_content()) {
         const char* name = type->name();
-        _repeated += std::strlen(type->_id) + (name ? std::strlen(name) : 0);
-        if (_repeated > maxRepeated)
+        _repeated += withoutTexts + std::strlen(type->_id) + (name ? std::strlen(name) : 0);
+        if (_repeated > _mayRepeat)
             throw CORBA_MARSHAL();
     }
 }
@@ -249,6 +254,10 @@ struct ReadTraits : GrowAtNineTenths {
     static bool isFree(const Entry& entry) { return !entry.type; }
     static uint32_t hash(const Entry& entry) { return hash(entry.position); }
     static uint32_t hash(int64_t position) { return static_cast<uint32_t>(position); }
+    static uint64_t fingerprint(const Entry& entry) { return fingerprint(entry.position); }
+    static uint64_t fingerprint(int64_t position) {
+        return mixFingerprint(0, static_cast<uint64_t>(position));
+    }
     static bool equal(const Entry& stored, const Entry& entry) { return stored.position == entry.position; }
     static bool equal(const Entry& stored, int64_t position) { return stored.position == position; }
 };
@@ -274,7 +283,8 @@ CORBA_TypeCode_var EncapsulationReader::read(TRXistream& stream, int64_t base) {
     // Text has no positions. The contents of an encapsulation count as they would in octets.
     const int64_t behind = base + (stream.stream() ? 4 : stream.position());
     if (CORBA_TypeCode* constant = constantOf(kind)) {
-        remember(behind - 4, constant);
+        if (isInside())
+            remember(behind - 4, constant);
         return constant;
     }
     CORBA_TypeCode_var type = make(kind);
@@ -341,7 +351,7 @@ CORBA_TypeCode_var FlatReader::read(TRXistream& stream, int64_t base) {
         return readIndirection(stream);
     const TRXStreamDepth depth(stream);
     CORBA_TypeCode_var type = make(kind);
-    stream.store_typecode(position, type);
+    rememberTypeCode(stream, type.in(), position);
     begin(*type);
     readFields(*type, stream, base);
     end();

@@ -100,21 +100,61 @@ void CORBA_release(CORBA_TypeCode* type) {
     if (--type->_ref_count < 1)
         CORBA_TypeCode::dispose(type);
     else if (type->_cyclic)
-        CORBA_TypeCode::collect(*type);
+        CORBA_TypeCode::suspect(type);
 }
 
-// A chain of types, each the content of the next, can be longer than the stack is deep. So what a type lets
-// go of is destroyed after the type and not inside its destructor.
-void CORBA_TypeCode::dispose(CORBA_TypeCode* type) {
-    static constinit CORBA_TypeCode* doomed = nullptr;
-    static constinit bool busy = false;
-    type->_next = std::exchange(doomed, type);
-    if (busy)
+void CORBA_TypeCode::_share_dropped(const CORBA_Any& param) {
+    if (param._type()->kind() != tk_TypeCode)
         return;
-    busy = true;
-    while (doomed)
-        delete std::exchange(doomed, doomed->_next);
-    busy = false;
+    CORBA_TypeCode* held = param._held_type();
+    if (held && held->_counted && held->_cyclic)
+        suspect(held);
+}
+
+namespace {
+
+// A chain of types, each the content of the next, can be longer than the stack is deep. So what a type lets
+// go of is destroyed after the type and not inside its destructor; and a ring that loses many references on
+// the way is looked at once.
+constinit CORBA_TypeCode* doomed = nullptr;
+constinit CORBA_TypeCode* suspects = nullptr;
+constinit bool settling = false;
+
+} // namespace
+
+void CORBA_TypeCode::dispose(CORBA_TypeCode* type) {
+    type->_next = std::exchange(doomed, type);
+    settle();
+}
+
+// The ring that the type is in may have lost its last reference from outside.
+void CORBA_TypeCode::suspect(CORBA_TypeCode* type) {
+    if (!type->_suspected) {
+        type->_suspected = true;
+        ++type->_ref_count;
+        type->_next = std::exchange(suspects, type);
+    }
+    settle();
+}
+
+void CORBA_TypeCode::settle() {
+    if (settling)
+        return;
+    settling = true;
+    while (doomed || suspects) {
+        if (doomed)
+            delete std::exchange(doomed, doomed->_next);
+        else
+            collect();
+    }
+    settling = false;
+}
+
+CORBA_TypeCode::Releases::Releases() : _nested(std::exchange(settling, true)) {}
+
+CORBA_TypeCode::Releases::~Releases() {
+    settling = _nested;
+    settle();
 }
 
 // The types that this one holds references to and that may be in a ring with it. A parameter that somebody
@@ -128,12 +168,15 @@ void CORBA_TypeCode::forEachInRing(Visit visit) const {
     }
 }
 
-// One reference to a type of a ring has gone. When all that are left come from the types that can be reached
-// from it, nobody will ever reach them again, and they are destroyed.
-void CORBA_TypeCode::collect(CORBA_TypeCode& root) {
+// When all references to the types of a ring come from types that can be reached from those under suspicion,
+// nobody will ever reach them again, and they are destroyed.
+void CORBA_TypeCode::collect() {
     // `_scratch` is 0 for a type that was not reached, else 1 and the references that come from the others.
-    std::vector<CORBA_TypeCode*> reached{&root};
-    root._scratch = 1;
+    std::vector<CORBA_TypeCode*> reached;
+    while (suspects) {
+        suspects->_scratch = 1;
+        reached.push_back(std::exchange(suspects, suspects->_next));
+    }
     for (size_t i = 0; i < reached.size(); ++i) {
         reached[i]->forEachInRing([&](CORBA_TypeCode& held) {
             if (held._scratch++ == 0) {
@@ -150,7 +193,8 @@ void CORBA_TypeCode::collect(CORBA_TypeCode& root) {
         }
     };
     for (CORBA_TypeCode* type : reached) {
-        if (type->_scratch > 0 && static_cast<CORBA_ULong>(type->_ref_count) > type->_scratch - 1)
+        const CORBA_ULong ours = type->_scratch - 1 + (type->_suspected ? 1 : 0);
+        if (type->_scratch > 0 && static_cast<CORBA_ULong>(type->_ref_count) > ours)
             spare(*type);
     }
     while (!alive.empty()) {
@@ -158,13 +202,16 @@ void CORBA_TypeCode::collect(CORBA_TypeCode& root) {
         alive.pop_back();
         type->forEachInRing(spare);
     }
-    std::erase_if(reached, [](CORBA_TypeCode* type) { return std::exchange(type->_scratch, 0) == 0; });
-    for (CORBA_TypeCode* type : reached) {
-        type->_cyclic = false;
-        ++type->_ref_count;
-    }
+    // Those that stay lose the reference that suspicion held; those that go keep one to the end.
+    std::erase_if(reached, [](CORBA_TypeCode* type) {
+        const bool stays = std::exchange(type->_scratch, 0) == 0;
+        const bool held = std::exchange(type->_suspected, false);
+        type->_cyclic = type->_cyclic && stays;
+        type->_ref_count += stays ? -static_cast<CORBA_Long>(held) : static_cast<CORBA_Long>(!held);
+        return stays;
+    });
     for (CORBA_TypeCode* type : reached)
         type->releaseParameters();
     for (CORBA_TypeCode* type : reached)
-        dispose(type);
+        type->_next = std::exchange(doomed, type);
 }

@@ -200,7 +200,7 @@ void FlatWriter::write(const CORBA_TypeCode* type, TRXostream& stream, int64_t b
         return;
     const TRXNesting nesting;
     const TRXStreamDepth depth(stream);
-    stream.store_typecode(const_cast<CORBA_TypeCode*>(type));
+    rememberTypeCode(stream, const_cast<CORBA_TypeCode*>(type));
     stream << static_cast<CORBA_ULong>(type->kind());
     writeFields(*type, stream, base);
 }

@@ -105,11 +105,18 @@ TEST(HostileAny, aLongEnumAsLabelOfManyMembersIsReadInTime) {
 }
 
 // A struct whose members all point back at the alias of the first, which is written out for each.
-TEST(HostileTypeCode, doesNotRepeatALongNameForEveryMember) {
-    const auto octetsWith = [](size_t length, CORBA_ULong repetitions) {
+TEST(HostileTypeCode, doesNotRepeatLongAliasesForEveryMember) {
+    const auto octetsWith = [](size_t length, CORBA_ULong repetitions, int levels = 1) {
         const std::string name(length, 'n');
         CORBA_MarshalOutBuffer alias(255);
         alias << hostByteOrder << "" << name.c_str() << CORBA_ULong{tk_long};
+        for (int level = 1; level < levels; ++level) {
+            const std::string inner(alias.data(), alias.offset());
+            alias.rewind();
+            alias << hostByteOrder << "" << name.c_str() << CORBA_ULong{tk_alias}
+                  << static_cast<CORBA_ULong>(inner.size());
+            alias.write_raw(inner.data(), static_cast<CORBA_ULong>(inner.size()));
+        }
         CORBA_MarshalOutBuffer contents(255);
         contents << hostByteOrder << ""
                  << "S" << repetitions + 1 << "a" << CORBA_ULong{tk_alias};
@@ -129,6 +136,8 @@ TEST(HostileTypeCode, doesNotRepeatALongNameForEveryMember) {
     EXPECT_EQ(few->member_count(), 21u);
     EXPECT_EQ(few->_member(0), few->_member(20));
     EXPECT_THROW(typeFrom(octetsWith(1000, 200)), CORBA_MARSHAL);
+    EXPECT_THROW(typeFrom(octetsWith(0, 200, 50)), CORBA_MARSHAL);
+    EXPECT_EQ(typeFrom(octetsWith(100, 5000))->member_count(), 5001u);
 }
 
 TEST(HostileTypeCode, chainsOfSequencesAreWrittenInTime) {

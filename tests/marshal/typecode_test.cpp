@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+
 namespace {
 
 // Made before the ORB starts, as generated code makes its types.
@@ -135,6 +137,19 @@ TEST(TypeCode, isResolvedAgainstTheTypeThatEnclosesIt) {
     EXPECT_EQ(inner->content_type(), nullptr);
     const Type outer = structOf("Outer", {{"middle", middle}});
     EXPECT_EQ(Type(inner->content_type()).in(), outer.in());
+
+    // Nothing looks for one behind an array or an alias.
+    const Type behind = recursiveSequence(1);
+    structOf("S", {{"a", arrayOf(behind, 2)}, {"b", aliasOf("A", behind)}});
+    EXPECT_EQ(behind->content_type(), nullptr);
+}
+
+TEST(TypeCode, exceptionsAreFoundByTheirIds) {
+    const auto* bounds = CORBA_ExceptionDesc::lookup("IDL:omg.org/CORBA/TypeCode/Bounds:1.0");
+    const auto* badKind = CORBA_ExceptionDesc::lookup("IDL:omg.org/CORBA/TypeCode/BadKind:1.0");
+    ASSERT_TRUE(bounds && badKind);
+    EXPECT_STREQ(bounds->name(), "CORBA::TypeCode::Bounds");
+    EXPECT_STREQ(badKind->name(), "CORBA::TypeCode::BadKind");
 }
 
 TEST(TypeCode, ofConstantsIsResolvedAtStartUp) {
@@ -165,6 +180,19 @@ TEST(TypeCode, ofARingLivesAsLongAsAnyOfItIsHeld) {
     char* text = nullptr;
     EXPECT_TRUE((name >>= CORBA_Any::to_string{text, 0}));
     EXPECT_STREQ(text, "Node");
+    // A parameter that holds one of the ring's types.
+    node = nodeType();
+    const CORBA_Any_var member = node->parameter(4);
+    node = Type();
+    EXPECT_EQ(Type(member->_held_type()->content_type())->param_count(), 5u);
+}
+
+TEST(TypeCode, ofALargeRingThatManyReferToIsFreedInTime) {
+    const Type node = structOf("Node", std::vector<TRXStructMember>(20000, {"k", recursiveSequence(1)}));
+    const auto begin = std::chrono::steady_clock::now();
+    structOf("Outer", std::vector<TRXStructMember>(60000, {"n", node}));
+    // Sixty thousand times twenty thousand steps would take far longer, on any machine.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
 }
 
 TEST(TypeCode, chainIsFreedHoweverLong) {

@@ -160,6 +160,28 @@ TEST(TypeCodeWire, ofARecursiveTypePointsBackAtTheStart) {
     EXPECT_EQ(again->_member(1)->_content(), again.in());
 }
 
+// struct O { N n; sequence<N> l; } with struct N { sequence<N> k; }: the sequence outside of N equals the one
+// inside. N stands at 46 and its sequence at 94, both with padding. The offset words are at 8 of contents
+// that begin at 104 and at 124 of contents that begin at 8: 46 - 112 = -66, 94 - 132 = -38.
+TEST(TypeCodeWire, pointsBackAtTheSequenceInsideARecursiveType) {
+    const Type kids = recursiveSequence(1);
+    const Type node = structOf("N", {{"k", kids}});
+    const Type outer = structOf("O", {{"n", node}, {"l", sequenceOf(node)}});
+    const std::string_view octetsOfIt = "0f000000 80000000 01202020 0a000000 49444c3a4f3a312e3000 2020"
+                                        "02000000 4f00 2020 02000000 02000000 6e00 2020"
+                                        "0f000000 40000000 01202020 0a000000 49444c3a4e3a312e3000 2020"
+                                        "02000000 4e00 2020 01000000 02000000 6b00 2020"
+                                        "13000000 10000000 01202020 ffffffff beffffff 00000000"
+                                        "02000000 6c00 2020 ffffffff daffffff";
+    expectOctets(outer, octetsOfIt);
+    // Where the offsets are big-endian as well.
+    EXPECT_TRUE(typeFrom("0000000f 00000040 00202020 0000000a 49444c3a4e3a312e3000 2020"
+                         "00000002 4e00 2020 00000001 00000002 6b00 2020"
+                         "00000013 00000010 00202020 ffffffff ffffffc0 00000000",
+                         0)
+                    ->equal(node));
+}
+
 TEST(TypeCodeWire, countsPositionsFromTheBeginningOfItsBuffer) {
     CORBA_MarshalOutBuffer out(16);
     const Type type = nodeType();
@@ -205,6 +227,29 @@ TEST(TypeCodeWire, isFlatInTheOlderMode) {
     expectOctets(node, "0f000000 0d000000 49444c3a4e6f64653a312e3000 202020"
                        "05000000 4e6f646500 202020 01000000 05000000 6b69647300 202020"
                        "13000000 ffffffff c0ffffff 00000000");
+}
+
+// The stream's function is given references: a type is as often held afterwards as before.
+TEST(TypeCodeWire, leavesEachTypeToTheStreamsCleanup) {
+    const Setting flat(marshalSettings.backDII, true);
+    static int given;
+    given = 0;
+    const auto giveBack = [](CORBA_TypeCode* type) {
+        ++given;
+        CORBA_release(type);
+    };
+    const Type one = enumOf("E", {"red", "green"});
+    const Type type = structOf("S", {{"a", one}, {"b", one}});
+    CORBA_MarshalOutBuffer out(255);
+    out.cleanup(giveBack);
+    out << type.in();
+    EXPECT_EQ(given, 2);
+    EXPECT_EQ(type->_refcount(), 1);
+    CORBA_MarshalInBuffer in(out.data(), out.offset() - 1);
+    in.cleanup(giveBack);
+    Type read;
+    EXPECT_THROW(in >> read.inout(), CORBA_MARSHAL);
+    EXPECT_EQ(given, 4);
 }
 
 TEST(TypeCodeWire, survivesItsTextForm) {
