@@ -78,7 +78,7 @@ public:
     TRXPointerElement& operator=(const TRXPointerElement& other) {
         return *this = Element::copy(other._slot);
     }
-    template <TRXLends<Borrowed> Lender>
+    template <TRXLends<Borrowed, TRXPointerElement> Lender>
     TRXPointerElement& operator=(const Lender& lender) {
         return *this = static_cast<Borrowed>(lender.in());
     }

@@ -5,10 +5,10 @@
 #include <concepts>
 #include <utility>
 
-// What lends a pointer and keeps it: a holder, or an element of a sequence. Holders and elements copy from it
-// where they would adopt a plain pointer.
-template <class Lender, class Pointer>
-concept TRXLends = requires(const Lender& lender) {
+// What lends a pointer and keeps it, such as a holder or an element of a sequence. `Self`, which is something
+// else, copies from it where it would adopt a plain pointer.
+template <class Lender, class Pointer, class Self>
+concept TRXLends = !std::derived_from<Lender, Self> && requires(const Lender& lender) {
     { lender.in() } -> std::convertible_to<Pointer>;
 };
 
@@ -22,7 +22,7 @@ public:
     TRXVar(T* owned) : _ptr(owned) {}
     TRXVar(const TRXVar& other) : _ptr(duplicated(other._ptr)) {}
     TRXVar(TRXVar&& other) noexcept : _ptr(std::exchange(other._ptr, nullptr)) {}
-    template <TRXLends<T*> Lender>
+    template <TRXLends<T*, TRXVar> Lender>
     TRXVar(const Lender& lender) : _ptr(duplicated(lender.in())) {}
     ~TRXVar() { CORBA_release(_ptr); }
 
@@ -36,7 +36,7 @@ public:
         std::swap(_ptr, other._ptr);
         return *this;
     }
-    template <TRXLends<T*> Lender>
+    template <TRXLends<T*, TRXVar> Lender>
     TRXVar& operator=(const Lender& lender) {
         return *this = duplicated(lender.in());
     }

@@ -59,7 +59,7 @@ public:
     TRXStringHolder(const Char* borrowed) : _ptr(Text::dup(borrowed)) {}
     TRXStringHolder(const TRXStringHolder& other) : _ptr(Text::dup(other._ptr)) {}
     TRXStringHolder(TRXStringHolder&& other) noexcept : _ptr(std::exchange(other._ptr, Text::none())) {}
-    template <TRXLends<const Char*> Lender>
+    template <TRXLends<const Char*, TRXStringHolder> Lender>
     TRXStringHolder(const Lender& lender) : _ptr(Text::dup(lender.in())) {}
     ~TRXStringHolder() { Text::free(_ptr); }
 
@@ -76,7 +76,7 @@ public:
         std::swap(_ptr, other._ptr);
         return *this;
     }
-    template <TRXLends<const Char*> Lender>
+    template <TRXLends<const Char*, TRXStringHolder> Lender>
     TRXStringHolder& operator=(const Lender& lender) {
         return *this = Text::dup(lender.in());
     }
