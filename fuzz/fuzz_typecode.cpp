@@ -27,7 +27,7 @@ void check(CORBA_TypeCode* type) {
     CORBA_MarshalInBuffer in(out.data(), out.offset());
     const CORBA_TypeCode_var again = read(in);
     require(type->equal(again), "a TypeCode survives its wire form");
-    require(again->hash(7) < 7, "a hash is below its maximum");
+    require(type->_shape_hash() == again->_shape_hash(), "equal types are of one shape");
     CORBA_MarshalOutBuffer once(255);
     once << again.in();
     require(once.offset() == out.offset() && std::memcmp(once.data(), out.data(), out.offset()) == 0,

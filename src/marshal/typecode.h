@@ -129,6 +129,7 @@ public:
     bool _is_constant() const { return _constant; }
 
     // While one lives nothing is destroyed. Many releases at once then cost one look at what they leave.
+    // Those that live at the same time have to be nested.
     class Releases {
     public:
         Releases();
@@ -155,7 +156,6 @@ public:
     const CORBA_TypeCode* _member_for_label(const CORBA_Any& discriminator) const;
     const CORBA_Any& _parameter(CORBA_ULong index) const { return *_params[index]; }
     const char* _plain_id() const { return _id; } // empty for the kinds without one
-    bool _may_recur() const { return _cyclic; }   // may be one of the types of a recursive type
     // Equal for types that `compare` finds equal, apart from the types it does not look into, and with high
     // probability different for others.
     uint64_t _shape_hash() const;
@@ -182,9 +182,10 @@ private:
     void addName(const char* name);
     void addNumber(CORBA_ULong number);
     void addType(CORBA_TypeCode* type);
-    void finish(); // when all parameters are there
     void resolveMembers();
-    uint64_t shapeOf(const CORBA_Any& param) const;
+    uint64_t shape() const;
+    uint64_t outline() const;
+    uint64_t findOutline() const;
 
     const CORBA_Any& checked(uint64_t index) const;
     CORBA_Any* handOut(const CORBA_Any& param) const;
@@ -212,7 +213,8 @@ private:
     CORBA_ULong _param_count = 0;
     CORBA_Any** _params = nullptr; // as many as the kind and the members need
     char* _id;
-    uint64_t _shape = 0;
+    mutable uint64_t _shape = 0;   // 0 is not known yet
+    mutable uint64_t _outline = 0; // likewise
     // The members of a large union in the order of their labels, made by the first search.
     mutable std::unique_ptr<CORBA_ULong[]> _by_label;
     mutable CORBA_ULong _by_label_count = 0;
@@ -222,10 +224,11 @@ private:
     CORBA_TypeCode* _next = nullptr; // of `dispose` and `suspect`
     bool _constant = false;
     bool _counted = false;
-    bool _cyclic = false;     // may be one of the types of a recursive type
-    bool _suspected = false;  // a reference that `suspect` holds is among the counted ones
-    bool _unresolved = false; // a recursive sequence in it may still wait for the type that encloses it
-    bool _closed = true;      // false while it is being read
+    bool _cyclic = false;      // may be one of the types of a recursive type
+    bool _suspected = false;   // a reference that `suspect` holds is among the counted ones
+    bool _passed_over = false; // by a search for rings, since a parameter that holds it was shared
+    bool _unresolved = false;  // a recursive sequence in it may still wait for the type that encloses it
+    bool _closed = true;       // false while it is being read
 };
 
 using CORBA_TypeCode_ptr = CORBA_TypeCode*;

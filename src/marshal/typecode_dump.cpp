@@ -15,11 +15,9 @@ bool hasPassed(const TRXostream& stream, const CORBA_TypeCode* type) {
     }
 }
 
-// One that comes again ends in its id, or the dump of a recursive type would never end.
-bool endsInId(const CORBA_TypeCode& type) {
-    return type.kind() == tk_struct || type.kind() == tk_union ||
-           (type.kind() == tk_except && type._may_recur());
-}
+// The types with many parts. One that comes again ends in its id, or the dump of a recursive type would never
+// end, and that of types with two parts alike on every level hardly ever.
+bool endsInId(CORBA_TCKind kind) { return kind == tk_struct || kind == tk_union || kind == tk_except; }
 
 } // namespace
 
@@ -28,14 +26,14 @@ void CORBA_TypeCode::dump(TRXostream& stream, CORBA_TypeCode* type) {
         stream.write_raw("(nil)", 5);
         return;
     }
-    const bool again = endsInId(*type) && hasPassed(stream, type);
+    const bool again = endsInId(type->_kind) && hasPassed(stream, type);
     if (*type->_id != '\0')
         printLine(stream, {"Repository id: ", type->_id});
     if (again)
         return;
     const TRXNesting nesting;
     const TRXStreamDepth depth(stream);
-    if (endsInId(*type))
+    if (endsInId(type->_kind))
         rememberTypeCode(stream, type);
     const char* name = tcKindName(type->_kind);
     if (name)

@@ -7,6 +7,7 @@
 #include "marshal/typecode.h"
 #include "marshal/typecode_coder.h"
 
+#include <algorithm>
 #include <optional>
 #include <vector>
 
@@ -29,12 +30,14 @@ protected:
     }
     // What an indirection that leads to `found` gives.
     CORBA_TypeCode_var refer(CORBA_TypeCode* found);
+    // Where an alias is no target when it is written again. Before `refer`.
+    void boundRepetition(const CORBA_TypeCode& found);
     void begin(CORBA_TypeCode& type) {
         type._closed = false;
         _open.push_back(&type);
     }
     void end() {
-        _open.back()->finish();
+        _open.back()->_closed = true;
         _open.pop_back();
     }
     void readFields(CORBA_TypeCode& type, TRXistream& stream, int64_t base);
@@ -49,7 +52,6 @@ private:
     void readMembers(CORBA_TypeCode& type, TRXistream& stream, int64_t base);
     void readEnum(CORBA_TypeCode& type, TRXistream& stream);
     void readUnion(CORBA_TypeCode& type, TRXistream& stream, int64_t base);
-    void boundRepetition(const CORBA_TypeCode& found);
     void markOpenFrom(size_t index);
 
     size_t _repeated = 0;               // octets that what has been pointed back at will take once more
@@ -57,24 +59,26 @@ private:
     std::vector<CORBA_TypeCode*> _open; // the types around the one that is being read
 };
 
-// A type can only be a part of itself through a sequence, whose values may be empty. Anything else would be a
-// type without end.
+namespace {
+
+bool hasMembers(CORBA_TCKind kind) { return kind == tk_struct || kind == tk_union || kind == tk_except; }
+
+} // namespace
+
+// A type with members can be a part of itself through a sequence, whose values may be empty. Anything else
+// would be a type without end.
 CORBA_TypeCode_var TRXTypeCodeReader::refer(CORBA_TypeCode* found) {
-    if (!found)
-        throw CORBA_MARSHAL();
     if (found->_closed) {
-        boundRepetition(*found);
         if (found->_cyclic)
             markOpenFrom(0);
         return CORBA_TypeCode::_duplicate(found);
     }
-    size_t level = _open.size();
-    bool throughSequence = false;
-    while (level > 0 && _open[--level] != found)
-        throughSequence = throughSequence || _open[level]->_kind == tk_sequence;
-    if (!throughSequence)
+    const auto from = std::find(_open.begin(), _open.end(), found);
+    const auto passes = [&](auto accepts) { return std::any_of(from, _open.end(), accepts); };
+    if (!passes([](const CORBA_TypeCode* type) { return type->_kind == tk_sequence; }) ||
+        !passes([](const CORBA_TypeCode* type) { return hasMembers(type->_kind); }))
         throw CORBA_MARSHAL();
-    markOpenFrom(level);
+    markOpenFrom(static_cast<size_t>(from - _open.begin()));
     return CORBA_TypeCode::_duplicate(found);
 }
 
@@ -84,7 +88,7 @@ void TRXTypeCodeReader::boundRepetition(const CORBA_TypeCode& found) {
     constexpr size_t withoutTexts = 32;
     constexpr size_t ordinary = 256;
     _mayRepeat += ordinary;
-    for (const CORBA_TypeCode* type = &found; type->_kind == tk_alias && type->_content();
+    for (const CORBA_TypeCode* type = &found; type->_closed && type->_kind == tk_alias && type->_content();
          type = type->_content()) {
         const char* name = type->name();
         _repeated += withoutTexts + std::strlen(type->_id) + (name ? std::strlen(name) : 0);
@@ -305,7 +309,10 @@ CORBA_TypeCode_var EncapsulationReader::readIndirection(TRXistream& stream, int6
     stream >> offset;
     const int64_t target = (stream.position() + base + offset - 4 + 3) & ~int64_t{3};
     const ReadTraits::Entry* found = _read ? _read->find(target) : nullptr;
-    return refer(found ? found->type : nullptr);
+    if (!found)
+        throw CORBA_MARSHAL();
+    boundRepetition(*found->type);
+    return refer(found->type);
 }
 
 void EncapsulationReader::remember(int64_t position, CORBA_TypeCode* type) {

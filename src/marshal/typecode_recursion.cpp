@@ -104,10 +104,10 @@ void CORBA_release(CORBA_TypeCode* type) {
 }
 
 void CORBA_TypeCode::_share_dropped(const CORBA_Any& param) {
-    if (param._type()->kind() != tk_TypeCode)
+    if (!param.release() || param._type()->kind() != tk_TypeCode)
         return;
     CORBA_TypeCode* held = param._held_type();
-    if (held && held->_counted && held->_cyclic)
+    if (held && std::exchange(held->_passed_over, false) && held->_cyclic)
         suspect(held);
 }
 
@@ -163,8 +163,12 @@ template <class Visit>
 void CORBA_TypeCode::forEachInRing(Visit visit) const {
     for (CORBA_ULong i = 0; i < _param_count; ++i) {
         CORBA_TypeCode* held = typeAt(i);
-        if (held && held->_cyclic && held->_counted && _params[i]->release() && _params[i]->_refcount() == 1)
+        if (!held || !held->_cyclic || !held->_counted || !_params[i]->release())
+            continue;
+        if (_params[i]->_refcount() == 1)
             visit(*held);
+        else
+            held->_passed_over = true;
     }
 }
 

@@ -133,6 +133,14 @@ TEST(Any, holdsAnysTypeCodesAndOctets) {
     EXPECT_EQ(octets, CORBA_OctetSequence(four));
 }
 
+TEST(Any, thatBorrowsItsTypeCodeMayOutliveIt) {
+    Type type = sequenceOf(_tc_long);
+    const CORBA_Any_var any = new CORBA_Any(_tc_TypeCode, type, 0);
+    const CORBA_Any_var shared = any;
+    type = Type();
+    EXPECT_EQ(any->_refcount(), 2u);
+}
+
 TEST(Any, sharesReferencesAndPrincipals) {
     CORBA_Object* object = new PlainObject;
     CORBA_Any any(_tc_Object, object, 1);

@@ -174,6 +174,16 @@ TEST(TypeCodeWire, pointsBackAtTheSequenceInsideARecursiveType) {
                                         "13000000 10000000 01202020 ffffffff beffffff 00000000"
                                         "02000000 6c00 2020 ffffffff daffffff";
     expectOctets(outer, octetsOfIt);
+    // The sequence alone: its member's type is the sequence itself.
+    const Type alone = typeFrom(written(kids));
+    EXPECT_EQ(alone->_content()->_member(0), alone.in());
+    EXPECT_EQ(written(alone), written(kids));
+    // Further inside the ring, and behind an alias outside.
+    const Type rows = sequenceOf(recursiveSequence(1));
+    const Type deep = structOf("N", {{"k", rows}});
+    const Type apart = aliasOf("A", sequenceOf(sequenceOf(deep)));
+    EXPECT_EQ(written(structOf("O", {{"n", deep}, {"l", apart}})),
+              written(structOf("O", {{"n", deep}, {"l", rows}})));
     // Where the offsets are big-endian as well.
     EXPECT_TRUE(typeFrom("0000000f 00000040 00202020 0000000a 49444c3a4e3a312e3000 2020"
                          "00000002 4e00 2020 00000001 00000002 6b00 2020"

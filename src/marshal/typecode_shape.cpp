@@ -1,0 +1,73 @@
+#include "marshal/typecode_shape.h"
+
+#include "marshal/any.h"
+#include "marshal/nesting.h"
+#include "marshal/typecode.h"
+
+// Every ring of types goes through a sequence and through a type with members. So the shape of a type is made
+// of the shapes of its parts, and a sequence counts with the outline of its elements, which a type with
+// members ends: equal types come to the same, wherever in a ring they stand. Both are found when they are
+// asked for, because a part of a recursive type is complete before the whole is.
+
+namespace {
+
+bool isType(const CORBA_Any& param) { return param._type()->kind() == tk_TypeCode; }
+
+uint64_t shapeOfValue(const CORBA_Any& param) {
+    if (param._type()->kind() == tk_string)
+        return shapeOfOctets(param._text() ? param._text() : "");
+    return shapeOfOctets({static_cast<const char*>(param._representation()), param._size()});
+}
+
+} // namespace
+
+uint64_t CORBA_TypeCode::_shape_hash() const {
+    if (_shape != 0)
+        return _shape;
+    const uint64_t found = shape();
+    if (!_unresolved)
+        _shape = found;
+    return found;
+}
+
+uint64_t CORBA_TypeCode::shape() const {
+    if (_kind == tk_sequence)
+        return outline();
+    const TRXNesting nesting;
+    if (_kind == tk_alias)
+        return _content()->_shape_hash();
+    uint64_t shape = shapeOfKind(_kind, _param_count);
+    for (CORBA_ULong i = 0; i < _param_count; ++i)
+        shape = mixShape(shape, isType(*_params[i]) ? typeAt(i)->_shape_hash() : shapeOfValue(*_params[i]));
+    return shape;
+}
+
+uint64_t CORBA_TypeCode::outline() const {
+    if (_outline != 0)
+        return _outline;
+    const uint64_t found = findOutline();
+    if (!_unresolved)
+        _outline = found;
+    return found;
+}
+
+uint64_t CORBA_TypeCode::findOutline() const {
+    const TRXNesting nesting;
+    uint64_t outline = shapeOfKind(_kind, _param_count);
+    switch (_kind) {
+    case tk_alias: return _content()->outline();
+    case tk_sequence:
+    case tk_array:
+        outline = mixShape(outline, _content() ? _content()->outline() : recursiveShape);
+        return mixShape(outline, shapeOfValue(*_params[1]));
+    case tk_struct:
+    case tk_union:
+    case tk_except:
+        for (CORBA_ULong i = 0; i < _param_count; ++i) {
+            if (!isType(*_params[i]))
+                outline = mixShape(outline, shapeOfValue(*_params[i]));
+        }
+        return outline;
+    default: return _shape_hash();
+    }
+}
