@@ -34,7 +34,7 @@ public:
         replace(type, value, release);
     }
     // The value that has been marshalled into the buffer. The octets are copied; a buffer that does not own
-    // them gives them up, and has them from CORBA_string_alloc.
+    // them gives them up unless this raises, and has them from CORBA_string_alloc.
     CORBA_Any(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer) : CORBA_Any() { replace(type, buffer); }
     ~CORBA_Any() { freeAll(); }
 

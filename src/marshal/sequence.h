@@ -90,6 +90,7 @@ public:
             ++sequence->_ref_count;
         return sequence;
     }
+    static TRXSequence* _duplicate(std::nullptr_t) { return nullptr; }
     CORBA_ULong _refcount() const { return _ref_count; }
     bool _drop_reference() { return --_ref_count == 0; } // whether it was the last
 
@@ -98,8 +99,8 @@ public:
 
 protected:
     // Makes room for a value of `length` elements that overwrites whatever is there. What the slots then hold
-    // is undefined for plain elements.
-    void discardAndFit(CORBA_ULong length) {
+    // is undefined for plain elements, unless a new buffer is to be `cleared`.
+    void discardAndFit(CORBA_ULong length, bool cleared = false) {
         const bool strangersPointers = Element::pointer && !_release;
         if (length <= _maximum && !strangersPointers)
             return;
@@ -107,8 +108,8 @@ protected:
         _buffer = nullptr;
         _length = _maximum = 0;
         _release = true;
-        if constexpr (Element::plain)
-            _buffer = length == 0 ? nullptr : new Stored[length];
+        if (Element::plain && !cleared && length > 0)
+            _buffer = new Stored[length];
         else
             _buffer = allocbuf(length);
         _maximum = length;
@@ -204,7 +205,7 @@ template <class T, class Element>
 void TRXSequence<T, Element>::readFromText(TRXistream& stream, CORBA_ULong count) {
     constexpr CORBA_ULong step = 64;
     const TRXNesting nesting;
-    discardAndFit(std::min(count, step));
+    discardAndFit(std::min(count, step), true);
     _length = 0;
     while (_length < count && stream.stream()->good()) {
         if (_length == _maximum)
@@ -214,8 +215,6 @@ void TRXSequence<T, Element>::readFromText(TRXistream& stream, CORBA_ULong count
     }
     if (_length < count)
         stream.stream()->setstate(std::ios::failbit);
-    if constexpr (Element::plain)
-        std::fill(_buffer + _length, _buffer + _maximum, Stored());
 }
 
 template <class T, class Element>

@@ -84,7 +84,7 @@ public:
     }
 
     operator Stored() const { return _slot; }
-    Stored in() const { return _slot; }
+    typename Element::ConstReference in() const { return _slot; }
     Stored operator->() const { return _slot; }
 
 private:

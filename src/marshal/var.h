@@ -8,9 +8,10 @@
 // What lends a pointer and keeps it, such as a holder or an element of a sequence. `Self`, which is something
 // else, copies from it where it would adopt a plain pointer.
 template <class Lender, class Pointer, class Self>
-concept TRXLends = !std::derived_from<Lender, Self> && requires(const Lender& lender) {
+concept TRXLends = requires(const Lender& lender) {
     { lender.in() } -> std::convertible_to<Pointer>;
-};
+}
+&&!std::derived_from<Lender, Self>;
 
 // Owns one reference to an object, sequence or buffer, or nothing. From a `T*` it takes the reference over; a
 // copy adds one. T has a static `_duplicate(T*)`, and `CORBA_release(T*)` gives a reference back; both accept
@@ -23,7 +24,7 @@ public:
     TRXVar(const TRXVar& other) : _ptr(duplicated(other._ptr)) {}
     TRXVar(TRXVar&& other) noexcept : _ptr(std::exchange(other._ptr, nullptr)) {}
     template <TRXLends<T*, TRXVar> Lender>
-    TRXVar(const Lender& lender) : _ptr(duplicated(lender.in())) {}
+    explicit TRXVar(const Lender& lender) : _ptr(duplicated(lender.in())) {}
     ~TRXVar() { CORBA_release(_ptr); }
 
     TRXVar& operator=(T* owned) {

@@ -78,7 +78,12 @@ int CORBA_wstring_compare(const CORBA_WChar* a, const CORBA_WChar* b) {
     return compareText(a, b, std::wcscmp);
 }
 
-TRXistream& operator>>(TRXistream& stream, CORBA_WString_var& string) { return stream >> string.out(); }
+TRXistream& operator>>(TRXistream& stream, CORBA_WString_var& string) {
+    CORBA_WString_var read;
+    stream >> read.inout();
+    string = std::move(read);
+    return stream;
+}
 
 TRXostream& operator<<(TRXostream& stream, const CORBA_WString_var& string) {
     const CORBA_WChar* text = string.in() ? string.in() : L"";

@@ -60,7 +60,7 @@ public:
     TRXStringHolder(const TRXStringHolder& other) : _ptr(Text::dup(other._ptr)) {}
     TRXStringHolder(TRXStringHolder&& other) noexcept : _ptr(std::exchange(other._ptr, Text::none())) {}
     template <TRXLends<const Char*, TRXStringHolder> Lender>
-    TRXStringHolder(const Lender& lender) : _ptr(Text::dup(lender.in())) {}
+    explicit TRXStringHolder(const Lender& lender) : _ptr(Text::dup(lender.in())) {}
     ~TRXStringHolder() { Text::free(_ptr); }
 
     TRXStringHolder& operator=(Char* owned) {
@@ -107,7 +107,7 @@ inline TRXistream& operator>>(TRXistream& stream, CORBA_String_var& string) {
     string = std::move(read);
     return stream;
 }
-// A count that the stream cannot hold raises CORBA_MARSHAL.
+// Likewise. A count that the stream cannot hold raises CORBA_MARSHAL.
 TRXistream& operator>>(TRXistream& stream, CORBA_WString_var& string);
 TRXostream& operator<<(TRXostream& stream, const CORBA_WString_var& string);
 

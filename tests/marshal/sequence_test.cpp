@@ -10,6 +10,11 @@
 #include <sstream>
 #include <string>
 
+// Known by name only, and printed where holders are known.
+class Unseen;
+std::ostream& operator<<(std::ostream& stream, const Unseen&) { return stream; }
+[[maybe_unused]] static void printUnseen(const Unseen& unseen) { std::cout << unseen; }
+
 namespace {
 
 using LongSeq = TRXSequence<CORBA_Long>;
@@ -115,6 +120,9 @@ TEST(Sequence, ownsItsStrings) {
     const CORBA_String_var holder(names[0]);
     names[0] = holder;
     EXPECT_NE(holder.in(), names[0].in());
+    std::ostringstream printed;
+    printed << names[0];
+    EXPECT_EQ(printed.str(), "first");
     CORBA_StringSequence copy = names;
     names[0] = static_cast<const char*>("other");
     EXPECT_STREQ(copy[0], "first");
@@ -222,6 +230,14 @@ TEST(Sequence, growsInTextWithWhatComes) {
     liar >> read;
     EXPECT_LT(read.maximum(), 200u);
     EXPECT_TRUE(lie.fail());
+    // Into a buffer that is there goes what comes, as from octets.
+    CORBA_Long values[] = {1, 2, 3};
+    LongSeq borrowed(3, 3, values, false);
+    std::istringstream one("1 9 ");
+    TRXistream small(one);
+    small >> borrowed;
+    EXPECT_EQ(values[0], 9);
+    EXPECT_EQ(values[1], 2);
 }
 
 TEST(SequenceVar, sharesOneObject) {
