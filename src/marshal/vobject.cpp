@@ -11,7 +11,7 @@ void TRXObjectImpl::deactivate(CORBA_Object& object) {
     _deactivated = true;
     try {
         _role->deactivate(object);
-    } catch (const CORBA_Exception&) {
+    } catch (...) {
         // the object goes all the same
     }
 }
@@ -28,13 +28,15 @@ void CORBA_release(CORBA_Object* object) {
     // The core outlives the object: what the servant does in `deactivate` and in its destructor may count.
     const auto core = TRXRef<TRXObjectImpl>::duplicate(object->_impl);
     constexpr CORBA_ULong lastAndHeld = 2;
-    if (core->_refcount() == lastAndHeld)
+    const bool last = core->_refcount() == lastAndHeld;
+    if (last)
         core->deactivate(*object);
     TRX_ASSERT(core->_refcount() >= lastAndHeld, "vobject");
     if (core->_refcount() == lastAndHeld) {
         delete object;
     } else {
-        core->_deactivated = false;
+        if (last)
+            core->_deactivated = false; // saved
         core->_remove_ref();
     }
 }

@@ -72,11 +72,14 @@ TEST(Object, survivesWhenTheServantTakesANewReferenceOnTheWayOut) {
 // Deactivation counts up and down again, as an adapter that still looks at the object does.
 TEST(Object, diesOnceWhenDeactivationTakesAndGivesAReference) {
     auto* servant = new PlainObject(TRXObjectImpl::server);
-    servant->role().onDeactivate = [](CORBA_Object& object) {
+    int deactivations = 0;
+    servant->role().onDeactivate = [&](CORBA_Object& object) {
+        ++deactivations;
         const CORBA_Object_var seen = CORBA_Object::_duplicate(&object);
     };
     CORBA_release(servant);
     EXPECT_EQ(PlainObject::alive, 0);
+    EXPECT_EQ(deactivations, 1);
 }
 
 TEST(Object, isHeldAndSharedBySequences) {
