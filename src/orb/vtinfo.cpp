@@ -70,12 +70,23 @@ void TRXTypeInfo::registerStub(const CORBA_TypeInfo* owner, const char* id, TRXO
     setBases(std::move(bases));
 }
 
-void TRXTypeInfo::withdrawStub() {
-    dictionaries().byId.take(id());
-    _registered = false;
-    _owner = nullptr;
-    _factory = nullptr;
-    _bases.clear();
+void TRXTypeInfo::withdraw(const CORBA_TypeInfo* handle) {
+    if (_owner != handle && _skeleton_owner != handle)
+        return;
+    if (_owner == handle) {
+        dictionaries().byId.take(id());
+        _registered = false;
+        _owner = nullptr;
+        _factory = _user_factory = nullptr;
+        _wrap = nullptr;
+        _client_factories = {};
+        _server_factories = {};
+        _bases.clear();
+    }
+    if (_skeleton_owner == handle)
+        setMethods(0, nullptr);
+    _methods_by_name.clear();
+    _methods_built = false;
 }
 
 bool TRXTypeInfo::hasId(const char* id) const {

@@ -45,16 +45,21 @@ public:
     // change nothing.
     void registerStub(const CORBA_TypeInfo* owner, const char* id, TRXObjectFactory factory,
                       std::vector<const CORBA_TypeInfo*> bases);
-    // The stub half goes before the skeleton half does: the entry is as if it had never come.
-    void withdrawStub();
+    // The half that this handle brought goes, as when its library is unloaded: nothing of it is left in the
+    // entry. Types that derive from this one go first.
+    void withdraw(const CORBA_TypeInfo* handle);
 
     const char* name() const { return _name.in(); }
     const char* id() const { return _registered ? _id.in() : nullptr; } // null without a stub half
     const CORBA_TypeInfo* owner() const { return _owner; } // the handle of the stub half, or null
     std::span<const CORBA_TypeInfo* const> bases() const { return _bases; } // as declared
     void setBases(std::vector<const CORBA_TypeInfo*> bases) { _bases = std::move(bases); }
-    // The table is not copied. A merged table that `findMethod` has built already stays as it is.
-    void setMethods(CORBA_ULong count, const TRXMethod* methods) { _methods = {methods, count}; }
+    // The skeleton half of `handle`. The table is not copied. A merged table that `findMethod` has built
+    // already stays as it is.
+    void setMethods(CORBA_ULong count, const TRXMethod* methods, const CORBA_TypeInfo* handle = nullptr) {
+        _methods = {methods, count};
+        _skeleton_owner = handle;
+    }
 
     // Whether this type or one of its bases has that repository id. A type without one of its own says no.
     bool hasId(const char* id) const;
@@ -106,6 +111,7 @@ private:
     bool _registered = false; // in the dictionary by id
     std::vector<const CORBA_TypeInfo*> _bases;
     const CORBA_TypeInfo* _owner = nullptr;
+    const CORBA_TypeInfo* _skeleton_owner = nullptr;
     std::span<const TRXMethod> _methods;
     bool _methods_built = false;
     TRXObjectFactory _factory = nullptr;

@@ -37,7 +37,7 @@ void traceBases(std::span<const CORBA_TypeInfo* const> bases) {
 CORBA_TypeInfo::CORBA_TypeInfo(const char* name, CORBA_ULong methodCount, const TRXMethod* methods) {
     tracing(); // whichever half comes first reads the variable, and this one is never traced
     _impl = TRXTypeInfo::findOrMake(name);
-    _impl->setMethods(methodCount, methods);
+    _impl->setMethods(methodCount, methods, this);
 }
 
 void CORBA_TypeInfo::registerStub(const char* name, const char* id, TRXObjectFactory stubFactory,
@@ -51,8 +51,8 @@ void CORBA_TypeInfo::registerStub(const char* name, const char* id, TRXObjectFac
 }
 
 CORBA_TypeInfo::~CORBA_TypeInfo() {
-    if (_impl && _impl->owner() == this)
-        _impl->withdrawStub();
+    if (_impl)
+        _impl->withdraw(this);
 }
 
 CORBA_TypeInfo::BaseList CORBA_TypeInfo::list(std::initializer_list<const CORBA_TypeInfo*> bases) {

@@ -67,13 +67,24 @@ TEST(TypeRegistry, refusesAnIdThatIsTakenAndASecondStubHalf) {
 TEST(TypeRegistry, forgetsAStubHalfThatGoes) {
     const CORBA_TypeInfo skeleton("Gone", 0, nullptr);
     {
-        const CORBA_TypeInfo stub("Gone", "IDL:Gone:1.0", makeStub, nullptr);
+        const TRXObjectFactory client[] = {makeOther};
+        const auto wrap = [](TRXObjectFactoryList& factories, CORBA_Object*) { return factories.at(0)(); };
+        const CORBA_TypeInfo stub("Gone", "IDL:Gone:1.0", wrap, makeStub, 1, client, nullptr);
         EXPECT_EQ(CORBA_TypeInfo::lookup("IDL:Gone:1.0"), &stub);
     }
+    const CORBA_Object_var object = makeStub();
+    EXPECT_EQ(skeleton.createWrappedObject(object), object.in());
     EXPECT_EQ(CORBA_TypeInfo::lookup("Gone"), nullptr);
     EXPECT_EQ(CORBA_TypeInfo::lookup("IDL:Gone:1.0"), nullptr);
     const CORBA_TypeInfo again("Gone", "IDL:Gone:1.0", makeStub, nullptr);
     EXPECT_EQ(CORBA_TypeInfo::lookup("Gone"), &again);
+    // And a skeleton half, with operations that have been looked up.
+    const CORBA_TypeInfo* owner = nullptr;
+    {
+        const CORBA_TypeInfo operations("Gone", 1, table);
+        EXPECT_NE(again.impl()->findMethod("op", owner), nullptr);
+    }
+    EXPECT_EQ(again.impl()->findMethod("op", owner), nullptr);
 }
 
 TEST(TypeRegistry, findsEveryTypeAcrossGrowthAndRemoval) {
