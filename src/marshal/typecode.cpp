@@ -1,7 +1,6 @@
 #include "marshal/typecode.h"
 
 #include "marshal/any.h"
-#include "marshal/typecode_shape.h"
 
 #include <array>
 
@@ -44,7 +43,6 @@ const char* tcKindName(CORBA_TCKind kind) { return kind < tcKindCount ? kindName
 
 CORBA_TypeCode::CORBA_TypeCode(CORBA_TCKind basic, bool constant) : CORBA_TypeCode(Raw{}, basic, constant) {
     accept(isBasic(basic));
-    finish();
 }
 
 CORBA_TypeCode::CORBA_TypeCode(CORBA_TCKind kind, const char* id, const char* name,
@@ -58,7 +56,6 @@ CORBA_TypeCode::CORBA_TypeCode(CORBA_TCKind kind, const char* id, const char* na
         addName(member.name);
         addType(member.type);
     }
-    finish();
     resolveMembers();
 }
 
@@ -77,7 +74,6 @@ CORBA_TypeCode::CORBA_TypeCode(const char* id, const char* name, CORBA_TypeCode*
         addName(member.name);
         addType(member.type);
     }
-    finish();
     resolveMembers();
 }
 
@@ -89,7 +85,6 @@ CORBA_TypeCode::CORBA_TypeCode(const char* id, const char* name, std::span<const
     addName(name);
     for (const char* enumerator : enumerators)
         addName(enumerator);
-    finish();
 }
 
 CORBA_TypeCode::CORBA_TypeCode(const char* id, const char* name, CORBA_TypeCode* original, bool constant)
@@ -98,7 +93,6 @@ CORBA_TypeCode::CORBA_TypeCode(const char* id, const char* name, CORBA_TypeCode*
     reserve(2);
     addName(name);
     addType(original);
-    finish();
 }
 
 CORBA_TypeCode::CORBA_TypeCode(const char* id, const char* name, bool constant)
@@ -106,14 +100,12 @@ CORBA_TypeCode::CORBA_TypeCode(const char* id, const char* name, bool constant)
     identify(id);
     reserve(1);
     addName(name);
-    finish();
 }
 
 CORBA_TypeCode::CORBA_TypeCode(CORBA_ULong bound, TRXStringWidth width, bool constant)
     : CORBA_TypeCode(Raw{}, width == TRXStringWidth::wide ? tk_wstring : tk_string, constant) {
     reserve(1);
     addNumber(bound);
-    finish();
 }
 
 CORBA_TypeCode::CORBA_TypeCode(CORBA_TCKind kind, CORBA_ULong length, CORBA_TypeCode* content, bool constant)
@@ -123,7 +115,6 @@ CORBA_TypeCode::CORBA_TypeCode(CORBA_TCKind kind, CORBA_ULong length, CORBA_Type
     addType(content);
     addNumber(length);
     _unresolved = kind == tk_sequence && content->_kind == tk_sequence && content->_unresolved;
-    finish();
 }
 
 CORBA_TypeCode::CORBA_TypeCode(TRXRecursion recursion, bool constant)
@@ -132,7 +123,6 @@ CORBA_TypeCode::CORBA_TypeCode(TRXRecursion recursion, bool constant)
     addNumber(recursion.offset);
     addNumber(recursion.bound);
     _unresolved = true;
-    finish();
 }
 
 CORBA_TypeCode::CORBA_TypeCode(TRXFixed fixed, bool constant) : CORBA_TypeCode(Raw{}, tk_fixed, constant) {
@@ -141,7 +131,6 @@ CORBA_TypeCode::CORBA_TypeCode(TRXFixed fixed, bool constant) : CORBA_TypeCode(R
     _params[0]->_store(_tc_ushort, fixed.digits);
     add(new CORBA_Any);
     _params[1]->_store(_tc_short, fixed.scale);
-    finish();
 }
 
 CORBA_TypeCode::~CORBA_TypeCode() {
@@ -182,33 +171,6 @@ void CORBA_TypeCode::addType(CORBA_TypeCode* type) {
         add(new CORBA_Any(_tc_TypeCode, type, 0));
     else
         add(new CORBA_Any(_tc_TypeCode, _duplicate(type), 1));
-}
-
-uint64_t CORBA_TypeCode::shapeOf(const CORBA_Any& param) const {
-    switch (param._type()->kind()) {
-    case tk_TypeCode: return param._held_type()->_closed ? param._held_type()->_shape : recursiveShape;
-    case tk_string: return shapeOfOctets(param._text() ? param._text() : "");
-    default: return shapeOfOctets({param._text(), param._size()});
-    }
-}
-
-// The content of a recursive sequence was not complete when `finish` looked at it. That of a sequence of the
-// same type outside of it was, and the two are equal.
-uint64_t CORBA_TypeCode::_shape_hash() const {
-    if (_kind != tk_sequence || !_content())
-        return _shape;
-    return mixShape(mixShape(shapeOfKind(_kind, _param_count), _content()->_shape), shapeOf(*_params[1]));
-}
-
-void CORBA_TypeCode::finish() {
-    _closed = true;
-    _shape = shapeOfKind(_kind, _param_count);
-    for (CORBA_ULong i = 0; i < _param_count; ++i) {
-        const bool recursive = i == 0 && _kind == tk_sequence && isOpenRecursion(*_params[0]);
-        _shape = mixShape(_shape, recursive ? recursiveShape : shapeOf(*_params[i]));
-    }
-    if (_kind == tk_alias)
-        _shape = shapeOf(*_params[1]);
 }
 
 const CORBA_Any& CORBA_TypeCode::checked(uint64_t index) const {

@@ -7,6 +7,8 @@ What is proven:
 `Faults`     broken references by their messages; parts that cannot be read within a sound reference.
 """
 
+import os
+import subprocess
 import unittest
 
 import harness
@@ -155,6 +157,11 @@ class Sources(IordumpCase):
                     f"iordump: {missing}: No such file or directory\n", 1)
         self.expect(self.run_program("iordump", "-f", self.scratch), "",
                     f"iordump: {self.scratch}: Is a directory\n", 1)
+        directory = os.open(self.scratch, os.O_RDONLY)
+        self.addCleanup(os.close, directory)
+        done = subprocess.run([harness.PROGRAMS / "iordump"], stdin=directory, capture_output=True, timeout=10,
+                              check=False)
+        self.assertEqual((done.returncode, done.stderr), (1, b"iordump: standard input: Is a directory\n"))
         endless = self.run_program("iordump", "-f", "/dev/zero")
         self.expect(endless, "", "iordump: not a reference: the text is too long for a reference\n", 1)
 

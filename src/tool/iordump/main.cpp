@@ -44,6 +44,7 @@ int showFile(const char* name) {
 }
 
 int run(int argc, char** argv) {
+    std::ios::sync_with_stdio(false); // else a failing standard input looks like an empty one
     const char* file = nullptr;
     for (int option; (option = getopt(argc, argv, "f:h")) != -1;) {
         switch (option) {
