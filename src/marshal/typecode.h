@@ -17,8 +17,8 @@ class TRXTypeCodeReader;
 // Descriptions of IDL types at run time, which every CORBA_Any carries and the dynamic interfaces are driven
 // by. Construction and what can be asked of a description is here and in typecode.cpp, the constants in
 // typecode_constants.cpp, recursive types and when they die in typecode_recursion.cpp, comparison in
-// typecode_compare.cpp, the wire forms in typecode_write.cpp and typecode_read.cpp, the readable form in
-// typecode_dump.cpp.
+// typecode_compare.cpp, what tells most types apart without a comparison in typecode_shape.cpp, the wire
+// forms in typecode_write.cpp and typecode_read.cpp, the readable form in typecode_dump.cpp.
 
 // What constructors are told of members. Nothing is kept: names and labels are copied.
 struct TRXStructMember {
