@@ -1,7 +1,6 @@
 #include "marshal/typecode_shape.h"
 
 #include "marshal/any.h"
-#include "marshal/nesting.h"
 #include "marshal/typecode.h"
 
 // Every ring of types goes through a sequence and through a type with members. So the shape of a type is made
@@ -10,6 +9,20 @@
 // asked for, because a part of a recursive type is complete before the whole is.
 
 namespace {
+
+// One step down. Indirections build types that are far deeper than anything is read or written at once: what
+// lies too deep counts as one and the same.
+class Descent {
+public:
+    Descent() { ++_depth; }
+    Descent(const Descent&) = delete;
+    Descent& operator=(const Descent&) = delete;
+    ~Descent() { --_depth; }
+    static bool isTooDeep() { return _depth > 1024; }
+
+private:
+    static inline int _depth = 0;
+};
 
 bool isType(const CORBA_Any& param) { return param._type()->kind() == tk_TypeCode; }
 
@@ -24,6 +37,9 @@ uint64_t shapeOfValue(const CORBA_Any& param) {
 uint64_t CORBA_TypeCode::_shape_hash() const {
     if (_shape != 0)
         return _shape;
+    const Descent descent;
+    if (Descent::isTooDeep())
+        return recursiveShape;
     const uint64_t found = shape();
     if (!_unresolved)
         _shape = found;
@@ -33,7 +49,6 @@ uint64_t CORBA_TypeCode::_shape_hash() const {
 uint64_t CORBA_TypeCode::shape() const {
     if (_kind == tk_sequence)
         return outline();
-    const TRXNesting nesting;
     if (_kind == tk_alias)
         return _content()->_shape_hash();
     uint64_t shape = shapeOfKind(_kind, _param_count);
@@ -45,6 +60,9 @@ uint64_t CORBA_TypeCode::shape() const {
 uint64_t CORBA_TypeCode::outline() const {
     if (_outline != 0)
         return _outline;
+    const Descent descent;
+    if (Descent::isTooDeep())
+        return recursiveShape;
     const uint64_t found = findOutline();
     if (!_unresolved)
         _outline = found;
@@ -52,7 +70,6 @@ uint64_t CORBA_TypeCode::outline() const {
 }
 
 uint64_t CORBA_TypeCode::findOutline() const {
-    const TRXNesting nesting;
     uint64_t outline = shapeOfKind(_kind, _param_count);
     switch (_kind) {
     case tk_alias: return _content()->outline();
