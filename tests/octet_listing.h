@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // Octets of a message as a person writes them down: pairs of hexadecimal digits, text in single quotes, and
@@ -27,11 +29,30 @@ public:
     }
 
     // Padding is noise here, to see that nobody takes it for data.
-    const std::string& octets() const { return octets_; }
-    // Whether a writer must put exactly this octet there.
-    bool isFixed(size_t index) const { return !padding_[index]; }
+    const std::string& bytes() const { return octets_; }
+    // Empty when a writer may have written this, else what differs first.
+    std::string differenceFrom(std::string_view written) const {
+        for (size_t i = 0; i < octets_.size() && i < written.size(); ++i) {
+            if (!padding_[i] && octets_[i] != written[i])
+                return "at " + std::to_string(i) + ": " + hex(written.substr(i, 8)) + "instead of " +
+                       hex(std::string_view(octets_).substr(i, 8));
+        }
+        return octets_.size() == written.size() ? ""
+                                                : "length " + std::to_string(written.size()) +
+                                                      " instead of " + std::to_string(octets_.size());
+    }
 
 private:
+    static std::string hex(std::string_view octets) {
+        std::string text;
+        char pair[4];
+        for (const char octet : octets) {
+            std::snprintf(pair, sizeof pair, "%02X ", static_cast<unsigned char>(octet));
+            text += pair;
+        }
+        return text;
+    }
+
     static constexpr char noise = '\xee';
 
     void add(char octet, bool isPadding) {

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <iostream>
@@ -15,37 +14,7 @@
 #include <string>
 #include <vector>
 
-// A message as a listing.
-class Octets {
-public:
-    explicit Octets(const std::string& listing) : listing_(listing) {}
-
-    const std::string& bytes() const { return listing_.octets(); }
-
-    // Empty when equal, else what differs first.
-    std::string differenceFrom(const std::string& encoded) const {
-        for (size_t i = 0; i < bytes().size() && i < encoded.size(); ++i) {
-            if (listing_.isFixed(i) && bytes()[i] != encoded[i])
-                return "at " + std::to_string(i) + ": " + hex(encoded, i) + "instead of " + hex(bytes(), i);
-        }
-        return bytes().size() == encoded.size() ? ""
-                                                : "length " + std::to_string(encoded.size()) +
-                                                      " instead of " + std::to_string(bytes().size());
-    }
-
-private:
-    static std::string hex(const std::string& from, size_t at) {
-        std::string text;
-        char pair[4];
-        for (size_t i = at; i < from.size() && i < at + 8; ++i) {
-            std::snprintf(pair, sizeof pair, "%02X ", static_cast<unsigned char>(from[i]));
-            text += pair;
-        }
-        return text;
-    }
-
-    OctetListing listing_;
-};
+using Octets = OctetListing;
 
 // A word in a listing.
 inline std::string word(uint32_t value) {

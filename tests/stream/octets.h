@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -14,21 +13,16 @@
 class Octets {
 public:
     explicit Octets(const std::string& listing)
-        : listing_(listing), bytes_(listing_.octets().begin(), listing_.octets().end()) {}
+        : listing_(listing), bytes_(listing_.bytes().begin(), listing_.bytes().end()) {}
 
     std::vector<uint8_t>& bytes() { return bytes_; }
     const std::vector<uint8_t>& bytes() const { return bytes_; }
     uint32_t size() const { return static_cast<uint32_t>(bytes_.size()); }
 
     ::testing::AssertionResult match(const uint8_t* data, size_t size) const {
-        std::ostringstream wrong;
-        for (size_t i = 0; i < std::max(size, bytes_.size()); ++i) {
-            if (i >= size || i >= bytes_.size() || (listing_.isFixed(i) && bytes_[i] != data[i]))
-                wrong << " [" << i << "]=" << (i < size ? std::to_string(data[i]) : "none");
-        }
-        if (wrong.str().empty())
-            return ::testing::AssertionSuccess();
-        return ::testing::AssertionFailure() << "octets differ:" << wrong.str();
+        const std::string difference = listing_.differenceFrom({reinterpret_cast<const char*>(data), size});
+        return difference.empty() ? ::testing::AssertionSuccess()
+                                  : ::testing::AssertionFailure() << difference;
     }
     ::testing::AssertionResult written(const NCipcbuf& buffer) const {
         return match(buffer.wbuf(), buffer.bytesWritten());
