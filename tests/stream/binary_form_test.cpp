@@ -25,26 +25,6 @@ protected:
     NCipcstream in{&inBuffer};
 };
 
-const std::string locateOctets = "3A .. .. .. 00 00 00 0C 'TestLocate' 00 .. "
-                                 "00 00 00 0C 00 00 00 10 'Kestrune' 20 '2.0' 00 .. .. .. "
-                                 "00 00 00 06 01 02 03 04 "
-                                 "3A .. .. .. 00 00 00 04 '::' 00 .. 00 00 00 04 00 00 00 00";
-
-TEST_F(BinaryForm, laysOutAMessageAsAgreed) {
-    const TestLocate message("Kestrune 2.0", 6, 0x01020304);
-    out.writeObject(&message);
-    EXPECT_TRUE(Octets(locateOctets).written(outBuffer));
-    EXPECT_EQ(outBuffer.bytesWritten(), 72u);
-
-    const auto back = read<TestLocate>(locateOctets);
-    ASSERT_TRUE(back);
-    EXPECT_EQ(back->version, "Kestrune 2.0");
-    EXPECT_EQ(back->type, 6);
-    EXPECT_EQ(back->num, 0x01020304u);
-    EXPECT_FALSE(back->object);
-    EXPECT_EQ(inBuffer.bytesUnread(), 0u);
-}
-
 TEST_F(BinaryForm, countsAStringTwice) {
     const struct {
         const char* text;

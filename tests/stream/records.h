@@ -58,34 +58,18 @@ public:
     const NCTypeInfo& typeInfo() const override { return info; }
 };
 
-// Fields in the order of the message that looks for an agent.
-class TestLocate : public Counted {
+// Anything, and then a node.
+class TestPair : public Counted {
 public:
     static const NCTypeInfo info;
 
-    TestLocate(const char* text, int messageType, unsigned int number)
-        : version(text), type(messageType), num(number) {}
-    explicit TestLocate(NCistream& in) : Counted(in), version(in) {
-        in.read(type).read(num);
-        object = in.readRecord<Counted>();
-        int length = 0;
-        in.read(length);
-        if (length == 4)
-            in.read(cookie, 4);
-        else
-            in.setFailed();
-    }
-    void write(NCostream& out) const override {
-        out.writeEmbedded(version);
-        out.write(type).write(num).writeObject(object.get()).write(4).write(cookie, 4);
-    }
+    explicit TestPair(NCistream& in)
+        : Counted(in), any(in.readRecord<Counted>()), node(in.readRecord<TestNode>()) {}
+    void write(NCostream& out) const override { out.writeObject(any.get()).writeObject(node.get()); }
     const NCTypeInfo& typeInfo() const override { return info; }
 
-    NCString version;
-    int type = 0;
-    unsigned int num = 0;
-    NCRef<Counted> object;
-    unsigned char cookie[4] = {};
+    NCRef<Counted> any;
+    NCRef<TestNode> node;
 };
 
 // A block of any size, to fill a message with.

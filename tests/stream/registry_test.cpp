@@ -1,7 +1,5 @@
 #include "stream/records.h"
 
-#include "base/string_hash.h"
-
 #include <gtest/gtest.h>
 
 #include <array>
@@ -30,13 +28,6 @@ std::string startUpTrace() {
     if (pipe)
         pclose(pipe);
     return trace;
-}
-
-TEST(StringHash, countsBytesAsSigned) {
-    EXPECT_EQ(stringHash(""), 0u);
-    EXPECT_EQ(stringHash("abc"), 0x123u);
-    EXPECT_EQ(stringHash("\xff"), 0x7fffffffu);
-    EXPECT_EQ(NCString("abc").hash(), 0x123u);
 }
 
 TEST(ClassRegistry, keepsTheFirstOfAName) {
