@@ -1,10 +1,9 @@
 #include "loop_fixture.h"
 
 #include "stream/dstimer.h"
+#include "stream/sockets.h"
 
 #include <gmock/gmock.h>
-
-#include <sys/time.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -309,16 +308,10 @@ TEST(DispatcherErrors, signalDoesNotEndTheWait) {
     Interrupted loop;
     Recorder reader;
     loop.link(loop.pipe.in(), 0, &reader);
-    struct sigaction quiet {};
-    struct sigaction before {};
-    quiet.sa_handler = [](int) {};
-    ASSERT_EQ(sigaction(SIGALRM, &quiet, &before), 0);
-    const itimerval every{{0, 1000}, {0, 1000}};
-    ASSERT_EQ(setitimer(ITIMER_REAL, &every, nullptr), 0);
-    EXPECT_TRUE(loop.dispatch());
-    const itimerval never{};
-    setitimer(ITIMER_REAL, &never, nullptr);
-    sigaction(SIGALRM, &before, nullptr);
+    {
+        const Interruptions interruptions;
+        EXPECT_TRUE(loop.dispatch());
+    }
     EXPECT_GE(loop.errors, 2);
     EXPECT_EQ(reader.inputs, 1);
 }

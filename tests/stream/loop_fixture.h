@@ -1,6 +1,7 @@
 #pragma once
 
 #include "stream/dispatcher.h"
+#include "stream/sockets.h"
 
 #include <gtest/gtest.h>
 
@@ -12,31 +13,25 @@
 // A pipe whose ends close with it.
 class Pipe {
 public:
-    Pipe() { EXPECT_EQ(pipe(ends_), 0); }
-    Pipe(const Pipe&) = delete;
-    Pipe& operator=(const Pipe&) = delete;
-    ~Pipe() {
-        closeRead();
-        closeEnd(ends_[1]);
+    Pipe() {
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(pipe(ends), 0);
+        in_.set(ends[0]);
+        out_.set(ends[1]);
     }
 
-    int in() const { return ends_[0]; }
-    int out() const { return ends_[1]; }
+    int in() const { return in_.get(); }
+    int out() const { return out_.get(); }
     void fill() const { EXPECT_EQ(write(out(), "x", 1), 1); }
     void drain() const {
         char octet = 0;
         EXPECT_EQ(read(in(), &octet, 1), 1);
     }
-    void closeRead() { closeEnd(ends_[0]); }
+    void closeRead() { in_.close(); }
 
 private:
-    static void closeEnd(int& fd) {
-        if (fd >= 0)
-            close(fd);
-        fd = -1;
-    }
-
-    int ends_[2] = {-1, -1};
+    Descriptor in_;
+    Descriptor out_;
 };
 
 // Counts its calls and does what the test says in them.
