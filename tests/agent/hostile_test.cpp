@@ -8,7 +8,9 @@
 #include "agent/trxstring.h"
 #include "allocations.h"
 
+#include <algorithm>
 #include <chrono>
+#include <map>
 #include <memory>
 
 namespace {
@@ -29,7 +31,6 @@ protected:
         const std::unique_ptr<NCTransObject> next(carrier_.decode(Octets(good).bytes()));
         ASSERT_NE(nc_cast<TRXString>(next.get()), nullptr);
         EXPECT_EQ(*nc_cast<TRXString>(next.get()), "s");
-        said_ = err.text();
     }
     void expectDroppedListing(const std::string& listing) {
         SCOPED_TRACE(listing);
@@ -37,21 +38,7 @@ protected:
     }
 
     Carrier carrier_;
-    std::string said_; // on the error stream, about the last message dropped
 };
-
-TEST_F(HostileMessages, wrongTagsAndClassesAreTold) {
-    expectDroppedListing("3F......");
-    EXPECT_EQ(said_, "NCistream::readObject: Error reading Object from  stream. Make sure your 'write' "
-                     "function and constructor from stream are correct\n");
-    expectDroppedListing("23...... 00000000");
-    EXPECT_EQ(said_, "NCistream::readObject. Internal Error reading class '0'\n");
-    expectDroppedListing("3A...... 00000008 'NoClass' 00");
-    EXPECT_EQ(said_,
-              "NCistream::readObject: Received Object of class 'NoClass', but this class is not linked in\n");
-    expectDroppedListing("3A...... 0000000C 'DSResource' 00.."); // abstract
-    expectDroppedListing("3A...... 00000104 '" + std::string(259, 'x') + "' 00");
-}
 
 TEST_F(HostileMessages, classesThatAreNoRecordsAreNoFields) {
     const std::string name =
@@ -62,6 +49,7 @@ TEST_F(HostileMessages, classesThatAreNoRecordsAreNoFields) {
     expectDroppedListing("3A...... 00000010 'DSDictionary' 00...... 00000020 00000001 " + string);
     expectDroppedListing("3A...... 00000008 'DSSet' 00.... 00000020 00000001 " + nullObject);
     expectDroppedListing("3A...... 00000008 'DSAssoc' 00 " + nullObject + nullObject);
+    expectDroppedListing("3A...... 0000000C 'DSResource' 00.."); // abstract
 }
 
 TEST_F(HostileMessages, countsAndCapacitiesAllocateNothing) {
@@ -167,24 +155,19 @@ TEST_F(HostileMessages, nestingIsBounded) {
 // Sets of the same members in another order differ, and there are as many as a sender likes; they all hash
 // alike.
 TEST_F(HostileMessages, setsOfEqualHashAreSearchedQuickly) {
-    constexpr uint32_t count = 20000;
+    constexpr uint32_t count = 40000;
     DSSet all(count);
-    const NCRef<TRXString> members[] = {new TRXString("a"), new TRXString("b"), new TRXString("c"),
-                                        new TRXString("d"), new TRXString("e"), new TRXString("f"),
-                                        new TRXString("g"), new TRXString("h")};
+    std::string letters = "abcdefgh";
+    std::map<char, NCRef<TRXString>> members;
+    for (const char letter : letters)
+        members[letter] = new TRXString(std::string(1, letter).c_str());
     const auto start = std::chrono::steady_clock::now();
     for (uint32_t i = 0; i < count; ++i) {
         auto* permuted = new DSOrderedCltn(8);
-        std::vector<DSResource*> left;
-        for (const auto& member : members)
-            left.push_back(member.get());
-        for (uint32_t rest = i; !left.empty();) {
-            const uint32_t choice = rest % static_cast<uint32_t>(left.size());
-            rest /= static_cast<uint32_t>(left.size());
-            permuted->add(left[choice]);
-            left.erase(left.begin() + choice);
-        }
+        for (const char letter : letters)
+            permuted->add(members[letter].get());
         all.add(permuted);
+        std::next_permutation(letters.begin(), letters.end());
     }
     EXPECT_EQ(all.size(), count);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));

@@ -241,12 +241,4 @@ TEST(ObjectIds, coverRecordsWithOneHolder) {
     }
 }
 
-TEST(ObjectIds, startAgainWithEachOutermostObject) {
-    Carrier carrier;
-    const TRXString string("s");
-    const std::string once = carrier.encoded(&string);
-    EXPECT_EQ(carrier.encoded(&string), once);
-    EXPECT_EQ(Octets(nullObject).differenceFrom(carrier.encoded(nullptr)), "");
-}
-
 } // namespace
