@@ -112,24 +112,26 @@ class Program:
 
     def wait_line(self, pattern, stream="out", after=0, limit=PATIENCE):
         """The match of the first line, from line `after` on, that the pattern matches from its start."""
-        end = time.monotonic() + limit
         compiled = re.compile(pattern)
+        at = after
+
+        def found():
+            """The match, or None at the end of the stream."""
+            nonlocal at
+            while at < len(self._lines[stream]):
+                line = self._lines[stream][at]
+                match = line and compiled.match(line.rstrip("\n"))
+                if match or line is None:
+                    return (match,)
+                at += 1
+            return ()
+
         with self._changed:
-            at = after
-            while True:
-                lines = self._lines[stream]
-                while at < len(lines) and lines[at] is not None:
-                    found = compiled.match(lines[at].rstrip("\n"))
-                    if found:
-                        return found
-                    at += 1
-                ended = at < len(lines)
-                left = end - time.monotonic()
-                if ended or left <= 0:
-                    raise AssertionError(f"{self.name}: no line '{pattern}' "
-                                         f"{'before the end' if ended else f'within {limit} s'}\n"
-                                         f"{self._said()}")
-                self._changed.wait(left)
+            result = self._changed.wait_for(found, limit)
+            if not result or not result[0]:
+                raise AssertionError(f"{self.name}: no line '{pattern}' "
+                                     f"{'before the end' if result else f'within {limit} s'}\n{self._said()}")
+            return result[0]
 
     def _said(self):
         texts = {stream: "".join(line for line in lines if line) for stream, lines in self._lines.items()}
@@ -211,11 +213,13 @@ class Case(unittest.TestCase):
         path.write_text(text, encoding="latin-1")
         return path
 
+    def _command(self, words, env):
+        environment = {**self.env, **{key: str(value) for key, value in (env or {}).items()}}
+        return [str(PROGRAMS / words[0]), *map(str, words[1:])], environment
+
     def start(self, *words, env=None, name=None):
         """A program that goes on until the test ends it, or the end of the test does."""
-        words = [str(word) for word in words]
-        environment = {**self.env, **{key: str(value) for key, value in (env or {}).items()}}
-        program = Program([str(PROGRAMS / words[0])] + words[1:], environment, name or words[0])
+        program = Program(*self._command(words, env), name or words[0])
         self.addCleanup(self._end_program, program)
         return program
 
@@ -232,10 +236,9 @@ class Case(unittest.TestCase):
 
     def run_program(self, *words, env=None, limit=PATIENCE, typed=""):
         """Runs a program to its end."""
-        words = [str(word) for word in words]
-        environment = {**self.env, **{key: str(value) for key, value in (env or {}).items()}}
         begin = time.monotonic()
-        done = subprocess.run([str(PROGRAMS / words[0])] + words[1:], env=environment, cwd="/", timeout=limit,
+        command, environment = self._command(words, env)
+        done = subprocess.run(command, env=environment, cwd="/", timeout=limit,
                               input=typed.encode("latin-1"), capture_output=True, check=False)
         self._look_for_reports(done.stderr.decode("latin-1"))
         return Result(done.stdout.decode("latin-1"), done.stderr.decode("latin-1"), done.returncode,
@@ -249,6 +252,15 @@ class Case(unittest.TestCase):
     def _end_agent(self, agent):
         agent.end()
         self.assertEqual(agent.errors, [], f"the agent at {agent.host} received what is not the protocol")
+
+    def fake_domain(self, count=3):
+        """Agents at one port that know each other."""
+        hosts = self.hosts(count)
+        port = free_port(hosts)
+        agents = [self.fake_agent(host, port) for host in hosts]
+        for agent in agents:
+            agent.others = [(other.host, port) for other in agents if other is not agent]
+        return agents
 
     def client(self, agent, **told):
         """A client of the agent at an address (host, port)."""
@@ -318,19 +330,16 @@ class Endpoint:
 
     def wait_for(self, key, count=1, limit=PATIENCE):
         """Until so many messages of that kind have come; the last of them."""
-        end = time.monotonic() + limit
         with self._changed:
-            while True:
-                found = [heard for heard in self.heard if key_of(heard.record) == key]
-                if len(found) >= count:
-                    return found[count - 1]
-                left = end - time.monotonic()
-                if left <= 0:
-                    raise AssertionError(f"{len(found)} of {count} {key} within {limit} s; heard "
-                                         f"{[key_of(heard.record) for heard in self.heard]}")
-                self._changed.wait(left)
+            if not self._changed.wait_for(lambda: len(self.all(key)) >= count, limit):
+                raise AssertionError(f"{len(self.all(key))} of {count} {key} within {limit} s; heard "
+                                     f"{[key_of(heard.record) for heard in self.heard]}")
+            return self.all(key)[count - 1]
 
-    def _close_all(self):
+    def end(self):
+        """Falls silent for good."""
+        if self._ended:
+            return
         self._ended = True
         os.write(self._wake_write, b"x")
         if self._thread.is_alive():
@@ -477,10 +486,7 @@ class FakeAgent(Endpoint):
         self._udp.sendto(record if isinstance(record, bytes) else wire.datagram(record), to or self.client)
 
     def end(self):
-        """Falls silent for good."""
-        if self._ended:
-            return
-        self._close_all()
+        super().end()
         self._listener.close()
         for sock in self._connections:
             sock.close()
@@ -545,16 +551,12 @@ class Client(Endpoint):
         raise AssertionError(f"no answer to {record} within {limit} s")
 
     def _wait_answer(self, number, begin, limit):
-        end = time.monotonic() + limit
+        def answers():
+            return [heard.record for heard in self.heard[begin:]
+                    if heard.record.kind in ("DSReply", "DSAReply") and heard.record.requestNum == number]
+
         with self._changed:
-            while True:
-                for heard in self.heard[begin:]:
-                    if heard.record.kind in ("DSReply", "DSAReply") and heard.record.requestNum == number:
-                        return heard.record
-                left = end - time.monotonic()
-                if left <= 0:
-                    return None
-                self._changed.wait(left)
+            return next(iter(self._changed.wait_for(answers, limit)), None)
 
     def log_in(self):
         return self.ask(wire.request(wire.LOGIN, wire.login(verify_port=self.verify_port)))
@@ -590,7 +592,7 @@ class Client(Endpoint):
     def end(self):
         if not self._ended:
             self.send(wire.request(wire.END))  # an agent that ends next need not wait for this client
-            self._close_all()
+        super().end()
 
 
 class LossyRelay(Endpoint):
@@ -648,7 +650,3 @@ class LossyRelay(Endpoint):
         if way in self._held:
             late, send_late = self._held.pop(way)
             send_late(late)
-
-    def end(self):
-        if not self._ended:
-            self._close_all()

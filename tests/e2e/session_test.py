@@ -3,8 +3,8 @@ test.
 
 What is proven:
 
-`Requests`      registrations, locate and its statuses, numbers of messages and their repeats, late answers,
-                time limits, -97, what the agent asks of the process and tells it.
+`Requests`      registrations, locate and its statuses, late answers, time limits, what the agent asks of the
+                process and tells it.
 `Queries`       lists of one agent and of the domain; a dead agent among three; list endpoints that fail;
                 the session unharmed by all of it.
 `Replacement`   an agent that leaves, sends garbage or forgets the process: another search, and what was
@@ -57,6 +57,11 @@ class SessionCase(harness.Case):
     def agent(self, number=1, **told):
         return self.fake_agent(self.host(number), **told)
 
+    def session(self, **told):
+        """An agent and a process that is logged in to it."""
+        agent = self.agent(**told)
+        return agent, self.probe(agent)
+
     def pair(self):
         """Two agents at one port. The second gets those that the first does not take."""
         hosts = self.hosts(2)
@@ -75,8 +80,7 @@ class SessionCase(harness.Case):
 
 class Requests(SessionCase):
     def test_registrations(self):
-        agent = self.agent()
-        probe = self.probe(agent)
+        agent, probe = self.session()
         self.do(probe, "register a IOR:1", "register a 0")
         sent = agent.wait_for(("request", wire.REGISTER)).record.request
         self.assertEqual(sent, wire.provider("a", "127.0.0.1", 4711, harness.own_host(), harness.own_host(),
@@ -89,8 +93,7 @@ class Requests(SessionCase):
         self.assertEqual(len(agent.all(("request", wire.REGISTER))), 1)
 
     def test_triggers(self):
-        agent = self.agent()
-        probe = self.probe(agent)
+        agent, probe = self.session()
         self.do(probe, "untrigger a", f"untrigger a {UNKNOWN_TRIGGER}")
         self.do(probe, "trigger a", "trigger a 0")
         self.assertEqual(agent.wait_for(("request", wire.REGISTER_TRIGGER)).record.request, wire.name("a"))
@@ -103,15 +106,13 @@ class Requests(SessionCase):
 
     def test_a_service_that_is_there_already(self):
         present = wire.provider("a", port=7)
-        agent = self.agent(script={("request", wire.REGISTER_TRIGGER): lambda record: wire.reply(
+        agent, probe = self.session(script={("request", wire.REGISTER_TRIGGER): lambda record: wire.reply(
             wire.NOTIFICATION, record, 0, present)})
-        probe = self.probe(agent)
         self.do(probe, "trigger a", "trigger a 0")
         self.assertIn("up a 7", probe.lines())
 
     def test_locate(self):
-        agent = self.agent(providers=[wire.provider("a", self.host(4), 7, agent=self.host(5))])
-        probe = self.probe(agent)
+        agent, probe = self.session(providers=[wire.provider("a", self.host(4), 7, agent=self.host(5))])
         self.do(probe, "locate a", f"locate a 0 {self.host(4)} 7 {self.host(5)}")
         self.do(probe, "locate b", f"locate b {UNKNOWN}")
         agent.script[("request", wire.LOCATE)] = lambda record: wire.reply(0, record, 0,
@@ -121,8 +122,8 @@ class Requests(SessionCase):
         self.assertEqual(len(set(numbers)), 3)
 
     def test_a_time_limit_and_the_late_answer(self):
-        agent = self.agent(script={("request", wire.LOCATE): SILENT}, providers=[wire.provider("a", port=7)])
-        probe = self.probe(agent)
+        agent, probe = self.session(script={("request", wire.LOCATE): SILENT},
+                                    providers=[wire.provider("a", port=7)])
         begin = time.monotonic()
         self.do(probe, "locate b 1", f"locate b {TIMED_OUT}")
         self.assertGreater(time.monotonic() - begin, 0.9)
@@ -136,19 +137,8 @@ class Requests(SessionCase):
         self.do(probe, "locate a 1", f"locate a {TIMED_OUT}")
         self.assertEqual(self.state(probe)[0], "1")
 
-    def test_repeats_of_a_request_have_its_number(self):
-        answers = iter([False, True])
-        agent = self.agent(providers=[wire.provider("a", port=7)])
-        agent.script[("request", wire.LOCATE)] = lambda record: None if next(answers) else SILENT
-        probe = self.probe(agent)
-        self.do(probe, "locate a", "locate a 0 127.0.0.1 7 127.0.0.1")
-        first, second = agent.all(("request", wire.LOCATE))
-        self.assertEqual(first.record, second.record)
-        self.assertGreater(second.at - first.at, 2.5)
-
     def test_a_notification_within_a_request(self):
-        agent = self.agent(providers=[wire.provider("b", port=7)])
-        probe = self.probe(agent)
+        agent, probe = self.session(providers=[wire.provider("b", port=7)])
         self.do(probe, "nested a", "nested a 0")
         answers = iter([True, False])
 
@@ -172,8 +162,7 @@ class Requests(SessionCase):
         probe.wait_line(f"nested a {UNKNOWN}$")
 
     def test_notifications(self):
-        agent = self.agent()
-        probe = self.probe(agent)
+        agent, probe = self.session()
         self.do(probe, "trigger a", "trigger a 0")
         up, down = self.notification("a", 0, 5), self.notification("a", wire.DOWN, 5)
         for count, message in enumerate((up, up, down, down, self.notification("b")), 1):
@@ -185,8 +174,7 @@ class Requests(SessionCase):
                          ["up a 5", "down a 5"])
 
     def test_notifications_without_a_provider(self):
-        agent = self.agent()
-        probe = self.probe(agent)
+        agent, probe = self.session()
         self.do(probe, "trigger a", "trigger a 0")
         agent.send(wire.reply(wire.NOTIFICATION, None, 0, wire.name("a")))
         agent.send(wire.reply(wire.NOTIFICATION, None))
@@ -194,8 +182,7 @@ class Requests(SessionCase):
         self.assertEqual(self.state(probe)[0], "1")
 
     def test_the_agent_asks_whether_it_lives(self):
-        agent = self.agent()
-        probe = self.probe(agent)
+        agent, probe = self.session()
         question = wire.request(wire.ALIVE, cookie=b"\1\2\3\4")
         for _ in range(3):
             agent.send(question)
@@ -219,8 +206,7 @@ class Requests(SessionCase):
     def test_the_end_of_the_process_is_told(self):
         for end in ("quit", "input", "signal"):
             with self.subTest(end=end):
-                agent = self.agent()
-                probe = self.probe(agent)
+                agent, probe = self.session()
                 if end == "quit":
                     probe.type("quit")
                 elif end == "input":
@@ -231,20 +217,11 @@ class Requests(SessionCase):
                 self.assertEqual(probe.wait(), 0)
                 agent.end()
 
-    def test_not_logged_in(self):
-        agent = self.agent(login_status=wire.REFUSED)
-        probe = self.probe(agent, logged_in=False)
-        for command in ("locate a", "names", "providers a", "agents"):
-            self.assertIn(str(NOT_LOGGED_IN), self.do(probe, command))
-
 
 class Queries(SessionCase):
     def domain(self):
-        hosts = self.hosts(3)
-        port = harness.free_port(hosts)
-        agents = [self.fake_agent(host, port) for host in hosts]
+        agents = self.fake_domain()
         for number, agent in enumerate(agents):
-            agent.others = [(other.host, port) for other in agents if other is not agent]
             agent.names = [wire.name("shared"), wire.name(f"of{number}")]
             agent.providers = [wire.provider("a", agent.host, number)]
         return agents
@@ -283,8 +260,7 @@ class Queries(SessionCase):
     def test_a_failing_endpoint_leaves_the_session_alone(self):
         for tcp in ("refuse", "close", "cut", "garbage", "huge"):
             with self.subTest(tcp=tcp):
-                agent = self.agent(tcp=tcp, providers=[wire.provider("a", port=7)])
-                probe = self.probe(agent)
+                agent, probe = self.session(tcp=tcp, providers=[wire.provider("a", port=7)])
                 status, none = self.do(probe, "names here")
                 self.assertEqual(none, "none")
                 if tcp == "refuse":
@@ -297,8 +273,7 @@ class Queries(SessionCase):
                 agent.end()
 
     def test_a_silent_endpoint_question(self):
-        agent = self.agent(script={("message", wire.TCP_ENDPOINT): SILENT})
-        probe = self.probe(agent)
+        agent, probe = self.session(script={("message", wire.TCP_ENDPOINT): SILENT})
         begin = time.monotonic()
         self.assertEqual(self.do(probe, "names here"), [str(NO_ANSWER), "none"])
         self.assertGreater(time.monotonic() - begin, 2.5)
@@ -306,8 +281,7 @@ class Queries(SessionCase):
         self.assertEqual(self.state(probe)[0], "1")
 
     def test_refused_lists(self):
-        agent = self.agent(script={("request", wire.LIST_AGENTS): -1})
-        probe = self.probe(agent)
+        agent, probe = self.session(script={("request", wire.LIST_AGENTS): -1})
         self.assertEqual(self.do(probe, "agents"), [str(NO_ANSWER), "none"])
         self.assertEqual(self.do(probe, "names"), [str(NO_ANSWER), "none"])
         self.assertEqual(self.do(probe, "names here"), ["0"])
@@ -385,31 +359,13 @@ class Replacement(SessionCase):
         self.assertEqual(asked[0], asked[1], "it is the same request")
 
     def test_the_same_agent_again(self):
-        agent = self.agent()
-        probe = self.probe(agent)
+        agent, probe = self.session()
         self.do(probe, "register a", "register a 0")
         before = agent.client
         agent.send(wire.request(wire.END))
         agent.wait_for(("request", wire.REGISTER), 2)
         self.assertNotEqual(agent.client, before, "from a fresh socket")
         self.assertEqual(self.state(probe)[0], "1")
-
-    def test_a_locd_that_is_replaced(self):
-        hosts = self.hosts(2)
-        port = harness.free_port(hosts + [harness.own_host()])
-        first, second = [self.start_locd(host, port) for host in hosts]
-        self.fake_agent(harness.own_host(), port, script={("message", wire.LOCATE_AGENT): -1})
-        probe = self.probe(first, env={"LOCD_ADDR": hosts[1]})
-        self.do(probe, "register a", "register a 0")
-        self.do(probe, "trigger b", "trigger b 0")
-        first.signal(signal.SIGTERM)
-        self.assertEqual(first.wait(), 0)
-        client = self.client(second.address)
-        client.log_in()
-        # The place of the first is asked five times before the second one's turn comes.
-        client.wait_for_names(["a"])
-        client.ask(wire.request(wire.REGISTER, wire.provider("b", port=9)))
-        probe.wait_line("up b 9$")
 
     def test_a_process_without_an_agent(self):
         own = harness.own_host()
@@ -422,8 +378,8 @@ class Replacement(SessionCase):
                       probe.lines())
         self.do(probe, "register a", f"register a {NO_AGENT}")
         self.do(probe, "trigger t", f"trigger t {NO_AGENT}")
-        self.do(probe, "locate a", f"locate a {NOT_LOGGED_IN}")
-        self.assertIn(str(NOT_LOGGED_IN), self.do(probe, "names"))
+        for command in ("locate a", "names", "providers a", "agents"):
+            self.assertIn(str(NOT_LOGGED_IN), self.do(probe, command))
         # The next search finds one, and what was wanted meanwhile is registered.
         del agent.script[("message", wire.LOCATE_AGENT)]
         agent.wait_for(("request", wire.REGISTER), limit=15 + PATIENCE)
@@ -478,8 +434,7 @@ class Verification(SessionCase):
 
 class Abuse(SessionCase):
     def test_datagrams_of_others(self):
-        agent = self.agent(providers=[wire.provider("a", port=7)])
-        probe = self.probe(agent)
+        agent, probe = self.session(providers=[wire.provider("a", port=7)])
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as stranger:
             stranger.bind((self.host(9), 0))
             place = ("127.0.0.1", agent.client[1])
@@ -499,8 +454,7 @@ class Abuse(SessionCase):
         self.assertEqual(len(agent.all(("request", wire.LOGIN))), 1, "others can't make it leave its agent")
 
     def test_datagrams_of_the_agent(self):
-        agent = self.agent(providers=[wire.provider("a", port=7)])
-        probe = self.probe(agent)
+        agent, probe = self.session(providers=[wire.provider("a", port=7)])
         for number, octets in enumerate(hostile.datagrams()):
             if number % 8 == 0:
                 self.state(probe)
@@ -590,7 +544,7 @@ class SilentAgent(SessionCase):
         checking.wait_line("peer down$", limit=self.LIMIT)
 
         asked = first.all(("request", wire.LOCATE))
-        self.assertEqual(len({heard.record.msgNum for heard in asked}), 1, "repeats have one number")
+        self.assertEqual(len({repr(heard.record) for heard in asked}), 1, "repeats are the same message")
         self.expect_steps(asked, self.KNOWING)
         checks = peer.all(("request", wire.ALIVE))
         self.assertEqual(len({heard.record.msgNum for heard in checks}), 5, "each check has its own")

@@ -41,9 +41,6 @@ _MESSAGE = [("version", "text"), ("msgType", "int"), ("msgNum", "uint"), ("cooki
 _AGENT_MESSAGE = [("version", "text"), ("msgType", "int"), ("msgNum", "uint"), ("object", "object"),
                   ("cookie", "cookie")]
 FIELDS = {
-    "NCString": [("text", "cstring")],
-    "TRXString": [("text", "block")],
-    "DSMessage": _MESSAGE,
     "DSRequest": _MESSAGE + [("requestType", "int"), ("request", "object")],
     "DSReply": _MESSAGE + [("replyType", "int"), ("requestNum", "uint"), ("status", "int"),
                            ("reply", "object")],
@@ -56,12 +53,7 @@ FIELDS = {
     "DSProvider": [("name", "embedded:DSName"), ("addr", "embedded:DSAddr"),
                    ("clientAddr", "embedded:DSAddr"),
                    ("agentAddr", "embedded:DSAddr"), ("protocolType", "int"), ("adminPort", "int")],
-    "DSAssoc": [("key", "object"), ("value", "object")],
-    "DSUserInfo": [("userName", "text"), ("hostAddr", "embedded:DSAddr"), ("processId", "int")],
     "DSSet": [("members", "table")],
-    "DSDictionary": [("members", "table")],
-    "DSOrderedCltn": [("members", "table")],
-    "DSLinkedList": [("members", "list")],
 }
 
 
@@ -171,11 +163,6 @@ class Encoder:
         if shape == "text":
             self._count += 1  # an embedded object takes a number too
             return text(value)
-        if shape == "cstring":
-            return text(value)
-        if shape == "block":
-            octets = value.encode("latin-1") + b"\0"
-            return unsigned(len(octets)) + slots(octets)
         if shape == "quad":
             return quad(value)
         if shape == "cookie":
@@ -183,14 +170,10 @@ class Encoder:
         if shape == "object":
             return self.object(value)
         if shape == "table":
-            return unsigned(2 * len(value) + 2) + self._list(value)
-        if shape == "list":
-            return self._list(value)
+            return (unsigned(2 * len(value) + 2) + unsigned(len(value)) +
+                    b"".join(self.object(member) for member in value))
         self._count += 1
         return self._fields(value)
-
-    def _list(self, members):
-        return unsigned(len(members)) + b"".join(self.object(member) for member in members)
 
 
 class Decoder:
@@ -278,22 +261,15 @@ class Decoder:
         if shape == "text":
             self._objects.append(None)
             return self._text()
-        simple = {"int": self._integer, "uint": self._unsigned, "cstring": self._text, "object": self._object}
+        simple = {"int": self._integer, "uint": self._unsigned, "object": self._object}
         if shape in simple:
             return simple[shape]()
-        if shape == "block":
-            octets = self._take(self._unsigned())
-            if not octets.endswith(b"\0"):
-                raise WireError("a block without its NUL")
-            return octets[:-1].decode("latin-1")
         if shape == "quad":
             return ".".join(str(octet) for octet in self._take(4))
         if shape == "cookie":
             return self._take(self._integer())
         if shape == "table":
             self._unsigned()
-            return [self._object() for _ in range(self._unsigned())]
-        if shape == "list":
             return [self._object() for _ in range(self._unsigned())]
         return self._read(shape.partition(":")[2])
 
