@@ -26,6 +26,8 @@ TEST(AgentName, needsADottedHost) {
     EXPECT_EQ(parts("_IDL:a:1.0_x"), "");
     EXPECT_EQ(parts("northgate_IDL:a:1.0_x"), "");
     EXPECT_EQ(parts("255.255.255.255_IDL:a:1.0_x"), "");
+    EXPECT_EQ(parts("256.0.0.1_IDL:a:1.0_x"), "");
+    EXPECT_EQ(parts("127.1_IDL:a:1.0_x"), "[127.1][IDL:a:1.0][x]");
     EXPECT_EQ(parts("0000000000000001_IDL:a:1.0_x"), "[0000000000000001][IDL:a:1.0][x]");
     EXPECT_EQ(parts("00000000000000001_IDL:a:1.0_x"), "");
 }
