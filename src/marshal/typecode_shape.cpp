@@ -32,18 +32,24 @@ uint64_t shapeOfValue(const CORBA_Any& param) {
     return shapeOfOctets({static_cast<const char*>(param._representation()), param._size()});
 }
 
-} // namespace
-
-uint64_t CORBA_TypeCode::_shape_hash() const {
-    if (_shape != 0)
-        return _shape;
+// What is found once need not be looked for again, unless the type is not `complete` yet.
+template <class Find>
+uint64_t remembered(uint64_t& place, bool complete, Find find) {
+    if (place != 0)
+        return place;
     const Descent descent;
     if (Descent::isTooDeep())
         return recursiveShape;
-    const uint64_t found = shape();
-    if (!_unresolved)
-        _shape = found;
+    const uint64_t found = find();
+    if (complete)
+        place = found;
     return found;
+}
+
+} // namespace
+
+uint64_t CORBA_TypeCode::_shape_hash() const {
+    return remembered(_shape, !_unresolved, [this] { return shape(); });
 }
 
 uint64_t CORBA_TypeCode::shape() const {
@@ -58,15 +64,7 @@ uint64_t CORBA_TypeCode::shape() const {
 }
 
 uint64_t CORBA_TypeCode::outline() const {
-    if (_outline != 0)
-        return _outline;
-    const Descent descent;
-    if (Descent::isTooDeep())
-        return recursiveShape;
-    const uint64_t found = findOutline();
-    if (!_unresolved)
-        _outline = found;
-    return found;
+    return remembered(_outline, !_unresolved, [this] { return findOutline(); });
 }
 
 uint64_t CORBA_TypeCode::findOutline() const {
