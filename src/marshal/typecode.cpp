@@ -93,6 +93,7 @@ CORBA_TypeCode::CORBA_TypeCode(const char* id, const char* name, CORBA_TypeCode*
     reserve(2);
     addName(name);
     addType(original);
+    _cyclic = original->_cyclic || original->_unresolved;
 }
 
 CORBA_TypeCode::CORBA_TypeCode(const char* id, const char* name, bool constant)
@@ -115,6 +116,7 @@ CORBA_TypeCode::CORBA_TypeCode(CORBA_TCKind kind, CORBA_ULong length, CORBA_Type
     addType(content);
     addNumber(length);
     _unresolved = kind == tk_sequence && content->_kind == tk_sequence && content->_unresolved;
+    _cyclic = content->_cyclic || content->_unresolved;
 }
 
 CORBA_TypeCode::CORBA_TypeCode(TRXRecursion recursion, bool constant)

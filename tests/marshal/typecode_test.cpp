@@ -185,6 +185,9 @@ TEST(TypeCode, ofARingLivesAsLongAsAnyOfItIsHeld) {
     const CORBA_Any_var member = node->parameter(4);
     node = Type();
     EXPECT_EQ(Type(member->_held_type()->content_type())->param_count(), 5u);
+    // A ring through a type that refers to the sequence before it is closed.
+    const Type open = recursiveSequence(1);
+    structOf("N", {{"k", open}, {"a", aliasOf("A", open)}, {"r", arrayOf(open, 2)}});
 }
 
 TEST(TypeCode, ofALargeRingThatManyReferToIsFreedInTime) {
