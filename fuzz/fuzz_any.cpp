@@ -1,6 +1,7 @@
 // The first octet of the input says the byte order; an Any follows.
 
 #include "fuzzing.h"
+#include "marshal_input.h"
 
 #include "marshal/any.h"
 
@@ -52,12 +53,10 @@ void checkPrint(const CORBA_Any& any) {
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size == 0)
         return 0;
-    CORBA_TypeCode::_start_up();
-    const auto* octets = reinterpret_cast<const char*>(data + 1);
-    CORBA_MarshalInBuffer in(octets, static_cast<CORBA_ULong>(size - 1), 0, *data & 1);
+    MarshalInput input(data, size);
     CORBA_Any any;
     try {
-        in >> any;
+        input.in() >> any;
     } catch (const CORBA_SystemException&) {
         return 0;
     }

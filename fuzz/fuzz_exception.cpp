@@ -2,6 +2,7 @@
 // exception, or a TypeCode and the members of the exception that it describes.
 
 #include "fuzzing.h"
+#include "marshal_input.h"
 
 #include "marshal/unknown_user_exception.h"
 
@@ -48,14 +49,12 @@ void checkUnknown(CORBA_MarshalInBuffer& in) {
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size == 0)
         return 0;
-    CORBA_TypeCode::_start_up();
-    const auto* octets = reinterpret_cast<const char*>(data + 1);
-    CORBA_MarshalInBuffer in(octets, static_cast<CORBA_ULong>(size - 1), 0, *data & 1);
+    MarshalInput input(data, size);
     try {
-        if (*data & 2)
-            checkUnknown(in);
+        if (input.flag(2))
+            checkUnknown(input.in());
         else
-            checkKnown(in);
+            checkKnown(input.in());
     } catch (const CORBA_SystemException&) {
         // no exception, or a type without values
     }

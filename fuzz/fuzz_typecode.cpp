@@ -1,6 +1,7 @@
 // The first octet of the input says the byte order and whether TypeCodes are flat; a TypeCode follows.
 
 #include "fuzzing.h"
+#include "marshal_input.h"
 
 #include "marshal/settings.h"
 #include "marshal/typecode.h"
@@ -49,12 +50,10 @@ void checkDump(CORBA_TypeCode* type) {
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size == 0)
         return 0;
-    CORBA_TypeCode::_start_up();
-    marshalSettings.backDII = (*data & 2) != 0;
-    const auto* octets = reinterpret_cast<const char*>(data + 1);
-    CORBA_MarshalInBuffer in(octets, static_cast<CORBA_ULong>(size - 1), 0, *data & 1);
+    MarshalInput input(data, size);
+    marshalSettings.backDII = input.flag(2);
     try {
-        const CORBA_TypeCode_var type = read(in);
+        const CORBA_TypeCode_var type = read(input.in());
         check(type);
         checkDump(type);
     } catch (const CORBA_SystemException&) {

@@ -1,11 +1,10 @@
-#include "base/hash_table.h"
-#include "base/string_hash.h"
 #include "marshal/any.h"
 #include "marshal/nesting.h"
 #include "marshal/octet_sequence.h"
 #include "marshal/settings.h"
 #include "marshal/typecode.h"
 #include "marshal/typecode_coder.h"
+#include "marshal/typecode_table.h"
 
 #include <algorithm>
 #include <optional>
@@ -250,22 +249,6 @@ CORBA_TypeCode* constantOf(CORBA_ULong kind) {
     }
 }
 
-struct ReadTraits : GrowAtNineTenths {
-    struct Entry {
-        int64_t position = 0;
-        CORBA_TypeCode* type = nullptr;
-    };
-    static bool isFree(const Entry& entry) { return !entry.type; }
-    static uint32_t hash(const Entry& entry) { return hash(entry.position); }
-    static uint32_t hash(int64_t position) { return static_cast<uint32_t>(position); }
-    static uint64_t fingerprint(const Entry& entry) { return fingerprint(entry.position); }
-    static uint64_t fingerprint(int64_t position) {
-        return mixFingerprint(0, static_cast<uint64_t>(position));
-    }
-    static bool equal(const Entry& stored, const Entry& entry) { return stored.position == entry.position; }
-    static bool equal(const Entry& stored, int64_t position) { return stored.position == position; }
-};
-
 class EncapsulationReader final : public TRXTypeCodeReader {
 public:
     CORBA_TypeCode_var read(TRXistream& stream, int64_t base) override;
@@ -275,7 +258,7 @@ private:
     void remember(int64_t position, CORBA_TypeCode* type);
     void readEncapsulation(CORBA_TypeCode& type, TRXistream& stream, int64_t base);
 
-    std::optional<HashTable<ReadTraits>> _read;
+    std::optional<HashTable<TRXByPosition>> _read;
 };
 
 CORBA_TypeCode_var EncapsulationReader::read(TRXistream& stream, int64_t base) {
@@ -308,7 +291,7 @@ CORBA_TypeCode_var EncapsulationReader::readIndirection(TRXistream& stream, int6
     CORBA_Long offset = 0;
     stream >> offset;
     const int64_t target = (stream.position() + base + offset - 4 + 3) & ~int64_t{3};
-    const ReadTraits::Entry* found = _read ? _read->find(target) : nullptr;
+    const TRXTypeCodeAt* found = _read ? _read->find(target) : nullptr;
     if (!found)
         throw CORBA_MARSHAL();
     boundRepetition(*found->type);

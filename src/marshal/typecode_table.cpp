@@ -10,23 +10,23 @@ void TRXTypeCodePositions::store(CORBA_Long position, CORBA_TypeCode* object) {
 }
 
 CORBA_Long TRXTypeCodePositions::positionOf(const CORBA_TypeCode* object) const {
-    const Pair* found = object ? _positions.find(object) : nullptr;
+    const TRXTypeCodeAt* found = object ? _positions.find(object) : nullptr;
     if (!found)
         throw CORBA_OBJECT_NOT_EXIST();
-    return found->position;
+    return static_cast<CORBA_Long>(found->position);
 }
 
 CORBA_TypeCode* TRXTypeCodePositions::objectAt(CORBA_Long position) const {
-    const Pair* found = _objects.find(position);
+    const TRXTypeCodeAt* found = _objects.find(position);
     if (!found)
         throw CORBA_OBJECT_NOT_EXIST();
-    return found->object;
+    return found->type;
 }
 
 void TRXTypeCodePositions::reset(Cleanup cleanup) {
     if (cleanup) {
         for (uint32_t i = _objects.next(0); i < _objects.capacity(); i = _objects.next(i + 1))
-            cleanup(_objects.slot(i).object);
+            cleanup(_objects.slot(i).type);
     }
     _objects.clear();
     _positions.clear();

@@ -6,6 +6,26 @@
 
 class CORBA_TypeCode;
 
+// A TypeCode and where it began. A table of them by position cannot be filled with collisions by a peer, who
+// chooses the positions.
+struct TRXTypeCodeAt {
+    int64_t position = 0;
+    CORBA_TypeCode* type = nullptr;
+};
+
+struct TRXByPosition : GrowAtNineTenths {
+    using Entry = TRXTypeCodeAt;
+    static bool isFree(const Entry& entry) { return !entry.type; }
+    static uint32_t hash(const Entry& entry) { return hash(entry.position); }
+    static uint32_t hash(int64_t position) { return static_cast<uint32_t>(position); }
+    static uint64_t fingerprint(const Entry& entry) { return fingerprint(entry.position); }
+    static uint64_t fingerprint(int64_t position) {
+        return mixFingerprint(0, static_cast<uint64_t>(position));
+    }
+    static bool equal(const Entry& stored, const Entry& entry) { return stored.position == entry.position; }
+    static bool equal(const Entry& stored, int64_t position) { return stored.position == position; }
+};
+
 // What a stream remembers of the TypeCodes that have passed, so that a flat TypeCode can point back at an
 // earlier one. The stream's cleanup function is given each object when the table is reset, with the reference
 // that whoever stored it left there.
@@ -21,35 +41,15 @@ public:
     void reset(Cleanup cleanup);
 
 private:
-    struct Pair {
-        CORBA_Long position = 0;
-        CORBA_TypeCode* object = nullptr;
-    };
-
-    struct ByPosition : GrowAtNineTenths {
-        using Entry = Pair;
-        static bool isFree(const Pair& pair) { return !pair.object; }
-        static uint32_t hash(const Pair& pair) { return hash(pair.position); }
-        static uint32_t hash(CORBA_Long position) { return static_cast<uint32_t>(position); }
-        static uint64_t fingerprint(const Pair& pair) { return fingerprint(pair.position); }
-        static uint64_t fingerprint(CORBA_Long position) {
-            return mixFingerprint(0, static_cast<uint64_t>(position));
-        }
-        static bool equal(const Pair& stored, const Pair& pair) { return stored.position == pair.position; }
-        static bool equal(const Pair& stored, CORBA_Long position) { return stored.position == position; }
-    };
-
     struct ByObject : GrowAtNineTenths {
-        using Entry = Pair;
-        static bool isFree(const Pair& pair) { return !pair.object; }
-        static uint32_t hash(const Pair& pair) { return pointerHash(pair.object); }
-        static uint32_t hash(const CORBA_TypeCode* object) { return pointerHash(object); }
-        static bool equal(const Pair& stored, const Pair& pair) { return stored.object == pair.object; }
-        static bool equal(const Pair& stored, const CORBA_TypeCode* object) {
-            return stored.object == object;
-        }
+        using Entry = TRXTypeCodeAt;
+        static bool isFree(const Entry& entry) { return !entry.type; }
+        static uint32_t hash(const Entry& entry) { return pointerHash(entry.type); }
+        static uint32_t hash(const CORBA_TypeCode* type) { return pointerHash(type); }
+        static bool equal(const Entry& stored, const Entry& entry) { return stored.type == entry.type; }
+        static bool equal(const Entry& stored, const CORBA_TypeCode* type) { return stored.type == type; }
     };
 
-    HashTable<ByPosition> _objects{16};
+    HashTable<TRXByPosition> _objects{16};
     HashTable<ByObject> _positions{16};
 };

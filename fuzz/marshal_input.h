@@ -1,0 +1,24 @@
+#pragma once
+
+#include "marshal/typecode.h"
+#include "marshal/vbuf.h"
+
+#include <cstdint>
+
+// The input of the targets that read CDR. Its first octet, which has to be there, holds flags, the lowest of
+// them the byte order of the octets that follow.
+class MarshalInput {
+public:
+    MarshalInput(const uint8_t* data, size_t size)
+        : flags_(*data),
+          in_(reinterpret_cast<const char*>(data + 1), static_cast<CORBA_ULong>(size - 1), 0, flags_ & 1) {
+        CORBA_TypeCode::_start_up();
+    }
+
+    bool flag(uint8_t mask) const { return (flags_ & mask) != 0; }
+    CORBA_MarshalInBuffer& in() { return in_; }
+
+private:
+    uint8_t flags_;
+    CORBA_MarshalInBuffer in_;
+};
