@@ -2,7 +2,7 @@
 // allocations that one turn makes.
 
 #include "allocations.h"
-#include "marshal/any.h"
+#include "marshal/any/any.h"
 
 #include <benchmark/benchmark.h>
 

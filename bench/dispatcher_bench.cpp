@@ -4,7 +4,7 @@
 // `EventRatio` runs the two in turns of a hundred events, so that both see the same machine, and reports the
 // nanoseconds of each and their quotient. The other two can be profiled by themselves.
 
-#include "stream/dispatcher.h"
+#include "net/dispatcher.h"
 
 #include <benchmark/benchmark.h>
 

@@ -2,11 +2,11 @@
 // is from the same run; what counts is their ratio.
 
 #include "allocations.h"
-#include "marshal/buffer_pool.h"
-#include "marshal/octet_sequence.h"
-#include "marshal/sequence.h"
-#include "marshal/vbuf.h"
-#include "marshal/vstr.h"
+#include "marshal/cdr/buffer_pool.h"
+#include "marshal/cdr/vbuf.h"
+#include "marshal/sequence/octet_sequence.h"
+#include "marshal/sequence/sequence.h"
+#include "marshal/text/vstr.h"
 
 #include <benchmark/benchmark.h>
 

@@ -5,8 +5,8 @@
 // processor time of each and the two quotients beside the limits that they are held to. Destroying what was
 // made is not counted. The other three can be profiled by themselves.
 
-#include "agent/dsprovid.h"
-#include "agent/dsset.h"
+#include "agent/collections/dsset.h"
+#include "agent/records/dsprovid.h"
 #include "stream/ncframe.h"
 
 #include <benchmark/benchmark.h>

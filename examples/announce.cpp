@@ -8,7 +8,7 @@
 // turn the event loop, which keeps the session alive and moves the registrations to another agent when one
 // goes away.
 
-#include "agent/dsuser.h"
+#include "agent/session/dsuser.h"
 #include "orb/vorb.h"
 
 #include <cstdlib>

@@ -3,7 +3,7 @@
 #include "fuzzing.h"
 #include "marshal_input.h"
 
-#include "marshal/any.h"
+#include "marshal/any/any.h"
 
 #include <sstream>
 

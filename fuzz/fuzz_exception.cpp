@@ -4,7 +4,7 @@
 #include "fuzzing.h"
 #include "marshal_input.h"
 
-#include "marshal/unknown_user_exception.h"
+#include "marshal/any/unknown_user_exception.h"
 
 #include <memory>
 

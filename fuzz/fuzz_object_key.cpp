@@ -2,7 +2,7 @@
 
 #include "fuzzing.h"
 
-#include "marshal/vutil.h"
+#include "marshal/reference/vutil.h"
 
 #include <sstream>
 

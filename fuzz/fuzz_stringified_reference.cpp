@@ -3,9 +3,9 @@
 
 #include "fuzzing.h"
 
-#include "marshal/code_sets.h"
-#include "marshal/encapsulation.h"
-#include "marshal/vutil.h"
+#include "marshal/cdr/encapsulation.h"
+#include "marshal/reference/code_sets.h"
+#include "marshal/reference/vutil.h"
 
 #include <memory>
 #include <sstream>

@@ -2,9 +2,9 @@
 
 #include "fuzzing.h"
 
-#include "marshal/any.h"
-#include "marshal/vstr.h"
-#include "marshal/vstream.h"
+#include "marshal/any/any.h"
+#include "marshal/text/vstr.h"
+#include "marshal/text/vstream.h"
 
 #include <cstring>
 #include <sstream>

@@ -3,9 +3,9 @@
 #include "fuzzing.h"
 #include "marshal_input.h"
 
-#include "marshal/settings.h"
-#include "marshal/typecode.h"
-#include "marshal/vbuf.h"
+#include "marshal/cdr/vbuf.h"
+#include "marshal/marshal_settings.h"
+#include "marshal/typecode/typecode.h"
 
 #include <cstring>
 #include <sstream>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "marshal/typecode.h"
-#include "marshal/vbuf.h"
+#include "marshal/cdr/vbuf.h"
+#include "marshal/typecode/typecode.h"
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/dsaddr.h"
+#include "agent/records/dsaddr.h"
 #include "locd/network.h"
 #include "locd/wire.h"
 

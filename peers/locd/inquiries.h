@@ -1,8 +1,8 @@
 #pragma once
 
-#include "agent/dsprovid.h"
-#include "agent/dsreply.h"
-#include "agent/dsreq.h"
+#include "agent/records/dsprovid.h"
+#include "agent/records/dsreply.h"
+#include "agent/records/dsreq.h"
 #include "locd/clients.h"
 #include "locd/endpoint.h"
 #include "locd/peers.h"

@@ -1,6 +1,6 @@
 #include "locd/links.h"
 
-#include "agent/dslogin.h"
+#include "agent/records/dslogin.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #include "locd/lists.h"
 
-#include "agent/dsset.h"
+#include "agent/collections/dsset.h"
 #include "locd/network.h"
 #include "locd/statuses.h"
 #include "locd/wire.h"

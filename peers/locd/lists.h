@@ -1,8 +1,8 @@
 #pragma once
 
-#include "agent/dsreply.h"
-#include "agent/dsreq.h"
-#include "agent/dsset.h"
+#include "agent/collections/dsset.h"
+#include "agent/records/dsreply.h"
+#include "agent/records/dsreq.h"
 #include "locd/log.h"
 #include "locd/registry.h"
 #include "locd/ticker.h"

@@ -1,6 +1,6 @@
 #include "locd/network.h"
 
-#include "stream/syscalls.h"
+#include "net/descriptors.h"
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>

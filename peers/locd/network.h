@@ -2,7 +2,7 @@
 
 // Addresses and sockets of the agent. All words are in network byte order.
 
-#include "stream/hostaddr.h"
+#include "net/host_address.h"
 
 #include <cstdint>
 #include <span>

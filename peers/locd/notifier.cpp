@@ -1,6 +1,6 @@
 #include "locd/notifier.h"
 
-#include "agent/dsreply.h"
+#include "agent/records/dsreply.h"
 
 namespace locd {
 

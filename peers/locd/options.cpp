@@ -1,7 +1,7 @@
 #include "locd/options.h"
 
-#include "agent/dscodes.h"
-#include "stream/hostaddr.h"
+#include "agent/records/dscodes.h"
+#include "net/host_address.h"
 
 #include <charconv>
 #include <cmath>

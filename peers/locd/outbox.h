@@ -1,7 +1,7 @@
 #pragma once
 
-#include "agent/dsprovid.h"
-#include "stream/ncrtt.h"
+#include "agent/records/dsprovid.h"
+#include "net/ncrtt.h"
 
 #include <deque>
 #include <vector>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "agent/dsamsg.h"
-#include "agent/dsset.h"
+#include "agent/collections/dsset.h"
+#include "agent/records/dsamsg.h"
 #include "locd/endpoint.h"
 #include "locd/log.h"
 #include "locd/ticker.h"

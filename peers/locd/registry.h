@@ -2,7 +2,7 @@
 
 // Who provides which service, and who waits for which.
 
-#include "agent/dsprovid.h"
+#include "agent/records/dsprovid.h"
 #include "locd/chain.h"
 #include "locd/tables.h"
 

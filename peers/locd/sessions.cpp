@@ -1,7 +1,7 @@
 #include "locd/sessions.h"
 
-#include "agent/dslogin.h"
-#include "agent/dsset.h"
+#include "agent/collections/dsset.h"
+#include "agent/records/dslogin.h"
 #include "locd/inquiries.h"
 #include "locd/links.h"
 #include "locd/peers.h"

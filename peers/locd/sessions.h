@@ -1,7 +1,7 @@
 #pragma once
 
-#include "agent/dsreply.h"
-#include "agent/dsreq.h"
+#include "agent/records/dsreply.h"
+#include "agent/records/dsreq.h"
 #include "locd/clients.h"
 #include "locd/log.h"
 #include "locd/notifier.h"

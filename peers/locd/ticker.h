@@ -1,6 +1,6 @@
 #pragma once
 
-#include "stream/dispatcher.h"
+#include "net/dispatcher.h"
 
 #include <chrono>
 #include <functional>

@@ -1,6 +1,6 @@
 #include "locd/watch.h"
 
-#include "agent/dsreq.h"
+#include "agent/records/dsreq.h"
 
 namespace locd {
 

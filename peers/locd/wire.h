@@ -2,7 +2,7 @@
 
 // Datagrams to messages and back, in memory.
 
-#include "agent/dsreq.h"
+#include "agent/records/dsreq.h"
 #include "base/refcount.h"
 #include "stream/ncipcstream.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/crowd.h"
+#include "base/collision_index.h"
 #include "base/string_hash.h"
 
 #include <bit>

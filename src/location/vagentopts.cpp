@@ -1,6 +1,6 @@
 #include "location/vagentopts.h"
 
-#include "orb/settings.h"
+#include "orb/orb_settings.h"
 #include "orb/vorb.h"
 
 #include <string_view>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/dsoptions.h"
+#include "agent/session/dsoptions.h"
 
 // Gives the agent session the options of the ORB. Its own questions start the ORB where nobody has; the
 // adapter's address is known only where an ORB is there already.

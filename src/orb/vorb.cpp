@@ -1,7 +1,7 @@
 #include "orb/vorb.h"
 
-#include "marshal/orb_exceptions.h"
-#include "marshal/vexcept.h"
+#include "marshal/exception/orb_exceptions.h"
+#include "marshal/exception/vexcept.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "marshal/string_sequence.h"
-#include "marshal/vobject.h"
+#include "marshal/reference/vobject.h"
+#include "marshal/sequence/string_sequence.h"
+#include "object/vprop.h"
 #include "orb/vinit.h"
-#include "orb/vprop.h"
 
 #include <memory>
 

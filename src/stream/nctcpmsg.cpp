@@ -1,5 +1,5 @@
+#include "net/descriptors.h"
 #include "stream/nctcpstr.h"
-#include "stream/syscalls.h"
 
 #include <algorithm>
 #include <csignal>

@@ -1,7 +1,7 @@
 #include "stream/nctcpstr.h"
 
-#include "stream/hostaddr.h"
-#include "stream/syscalls.h"
+#include "net/descriptors.h"
+#include "net/host_address.h"
 
 #include <cstdio>
 #include <iostream>

@@ -1,8 +1,8 @@
 #include "stream/ncudpstr.h"
 
-#include "stream/hostaddr.h"
+#include "net/descriptors.h"
+#include "net/host_address.h"
 #include "stream/ncframe.h"
-#include "stream/syscalls.h"
 
 #include <cstdio>
 #include <iostream>

@@ -1,10 +1,10 @@
 #include "agent/octets.h"
 
-#include "agent/dsdict.h"
-#include "agent/dslnklst.h"
-#include "agent/dsordclt.h"
-#include "agent/dsset.h"
-#include "agent/trxstring.h"
+#include "agent/collections/dsdict.h"
+#include "agent/collections/dslnklst.h"
+#include "agent/collections/dsordclt.h"
+#include "agent/collections/dsset.h"
+#include "agent/records/trxstring.h"
 
 #include <algorithm>
 #include <vector>

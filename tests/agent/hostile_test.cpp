@@ -1,11 +1,11 @@
 #include "agent/octets.h"
 
-#include "agent/dsdict.h"
-#include "agent/dsordclt.h"
-#include "agent/dsprovid.h"
-#include "agent/dsreq.h"
-#include "agent/dsset.h"
-#include "agent/trxstring.h"
+#include "agent/collections/dsdict.h"
+#include "agent/collections/dsordclt.h"
+#include "agent/collections/dsset.h"
+#include "agent/records/dsprovid.h"
+#include "agent/records/dsreq.h"
+#include "agent/records/trxstring.h"
 #include "allocations.h"
 
 #include <algorithm>

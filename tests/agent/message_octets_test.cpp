@@ -1,13 +1,13 @@
 #include "agent/octets.h"
 
-#include "agent/dsamsg.h"
-#include "agent/dslogin.h"
-#include "agent/dsordclt.h"
-#include "agent/dsprovid.h"
-#include "agent/dsreply.h"
-#include "agent/dsreq.h"
-#include "agent/dsset.h"
-#include "agent/trxstring.h"
+#include "agent/collections/dsordclt.h"
+#include "agent/collections/dsset.h"
+#include "agent/records/dsamsg.h"
+#include "agent/records/dslogin.h"
+#include "agent/records/dsprovid.h"
+#include "agent/records/dsreply.h"
+#include "agent/records/dsreq.h"
+#include "agent/records/trxstring.h"
 
 #include <arpa/inet.h>
 

@@ -1,15 +1,15 @@
 #include "agent/octets.h"
 
-#include "agent/dsamsg.h"
-#include "agent/dsdict.h"
-#include "agent/dslogin.h"
-#include "agent/dsordclt.h"
-#include "agent/dsprovid.h"
-#include "agent/dsreply.h"
-#include "agent/dsreq.h"
-#include "agent/dsusrinf.h"
-#include "agent/dswrap.h"
-#include "agent/trxstring.h"
+#include "agent/collections/dsdict.h"
+#include "agent/collections/dsordclt.h"
+#include "agent/records/dsamsg.h"
+#include "agent/records/dslogin.h"
+#include "agent/records/dsprovid.h"
+#include "agent/records/dsreply.h"
+#include "agent/records/dsreq.h"
+#include "agent/records/dsusrinf.h"
+#include "agent/records/dswrap.h"
+#include "agent/records/trxstring.h"
 
 #include <arpa/inet.h>
 

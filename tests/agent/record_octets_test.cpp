@@ -1,14 +1,14 @@
 #include "agent/octets.h"
 
-#include "agent/dsdict.h"
-#include "agent/dslnklst.h"
-#include "agent/dslogin.h"
-#include "agent/dsordclt.h"
-#include "agent/dsprovid.h"
-#include "agent/dsset.h"
-#include "agent/dsusrinf.h"
-#include "agent/dswrap.h"
-#include "agent/trxstring.h"
+#include "agent/collections/dsdict.h"
+#include "agent/collections/dslnklst.h"
+#include "agent/collections/dsordclt.h"
+#include "agent/collections/dsset.h"
+#include "agent/records/dslogin.h"
+#include "agent/records/dsprovid.h"
+#include "agent/records/dsusrinf.h"
+#include "agent/records/dswrap.h"
+#include "agent/records/trxstring.h"
 
 namespace {
 

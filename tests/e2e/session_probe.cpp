@@ -17,9 +17,9 @@
 //
 // `session_probe --keepalive SECONDS` sets the period before the session begins.
 
-#include "agent/dsname.h"
-#include "agent/dsset.h"
-#include "agent/dsuser.h"
+#include "agent/collections/dsset.h"
+#include "agent/records/dsname.h"
+#include "agent/session/dsuser.h"
 #include "orb/vorb.h"
 
 #include <unistd.h>

@@ -5,8 +5,32 @@ import pathlib
 import re
 import sys
 
-# Each layer, and the layers it may include besides itself.
-MAY_INCLUDE = {
+# Each layer and its direct neighbours below; what these may include may be included too.
+NEIGHBOURS = {
+    "base": (),
+    "net": ("base",),
+    "stream": ("net",),
+    "agent": ("stream",),
+    "marshal": ("net",),
+    "object": ("marshal",),
+    "invoke": ("object",),
+    "orb": ("invoke",),
+    "adapter": ("orb",),
+    "dynany": ("marshal",),
+    "location": ("adapter", "agent"),
+    "manage": ("adapter",),
+    "modules.cpp": ("location", "manage", "dynany"),
+}
+
+
+def reachable(layer):
+    below = set(NEIGHBOURS[layer])
+    for neighbour in NEIGHBOURS[layer]:
+        below |= reachable(neighbour)
+    return below
+
+
+INCLUDE = {
     "base": set(),
     "stream": {"base"},
     "agent": {"base", "stream"},
@@ -26,7 +50,7 @@ def faults(root):
             continue
         place = source.relative_to(root)
         layer = place.parts[0]
-        if layer not in MAY_INCLUDE:
+        if layer not in NEIGHBOURS:
             yield f"{place}: the folder {layer}/ has no place among the layers"
             continue
         names = INCLUDE.findall(source.read_text())
@@ -37,7 +61,7 @@ def faults(root):
             target = name.split("/")[0]
             if not (root / name).exists():
                 yield f'{place}: "{name}" is no path from the include root'
-            elif target != layer and target not in MAY_INCLUDE[layer]:
+            elif target != layer and target not in reachable(layer):
                 yield f"{place}: {layer}/ must not include {name}"
 
 

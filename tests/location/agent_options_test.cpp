@@ -1,6 +1,6 @@
-#include "agent/dsoptions.h"
+#include "agent/session/dsoptions.h"
 #include "command_line.h"
-#include "orb/settings.h"
+#include "orb/orb_settings.h"
 #include "orb/vorb.h"
 
 #include <gtest/gtest.h>

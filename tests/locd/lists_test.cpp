@@ -1,6 +1,6 @@
-#include "agent/dsreply.h"
-#include "agent/dsreq.h"
-#include "agent/dsset.h"
+#include "agent/collections/dsset.h"
+#include "agent/records/dsreply.h"
+#include "agent/records/dsreq.h"
 #include "locd/lists.h"
 #include "stream/nctcpstr.h"
 

@@ -1,7 +1,7 @@
 #include "locd/wire.h"
 
-#include "agent/dsname.h"
-#include "agent/dsreply.h"
+#include "agent/records/dsname.h"
+#include "agent/records/dsreply.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "marshal/vexcept.h"
-#include "marshal/vstr.h"
-#include "marshal/vutil.h"
+#include "marshal/exception/vexcept.h"
+#include "marshal/reference/vutil.h"
+#include "marshal/text/vstr.h"
 
 #include <gtest/gtest.h>
 

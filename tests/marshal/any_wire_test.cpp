@@ -1,5 +1,5 @@
-#include "marshal/octet_sequence.h"
-#include "marshal/unknown_user_exception.h"
+#include "marshal/any/unknown_user_exception.h"
+#include "marshal/sequence/octet_sequence.h"
 #include "objects.h"
 #include "typecodes.h"
 

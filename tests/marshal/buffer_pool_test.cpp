@@ -1,5 +1,5 @@
 #include "allocations.h"
-#include "marshal/buffer_pool.h"
+#include "marshal/cdr/buffer_pool.h"
 
 #include <gtest/gtest.h>
 

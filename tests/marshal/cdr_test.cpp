@@ -1,8 +1,8 @@
-#include "marshal/orb_exceptions.h"
-#include "marshal/settings.h"
-#include "marshal/vbuf.h"
-#include "marshal/vexcept.h"
-#include "marshal/vstr.h"
+#include "marshal/cdr/vbuf.h"
+#include "marshal/exception/orb_exceptions.h"
+#include "marshal/exception/vexcept.h"
+#include "marshal/marshal_settings.h"
+#include "marshal/text/vstr.h"
 #include "octets.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
-#include "marshal/orb_exceptions.h"
-#include "marshal/user_exception.h"
-#include "marshal/vexcept.h"
-#include "marshal/vstr.h"
+#include "marshal/exception/orb_exceptions.h"
+#include "marshal/exception/user_exception.h"
+#include "marshal/exception/vexcept.h"
+#include "marshal/text/vstr.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 #include "marshal/octet_sequences.h"
-#include "marshal/vutil.h"
+#include "marshal/reference/vutil.h"
 
 #include <gtest/gtest.h>
 

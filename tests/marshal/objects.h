@@ -1,7 +1,7 @@
 #pragma once
 
-#include "marshal/vior.h"
-#include "marshal/vobject.h"
+#include "marshal/reference/vior.h"
+#include "marshal/reference/vobject.h"
 
 #include <functional>
 #include <memory>

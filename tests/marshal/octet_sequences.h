@@ -1,7 +1,7 @@
 #pragma once
 
-#include "marshal/octet_sequence.h"
 #include "marshal/octets.h"
+#include "marshal/sequence/octet_sequence.h"
 
 // Octet sequences to and from pairs of hexadecimal digits.
 

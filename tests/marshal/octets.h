@@ -1,6 +1,6 @@
 #pragma once
 
-#include "marshal/vbuf.h"
+#include "marshal/cdr/vbuf.h"
 
 #include <cstdio>
 #include <string>

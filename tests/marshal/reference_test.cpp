@@ -1,8 +1,8 @@
-#include "marshal/code_sets.h"
 #include "marshal/objects.h"
 #include "marshal/octet_sequences.h"
-#include "marshal/profile_keys.h"
-#include "marshal/vutil.h"
+#include "marshal/reference/code_sets.h"
+#include "marshal/reference/profile_keys.h"
+#include "marshal/reference/vutil.h"
 
 #include <gtest/gtest.h>
 

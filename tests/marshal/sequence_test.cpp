@@ -1,7 +1,7 @@
-#include "marshal/octet_sequence.h"
-#include "marshal/sequence.h"
-#include "marshal/string_sequence.h"
-#include "marshal/vbuf.h"
+#include "marshal/cdr/vbuf.h"
+#include "marshal/sequence/octet_sequence.h"
+#include "marshal/sequence/sequence.h"
+#include "marshal/sequence/string_sequence.h"
 #include "octets.h"
 
 #include <gtest/gtest.h>

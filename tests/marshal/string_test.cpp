@@ -1,5 +1,5 @@
-#include "marshal/vexcept.h"
-#include "marshal/vstr.h"
+#include "marshal/exception/vexcept.h"
+#include "marshal/text/vstr.h"
 
 #include <gtest/gtest.h>
 

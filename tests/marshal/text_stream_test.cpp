@@ -1,6 +1,6 @@
-#include "marshal/vexcept.h"
-#include "marshal/vstr.h"
-#include "marshal/vstream.h"
+#include "marshal/exception/vexcept.h"
+#include "marshal/text/vstr.h"
+#include "marshal/text/vstream.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "marshal/settings.h"
+#include "marshal/marshal_settings.h"
 #include "typecodes.h"
 
 #include <gtest/gtest.h>

@@ -1,10 +1,10 @@
 #include "base/exit_list.h"
 #include "command_line.h"
 #include "console.h"
-#include "invoke/settings.h"
-#include "marshal/settings.h"
-#include "marshal/vexcept.h"
-#include "orb/settings.h"
+#include "invoke/transport/transport_settings.h"
+#include "marshal/exception/vexcept.h"
+#include "marshal/marshal_settings.h"
+#include "orb/orb_settings.h"
 #include "orb/vorb.h"
 
 #include <gtest/gtest.h>

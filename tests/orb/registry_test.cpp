@@ -1,4 +1,4 @@
-#include "marshal/orb_exceptions.h"
+#include "marshal/exception/orb_exceptions.h"
 #include "orb/vorb.h"
 
 #include <gmock/gmock.h>

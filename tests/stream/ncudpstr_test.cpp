@@ -1,8 +1,8 @@
 #include "stream/ncudpstr.h"
 
+#include "net/sockets.h"
 #include "stream/octets.h"
 #include "stream/records.h"
-#include "stream/sockets.h"
 
 #include <gtest/gtest.h>
 

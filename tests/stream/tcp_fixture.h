@@ -2,9 +2,9 @@
 
 #include "stream/nctcpstr.h"
 
+#include "net/sockets.h"
 #include "stream/octets.h"
 #include "stream/records.h"
-#include "stream/sockets.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,61 @@
+#include "agent/collections/dscoll.h"
+
+#include <algorithm>
+
+const NCTypeInfo DSCollection::info("DSCollection", nullptr, {&DSResource::info});
+
+void DSCollection::printOn(NCostream& out) const {
+    out.write("Collection size: ").write(size()).write("\n");
+    for (const DSResource* element : *this)
+        element->printOn(out);
+    out.write("\n");
+}
+
+uint32_t DSCollection::hash() const {
+    uint32_t hash = size();
+    for (const DSResource* element : *this)
+        hash ^= element->hash();
+    return hash;
+}
+
+// The order counts, as it does when two collections are compared, those of sets included.
+uint64_t DSCollection::fingerprint() const {
+    uint64_t print = size();
+    for (const DSResource* element : *this)
+        print = mixFingerprint(print, mixFingerprint(element->fingerprint(), element->hash()));
+    return print;
+}
+
+std::vector<DSResource*> DSCollection::readElements(NCistream& in, uint32_t count, const NCTypeInfo& type) {
+    constexpr size_t mostReserved = 4096; // at every level of nesting, before anything has come
+    constexpr size_t smallestElement = 8; // a reference: tag and id
+    std::vector<DSResource*> elements;
+    if (in.failed() || count > in.remaining() / smallestElement) {
+        in.setFailed();
+        return elements;
+    }
+    if (in.remaining() != std::numeric_limits<size_t>::max())
+        elements.reserve(std::min<size_t>(count, mostReserved));
+    for (uint32_t i = 0; i < count; ++i) {
+        auto* element = in.readRecord<DSResource>();
+        if (!element || !element->typeInfo().isSameOrDerived(type)) {
+            in.setFailed();
+            elements.clear();
+            break;
+        }
+        elements.push_back(element);
+    }
+    return elements;
+}
+
+int DSCollection::compareInOrder(const DSCollection& other) const {
+    if (const int order = dsDifference(static_cast<int>(size()), static_cast<int>(other.size())))
+        return order;
+    Walk theirs = other.begin();
+    for (const DSResource* element : *this) {
+        if (const int order = element->compare(*theirs))
+            return order;
+        ++theirs;
+    }
+    return 0;
+}

@@ -1,0 +1,78 @@
+#pragma once
+
+#include "agent/records/dsresrc.h"
+
+#include <vector>
+
+class DSCollection;
+
+// The place of a walk through a collection; zero-initialised by its user. See DSCollection.
+struct Iterator {
+    const DSCollection* collection = nullptr;
+    uint32_t position = 0;
+    void* current = nullptr;
+};
+
+// Base of the collections. Each holds its elements by reference count, compares them with `isEqual` and can
+// be streamed. A collection must not change during a walk:
+//
+//     Iterator it;
+//     while (void* cursor = collection.next(it))
+//         DSResource* element = collection.at(cursor);
+//
+// or, shorter, `for (DSResource* element : collection)`.
+//
+// Nothing here fails with a message: what is missing or out of range gives null or 0.
+class DSCollection : public DSResource {
+public:
+    static const NCTypeInfo info;
+
+    DSCollection() = default;
+    explicit DSCollection(NCistream& in) : DSResource(in) {}
+    const NCTypeInfo& typeInfo() const override { return info; }
+
+    virtual DSResource* at(void* cursor) const { return static_cast<DSResource*>(cursor); }
+    // The element that is in the collection afterwards: `object`, or the equal one that a set holds already.
+    virtual DSResource* add(DSResource* object) = 0;
+    virtual int remove(const DSResource* object) = 0;
+    virtual void clear() = 0;
+    virtual uint32_t size() const = 0;
+    virtual int includes(const DSResource* object) const = 0;
+    // The next cursor, null at the end.
+    virtual void* next(Iterator& it) const = 0;
+    virtual bool isEmpty() const { return size() == 0; }
+    virtual void reset(Iterator& it) const {
+        it.position = 0;
+        it.current = nullptr;
+    }
+
+    void printOn(NCostream& out) const override;
+    uint32_t hash() const override;
+    uint64_t fingerprint() const override;
+
+    class Walk {
+    public:
+        Walk() = default;
+        explicit Walk(const DSCollection& collection) : collection_(&collection) { ++*this; }
+        DSResource* operator*() const { return collection_->at(cursor_); }
+        Walk& operator++() {
+            cursor_ = collection_->next(it_);
+            return *this;
+        }
+        bool operator!=(const Walk& end) const { return cursor_ != end.cursor_; }
+
+    private:
+        const DSCollection* collection_ = nullptr;
+        Iterator it_;
+        void* cursor_ = nullptr;
+    };
+    Walk begin() const { return Walk(*this); }
+    Walk end() const { return {}; }
+
+protected:
+    // Reads `count` elements of `type` or derived from it. No memory is taken for more than what really
+    // comes; on failure the stream is marked as failed.
+    static std::vector<DSResource*> readElements(NCistream& in, uint32_t count, const NCTypeInfo& type);
+    // For collections that are compared in the order of their walk.
+    int compareInOrder(const DSCollection& other) const;
+};

@@ -1,0 +1,82 @@
+#include "agent/collections/dsdict.h"
+
+const NCTypeInfo DSAssoc::info("DSAssoc", ncCreate<DSAssoc>, {&DSResource::info});
+const NCTypeInfo DSDictionary::info("DSDictionary", ncCreate<DSDictionary>, {&DSSet::info});
+
+DSAssoc::DSAssoc(NCistream& in) : DSResource(in) {
+    key_ = in.readRecord<DSResource>();
+    value_ = in.readRecord<DSResource>();
+    if (!key_)
+        in.setFailed();
+}
+
+void DSAssoc::write(NCostream& out) const { out.writeRecord(key_.get()).writeRecord(value_.get()); }
+
+void DSAssoc::printOn(NCostream& out) const {
+    out.write("\nClassName: DSAssoc\n").write("Key: ");
+    dsPrintOn(out, key_.get());
+    out.write("Value: ");
+    dsPrintOn(out, value_.get());
+}
+
+int DSAssoc::compare(const NCObject* other) const { return other ? other->compare(key_.get()) : -1; }
+
+bool DSAssoc::isEqual(const NCObject* other) const { return other && other->isEqual(key_.get()); }
+
+DSResource* DSDictionary::add(DSResource* object) {
+    return object && object->typeInfo() == DSAssoc::info ? DSSet::add(object) : nullptr;
+}
+
+int DSDictionary::remove(const DSResource* object) {
+    return object && object->typeInfo() == DSAssoc::info ? DSSet::remove(object) : 0;
+}
+
+int DSDictionary::includes(const DSResource* object) const {
+    int count = 0;
+    for (const DSResource* element : *this) {
+        const DSResource* value = static_cast<const DSAssoc*>(element)->value();
+        count += value && value->isEqual(object) ? 1 : 0;
+    }
+    return count;
+}
+
+DSAssoc* DSDictionary::put(DSResource* key, DSResource* value) {
+    const NCRef<DSAssoc> assoc = new DSAssoc(key, value);
+    return DSSet::add(assoc.get()) == assoc.get() ? assoc.get() : nullptr;
+}
+
+DSAssoc* DSDictionary::findAssoc(const DSResource* key) const { return static_cast<DSAssoc*>(find(key)); }
+
+int DSDictionary::removeKey(const DSResource* key) { return DSSet::remove(key); }
+
+DSResource* DSDictionary::at(const DSResource* key) const {
+    const DSAssoc* assoc = findAssoc(key);
+    return assoc ? assoc->value() : nullptr;
+}
+
+int DSDictionary::compare(const NCObject* other) const {
+    const auto* that = nc_cast<DSDictionary>(other);
+    if (!that)
+        return -1;
+    if (const int order = dsDifference(static_cast<int>(size()), static_cast<int>(that->size())))
+        return order;
+    Walk theirs = that->begin();
+    for (const DSResource* element : *this) {
+        const auto* mine = static_cast<const DSAssoc*>(element);
+        const auto* yours = static_cast<const DSAssoc*>(*theirs);
+        const bool sameValue = mine->value() ? mine->value()->isEqual(yours->value()) : !yours->value();
+        if (!mine->key()->isEqual(yours->key()) || !sameValue)
+            return 1;
+        ++theirs;
+    }
+    return 0;
+}
+
+uint64_t DSDictionary::fingerprint() const {
+    uint64_t print = size();
+    for (const DSResource* element : *this) {
+        print = mixFingerprint(print, element->fingerprint());
+        print = mixFingerprint(print, dsFingerprint(static_cast<const DSAssoc*>(element)->value()));
+    }
+    return print;
+}

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "agent/collections/dsset.h"
+
+// A key and its value, both held. It hashes and compares as its key, so that a key finds it in a table.
+// Fields on the stream: key, value.
+class DSAssoc : public DSResource {
+public:
+    static const NCTypeInfo info;
+
+    DSAssoc(DSResource* key, DSResource* value) : key_(key), value_(value) {}
+    explicit DSAssoc(NCistream& in);
+
+    DSResource* key() const { return key_.get(); }
+    DSResource* value() const { return value_.get(); }
+
+    void write(NCostream& out) const override;
+    const NCTypeInfo& typeInfo() const override { return info; }
+    void printOn(NCostream& out) const override;
+    uint32_t hash() const override { return key_ ? key_->hash() : 0; }
+    int compare(const NCObject* other) const override;
+    bool isEqual(const NCObject* other) const override;
+    uint64_t fingerprint() const override { return dsFingerprint(key_.get()); }
+
+private:
+    NCRef<DSResource> key_; // null only in an association of a malformed message
+    NCRef<DSResource> value_;
+};
+
+// A set of associations. What is added or removed as an element is a DSAssoc of exactly that class.
+class DSDictionary : public DSSet {
+public:
+    static const NCTypeInfo info;
+
+    explicit DSDictionary(uint32_t sizeArgument = 16) : DSSet(sizeArgument) {}
+    explicit DSDictionary(NCistream& in) : DSSet(in, DSAssoc::info) {}
+    DSDictionary(const DSDictionary&) = default;
+
+    DSResource* add(DSResource* object) override;
+    int remove(const DSResource* object) override;
+    // How many values are equal to `object`.
+    int includes(const DSResource* object) const override;
+    using DSSet::at;
+
+    // The new association; null when the key is there already, whose value then stays.
+    virtual DSAssoc* put(DSResource* key, DSResource* value);
+    virtual DSAssoc* findAssoc(const DSResource* key) const;
+    virtual int includesKey(const DSResource* key) const { return findAssoc(key) != nullptr; }
+    virtual int removeKey(const DSResource* key);
+    virtual int removeAssoc(const DSResource* assoc) { return remove(assoc); }
+    // The value, or null.
+    virtual DSResource* at(const DSResource* key) const;
+
+    const NCTypeInfo& typeInfo() const override { return info; }
+    int compare(const NCObject* other) const override;
+    uint64_t fingerprint() const override;
+};

@@ -1,0 +1,93 @@
+#include "agent/collections/dsset.h"
+
+const NCTypeInfo DSSet::info("DSSet", ncCreate<DSSet>, {&DSCollection::info});
+
+DSSet::DSSet(NCistream& in, const NCTypeInfo& elementType) : DSCollection(in), table_(0) {
+    unsigned int capacity = 0; // the writer's own; this table is sized by the count
+    unsigned int count = 0;
+    in.read(capacity).read(count);
+    const auto elements = readElements(in, count, elementType);
+    if (in.failed())
+        return;
+    table_.resize(count);
+    for (DSResource* element : elements)
+        DSSet::add(element);
+}
+
+DSSet::DSSet(const DSSet& other) : DSCollection(other), table_(other.size()) {
+    for (DSResource* element : other)
+        DSSet::add(element);
+}
+
+DSResource* DSSet::add(DSResource* object) {
+    const uint32_t index = table_.indexOf(object);
+    if (const auto& held = table_.slot(index))
+        return held.get();
+    return table_.insertAt(index, object).entry->get();
+}
+
+int DSSet::remove(const DSResource* object) { return table_.take(object) ? 1 : 0; }
+
+void* DSSet::next(Iterator& it) const {
+    const uint32_t index = table_.next(it.position);
+    if (index >= table_.capacity()) {
+        it.position = index;
+        return nullptr;
+    }
+    it.position = index + 1;
+    return table_.slot(index).get();
+}
+
+DSResource* DSSet::find(const DSResource* object) const { return table_.slot(findIndexOf(object)).get(); }
+
+void DSSet::addAll(const DSCollection& other) {
+    clear();
+    for (DSResource* element : other)
+        add(element);
+}
+
+DSSet* DSSet::unionOf(const DSSet& a, const DSSet& b) {
+    auto* result = new DSSet(a.capacity() + b.capacity());
+    for (const DSSet* set : {&a, &b}) {
+        for (DSResource* element : *set)
+            result->add(element);
+    }
+    return result;
+}
+
+namespace {
+
+DSSet* selected(const DSSet& from, const DSSet& other, bool included) {
+    auto* result = new DSSet(from.capacity());
+    for (DSResource* element : from) {
+        if ((other.includes(element) != 0) == included)
+            result->add(element);
+    }
+    return result;
+}
+
+} // namespace
+
+DSSet* DSSet::intersectionOf(const DSSet& a, const DSSet& b) { return selected(a, b, true); }
+
+DSSet* DSSet::differenceOf(const DSSet& a, const DSSet& b) { return selected(a, b, false); }
+
+void DSSet::write(NCostream& out) const {
+    out.write(capacity()).write(size());
+    for (uint32_t i = table_.next(0); i < table_.capacity(); i = table_.next(i + 1))
+        out.writeRecord(table_.slot(i).get());
+}
+
+int DSSet::compare(const NCObject* other) const {
+    const auto* that = nc_cast<DSSet>(other);
+    if (!that)
+        return -1;
+    if (const int order = dsDifference(static_cast<int>(size()), static_cast<int>(that->size())))
+        return order;
+    for (uint32_t i = table_.next(0); i < table_.capacity(); i = table_.next(i + 1)) {
+        const DSResource* theirs = i < that->capacity() ? that->table_.slot(i).get() : nullptr;
+        if (const int order = dsCompare(table_.slot(i).get(), theirs))
+            return order;
+    }
+    return 0;
+}

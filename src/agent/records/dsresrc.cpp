@@ -1,0 +1,27 @@
+#include "agent/records/dsresrc.h"
+
+#include <iostream>
+
+const NCTypeInfo DSResource::info("DSResource", nullptr, {&NCObject::info});
+
+DSResource::~DSResource() {
+    if (refCount() > 1) {
+        std::cout << "DSResource::~DSResource: Deleting instance "
+                  << "which has outstanding references\n"
+                  << "Class name: '" << typeInfo().name() << "'. "
+                  << "Num of references: " << refCount() << "\n";
+    }
+}
+
+int dsCompare(const DSResource* a, const DSResource* b) {
+    if (!a || !b)
+        return a == b ? 0 : 1;
+    return a->compare(b);
+}
+
+void dsPrintOn(NCostream& out, const DSResource* object) {
+    if (object)
+        object->printOn(out);
+    else
+        out.write("(nil)");
+}

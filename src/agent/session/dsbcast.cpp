@@ -1,0 +1,133 @@
+#include "agent/session/dsbcast.h"
+
+#include "agent/records/dswrap.h"
+#include "agent/session/dsfile.h"
+#include "stream/ncudpstr.h"
+
+#include <net/if.h>
+#include <sys/ioctl.h>
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <iostream>
+
+namespace {
+
+std::unique_ptr<NCBroadcastTable> makeTable(int fd, int port) {
+    return std::make_unique<DSBroadcastTable>(fd, port);
+}
+
+[[maybe_unused]] const bool registered = (NCudpstream::setBroadcastTableMaker(makeTable), true);
+
+const NCBroadcastEntry& entryOf(const DSResource* element) {
+    const auto* wrapper = static_cast<const DSWrapper*>(static_cast<const DSAssoc*>(element)->value());
+    return *wrapper->pointer<const NCBroadcastEntry>();
+}
+
+DSAddr addressOf(const sockaddr& address, int port) {
+    sockaddr_in internet{};
+    std::memcpy(&internet, &address, sizeof internet);
+    return {port, internet.sin_addr};
+}
+
+// An address that a request for one interface gives, or nothing.
+std::optional<DSAddr> askAddress(int fd, unsigned long question, const ifreq& record, int port) {
+    ifreq answer = record;
+    if (ioctl(fd, question, &answer) == -1) {
+        std::perror("NCudpstream::getLocalAddr: ioctl");
+        return std::nullopt;
+    }
+    return addressOf(answer.ifr_addr, port);
+}
+
+} // namespace
+
+std::ostream& operator<<(std::ostream& out, const NCBroadcastEntry& entry) {
+    out << "Subnet: " << entry.netmask.dottedAddr();
+    return out << "  Broadcast: " << entry.broadcast.dottedAddr();
+}
+
+DSBroadcastTable::DSBroadcastTable(int fd, int port) : port_(port) {
+    readFile();
+    if (networks_.isEmpty())
+        askInterfaces(fd);
+}
+
+void DSBroadcastTable::add(const DSAddr& local, const DSAddr& netmask, const DSAddr& broadcast) {
+    entries_.push_back({port_, netmask, broadcast});
+    networks_.put(new DSAddr(local), new DSWrapper(&entries_.back()));
+}
+
+void DSBroadcastTable::readFile() {
+    auto file = DSWordFile::fromEnvironment("LOCD_LOCAL_FILE", "localaddr");
+    if (!file)
+        return;
+    if (!file->isOpen()) {
+        if (file->isNamedByVariable())
+            std::cout << "DSAgentHandler::Unable to open localaddr file - " << file->path() << std::endl;
+        return;
+    }
+    while (const auto local = file->nextWord()) {
+        const auto netmask = file->nextRawWord();
+        const auto broadcast = file->nextRawWord();
+        if (!netmask || !broadcast)
+            return; // half a line at the end names no network
+        add(DSAddr(port_, local->c_str()), DSAddr(port_, netmask->c_str()),
+            DSAddr(port_, broadcast->c_str()));
+    }
+}
+
+void DSBroadcastTable::askInterfaces(int fd) {
+    constexpr size_t areaSize = 8192;
+    std::array<ifreq, areaSize / sizeof(ifreq)> records{};
+    ifconf request{};
+    request.ifc_len = sizeof records;
+    request.ifc_req = records.data();
+    if (ioctl(fd, SIOCGIFCONF, &request) == -1) {
+        std::perror("NCudpstream::broadcast: ioctl");
+        return;
+    }
+    const size_t count = static_cast<size_t>(request.ifc_len) / sizeof(ifreq);
+    for (size_t i = 0; i < count; ++i)
+        askInterface(fd, records[i]);
+}
+
+void DSBroadcastTable::askInterface(int fd, const ifreq& record) {
+    if (record.ifr_addr.sa_family != AF_INET)
+        return;
+    ifreq flags = record;
+    if (ioctl(fd, SIOCGIFFLAGS, &flags) == -1) {
+        std::perror("NCudpstream::broadcast: ioctl error");
+        return;
+    }
+    const bool pointToPoint = (flags.ifr_flags & IFF_POINTOPOINT) != 0;
+    const bool reachesOthers = pointToPoint || (flags.ifr_flags & IFF_BROADCAST) != 0;
+    if (!(flags.ifr_flags & IFF_UP) || (flags.ifr_flags & IFF_LOOPBACK) || !reachesOthers)
+        return;
+    const auto local = askAddress(fd, SIOCGIFADDR, record, port_);
+    const auto netmask = local ? askAddress(fd, SIOCGIFNETMASK, record, port_) : std::nullopt;
+    const auto broadcast = netmask
+                               ? askAddress(fd, pointToPoint ? SIOCGIFDSTADDR : SIOCGIFBRDADDR, record, port_)
+                               : std::nullopt;
+    if (broadcast)
+        add(*local, *netmask, *broadcast);
+}
+
+int DSBroadcastTable::forEachTarget(const std::function<int(const sockaddr_in&)>& send) const {
+    for (const DSResource* element : networks_) {
+        if (const int status = send(entryOf(element).broadcast.socketAddress()))
+            return status;
+    }
+    return 0;
+}
+
+const DSAddr* DSBroadcastTable::localAddrFor(const sockaddr_in& address) const {
+    for (const DSResource* element : networks_) {
+        const auto* local = static_cast<const DSAddr*>(static_cast<const DSAssoc*>(element)->key());
+        const in_addr_t mask = entryOf(element).netmask.addr();
+        if ((local->addr() & mask) == (address.sin_addr.s_addr & mask))
+            return local;
+    }
+    return nullptr;
+}

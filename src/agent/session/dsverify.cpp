@@ -1,0 +1,159 @@
+#include "agent/session/dsverify.h"
+
+#include "agent/records/dsreply.h"
+#include "agent/records/dsreq.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <iostream>
+
+int DSVerifyHandler::inputReady(int fd) { return owner_->receiveMsg(fd); }
+
+void DSVerifyHandler::timerExpired(long, long) { owner_->timeout(); }
+
+DSVerify::DSVerify() : handler_(std::make_unique<DSVerifyHandler>(this)) {}
+
+DSVerify::~DSVerify() {
+    if (mode_ == verifying)
+        dpDispatcher::instance()->stopTimer(handler_.get());
+    if (mode_ != idle)
+        unlinkSocket();
+}
+
+void DSVerify::unlinkSocket() { dpDispatcher::instance()->unlink(socket_->fd()); }
+
+// A new socket, whose descriptor the dispatcher can take.
+int DSVerify::open(int port, const char* ipaddr) {
+    socket_ = std::make_unique<NCudpstream>();
+    if (socket_->bind(port, ipaddr) == 0) {
+        if (socket_->fd() < dpDispatcher::maxDescriptors)
+            return 0;
+        errno = EMFILE;
+    }
+    if (debug_) {
+        std::perror("bind:");
+        std::cout << "DSVerify::bind: Unable to bind to port " << port << std::endl;
+    }
+    socket_.reset();
+    return bindFailed;
+}
+
+int DSVerify::bind(int port, const char* ipaddr) {
+    if (mode_ != idle)
+        return busy;
+    if (const int status = open(port, ipaddr))
+        return status;
+    dpDispatcher::instance()->link(socket_->fd(), dpDispatcher::readMask, handler_.get());
+    mode_ = listening;
+    return 0;
+}
+
+DSAddr* DSVerify::localAddr() const { return mode_ == listening ? new DSAddr(port()) : nullptr; }
+
+int DSVerify::verify(const DSAddr& peer) {
+    if (mode_ != idle)
+        return busy;
+    if (const int status = open(0, nullptr))
+        return status;
+    if (socket_->connect(peer.socketAddress()) != 0) {
+        if (debug_) {
+            std::perror("connect:");
+            std::cout << "DSVerify::verify: Unable to connect to "
+                      << "host (" << peer.dottedAddr() << "), port (" << peer.port() << ")" << std::endl;
+        }
+        socket_.reset();
+        return connectFailed;
+    }
+    if (ask() != 0) {
+        if (debug_)
+            std::cout << "DSVerify::verify: Client at (" << peer.dottedAddr() << "), port (" << peer.port()
+                      << ") is down" << std::endl;
+        socket_.reset();
+        peerDown();
+        return sendFailed;
+    }
+    if (debug_)
+        std::cout << "DSVerify::verify: Sent a areYouAlive message to "
+                  << "client at (" << peer.dottedAddr() << "), port (" << peer.port() << ")" << std::endl;
+    auto* loop = dpDispatcher::instance();
+    loop->link(socket_->fd(), dpDispatcher::readMask, handler_.get());
+    if (!handler_->valid)
+        handler_->reset();
+    handler_->nrexmt = 0;
+    loop->startTimer(handler_->start(), 0, handler_.get());
+    mode_ = verifying;
+    return 0;
+}
+
+// A new message with a new number at each sending.
+int DSVerify::ask() {
+    const NCRef<DSRequest> question = new DSRequest(DSRequestAreYouAlive);
+    return socket_->send(question.get());
+}
+
+int DSVerify::receiveMsg(int) {
+    if (mode_ == idle) {
+        std::cout << "DSVerify::receiveMsg:: Unexpected message\n";
+        return 0;
+    }
+    int status = 0;
+    sockaddr_in from{};
+    const std::unique_ptr<NCTransObject> received(socket_->receive(status, &from));
+    if (status == NCudpstream::noData)
+        return 0; // what was announced has been dropped by the system
+    if (mode_ == listening) {
+        answer(received.get(), status, from);
+        return 0;
+    }
+    stopVerifying();
+    if (status == 0) {
+        peerUp();
+        return 0;
+    }
+    if (debug_)
+        std::cout << "DSVerify::receiveMsg: Peer is "
+                  << "down. Return Code (" << status << ")" << std::endl;
+    peerDown();
+    return 0;
+}
+
+void DSVerify::answer(const NCTransObject* received, int status, const sockaddr_in& from) {
+    const auto* request = nc_cast<DSRequest>(received);
+    if (!request || !request->isCurrentVersion()) {
+        if (debug_)
+            std::cout << "DSVerify::receiveMsg: Error receiving "
+                      << "message. Return Code =" << status << std::endl;
+        return;
+    }
+    if (debug_)
+        std::cout << "DSVerify::receiveMsg: Received a "
+                  << "areYouAlive message " << std::endl;
+    const NCRef<DSReply> reply = new DSReply(DSReplyAlive, *request, DSStatusDone);
+    socket_->sendTo(from, reply.get());
+}
+
+void DSVerify::stopVerifying() {
+    dpDispatcher::instance()->stopTimer(handler_.get());
+    unlinkSocket();
+    socket_.reset();
+    mode_ = idle;
+}
+
+void DSVerify::timeout() {
+    const bool silent = ++handler_->nrexmt > NCrtt::maxRetransmissions;
+    if (silent) {
+        handler_->valid = 0;
+        if (debug_)
+            std::cout << "DSVerify::timeout: Peer is not responding " << std::endl;
+    } else {
+        if (debug_)
+            std::cout << "DSVerify::timeout: Resending areYouAlive "
+                      << "message. " << std::endl;
+        if (ask() == 0) {
+            dpDispatcher::instance()->startTimer(handler_->start(), 0, handler_.get());
+            return;
+        }
+    }
+    stopVerifying();
+    peerDown();
+}

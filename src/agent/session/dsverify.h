@@ -1,0 +1,76 @@
+#pragma once
+
+#include "agent/records/dsaddr.h"
+#include "net/dispatcher.h"
+#include "net/ncrtt.h"
+#include "stream/ncudpstr.h"
+
+#include <memory>
+
+class DSVerify;
+
+// What hangs on the dispatcher for a DSVerify, and its estimate of the round trip.
+class DSVerifyHandler : public dpIOHandler, public NCrtt {
+public:
+    explicit DSVerifyHandler(DSVerify* owner) : owner_(owner) {}
+    int inputReady(int fd) override;
+    void timerExpired(long sec, long usec) override;
+
+private:
+    DSVerify* owner_;
+};
+
+// Whether a process is alive, asked over a UDP socket of its own, so that a process which is busy in a
+// request can be told from a dead one. One side listens and answers every request; the other asks one peer,
+// sends again at growing intervals, and hears `peerUp` or `peerDown` in the end. A silent peer is down after
+// 69 seconds.
+//
+// Everything runs from the global dispatcher and may be called from a handler. A hook may destroy the object.
+class DSVerify {
+public:
+    static constexpr int busy = 100;
+    static constexpr int connectFailed = 101;
+    static constexpr int sendFailed = 102;
+    static constexpr int bindFailed = 103;
+
+    DSVerify();
+    DSVerify(const DSVerify&) = delete;
+    DSVerify& operator=(const DSVerify&) = delete;
+    virtual ~DSVerify();
+
+protected:
+    // The result of a check; by default nothing happens.
+    virtual void peerUp() {}
+    virtual void peerReserved() {}
+    virtual void peerDown() {}
+
+public:
+    // Listens and answers from now on. Port 0 is any port, a null address any address. 0, or a code above.
+    int bind(int port, const char* ipaddr);
+    // Starts one check. 0, or a code above; on `sendFailed` the peer has been declared down already.
+    int verify(const DSAddr& peer);
+
+    // The socket's port, 0 without a socket.
+    int port() const { return socket_ ? socket_->port() : 0; }
+    // While listening, this host and the port, for the caller to hold; else null.
+    DSAddr* localAddr() const;
+    bool debug() const { return debug_; }
+    void setDebug(bool debug) { debug_ = debug; }
+
+private:
+    friend class DSVerifyHandler;
+    enum Mode { idle = 0, listening = 1, verifying = 2 };
+
+    int receiveMsg(int fd);
+    void timeout();
+    int open(int port, const char* ipaddr);
+    void answer(const NCTransObject* received, int status, const sockaddr_in& from);
+    int ask();
+    void stopVerifying();
+    void unlinkSocket();
+
+    std::unique_ptr<DSVerifyHandler> handler_;
+    std::unique_ptr<NCudpstream> socket_;
+    Mode mode_ = idle;
+    bool debug_ = false;
+};

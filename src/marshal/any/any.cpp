@@ -1,0 +1,251 @@
+#include "marshal/any/any.h"
+
+#include "marshal/reference/vior.h"
+#include "marshal/reference/vobject.h"
+#include "marshal/sequence/octet_sequence.h"
+
+#include <cwchar>
+#include <functional>
+
+namespace {
+
+int sign(int order) { return (order > 0) - (order < 0); }
+
+int compareOctets(const void* a, const void* b, CORBA_Long length) {
+    return length > 0 && a && b ? sign(std::memcmp(a, b, static_cast<size_t>(length))) : 0;
+}
+
+// Null comes first.
+template <class T, class Compare>
+int compareHeld(const void* a, const void* b, Compare compareBoth) {
+    if (!a || !b)
+        return (a != nullptr) - (b != nullptr);
+    return compareBoth(*static_cast<const T*>(a), *static_cast<const T*>(b));
+}
+
+// Two stubs are equal that refer to the same. The order of different objects means nothing, and holds for as
+// long as both live.
+int compareObjects(const void* a, const void* b) {
+    const auto isStub = [](const void* object) {
+        return object && !static_cast<const CORBA_Object*>(object)->_is_local();
+    };
+    const auto reference = [](const void* object) -> const IOP::IOR& {
+        return static_cast<const CORBA_Object*>(object)->impl()->role().ior();
+    };
+    if (a == b || (isStub(a) && isStub(b) && reference(a) == reference(b)))
+        return 0;
+    return std::less<>{}(a, b) ? -1 : 1;
+}
+
+char* copyOctets(const void* octets, CORBA_Long length) {
+    const auto size = static_cast<CORBA_ULong>(std::max(length, CORBA_Long{0}));
+    char* block = CORBA_string_alloc(size);
+    if (size > 0)
+        std::memcpy(block, octets, size);
+    return block;
+}
+
+} // namespace
+
+CORBA_Any& CORBA_Any::operator=(const CORBA_Any& other) {
+    if (this != &other) {
+        CORBA_Any copy(other);
+        swap(copy);
+    }
+    return *this;
+}
+
+void CORBA_Any::swap(CORBA_Any& other) noexcept {
+    const bool small = _value == _small;
+    const bool otherSmall = other._value == other._small;
+    std::swap(_tc, other._tc);
+    std::swap(_value, other._value);
+    std::swap(_length, other._length);
+    std::swap(_small, other._small);
+    std::swap(_release, other._release);
+    std::swap(_id_in_front, other._id_in_front);
+    if (otherSmall)
+        _value = _small;
+    if (small)
+        other._value = other._small;
+}
+
+void CORBA_Any::freeAll() {
+    freeValue();
+    CORBA_release(_tc);
+}
+
+void CORBA_Any::freeValue() {
+    if (!_release || !_value || _value == _small)
+        return;
+    const CORBA_TCKind kind = _tc->_unaliased()->kind();
+    switch (kind) {
+    case tk_any: CORBA_release(static_cast<CORBA_Any*>(_value)); break;
+    case tk_TypeCode: CORBA_release(static_cast<CORBA_TypeCode*>(_value)); break;
+    case tk_objref: CORBA_release(static_cast<CORBA_Object*>(_value)); break;
+    case tk_Principal: CORBA_release(static_cast<CORBA_OctetSequence*>(_value)); break;
+    case tk_wstring: CORBA_wstring_free(static_cast<CORBA_WChar*>(_value)); break;
+    default:
+        if (tcFixedSize(kind) > 0)
+            ::operator delete(_value);
+        else
+            CORBA_string_free(static_cast<char*>(_value));
+    }
+    _value = nullptr;
+}
+
+// Of a new type, and without a value.
+void CORBA_Any::become(CORBA_TypeCode* type) {
+    CORBA_TypeCode* held = CORBA_TypeCode::_duplicate(type);
+    freeAll();
+    _tc = held;
+    _value = nullptr;
+    _length = 0;
+    _release = 1;
+    _id_in_front = false;
+}
+
+void CORBA_Any::_adopt(CORBA_TypeCode* type, void* value, CORBA_Long length, bool idInFront) {
+    become(type);
+    _value = value;
+    _length = length;
+    _id_in_front = idInFront;
+}
+
+void CORBA_Any::replace(CORBA_TypeCode* type, void* value, CORBA_Boolean release) {
+    const CORBA_TCKind kind = type ? type->_unaliased()->kind() : tk_struct;
+    if (!type || (value && tcIsConstructed(kind)))
+        throw CORBA_BAD_PARAM();
+    become(type);
+    if (kind == tk_null || kind == tk_void) {
+        _release = 0;
+        return;
+    }
+    const CORBA_ULong size = tcFixedSize(kind);
+    _length = size > 0 ? static_cast<CORBA_Long>(size) : -1;
+    _value = value;
+    _release = release;
+    if (!value)
+        emptyValue(kind);
+}
+
+void CORBA_Any::emptyValue(CORBA_TCKind kind) {
+    if (kind == tk_any)
+        _value = new CORBA_Any;
+    else if (kind == tk_TypeCode)
+        _value = _tc_null;
+    else if (tcFixedSize(kind) > 0)
+        _value = std::memset(_small, 0, sizeof _small);
+    if (_value)
+        _release = 1;
+}
+
+void CORBA_Any::replace(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer) {
+    if (!type)
+        throw CORBA_BAD_PARAM();
+    const CORBA_TCKind kind = type->_unaliased()->kind();
+    if (tcIsConstructed(kind)) {
+        takeOctets(type, buffer);
+        return;
+    }
+    CORBA_MarshalInBuffer value(buffer.data(), buffer.offset());
+    read_value(value, type);
+    if (!buffer.own())
+        CORBA_string_free(buffer.data());
+}
+
+void CORBA_Any::takeOctets(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer) {
+    const auto length = static_cast<CORBA_Long>(buffer.offset());
+    char* block = buffer.own() ? copyOctets(buffer.data(), length) : buffer.data();
+    _adopt(type, block, length, type->_unaliased()->kind() == tk_except);
+}
+
+// Onto an empty Any.
+void CORBA_Any::copyFrom(const CORBA_Any& other) {
+    const CORBA_TCKind kind = other._tc->_unaliased()->kind();
+    void* value = nullptr;
+    switch (kind) {
+    case tk_null:
+    case tk_void: break;
+    case tk_any:
+        value = other._value ? new CORBA_Any(*static_cast<const CORBA_Any*>(other._value)) : nullptr;
+        break;
+    case tk_TypeCode: value = CORBA_TypeCode::_duplicate(other._held_type()); break;
+    case tk_objref: value = CORBA_Object::_duplicate(static_cast<CORBA_Object*>(other._value)); break;
+    case tk_Principal:
+        value = CORBA_OctetSequence::_duplicate(static_cast<CORBA_OctetSequence*>(other._value));
+        break;
+    case tk_string: value = CORBA_string_dup(other._text()); break;
+    case tk_wstring: value = CORBA_wstring_dup(static_cast<const CORBA_WChar*>(other._value)); break;
+    case tk_struct:
+    case tk_except: value = other._value ? copyOctets(other._value, other._length) : nullptr; break;
+    case tk_union:
+    case tk_sequence:
+    case tk_array: value = other._length > 0 ? copyOctets(other._value, other._length) : nullptr; break;
+    default:
+        if (tcFixedSize(kind) == 0)
+            throw CORBA_INTERNAL();
+        value = std::memcpy(_small, other._value, tcFixedSize(kind));
+    }
+    _adopt(other._tc, value, other._length, other._id_in_front);
+}
+
+size_t CORBA_Any::_size() const {
+    if (_length < 1 || !_value)
+        return 0;
+    const auto length = static_cast<size_t>(_length);
+    switch (_tc->_unaliased()->kind()) {
+    case tk_string: return std::min(length, std::strlen(_text()));
+    case tk_wstring:
+        return std::min(length, std::wcslen(static_cast<const CORBA_WChar*>(_value)) * sizeof(CORBA_WChar));
+    default: return length;
+    }
+}
+
+CORBA_ULong CORBA_Any::hash() const {
+    if (_length < 1 || !_value)
+        return 0;
+    auto hash = static_cast<CORBA_ULong>(_length);
+    const auto* octets = static_cast<const signed char*>(_value);
+    for (size_t i = 0, size = _size(); i < size; ++i)
+        hash ^= static_cast<CORBA_ULong>(CORBA_Long{octets[i]});
+    return hash;
+}
+
+int CORBA_Any::compare(const CORBA_Any& a, const CORBA_Any& b) {
+    const int order = CORBA_TypeCode::compare(a._tc, b._tc);
+    return order != 0 ? order : _compare_values(a, b);
+}
+
+int CORBA_Any::_compare_values(const CORBA_Any& a, const CORBA_Any& b) {
+    const CORBA_TCKind kind = a._tc->_unaliased()->kind();
+    switch (kind) {
+    case tk_any:
+        return compareHeld<CORBA_Any>(a._value, b._value,
+                                      [](const auto& x, const auto& y) { return compare(x, y); });
+    case tk_TypeCode: return CORBA_TypeCode::compare(a._held_type(), b._held_type());
+    case tk_Principal:
+        return compareHeld<CORBA_OctetSequence>(a._value, b._value,
+                                                [](const auto& x, const auto& y) { return ::compare(x, y); });
+    case tk_objref: return compareObjects(a._value, b._value);
+    case tk_string: return CORBA_string_compare(a._text(), b._text());
+    case tk_wstring:
+        return CORBA_wstring_compare(static_cast<const CORBA_WChar*>(a._value),
+                                     static_cast<const CORBA_WChar*>(b._value));
+    default: break;
+    }
+    if (tcIsConstructed(kind) && a._length != b._length)
+        return a._length - b._length;
+    if (tcIsConstructed(kind) || tcFixedSize(kind) > 0)
+        return compareOctets(a._value, b._value, a._length);
+    return 0;
+}
+
+void CORBA_release(CORBA_Any* any) {
+    if (!any)
+        return;
+    if (--any->_ref_count == 0)
+        delete any;
+    else if (any->_ref_count == 1)
+        CORBA_TypeCode::_share_dropped(*any);
+}

@@ -1,0 +1,16 @@
+#include "marshal/any/unknown_user_exception.h"
+
+TRX_DEFINE_USER_EXCEPTION(CORBA_UnknownUserException, "CORBA::UnknownUserException",
+                          "IDL:omg.org/CORBA/UnknownUserException:1.0")
+
+void CORBA_UnknownUserException::_write(TRXostream& stream) const { _exception.write_members(stream); }
+
+const char* CORBA_UnknownUserException::_repository_id() const {
+    const char* id = nullptr;
+    try {
+        id = _exception._type()->id();
+    } catch (const CORBA_Exception&) {
+        // of a kind that has no id
+    }
+    return id && *id ? id : CORBA_UNKNOWN::_descriptor().repository_id();
+}

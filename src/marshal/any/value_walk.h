@@ -1,0 +1,75 @@
+#pragma once
+
+#include "marshal/cdr/vbuf.h"
+#include "marshal/typecode/typecode.h"
+
+#include <type_traits>
+
+// Moves values from one stream to another, led by their TypeCodes. Nothing is expanded into objects; on the
+// way from a buffer of the other byte order the octets are reversed.
+//
+// Where the values come from a peer, the type does as well. A walk does no more work than the octets that it
+// passes call for: types whose values take no octets are followed only a little, then CORBA_MARSHAL is
+// raised.
+class TRXValueWalk {
+public:
+    enum class Purpose {
+        copy,  // from any stream
+        write, // from the octets of an Any, which are in the host's order
+        print, // likewise, as readable lines
+    };
+
+    TRXValueWalk(TRXistream& in, TRXostream& out, Purpose purpose);
+
+    // One value. A discriminator that selects no member raises CORBA_BAD_PARAM, one of a kind that none may
+    // be of CORBA_INTERNAL, an array whose end lies beyond an Any's octets CORBA_BAD_PARAM.
+    void walk(const CORBA_TypeCode* type);
+    // The members of a struct or exception.
+    void walkMembers(const CORBA_TypeCode& type);
+
+private:
+    template <class T>
+    void move();
+    void moveBasic(CORBA_TCKind kind);
+    void moveText();
+    void moveWideText();
+    void movePrincipal();
+    void moveTypeCode();
+    void moveAny();
+    void moveReference();
+    void copyReference();
+
+    void walkUnion(const CORBA_TypeCode& type);
+    template <class T>
+    void moveDiscriminator(const CORBA_TypeCode& type, CORBA_Any& discriminator);
+    void readDiscriminator(const CORBA_TypeCode& type, CORBA_Any& discriminator);
+    void walkSequence(const CORBA_TypeCode& type);
+    void walkElements(const CORBA_TypeCode& content, CORBA_ULong count);
+    bool moveElements(CORBA_TCKind kind, CORBA_ULong count);
+    template <class T>
+    bool moveArray(CORBA_ULong count);
+    void expectArray(CORBA_ULong octetsEach, CORBA_ULong count) const;
+    template <class T>
+    void moveInPlace(CORBA_ULong count);
+    template <class T>
+    void moveInPieces(CORBA_ULong count);
+
+    void spend();
+    // Octets have been passed, as `values` of the basic kinds.
+    void earn(uint64_t values) {
+        _passed += values;
+        _credit += values + static_cast<uint64_t>(_depth);
+    }
+
+    TRXistream& _in;
+    TRXostream& _out;
+    CORBA_MarshalInBuffer* _buffer; // `_in`, if it is in memory
+    Purpose _purpose;
+    int _depth = 0;
+    uint64_t _passed = 0;
+    uint64_t _credit = 1024; // types that may be visited before octets have to be passed
+};
+
+// The print form of a reference to an object: its repository id.
+class CORBA_Object;
+void printObject(TRXostream& stream, CORBA_Object* object);

@@ -1,0 +1,27 @@
+#include "marshal/cdr/byte_order.h"
+
+namespace {
+
+// Through memcpy, since neither side need be aligned; the compiler makes plain vector moves of it.
+template <class Word>
+void copyWords(char* __restrict target, const char* __restrict source, size_t count) {
+    for (size_t i = 0; i < count; ++i) {
+        Word word;
+        std::memcpy(&word, source + i * sizeof word, sizeof word);
+        word = reversed(word);
+        std::memcpy(target + i * sizeof word, &word, sizeof word);
+    }
+}
+
+} // namespace
+
+void copyReversed(void* target, const void* source, size_t count, size_t size) {
+    auto* to = static_cast<char*>(target);
+    const auto* from = static_cast<const char*>(source);
+    switch (size) {
+    case 2: copyWords<uint16_t>(to, from, count); break;
+    case 4: copyWords<uint32_t>(to, from, count); break;
+    case 8: copyWords<uint64_t>(to, from, count); break;
+    default: std::memcpy(to, from, count * size); break;
+    }
+}

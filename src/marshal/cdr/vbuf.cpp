@@ -1,0 +1,437 @@
+#include "marshal/cdr/vbuf.h"
+
+#include "marshal/exception/vexcept.h"
+#include "marshal/marshal_settings.h"
+#include "marshal/text/vstr.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace {
+
+constexpr uint64_t maxOctets = std::numeric_limits<CORBA_ULong>::max();
+
+CORBA_ULong paddingTo(CORBA_ULong alignment, CORBA_ULong position) { return -position & (alignment - 1); }
+
+} // namespace
+
+CORBA_MarshalOutBuffer::CORBA_MarshalOutBuffer(char* data, CORBA_ULong capacity, CORBA_Boolean own)
+    : TRXostream(nullptr), _data(data), _capacity(capacity), _own(own), _grown(0) {}
+
+CORBA_MarshalOutBuffer::CORBA_MarshalOutBuffer(CORBA_ULong capacity, CORBA_Boolean own)
+    : TRXostream(nullptr), _data(CORBA_string_alloc(capacity)), _capacity(capacity), _own(own), _grown(1) {}
+
+CORBA_MarshalOutBuffer::~CORBA_MarshalOutBuffer() {
+    if (_own)
+        CORBA_string_free(_data);
+}
+
+CORBA_Long CORBA_MarshalOutBuffer::position() const { return static_cast<CORBA_Long>(_offset); }
+
+CORBA_ULong CORBA_MarshalOutBuffer::offset() const { return _offset; }
+
+void CORBA_MarshalOutBuffer::reset_align() { _start = -_offset; }
+
+void CORBA_MarshalOutBuffer::destroy() { delete this; }
+
+void CORBA_MarshalOutBuffer::grow(CORBA_ULong count) {
+    const uint64_t needed = uint64_t{_offset} + count;
+    if (needed > maxOctets)
+        throw CORBA_MARSHAL();
+    const uint64_t doubled = std::min(2 * uint64_t{_capacity}, maxOctets);
+    const auto capacity = static_cast<CORBA_ULong>(std::max(doubled, needed));
+    char* data = CORBA_string_alloc(capacity);
+    if (_offset > 0)
+        std::memcpy(data, _data, _offset);
+    if (_own || _grown)
+        CORBA_string_free(_data);
+    else
+        _own = 1; // nobody else knows of the new block
+    _data = data;
+    _capacity = capacity;
+    _grown = 1;
+}
+
+void CORBA_MarshalOutBuffer::rewind() {
+    _offset = 0;
+    _start = 0;
+    reset_typecodes();
+}
+
+void CORBA_MarshalOutBuffer::seek(CORBA_ULong offset) {
+    if (offset > _capacity)
+        throw CORBA_BAD_PARAM();
+    _start += _offset - offset; // the stream position stays
+    _offset = offset;
+}
+
+void CORBA_MarshalOutBuffer::make_room(uint64_t count) {
+    if (count > maxOctets)
+        throw CORBA_MARSHAL();
+    grow(static_cast<CORBA_ULong>(count));
+}
+
+// The aligned place for `count` octets, which the caller fills.
+char* CORBA_MarshalOutBuffer::reserve(uint64_t count, CORBA_ULong alignment) {
+    const CORBA_ULong padding = paddingTo(alignment, align());
+    const uint64_t total = padding + count;
+    if (total > _capacity - _offset)
+        make_room(total);
+    char* place = _data + _offset;
+    std::fill_n(place, padding, ' ');
+    _offset += static_cast<CORBA_ULong>(total);
+    return place + padding;
+}
+
+template <class T>
+TRXostream& CORBA_MarshalOutBuffer::put_array(const T* array, CORBA_ULong count) {
+    const uint64_t octets = uint64_t{count} * sizeof(T);
+    char* place = reserve(octets, sizeof(T));
+    if (octets > 0)
+        std::memcpy(place, array, octets);
+    return *this;
+}
+
+// An array whose elements are wider in memory than on the wire.
+template <class Wire, class T>
+TRXostream& CORBA_MarshalOutBuffer::put_narrowed(const T* array, CORBA_ULong count) {
+    char* place = reserve(uint64_t{count} * sizeof(Wire), sizeof(Wire));
+    for (CORBA_ULong i = 0; i < count; ++i) {
+        const auto wire = static_cast<Wire>(array[i]);
+        std::memcpy(place + i * sizeof wire, &wire, sizeof wire);
+    }
+    return *this;
+}
+
+// Length, text and NUL in one piece, with one test of what is free.
+TRXostream& CORBA_MarshalOutBuffer::put_text(const char* text) {
+    const size_t size = std::strlen(text) + 1;
+    const auto length = static_cast<CORBA_ULong>(size);
+    const CORBA_ULong padding = paddingTo(sizeof length, align());
+    const uint64_t total = uint64_t{padding} + sizeof length + size;
+    if (total > _capacity - _offset) [[unlikely]]
+        make_room(total);
+    char* place = _data + _offset;
+    constexpr uint32_t blanks = 0x20202020;
+    std::memcpy(place, &blanks, sizeof blanks);
+    place += padding;
+    std::memcpy(place, &length, sizeof length);
+    std::memcpy(place + sizeof length, text, size);
+    _offset += static_cast<CORBA_ULong>(total);
+    return *this;
+}
+
+TRXostream& CORBA_MarshalOutBuffer::operator<<(const char* string) {
+    if (string) [[likely]]
+        return put_text(string);
+    if (!marshalSettings.nullString)
+        throw CORBA_BAD_PARAM();
+    return put_value(CORBA_ULong{0});
+}
+
+TRXostream& CORBA_MarshalOutBuffer::operator<<(const wchar_t* string) {
+    const wchar_t* text = string ? string : L"";
+    const size_t size = std::char_traits<wchar_t>::length(text) + 1;
+    if (size > maxOctets)
+        throw CORBA_MARSHAL();
+    const auto count = static_cast<CORBA_ULong>(size);
+    put_value(count);
+    return put_narrowed<CORBA_UShort>(text, count);
+}
+
+TRXostream& CORBA_MarshalOutBuffer::write_raw(const char* octets, CORBA_ULong count) {
+    return put_array(octets, count);
+}
+TRXostream& CORBA_MarshalOutBuffer::write(const unsigned char* array, CORBA_ULong count) {
+    return put_array(array, count);
+}
+// Each is aligned for itself, so none means no padding.
+TRXostream& CORBA_MarshalOutBuffer::write(const wchar_t* array, CORBA_ULong count) {
+    return count == 0 ? *this : put_narrowed<CORBA_UShort>(array, count);
+}
+TRXostream& CORBA_MarshalOutBuffer::write(const short* array, CORBA_ULong count) {
+    return put_array(array, count);
+}
+TRXostream& CORBA_MarshalOutBuffer::write(const unsigned short* array, CORBA_ULong count) {
+    return put_array(array, count);
+}
+TRXostream& CORBA_MarshalOutBuffer::write(const int* array, CORBA_ULong count) {
+    return put_array(array, count);
+}
+TRXostream& CORBA_MarshalOutBuffer::write(const unsigned int* array, CORBA_ULong count) {
+    return put_array(array, count);
+}
+TRXostream& CORBA_MarshalOutBuffer::write(const long* array, CORBA_ULong count) {
+    return put_narrowed<CORBA_Long>(array, count);
+}
+TRXostream& CORBA_MarshalOutBuffer::write(const unsigned long* array, CORBA_ULong count) {
+    return put_narrowed<CORBA_ULong>(array, count);
+}
+TRXostream& CORBA_MarshalOutBuffer::write(const float* array, CORBA_ULong count) {
+    return put_array(array, count);
+}
+TRXostream& CORBA_MarshalOutBuffer::write(const double* array, CORBA_ULong count) {
+    return put_array(array, count);
+}
+TRXostream& CORBA_MarshalOutBuffer::putCString(const char* string) {
+    return CORBA_MarshalOutBuffer::operator<<(string);
+}
+TRXostream& CORBA_MarshalOutBuffer::write(const long long* array, CORBA_ULong count) {
+    return put_array(array, count);
+}
+TRXostream& CORBA_MarshalOutBuffer::write(const unsigned long long* array, CORBA_ULong count) {
+    return put_array(array, count);
+}
+
+CORBA_MarshalOutBuffer* CORBA_MarshalOutBuffer::_duplicate(CORBA_MarshalOutBuffer* buffer) {
+    if (buffer)
+        ++buffer->_ref_count;
+    return buffer;
+}
+
+void release_buffer(CORBA_MarshalOutBuffer* buffer) {
+    if (buffer && buffer->_ref_count-- == 1)
+        buffer->destroy();
+}
+
+CORBA_MarshalInBuffer::CORBA_MarshalInBuffer(const char* data, CORBA_ULong size, CORBA_Boolean own,
+                                             CORBA_Octet byteOrder)
+    : TRXistream(nullptr), _data(const_cast<char*>(data)), _size(size), _own(own),
+      _byte_order(byteOrder != 0) {}
+
+CORBA_MarshalInBuffer::~CORBA_MarshalInBuffer() {
+    if (_own)
+        CORBA_string_free(_data);
+}
+
+CORBA_Long CORBA_MarshalInBuffer::position() const { return static_cast<CORBA_Long>(_offset); }
+
+bool CORBA_MarshalInBuffer::has(CORBA_ULong count) const { return count <= left(); }
+
+CORBA_ULong CORBA_MarshalInBuffer::size() const { return _size; }
+
+void CORBA_MarshalInBuffer::reset_align() { _start = -_offset; }
+
+void CORBA_MarshalInBuffer::underflow(CORBA_ULong) { throw CORBA_MARSHAL(); }
+
+void CORBA_MarshalInBuffer::destroy() { delete this; }
+
+void CORBA_MarshalInBuffer::rewind() {
+    rewind_offset();
+    reset_typecodes();
+    _byte_order = hostByteOrder;
+}
+
+CORBA_ULong CORBA_MarshalInBuffer::seek(CORBA_ULong offset) {
+    if (offset > _size)
+        throw CORBA_BAD_PARAM();
+    const CORBA_ULong old = _offset;
+    _offset = offset;
+    _start = 0;
+    return old;
+}
+
+void CORBA_MarshalInBuffer::fail(uint64_t count) {
+    underflow(static_cast<CORBA_ULong>(std::min(count, maxOctets)));
+}
+
+// The place of the next `count` octets, which are passed; null when they are not there.
+const char* CORBA_MarshalInBuffer::take(uint64_t count) {
+    if (count > left()) {
+        fail(count);
+        return nullptr;
+    }
+    const char* place = _data + _offset;
+    _offset += static_cast<CORBA_ULong>(count);
+    return place;
+}
+
+const char* CORBA_MarshalInBuffer::take_aligned(uint64_t count, CORBA_ULong alignment) {
+    const CORBA_ULong padding = paddingTo(alignment, align());
+    const char* place = take(padding + count);
+    return place ? place + padding : nullptr;
+}
+
+template <class T>
+TRXistream& CORBA_MarshalInBuffer::get_array(T* array, CORBA_ULong count) {
+    const uint64_t octets = uint64_t{count} * sizeof(T);
+    const CORBA_ULong padding = paddingTo(sizeof(T), align());
+    if (padding + octets > left()) {
+        std::fill_n(array, count, T());
+        fail(padding + octets);
+        return *this;
+    }
+    const char* place = take(padding + octets) + padding;
+    if (sizeof(T) > 1 && _byte_order != hostByteOrder)
+        copyReversed(array, place, count, sizeof(T));
+    else if (octets > 0)
+        std::memcpy(array, place, octets);
+    return *this;
+}
+
+// An array whose elements are wider in memory than on the wire.
+template <class Wire, class T>
+TRXistream& CORBA_MarshalInBuffer::get_widened_array(T* array, CORBA_ULong count) {
+    const uint64_t octets = uint64_t{count} * sizeof(Wire);
+    const CORBA_ULong padding = paddingTo(sizeof(Wire), align());
+    if (padding + octets > left()) {
+        std::fill_n(array, count, T());
+        fail(padding + octets);
+        return *this;
+    }
+    const char* place = take(padding + octets) + padding;
+    for (CORBA_ULong i = 0; i < count; ++i) {
+        Wire wire;
+        std::memcpy(&wire, place + i * sizeof wire, sizeof wire);
+        array[i] = static_cast<T>(_byte_order == hostByteOrder ? wire : reversed(wire));
+    }
+    return *this;
+}
+
+// The length in front of a string. 0 stands for null where that is allowed.
+CORBA_ULong CORBA_MarshalInBuffer::take_length() {
+    CORBA_ULong length = 0;
+    get_value(length);
+    if (length == 0 && !marshalSettings.nullString) [[unlikely]]
+        throw CORBA_MARSHAL();
+    return length;
+}
+
+// Length and text in one step: the offset is read and stored once.
+TRXistream& CORBA_MarshalInBuffer::operator>>(char*& string) {
+    string = nullptr;
+    CORBA_ULong length = 0;
+    const CORBA_ULong head = paddingTo(sizeof length, align()) + CORBA_ULong{sizeof length};
+    if (head > left()) [[unlikely]] {
+        fail(head);
+        return *this;
+    }
+    const char* place = _data + _offset + head;
+    std::memcpy(&length, place - sizeof length, sizeof length);
+    if (_byte_order != hostByteOrder)
+        length = reversed(length);
+    if (length - 1 >= left() - head) [[unlikely]] // 0, or more than is left
+        return take_odd_string(length, head);
+    _offset += head + length;
+    string = CORBA_string_alloc(length);
+    std::memcpy(string, place, length);
+    string[length] = '\0';
+    return *this;
+}
+
+// A string that is null, or not there.
+TRXistream& CORBA_MarshalInBuffer::take_odd_string(CORBA_ULong length, CORBA_ULong head) {
+    if (length > 0)
+        fail(uint64_t{head} + length);
+    else if (!marshalSettings.nullString)
+        throw CORBA_MARSHAL();
+    else
+        _offset += head;
+    return *this;
+}
+
+TRXistream& CORBA_MarshalInBuffer::operator>>(wchar_t*& string) {
+    CORBA_ULong count = 0;
+    get_value(count);
+    if (uint64_t{count} * sizeof(CORBA_UShort) > left()) {
+        fail(uint64_t{count} * sizeof(CORBA_UShort));
+        return *this;
+    }
+    if (!string) {
+        string = CORBA_wstring_alloc(count);
+        string[count] = 0; // a peer need not have sent the end
+    }
+    return CORBA_MarshalInBuffer::read(string, count);
+}
+
+char CORBA_MarshalInBuffer::get() {
+    char octet = 0;
+    get_value(octet);
+    return octet;
+}
+
+TRXistream& CORBA_MarshalInBuffer::read_raw(char* octets, CORBA_ULong count) {
+    return get_array(octets, count);
+}
+TRXistream& CORBA_MarshalInBuffer::read(unsigned char* array, CORBA_ULong count) {
+    return get_array(array, count);
+}
+TRXistream& CORBA_MarshalInBuffer::read(wchar_t* array, CORBA_ULong count) {
+    return count == 0 ? *this : get_widened_array<CORBA_UShort>(array, count);
+}
+TRXistream& CORBA_MarshalInBuffer::read(short* array, CORBA_ULong count) { return get_array(array, count); }
+TRXistream& CORBA_MarshalInBuffer::read(unsigned short* array, CORBA_ULong count) {
+    return get_array(array, count);
+}
+TRXistream& CORBA_MarshalInBuffer::read(int* array, CORBA_ULong count) { return get_array(array, count); }
+TRXistream& CORBA_MarshalInBuffer::read(unsigned int* array, CORBA_ULong count) {
+    return get_array(array, count);
+}
+TRXistream& CORBA_MarshalInBuffer::read(long* array, CORBA_ULong count) {
+    return get_widened_array<CORBA_Long>(array, count);
+}
+TRXistream& CORBA_MarshalInBuffer::read(unsigned long* array, CORBA_ULong count) {
+    return get_widened_array<CORBA_ULong>(array, count);
+}
+TRXistream& CORBA_MarshalInBuffer::read(float* array, CORBA_ULong count) { return get_array(array, count); }
+TRXistream& CORBA_MarshalInBuffer::read(double* array, CORBA_ULong count) { return get_array(array, count); }
+
+TRXistream& CORBA_MarshalInBuffer::getCString(char* buffer, CORBA_ULong size) {
+    CORBA_ULong length = 0;
+    get_value(length);
+    const CORBA_ULong copied = std::min(length, size);
+    const char* place = take(length);
+    if (!place) {
+        std::fill_n(buffer, copied, '\0');
+        return *this;
+    }
+    std::copy_n(place, copied, buffer);
+    if (length < size)
+        buffer[length] = '\0';
+    return *this;
+}
+
+TRXistream& CORBA_MarshalInBuffer::read(long long* array, CORBA_ULong count) {
+    return get_array(array, count);
+}
+TRXistream& CORBA_MarshalInBuffer::read(unsigned long long* array, CORBA_ULong count) {
+    return get_array(array, count);
+}
+
+const unsigned char* CORBA_MarshalInBuffer::octets_in_place(CORBA_ULong& length) {
+    length = 0;
+    get_value(length);
+    return length == 0 ? nullptr : reinterpret_cast<const unsigned char*>(take(length));
+}
+
+const CORBA_ULong* CORBA_MarshalInBuffer::words_in_place(CORBA_ULong& count) {
+    count = 0;
+    get_value(count);
+    if (count == 0)
+        return nullptr;
+    const char* place = take_aligned(uint64_t{count} * sizeof(CORBA_ULong), sizeof(CORBA_ULong));
+    if (reinterpret_cast<uintptr_t>(place) % alignof(CORBA_ULong) != 0)
+        throw CORBA_MARSHAL();
+    return reinterpret_cast<const CORBA_ULong*>(place);
+}
+
+const char* CORBA_MarshalInBuffer::string_in_place() {
+    const CORBA_ULong length = take_length();
+    if (length == 0)
+        return nullptr;
+    const char* place = take(length);
+    if (place && place[length - 1] != '\0')
+        throw CORBA_MARSHAL();
+    return place;
+}
+
+CORBA_MarshalInBuffer* CORBA_MarshalInBuffer::_duplicate(CORBA_MarshalInBuffer* buffer) {
+    if (buffer)
+        ++buffer->_ref_count;
+    return buffer;
+}
+
+void release_buffer(CORBA_MarshalInBuffer* buffer) {
+    if (buffer && buffer->_ref_count-- == 1)
+        buffer->destroy();
+}

@@ -1,0 +1,267 @@
+#pragma once
+
+#include "marshal/cdr/byte_order.h"
+#include "marshal/text/vstream.h"
+
+#include <cstring>
+
+// CDR in memory. A value of s octets stands at a multiple of s, counted from where the stream began, with
+// blanks (0x20) in front of it as far as it takes. `offset` is the index into the octets at hand and `align`
+// the position in the stream: they differ when the buffer holds only a part, such as a message body behind
+// its header. Both are below 2^32.
+//
+// Buffers are counted and start with one reference. One that lives on the stack is simply never released.
+
+// Writes in the host's order; what carries the buffer says which that is. Grows as needed.
+class CORBA_MarshalOutBuffer : public TRXostream {
+public:
+    // Writes into the caller's memory. With `own` it is from CORBA_string_alloc and becomes the buffer's. A
+    // buffer that outgrows memory that is not its own moves to memory that is.
+    CORBA_MarshalOutBuffer(char* data, CORBA_ULong capacity, CORBA_Boolean own);
+    // Without `own` whoever takes `data()` frees it with CORBA_string_free.
+    explicit CORBA_MarshalOutBuffer(CORBA_ULong capacity, CORBA_Boolean own = 1);
+    ~CORBA_MarshalOutBuffer() override;
+
+    CORBA_Long position() const override;
+
+    using TRXostream::operator<<;
+    // A null pointer raises CORBA_BAD_PARAM, unless null strings are switched on.
+    TRXostream& operator<<(const char* string) override;
+    TRXostream& operator<<(char value) override { return put_value(value); }
+    TRXostream& operator<<(unsigned char value) override { return put_value(value); }
+    TRXostream& operator<<(short value) override { return put_value(value); }
+    TRXostream& operator<<(unsigned short value) override { return put_value(value); }
+    TRXostream& operator<<(int value) override { return put_value(value); }
+    TRXostream& operator<<(unsigned int value) override { return put_value(value); }
+    TRXostream& operator<<(long value) override { return put_value(static_cast<CORBA_Long>(value)); }
+    TRXostream& operator<<(unsigned long value) override {
+        return put_value(static_cast<CORBA_ULong>(value));
+    }
+    TRXostream& operator<<(float value) override { return put_value(value); }
+    TRXostream& operator<<(double value) override { return put_value(value); }
+    TRXostream& operator<<(long long value) override { return put_value(value); }
+    TRXostream& operator<<(unsigned long long value) override { return put_value(value); }
+    TRXostream& operator<<(wchar_t value) override { return put_value(static_cast<CORBA_UShort>(value)); }
+    TRXostream& operator<<(const wchar_t* string) override;
+
+    TRXostream& put(char octet) override { return put_value(octet); }
+    TRXostream& write_raw(const char* octets, CORBA_ULong count) override;
+    TRXostream& write(const unsigned char* array, CORBA_ULong count) override;
+    TRXostream& write(const wchar_t* array, CORBA_ULong count) override;
+    TRXostream& write(const short* array, CORBA_ULong count) override;
+    TRXostream& write(const unsigned short* array, CORBA_ULong count) override;
+    TRXostream& write(const int* array, CORBA_ULong count) override;
+    TRXostream& write(const unsigned int* array, CORBA_ULong count) override;
+    TRXostream& write(const long* array, CORBA_ULong count) override;
+    TRXostream& write(const unsigned long* array, CORBA_ULong count) override;
+    TRXostream& write(const float* array, CORBA_ULong count) override;
+    TRXostream& write(const double* array, CORBA_ULong count) override;
+    TRXostream& putCString(const char* string) override;
+    TRXostream& write(const long long* array, CORBA_ULong count) override;
+    TRXostream& write(const unsigned long long* array, CORBA_ULong count) override;
+
+    virtual CORBA_ULong offset() const; // how many octets have been written
+    virtual void reset_align();         // the next octet counts as the first of a stream
+    virtual void destroy();             // destroys the object and frees its memory
+    // Makes room for `count` octets at the offset. Raises CORBA_MARSHAL when that would pass 2^32 octets.
+    virtual void grow(CORBA_ULong count);
+
+    char* data() const { return _data; }
+    CORBA_ULong capacity() const { return _capacity; }
+    CORBA_Boolean own() const { return _own; }
+    void own(CORBA_Boolean own) { _own = own; }
+    CORBA_ULong align() const { return _start + _offset; }
+
+    void rewind();                    // to an empty stream, with no TypeCode remembered
+    void rewind_offset() { seek(0); } // to the first octet, at an unchanged stream position
+    void seek(CORBA_ULong offset);    // beyond the capacity it raises CORBA_BAD_PARAM
+
+    static CORBA_MarshalOutBuffer* _duplicate(CORBA_MarshalOutBuffer* buffer);
+    CORBA_Long _refcount() const { return _ref_count; }
+    friend void release_buffer(CORBA_MarshalOutBuffer* buffer);
+
+private:
+    template <class T>
+    TRXostream& put_value(T value);
+    template <class T>
+    TRXostream& put_array(const T* array, CORBA_ULong count);
+    template <class Wire, class T>
+    TRXostream& put_narrowed(const T* array, CORBA_ULong count);
+    void make_room(uint64_t count);
+    char* reserve(uint64_t count, CORBA_ULong alignment);
+    TRXostream& put_text(const char* text);
+
+    char* _data;
+    CORBA_ULong _capacity;
+    CORBA_ULong _offset = 0;
+    CORBA_ULong _start = 0; // the stream position of the first octet of `_data`, modulo 2^32
+    CORBA_Boolean _own;
+    CORBA_Long _ref_count = 1;
+    CORBA_Boolean _grown; // `_data` was allocated here
+};
+
+using CORBA_MarshalOutBuffer_ptr = CORBA_MarshalOutBuffer*;
+
+// Reads either byte order. What reaches past the end raises CORBA_MARSHAL, with the target filled with zeros
+// where there is one and nothing allocated for it.
+class CORBA_MarshalInBuffer : public TRXistream {
+public:
+    // Reads the caller's memory. With `own` it is from CORBA_string_alloc and becomes the buffer's.
+    CORBA_MarshalInBuffer(const char* data, CORBA_ULong size, CORBA_Boolean own = 0,
+                          CORBA_Octet byteOrder = hostByteOrder);
+    ~CORBA_MarshalInBuffer() override;
+
+    CORBA_Long position() const override;
+
+    // A length of 0 raises CORBA_MARSHAL, or gives null where null strings are switched on. The result ends
+    // in a NUL even if the peer sent none.
+    TRXistream& operator>>(char*& string) override;
+    TRXistream& operator>>(char& value) override { return get_value(value); }
+    TRXistream& operator>>(unsigned char& value) override { return get_value(value); }
+    TRXistream& operator>>(short& value) override { return get_value(value); }
+    TRXistream& operator>>(unsigned short& value) override { return get_value(value); }
+    TRXistream& operator>>(int& value) override { return get_value(value); }
+    TRXistream& operator>>(unsigned int& value) override { return get_value(value); }
+    TRXistream& operator>>(long& value) override { return get_widened<CORBA_Long>(value); }
+    TRXistream& operator>>(unsigned long& value) override { return get_widened<CORBA_ULong>(value); }
+    TRXistream& operator>>(float& value) override { return get_value(value); }
+    TRXistream& operator>>(double& value) override { return get_value(value); }
+    TRXistream& operator>>(long long& value) override { return get_value(value); }
+    TRXistream& operator>>(unsigned long long& value) override { return get_value(value); }
+    TRXistream& operator>>(wchar_t& value) override { return get_widened<CORBA_UShort>(value); }
+    TRXistream& operator>>(wchar_t*& string) override;
+
+    char get() override;
+    TRXistream& get(char& octet) override { return get_value(octet); }
+    TRXistream& get(unsigned char& octet) override { return get_value(octet); }
+    TRXistream& read_raw(char* octets, CORBA_ULong count) override;
+    TRXistream& read(unsigned char* array, CORBA_ULong count) override;
+    TRXistream& read(wchar_t* array, CORBA_ULong count) override;
+    TRXistream& read(short* array, CORBA_ULong count) override;
+    TRXistream& read(unsigned short* array, CORBA_ULong count) override;
+    TRXistream& read(int* array, CORBA_ULong count) override;
+    TRXistream& read(unsigned int* array, CORBA_ULong count) override;
+    TRXistream& read(long* array, CORBA_ULong count) override;
+    TRXistream& read(unsigned long* array, CORBA_ULong count) override;
+    TRXistream& read(float* array, CORBA_ULong count) override;
+    TRXistream& read(double* array, CORBA_ULong count) override;
+    // A string of `size` octets or more, with its NUL, fills the buffer without a NUL; the rest is skipped.
+    TRXistream& getCString(char* buffer, CORBA_ULong size) override;
+    TRXistream& read(long long* array, CORBA_ULong count) override;
+    TRXistream& read(unsigned long long* array, CORBA_ULong count) override;
+    bool has(CORBA_ULong count) const override;
+
+    // A run of octets that stays where it is: reads its length and gives its place inside `data`, null for
+    // the length 0. It lives as long as `data`.
+    virtual const unsigned char* octets_in_place(CORBA_ULong& length);
+    // The same with a count of 32-bit words, which stay in the byte order of the buffer. Raises CORBA_MARSHAL
+    // as well when they are not aligned in memory.
+    virtual const CORBA_ULong* words_in_place(CORBA_ULong& count);
+    virtual CORBA_ULong size() const;
+    virtual void reset_align(); // the next octet counts as the first of a stream
+    // Something asked for `count` octets and they are not there. Raises CORBA_MARSHAL.
+    virtual void underflow(CORBA_ULong count);
+    virtual void destroy(); // destroys the object and frees its memory
+
+    // A string that stays where it is, null for the length 0. One without a NUL at its end raises
+    // CORBA_MARSHAL.
+    const char* string_in_place();
+
+    char* data() const { return _data; }
+    CORBA_ULong offset() const { return _offset; }
+    CORBA_ULong align() const { return _start + _offset; }
+    void align(CORBA_ULong align) { _start = align - _offset; }
+    CORBA_Boolean own() const { return _own; }
+    void own(CORBA_Boolean own) { _own = own; }
+    CORBA_Octet byte_order() const { return _byte_order; }
+    void byte_order(CORBA_Octet order) { _byte_order = order != 0; } // 0 big-endian, else little-endian
+
+    void rewind(); // to the beginning of a stream in the host's order, with no TypeCode remembered
+    void rewind_offset() { _offset = _start = 0; }
+    // Offset and stream position become `offset`; the old offset is returned. Beyond the size it raises
+    // CORBA_BAD_PARAM.
+    CORBA_ULong seek(CORBA_ULong offset);
+
+    static CORBA_MarshalInBuffer* _duplicate(CORBA_MarshalInBuffer* buffer);
+    CORBA_Long _refcount() const { return _ref_count; }
+    friend void release_buffer(CORBA_MarshalInBuffer* buffer);
+
+protected:
+    void size(CORBA_ULong size) { _size = size; } // never more than `data` holds
+
+private:
+    CORBA_ULong left() const { return _size - _offset; }
+    template <class T>
+    TRXistream& get_value(T& value);
+    template <class Wire, class T>
+    TRXistream& get_widened(T& value);
+    template <class T>
+    TRXistream& get_array(T* array, CORBA_ULong count);
+    template <class Wire, class T>
+    TRXistream& get_widened_array(T* array, CORBA_ULong count);
+    const char* take(uint64_t count);
+    const char* take_aligned(uint64_t count, CORBA_ULong alignment);
+    CORBA_ULong take_length();
+    TRXistream& take_odd_string(CORBA_ULong length, CORBA_ULong head);
+    void fail(uint64_t count);
+
+    char* _data;
+    CORBA_ULong _size;
+    CORBA_ULong _offset = 0;
+    CORBA_ULong _start = 0; // the stream position of the first octet of `_data`, modulo 2^32
+    CORBA_Boolean _own;
+    CORBA_Octet _byte_order;
+    CORBA_Long _ref_count = 1;
+};
+
+using CORBA_MarshalInBuffer_ptr = CORBA_MarshalInBuffer*;
+
+// Give back one reference; null is accepted.
+void release_buffer(CORBA_MarshalOutBuffer* buffer);
+void release_buffer(CORBA_MarshalInBuffer* buffer);
+inline void CORBA_release(CORBA_MarshalOutBuffer* buffer) { release_buffer(buffer); }
+inline void CORBA_release(CORBA_MarshalInBuffer* buffer) { release_buffer(buffer); }
+
+// The road of every primitive. The next one waits for the offset that this one leaves, so nothing stands
+// between its load and its store but the alignment; the tests run beside it.
+template <class T>
+TRXostream& CORBA_MarshalOutBuffer::put_value(T value) {
+    constexpr CORBA_ULong size = sizeof(T);
+    const CORBA_ULong begin = ((_offset + _start + (size - 1)) & ~(size - 1)) - _start;
+    const CORBA_ULong total = begin - _offset + size;
+    if (_capacity - _offset < total) [[unlikely]]
+        grow(total);
+    if constexpr (size > 1) {
+        // Blanks up to where the value will stand and further: it covers what is too much of them.
+        constexpr uint64_t blanks = 0x2020202020202020u;
+        std::memcpy(_data + _offset, &blanks, size);
+    }
+    std::memcpy(_data + begin, &value, size);
+    _offset = begin + size;
+    return *this;
+}
+
+template <class T>
+TRXistream& CORBA_MarshalInBuffer::get_value(T& value) {
+    constexpr CORBA_ULong size = sizeof(T);
+    const CORBA_ULong begin = ((_offset + _start + (size - 1)) & ~(size - 1)) - _start;
+    const CORBA_ULong total = begin - _offset + size;
+    if (left() < total) [[unlikely]] {
+        value = T();
+        fail(total);
+        return *this;
+    }
+    T taken;
+    std::memcpy(&taken, _data + begin, size);
+    value = _byte_order == hostByteOrder ? taken : reversed(taken);
+    _offset = begin + size;
+    return *this;
+}
+
+template <class Wire, class T>
+TRXistream& CORBA_MarshalInBuffer::get_widened(T& value) {
+    Wire wire;
+    get_value(wire);
+    value = static_cast<T>(wire);
+    return *this;
+}

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "marshal/exception/vexcept.h"
+#include "marshal/text/print_form.h"
+
+#include <ostream>
+#include <tuple>
+
+// One member of an exception that an interface declares.
+template <class Owner, class Value>
+struct TRXExceptionMember {
+    const char* name;
+    Value Owner::*value;
+};
+
+// Base of every exception that an interface declares. A class says what it consists of, and the members
+// travel and print in that order by their own stream operators:
+//
+//     class Fail final : public TRXUserExceptionOf<Fail> {
+//     public:
+//         Reason reason{};
+//         static constexpr const char* _scoped_name = "ObjLocation::Fail";
+//         static constexpr auto _members() {
+//             return std::tuple{TRXExceptionMember{"reason", &Fail::reason}};
+//         }
+//         static const CORBA_ExceptionDesc& _descriptor();
+//     };
+//
+// One without members leaves `_members` out. The unit that defines it adds
+//
+//     TRX_DEFINE_USER_EXCEPTION(Fail, "ObjLocation::Fail", "IDL:tarnwicknet/ObjLocation/Fail:1.0")
+template <class Self>
+class TRXUserExceptionOf : public TRXExceptionOf<Self, CORBA_UserException> {
+public:
+    static constexpr auto _members() { return std::tuple{}; }
+
+    void _write(TRXostream& stream) const override {
+        forEachMember([&](const auto& member) { stream << self().*member.value; });
+    }
+    void _read(TRXistream& stream) override {
+        forEachMember([&](const auto& member) { stream >> static_cast<Self&>(*this).*member.value; });
+    }
+    void _print(TRXostream& stream) const override {
+        printLine(stream, {"EXCEPTION ", Self::_scoped_name, " {"});
+        forEachMember([&](const auto& member) {
+            printLine(stream, {"\t", member.name, ":"});
+            stream << self().*member.value << std::endl;
+        });
+        printLine(stream, {"}"});
+    }
+
+private:
+    const Self& self() const { return static_cast<const Self&>(*this); }
+
+    template <class Visit>
+    static void forEachMember(Visit visit) {
+        std::apply([&](const auto&... member) { (visit(member), ...); }, Self::_members());
+    }
+};
+
+// Defines the descriptor of a user exception and registers it before `main`.
+#define TRX_DEFINE_USER_EXCEPTION(Class, name, repositoryId)                                                 \
+    const CORBA_ExceptionDesc& Class::_descriptor() {                                                        \
+        static const CORBA_ExceptionDesc desc(name, repositoryId, Class::_make,                              \
+                                              &CORBA_UserException::_descriptor());                          \
+        return desc;                                                                                         \
+    }                                                                                                        \
+    [[maybe_unused]] static const CORBA_ExceptionDesc& TRX_REGISTRATION_NAME(__LINE__) = Class::_descriptor();
+#define TRX_REGISTRATION_NAME(line) TRX_REGISTRATION_NAME_OF(line)
+#define TRX_REGISTRATION_NAME_OF(line) registeredAtLine##line

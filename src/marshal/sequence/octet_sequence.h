@@ -1,0 +1,36 @@
+#pragma once
+
+#include "marshal/sequence/sequence.h"
+
+#include <iosfwd>
+#include <span>
+
+// The octets of keys, principals and encapsulations.
+class CORBA_OctetSequence : public TRXSequence<CORBA_Octet> {
+public:
+    using TRXSequence::TRXSequence;
+    CORBA_OctetSequence() = default;
+    // A copy of the octets.
+    explicit CORBA_OctetSequence(std::span<const CORBA_Octet> octets) { assign(octets); }
+    CORBA_OctetSequence(const CORBA_OctetSequence&) = default;
+    CORBA_OctetSequence(CORBA_OctetSequence&&) = default;
+    // Keeps the own buffer when the source fits.
+    CORBA_OctetSequence& operator=(const CORBA_OctetSequence& other);
+    CORBA_OctetSequence& operator=(CORBA_OctetSequence&&) = default;
+
+    void assign(std::span<const CORBA_Octet> octets);
+    std::span<const CORBA_Octet> octets() const { return {buffer(), length()}; }
+
+    CORBA_ULong hash() const;
+};
+
+using CORBA_OctetSequence_var = TRXVar<CORBA_OctetSequence>;
+
+// The difference of the lengths, or else -1, 0 or 1 by the first octets that differ.
+int compare(const CORBA_OctetSequence& a, const CORBA_OctetSequence& b);
+inline bool operator==(const CORBA_OctetSequence& a, const CORBA_OctetSequence& b) {
+    return compare(a, b) == 0;
+}
+
+// Readable lines on cout, cerr and clog; length and octets in text form on any other stream.
+std::ostream& operator<<(std::ostream& stream, const CORBA_OctetSequence& sequence);

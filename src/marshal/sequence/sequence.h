@@ -1,0 +1,278 @@
+#pragma once
+
+#include "marshal/cdr/nesting.h"
+#include "marshal/exception/vexcept.h"
+#include "marshal/sequence/sequence_element.h"
+#include "marshal/var.h"
+
+#include <algorithm>
+#include <istream>
+#include <utility>
+
+// Every sequence of the system. `length` elements of a buffer of `maximum`; with `release` the sequence owns
+// the buffer and what stands in all of its `maximum` slots. Elements that are not in use are zero.
+//
+// A generated sequence derives and adds its name:
+//
+//     class NameSeq : public TRXSequence<char*, TRXStringElement> {
+//     public:
+//         using TRXSequence::TRXSequence;
+//     };
+//
+// The `_var` and `_ptr` forms of a sequence share one object by its reference count.
+template <class T, class Element = TRXValueElement<T>>
+class TRXSequence {
+public:
+    using ElementTraits = Element;
+    using Stored = typename Element::Stored;
+    static constexpr CORBA_ULong _minimum_octets = 4;
+
+    TRXSequence() = default;
+    explicit TRXSequence(CORBA_ULong maximum) : _buffer(allocbuf(maximum)), _maximum(maximum) {}
+    // Takes everything as it is. A buffer to be released is from `allocbuf`.
+    TRXSequence(CORBA_ULong maximum, CORBA_ULong length, Stored* buffer, bool release = false)
+        : _buffer(buffer), _length(length), _maximum(maximum), _release(release) {}
+    TRXSequence(const TRXSequence& other) : TRXSequence() { copyFrom(other); }
+    TRXSequence(TRXSequence&& other) noexcept { swap(other); }
+    ~TRXSequence() { freeOwn(); }
+
+    TRXSequence& operator=(const TRXSequence& other) {
+        if (this != &other) {
+            TRXSequence copy(other);
+            swap(copy);
+        }
+        return *this;
+    }
+    TRXSequence& operator=(TRXSequence&& other) noexcept {
+        swap(other);
+        return *this;
+    }
+
+    CORBA_ULong length() const { return _length; }
+    CORBA_ULong maximum() const { return _maximum; }
+    bool release() const { return _release; }
+
+    // Above the maximum the elements move into a new buffer of just that many, which the sequence owns;
+    // elements of a buffer that is not its own are copied. Below, those beyond the new length stay.
+    void length(CORBA_ULong length) {
+        if (length > _maximum)
+            reserve(length);
+        _length = length;
+    }
+
+    // An index at or beyond the length raises CORBA_BAD_PARAM.
+    typename Element::Reference operator[](CORBA_ULong index) {
+        check(index);
+        if constexpr (Element::pointer)
+            return {_buffer[index], _release};
+        else
+            return _buffer[index];
+    }
+    typename Element::ConstReference operator[](CORBA_ULong index) const {
+        check(index);
+        return _buffer[index];
+    }
+
+    Stored* buffer() { return _buffer; }
+    const Stored* buffer() const { return _buffer; }
+    Stored* begin() { return _buffer; }
+    Stored* end() { return _buffer + _length; }
+    const Stored* begin() const { return _buffer; }
+    const Stored* end() const { return _buffer + _length; }
+
+    // A zero-filled buffer, null for 0 elements.
+    static Stored* allocbuf(CORBA_ULong maximum) { return maximum == 0 ? nullptr : new Stored[maximum](); }
+
+    // One more reference, for a `_var` (TRXVar of the sequence class). Null gives null.
+    template <std::derived_from<TRXSequence> S>
+    static S* _duplicate(S* sequence) {
+        if (sequence)
+            ++sequence->_ref_count;
+        return sequence;
+    }
+    static TRXSequence* _duplicate(std::nullptr_t) { return nullptr; }
+    CORBA_ULong _refcount() const { return _ref_count; }
+    bool _drop_reference() { return --_ref_count == 0; } // whether it was the last
+
+    void _read(TRXistream& stream);
+    void _write(TRXostream& stream) const;
+
+protected:
+    // Makes room for a value of `length` elements that overwrites whatever is there. What the slots then hold
+    // is undefined for plain elements, unless a new buffer is to be `cleared`.
+    void discardAndFit(CORBA_ULong length, bool cleared = false) {
+        const bool strangersPointers = Element::pointer && !_release;
+        if (length <= _maximum && !strangersPointers)
+            return;
+        freeOwn();
+        _buffer = nullptr;
+        _length = _maximum = 0;
+        _release = true;
+        if (Element::plain && !cleared && length > 0)
+            _buffer = new Stored[length];
+        else
+            _buffer = allocbuf(length);
+        _maximum = length;
+    }
+
+    void setLength(CORBA_ULong length) { _length = length; }
+
+private:
+    void check(CORBA_ULong index) const {
+        if (index >= _length)
+            throw CORBA_BAD_PARAM();
+    }
+
+    void swap(TRXSequence& other) noexcept {
+        std::swap(_buffer, other._buffer);
+        std::swap(_length, other._length);
+        std::swap(_maximum, other._maximum);
+        std::swap(_release, other._release);
+    }
+
+    void freeOwn() {
+        if (!_release || !_buffer)
+            return;
+        if constexpr (Element::pointer) {
+            for (CORBA_ULong i = 0; i < _maximum; ++i)
+                Element::free(_buffer[i]);
+        }
+        delete[] _buffer;
+    }
+
+    void copyFrom(const TRXSequence& other) {
+        _buffer = allocbuf(other._maximum);
+        _maximum = other._maximum;
+        std::transform(other.begin(), other.end(), _buffer,
+                       [](const Stored& element) { return Element::copy(element); });
+        _length = other._length;
+    }
+
+    void reserve(CORBA_ULong maximum) {
+        TRXSequence grown(maximum);
+        for (CORBA_ULong i = 0; i < (_release ? _maximum : _length); ++i) {
+            if (_release)
+                std::swap(grown._buffer[i], _buffer[i]);
+            else
+                grown._buffer[i] = Element::copy(_buffer[i]);
+        }
+        grown._length = _length;
+        swap(grown);
+    }
+
+    void readElements(TRXistream& stream, CORBA_ULong count);
+    void readFromText(TRXistream& stream, CORBA_ULong count);
+
+    Stored* _buffer = nullptr;
+    CORBA_ULong _length = 0;
+    CORBA_ULong _maximum = 0;
+    bool _release = true;
+    CORBA_ULong _ref_count = 1;
+};
+
+template <class T, class Element>
+void TRXSequence<T, Element>::_read(TRXistream& stream) {
+    CORBA_ULong count = 0;
+    stream >> count;
+    if (stream.stream()) {
+        readFromText(stream, count);
+        return;
+    }
+    const uint64_t octets = uint64_t{count} * Element::minimumOctets;
+    if (octets > UINT32_MAX || !stream.has(static_cast<CORBA_ULong>(octets)))
+        throw CORBA_MARSHAL();
+    discardAndFit(count);
+    _length = count;
+    if (count > 0)
+        readElements(stream, count);
+}
+
+template <class T, class Element>
+void TRXSequence<T, Element>::readElements(TRXistream& stream, CORBA_ULong count) {
+    if constexpr (isArrayElement<Stored>) {
+        stream.read(_buffer, count);
+    } else if constexpr (std::is_same_v<Stored, CORBA_Char>) {
+        stream.read_raw(_buffer, count);
+    } else {
+        const TRXNesting nesting;
+        for (CORBA_ULong i = 0; i < count; ++i)
+            Element::read(stream, _buffer[i]);
+    }
+}
+
+// Text cannot say how much of it is left, so the buffer grows with the elements that really come.
+template <class T, class Element>
+void TRXSequence<T, Element>::readFromText(TRXistream& stream, CORBA_ULong count) {
+    constexpr CORBA_ULong step = 64;
+    const TRXNesting nesting;
+    discardAndFit(std::min(count, step), true);
+    _length = 0;
+    while (_length < count && stream.stream()->good()) {
+        if (_length == _maximum)
+            reserve(static_cast<CORBA_ULong>(std::min(uint64_t{2} * _maximum, uint64_t{count})));
+        Element::read(stream, _buffer[_length]);
+        ++_length;
+    }
+    if (_length < count)
+        stream.stream()->setstate(std::ios::failbit);
+}
+
+template <class T, class Element>
+void TRXSequence<T, Element>::_write(TRXostream& stream) const {
+    stream << _length;
+    if (_length == 0)
+        return;
+    if constexpr (isArrayElement<Stored>) {
+        stream.write(_buffer, _length);
+    } else if (std::is_same_v<Stored, CORBA_Char> && !stream.stream()) {
+        stream.write_raw(reinterpret_cast<const char*>(_buffer), _length);
+    } else {
+        for (CORBA_ULong i = 0; i < _length; ++i)
+            Element::write(stream, _buffer[i]);
+    }
+}
+
+template <class S>
+concept TRXSequenceClass = requires {
+    typename S::ElementTraits;
+}
+&&requires(S& sequence, TRXistream& stream) { sequence._read(stream); };
+
+template <class T, class Element>
+TRXostream& operator<<(TRXostream& stream, const TRXSequence<T, Element>& sequence) {
+    sequence._write(stream);
+    return stream;
+}
+
+// A count that the stream cannot hold raises CORBA_MARSHAL before anything is allocated. A buffer that is
+// large enough is kept.
+template <class T, class Element>
+TRXistream& operator>>(TRXistream& stream, TRXSequence<T, Element>& sequence) {
+    sequence._read(stream);
+    return stream;
+}
+
+// A null pointer raises CORBA_BAD_PARAM.
+template <TRXSequenceClass S>
+TRXostream& operator<<(TRXostream& stream, const S* sequence) {
+    if (!sequence)
+        throw CORBA_BAD_PARAM();
+    sequence->_write(stream);
+    return stream;
+}
+
+// The caller owns the new sequence; the old pointer is overwritten. It is null when the stream raises.
+template <TRXSequenceClass S>
+TRXistream& operator>>(TRXistream& stream, S*& sequence) {
+    sequence = nullptr;
+    S read;
+    read._read(stream);
+    sequence = new S(std::move(read));
+    return stream;
+}
+
+template <TRXSequenceClass S>
+void CORBA_release(S* sequence) {
+    if (sequence && sequence->_drop_reference())
+        delete sequence;
+}

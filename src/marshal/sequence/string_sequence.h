@@ -1,0 +1,21 @@
+#pragma once
+
+#include "marshal/sequence/sequence.h"
+
+#include <iosfwd>
+
+// Names, arguments and other texts in an order.
+class CORBA_StringSequence : public TRXSequence<char*, TRXStringElement> {
+public:
+    using TRXSequence::TRXSequence;
+
+    CORBA_ULong hash() const;
+};
+
+using CORBA_StringSequence_var = TRXVar<CORBA_StringSequence>;
+
+// The difference of the lengths, or else the comparison of the first strings that differ, or 0.
+int compare(const CORBA_StringSequence& a, const CORBA_StringSequence& b);
+
+// Readable lines on cout, cerr and clog; length and strings in text form on any other stream.
+std::ostream& operator<<(std::ostream& stream, const CORBA_StringSequence& sequence);

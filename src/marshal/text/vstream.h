@@ -1,0 +1,181 @@
+#pragma once
+
+#include "marshal/typecode/typecode_table.h"
+#include "marshal/types.h"
+
+#include <concepts>
+#include <iosfwd>
+#include <memory>
+
+// The vocabulary of typed operations that every value of the ORB is written and read with. The two classes
+// here carry it out as readable text over a standard stream; the marshal buffers of vbuf.h override it with
+// CDR. The order of the virtual operations is part of the interface.
+//
+// An array is a pointer and a count of elements. A C++ `long` counts as 4 octets everywhere. There is no
+// operation for `bool`: a CORBA_Boolean is an octet.
+
+// Text form: decimal numbers, each with a blank behind it. A string goes plainly to cout and cerr, and to any
+// other stream as its length with the NUL and, from length 2 on, the quoted text. The standard stream is
+// borrowed and has to outlive this one.
+class TRXostream {
+public:
+    using Cleanup = TRXTypeCodePositions::Cleanup;
+
+    explicit TRXostream(std::ostream& strm) : TRXostream(&strm) {}
+    TRXostream(const TRXostream&) = delete;
+    TRXostream& operator=(const TRXostream&) = delete;
+    virtual ~TRXostream();
+
+    // Forgets the TypeCodes that have passed: the cleanup function gets each of them, the depth becomes 0.
+    virtual void reset_typecodes();
+    // Where the next octet goes; in text, how many TypeCodes have been stored since the last reset.
+    virtual CORBA_Long position() const;
+    virtual CORBA_Long depth() const;
+    virtual void depth(CORBA_Long depth);
+    // Remembers the TypeCode at the present position. One that is known already raises CORBA_BAD_PARAM.
+    virtual void store_typecode(CORBA_TypeCode* object);
+    // Raises CORBA_OBJECT_NOT_EXIST for a TypeCode that was not stored.
+    virtual CORBA_Long lookup_typecode(const CORBA_TypeCode* object) const;
+    virtual void cleanup(Cleanup cleanup);
+    virtual Cleanup cleanup() const;
+
+    virtual TRXostream& operator<<(const char* string);
+    virtual TRXostream& operator<<(char value);
+    virtual TRXostream& operator<<(unsigned char value);
+    virtual TRXostream& operator<<(short value);
+    virtual TRXostream& operator<<(unsigned short value);
+    virtual TRXostream& operator<<(int value);
+    virtual TRXostream& operator<<(unsigned int value);
+    virtual TRXostream& operator<<(long value);
+    virtual TRXostream& operator<<(unsigned long value);
+    virtual TRXostream& operator<<(float value);
+    virtual TRXostream& operator<<(double value);
+    virtual TRXostream& operator<<(long long value);
+    virtual TRXostream& operator<<(unsigned long long value);
+    virtual TRXostream& operator<<(wchar_t value);
+    virtual TRXostream& operator<<(const wchar_t* string);
+
+    virtual TRXostream& put(char octet);
+    virtual TRXostream& write_raw(const char* octets, CORBA_ULong count);
+    virtual TRXostream& write(const unsigned char* array, CORBA_ULong count);
+    virtual TRXostream& write(const wchar_t* array, CORBA_ULong count);
+    virtual TRXostream& write(const short* array, CORBA_ULong count);
+    virtual TRXostream& write(const unsigned short* array, CORBA_ULong count);
+    virtual TRXostream& write(const int* array, CORBA_ULong count);
+    virtual TRXostream& write(const unsigned int* array, CORBA_ULong count);
+    virtual TRXostream& write(const long* array, CORBA_ULong count);
+    virtual TRXostream& write(const unsigned long* array, CORBA_ULong count);
+    virtual TRXostream& write(const float* array, CORBA_ULong count);
+    virtual TRXostream& write(const double* array, CORBA_ULong count);
+    // What getCString reads: in text the quoted form without a length.
+    virtual TRXostream& putCString(const char* string);
+    virtual TRXostream& write(const long long* array, CORBA_ULong count);
+    virtual TRXostream& write(const unsigned long long* array, CORBA_ULong count);
+
+    template <std::same_as<bool> Bool>
+    TRXostream& operator<<(Bool) = delete;
+
+    // `std::endl` ends the line of a text stream; a marshal buffer takes it as a string of one newline.
+    TRXostream& operator<<(std::ostream& (*manipulator)(std::ostream&));
+
+    std::ostream* stream() const { return _strm; } // null in a marshal buffer
+
+protected:
+    explicit TRXostream(std::ostream* strm) : _strm(strm) {}
+
+    TRXTypeCodePositions& table();
+
+private:
+    template <class T>
+    TRXostream& print(T value);
+    template <class T>
+    TRXostream& printAll(const T* array, CORBA_ULong count);
+
+    std::unique_ptr<TRXTypeCodePositions> _table; // made when the first TypeCode is stored
+    CORBA_Long _stored = 0;
+    CORBA_Long _depth = 0;
+    std::ostream* _strm;
+    Cleanup _cleanup = nullptr;
+};
+
+// The text form read back: each value by the standard extractor, then one character is consumed. Bad text
+// leaves the standard stream in its failed state and the value at 0, null or the empty string.
+class TRXistream {
+public:
+    using Cleanup = TRXTypeCodePositions::Cleanup;
+
+    explicit TRXistream(std::istream& strm) : TRXistream(&strm) {}
+    TRXistream(const TRXistream&) = delete;
+    TRXistream& operator=(const TRXistream&) = delete;
+    virtual ~TRXistream();
+
+    virtual void reset_typecodes();
+    virtual CORBA_Long depth() const;
+    virtual void depth(CORBA_Long depth);
+    // Remembers the TypeCode that was read at `position`. A position or TypeCode that is known already raises
+    // CORBA_BAD_PARAM.
+    virtual void store_typecode(CORBA_Long position, CORBA_TypeCode* object);
+    // Raises CORBA_OBJECT_NOT_EXIST for a position at which nothing was stored.
+    virtual CORBA_TypeCode* lookup_typecode(CORBA_Long position) const;
+    virtual void cleanup(Cleanup cleanup);
+    virtual Cleanup cleanup() const;
+    virtual CORBA_Long position() const;
+
+    // The caller owns the new string, from CORBA_string_alloc; the old pointer is overwritten, not freed.
+    virtual TRXistream& operator>>(char*& string);
+    virtual TRXistream& operator>>(char& value);
+    virtual TRXistream& operator>>(unsigned char& value);
+    virtual TRXistream& operator>>(short& value);
+    virtual TRXistream& operator>>(unsigned short& value);
+    virtual TRXistream& operator>>(int& value);
+    virtual TRXistream& operator>>(unsigned int& value);
+    virtual TRXistream& operator>>(long& value);
+    virtual TRXistream& operator>>(unsigned long& value);
+    virtual TRXistream& operator>>(float& value);
+    virtual TRXistream& operator>>(double& value);
+    virtual TRXistream& operator>>(long long& value);
+    virtual TRXistream& operator>>(unsigned long long& value);
+    virtual TRXistream& operator>>(wchar_t& value);
+    // Into a null pointer goes a new string from CORBA_wstring_alloc. Any other target is filled as it is and
+    // has to be large enough for whatever the other side sends: not for what comes from a peer.
+    virtual TRXistream& operator>>(wchar_t*& string);
+
+    virtual char get();
+    virtual TRXistream& get(char& octet);
+    virtual TRXistream& get(unsigned char& octet);
+    virtual TRXistream& read_raw(char* octets, CORBA_ULong count);
+    virtual TRXistream& read(unsigned char* array, CORBA_ULong count);
+    virtual TRXistream& read(wchar_t* array, CORBA_ULong count);
+    virtual TRXistream& read(short* array, CORBA_ULong count);
+    virtual TRXistream& read(unsigned short* array, CORBA_ULong count);
+    virtual TRXistream& read(int* array, CORBA_ULong count);
+    virtual TRXistream& read(unsigned int* array, CORBA_ULong count);
+    virtual TRXistream& read(long* array, CORBA_ULong count);
+    virtual TRXistream& read(unsigned long* array, CORBA_ULong count);
+    virtual TRXistream& read(float* array, CORBA_ULong count);
+    virtual TRXistream& read(double* array, CORBA_ULong count);
+    // A string into the caller's buffer of `size` octets. In text it either fits with its NUL or leaves the
+    // buffer as it was, with a message on the error stream.
+    virtual TRXistream& getCString(char* buffer, CORBA_ULong size);
+    virtual TRXistream& read(long long* array, CORBA_ULong count);
+    virtual TRXistream& read(unsigned long long* array, CORBA_ULong count);
+    // Whether `count` more octets are there. To be asked before anything is allocated for them.
+    virtual bool has(CORBA_ULong count) const;
+
+    std::istream* stream() const { return _strm; } // null in a marshal buffer
+
+protected:
+    explicit TRXistream(std::istream* strm) : _strm(strm) {}
+
+private:
+    template <class T>
+    TRXistream& scan(T& value);
+    template <class T>
+    TRXistream& scanAll(T* array, CORBA_ULong count);
+
+    std::unique_ptr<TRXTypeCodePositions> _table;
+    CORBA_Long _stored = 0;
+    CORBA_Long _depth = 0;
+    std::istream* _strm;
+    Cleanup _cleanup = nullptr;
+};

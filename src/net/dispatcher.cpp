@@ -1,0 +1,290 @@
+#include "net/dispatcher.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+
+namespace {
+
+dpDispatcher* globalDispatcher = nullptr;
+
+// Shared by all dispatchers of the process: the descriptor at which the next turn starts.
+int turnCounter = 0;
+
+void checkRange(int fd, int mask) {
+    if (fd < 0 || fd >= dpDispatcher::maxDescriptors || mask < dpDispatcher::readMask ||
+        mask > dpDispatcher::exceptMask)
+        std::abort();
+}
+
+// The first descriptor in from..end-1 that is in one of the sets, or `end`.
+int nextReady(int from, int end, const dpFdMask& r, const dpFdMask& w, const dpFdMask& e) {
+    constexpr int bits = dpFdMask::wordBits;
+    for (int base = from - from % bits; base < end; base += bits) {
+        const auto index = static_cast<size_t>(base / bits);
+        uint64_t word = r.word(index) | w.word(index) | e.word(index);
+        if (base < from)
+            word &= ~uint64_t{0} << (from - base);
+        if (word != 0)
+            return std::min(base + std::countr_zero(word), end);
+    }
+    return end;
+}
+
+bool isClosed(int fd) {
+    int result = 0;
+    do {
+        dpFdMask alone;
+        alone.set(fd);
+        timeval atOnce{};
+        result = select(fd + 1, alone.forSelect(), nullptr, nullptr, &atOnce);
+    } while (result < 0 && errno == EINTR);
+    return result < 0;
+}
+
+} // namespace
+
+int dpIOHandler::inputReady(int) { return 0; }
+
+int dpIOHandler::outputReady(int) { return 0; }
+
+int dpIOHandler::exceptionRaised(int) { return 0; }
+
+void dpIOHandler::timerExpired(long, long) {}
+
+bool dpFdMask::anySet() const {
+    return std::any_of(words_.begin(), words_.end(), [](uint64_t word) { return word != 0; });
+}
+
+int dpFdMask::count() const {
+    int bits = 0;
+    for (const uint64_t word : words_)
+        bits += std::popcount(word);
+    return bits;
+}
+
+void dpFdMask::add(const dpFdMask& other) {
+    for (size_t i = 0; i < words; ++i)
+        words_[i] |= other.words_[i];
+}
+
+dpDispatcher* dpDispatcher::instance() {
+    if (!globalDispatcher)
+        globalDispatcher = new dpDispatcher;
+    return globalDispatcher;
+}
+
+void dpDispatcher::instance(dpDispatcher* dispatcher) { globalDispatcher = dispatcher; }
+
+void dpDispatcher::link(int fd, int mask, dpIOHandler* handler) {
+    checkRange(fd, mask);
+    attach(fd, mask, handler);
+}
+
+dpIOHandler* dpDispatcher::handler(int fd, int mask) const {
+    checkRange(fd, mask);
+    return handlers_[mask][fd];
+}
+
+void dpDispatcher::unlink(int fd) { detach(fd); }
+
+void dpDispatcher::startTimer(long sec, long usec, dpIOHandler* handler) {
+    timers_.insert(timeSum(timeOfDay(), {sec, usec}), handler);
+}
+
+void dpDispatcher::stopTimer(dpIOHandler* handler) { timers_.remove(handler); }
+
+int dpDispatcher::setReady(int fd, int mask) {
+    if (!handler(fd, mask))
+        return 0;
+    ready_[mask].set(fd);
+    return 1;
+}
+
+bool dpDispatcher::dispatch(long& sec, long& usec) {
+    timeval limit{sec + usec / 1000000, usec % 1000000};
+    if (limit.tv_sec < 0 || limit.tv_usec < 0)
+        limit = {};
+    const timeval end = timeSum(timeOfDay(), limit);
+    const bool served = dispatch(&limit);
+    const timeval now = timeOfDay();
+    timeval left = isEarlier(now, end) ? timeDifference(end, now) : timeval{};
+    // A clock that was set back must not lengthen the caller's wait.
+    if (isEarlier(limit, left))
+        left = limit;
+    sec = left.tv_sec;
+    usec = left.tv_usec;
+    return served;
+}
+
+bool dpDispatcher::dispatch(timeval* limit) {
+    // Left over here are the descriptors of an outer turn, or of one that an exception ended. `select` will
+    // report again what it had reported; what had been marked ready would be lost.
+    for (int mask = readMask; selectedFromReady_ && mask <= exceptMask; ++mask)
+        ready_[mask].add(selected_[mask]);
+
+    dpFdMask& r = selected_[readMask];
+    dpFdMask& w = selected_[writeMask];
+    dpFdMask& e = selected_[exceptMask];
+    selectedFromReady_ = anyReady();
+    const int nfound = selectedFromReady_ ? fillInReady(r, w, e) : waitFor(r, w, e, limit);
+    notify(nfound, r, w, e);
+    return nfound != 0;
+}
+
+bool dpDispatcher::anyReady() const {
+    return ready_[readMask].anySet() || ready_[writeMask].anySet() || ready_[exceptMask].anySet();
+}
+
+bool dpDispatcher::dispatch() { return dispatch(nullptr); }
+
+void dpDispatcher::attach(int fd, int mask, dpIOHandler* handler) {
+    watched_[mask].set(fd);
+    handlers_[mask][fd] = handler;
+    nfds_ = std::max(nfds_, fd + 1);
+}
+
+void dpDispatcher::detach(int fd) {
+    if (fd < 0 || fd >= nfds_)
+        return;
+    for (int mask = readMask; mask <= exceptMask; ++mask) {
+        watched_[mask].reset(fd);
+        ready_[mask].reset(fd);
+        // A descriptor of the same number, opened and linked before the turn is over, isn't ready yet.
+        selected_[mask].reset(fd);
+        handlers_[mask][fd] = nullptr;
+    }
+    if (fd == nfds_ - 1) {
+        while (nfds_ > 0 && !hasHandler(nfds_ - 1))
+            --nfds_;
+    }
+}
+
+int dpDispatcher::fillInReady(dpFdMask& r, dpFdMask& w, dpFdMask& e) {
+    r = ready_[readMask];
+    w = ready_[writeMask];
+    e = ready_[exceptMask];
+    for (dpFdMask& mask : ready_)
+        mask.clear();
+    return r.count() + w.count() + e.count();
+}
+
+int dpDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit) {
+    // `select` counts a limit down: kept over the repeats, so that signals don't lengthen the wait, but not
+    // in the caller's value.
+    timeval left = limit ? *limit : timeval{};
+    if (left.tv_sec < 0 || left.tv_usec < 0)
+        left = {};
+    for (;;) {
+        r = watched_[readMask];
+        w = watched_[writeMask];
+        e = watched_[exceptMask];
+        timeval* wait = calculateTimeout(limit ? &left : nullptr);
+        const int nfound = select(nfds_, r.forSelect(), w.forSelect(), e.forSelect(), wait);
+        if (nfound >= 0)
+            return nfound;
+        handleError();
+    }
+}
+
+void dpDispatcher::notify(int nfound, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
+    turnCounter = turnCounter == INT_MAX ? 0 : turnCounter + 1;
+    // The order is that of the descriptors linked now, however handlers move `nfds_`: every bit gets its
+    // turn.
+    const int end = nfds_;
+    if (nfound > 0 && end > 0) {
+        const int first = turnCounter % end;
+        nfound = serveRange(first, end, nfound, r, w, e);
+        serveRange(0, first, nfound, r, w, e);
+    }
+    if (!timers_.empty())
+        timers_.expire(timeOfDay());
+}
+
+int dpDispatcher::serveRange(int from, int end, int nfound, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
+    // The sets are searched afresh after each handler: it may unlink, and an inner turn empties them.
+    for (int fd = from; nfound > 0; ++fd) {
+        fd = nextReady(fd, end, r, w, e);
+        if (fd == end)
+            break;
+        nfound -= serve(fd, readMask, r);
+        nfound -= serve(fd, writeMask, w);
+        nfound -= serve(fd, exceptMask, e);
+    }
+    return nfound;
+}
+
+// Gives the number of bits taken out of the set, 0 or 1.
+int dpDispatcher::serve(int fd, int mask, dpFdMask& ready) {
+    if (!ready.test(fd))
+        return 0;
+    ready.reset(fd);
+    dpIOHandler* const called = handlers_[mask][fd];
+    if (!called)
+        return 1;
+
+    int result = 0;
+    switch (mask) {
+    case readMask: result = called->inputReady(fd); break;
+    case writeMask: result = called->outputReady(fd); break;
+    default: result = called->exceptionRaised(fd); break;
+    }
+
+    // The answer is about the link that was called. When the handler has given the number to another
+    // connection meanwhile, that one must not suffer for it.
+    if (handlers_[mask][fd] != called)
+        return 1;
+    if (result < 0)
+        detach(fd);
+    else if (result > 0)
+        setReady(fd, mask);
+    return 1;
+}
+
+timeval* dpDispatcher::calculateTimeout(timeval* limit) {
+    if (timers_.empty())
+        return limit;
+    const timeval now = timeOfDay();
+    const timeval due = timers_.head()->due();
+    wait_ = {};
+    if (isEarlier(now, due)) {
+        wait_ = timeDifference(due, now);
+        if (limit && !isEarlier(wait_, *limit))
+            return limit;
+    }
+    return &wait_;
+}
+
+void dpDispatcher::handleError() {
+    const int error = errno;
+    if (error == EINTR)
+        return;
+    if (error != EBADF) {
+        perror("Dispatcher: select");
+        std::cout << "Dispatcher::handleError: Select error (" << error << ")\n";
+        std::exit(1);
+    }
+    const int before = watched_[readMask].count();
+    checkConnections();
+    // Without a culprit among the readers the wait would fail again, for ever.
+    if (watched_[readMask].count() == before) {
+        dropClosed(writeMask);
+        dropClosed(exceptMask);
+    }
+}
+
+void dpDispatcher::checkConnections() { dropClosed(readMask); }
+
+void dpDispatcher::dropClosed(int mask) {
+    for (int fd = 0; fd < nfds_; ++fd) {
+        if (handlers_[mask][fd] && isClosed(fd))
+            detach(fd);
+    }
+}
+
+bool dpDispatcher::hasHandler(int fd) const {
+    return handlers_[readMask][fd] || handlers_[writeMask][fd] || handlers_[exceptMask][fd];
+}

@@ -1,0 +1,76 @@
+#include "net/host_address.h"
+
+#include <arpa/inet.h>
+#include <cstring>
+#include <netdb.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+template <class LookUp>
+const hostent* askResolver(LookUp lookUp) {
+    for (int attempt = 0; attempt < resolverAttempts; ++attempt) {
+        if (const hostent* host = lookUp())
+            return host;
+        if (h_errno != TRY_AGAIN)
+            break;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+std::optional<in_addr_t> dottedAddress(const char* text) {
+    in_addr address{};
+    if (!text || ::inet_aton(text, &address) == 0)
+        return std::nullopt;
+    return address.s_addr;
+}
+
+std::optional<in_addr_t> addressOfHost(const char* host) {
+    if (const auto dotted = dottedAddress(host))
+        return dotted;
+    if (!host)
+        return std::nullopt;
+    const hostent* found = askResolver([host] { return ::gethostbyname(host); });
+    in_addr_t address = 0;
+    if (!found || found->h_addrtype != AF_INET || !found->h_addr_list[0])
+        return std::nullopt;
+    std::memcpy(&address, found->h_addr_list[0], sizeof address);
+    return address;
+}
+
+sockaddr_in socketAddress(in_addr_t address, int port) {
+    sockaddr_in result{};
+    result.sin_family = AF_INET;
+    result.sin_port = htons(static_cast<uint16_t>(port));
+    result.sin_addr.s_addr = address;
+    return result;
+}
+
+std::optional<std::string> nameOfAddress(in_addr_t address) {
+    const hostent* found =
+        askResolver([&address] { return ::gethostbyaddr(&address, sizeof address, AF_INET); });
+    if (!found || !found->h_name)
+        return std::nullopt;
+    return found->h_name;
+}
+
+std::optional<std::string> thisHostName() {
+    char name[100] = {};
+    if (::gethostname(name, sizeof name - 1) == -1)
+        return std::nullopt;
+    return name;
+}
+
+const ThisHost& thisHost() {
+    static ThisHost host{ThisHost::State::nameless, "", 0};
+    if (host.state != ThisHost::State::nameless)
+        return host;
+    if (const auto name = thisHostName()) {
+        const auto address = addressOfHost(name->c_str());
+        host = {address ? ThisHost::State::known : ThisHost::State::unknown, *name, address.value_or(0)};
+    }
+    return host;
+}

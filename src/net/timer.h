@@ -1,0 +1,37 @@
+#pragma once
+
+#include "net/dispatcher.h"
+
+// A timer to wait with: start it, turn its dispatcher, look at `expired` after each turn. The dispatcher must
+// outlive it. One period at a time.
+class DSTimer : public dpIOHandler {
+public:
+    explicit DSTimer(dpDispatcher* owner) : dispatcher(owner) {}
+    DSTimer(const DSTimer&) = delete;
+    DSTimer& operator=(const DSTimer&) = delete;
+    ~DSTimer() override { stop(); }
+
+    // May be called from a handler. Starting again drops the period that is running.
+    void start(long sec, long usec) {
+        stop();
+        running = true;
+        expired = false;
+        dispatcher->startTimer(sec, usec, this);
+    }
+
+    // May be called from a handler. `expired` stays as it is.
+    void stop() {
+        if (running)
+            dispatcher->stopTimer(this);
+        running = false;
+    }
+
+    void timerExpired(long, long) override {
+        running = false;
+        expired = true;
+    }
+
+    bool running = false;
+    bool expired = false;
+    dpDispatcher* dispatcher;
+};

@@ -1,0 +1,57 @@
+#include "net/timer_queue.h"
+
+#include "net/dispatcher.h"
+
+#include <utility>
+
+namespace {
+
+std::unique_ptr<dpTimer> unlinkAt(std::unique_ptr<dpTimer>& place) {
+    std::unique_ptr<dpTimer> timer = std::move(place);
+    place = std::move(timer->next);
+    return timer;
+}
+
+} // namespace
+
+dpTimerQueue::~dpTimerQueue() {
+    // One by one: left to itself, a chain of owners is destroyed by recursion.
+    while (head_)
+        unlinkAt(head_);
+}
+
+void dpTimerQueue::insert(const timeval& due, dpIOHandler* handler) {
+    std::unique_ptr<dpTimer>* place = &head_;
+    if (head_ && !isEarlier(due, head_->due())) {
+        place = &head_->next;
+        while (*place && isEarlier((*place)->due(), due))
+            place = &(*place)->next;
+    }
+    place->reset(new dpTimer{due.tv_sec, due.tv_usec, handler, std::move(*place), nextSerial_++});
+}
+
+bool dpTimerQueue::remove(const dpIOHandler* handler) {
+    for (std::unique_ptr<dpTimer>* place = &head_; *place; place = &(*place)->next) {
+        if ((*place)->handler == handler) {
+            unlinkAt(*place);
+            return true;
+        }
+    }
+    return false;
+}
+
+void dpTimerQueue::expire(const timeval& now) {
+    // The list is looked at afresh after each callback, which may have changed any of it.
+    const uint64_t serialLimit = nextSerial_;
+    while (const std::unique_ptr<dpTimer> timer = takeDue(now, serialLimit))
+        timer->handler->timerExpired(now.tv_sec, now.tv_usec);
+}
+
+std::unique_ptr<dpTimer> dpTimerQueue::takeDue(const timeval& now, uint64_t serialLimit) {
+    for (std::unique_ptr<dpTimer>* place = &head_; *place && isEarlier((*place)->due(), now);
+         place = &(*place)->next) {
+        if ((*place)->serial < serialLimit)
+            return unlinkAt(*place);
+    }
+    return nullptr;
+}
