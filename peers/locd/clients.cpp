@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <random>
 
+using namespace harbolance;
+
 namespace locd {
 
 namespace {

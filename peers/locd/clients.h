@@ -87,7 +87,9 @@ public:
 
 private:
     struct KeyTraits : GrowAtHalf {
-        static uint32_t hash(uint64_t key) { return static_cast<uint32_t>(mixFingerprint(0, key)); }
+        static uint32_t hash(uint64_t key) {
+            return static_cast<uint32_t>(harbolance::mixFingerprint(0, key));
+        }
     };
     struct AddressTraits : KeyTraits {
         using Entry = std::unique_ptr<Client>;
@@ -109,9 +111,9 @@ private:
         static bool equal(const Entry& stored, const Entry& entry) { return stored.key == entry.key; }
     };
 
-    HashTable<AddressTraits> byAddress_;
-    HashTable<IndexTraits> byVerifyAddress_;
-    HashTable<IndexTraits> byId_;
+    harbolance::HashTable<AddressTraits> byAddress_;
+    harbolance::HashTable<IndexTraits> byVerifyAddress_;
+    harbolance::HashTable<IndexTraits> byId_;
     uint32_t nextId_;
 };
 

@@ -54,7 +54,7 @@ private:
     const Clients& clients_;
     const Peers& peers_;
     Done done_;
-    HashTable<Traits> inquiries_;
+    harbolance::HashTable<Traits> inquiries_;
     Ticker ticker_;
 };
 

@@ -11,6 +11,8 @@
 #include <memory>
 #include <utility>
 
+using namespace harbolance;
+
 namespace locd {
 
 namespace {

@@ -8,6 +8,8 @@
 #include <optional>
 #include <string_view>
 
+using namespace harbolance;
+
 namespace locd {
 
 namespace {

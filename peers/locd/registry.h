@@ -127,8 +127,8 @@ private:
         using Entry = std::unique_ptr<Trigger>;
         static bool isFree(const Entry& entry) { return !entry; }
         static uint32_t hash(const TriggerProbe& probe) {
-            return static_cast<uint32_t>(
-                mixFingerprint(probe.name.fingerprint(), reinterpret_cast<uintptr_t>(probe.holder)));
+            return static_cast<uint32_t>(harbolance::mixFingerprint(
+                probe.name.fingerprint(), reinterpret_cast<uintptr_t>(probe.holder)));
         }
         static uint32_t hash(const Entry& entry) { return hash(TriggerProbe{*entry->name, entry->holder}); }
         static bool equal(const Entry& stored, const TriggerProbe& probe) {
@@ -151,9 +151,9 @@ private:
     void removeTrigger(Trigger* trigger);
 
     RegistryObserver& observer_;
-    HashTable<RegistrationTraits> registrations_;
-    HashTable<TriggerTraits> triggers_;
-    HashTable<ServiceTraits> services_;
+    harbolance::HashTable<RegistrationTraits> registrations_;
+    harbolance::HashTable<TriggerTraits> triggers_;
+    harbolance::HashTable<ServiceTraits> services_;
     uint32_t names_ = 0;
 };
 

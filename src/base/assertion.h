@@ -8,7 +8,9 @@
 #define TRX_ASSERT(condition, unit)                                                                          \
     do {                                                                                                     \
         if (!(condition))                                                                                    \
-            assertionFailed(#condition, unit, __LINE__);                                                     \
+            harbolance::assertionFailed(#condition, unit, __LINE__);                                         \
     } while (false)
 
+namespace harbolance {
 [[noreturn]] void assertionFailed(const char* condition, const char* unit, int line);
+}

@@ -3,19 +3,22 @@
 #include <cstdint>
 #include <vector>
 
+namespace harbolance {
+
 // The side index of a hash table whose probe runs have grown long. The protocol's string hash gives names
 // that differ in a few digits the same start slots, so a set of 100,000 such names, or one that a hostile
 // peer made, would be searched in quadratic time. The index answers both questions of a probe directly: where
 // an equal entry stands, by a fingerprint that hardly collides, and which slot a new entry falls to, by leaps
 // over what is known to be occupied. It gives exactly the slot that the plain walk gives.
-class Crowd {
+class CollisionIndex {
 public:
     // Steps of plain walking that make a table set the index up, and those before it asks one that is there.
     static constexpr uint32_t longProbe = 64;
     static constexpr uint32_t shortProbe = 2;
 
     // `mask` is that of the table: its slots less one.
-    explicit Crowd(uint32_t mask) : mask_(mask), leap_(mask + 1u), places_(2 * (uint64_t{mask} + 1)) {
+    explicit CollisionIndex(uint32_t mask)
+        : mask_(mask), leap_(mask + 1u), places_(2 * (uint64_t{mask} + 1)) {
         for (uint32_t i = 0; i <= mask; ++i)
             leap_[i] = (i - 1) & mask;
     }
@@ -100,3 +103,5 @@ private:
     std::vector<uint32_t> leap_; // for an occupied slot: a slot below it, with nothing free in between
     std::vector<Place> places_;  // never more than half full
 };
+
+} // namespace harbolance

@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <vector>
 
+namespace harbolance {
+
 namespace {
 
 std::vector<void (*)()>& functions() {
@@ -25,3 +27,5 @@ void runExitFunctions() {
         function();
     }
 }
+
+} // namespace harbolance

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+namespace harbolance {
+
 // The one hash table of the system: open addressing over a power of two of slots, multiplicative start slot,
 // linear probing downwards, backward shift on removal. The slot order is visible behaviour: sets travel and
 // print in it. So nothing here may change where an entry ends up.
@@ -79,9 +81,9 @@ public:
         for (uint32_t steps = 0; !Traits::isFree(slots_[index]); ++steps) {
             if (Traits::equal(slots_[index], probe))
                 return index;
-            if constexpr (crowdable) {
+            if constexpr (indexable) {
                 if (steps == patience())
-                    return indexInCrowd(probe, hash);
+                    return indexAmongCollisions(probe, hash);
             }
             index = (index - 1) & mask_;
         }
@@ -123,7 +125,7 @@ public:
         const uint32_t index = indexOf(probe);
         if (Traits::isFree(slots_[index]))
             return Entry{};
-        if (crowd_)
+        if (collisions_)
             forget(index);
         Entry taken = std::exchange(slots_[index], Entry{});
         --count_;
@@ -138,7 +140,7 @@ public:
                 entry = Entry{};
         }
         count_ = 0;
-        crowd_.reset();
+        collisions_.reset();
     }
 
     // Starts again, empty, with the table that `sizeArgument` gives.
@@ -147,14 +149,14 @@ public:
         mask_ = (1u << bits_) - 1;
         slots_ = std::vector<Entry>(mask_ + 1u);
         count_ = 0;
-        crowd_.reset();
+        collisions_.reset();
     }
 
 private:
-    static constexpr bool crowdable = requires(const Entry& e) { Traits::fingerprint(e); };
+    static constexpr bool indexable = requires(const Entry& e) { Traits::fingerprint(e); };
 
     // Steps of a probe before it turns to the side index.
-    uint32_t patience() const { return crowd_ ? Crowd::shortProbe : Crowd::longProbe; }
+    uint32_t patience() const { return collisions_ ? CollisionIndex::shortProbe : CollisionIndex::longProbe; }
 
     uint32_t homeOf(uint32_t hash) const { return ((hash * 0x9E3779B9u) >> (32 - bits_)) & mask_; }
 
@@ -164,15 +166,15 @@ private:
 
     void store(uint32_t index, Entry&& entry) {
         slots_[index] = std::move(entry);
-        if constexpr (crowdable) {
-            if (crowd_)
-                crowd_->add(Traits::fingerprint(slots_[index]), index);
+        if constexpr (indexable) {
+            if (collisions_)
+                collisions_->add(Traits::fingerprint(slots_[index]), index);
         }
     }
 
     void forget(uint32_t index) {
-        if constexpr (crowdable)
-            crowd_->remove(Traits::fingerprint(slots_[index]), index);
+        if constexpr (indexable)
+            collisions_->remove(Traits::fingerprint(slots_[index]), index);
     }
 
     // A rebuild with twice the capacity as size argument, which is four times the slots. Returns where the
@@ -197,9 +199,9 @@ private:
     uint32_t freeFrom(uint32_t index) {
         const uint32_t home = index;
         for (uint32_t steps = 0; !Traits::isFree(slots_[index]); ++steps) {
-            if constexpr (crowdable) {
+            if constexpr (indexable) {
                 if (steps == patience())
-                    return crowd().freeFrom(home, occupied());
+                    return collisions().freeFrom(home, occupied());
             }
             index = (index - 1) & mask_;
         }
@@ -213,36 +215,38 @@ private:
             const bool reachable = ((home - i) & mask_) < ((hole - i) & mask_);
             if (reachable)
                 continue;
-            if (crowd_)
+            if (collisions_)
                 forget(i);
             store(hole, std::exchange(slots_[i], Entry{}));
             hole = i;
         }
-        if (crowd_)
-            crowd_->reopened(hole, occupied());
+        if (collisions_)
+            collisions_->reopened(hole, occupied());
     }
 
-    Crowd& crowd() const {
-        if (!crowd_) {
-            crowd_ = std::make_unique<Crowd>(mask_);
+    CollisionIndex& collisions() const {
+        if (!collisions_) {
+            collisions_ = std::make_unique<CollisionIndex>(mask_);
             for (uint32_t i = next(0); i <= mask_; i = next(i + 1))
-                crowd_->add(Traits::fingerprint(slots_[i]), i);
+                collisions_->add(Traits::fingerprint(slots_[i]), i);
         }
-        return *crowd_;
+        return *collisions_;
     }
 
     // Only an entry with the probe's own hash lies on the probe's way.
     template <class Probe>
-    uint32_t indexInCrowd(const Probe& probe, uint32_t hash) const {
-        const uint32_t found = crowd().find(Traits::fingerprint(probe), [&](uint32_t slot) {
+    uint32_t indexAmongCollisions(const Probe& probe, uint32_t hash) const {
+        const uint32_t found = collisions().find(Traits::fingerprint(probe), [&](uint32_t slot) {
             return Traits::hash(slots_[slot]) == hash && Traits::equal(slots_[slot], probe);
         });
-        return found != Crowd::none ? found : crowd_->freeFrom(homeOf(hash), occupied());
+        return found != CollisionIndex::none ? found : collisions_->freeFrom(homeOf(hash), occupied());
     }
 
     std::vector<Entry> slots_;
     uint32_t count_ = 0;
     uint32_t bits_ = 0;
     uint32_t mask_ = 0;
-    mutable std::unique_ptr<Crowd> crowd_; // built by the first long probe, null in most tables
+    mutable std::unique_ptr<CollisionIndex> collisions_; // built by the first long probe, null in most tables
 };
+
+} // namespace harbolance

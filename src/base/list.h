@@ -75,7 +75,7 @@ private:
 
     void check(uint32_t i) const {
         if (!(i < _count))
-            assertionFailed("i < _count", "vlist", 72);
+            harbolance::assertionFailed("i < _count", "vlist", 72);
     }
 
     void grow() {

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+namespace harbolance {
+
 // Text and octets of a peer, fit for a terminal: what is not a printing ASCII character becomes a dot.
 
 inline std::string printable(std::string_view text) {
@@ -22,3 +24,5 @@ inline std::string printable(const char* text) {
 inline std::string printable(std::span<const unsigned char> octets) {
     return printable(std::string_view(reinterpret_cast<const char*>(octets.data()), octets.size()));
 }
+
+} // namespace harbolance

@@ -4,6 +4,8 @@
 #include <ctime>
 #include <sys/random.h>
 
+namespace harbolance {
+
 namespace {
 
 struct Key {
@@ -89,3 +91,5 @@ uint64_t mixFingerprint(uint64_t seed, uint64_t part) {
     hash.add(part);
     return hash.result();
 }
+
+} // namespace harbolance

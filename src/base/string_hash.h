@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string_view>
 
+namespace harbolance {
+
 // The string hash of the protocol: every table that is keyed by text starts its probe from it, so that the
 // order of such a table is the same in every process. Bytes count as signed, the empty string gives 0.
 //
@@ -26,3 +28,5 @@ inline uint32_t pointerHash(const void* pointer) {
     const auto bits = reinterpret_cast<uintptr_t>(pointer);
     return static_cast<uint32_t>(bits) ^ static_cast<uint32_t>(static_cast<uint64_t>(bits) >> 32);
 }
+
+} // namespace harbolance

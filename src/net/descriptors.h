@@ -7,6 +7,8 @@
 #include <fcntl.h>
 #include <poll.h>
 
+namespace harbolance {
+
 // Makes a system call again for as long as a signal interrupts it.
 template <class Call>
 auto uninterrupted(Call call) {
@@ -59,3 +61,5 @@ inline int pollUntil(int fd, short events, const Deadline& deadline) {
             return result;
     }
 }
+
+} // namespace harbolance

@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <iostream>
 
+using namespace harbolance;
+
 namespace {
 
 dpDispatcher* globalDispatcher = nullptr;

@@ -6,6 +6,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+namespace harbolance {
+
 namespace {
 
 template <class LookUp>
@@ -74,3 +76,5 @@ const ThisHost& thisHost() {
     }
     return host;
 }
+
+} // namespace harbolance

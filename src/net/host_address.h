@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+namespace harbolance {
+
 // Host texts and addresses. Every question to the resolver goes through here; each may block for as long as
 // the resolver takes. Addresses are words in network byte order, as they stand in a sockaddr_in.
 
@@ -44,3 +46,5 @@ struct ThisHost {
 // This host's name and address. The resolver is asked once per process, and its answer, also that there is no
 // address, stands from then on.
 const ThisHost& thisHost();
+
+} // namespace harbolance

@@ -4,6 +4,8 @@
 
 #include <utility>
 
+using namespace harbolance;
+
 namespace {
 
 std::unique_ptr<dpTimer> unlinkAt(std::unique_ptr<dpTimer>& place) {

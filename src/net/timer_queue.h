@@ -7,6 +7,8 @@
 
 class dpIOHandler;
 
+namespace harbolance {
+
 // Timeval arithmetic. Arguments have `tv_usec` in 0..999999 and so has the result.
 
 inline timeval timeSum(const timeval& a, const timeval& b) {
@@ -36,6 +38,8 @@ inline timeval timeOfDay() {
     gettimeofday(&now, nullptr);
     return now;
 }
+
+} // namespace harbolance
 
 // One timer that has been started: the absolute time at which it is due and whom to tell.
 struct dpTimer {

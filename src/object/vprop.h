@@ -7,14 +7,14 @@
 #include <string>
 #include <string_view>
 
-struct TRXPropertyTraits : GrowAtNineTenths {
+struct TRXPropertyTraits : harbolance::GrowAtNineTenths {
     struct Property {
         std::string key; // upper case
         std::string value;
     };
     using Entry = std::unique_ptr<Property>;
     static bool isFree(const Entry& entry) { return !entry; }
-    static uint32_t hash(std::string_view key) { return stringHash(key); }
+    static uint32_t hash(std::string_view key) { return harbolance::stringHash(key); }
     static uint32_t hash(const Entry& entry) { return hash(entry->key); }
     static bool equal(const Entry& stored, std::string_view key) { return stored->key == key; }
     static bool equal(const Entry& stored, const Entry& entry) { return equal(stored, entry->key); }
@@ -47,5 +47,5 @@ public:
     std::optional<bool> flag(const char* key) const;
 
 private:
-    HashTable<TRXPropertyTraits> _table{16};
+    harbolance::HashTable<TRXPropertyTraits> _table{16};
 };

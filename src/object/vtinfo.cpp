@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstring>
 
+using namespace harbolance;
+
 namespace {
 
 template <const char* (TRXTypeInfo::*key)() const>

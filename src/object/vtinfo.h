@@ -84,7 +84,7 @@ public:
     void removeFactory(TRXObjectFactory factory, bool client) { factories(client).remove(factory); }
 
 private:
-    struct MethodTraits : GrowAtNineTenths {
+    struct MethodTraits : harbolance::GrowAtNineTenths {
         struct Entry {
             const char* operation = nullptr;
             TRXSkeleton skeleton = nullptr;
@@ -98,7 +98,7 @@ private:
         }
         static bool equal(const Entry& stored, const Entry& entry) { return equal(stored, entry.operation); }
     };
-    using MethodTable = HashTable<MethodTraits>;
+    using MethodTable = harbolance::HashTable<MethodTraits>;
 
     explicit TRXTypeInfo(const char* name) : _name(name) {}
 

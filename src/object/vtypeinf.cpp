@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <iostream>
 
+using namespace harbolance;
+
 namespace {
 
 bool tracing() {

@@ -12,6 +12,8 @@
 #include <new>
 #include <unistd.h>
 
+using namespace harbolance;
+
 // The way up and the way down.
 
 namespace {

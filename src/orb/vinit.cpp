@@ -3,6 +3,8 @@
 #include "base/hash_table.h"
 #include "base/list.h"
 
+using namespace harbolance;
+
 namespace {
 
 struct TRXInitStruct {

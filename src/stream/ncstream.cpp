@@ -5,6 +5,8 @@
 #include <iostream>
 #include <utility>
 
+using namespace harbolance;
+
 // How an object graph goes over a stream, in either form: tags, class names, ids. The scalars of the text
 // form are in nctextform.cpp.
 

@@ -3,6 +3,8 @@
 #include "base/string_hash.h"
 #include "stream/ncstream.h"
 
+using namespace harbolance;
+
 const NCTypeInfo NCString::info("NCString", ncCreate<NCString>, {&NCObject::info});
 
 NCString::NCString(NCistream& in) : NCObject(in) {

@@ -25,18 +25,18 @@ struct NCPtrMapTraits : GrowAtThreeQuarters {
         int id = 0;
     };
     static bool isFree(const Entry& entry) { return !entry.pointer; }
-    static uint32_t hash(const Entry& entry) { return pointerHash(entry.pointer); }
+    static uint32_t hash(const Entry& entry) { return harbolance::pointerHash(entry.pointer); }
     static bool equal(const Entry& stored, const Entry& other) { return stored.pointer == other.pointer; }
 };
-using NCPtrMap = HashTable<NCPtrMapTraits>;
+using NCPtrMap = harbolance::HashTable<NCPtrMapTraits>;
 
 struct NCPtrSetTraits : GrowAtThreeQuarters {
     using Entry = const void*;
     static bool isFree(Entry entry) { return !entry; }
-    static uint32_t hash(Entry entry) { return pointerHash(entry); }
+    static uint32_t hash(Entry entry) { return harbolance::pointerHash(entry); }
     static bool equal(Entry stored, Entry other) { return stored == other; }
 };
-using NCPtrSet = HashTable<NCPtrSetTraits>;
+using NCPtrSet = harbolance::HashTable<NCPtrSetTraits>;
 
 // Most objects of a message are members held by value or records with a single holder. Nothing that is
 // written later refers to one of these, so they get an id and stay out of the table until something could.

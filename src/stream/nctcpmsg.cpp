@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <unistd.h>
 
+using namespace harbolance;
+
 // What goes over an open TCP stream: writing with a queue, reading message by message.
 
 namespace {

@@ -9,6 +9,8 @@
 #include <unistd.h>
 #include <utility>
 
+using namespace harbolance;
+
 // Opening and closing; messages are in nctcpmsg.cpp.
 
 namespace {

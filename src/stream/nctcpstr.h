@@ -8,7 +8,9 @@
 #include <netinet/in.h>
 #include <string>
 
+namespace harbolance {
 class Deadline;
+}
 
 // Objects over a TCP connection, one message after another; also the listening side.
 //
@@ -112,7 +114,7 @@ public:
 private:
     // One call that reads: how long it may wait, if at all, and whether the peer has been emptied.
     struct Reading {
-        const Deadline* deadline;
+        const harbolance::Deadline* deadline;
         bool drained;
     };
 
@@ -129,7 +131,7 @@ private:
     int writeBuffer();
     void ignoreBrokenPipes();
 
-    NCTransObject* receiveWithin(const Deadline* deadline);
+    NCTransObject* receiveWithin(const harbolance::Deadline* deadline);
     int readMessage(Reading reading);
     int readWord(Reading& reading, const char* text);
     int readBody(Reading& reading, const char* text);

@@ -8,6 +8,8 @@
 #include <iostream>
 #include <string>
 
+using namespace harbolance;
+
 namespace {
 
 struct ClassTraits : GrowWhenFull {

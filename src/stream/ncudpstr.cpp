@@ -11,6 +11,8 @@
 #include <unistd.h>
 #include <utility>
 
+using namespace harbolance;
+
 namespace {
 
 NCBroadcastTableMaker tableMaker = nullptr;

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <string>
 
+using namespace harbolance;
+
 // The resolver of this program: it answers for the names that the tests know and asks nobody.
 namespace {
 

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+using namespace harbolance;
+
 namespace {
 
 TEST(TimevalArithmetic, carriesAndBorrowsOneSecond) {

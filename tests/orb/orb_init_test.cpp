@@ -14,6 +14,8 @@
 #include <cstdlib>
 #include <new>
 
+using namespace harbolance;
+
 namespace {
 
 CORBA_ORB* start(CommandLine line) { return CORBA_ORB_init(line.argc, line.argv(), nullptr); }

@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <ostream>
 
+using namespace harbolance;
+
 namespace {
 
 struct Name {

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <ostream>
 
+using namespace harbolance;
+
 void printHexLines(std::ostream& stream, std::span<const CORBA_Octet> octets, std::string_view indent) {
     constexpr size_t width = 16;
     for (size_t offset = 0; offset < octets.size(); offset += width) {

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <iostream>
 
+using namespace harbolance;
+
 namespace {
 
 bool isControl(char c) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+using namespace harbolance;
+
 const NCTypeInfo DSCollection::info("DSCollection", nullptr, {&DSResource::info});
 
 void DSCollection::printOn(NCostream& out) const {

@@ -1,5 +1,7 @@
 #include "agent/collections/dsdict.h"
 
+using namespace harbolance;
+
 const NCTypeInfo DSAssoc::info("DSAssoc", ncCreate<DSAssoc>, {&DSResource::info});
 const NCTypeInfo DSDictionary::info("DSDictionary", ncCreate<DSDictionary>, {&DSSet::info});
 

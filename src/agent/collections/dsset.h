@@ -3,7 +3,7 @@
 #include "agent/collections/dscoll.h"
 #include "base/hash_table.h"
 
-struct DSSetTraits : GrowWhenFull {
+struct DSSetTraits : harbolance::GrowWhenFull {
     using Entry = NCRef<DSResource>;
     static bool isFree(const Entry& entry) { return !entry; }
     static uint32_t hash(const Entry& entry) { return entry->hash(); }
@@ -56,5 +56,5 @@ protected:
     DSSet(NCistream& in, const NCTypeInfo& elementType);
 
 private:
-    HashTable<DSSetTraits> table_;
+    harbolance::HashTable<DSSetTraits> table_;
 };

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <iostream>
 
+using namespace harbolance;
+
 const NCTypeInfo DSAddr::info("DSAddr", ncCreate<DSAddr>, {&DSResource::info});
 
 namespace {

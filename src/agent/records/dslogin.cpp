@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <string>
 
+using namespace harbolance;
+
 const NCTypeInfo DSLogin::info("DSLogin", ncCreate<DSLogin>, {&DSResource::info});
 
 namespace {

@@ -2,6 +2,8 @@
 
 #include <ctime>
 
+using namespace harbolance;
+
 const NCTypeInfo DSMessage::info("DSMessage", ncCreate<DSMessage>, {&DSResource::info});
 
 namespace {

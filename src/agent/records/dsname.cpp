@@ -2,6 +2,8 @@
 
 #include <iterator>
 
+using namespace harbolance;
+
 const NCTypeInfo DSName::info("DSName", ncCreate<DSName>, {&DSResource::info});
 
 DSName::DSName(const char* name, int argType, int serviceType, DSResource* value)

@@ -2,6 +2,8 @@
 
 #include <iterator>
 
+using namespace harbolance;
+
 const NCTypeInfo DSProvider::info("DSProvider", ncCreate<DSProvider>, {&DSResource::info});
 
 DSProvider::DSProvider(const DSName& name, const DSAddr& addr, int protocolType, int adminPort)

@@ -1,5 +1,7 @@
 #include "agent/records/dsreply.h"
 
+using namespace harbolance;
+
 const NCTypeInfo DSReply::info("DSReply", ncCreate<DSReply>, {&DSMessage::info});
 
 DSReply::DSReply(int replyType, const DSMessage& request, int status, DSResource* reply)

@@ -1,5 +1,7 @@
 #include "agent/records/dsreq.h"
 
+using namespace harbolance;
+
 const NCTypeInfo DSRequest::info("DSRequest", ncCreate<DSRequest>, {&DSMessage::info});
 
 DSRequest::DSRequest(int requestType, DSResource* request, uint32_t cookieValue)

@@ -23,7 +23,7 @@ public:
     void write(NCostream& out) const override;
     const NCTypeInfo& typeInfo() const override { return info; }
     void printOn(NCostream& out) const override;
-    uint32_t hash() const override { return pointerHash(pointer<const void>()); }
+    uint32_t hash() const override { return harbolance::pointerHash(pointer<const void>()); }
     int compare(const NCObject* other) const override;
     uint64_t fingerprint() const override { return word_; }
 
@@ -44,7 +44,7 @@ public:
 
     void write(NCostream&) const override {}
     const NCTypeInfo& typeInfo() const override { return info; }
-    uint32_t hash() const override { return pointerHash(handler_); }
+    uint32_t hash() const override { return harbolance::pointerHash(handler_); }
     int compare(const NCObject* other) const override;
     uint64_t fingerprint() const override { return reinterpret_cast<uintptr_t>(handler_); }
 

@@ -16,7 +16,7 @@ public:
     void write(NCostream& out) const override;
     const NCTypeInfo& typeInfo() const override { return info; }
     void printOn(NCostream& out) const override;
-    uint32_t hash() const override { return stringHash(text_); }
+    uint32_t hash() const override { return harbolance::stringHash(text_); }
     int compare(const NCObject* other) const override;
-    uint64_t fingerprint() const override { return stringFingerprint(text_); }
+    uint64_t fingerprint() const override { return harbolance::stringFingerprint(text_); }
 };

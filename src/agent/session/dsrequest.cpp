@@ -8,6 +8,8 @@
 #include <iostream>
 #include <vector>
 
+using namespace harbolance;
+
 // The one place that waits for an agent, and all that comes in from it.
 
 namespace {

@@ -12,6 +12,8 @@
 #include <cstdlib>
 #include <iostream>
 
+using namespace harbolance;
+
 int dsWaitReadable(int fd, int seconds) {
     using Clock = std::chrono::steady_clock;
     const auto end = Clock::now() + std::chrono::seconds(seconds);

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <iostream>
 
+using namespace harbolance;
+
 // The session's life: search, login, keep-alive, reconnect, end.
 
 namespace {

@@ -9,6 +9,8 @@
 #include <memory>
 #include <string>
 
+using namespace harbolance;
+
 namespace {
 
 struct DictionaryTraits : GrowAtNineTenths {

@@ -6,6 +6,8 @@
 #include <optional>
 #include <ostream>
 
+using namespace harbolance;
+
 namespace {
 
 constexpr char magic[] = {'Q', 'M', 'C'};

@@ -2,6 +2,8 @@
 
 #include "base/hash_table.h"
 
+using namespace harbolance;
+
 namespace {
 
 class IIOPProfileKeys final : public TRXProfileKeys {

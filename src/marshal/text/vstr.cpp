@@ -8,6 +8,8 @@
 #include <cwchar>
 #include <ostream>
 
+using namespace harbolance;
+
 namespace {
 
 constexpr char emptyString[1] = {};

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <optional>
 
+using namespace harbolance;
+
 namespace {
 
 struct SeenTraits : GrowAtNineTenths {

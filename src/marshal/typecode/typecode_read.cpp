@@ -10,6 +10,8 @@
 #include <optional>
 #include <vector>
 
+using namespace harbolance;
+
 // Makes a TypeCode of what a peer sent. What follows the kind is the same in both modes; how a TypeCode
 // inside a TypeCode is read is not. A type belongs to the frame that reads it until it is complete, and then
 // to the type that it is a part of, so nothing that is remembered here is owned.

@@ -13,14 +13,14 @@ struct TRXTypeCodeAt {
     CORBA_TypeCode* type = nullptr;
 };
 
-struct TRXByPosition : GrowAtNineTenths {
+struct TRXByPosition : harbolance::GrowAtNineTenths {
     using Entry = TRXTypeCodeAt;
     static bool isFree(const Entry& entry) { return !entry.type; }
     static uint32_t hash(const Entry& entry) { return hash(entry.position); }
     static uint32_t hash(int64_t position) { return static_cast<uint32_t>(position); }
     static uint64_t fingerprint(const Entry& entry) { return fingerprint(entry.position); }
     static uint64_t fingerprint(int64_t position) {
-        return mixFingerprint(0, static_cast<uint64_t>(position));
+        return harbolance::mixFingerprint(0, static_cast<uint64_t>(position));
     }
     static bool equal(const Entry& stored, const Entry& entry) { return stored.position == entry.position; }
     static bool equal(const Entry& stored, int64_t position) { return stored.position == position; }
@@ -41,15 +41,15 @@ public:
     void reset(Cleanup cleanup);
 
 private:
-    struct ByObject : GrowAtNineTenths {
+    struct ByObject : harbolance::GrowAtNineTenths {
         using Entry = TRXTypeCodeAt;
         static bool isFree(const Entry& entry) { return !entry.type; }
-        static uint32_t hash(const Entry& entry) { return pointerHash(entry.type); }
-        static uint32_t hash(const CORBA_TypeCode* type) { return pointerHash(type); }
+        static uint32_t hash(const Entry& entry) { return harbolance::pointerHash(entry.type); }
+        static uint32_t hash(const CORBA_TypeCode* type) { return harbolance::pointerHash(type); }
         static bool equal(const Entry& stored, const Entry& entry) { return stored.type == entry.type; }
         static bool equal(const Entry& stored, const CORBA_TypeCode* type) { return stored.type == type; }
     };
 
-    HashTable<TRXByPosition> _objects{16};
-    HashTable<ByObject> _positions{16};
+    harbolance::HashTable<TRXByPosition> _objects{16};
+    harbolance::HashTable<ByObject> _positions{16};
 };

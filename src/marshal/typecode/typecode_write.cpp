@@ -10,6 +10,8 @@
 #include <optional>
 #include <vector>
 
+using namespace harbolance;
+
 namespace {
 
 // What follows the kind of a TypeCode is the same in both modes; how a TypeCode inside a TypeCode is written
