@@ -3,9 +3,10 @@
 // The ORB's data. Text and its holders (vstr.h, var.h), the exception tree (vexcept.h), the typed streams
 // with their readable form (vstream.h), their CDR form in memory (vbuf.h) and the pool of buffers
 // (buffer_pool.h), sequences (sequence.h, octet_sequence.h), references and what stands in them (vior.h,
-// vobjectid.h, code_sets.h) with the operations on them (vutil.h), the life of an object (vobject.h), types
-// at run time (typecode.h) and values with their types (any.h). Everything that crosses an interface is
-// written to a TRXostream and read from a TRXistream; which of the two forms it takes is the stream's affair.
+// vobjectid.h, code_sets.h) with the operations on them (vutil.h), what is needed of objects
+// (object_operations.h), types at run time (typecode.h) and values with their types (any.h). Everything that
+// crosses an interface is written to a TRXostream and read from a TRXistream; which of the two forms it takes
+// is the stream's affair.
 //
 // This file fixes the widths. They are those of the wire, whatever C++'s `long` measures: a plain C++ `long`
 // that is handed to a stream goes out as 4 octets, so CORBA_LongLong must not be an alias of it.

@@ -4,8 +4,8 @@
 #include "base/list.h"
 #include "base/refcount.h"
 #include "marshal/cdr/vbuf.h"
-#include "marshal/reference/vobject.h"
 #include "marshal/sequence/octet_sequence.h"
+#include "object/vobject.h"
 
 #include <span>
 #include <vector>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "marshal/reference/vobject.h"
 #include "marshal/sequence/string_sequence.h"
+#include "object/vobject.h"
 #include "object/vprop.h"
 #include "orb/vinit.h"
 

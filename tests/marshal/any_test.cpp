@@ -1,6 +1,6 @@
 #include "marshal/any/unknown_user_exception.h"
 #include "marshal/sequence/octet_sequence.h"
-#include "objects.h"
+#include "object/objects.h"
 #include "typecodes.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
-#include "marshal/objects.h"
 #include "marshal/octet_sequences.h"
 #include "marshal/reference/code_sets.h"
 #include "marshal/reference/profile_keys.h"
 #include "marshal/reference/vutil.h"
+#include "object/objects.h"
 
 #include <gtest/gtest.h>
 
@@ -262,18 +262,18 @@ TEST(ObjectStream, readsNilAndHandsOtherReferencesToTheConverter) {
     EXPECT_THROW(in >> *object.out(), CORBA_INITIALIZE);
     EXPECT_TRUE(CORBA_is_nil(object.in()));
 
-    const auto before =
-        TRXUtil::converter([](const IOP::IOR& ior, const CORBA_TypeInfo*, CORBA_Boolean connect,
-                              CORBA_Boolean localFlag, CORBA_Boolean) -> CORBA_Object* {
-            EXPECT_FALSE(connect);
-            EXPECT_TRUE(localFlag);
-            auto* made = new PlainObject;
-            made->role().reference = ior;
-            return made;
-        });
+    const auto before = harbolance::setReferenceConverter([](const IOP::IOR& ior, const CORBA_TypeInfo*,
+                                                             CORBA_Boolean connect, CORBA_Boolean localFlag,
+                                                             CORBA_Boolean) -> CORBA_Object* {
+        EXPECT_FALSE(connect);
+        EXPECT_TRUE(localFlag);
+        auto* made = new PlainObject;
+        made->role().reference = ior;
+        return made;
+    });
     in.seek(second);
     in >> *object.out();
-    TRXUtil::converter(before);
+    harbolance::setReferenceConverter(before);
     ASSERT_FALSE(CORBA_is_nil(object.in()));
     EXPECT_STREQ(object->_interface_name(), "IDL:A:1.0");
     EXPECT_EQ(object->_ref_count(), 1u);

@@ -1,4 +1,4 @@
-#include "marshal/objects.h"
+#include "object/objects.h"
 #include "object/root_types.h"
 #include "object/vtypeinf.h"
 

@@ -1,11 +1,12 @@
 #include "marshal/any/any.h"
 
-#include "marshal/reference/vior.h"
-#include "marshal/reference/vobject.h"
+#include "marshal/reference/object_operations.h"
 #include "marshal/sequence/octet_sequence.h"
 
 #include <cwchar>
 #include <functional>
+
+using namespace harbolance;
 
 namespace {
 
@@ -23,16 +24,9 @@ int compareHeld(const void* a, const void* b, Compare compareBoth) {
     return compareBoth(*static_cast<const T*>(a), *static_cast<const T*>(b));
 }
 
-// Two stubs are equal that refer to the same. The order of different objects means nothing, and holds for as
-// long as both live.
-int compareObjects(const void* a, const void* b) {
-    const auto isStub = [](const void* object) {
-        return object && !static_cast<const CORBA_Object*>(object)->_is_local();
-    };
-    const auto reference = [](const void* object) -> const IOP::IOR& {
-        return static_cast<const CORBA_Object*>(object)->impl()->role().ior();
-    };
-    if (a == b || (isStub(a) && isStub(b) && reference(a) == reference(b)))
+// The order of different objects means nothing, and holds for as long as both live.
+int compareObjects(CORBA_Object* a, CORBA_Object* b) {
+    if (a == b || (a && b && ObjectOperations::installed().areEquivalent(a, b)))
         return 0;
     return std::less<>{}(a, b) ? -1 : 1;
 }
@@ -82,7 +76,7 @@ void CORBA_Any::freeValue() {
     switch (kind) {
     case tk_any: CORBA_release(static_cast<CORBA_Any*>(_value)); break;
     case tk_TypeCode: CORBA_release(static_cast<CORBA_TypeCode*>(_value)); break;
-    case tk_objref: CORBA_release(static_cast<CORBA_Object*>(_value)); break;
+    case tk_objref: releaseObject(static_cast<CORBA_Object*>(_value)); break;
     case tk_Principal: CORBA_release(static_cast<CORBA_OctetSequence*>(_value)); break;
     case tk_wstring: CORBA_wstring_free(static_cast<CORBA_WChar*>(_value)); break;
     default:
@@ -171,7 +165,7 @@ void CORBA_Any::copyFrom(const CORBA_Any& other) {
         value = other._value ? new CORBA_Any(*static_cast<const CORBA_Any*>(other._value)) : nullptr;
         break;
     case tk_TypeCode: value = CORBA_TypeCode::_duplicate(other._held_type()); break;
-    case tk_objref: value = CORBA_Object::_duplicate(static_cast<CORBA_Object*>(other._value)); break;
+    case tk_objref: value = duplicateObject(static_cast<CORBA_Object*>(other._value)); break;
     case tk_Principal:
         value = CORBA_OctetSequence::_duplicate(static_cast<CORBA_OctetSequence*>(other._value));
         break;
@@ -227,7 +221,8 @@ int CORBA_Any::_compare_values(const CORBA_Any& a, const CORBA_Any& b) {
     case tk_Principal:
         return compareHeld<CORBA_OctetSequence>(a._value, b._value,
                                                 [](const auto& x, const auto& y) { return ::compare(x, y); });
-    case tk_objref: return compareObjects(a._value, b._value);
+    case tk_objref:
+        return compareObjects(static_cast<CORBA_Object*>(a._value), static_cast<CORBA_Object*>(b._value));
     case tk_string: return CORBA_string_compare(a._text(), b._text());
     case tk_wstring:
         return CORBA_wstring_compare(static_cast<const CORBA_WChar*>(a._value),

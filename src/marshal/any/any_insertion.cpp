@@ -1,8 +1,10 @@
 #include "marshal/any/any.h"
-#include "marshal/reference/vobject.h"
+#include "marshal/reference/object_operations.h"
 #include "marshal/sequence/octet_sequence.h"
 
 #include <cwchar>
+
+using namespace harbolance;
 
 namespace {
 
@@ -78,11 +80,12 @@ void operator<<=(CORBA_Any& any, CORBA_TypeCode* type) {
 void operator<<=(CORBA_Any& any, CORBA_Object* object) {
     CORBA_TypeCode_var type = _tc_Object;
     if (object) {
-        const char* scoped = object->impl()->role().type_name();
+        const ObjectOperations& operations = ObjectOperations::installed();
+        const char* scoped = operations.typeName(object);
         const char* colon = std::strrchr(scoped, ':');
-        type = new CORBA_TypeCode(object->_interface_name(), colon ? colon + 1 : scoped, false);
+        type = new CORBA_TypeCode(operations.interfaceName(object), colon ? colon + 1 : scoped, false);
     }
-    any._adopt(type, CORBA_Object::_duplicate(object), 0);
+    any._adopt(type, duplicateObject(object), 0);
 }
 
 bool operator>>=(const CORBA_Any& any, CORBA_Short& value) { return extract(any, tk_short, value); }
@@ -144,7 +147,7 @@ bool operator>>=(const CORBA_Any& any, CORBA_TypeCode*& type) {
 bool operator>>=(const CORBA_Any& any, CORBA_Object*& object) {
     if (any._type()->kind() != tk_objref)
         return false;
-    object = CORBA_Object::_duplicate(static_cast<CORBA_Object*>(const_cast<void*>(any._representation())));
+    object = duplicateObject(static_cast<CORBA_Object*>(const_cast<void*>(any._representation())));
     return true;
 }
 

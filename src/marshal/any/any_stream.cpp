@@ -1,9 +1,11 @@
 #include "marshal/any/any.h"
 #include "marshal/any/value_walk.h"
 #include "marshal/cdr/nesting.h"
-#include "marshal/reference/vobject.h"
+#include "marshal/reference/object_operations.h"
 #include "marshal/sequence/octet_sequence.h"
 #include "marshal/text/print_form.h"
+
+using namespace harbolance;
 
 namespace {
 

@@ -3,13 +3,15 @@
 #include "marshal/any/any.h"
 #include "marshal/cdr/nesting.h"
 #include "marshal/marshal_settings.h"
+#include "marshal/reference/object_operations.h"
 #include "marshal/reference/vior.h"
-#include "marshal/reference/vobject.h"
 #include "marshal/sequence/octet_sequence.h"
 #include "marshal/text/print_form.h"
 
 #include <algorithm>
 #include <string>
+
+using namespace harbolance;
 
 TRXValueWalk::TRXValueWalk(TRXistream& in, TRXostream& out, Purpose purpose)
     : _in(in), _out(out), _buffer(dynamic_cast<CORBA_MarshalInBuffer*>(&in)), _purpose(purpose) {}
@@ -142,9 +144,10 @@ void TRXValueWalk::moveAny() {
 
 void TRXValueWalk::moveReference() {
     if (_purpose == Purpose::print) {
-        CORBA_Object_var object;
-        _in >> object.inout();
-        printObject(_out, object);
+        CORBA_Object* read = nullptr;
+        _in >> read;
+        const HeldObject object(read);
+        printObject(_out, object.get());
     } else {
         copyReference();
     }
@@ -317,14 +320,4 @@ void TRXValueWalk::moveInPieces(CORBA_ULong count) {
         }
         count -= some;
     }
-}
-
-void printObject(TRXostream& stream, CORBA_Object* object) {
-    if (!object) {
-        stream.write_raw("(nil)", 5);
-        return;
-    }
-    const std::string_view id = object->_interface_name();
-    stream.write_raw("Repository ID: ", 15);
-    stream.write_raw(id.data(), static_cast<CORBA_ULong>(id.size()));
 }

@@ -69,7 +69,3 @@ private:
     uint64_t _passed = 0;
     uint64_t _credit = 1024; // types that may be visited before octets have to be passed
 };
-
-// The print form of a reference to an object: its repository id.
-class CORBA_Object;
-void printObject(TRXostream& stream, CORBA_Object* object);

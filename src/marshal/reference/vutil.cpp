@@ -1,6 +1,7 @@
 #include "marshal/reference/vutil.h"
 
 #include "marshal/cdr/encapsulation.h"
+#include "marshal/reference/object_operations.h"
 #include "marshal/reference/profile_keys.h"
 
 #include <algorithm>
@@ -59,8 +60,6 @@ std::string replaced(std::string_view text, std::string_view what, std::string_v
     }
     return result.append(text, from);
 }
-
-constinit TRXUtil::Converter currentConverter = nullptr;
 
 } // namespace
 
@@ -153,13 +152,7 @@ CORBA_Object* TRXUtil::convert(const IOP::IOR& ior, const CORBA_TypeInfo* info, 
                                CORBA_Boolean localFlag, CORBA_Boolean skipLocal) {
     if (ior.profiles.length() == 0)
         return nullptr;
-    if (!currentConverter)
-        throw CORBA_INITIALIZE();
-    return currentConverter(ior, info, connect, localFlag, skipLocal);
-}
-
-TRXUtil::Converter TRXUtil::converter(Converter converter) {
-    return std::exchange(currentConverter, converter);
+    return harbolance::ObjectOperations::installed().convert(ior, info, connect, localFlag, skipLocal);
 }
 
 char* TRXUtil::rep_id_to_name(const char* repositoryId) {

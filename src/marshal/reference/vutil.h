@@ -53,14 +53,10 @@ public:
 
     // The object that a reference stands for: a new reference, null for one without profiles. `connect`
     // reaches for it at once; `skipLocal` does not look among the objects of this process, where `localFlag`
-    // is passed on. Without a Converter anything but null raises CORBA_INITIALIZE.
+    // is passed on. The layer above does it (object_operations.h); before that is ready, and for anything but
+    // null, it raises CORBA_INITIALIZE.
     static CORBA_Object* convert(const IOP::IOR& ior, const CORBA_TypeInfo* info, CORBA_Boolean connect = 0,
                                  CORBA_Boolean localFlag = 0, CORBA_Boolean skipLocal = 0);
-    // What makes an object of a reference with profiles: the layer that has stubs and adapters sets it.
-    using Converter = CORBA_Object* (*)(const IOP::IOR& ior, const CORBA_TypeInfo* info,
-                                        CORBA_Boolean connect, CORBA_Boolean localFlag,
-                                        CORBA_Boolean skipLocal);
-    static Converter converter(Converter converter); // returns the one before
 
     // --- Names -----------------------------------------------------------------------------------------
 

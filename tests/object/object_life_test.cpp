@@ -1,5 +1,5 @@
-#include "marshal/objects.h"
 #include "marshal/sequence/sequence.h"
+#include "object/objects.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/refcount.h"
+#include "marshal/reference/object_operations.h"
 #include "marshal/sequence/sequence_element.h"
 #include "marshal/var.h"
 
@@ -9,11 +10,16 @@
 // The life of an object: how references to it are counted, and when it dies. What an object does, as a stub
 // that sends requests or as a servant that takes them, is added from above as its role.
 
-class CORBA_Object;
-class CORBA_TypeInfo;
-namespace IOP {
-struct IOR;
-}
+namespace harbolance {
+
+// What makes an object of a reference with profiles, for TRXUtil::convert: the layer that has stubs and
+// adapters sets it. Without one every such reference raises CORBA_INITIALIZE.
+using ReferenceConverter = CORBA_Object* (*)(const IOP::IOR& ior, const CORBA_TypeInfo* info,
+                                             CORBA_Boolean connect, CORBA_Boolean localFlag,
+                                             CORBA_Boolean skipLocal);
+ReferenceConverter setReferenceConverter(ReferenceConverter converter); // returns the one before
+
+} // namespace harbolance
 
 // The half that makes an object a stub or a servant. Upper layers derive one class for each. Texts and
 // references that are handed out live as long as the role.
@@ -91,14 +97,6 @@ using CORBA_Object_var = TRXVar<CORBA_Object>;
 
 void CORBA_release(CORBA_Object* object);
 inline bool CORBA_is_nil(const CORBA_Object* object) { return object == nullptr; }
-
-// The wire form of a reference. Null is written as the nil reference.
-TRXostream& operator<<(TRXostream& stream, CORBA_Object* object);
-// The caller owns the new reference, null for the nil reference; the old pointer is overwritten. It is null
-// when the stream raises.
-TRXistream& operator>>(TRXistream& stream, CORBA_Object*& object);
-// The same for a reference that is expected to be of type `info`.
-TRXistream& read_reference(TRXistream& stream, CORBA_Object*& object, const CORBA_TypeInfo* info);
 
 // References as elements of a sequence (sequence.h). `Interface` has a `_duplicate` of
 // its own and the stream operators.

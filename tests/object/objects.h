@@ -1,7 +1,7 @@
 #pragma once
 
 #include "marshal/reference/vior.h"
-#include "marshal/reference/vobject.h"
+#include "object/vobject.h"
 
 #include <functional>
 #include <memory>
