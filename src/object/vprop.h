@@ -7,19 +7,6 @@
 #include <string>
 #include <string_view>
 
-struct TRXPropertyTraits : harbolance::GrowAtNineTenths {
-    struct Property {
-        std::string key; // upper case
-        std::string value;
-    };
-    using Entry = std::unique_ptr<Property>;
-    static bool isFree(const Entry& entry) { return !entry; }
-    static uint32_t hash(std::string_view key) { return harbolance::stringHash(key); }
-    static uint32_t hash(const Entry& entry) { return hash(entry->key); }
-    static bool equal(const Entry& stored, std::string_view key) { return stored->key == key; }
-    static bool equal(const Entry& stored, const Entry& entry) { return equal(stored, entry->key); }
-};
-
 // Options by name, as they come from a command line. Keys know no case: "ORBagentport" and "OrbAgentPort" are
 // one. All arguments are non-null.
 class TRXPropertyList {
@@ -47,5 +34,18 @@ public:
     std::optional<bool> flag(const char* key) const;
 
 private:
-    harbolance::HashTable<TRXPropertyTraits> _table{16};
+    struct Traits : harbolance::GrowAtNineTenths {
+        struct Property {
+            std::string key; // upper case
+            std::string value;
+        };
+        using Entry = std::unique_ptr<Property>;
+        static bool isFree(const Entry& entry) { return !entry; }
+        static uint32_t hash(std::string_view key) { return harbolance::stringHash(key); }
+        static uint32_t hash(const Entry& entry) { return hash(entry->key); }
+        static bool equal(const Entry& stored, std::string_view key) { return stored->key == key; }
+        static bool equal(const Entry& stored, const Entry& entry) { return equal(stored, entry->key); }
+    };
+
+    harbolance::HashTable<Traits> _table{16};
 };

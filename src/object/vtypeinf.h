@@ -1,9 +1,130 @@
 #pragma once
 
-#include "object/vtinfo.h"
+#include "base/hash_table.h"
+#include "base/list.h"
+#include "base/refcount.h"
+#include "marshal/text/vstr.h"
+#include "object/vobject.h"
 
 #include <concepts>
 #include <initializer_list>
+#include <span>
+#include <vector>
+
+// The registry of interfaces: what the process knows of each IDL interface, found by name or repository id.
+// Generated code holds a CORBA_TypeInfo for each of the two halves of an interface. Constructing it, before
+// `main`, enters the half in the registry; the halves come in either order and share one TRXTypeInfo, the
+// entry. The stub half brings repository id, stub factory and bases, the skeleton half the table of
+// operations. A client has the stub halves only.
+
+class CORBA_MarshalInBuffer;
+class CORBA_OctetSequence;
+class CORBA_TypeInfo;
+
+// Reads the arguments, calls the servant and writes the results. `object` is the servant as the type that
+// owns the operation; `pdata` is for the object's `_prepare_reply`.
+using TRXSkeleton = void (*)(void* object, CORBA_MarshalInBuffer& arguments, CORBA_OctetSequence* principal,
+                             const char* operation, void* pdata);
+
+// One operation in a skeleton's table, which is static data of the skeleton.
+struct TRXMethod {
+    const char* operation;
+    TRXSkeleton skeleton;
+};
+
+using TRXObjectFactory = CORBA_Object* (*)(); // the caller owns what it makes
+using TRXObjectFactoryList = TRXList<TRXObjectFactory>;
+// Puts the objects that the factories make around `object` and returns the outermost, or `object` itself.
+using TRXWrapFunction = CORBA_Object* (*)(TRXObjectFactoryList& factories, CORBA_Object* object);
+
+// The entry of one interface. It lives until the last handle on it is destroyed.
+class TRXTypeInfo final : public TRXResource {
+public:
+    ~TRXTypeInfo() override;
+
+    // The entry with this name, or else with this repository id; empty when there is none.
+    static TRXRef<TRXTypeInfo> find(const char* text);
+    // The entry with this name, which is made when there is none.
+    static TRXRef<TRXTypeInfo> findOrMake(const char* name);
+    // Adds the stub half. A repository id that is taken, and a second stub half, raise CORBA_BAD_PARAM and
+    // change nothing.
+    void registerStub(const CORBA_TypeInfo* owner, const char* id, TRXObjectFactory factory,
+                      std::vector<const CORBA_TypeInfo*> bases);
+    // The half that this handle brought goes, as when its library is unloaded: nothing of it is left in the
+    // entry. Types that derive from this one go first.
+    void withdraw(const CORBA_TypeInfo* handle);
+
+    const char* name() const { return _name.in(); }
+    const char* id() const { return _registered ? _id.in() : nullptr; } // null without a stub half
+    const CORBA_TypeInfo* owner() const { return _owner; } // the handle of the stub half, or null
+    std::span<const CORBA_TypeInfo* const> bases() const { return _bases; } // as declared
+    void setBases(std::vector<const CORBA_TypeInfo*> bases) { _bases = std::move(bases); }
+    // The skeleton half of `handle`. The table is not copied. A merged table that `findMethod` has built
+    // already stays as it is.
+    void setMethods(CORBA_ULong count, const TRXMethod* methods, const CORBA_TypeInfo* handle = nullptr) {
+        _methods = {methods, count};
+        _skeleton_owner = handle;
+    }
+
+    // Whether this type or one of its bases has that repository id. A type without one of its own says no.
+    bool hasId(const char* id) const;
+
+    // The skeleton of an operation of this type or its bases, and the type that it belongs to. The derived
+    // type's goes before its bases', an earlier base's before a later one's. A type whose own table begins
+    // with "__dynamic" takes every other operation with that entry. Null when nobody takes the operation;
+    // `out` is unchanged then.
+    TRXSkeleton findMethod(const char* operation, const CORBA_TypeInfo*& out);
+
+    bool hasFactory() const { return _factory || _user_factory; }
+    // A new stub with one reference. There has to be a factory; the user's goes first.
+    CORBA_Object* createStub() const;
+    void setUserFactory(TRXObjectFactory factory) { _user_factory = factory; } // null clears it
+
+    // What the wrap function puts around the object, from the factories of its side; the object itself when
+    // there is no such function.
+    CORBA_Object* createWrappedObject(CORBA_Object* object);
+    void setWrapper(TRXWrapFunction wrap) { _wrap = wrap; }
+    void addFactory(TRXObjectFactory factory, bool client) { factories(client).append(factory); }
+    // Takes the first one that is equal out; the others keep their order.
+    void removeFactory(TRXObjectFactory factory, bool client) { factories(client).remove(factory); }
+
+private:
+    struct MethodTraits : harbolance::GrowAtNineTenths {
+        struct Entry {
+            const char* operation = nullptr;
+            TRXSkeleton skeleton = nullptr;
+            const TRXTypeInfo* type = nullptr; // whose table it came from
+        };
+        static bool isFree(const Entry& entry) { return !entry.type; }
+        static uint32_t hash(const char* operation) { return CORBA_string_hash(operation); }
+        static uint32_t hash(const Entry& entry) { return hash(entry.operation); }
+        static bool equal(const Entry& stored, const char* operation) {
+            return CORBA_string_compare(stored.operation, operation) == 0;
+        }
+        static bool equal(const Entry& stored, const Entry& entry) { return equal(stored, entry.operation); }
+    };
+    using MethodTable = harbolance::HashTable<MethodTraits>;
+
+    explicit TRXTypeInfo(const char* name) : _name(name) {}
+
+    void mergeMethodsInto(MethodTable& table) const;
+    TRXObjectFactoryList& factories(bool client) { return client ? _client_factories : _server_factories; }
+
+    MethodTable _methods_by_name{16};
+    CORBA_String_var _name;
+    CORBA_String_var _id;
+    bool _registered = false; // in the dictionary by id
+    std::vector<const CORBA_TypeInfo*> _bases;
+    const CORBA_TypeInfo* _owner = nullptr;
+    const CORBA_TypeInfo* _skeleton_owner = nullptr;
+    std::span<const TRXMethod> _methods;
+    bool _methods_built = false;
+    TRXObjectFactory _factory = nullptr;
+    TRXObjectFactory _user_factory = nullptr;
+    TRXWrapFunction _wrap = nullptr;
+    TRXObjectFactoryList _client_factories;
+    TRXObjectFactoryList _server_factories;
+};
 
 // What generated code holds for each interface, one static object for each half: making it enters that half
 // in the registry, and both halves share one TRXTypeInfo. The address of the stub half's handle is passed
@@ -69,3 +190,8 @@ private:
 
     TRXRef<TRXTypeInfo> _impl;
 };
+
+// The types of the CORBA module itself, which every process has: the root of all references, and the root of
+// interfaces that have no reference of their own. Neither has a stub factory.
+extern const CORBA_TypeInfo CORBA_Object_type;
+extern const CORBA_TypeInfo CORBA_Current_type;
