@@ -1,11 +1,10 @@
-#include "location/locate_init.h"
-#include "location/location_resolver.h"
-#include "location/vagentopts.h"
+#include "location/modules.h"
 #include "orb/vorb.h"
 
-// The library's modules, in the order in which they register. The order shows: initialisers of one priority
-// run in it, and registries list their members by slots that depend on it. So all of them stand here, in the
-// topmost folder, which sees them all. They leave in reverse order; the factory takes its ORB with it.
+// The library's modules, in the order in which they register. The order is visible: initialisers of equal
+// priority run in it, and the slots in which registries list their members depend on it. So all of them are
+// defined in this one file, above all folders. They are destroyed in reverse order; the factory destroys its
+// ORB.
 
 namespace {
 

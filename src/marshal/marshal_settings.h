@@ -3,7 +3,6 @@
 // Process-wide options that change what is written and accepted. They start as the defaults; the ORB's
 // start-up fills them from its command line.
 struct TRXMarshalSettings {
-    bool backCompat = false;   // names of older peers
     bool backDII = false;      // flat TypeCodes
     bool nullString = false;   // a null string is the length 0, not an error
     bool tcIndirection = true; // an encapsulated TypeCode may point back at an earlier one

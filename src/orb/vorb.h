@@ -3,9 +3,12 @@
 #include "marshal/sequence/string_sequence.h"
 #include "object/vobject.h"
 #include "object/vprop.h"
-#include "orb/vinit.h"
+#include "orb/module_registry.h"
 
 #include <memory>
+
+// The ORB: how a program starts it and what it asks of it. The steps of the start-up and the shut-down are in
+// start_up.cpp, what takes part in them in module_registry.h.
 
 class CORBA_ORB {
 public:
@@ -16,6 +19,21 @@ public:
     virtual CORBA_Object* resolve_initial_references(const char* name) = 0;
     virtual ~CORBA_ORB();
 };
+
+// Starts the ORB with the id that `orb_id`, or else -ORBid, or else "ORB" names, and returns it; later calls
+// return the same one, which stays the library's. Null for an unknown id.
+//
+// Every call takes the -ORB words and those of the modules out of `argv`, keeping the order of the rest, puts
+// them into the ORB's properties and applies these; a faulty option ends the process with a message. The
+// first call also
+//   - makes a failing `operator new` raise CORBA_NO_RESOURCES with errno as minor code,
+//   - has SIGINT and SIGTERM shut the ORB down and end the process with status 0 at once, where the program
+//     has left them at their default,
+//   - and has a normal exit shut the ORB down.
+CORBA_ORB* CORBA_ORB_init(int& argc, char** argv, const char* orb_id = nullptr);
+
+// Without a command line: the usual way to the ORB that is there.
+CORBA_ORB* CORBA_ORB_init();
 
 class TRXORB : public CORBA_ORB, public TRXPropertyList {
 public:

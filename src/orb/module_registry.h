@@ -1,9 +1,8 @@
 #pragma once
 
-// The start-up of the ORB, and what registers with it before `main` runs: module initialisers, makers of
-// initial references and makers of ORBs. Each of these is an object that enters a process-wide registry when
-// it is made and leaves it when it is destroyed; a registry exists from its first member to its last. vorb.h
-// is the ORB itself, vprop.h the options, settings.h what the start-up leaves for everybody to read.
+// What registers with the ORB before `main` runs: initialisers, makers of initial references and makers of
+// ORBs. Each is an object that enters a process-wide registry when it is made and leaves it when it is
+// destroyed; a registry exists from its first member to its last. src/modules.cpp makes the library's own.
 
 #include "marshal/types.h"
 
@@ -11,25 +10,12 @@
 #include <string_view>
 #include <vector>
 
+class CORBA_BOA;
 class CORBA_ORB;
 class CORBA_Object;
 
-// Starts the ORB with the id that `orb_id`, or else -ORBid, or else "ORB" names, and returns it; later calls
-// return the same one, which stays the library's. Null for an unknown id.
-//
-// Every call takes the -ORB words and those of the modules out of `argv`, keeping the order of the rest, puts
-// them into the ORB's properties and applies these; a faulty option ends the process with a message. The
-// first call also
-//   - makes a failing `operator new` raise CORBA_NO_RESOURCES with errno as minor code,
-//   - has SIGINT and SIGTERM shut the ORB down and end the process with status 0 at once, where the program
-//     has left them at their default,
-//   - and has a normal exit shut the ORB down.
-CORBA_ORB* CORBA_ORB_init(int& argc, char** argv, const char* orb_id = nullptr);
-
-// Without a command line: the usual way to the ORB that is there.
-CORBA_ORB* CORBA_ORB_init();
-
-// A module that takes part in the start-up: it may take options of its own out of the command line.
+// A module that takes part in the start-up of the ORB and of its object adapters: it may take options of its
+// own out of the command line. The hooks do nothing by default.
 class TRXInit {
 public:
     // Lower priorities run first, equal ones in the order in which they were made.
@@ -40,9 +26,12 @@ public:
 
     // Runs in every CORBA_ORB_init, also in those that come without a command line and have `argc` 0.
     virtual void ORB_init(int& argc, char** argv, CORBA_ORB* orb);
+    // Runs for every adapter that is made or asked for by name.
+    virtual void BOA_init(int& argc, char** argv, CORBA_BOA* boa);
 
-    // Calls ORB_init of all of them.
+    // Calls the hook of all of them, in their order.
     static void initializeAll(int& argc, char** argv, CORBA_ORB* orb);
+    static void initializeAll(int& argc, char** argv, CORBA_BOA* boa);
 };
 
 // Makes the object behind the initial reference of one name. Of two with one name the later counts.

@@ -1,4 +1,7 @@
-#include "location/locate_init.h"
+#include "location/modules.h"
+
+#include "orb/orb_settings.h"
+#include "orb/vorb.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -54,3 +57,16 @@ bool LocateInitializer::take(const char* option, const char* value) {
         return false;
     return true;
 }
+
+CORBA_Object* TRXLocationService::resolve(CORBA_ORB*) { return nullptr; }
+
+std::optional<std::string> TRXAgentOptions::option(const char* key) {
+    if (!std::string_view(key).starts_with("OA"))
+        CORBA_ORB_init();
+    const TRXORB* orb = TRXORB::current();
+    return orb ? orb->property(key) : std::nullopt;
+}
+
+int TRXAgentOptions::agentPort() { return orbSettings.agentPort; }
+
+void TRXAgentOptions::setAgentPort(int port) { orbSettings.agentPort = static_cast<uint16_t>(port); }

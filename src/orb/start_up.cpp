@@ -3,6 +3,7 @@
 #include "marshal/exception/vexcept.h"
 #include "marshal/marshal_settings.h"
 #include "marshal/typecode/typecode.h"
+#include "object/global_table.h"
 #include "orb/orb_settings.h"
 #include "orb/vorb.h"
 
@@ -12,9 +13,10 @@
 #include <new>
 #include <unistd.h>
 
-using namespace harbolance;
+// CORBA_ORB_init and its opposite: what happens once for the process, how the options get into the settings
+// of the layers, and how the ORB is shut down.
 
-// The way up and the way down.
+using namespace harbolance;
 
 namespace {
 
@@ -22,8 +24,9 @@ namespace {
     throw CORBA_NO_RESOURCES(static_cast<CORBA_ULong>(errno), COMPLETED_NO);
 }
 
-// In a normal exit the functions that were registered later, such as the agent session's, have run already;
-// after a signal they run here. The list gives each of them away before it runs it, this one too.
+// Runs at exit and on a termination signal. At exit the functions that were registered later, such as the
+// agent session's, have run before; on a signal they run here. Each function leaves the list before it runs,
+// so none runs twice, this one included.
 void shutDown() {
     runExitFunctions();
     orbSettings.shuttingDown = true;
@@ -34,8 +37,8 @@ extern "C" void endOnSignal(int) {
     ::_exit(0);
 }
 
-// The work of the handler is more than a signal may do in the middle of an allocation. Should it get stuck
-// there, a second signal of the kind ends the process.
+// The shut-down allocates memory, which is not safe in a signal handler: a signal that arrives inside malloc
+// may block it for ever. The handler is therefore installed for one signal; a second one ends the process.
 void handleIfDefault(int signal) {
     struct sigaction present {};
     if (::sigaction(signal, nullptr, &present) != 0)
@@ -56,7 +59,7 @@ void prepareProcess() {
     CORBA_TypeCode::_start_up();
 }
 
-// An id as the last word has no value and is none.
+// "-ORBid" as the last word has no value and is not looked at here; `parse` reports it.
 const char* idFrom(int argc, char** argv) {
     for (int i = 0; i < argc - 1; ++i) {
         if (std::strcmp(argv[i], "-ORBid") == 0)
@@ -80,10 +83,10 @@ void readBufferSize(const TRXPropertyList& list, const char* key, int& size) {
         size = *number >= 1 && *number <= largest ? static_cast<int>(*number) : 0;
 }
 
-// In this order: the two narrower options win over the one that sets them as well.
+// "ORBbackcompat" comes first: it sets the next two as well, and their own options override it.
 void readSettings(const TRXPropertyList& list) {
     if (const auto backCompat = list.flag("ORBbackcompat")) {
-        marshalSettings.backCompat = *backCompat;
+        TRXGlobalTable::instance()->backCompat = *backCompat;
         marshalSettings.backDII = *backCompat;
         marshalSettings.nullString = *backCompat;
     }
@@ -104,8 +107,7 @@ void readSettings(const TRXPropertyList& list) {
 CORBA_ORB* CORBA_ORB_init(int& argc, char** argv, const char* orb_id) {
     if (!orb_id)
         orb_id = idFrom(argc, argv);
-    static const bool prepared = (prepareProcess(), true);
-    static_cast<void>(prepared);
+    [[maybe_unused]] static const bool prepared = (prepareProcess(), true);
     TRXORBFactory* factory = TRXORBFactory::find(std::string_view(orb_id));
     if (!factory)
         return nullptr;

@@ -1,4 +1,4 @@
-#include "orb/vinit.h"
+#include "orb/module_registry.h"
 
 #include "base/hash_table.h"
 #include "base/list.h"
@@ -35,8 +35,8 @@ struct ByKey : GrowAtNineTenths {
     }
 };
 
-// Plain pointers, so that what registers in a static constructor finds them ready and what leaves in a static
-// destructor finds them still there.
+// Plain pointers with constant initialisation: static constructors and destructors of any file can use them,
+// whatever the order of the files.
 constinit TRXList<TRXInitStruct>* initializers = nullptr;
 constinit HashTable<ByName<TRXResolver>>* TRXResolver_dict = nullptr;
 constinit HashTable<ByName<TRXORBFactory>>* factoriesByName = nullptr;
@@ -49,7 +49,7 @@ void enter(HashTable<Traits>*& registry, T* object) {
     *registry->insert(object).entry = object;
 }
 
-// Nothing happens when a later object has taken the place.
+// Does nothing when a later object of the same name has replaced this one.
 template <class Traits, class T>
 void leave(HashTable<Traits>*& registry, T* object) {
     T** found = registry ? registry->find(object) : nullptr;
@@ -89,9 +89,16 @@ TRXInit::~TRXInit() {
 
 void TRXInit::ORB_init(int&, char**, CORBA_ORB*) {}
 
+void TRXInit::BOA_init(int&, char**, CORBA_BOA*) {}
+
 void TRXInit::initializeAll(int& argc, char** argv, CORBA_ORB* orb) {
     for (uint32_t i = 0; initializers && i < initializers->count(); ++i)
         initializers->at(i).initializer->ORB_init(argc, argv, orb);
+}
+
+void TRXInit::initializeAll(int& argc, char** argv, CORBA_BOA* boa) {
+    for (uint32_t i = 0; initializers && i < initializers->count(); ++i)
+        initializers->at(i).initializer->BOA_init(argc, argv, boa);
 }
 
 TRXResolver::TRXResolver(const char* name) : _name(name) { enter(TRXResolver_dict, this); }
