@@ -5,22 +5,38 @@
 
 namespace harbolance {
 
-// The side index of a hash table whose probe runs have grown long. The protocol's string hash gives names
-// that differ in a few digits the same start slots, so a set of 100,000 such names, or one that a hostile
-// peer made, would be searched in quadratic time. The index answers both questions of a probe directly: where
-// an equal entry stands, by a fingerprint that hardly collides, and which slot a new entry falls to, by leaps
-// over what is known to be occupied. It gives exactly the slot that the plain walk gives.
+// What lets a hash table find out cheaply that its probe runs have grown long: the number of occupied slots in
+// each block of neighbouring ones. A walk over occupied slots that is two blocks long passes over a full block,
+// so while no block is full every walk is shorter than that.
+class BlockCounts {
+public:
+    static constexpr uint32_t slotsPerBlock = 64;
+
+    // For a table of that many slots, all of them free.
+    void reset(uint32_t slots) { counts_.assign((slots + slotsPerBlock - 1) / slotsPerBlock, 0); }
+    // True when the block of this slot has become full.
+    bool add(uint32_t slot) { return ++counts_[slot / slotsPerBlock] == slotsPerBlock; }
+    void remove(uint32_t slot) { --counts_[slot / slotsPerBlock]; }
+
+private:
+    std::vector<uint8_t> counts_;
+};
+
+// The side index of a hash table whose probe runs have grown long. The protocol's string hash gives names that
+// differ in a few digits the same start slots, so a set of 100,000 such names, or one that a hostile peer made,
+// would be searched in quadratic time. The index answers both questions of a probe directly: where an equal
+// entry stands, by a fingerprint that hardly collides, and which slot a new entry falls to, by jumps over what
+// is known to be occupied. It gives exactly the slot that the plain walk gives.
 class CollisionIndex {
 public:
-    // Steps of plain walking that make a table set the index up, and those before it asks one that is there.
-    static constexpr uint32_t longProbe = 64;
+    // Steps that a probe walks before it asks the index.
     static constexpr uint32_t shortProbe = 2;
 
     // `mask` is that of the table: its slots less one.
     explicit CollisionIndex(uint32_t mask)
-        : mask_(mask), leap_(mask + 1u), places_(2 * (uint64_t{mask} + 1)) {
+        : mask_(mask), below_(mask + 1u), places_(2 * (uint64_t{mask} + 1)) {
         for (uint32_t i = 0; i <= mask; ++i)
-            leap_[i] = (i - 1) & mask;
+            below_[i] = (i - 1) & mask;
     }
 
     void add(uint64_t fingerprint, uint32_t slot) {
@@ -53,22 +69,30 @@ public:
 
     // The first free slot at or below `slot`, wrapping round. There has to be one.
     template <class Occupied>
-    uint32_t freeFrom(uint32_t slot, Occupied occupied) {
+    uint32_t firstFree(uint32_t slot, Occupied occupied) const {
+        while (occupied(slot))
+            slot = below_[slot];
+        return slot;
+    }
+    // The same for a caller that fills the slot: each jump on the way becomes about twice as long, which keeps
+    // a series of insertions nearly linear.
+    template <class Occupied>
+    uint32_t firstFreeToFill(uint32_t slot, Occupied occupied) {
         while (occupied(slot)) {
-            uint32_t& below = leap_[slot];
+            uint32_t& below = below_[slot];
             if (occupied(below))
-                below = leap_[below]; // halve the path for the next who comes by
+                below = below_[below];
             slot = below;
         }
         return slot;
     }
 
-    // `slot` has become free: nothing above it may leap over it any longer.
+    // `slot` has become free: nothing above it may jump over it any longer.
     template <class Occupied>
     void reopened(uint32_t slot, Occupied occupied) {
-        leap_[slot] = (slot - 1) & mask_;
+        below_[slot] = (slot - 1) & mask_;
         for (uint32_t i = (slot + 1) & mask_; occupied(i); i = (i + 1) & mask_)
-            leap_[i] = (i - 1) & mask_;
+            below_[i] = (i - 1) & mask_;
     }
 
 private:
@@ -80,7 +104,7 @@ private:
     };
 
     static uint32_t fold(uint64_t fingerprint) { return static_cast<uint32_t>(fingerprint >> 32); }
-    // From all of the folded print, so that a place tells its home by itself.
+    // From the folded print alone, so that a place gives its home without the entry.
     uint64_t homeOf(uint64_t fingerprint) const { return homeOfPrint(fold(fingerprint)); }
     uint64_t homeOfPrint(uint32_t print) const {
         return (print * uint64_t{0x9E3779B97F4A7C15u} >> 32) & (places_.size() - 1);
@@ -100,8 +124,8 @@ private:
     }
 
     uint32_t mask_;
-    std::vector<uint32_t> leap_; // for an occupied slot: a slot below it, with nothing free in between
-    std::vector<Place> places_;  // never more than half full
+    std::vector<uint32_t> below_; // for an occupied slot: a slot below it, with nothing free in between
+    std::vector<Place> places_;   // never more than half full
 };
 
 } // namespace harbolance

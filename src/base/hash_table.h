@@ -4,8 +4,13 @@
 #include "base/string_hash.h"
 
 #include <bit>
+#include <concepts>
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <string>
+#include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -15,27 +20,33 @@ namespace harbolance {
 // linear probing downwards, backward shift on removal. The slot order is visible behaviour: sets travel and
 // print in it. So nothing here may change where an entry ends up.
 //
-// A Traits class says what is stored and how it compares:
+// Most tables hold entries that carry their key: they are a `KeyedTable` (at the end of this file). Others say
+// by a Traits class what is stored and how it compares:
 //
 //     using Entry = ...;                               // movable; Entry{} is a free slot
 //     static bool isFree(const Entry&);
 //     static uint32_t hash(const Entry&);              // and one overload for each kind of probe
 //     static bool equal(const Entry&, const Probe&);
-//     static bool full(uint32_t count, uint32_t capacity);   // from GrowWhenFull or GrowAtNineTenths
+//     static bool full(uint32_t count, uint32_t capacity);   // from one of the growth rules below
 //     static uint64_t fingerprint(const Entry&);       // optional, with an overload for each kind of probe
 //
 // `fingerprint` gives equal values for equal entries and, unlike the protocol's hash, different values for
-// different ones. Adding to such a table and searching it stay linear however its hashes collide
-// (see crowd.h). Taking an entry out walks its run.
+// different ones. Adding to such a table and searching it stay linear however its hashes collide: when its
+// probe runs grow long, an insertion builds a side index (collision_index.h), which look-ups then use. Taking
+// an entry out walks its run.
 //
 // Entries move when the table grows or an entry is removed; pointers into it live until then.
 
+// The growth rules. The first two are those of the protocol's tables, whose order can be seen.
 struct GrowWhenFull {
     static bool full(uint32_t count, uint32_t capacity) { return count > capacity - 1; }
 };
-
 struct GrowAtNineTenths {
     static bool full(uint32_t count, uint32_t capacity) { return count > 0.9 * capacity; }
+};
+// For tables whose order nobody sees. Room is cheap where slots are small, and short runs are quick to miss.
+struct GrowAtHalf {
+    static bool full(uint32_t count, uint32_t capacity) { return count > capacity / 2; }
 };
 
 // Bits of the table asked for with a size argument: its bit length, plus one when it is no power of two.
@@ -73,32 +84,28 @@ public:
     const Entry& slot(uint32_t index) const { return slots_[index]; }
     Entry& slot(uint32_t index) { return slots_[index]; }
 
-    // The slot that holds an equal entry, or the free slot where one would go.
-    template <class Probe>
-    uint32_t indexOf(const Probe& probe) const {
-        const uint32_t hash = Traits::hash(probe);
-        uint32_t index = homeOf(hash);
-        for (uint32_t steps = 0; !Traits::isFree(slots_[index]); ++steps) {
-            if (Traits::equal(slots_[index], probe))
-                return index;
-            if constexpr (indexable) {
-                if (steps == patience())
-                    return indexAmongCollisions(probe, hash);
-            }
-            index = (index - 1) & mask_;
-        }
-        return index;
-    }
-
     // The stored entry that equals the probe, or null.
     template <class Probe>
-    Entry* find(const Probe& probe) {
-        Entry& found = slots_[indexOf(probe)];
-        return Traits::isFree(found) ? nullptr : &found;
+    const Entry* find(const Probe& probe) const {
+        const Place place = search(probe);
+        return place.found ? &slots_[place.slot] : nullptr;
     }
     template <class Probe>
-    const Entry* find(const Probe& probe) const {
-        return const_cast<HashTable*>(this)->find(probe);
+    Entry* find(const Probe& probe) {
+        return const_cast<Entry*>(std::as_const(*this).find(probe));
+    }
+
+    // The slot that holds an equal entry, or the free slot where one would go. The second form is for a caller
+    // that is about to insert there.
+    template <class Probe>
+    uint32_t indexOf(const Probe& probe) const {
+        const Place place = search(probe);
+        return place.known ? place.slot : index_->firstFree(place.slot, occupied());
+    }
+    template <class Probe>
+    uint32_t indexOf(const Probe& probe) {
+        const Place place = search(probe);
+        return place.known ? place.slot : index_->firstFreeToFill(place.slot, occupied());
     }
 
     // Keeps an equal entry that is there already and leaves `entry` unused then.
@@ -122,14 +129,12 @@ public:
     // Takes the equal entry out; a free Entry when there is none.
     template <class Probe>
     Entry take(const Probe& probe) {
-        const uint32_t index = indexOf(probe);
-        if (Traits::isFree(slots_[index]))
+        const Place place = search(probe);
+        if (!place.found)
             return Entry{};
-        if (collisions_)
-            forget(index);
-        Entry taken = std::exchange(slots_[index], Entry{});
+        Entry taken = vacate(place.slot);
         --count_;
-        closeGap(index);
+        closeGap(place.slot);
         return taken;
     }
 
@@ -138,9 +143,9 @@ public:
         if (count_ > 0) {
             for (Entry& entry : slots_)
                 entry = Entry{};
+            forgetRuns();
         }
         count_ = 0;
-        collisions_.reset();
     }
 
     // Starts again, empty, with the table that `sizeArgument` gives.
@@ -149,14 +154,48 @@ public:
         mask_ = (1u << bits_) - 1;
         slots_ = std::vector<Entry>(mask_ + 1u);
         count_ = 0;
-        collisions_.reset();
+        forgetRuns();
     }
 
 private:
     static constexpr bool indexable = requires(const Entry& e) { Traits::fingerprint(e); };
+    struct NoCounts {};
+    using Counts = std::conditional_t<indexable, BlockCounts, NoCounts>;
 
-    // Steps of a probe before it turns to the side index.
-    uint32_t patience() const { return collisions_ ? CollisionIndex::shortProbe : CollisionIndex::longProbe; }
+    // Where a search ended: at an equal entry, at the free slot that ends its walk, or, with the index, at the
+    // start slot and the certainty that nothing equal is stored.
+    struct Place {
+        uint32_t slot;
+        bool found;
+        bool known; // `slot` is what `indexOf` gives
+    };
+
+    template <class Probe>
+    Place search(const Probe& probe) const {
+        const uint32_t hash = Traits::hash(probe);
+        const uint32_t home = homeOf(hash);
+        uint32_t slot = home;
+        for (uint32_t steps = 0; !Traits::isFree(slots_[slot]); ++steps) {
+            if (Traits::equal(slots_[slot], probe))
+                return {slot, true, true};
+            if constexpr (indexable) {
+                if (steps == CollisionIndex::shortProbe && index_)
+                    return searchIndex(probe, hash, home);
+            }
+            slot = (slot - 1) & mask_;
+        }
+        return {slot, false, true};
+    }
+
+    // Only an entry with the probe's own hash can stand for it: the plain walk starts where that hash says.
+    template <class Probe>
+    Place searchIndex(const Probe& probe, uint32_t hash, uint32_t home) const {
+        const uint32_t slot = index_->find(Traits::fingerprint(probe), [&](uint32_t candidate) {
+            return Traits::hash(slots_[candidate]) == hash && Traits::equal(slots_[candidate], probe);
+        });
+        const bool found = slot != CollisionIndex::none;
+        return {found ? slot : home, found, found};
+    }
 
     uint32_t homeOf(uint32_t hash) const { return ((hash * 0x9E3779B9u) >> (32 - bits_)) & mask_; }
 
@@ -167,14 +206,33 @@ private:
     void store(uint32_t index, Entry&& entry) {
         slots_[index] = std::move(entry);
         if constexpr (indexable) {
-            if (collisions_)
-                collisions_->add(Traits::fingerprint(slots_[index]), index);
+            if (index_)
+                index_->add(Traits::fingerprint(slots_[index]), index);
+            else if (counts_.add(index))
+                buildIndex();
         }
     }
 
-    void forget(uint32_t index) {
+    Entry vacate(uint32_t index) {
+        if constexpr (indexable) {
+            if (index_)
+                index_->remove(Traits::fingerprint(slots_[index]), index);
+            else
+                counts_.remove(index);
+        }
+        return std::exchange(slots_[index], Entry{});
+    }
+
+    void buildIndex() {
+        index_ = std::make_unique<CollisionIndex>(mask_);
+        for (uint32_t i = next(0); i <= mask_; i = next(i + 1))
+            index_->add(Traits::fingerprint(slots_[i]), i);
+    }
+
+    void forgetRuns() {
+        index_.reset();
         if constexpr (indexable)
-            collisions_->remove(Traits::fingerprint(slots_[index]), index);
+            counts_.reset(capacity());
     }
 
     // A rebuild with twice the capacity as size argument, which is four times the slots. Returns where the
@@ -197,14 +255,10 @@ private:
     }
 
     uint32_t freeFrom(uint32_t index) {
-        const uint32_t home = index;
-        for (uint32_t steps = 0; !Traits::isFree(slots_[index]); ++steps) {
-            if constexpr (indexable) {
-                if (steps == patience())
-                    return collisions().freeFrom(home, occupied());
-            }
+        if (index_)
+            return index_->firstFreeToFill(index, occupied());
+        while (!Traits::isFree(slots_[index]))
             index = (index - 1) & mask_;
-        }
         return index;
     }
 
@@ -215,38 +269,66 @@ private:
             const bool reachable = ((home - i) & mask_) < ((hole - i) & mask_);
             if (reachable)
                 continue;
-            if (collisions_)
-                forget(i);
-            store(hole, std::exchange(slots_[i], Entry{}));
+            store(hole, vacate(i));
             hole = i;
         }
-        if (collisions_)
-            collisions_->reopened(hole, occupied());
-    }
-
-    CollisionIndex& collisions() const {
-        if (!collisions_) {
-            collisions_ = std::make_unique<CollisionIndex>(mask_);
-            for (uint32_t i = next(0); i <= mask_; i = next(i + 1))
-                collisions_->add(Traits::fingerprint(slots_[i]), i);
-        }
-        return *collisions_;
-    }
-
-    // Only an entry with the probe's own hash lies on the probe's way.
-    template <class Probe>
-    uint32_t indexAmongCollisions(const Probe& probe, uint32_t hash) const {
-        const uint32_t found = collisions().find(Traits::fingerprint(probe), [&](uint32_t slot) {
-            return Traits::hash(slots_[slot]) == hash && Traits::equal(slots_[slot], probe);
-        });
-        return found != CollisionIndex::none ? found : collisions_->freeFrom(homeOf(hash), occupied());
+        if (index_)
+            index_->reopened(hole, occupied());
     }
 
     std::vector<Entry> slots_;
     uint32_t count_ = 0;
     uint32_t bits_ = 0;
     uint32_t mask_ = 0;
-    mutable std::unique_ptr<CollisionIndex> collisions_; // built by the first long probe, null in most tables
+    [[no_unique_address]] Counts counts_;
+    std::unique_ptr<CollisionIndex> index_; // once a block of slots is full, null in most tables
 };
+
+// How keys of the usual kinds are hashed: text by the protocol's string hash, numbers as they are, pointers
+// folded.
+inline uint32_t keyHash(std::string_view key) { return stringHash(key); }
+inline uint32_t keyHash(const void* key) { return pointerHash(key); }
+template <std::integral Key>
+uint32_t keyHash(Key key) {
+    return static_cast<uint32_t>(key);
+}
+
+// Traits of entries that are found by a key which they carry. An entry is a pointer, an owner or a small class
+// that converts to `bool`, false meaning a free slot. `keyOf` is a member of the entry, or of what it points
+// to, or a function of the entry; it must not make a new text. Texts are compared by what they say, and a null
+// C string counts as an empty one.
+template <class EntryType, auto keyOf, class Growth>
+struct KeyedTraits : Growth {
+    using Entry = EntryType;
+    using Found = std::invoke_result_t<decltype(keyOf), const Entry&>;
+    static constexpr bool isText = std::is_convertible_v<Found, std::string_view>;
+    static_assert(std::is_lvalue_reference_v<Found> || !std::is_same_v<Found, std::string>);
+    using Key = std::conditional_t<isText, std::string_view, std::remove_cvref_t<Found>>;
+
+    static Key key(const Entry& entry) {
+        if constexpr (std::is_convertible_v<Found, const char*>) {
+            const char* text = std::invoke(keyOf, entry);
+            return text ? text : "";
+        } else {
+            return std::invoke(keyOf, entry);
+        }
+    }
+    static bool isFree(const Entry& entry) { return !entry; }
+    static uint32_t hash(const Key& key) { return keyHash(key); }
+    static uint32_t hash(const Entry& entry)
+        requires(!std::is_same_v<Entry, Key>)
+    {
+        return keyHash(key(entry));
+    }
+    static bool equal(const Entry& stored, const Key& other) { return key(stored) == other; }
+    static bool equal(const Entry& stored, const Entry& entry)
+        requires(!std::is_same_v<Entry, Key>)
+    {
+        return key(stored) == key(entry);
+    }
+};
+
+template <class Entry, auto keyOf, class Growth = GrowAtNineTenths>
+using KeyedTable = HashTable<KeyedTraits<Entry, keyOf, Growth>>;
 
 } // namespace harbolance

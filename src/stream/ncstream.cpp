@@ -82,7 +82,7 @@ NCostream& NCostream::writeTagged(const NCTransObject* object, bool soleHolder) 
 }
 
 void NCostream::writeType(const NCTypeInfo& type) {
-    if (const auto* spelled = table_->types.find(NCPtrMapTraits::Entry{type.name()})) {
+    if (const auto* spelled = table_->types.find(type.name())) {
         writeTag('#', spelled->id);
         return;
     }

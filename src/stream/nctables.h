@@ -5,6 +5,7 @@
 #include "stream/nctypeinfo.h"
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 // What an object stream remembers while it writes or reads. For the two forms of the stream only.
@@ -13,30 +14,14 @@ inline constexpr const char* ncReadErrorAdvice = "from  stream. Make sure your '
                                                  "function and constructor from stream are "
                                                  "correct\n";
 
-// Nobody sees the order of these two tables, and a table that is nearly full is slow to miss.
-struct GrowAtThreeQuarters {
-    static bool full(uint32_t count, uint32_t capacity) { return count > capacity - capacity / 4; }
-};
-
 // From a pointer to the id that it was given.
-struct NCPtrMapTraits : GrowAtThreeQuarters {
-    struct Entry {
-        const void* pointer = nullptr;
-        int id = 0;
-    };
-    static bool isFree(const Entry& entry) { return !entry.pointer; }
-    static uint32_t hash(const Entry& entry) { return harbolance::pointerHash(entry.pointer); }
-    static bool equal(const Entry& stored, const Entry& other) { return stored.pointer == other.pointer; }
+struct NCPtrEntry {
+    const void* pointer = nullptr;
+    int id = 0;
+    explicit operator bool() const { return pointer != nullptr; }
 };
-using NCPtrMap = harbolance::HashTable<NCPtrMapTraits>;
-
-struct NCPtrSetTraits : GrowAtThreeQuarters {
-    using Entry = const void*;
-    static bool isFree(Entry entry) { return !entry; }
-    static uint32_t hash(Entry entry) { return harbolance::pointerHash(entry); }
-    static bool equal(Entry stored, Entry other) { return stored == other; }
-};
-using NCPtrSet = harbolance::HashTable<NCPtrSetTraits>;
+using NCPtrMap = harbolance::KeyedTable<NCPtrEntry, &NCPtrEntry::pointer, harbolance::GrowAtHalf>;
+using NCPtrSet = harbolance::KeyedTable<const void*, std::identity{}, harbolance::GrowAtHalf>;
 
 // Most objects of a message are members held by value or records with a single holder. Nothing that is
 // written later refers to one of these, so they get an id and stay out of the table until something could.

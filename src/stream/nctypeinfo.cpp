@@ -12,19 +12,12 @@ using namespace harbolance;
 
 namespace {
 
-struct ClassTraits : GrowWhenFull {
-    struct Entry {
-        std::string name; // the registry's own copy
-        const NCTypeInfo* type = nullptr;
-    };
-    static bool isFree(const Entry& entry) { return !entry.type; }
-    static uint32_t hash(const Entry& entry) { return stringHash(entry.name); }
-    static uint32_t hash(const char* name) { return stringHash(name); }
-    static bool equal(const Entry& stored, const Entry& other) { return stored.name == other.name; }
-    static bool equal(const Entry& stored, const char* name) { return stored.name == name; }
+struct RegisteredClass {
+    std::string name; // the registry's own copy
+    const NCTypeInfo* type = nullptr;
+    explicit operator bool() const { return type != nullptr; }
 };
-
-using ClassTable = HashTable<ClassTraits>;
+using ClassTable = KeyedTable<RegisteredClass, &RegisteredClass::name, GrowWhenFull>;
 
 // Never destroyed: classes may be looked up for as long as any exit handler runs.
 ClassTable& registry() {

@@ -38,7 +38,10 @@ void* DSSet::next(Iterator& it) const {
     return table_.slot(index).get();
 }
 
-DSResource* DSSet::find(const DSResource* object) const { return table_.slot(findIndexOf(object)).get(); }
+DSResource* DSSet::find(const DSResource* object) const {
+    const auto* found = table_.find(object);
+    return found ? found->get() : nullptr;
+}
 
 void DSSet::addAll(const DSCollection& other) {
     clear();
