@@ -6,23 +6,17 @@
 
 namespace harbolance {
 
-// Text and octets of a peer, fit for a terminal: what is not a printing ASCII character becomes a dot.
+// Text and octets of a peer, made fit for a terminal or a log. Without this a name could move the cursor, hide
+// what stands before it or answer for the user.
 
-inline std::string printable(std::string_view text) {
-    std::string result(text);
-    for (char& c : result) {
-        if (c < ' ' || c > '~')
-            c = '.';
-    }
-    return result;
-}
+// Where each octet has its place, as in dumps: what is not a printing ASCII character is replaced. Null gives
+// an empty text.
+std::string printable(std::string_view text, char replacement = '.');
+std::string printable(const char* text);
+std::string printable(std::span<const unsigned char> octets);
 
-inline std::string printable(const char* text) {
-    return text ? printable(std::string_view(text)) : std::string();
-}
-
-inline std::string printable(std::span<const unsigned char> octets) {
-    return printable(std::string_view(reinterpret_cast<const char*>(octets.data()), octets.size()));
-}
+// Text for people: UTF-8 stays, control characters become '?'. These are 0 to 0x1f, 0x7f and the characters
+// 0x80 to 0x9f, the latter as UTF-8 or as octets that belong to no UTF-8 character.
+std::string withoutControls(std::string_view text);
 
 } // namespace harbolance

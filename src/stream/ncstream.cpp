@@ -1,7 +1,8 @@
 #include "stream/ncstream.h"
 
+#include "base/printable.h"
+
 #include <algorithm>
-#include <cctype>
 #include <iostream>
 #include <utility>
 
@@ -9,19 +10,6 @@ using namespace harbolance;
 
 // How an object graph goes over a stream, in either form: tags, class names, ids. The scalars of the text
 // form are in nctextform.cpp.
-
-namespace {
-
-// What a peer sent, fit for a terminal.
-std::string printable(std::string text) {
-    for (char& c : text) {
-        if (!std::isprint(static_cast<unsigned char>(c)))
-            c = '?';
-    }
-    return text;
-}
-
-} // namespace
 
 NCostream::NCostream(std::ostream& out) : out_(&out), table_(std::make_unique<NCOutTable>()) {}
 NCostream::NCostream() : out_(nullptr), table_(std::make_unique<NCOutTable>()) {}
@@ -196,7 +184,7 @@ const NCTypeInfo* NCistream::readNamedType(bool& isNull) {
         table_->types.push_back(type);
     } else {
         std::cerr << "NCistream::readObject: Received Object"
-                  << " of class '" << printable(name.substr(0, longestName))
+                  << " of class '" << printable(name.substr(0, longestName), '?')
                   << "', but this class is not linked in\n";
     }
     return type;

@@ -191,7 +191,6 @@ private:
     template <class T>
     NCistream& readValues(T* values, size_t count);
     bool readQuoted(std::string& text, size_t max);
-    bool readEscape(char& value);
 
     std::istream* in_;
     std::unique_ptr<NCInTable> table_;

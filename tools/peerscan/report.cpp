@@ -1,32 +1,14 @@
 #include "peerscan/report.h"
 
-#include <algorithm>
+#include "base/printable.h"
+
 #include <cstdlib>
 #include <iostream>
 
 using namespace harbolance;
 
-namespace {
-
-bool isControl(char c) {
-    const auto octet = static_cast<unsigned char>(c);
-    return octet < 0x20 || octet == 0x7f;
-}
-
-} // namespace
-
 std::ostream& operator<<(std::ostream& out, const Printable& printable) {
-    std::string_view rest = printable.text;
-    while (!rest.empty()) {
-        const auto clean = std::ranges::find_if(rest, isControl) - rest.begin();
-        out << rest.substr(0, static_cast<size_t>(clean));
-        rest.remove_prefix(static_cast<size_t>(clean));
-        if (!rest.empty()) {
-            out << '?';
-            rest.remove_prefix(1);
-        }
-    }
-    return out;
+    return out << withoutControls(printable.text);
 }
 
 std::string hostText(const DSAddr& address, bool hostNames) {

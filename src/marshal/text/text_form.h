@@ -4,7 +4,6 @@
 
 #include <istream>
 #include <string>
-#include <string_view>
 
 // A number in decimal, whatever base the stream is set to; 0 for what is none or does not fit.
 template <class T>
@@ -15,11 +14,6 @@ void readDecimal(std::istream& stream, T& value) {
     stream.flags(flags);
 }
 
-// The quoted text of strings in a text stream: "..." and a newline, with the escapes that keep it on one line
-// and free of braces.
-
-void writeQuoted(std::ostream& stream, std::string_view text);
-
-// Skips white space and reads one quoted text of at most `limit` octets into `text`. False, with a message on
-// the error stream, when there is no opening quote, no closing one, or more text than that.
+// Reads one quoted text (base/quoted_text.h) of at most `limit` octets. False, with a message on the error
+// stream, when there is no opening quote, no closing one, or more text than that.
 bool readQuoted(std::istream& stream, std::string& text, CORBA_ULong limit);

@@ -1,5 +1,6 @@
 #include "marshal/text/vstream.h"
 
+#include "base/quoted_text.h"
 #include "marshal/exception/vexcept.h"
 #include "marshal/text/text_form.h"
 #include "marshal/text/vstr.h"
@@ -90,7 +91,7 @@ TRXostream& TRXostream::operator<<(const char* string) {
     if (size < 2)
         *_strm << ' ';
     else
-        writeQuoted(*_strm, {string, size - 1});
+        harbolance::writeQuoted(*_strm, {string, size - 1});
     return *this;
 }
 
@@ -144,7 +145,7 @@ TRXostream& TRXostream::write(const double* array, CORBA_ULong count) { return p
 TRXostream& TRXostream::putCString(const char* string) {
     if (takesPlainStrings(_strm))
         return *this << string;
-    writeQuoted(*_strm, string ? string : "");
+    harbolance::writeQuoted(*_strm, string ? string : "");
     return *this;
 }
 TRXostream& TRXostream::write(const long long* array, CORBA_ULong count) { return printAll(array, count); }

@@ -1,10 +1,12 @@
 #include "stream/ncstream.h"
 
-#include <cctype>
-#include <cstdio>
+#include "base/quoted_text.h"
+
 #include <cstring>
 #include <iostream>
 #include <type_traits>
+
+using namespace harbolance;
 
 // The text form of an object stream: every value in the standard stream's own formatting with one blank
 // behind it, strings in quotes with escapes. On the console streams strings are bare.
@@ -12,20 +14,6 @@
 namespace {
 
 bool isConsole(const std::ostream* out) { return out == &std::cout || out == &std::cerr; }
-
-struct Escape {
-    char byte;
-    char letter;
-};
-
-// `{` and `}` never stand bare in the text form.
-constexpr Escape escapes[] = {{'\b', 'b'}, {'\t', 't'},  {'\n', 'n'}, {'\f', 'f'}, {'\r', 'r'},
-                              {'"', '"'},  {'\\', '\\'}, {'{', '['},  {'}', ']'}};
-
-const char* overflowAt(size_t stored, size_t max) {
-    return stored > max ? "NCistream::getCString: String Overflow\n"
-                        : "NCistream::getCString: String overflow\n";
-}
 
 } // namespace
 
@@ -81,25 +69,7 @@ NCostream& NCostream::write(const char* text) {
 }
 
 NCostream& NCostream::writeCString(const char* text) {
-    *out_ << '"';
-    for (const char* c = text; *c; ++c) {
-        const Escape* escape = nullptr;
-        for (const Escape& candidate : escapes) {
-            if (candidate.byte == *c)
-                escape = &candidate;
-        }
-        if (escape) {
-            *out_ << '\\' << escape->letter;
-        } else if (std::isprint(static_cast<unsigned char>(*c))) {
-            *out_ << *c;
-        } else {
-            char hex[5];
-            std::snprintf(hex, sizeof hex, "\\x%02x",
-                          static_cast<unsigned int>(static_cast<unsigned char>(*c)));
-            *out_ << hex;
-        }
-    }
-    *out_ << '"' << '\n';
+    writeQuoted(*out_, text);
     return *this;
 }
 
@@ -207,64 +177,24 @@ NCistream& NCistream::getText(std::string& text) {
 
 // Fewer than `max` characters between quotes: the buffer that they are meant for needs a place for the NUL.
 bool NCistream::readQuoted(std::string& text, size_t max) {
-    *in_ >> std::ws;
-    const int quote = in_->get();
-    if (quote != '"') {
-        if (quote == EOF)
-            std::cerr << "NCistream::getCString: Unexpected EOF\n";
-        else
-            std::cerr << "NCistream::getCString: Error reading Object " << ncReadErrorAdvice;
-        setFailed();
-        return false;
+    const QuotedText result = harbolance::readQuoted(*in_, text, max, DecimalEscape::delimited);
+    switch (result) {
+    case QuotedText::missing: std::cerr << "NCistream::getCString: Unexpected EOF\n"; break;
+    case QuotedText::notQuoted:
+        std::cerr << "NCistream::getCString: Error reading Object " << ncReadErrorAdvice;
+        break;
+    case QuotedText::tooLong: std::cerr << "NCistream::getCString: String Overflow\n"; break;
+    case QuotedText::good:
+        if (text.size() == max)
+            std::cerr << "NCistream::getCString: String overflow\n";
+        break;
+    default: break;
     }
-    for (int c = in_->get(); c != '"'; c = in_->get()) {
-        if (c == EOF) {
-            setFailed();
-            return false;
-        }
-        if (c == '\n')
-            continue;
-        char value = static_cast<char>(c);
-        // A NUL would end the text before its length does.
-        if ((value == '\\' && !readEscape(value)) || value == '\0') {
-            setFailed();
-            return false;
-        }
-        text.push_back(value);
-        if (text.size() > max)
-            break;
-    }
-    if (text.size() >= max) {
-        std::cerr << overflowAt(text.size(), max);
+    // A NUL would end the text before its length does.
+    if (result != QuotedText::good || text.size() == max || text.find('\0') != std::string::npos) {
         setFailed();
         return false;
     }
     in_->get(); // the newline
-    return true;
-}
-
-bool NCistream::readEscape(char& value) {
-    const int letter = in_->get();
-    if (letter == EOF)
-        return false;
-    for (const Escape& escape : escapes) {
-        if (escape.letter == letter) {
-            value = escape.byte;
-            return true;
-        }
-    }
-    if (letter == 'x') {
-        char digits[3] = {};
-        for (int i = 0; i < 2 && std::isxdigit(in_->peek()); ++i)
-            digits[i] = static_cast<char>(in_->get());
-        value = static_cast<char>(std::strtoul(digits, nullptr, 16));
-        return digits[0] != '\0';
-    }
-    in_->unget();
-    int number = 0;
-    if (!(*in_ >> number))
-        return false;
-    value = static_cast<char>(number);
-    in_->get();
     return true;
 }

@@ -1,0 +1,71 @@
+#include "base/printable.h"
+
+#include <algorithm>
+
+namespace harbolance {
+
+namespace {
+
+bool isContinuation(unsigned char octet) { return (octet & 0xc0) == 0x80; }
+
+// The octets of the UTF-8 character that `text` starts with, 0 when it starts with none.
+size_t characterSize(std::string_view text) {
+    const auto first = static_cast<unsigned char>(text.front());
+    size_t size = 0;
+    if (first < 0x80)
+        size = 1;
+    else if (first >= 0xc2 && first < 0xe0)
+        size = 2;
+    else if (first >= 0xe0 && first < 0xf0)
+        size = 3;
+    else if (first >= 0xf0 && first < 0xf5)
+        size = 4;
+    if (size == 0 || size > text.size())
+        return 0;
+    const std::string_view rest = text.substr(1, size - 1);
+    if (!std::all_of(rest.begin(), rest.end(), isContinuation))
+        return 0;
+    // A longer form than the character needs is malformed, but may be taken for the character all the same.
+    const auto second = static_cast<unsigned char>(text[size == 1 ? 0 : 1]);
+    const bool tooLong = (first == 0xe0 && second < 0xa0) || (first == 0xf0 && second < 0x90);
+    return tooLong ? 0 : size;
+}
+
+bool isControl(std::string_view character) {
+    const auto first = static_cast<unsigned char>(character.front());
+    if (character.size() == 1)
+        return first < 0x20 || (first >= 0x7f && first < 0xa0);
+    // The two octets of 0x80 to 0x9f.
+    return first == 0xc2 && static_cast<unsigned char>(character[1]) < 0xa0;
+}
+
+} // namespace
+
+std::string printable(std::string_view text, char replacement) {
+    std::string result(text);
+    std::replace_if(
+        result.begin(), result.end(), [](char c) { return c < ' ' || c > '~'; }, replacement);
+    return result;
+}
+
+std::string printable(const char* text) { return printable(std::string_view(text ? text : "")); }
+
+std::string printable(std::span<const unsigned char> octets) {
+    return printable(std::string_view(reinterpret_cast<const char*>(octets.data()), octets.size()));
+}
+
+std::string withoutControls(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    while (!text.empty()) {
+        const std::string_view character = text.substr(0, std::max<size_t>(characterSize(text), 1));
+        if (isControl(character))
+            result += '?';
+        else
+            result += character;
+        text.remove_prefix(character.size());
+    }
+    return result;
+}
+
+} // namespace harbolance

@@ -1,0 +1,121 @@
+#include "base/quoted_text.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <istream>
+#include <ostream>
+
+namespace harbolance {
+
+namespace {
+
+struct Escape {
+    char octet;
+    char letter; // what stands behind the backslash
+};
+
+constexpr std::array<Escape, 9> escapes = {{
+    {'\b', 'b'},
+    {'\t', 't'},
+    {'\n', 'n'},
+    {'\f', 'f'},
+    {'\r', 'r'},
+    {'"', '"'},
+    {'\\', '\\'},
+    {'{', '['},
+    {'}', ']'},
+}};
+
+// -1 for what is no hexadecimal digit.
+int hexDigit(int c) {
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
+}
+
+// The octet behind "\x". One digit is enough.
+bool readHex(std::istream& in, char& octet) {
+    int code = 0;
+    int digits = 0;
+    for (; digits < 2 && hexDigit(in.peek()) >= 0; ++digits)
+        code = code * 16 + hexDigit(in.get());
+    octet = static_cast<char>(code);
+    return digits > 0;
+}
+
+bool readDecimal(std::istream& in, char& octet) {
+    int code = 0;
+    const auto flags = in.flags(std::ios::dec | std::ios::skipws);
+    in >> code;
+    in.flags(flags);
+    octet = static_cast<char>(code);
+    return !in.fail();
+}
+
+// What a backslash stands for, together with what follows it.
+bool readEscape(std::istream& in, char& octet, DecimalEscape decimals) {
+    const int letter = in.get();
+    if (letter == std::istream::traits_type::eof())
+        return false;
+    if (letter == 'x')
+        return readHex(in, octet);
+    const auto known = std::find_if(escapes.begin(), escapes.end(),
+                                    [letter](const Escape& escape) { return escape.letter == letter; });
+    if (known != escapes.end()) {
+        octet = known->octet;
+        return true;
+    }
+    in.unget();
+    if (!readDecimal(in, octet))
+        return false;
+    if (decimals == DecimalEscape::delimited)
+        in.get();
+    return true;
+}
+
+} // namespace
+
+void writeQuoted(std::ostream& out, std::string_view text) {
+    out << '"';
+    for (const char c : text) {
+        const auto escape = std::find_if(escapes.begin(), escapes.end(),
+                                         [c](const Escape& candidate) { return candidate.octet == c; });
+        if (escape != escapes.end()) {
+            out << '\\' << escape->letter;
+        } else if (c >= ' ' && c <= '~') {
+            out << c;
+        } else {
+            char code[8];
+            std::snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned char>(c));
+            out << code;
+        }
+    }
+    out << "\"\n";
+}
+
+QuotedText readQuoted(std::istream& in, std::string& text, size_t limit, DecimalEscape decimals) {
+    constexpr int end = std::istream::traits_type::eof();
+    text.clear();
+    in >> std::ws;
+    const int first = in.get();
+    if (first != '"')
+        return first == end ? QuotedText::missing : QuotedText::notQuoted;
+    for (int c = in.get(); c != '"'; c = in.get()) {
+        if (c == end)
+            return QuotedText::unfinished;
+        if (c == '\n')
+            continue;
+        char octet = static_cast<char>(c);
+        if (c == '\\' && !readEscape(in, octet, decimals))
+            return in.eof() ? QuotedText::unfinished : QuotedText::badEscape;
+        if (text.size() == limit)
+            return QuotedText::tooLong;
+        text.push_back(octet);
+    }
+    return QuotedText::good;
+}
+
+} // namespace harbolance

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+
+namespace harbolance {
+
+// The quoted form of a text in the text encodings: "..." and a newline, with escapes that keep it on one line
+// and free of braces.
+//
+//     \b \t \n \f \r \" \\     as in C
+//     \[ \]                    the braces { and }
+//     \x and two digits        any other octet that is no printing ASCII character
+//
+// A reader also takes a decimal number behind a backslash for the octet of that value, and passes over raw
+// newlines between the quotes.
+
+void writeQuoted(std::ostream& out, std::string_view text);
+
+enum class QuotedText {
+    good,
+    missing,    // the input ended before the opening quote
+    notQuoted,  // something else stands there
+    unfinished, // the input ended before the closing quote
+    tooLong,
+    badEscape,
+};
+
+// One of the encodings has another character behind a decimal escape, which says nothing.
+enum class DecimalEscape { plain, delimited };
+
+// Skips white space and reads one quoted text of at most `limit` octets. The closing quote is consumed, the
+// newline behind it is not. With any result but `good`, `text` holds what was read so far.
+QuotedText readQuoted(std::istream& in, std::string& text, size_t limit,
+                      DecimalEscape decimals = DecimalEscape::plain);
+
+} // namespace harbolance
