@@ -30,6 +30,12 @@ std::optional<in_addr_t> dottedAddress(const char* text) {
     return address.s_addr;
 }
 
+std::string dottedText(in_addr_t address) {
+    char text[INET_ADDRSTRLEN] = {};
+    ::inet_ntop(AF_INET, &address, text, sizeof text);
+    return text;
+}
+
 std::optional<in_addr_t> addressOfHost(const char* host) {
     if (const auto dotted = dottedAddress(host))
         return dotted;

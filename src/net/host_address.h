@@ -15,6 +15,9 @@ constexpr int resolverAttempts = 4;
 // The address that a dotted text stands for; nothing is asked. 255.255.255.255 is an address like any other.
 std::optional<in_addr_t> dottedAddress(const char* text);
 
+// The dotted text of an address.
+std::string dottedText(in_addr_t address);
+
 // A dotted text, or else the first address that the resolver has for the name. Null is no host.
 std::optional<in_addr_t> addressOfHost(const char* host);
 

@@ -16,8 +16,8 @@ public:
     Pipe() {
         int ends[2] = {-1, -1};
         EXPECT_EQ(pipe(ends), 0);
-        in_.set(ends[0]);
-        out_.set(ends[1]);
+        in_.reset(ends[0]);
+        out_.reset(ends[1]);
     }
 
     int in() const { return in_.get(); }
@@ -30,8 +30,8 @@ public:
     void closeRead() { in_.close(); }
 
 private:
-    Descriptor in_;
-    Descriptor out_;
+    harbolance::Descriptor in_;
+    harbolance::Descriptor out_;
 };
 
 // Counts its calls and does what the test says in them.

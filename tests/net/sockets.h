@@ -1,8 +1,10 @@
 #pragma once
 
+#include "net/descriptors.h"
+#include "net/host_address.h"
+
 #include <gtest/gtest.h>
 
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -13,39 +15,7 @@
 #include <cstdint>
 #include <functional>
 
-// A descriptor that closes with its holder.
-class Descriptor {
-public:
-    explicit Descriptor(int fd = -1) : fd_(fd) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() { close(); }
-    int get() const { return fd_; }
-    void set(int fd) {
-        close();
-        fd_ = fd;
-    }
-    void close() {
-        if (fd_ >= 0)
-            ::close(fd_);
-        fd_ = -1;
-    }
-
-private:
-    int fd_;
-};
-
-inline sockaddr_in loopback(int port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
-inline const sockaddr* generic(const sockaddr_in* address) {
-    return reinterpret_cast<const sockaddr*>(address);
-}
+inline sockaddr_in loopback(int port) { return harbolance::socketAddress(htonl(INADDR_LOOPBACK), port); }
 
 // Signals that interrupt whatever waits, every few milliseconds.
 class Interruptions {

@@ -1,49 +1,21 @@
 #include "base/assertion.h"
 #include "marshal/exception/vexcept.h"
 #include "marshal/reference/vutil.h"
+#include "net/host_address.h"
 
-#include <arpa/inet.h>
-#include <netdb.h>
-#include <netinet/in.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <unistd.h>
 
-#include <cstring>
+using namespace harbolance;
 
 namespace {
 
 constexpr char loopback[] = "127.0.0.1";
 
-char* dotted(const in_addr& address) {
-    char* text = CORBA_string_alloc(INET_ADDRSTRLEN);
-    inet_ntop(AF_INET, &address, text, INET_ADDRSTRLEN);
-    return text;
-}
-
-// Null when the name has no address. A resolver that keeps saying 'try again' is not asked for ever.
-char* resolved(const char* host) {
-    constexpr int attempts = 5;
-    const hostent* found = nullptr;
-    for (int i = 0; i < attempts; ++i) {
-        found = gethostbyname(host);
-        if (found || h_errno != TRY_AGAIN)
-            break;
-    }
-    if (!found || found->h_addrtype != AF_INET || !found->h_addr_list[0])
-        return nullptr;
-    in_addr address;
-    std::memcpy(&address, found->h_addr_list[0], sizeof address);
-    return dotted(address);
-}
-
-char* ownAddress() {
-    char name[100];
-    if (gethostname(name, sizeof name) != 0)
-        return nullptr;
-    name[sizeof name - 1] = '\0';
-    return TRXUtil::host_address(name);
+std::optional<in_addr_t> ownAddress() {
+    const ThisHost& host = thisHost();
+    return host.state == ThisHost::State::known ? std::optional(host.address) : std::nullopt;
 }
 
 } // namespace
@@ -52,20 +24,17 @@ char* TRXUtil::peer_addr(int fd, unsigned short& port) {
     TRX_ASSERT(fd >= 0, "vutil");
     sockaddr_in address{};
     socklen_t size = sizeof address;
-    if (getpeername(fd, reinterpret_cast<sockaddr*>(&address), &size) != 0 || address.sin_family != AF_INET)
+    if (getpeername(fd, generic(address), &size) != 0 || address.sin_family != AF_INET)
         return nullptr;
     port = ntohs(address.sin_port);
-    return dotted(address.sin_addr);
+    return CORBA_string_dup(dottedText(address.sin_addr.s_addr).c_str());
 }
 
 char* TRXUtil::host_address(const char* host) {
-    if (!host) {
-        static const char* own = nullptr; // exit handlers still ask for it
-        if (!own)
-            own = ownAddress();
-        return CORBA_string_dup(own);
-    }
-    return inet_addr(host) != INADDR_NONE ? CORBA_string_dup(host) : resolved(host);
+    if (host && dottedAddress(host))
+        return CORBA_string_dup(host);
+    const auto address = host ? addressOfHost(host) : ownAddress();
+    return address ? CORBA_string_dup(dottedText(*address).c_str()) : nullptr;
 }
 
 void TRXUtil::make_addr(const char* host, unsigned short port, sockaddr_in* address) {
@@ -79,7 +48,7 @@ void TRXUtil::make_addr(const char* host, unsigned short port, sockaddr_in* addr
     const CORBA_String_var own = host_address(nullptr);
     if (CORBA_string_compare(text.in(), own.in()) == 0)
         text = loopback;
-    inet_aton(text.in(), &address->sin_addr);
+    address->sin_addr.s_addr = dottedAddress(text.in()).value_or(0);
 }
 
 void TRXUtil::sleep_milliseconds(CORBA_ULong milliseconds) {

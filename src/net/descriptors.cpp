@@ -1,0 +1,64 @@
+#include "net/descriptors.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <csignal>
+
+namespace harbolance {
+
+void Descriptor::reset(int fd) {
+    const int error = errno;
+    if (isOpen())
+        ::close(fd_);
+    fd_ = fd;
+    errno = error;
+}
+
+bool Descriptor::close() {
+    // An interrupted close has closed: the number may already be somebody else's.
+    if (isOpen() && ::close(fd_) == -1 && errno != EINTR)
+        return false;
+    fd_ = -1;
+    return true;
+}
+
+bool setNonBlocking(int fd, bool on) {
+    const int flags = ::fcntl(fd, F_GETFL);
+    if (flags == -1)
+        return false;
+    const int wanted = on ? flags | O_NONBLOCK : flags & ~O_NONBLOCK;
+    return wanted == flags || ::fcntl(fd, F_SETFL, wanted) != -1;
+}
+
+bool ignoreBrokenPipes() {
+    static bool ignored = false;
+    if (!ignored) {
+        struct sigaction action {};
+        action.sa_handler = SIG_IGN;
+        ignored = ::sigaction(SIGPIPE, &action, nullptr) == 0;
+    }
+    return ignored;
+}
+
+int Deadline::milliseconds() const {
+    if (!limited_)
+        return -1;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - Clock::now()).count();
+    return static_cast<int>(std::clamp<decltype(left)>(left, 0, INT_MAX));
+}
+
+int pollUntil(int fd, short events, const Deadline& deadline) {
+    for (;;) {
+        pollfd watched{fd, events, 0};
+        const int result = ::poll(&watched, 1, deadline.milliseconds());
+        const bool again = result == -1 ? errno == EINTR : result == 0 && !deadline.passed();
+        if (!again)
+            return result;
+    }
+}
+
+} // namespace harbolance
