@@ -94,7 +94,7 @@ dpIOHandler* dpDispatcher::handler(int fd, int mask) const {
 void dpDispatcher::unlink(int fd) { detach(fd); }
 
 void dpDispatcher::startTimer(long sec, long usec, dpIOHandler* handler) {
-    timers_.insert(timeSum(timeOfDay(), {sec, usec}), handler);
+    timers_.insert(timeSum(monotonicTime(), {sec, usec}), handler);
 }
 
 void dpDispatcher::stopTimer(dpIOHandler* handler) { timers_.remove(handler); }
@@ -110,13 +110,10 @@ bool dpDispatcher::dispatch(long& sec, long& usec) {
     timeval limit{sec + usec / 1000000, usec % 1000000};
     if (limit.tv_sec < 0 || limit.tv_usec < 0)
         limit = {};
-    const timeval end = timeSum(timeOfDay(), limit);
+    const timeval end = timeSum(monotonicTime(), limit);
     const bool served = dispatch(&limit);
-    const timeval now = timeOfDay();
-    timeval left = isEarlier(now, end) ? timeDifference(end, now) : timeval{};
-    // A clock that was set back must not lengthen the caller's wait.
-    if (isEarlier(limit, left))
-        left = limit;
+    const timeval now = monotonicTime();
+    const timeval left = isEarlier(now, end) ? timeDifference(end, now) : timeval{};
     sec = left.tv_sec;
     usec = left.tv_usec;
     return served;
@@ -203,7 +200,7 @@ void dpDispatcher::notify(int nfound, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
         serveRange(0, first, nfound, r, w, e);
     }
     if (!timers_.empty())
-        timers_.expire(timeOfDay());
+        timers_.expire(monotonicTime(), timeOfDay());
 }
 
 int dpDispatcher::serveRange(int from, int end, int nfound, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
@@ -249,7 +246,7 @@ int dpDispatcher::serve(int fd, int mask, dpFdMask& ready) {
 timeval* dpDispatcher::calculateTimeout(timeval* limit) {
     if (timers_.empty())
         return limit;
-    const timeval now = timeOfDay();
+    const timeval now = monotonicTime();
     const timeval due = timers_.head()->due();
     wait_ = {};
     if (isEarlier(now, due)) {

@@ -37,7 +37,7 @@ public:
     virtual int inputReady(int fd);
     virtual int outputReady(int fd);
     virtual int exceptionRaised(int fd);
-    // The time is the present one, absolute, not the one that the timer was set for.
+    // The time of day, not the time that the timer was set for.
     virtual void timerExpired(long sec, long usec);
 };
 
@@ -100,7 +100,8 @@ public:
     // later in the turn that is running. Nothing happens when it isn't linked.
     virtual void unlink(int fd);
 
-    // Calls `timerExpired` once, after the interval, from a turn. A handler may have several timers.
+    // Calls `timerExpired` once, after the interval, from a turn. A handler may have several timers. Setting
+    // the wall clock changes nothing about it.
     virtual void startTimer(long sec, long usec, dpIOHandler* handler);
     // Stops the earliest timer of the handler, only that one.
     virtual void stopTimer(dpIOHandler* handler);

@@ -2,9 +2,22 @@
 
 #include "net/dispatcher.h"
 
+#include <ctime>
 #include <utility>
 
 using namespace harbolance;
+
+timeval harbolance::timeOfDay() {
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    return now;
+}
+
+timeval harbolance::monotonicTime() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return {now.tv_sec, now.tv_nsec / 1000};
+}
 
 namespace {
 
@@ -42,11 +55,11 @@ bool dpTimerQueue::remove(const dpIOHandler* handler) {
     return false;
 }
 
-void dpTimerQueue::expire(const timeval& now) {
+void dpTimerQueue::expire(const timeval& now, const timeval& timeOfDay) {
     // The list is looked at afresh after each callback, which may have changed any of it.
     const uint64_t serialLimit = nextSerial_;
     while (const std::unique_ptr<dpTimer> timer = takeDue(now, serialLimit))
-        timer->handler->timerExpired(now.tv_sec, now.tv_usec);
+        timer->handler->timerExpired(timeOfDay.tv_sec, timeOfDay.tv_usec);
 }
 
 std::unique_ptr<dpTimer> dpTimerQueue::takeDue(const timeval& now, uint64_t serialLimit) {

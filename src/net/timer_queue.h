@@ -33,15 +33,14 @@ inline bool isEarlier(const timeval& a, const timeval& b) {
     return a.tv_sec != b.tv_sec ? a.tv_sec < b.tv_sec : a.tv_usec < b.tv_usec;
 }
 
-inline timeval timeOfDay() {
-    timeval now{};
-    gettimeofday(&now, nullptr);
-    return now;
-}
+// The wall clock: what is shown and told. It may be set, also backwards.
+timeval timeOfDay();
+// The clock that waits are measured by. It starts anywhere and never goes back.
+timeval monotonicTime();
 
 } // namespace harbolance
 
-// One timer that has been started: the absolute time at which it is due and whom to tell.
+// One timer that has been started: when it is due, by the monotonic clock, and whom to tell.
 struct dpTimer {
     long sec;
     long usec;
@@ -52,8 +51,9 @@ struct dpTimer {
     timeval due() const { return {sec, usec}; }
 };
 
-// The timers of one dispatcher, earliest first. Times are handed in; the queue knows no clock. Handlers are
-// not owned. Insertion is linear: a process has a handful of timers.
+// The timers of one dispatcher, earliest first. Times are handed in: they are those of the monotonic clock,
+// so that timers keep their intervals when the wall clock is set. Handlers are not owned. Insertion is
+// linear: a process has a handful of timers.
 //
 // `insert`, `remove` and a nested `expire` may be called from a handler that `expire` is calling.
 class dpTimerQueue {
@@ -74,9 +74,9 @@ public:
     bool remove(const dpIOHandler* handler);
 
     // Takes out every timer strictly earlier than `now`, one after another, and calls `timerExpired` with
-    // `now`. A timer that a callback stops is not called; one that a callback starts waits for the next call
-    // of `expire`, even if it is due at once.
-    void expire(const timeval& now);
+    // the time of day. A timer that a callback stops is not called; one that a callback starts waits for the
+    // next call of `expire`, even if it is due at once.
+    void expire(const timeval& now, const timeval& timeOfDay);
 
 private:
     std::unique_ptr<dpTimer> takeDue(const timeval& now, uint64_t serialLimit);

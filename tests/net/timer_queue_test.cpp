@@ -35,7 +35,7 @@ protected:
     }
     std::string expireAll() {
         fired.clear();
-        queue.expire({1000000, 0});
+        queue.expire({1000000, 0}, {});
         return fired;
     }
 
@@ -66,11 +66,11 @@ TEST_F(TimerQueue, expiresStrictlyEarlierTimersWithThePresentTime) {
     } handler;
     for (const timeval due : {timeval{10, 0}, timeval{10, 5}, timeval{10, 6}, timeval{11, 0}})
         queue.insert(due, &handler);
-    queue.expire({10, 6});
-    EXPECT_EQ(handler.seen, (std::vector<std::pair<long, long>>{{10, 6}, {10, 6}}));
+    queue.expire({10, 6}, {77, 7});
+    EXPECT_EQ(handler.seen, (std::vector<std::pair<long, long>>{{77, 7}, {77, 7}}));
     ASSERT_NE(queue.head(), nullptr);
     EXPECT_EQ(queue.head()->usec, 6);
-    queue.expire({12, 0});
+    queue.expire({12, 0}, {77, 8});
     EXPECT_EQ(handler.seen.size(), 4u);
     EXPECT_TRUE(queue.empty());
 }
@@ -109,7 +109,7 @@ TEST_F(TimerQueue, timerStartedByACallbackWaitsForTheNextCall) {
 
 TEST_F(TimerQueue, innerTurnFiresTheRestOfTheOuterOne) {
     queue.insert({10, 0}, named('a', [&] {
-                     queue.expire({1000000, 0});
+                     queue.expire({1000000, 0}, {});
                      fired += '.';
                  }));
     queue.insert({20, 0}, named('b'));
