@@ -11,8 +11,8 @@ NCString::NCString(NCistream& in) : NCObject(in) {
     unsigned int length = 0;
     in.read(length);
     in.getText(text_);
-    // Nobody writes a length that is not the text's own: such a message was made up.
-    if (text_.size() != length)
+    // The text ends at its NUL, also when the length says more. A shorter length is that of another text.
+    if (text_.size() > length)
         in.setFailed();
 }
 
