@@ -2,6 +2,8 @@
 
 #include "stream/ncipcstream.h"
 
+#include <vector>
+
 // How a message looks on UDP and TCP alike: a big-endian word with the total length, this word included, and
 // one object behind it.
 constexpr uint32_t ncFrameWord = 4;
@@ -13,3 +15,23 @@ bool ncEncodeMessage(NCipcstream& out, const NCTransObject* object);
 // Takes the length word off a datagram that stands unread in `in`'s buffer, and nothing else. False when the
 // datagram has no such word or a length that is not the one it claims; otherwise the object is next.
 bool ncEnterDatagram(NCipcstream& in);
+
+// A message that is encoded before it is known what leaves ahead of it. Whether a class is spelled or named
+// by its id depends on that order, so its tags are put in when the message leaves.
+class NCWaitingMessage {
+public:
+    NCWaitingMessage() = default;
+    NCWaitingMessage(const NCWaitingMessage&) = delete;
+    NCWaitingMessage& operator=(const NCWaitingMessage&) = delete;
+
+    // Encodes the object by the stream that will send it, whose own buffer is left alone. False when memory
+    // does not suffice.
+    bool encode(NCipcstream& out, const NCTransObject* object);
+    // Puts the whole message at the start of the write area of `out`'s buffer. The classes in it count as
+    // written from then on. False when the buffer cannot grow to take it.
+    bool leave(NCipcstream& out) const;
+
+private:
+    NCipcbuf body_{1024, 0};
+    std::vector<NCTypeGap> gaps_;
+};

@@ -1,5 +1,7 @@
 #include "stream/ncipcbuf.h"
 
+#include "stream/complaints.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -81,6 +83,6 @@ int NCipcbuf::growWrite(uint32_t size) {
 int NCipcbuf::overflow(uint32_t size) { return growWrite(size); }
 
 int NCipcbuf::underflow() {
-    std::cout << "NCipcbuf::underflow: Underflow occured\n";
+    harbolance::complain(std::cout, "NCipcbuf::underflow: Underflow occured\n");
     return -1;
 }

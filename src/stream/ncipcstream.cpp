@@ -75,21 +75,21 @@ void NCipcstream::resetObjects() {
     NCistream::resetObjects();
 }
 
-// Where `count` octets may be written, with the position moved behind them; null when there is no room.
-inline uint8_t* NCipcstream::room(size_t count) {
-    if (!buffer_ || (!buffer_->fitsWrite(count) && !makeRoom(count)))
+// Where `count` octets may be written, with the position moved behind them; null when the buffer cannot grow.
+inline uint8_t* NCipcstream::reserve(size_t count) {
+    if (!buffer_ || (!buffer_->fitsWrite(count) && !grow(count)))
         return nullptr;
     uint8_t* position = buffer_->wpos();
     buffer_->advanceWrite(count);
     return position;
 }
 
-bool NCipcstream::makeRoom(size_t count) {
-    const bool made = count <= largestBlock && buffer_->overflow(static_cast<uint32_t>(count)) != -1 &&
-                      buffer_->fitsWrite(count);
-    if (!made)
+bool NCipcstream::grow(size_t count) {
+    const bool grown = count <= largestBlock && buffer_->overflow(static_cast<uint32_t>(count)) != -1 &&
+                       buffer_->fitsWrite(count);
+    if (!grown)
         buffer_->setError();
-    return made;
+    return grown;
 }
 
 inline const uint8_t* NCipcstream::take(size_t count) {
@@ -109,7 +109,7 @@ bool NCipcstream::fetch(size_t count) {
 
 template <class T>
 NCostream& NCipcstream::putSlot(T value) {
-    if (uint8_t* out = room(Wire<T>::slots * slotSize))
+    if (uint8_t* out = reserve(Wire<T>::slots * slotSize))
         Wire<T>::store(out, value);
     return *this;
 }
@@ -117,7 +117,7 @@ NCostream& NCipcstream::putSlot(T value) {
 template <class T>
 NCostream& NCipcstream::putSlots(const T* values, size_t count) {
     constexpr size_t step = Wire<T>::slots * slotSize;
-    uint8_t* out = count <= largestBlock / step ? room(count * step) : nullptr;
+    uint8_t* out = count <= largestBlock / step ? reserve(count * step) : nullptr;
     for (size_t i = 0; out && i < count; ++i)
         Wire<T>::store(out + i * step, values[i]);
     return *this;
@@ -166,9 +166,9 @@ NCostream& NCipcstream::write(const char* bytes, size_t count) {
 NCostream& NCipcstream::write(const unsigned char* bytes, size_t count) {
     if (count == 0)
         return *this;
-    if (uint8_t* out = room(padded(count))) {
+    if (uint8_t* out = reserve(padded(count))) {
         if (count == slotSize)
-            std::memcpy(out, bytes, slotSize); // an address, for one: not worth a call
+            std::memcpy(out, bytes, slotSize); // a constant size needs no call, and addresses are this long
         else
             std::memcpy(out, bytes, count);
     }
@@ -179,16 +179,23 @@ NCostream& NCipcstream::write(const char* text) { return writeCString(text); }
 
 NCostream& NCipcstream::writeCString(const char* text) {
     const size_t size = std::strlen(text) + 1;
-    if (uint8_t* out = room(slotSize + padded(size)))
+    if (uint8_t* out = reserve(slotSize + padded(size)))
         storeCString(out, text, size);
     return *this;
 }
 
-// The pieces that make up most of a large message are put down in one go.
+void NCipcstream::writeType(const NCTypeInfo& type) {
+    if (!gaps_)
+        NCostream::writeType(type);
+    else if (buffer_)
+        gaps_->push_back({buffer_->bytesWritten(), &type});
+}
+
+// The pieces that make up most of a large message are written with one check of the buffer each.
 
 NCostream& NCipcstream::writeText(const std::string& text) {
     const size_t size = text.size() + 1;
-    if (uint8_t* out = room(2 * slotSize + padded(size))) {
+    if (uint8_t* out = reserve(2 * slotSize + padded(size))) {
         Wire<unsigned int>::store(out, static_cast<unsigned int>(text.size()));
         storeCString(out + slotSize, text.c_str(), size);
     }
@@ -196,14 +203,14 @@ NCostream& NCipcstream::writeText(const std::string& text) {
 }
 
 void NCipcstream::writeNull() {
-    if (uint8_t* out = room(3 * slotSize)) {
+    if (uint8_t* out = reserve(3 * slotSize)) {
         Wire<char>::store(out, ':');
         storeCString(out + slotSize, "::", sizeof "::");
     }
 }
 
 void NCipcstream::writeTag(char tag, int id) {
-    if (uint8_t* out = room(2 * slotSize)) {
+    if (uint8_t* out = reserve(2 * slotSize)) {
         Wire<char>::store(out, tag);
         Wire<int>::store(out + slotSize, id);
     }

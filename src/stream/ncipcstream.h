@@ -3,6 +3,8 @@
 #include "stream/ncipcbuf.h"
 #include "stream/ncstream.h"
 
+#include <vector>
+
 // The binary form of an object stream: 4-octet slots, integers big-endian, written straight into and read
 // straight out of an NCipcbuf. One stream and one buffer are used in one direction.
 //
@@ -12,6 +14,13 @@
 //     float, double              one or two slots, the bits in the host's byte order
 //     block of n octets          n rounded up to a multiple of 4
 //     C string                   an int that counts text, NUL and padding, then these octets
+
+// Where the tag of a class was left out: its offset in the write area.
+struct NCTypeGap {
+    uint32_t offset;
+    const NCTypeInfo* type;
+};
+
 class NCipcstream : public NCostream, public NCistream {
 public:
     // The buffer is not owned and may be null: reads and writes then do nothing.
@@ -19,6 +28,10 @@ public:
 
     NCipcbuf* buffer() const { return buffer_; }
     void setBuffer(NCipcbuf* buffer) { buffer_ = buffer; }
+
+    // With a list, tags of classes are left out of what is written and entered there. Null ends this.
+    void setTypeGaps(std::vector<NCTypeGap>* gaps) { gaps_ = gaps; }
+    void writeType(const NCTypeInfo& type) override;
 
     const NCTypeInfo& typeInfo() const override;
     bool isA(const NCTypeInfo& type) const override;
@@ -53,7 +66,7 @@ public:
     NCostream& writeCString(const char* text) override;
     NCostream& writeText(const std::string& text) override;
 
-    // Into the caller's buffer, which has to take whatever comes; `getText` is the safe way.
+    // Into the caller's buffer, which must be as large as whatever comes; `getText` is the safe way.
     NCistream& read(char*& text) override;
     NCistream& read(char& value) override;
     NCistream& read(unsigned char& value) override;
@@ -84,8 +97,8 @@ protected:
     void writeTag(char tag, int id) override;
 
 private:
-    uint8_t* room(size_t count);
-    bool makeRoom(size_t count);
+    uint8_t* reserve(size_t count);
+    bool grow(size_t count);
     const uint8_t* take(size_t count);
     bool fetch(size_t count);
     // The text of a C string in place: `size` octets, of which the first NUL ends the text. Null on failure.
@@ -101,4 +114,5 @@ private:
     NCistream& getSlots(T* values, size_t count);
 
     NCipcbuf* buffer_;
+    std::vector<NCTypeGap>* gaps_ = nullptr;
 };

@@ -1,6 +1,7 @@
 #include "stream/ncstream.h"
 
 #include "base/printable.h"
+#include "stream/complaints.h"
 
 #include <algorithm>
 #include <iostream>
@@ -31,8 +32,6 @@ void NCostream::writeFields(const NCTransObject* object) {
 
 void NCostream::resetTypes() { table_->forgetTypes(); }
 
-void NCostream::setLearning(bool learning) { table_->learning = learning; }
-
 void NCostream::resetObjects() { table_->forgetObjects(); }
 
 NCostream& NCostream::writeText(const std::string& text) {
@@ -55,14 +54,13 @@ NCostream& NCostream::writeTagged(const NCTransObject* object, bool soleHolder) 
         writeNull();
         return *this;
     }
-    bool added = false;
-    const int id = table_->idOf(object, soleHolder, added);
+    const NCOutTable::Given given = table_->give(object, soleHolder);
     ++table_->depth;
-    if (added) {
+    if (given.isNew) {
         writeType(object->typeInfo());
         writeFields(object);
     } else {
-        writeTag('@', id);
+        writeTag('@', given.id);
     }
     if (--table_->depth == 0)
         table_->forgetObjects();
@@ -70,18 +68,15 @@ NCostream& NCostream::writeTagged(const NCTransObject* object, bool soleHolder) 
 }
 
 void NCostream::writeType(const NCTypeInfo& type) {
-    if (const auto* spelled = table_->types.find(type.name())) {
-        writeTag('#', spelled->id);
-        return;
-    }
-    ++table_->lastTypeId;
-    if (table_->learning)
-        table_->types.insert({type.name(), table_->lastTypeId});
-    write(':').writeCString(type.name());
+    const NCOutTable::Given given = table_->giveType(type.name());
+    if (given.isNew)
+        write(':').writeCString(type.name());
+    else
+        writeTag('#', given.id);
 }
 
 NCostream& NCostream::writeEmbedded(const NCTransObject& member) {
-    table_->append(&member);
+    table_->giveMember(&member);
     writeFields(&member);
     return *this;
 }
@@ -152,7 +147,7 @@ NCTransObject* NCistream::readRestricted(const NCTypeInfo* required) {
     }
     case '@': return readReference(required);
     default:
-        std::cerr << "NCistream::readObject: Error reading Object " << ncReadErrorAdvice;
+        complain(std::cerr, std::string("NCistream::readObject: Error reading Object ") + ncReadErrorAdvice);
         return refuse();
     }
 }
@@ -162,8 +157,9 @@ const NCTypeInfo* NCistream::readKnownType() {
     read(id);
     const NCTypeInfo* type = failed_ ? nullptr : table_->type(id);
     if (!type && !failed_) {
-        std::cerr << "NCistream::readObject. Internal Error "
-                  << "reading class '" << id << "'\n";
+        complain(std::cerr, "NCistream::readObject. Internal Error "
+                            "reading class '" +
+                                std::to_string(id) + "'\n");
     }
     return type;
 }
@@ -183,9 +179,10 @@ const NCTypeInfo* NCistream::readNamedType(bool& isNull) {
     if (type) {
         table_->types.push_back(type);
     } else {
-        std::cerr << "NCistream::readObject: Received Object"
-                  << " of class '" << printable(name.substr(0, longestName), '?')
-                  << "', but this class is not linked in\n";
+        complain(std::cerr, "NCistream::readObject: Received Object"
+                            " of class '" +
+                                printable(name.substr(0, longestName), '?') +
+                                "', but this class is not linked in\n");
     }
     return type;
 }

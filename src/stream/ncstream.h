@@ -63,17 +63,13 @@ public:
     // NUL.
     virtual NCostream& writeText(const std::string& text);
 
-    // A field that a record holds by reference, null included: like `writeObject`, but who holds the only
-    // reference need not look whether the record was written before. Only for what the caller does hold.
+    // A field that a record holds by reference, null included: like `writeObject`, but without a look-up when
+    // the caller has the only reference, since the record then cannot have been written before. Only for what
+    // the caller does hold.
     template <class T>
     NCostream& writeRecord(const T* record) {
         return writeTagged(record, record && record->refCount() == 1);
     }
-
-    // With false, a class that was not spelled before is spelled at each occurrence and not remembered. For
-    // messages that may arrive in another order than the one they are written in: none of them then refers to
-    // a name in another. The reader counts each spelling, and so do the ids given afterwards.
-    void setLearning(bool learning);
 
 protected:
     NCostream(); // the binary form has no standard stream
@@ -81,10 +77,11 @@ protected:
     // What stands for a null object, and in front of one whose class or body was written before.
     virtual void writeNull();
     virtual void writeTag(char tag, int id);
+    // What stands in front of a new object: the name of its class, or the id of a name spelled before.
+    virtual void writeType(const NCTypeInfo& type);
 
 private:
     NCostream& writeTagged(const NCTransObject* object, bool soleHolder);
-    void writeType(const NCTypeInfo& type);
 
     template <class T>
     NCostream& writeValue(T value);
@@ -104,7 +101,7 @@ private:
 // whole graph when the message turns out malformed, in which case `readObject` gives null.
 class NCistream {
 public:
-    // Objects within objects, at the most. No honest message comes near it.
+    // How deep objects may stand within objects. The deepest record of the protocol needs a tenth of it.
     static constexpr int maxDepth = 64;
 
     explicit NCistream(std::istream& in);
@@ -122,7 +119,9 @@ public:
     virtual int registerObject(NCTransObject* object);
     virtual const NCTypeInfo& typeInfo() const;
     virtual bool isA(const NCTypeInfo& type) const;
-    // A string that the caller gives back with delete[]; null is possible in the text form.
+    // A new string, which the caller gives back with delete[], or null. On the standard input one word, into
+    // the caller's buffer when there is one: the stream's width (`std::cin.width`), when set, is the size of
+    // that buffer; otherwise it must be as large as whatever word comes.
     virtual NCistream& read(char*& text);
     virtual NCistream& read(char& value);
     virtual NCistream& read(unsigned char& value);
@@ -150,14 +149,14 @@ public:
     // At most `max` bytes go to the buffer, -1 for no limit.
     virtual NCistream& getCString(char* buffer, int max);
 
-    // Octets that are certainly left at the most: no honest count of anything is larger.
+    // Upper bound of the octets left to read; an element count read must not exceed it.
     virtual size_t remaining() const;
     // A C string of whatever length is there. On failure `text` stays as it is.
     virtual NCistream& getText(std::string& text);
 
-    // An object of class T or derived from it, for a field that a record holds by reference. Any other class
-    // is refused before it is built, and so are references to objects that nobody could hold: members held by
-    // value and objects that are still being read.
+    // An object of class T or derived from it, for a field that a record holds by reference. An object of any
+    // other class is refused before it is built, and so is a reference to what cannot be held: a member held
+    // by value, or an object that is still being read.
     template <class T>
     T* readRecord() {
         return static_cast<T*>(readRestricted(&T::info));
@@ -166,8 +165,9 @@ public:
     // classes.
     void registerCounted(NCResource* object);
 
-    // From the constructor of an object that reads no further although its writer wrote more. Octets behind
-    // the outermost object matter to nobody; within another object the message is malformed.
+    // For the constructor of an object that reads no further although its writer wrote more. Octets behind
+    // the outermost object are ignored; within another object they would be taken for its next field, so
+    // there the message is malformed.
     void stopEarly();
 
     bool failed() const { return failed_; }
@@ -190,6 +190,7 @@ private:
     NCistream& readValue(T& value);
     template <class T>
     NCistream& readValues(T* values, size_t count);
+    void readWord(char*& text);
     bool readQuoted(std::string& text, size_t max);
 
     std::istream* in_;

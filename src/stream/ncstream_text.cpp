@@ -1,6 +1,7 @@
 #include "stream/ncstream.h"
 
 #include "base/quoted_text.h"
+#include "stream/complaints.h"
 
 #include <cstring>
 #include <iostream>
@@ -128,18 +129,26 @@ int NCistream::get() {
     return failed_ ? -1 : static_cast<unsigned char>(value);
 }
 
-// A standard stream does not tell; what is read from it grows with what really comes.
+// A standard stream does not say how much it holds. Texts read from it grow as their characters arrive.
 size_t NCistream::remaining() const { return std::numeric_limits<size_t>::max(); }
+
+// As the extraction of a word into a character array has it: a width that is set counts the NUL.
+void NCistream::readWord(char*& text) {
+    const std::streamsize width = in_->width();
+    in_->width(width > 1 ? width - 1 : 0);
+    std::string word;
+    if (width == 1 || !(*in_ >> word)) {
+        setFailed();
+        return;
+    }
+    if (!text)
+        text = new char[word.size() + 1];
+    std::memcpy(text, word.c_str(), word.size() + 1);
+}
 
 NCistream& NCistream::read(char*& text) {
     if (in_ == &std::cin) {
-        // At the console a word goes into the buffer that is there, as much of it as the text it holds
-        // allows.
-        std::string word;
-        if (!text || !(*in_ >> word))
-            setFailed();
-        else
-            std::strncpy(text, word.c_str(), std::strlen(text));
+        readWord(text);
         return *this;
     }
     unsigned long size = 0;
@@ -178,20 +187,22 @@ NCistream& NCistream::getText(std::string& text) {
 // Fewer than `max` characters between quotes: the buffer that they are meant for needs a place for the NUL.
 bool NCistream::readQuoted(std::string& text, size_t max) {
     const QuotedText result = harbolance::readQuoted(*in_, text, max, DecimalEscape::delimited);
+    const bool fits = text.size() < max;
     switch (result) {
-    case QuotedText::missing: std::cerr << "NCistream::getCString: Unexpected EOF\n"; break;
+    case QuotedText::missing: complain(std::cerr, "NCistream::getCString: Unexpected EOF\n"); break;
     case QuotedText::notQuoted:
-        std::cerr << "NCistream::getCString: Error reading Object " << ncReadErrorAdvice;
+        complain(std::cerr, std::string("NCistream::getCString: Error reading Object ") + ncReadErrorAdvice);
         break;
-    case QuotedText::tooLong: std::cerr << "NCistream::getCString: String Overflow\n"; break;
+    case QuotedText::tooLong: complain(std::cerr, "NCistream::getCString: String Overflow\n"); break;
     case QuotedText::good:
-        if (text.size() == max)
-            std::cerr << "NCistream::getCString: String overflow\n";
+        if (!fits)
+            complain(std::cerr, "NCistream::getCString: String overflow\n");
         break;
-    default: break;
+    case QuotedText::unfinished:
+    case QuotedText::badEscape: break;
     }
     // A NUL would end the text before its length does.
-    if (result != QuotedText::good || text.size() == max || text.find('\0') != std::string::npos) {
+    if (result != QuotedText::good || !fits || text.find('\0') != std::string::npos) {
         setFailed();
         return false;
     }

@@ -23,81 +23,94 @@ struct NCPtrEntry {
 using NCPtrMap = harbolance::KeyedTable<NCPtrEntry, &NCPtrEntry::pointer, harbolance::GrowAtHalf>;
 using NCPtrSet = harbolance::KeyedTable<const void*, std::identity{}, harbolance::GrowAtHalf>;
 
-// Most objects of a message are members held by value or records with a single holder. Nothing that is
-// written later refers to one of these, so they get an id and stay out of the table until something could.
-struct NCOutTable {
-    std::vector<const void*> written; // by object id
-    NCPtrMap objects{256};            // ids of those that may be met again
-    size_t entered = 0;               // of `written`, from the start: all these are in `objects`
-    const void* outermost = nullptr;
-    bool ownersOnly = true; // so far every object within the outermost was written by who holds it
-    NCPtrMap types{256};
-    int lastTypeId = -1;
-    bool learning = true; // new types enter `types`
-    int depth = 0;        // of writeObject within writeObject
+// The ids of a writer: of objects within one outermost object, of classes within one connection or message.
+//
+// Invariant: every object that can be passed again within the outermost one is in the map of objects. Most of
+// a message never enters it: members held by value, and records that their only holder writes. Such a record
+// can be reached again through its holder only, and that is written once. This holds until somebody passes an
+// object without saying that he holds its only reference: he may have pointers to anything, so from there to
+// the end of the outermost object everything is entered, also what was written before. The outermost object
+// is always entered: its only holder may be inside it.
+class NCOutTable {
+public:
+    struct Given {
+        int id;
+        bool isNew;
+    };
 
-    // An object comes that anybody may have passed, and so may those after it.
+    // Any object may be passed from here on.
     void enterAll() {
-        for (; entered < written.size(); ++entered)
-            objects.insert({written[entered], static_cast<int>(entered)});
-        ownersOnly = ownersOnly && depth == 0;
+        for (; entered_ < written_.size(); ++entered_)
+            objects_.insert({written_[entered_], static_cast<int>(entered_)});
+        allEntered_ = depth > 0;
     }
-    // The id that the object has, or the next one, which `added` tells.
-    int idOf(const void* object, bool soleHolder, bool& added) {
-        forgetLastMessage();
+    // The id of an object that is about to be written, or was written before.
+    Given give(const void* object, bool soleHolder) {
+        clearObjects();
         if (depth == 0)
-            outermost = object;
-        auto id = static_cast<int>(written.size());
-        added = true;
-        // The holder of the only reference is written once, and this with it. But nobody need hold the
-        // outermost.
-        if (!soleHolder || !ownersOnly || object == outermost) {
-            const auto known = objects.insert({object, id});
-            id = known.entry->id;
-            added = known.added;
+            outermost_ = object;
+        const auto next = static_cast<int>(written_.size());
+        if (!soleHolder || allEntered_ || object == outermost_) {
+            const auto known = objects_.insert({object, next});
+            if (!known.added)
+                return {known.entry->id, false};
         }
-        if (added)
-            written.push_back(object);
-        return id;
+        written_.push_back(object);
+        return {next, true};
     }
-    void append(const void* member) {
-        forgetLastMessage();
-        written.push_back(member);
-    }
-    // What is forgotten leaves `objects` when the next object starts, not before: clearing it is what brings
-    // a large table into the cache.
-    void forgetLastMessage() {
-        if (written.empty())
-            objects.clear();
+    void giveMember(const void* member) {
+        clearObjects();
+        written_.push_back(member);
     }
     void forgetObjects() {
-        written.clear();
-        entered = 0;
-        ownersOnly = true;
+        written_.clear();
+        entered_ = 0;
+        allEntered_ = false;
     }
-    void forgetTypes() {
-        types.clear();
-        lastTypeId = -1;
+
+    // The id of a class. A new one gets the next id.
+    Given giveType(const void* name) {
+        const auto known = types_.insert({name, static_cast<int>(types_.size())});
+        return {known.entry->id, known.added};
     }
+    void forgetTypes() { types_.clear(); }
+
+    int depth = 0; // of writeObject within writeObject
+
+private:
+    // The map is cleared by the next object rather than at the end of the last one: clearing brings a large
+    // table into the cache, where the next message uses it.
+    void clearObjects() {
+        if (written_.empty())
+            objects_.clear();
+    }
+
+    std::vector<const void*> written_; // by object id
+    size_t entered_ = 0;               // how many of them, from the start, `enterAll` has entered
+    bool allEntered_ = false;
+    NCPtrMap objects_{256};
+    const void* outermost_ = nullptr;
+    NCPtrMap types_{256};
 };
 
+// What a reader remembers.
 struct NCInTable {
     struct Seen {
         NCTransObject* object;
         NCResource* counted; // the same object, when its class is counted
         bool complete;       // made by createObject, and built to the end
-        uint32_t weight;     // of it and of what is in it, as often as it is reached
+        uint32_t weight;     // of it and of all that it refers to, counted at each reference
     };
 
-    // What references may repeat within one message: objects reached again, the first time apart. Sharing
-    // single records is free. Without a bound a few nested collections that name each other twice would stand
-    // for more objects than anybody can hash. An object counts once more for each 256 octets that it holds.
+    // A few nested collections that refer to each other twice stand for more objects than anybody can visit.
+    // So references add up what they repeat: the weight of the object less one, which makes sharing single
+    // records free. The sum is bounded within one message. A large object weighs one for each 256 octets.
     static constexpr uint32_t repeatBudget = 1u << 16;
     static constexpr size_t octetsPerWeight = 256;
 
-    // Objects of one message and class names of one connection, at the most.
+    // Objects of one message, and class names of one connection, at the most.
     static constexpr size_t mostObjects = 1u << 22;
-    static constexpr size_t mostTypes = 1u << 16;
+    static constexpr size_t mostTypes = mostObjects;
 
     NCInTable() {
         objects.reserve(256);
@@ -110,7 +123,7 @@ struct NCInTable {
     std::vector<NCResource*> completed;   // counted objects, each after all that it holds
     int depth = 0;                        // of readObject within readObject
     uint32_t weight = 0;                  // of what has been read of the object in hand
-    uint32_t repeated = 0;                // of the budget, used up
+    uint32_t repeated = 0;                // how much of the budget is used up
 
     const Seen* object(int id) const {
         return id >= 0 && static_cast<size_t>(id) < objects.size() ? &objects[static_cast<size_t>(id)]
@@ -122,8 +135,8 @@ struct NCInTable {
 
     // As with the writer, `known` is cleared by the next object.
     void forgetObjects() {
-        // The tables of one huge message are not kept, nor cleared again and again, for the small ones behind
-        // it.
+        // After a huge message the tables shrink: clearing them for each of the small ones behind it would
+        // cost more than these.
         constexpr uint32_t large = 1u << 18;
         if (known.capacity() > large) {
             known.resize(16);
@@ -135,8 +148,8 @@ struct NCInTable {
         repeated = 0;
     }
 
-    // Destroys the counted objects that nobody holds, `except` apart. An object completes after all that it
-    // holds, so in this order nothing is looked at again once its last holder has gone.
+    // Destroys the counted objects that nobody holds, apart from `except`. An object completes after all that
+    // it holds, so in this order no object is touched after its last holder has destroyed it.
     void destroyOrphans(const NCResource* except) {
         for (NCResource* object : completed) {
             if (object != except && object->refCount() == 0)

@@ -1,17 +1,15 @@
 #include "stream/nctcpstr.h"
 
-#include "net/descriptors.h"
 #include "net/host_address.h"
 
-#include <cstdio>
-#include <iostream>
+#include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
+
 #include <utility>
 
 using namespace harbolance;
 
-// Opening and closing; messages are in nctcpmsg.cpp.
+// Opening and closing; messages are in nctcpstr_messages.cpp.
 
 namespace {
 
@@ -36,8 +34,8 @@ int connectUntil(int fd, sockaddr_in peer, const Deadline& deadline) {
 } // namespace
 
 NCtcpstream::NCtcpstream(uint32_t bufferSize, int queueCapacity)
-    : queue_(queueCapacity), inBuffer_(0, std::max(bufferSize, ncFrameWord)),
-      outBuffer_(std::make_unique<NCipcbuf>(bufferSize, 0)), queueLimit_(queueCapacity) {
+    : queue_(queueCapacity), inBuffer_(0, std::max(bufferSize, ncFrameWord)), outBuffer_(bufferSize, 0),
+      queueLimit_(queueCapacity) {
     setStreams(std::make_unique<NCipcstream>(), std::make_unique<NCipcstream>());
 }
 
@@ -48,161 +46,140 @@ NCtcpstream::NCtcpstream(std::unique_ptr<NCipcstream> in, std::unique_ptr<NCipcs
     setStreams(std::move(in), std::move(out));
 }
 
-NCtcpstream::~NCtcpstream() {
-    if (open_)
-        ::close(fd_);
-    dropQueue();
+NCtcpstream::~NCtcpstream() { dropQueue(); }
+
+void NCtcpstream::dropQueue() {
+    while (nextQueued())
+        ;
 }
 
 void NCtcpstream::setStreams(std::unique_ptr<NCipcstream> in, std::unique_ptr<NCipcstream> out) {
     in_ = std::move(in);
     out_ = std::move(out);
     in_->setBuffer(&inBuffer_);
-    out_->setBuffer(outBuffer_.get());
+    out_->setBuffer(&outBuffer_);
 }
 
-int NCtcpstream::done() { return status_ = 0; }
-
-int NCtcpstream::fail(int status, const char* text) {
-    if (debug_)
-        std::cerr << '\n' << text << '\n';
-    return status_ = status;
-}
-
-int NCtcpstream::failSystem(const char* text) {
-    if (debug_)
-        std::perror(text);
-    return status_ = systemError;
-}
-
-int NCtcpstream::failOpening(const char* text, int fd) {
-    failSystem(text);
-    ::close(fd);
-    return status_;
-}
-
-int NCtcpstream::open(int fd, int port) {
-    fd_ = fd;
+int NCtcpstream::open(Descriptor socket, int port) {
+    socket_ = std::move(socket);
     port_ = port;
-    open_ = true;
-    return done();
+    return status_.done();
 }
 
 // Closing never waits for the peer, and what has been written is still delivered.
 void NCtcpstream::lingerOff(const char* text) {
     const linger off{0, 0};
-    if (::setsockopt(fd_, SOL_SOCKET, SO_LINGER, &off, sizeof off) == -1 && debug_)
-        std::perror(text);
+    if (::setsockopt(fd(), SOL_SOCKET, SO_LINGER, &off, sizeof off) == -1)
+        status_.tellSystem(text);
 }
 
 int NCtcpstream::listen(int port, const char* host) {
-    if (open_)
-        return fail(alreadyOpen, "NCtcpstream::listen: File in use");
+    if (isOpen())
+        return status_.fail(alreadyOpen, "NCtcpstream::listen: File in use");
     const auto found = host ? addressOfHost(host) : INADDR_ANY;
-    if (!found)
-        return status_ = noHost;
+    if (!found) {
+        // The system would take the address that stands for none, and listen on it.
+        errno = EADDRNOTAVAIL;
+        return failSystem("NCtcpstream::listen: bind");
+    }
     sockaddr_in address = socketAddress(*found, port);
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd == -1)
+    Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!socket.isOpen())
         return failSystem("NCtcpstream::listen: socket");
-    if (::bind(fd, generic(address), sizeof address) == -1)
-        return failOpening("NCtcpstream::listen: bind", fd);
-    if (::listen(fd, 128) == -1)
-        return failOpening("NCtcpstream::listen: listen", fd);
-    if (!blocking_ && !setNonBlocking(fd, true))
-        return failOpening("NCtcpstream::listen: fcntl", fd);
+    if (::bind(socket.get(), generic(address), sizeof address) == -1)
+        return failSystem("NCtcpstream::listen: bind");
+    if (::listen(socket.get(), 128) == -1)
+        return failSystem("NCtcpstream::listen: listen");
+    if (!blocking_ && !setNonBlocking(socket.get(), true))
+        return failSystem("NCtcpstream::listen: fcntl");
     socklen_t length = sizeof address;
-    if (port == 0 && ::getsockname(fd, generic(address), &length) == -1)
-        return failOpening("NCtcpstream::listen: bind", fd);
+    if (port == 0 && ::getsockname(socket.get(), generic(address), &length) == -1)
+        return failSystem("NCtcpstream::listen: bind");
     const auto name = thisHostName();
     if (!name)
-        return failOpening("NCtcpstream::listen: Error gethostname", fd);
+        return failSystem("NCtcpstream::listen: Error gethostname");
     hostName_ = *name;
-    open(fd, ntohs(address.sin_port));
+    open(std::move(socket), ntohs(address.sin_port));
     lingerOff("NCtcpstream::listen: setsockopt-linger");
-    return done();
+    return status();
 }
 
 int NCtcpstream::accept() {
-    if (!open_)
-        return fail(notOpen, "NCtcpstream::accept: File not open");
-    const int fd = uninterrupted([this] { return ::accept4(fd_, nullptr, nullptr, SOCK_CLOEXEC); });
-    if (fd == -1)
+    if (!isOpen())
+        return status_.fail(notOpen, "NCtcpstream::accept: File not open");
+    const int accepted = uninterrupted([this] { return ::accept4(fd(), nullptr, nullptr, SOCK_CLOEXEC); });
+    if (accepted == -1)
         return failSystem("NCtcpstream::accept: accept");
-    done();
-    return fd;
+    status_.done();
+    return accepted;
 }
 
 std::unique_ptr<NCtcpstream> NCtcpstream::acceptStream() {
-    const int fd = accept();
-    if (fd < 0)
+    const int accepted = accept();
+    if (accepted < 0)
         return nullptr;
     auto stream = std::make_unique<NCtcpstream>(1024, 50);
-    stream->setDebug(debug_);
-    stream->attach(fd);
+    stream->setDebug(debug());
+    stream->attach(accepted);
     return stream;
 }
 
 int NCtcpstream::connect(const char* host, int port, int seconds) {
-    if (open_)
-        return fail(alreadyOpen, "NCtcpstream::connect: File in use");
+    if (isOpen())
+        return status_.fail(alreadyOpen, "NCtcpstream::connect: File in use");
     const std::string name = host ? host : "(null)";
     const auto address = addressOfHost(host);
     if (!address)
-        return fail(noHost, ("NCtcpstream::connect: No host (" + name + ")").c_str());
+        return status_.fail(noHost, "NCtcpstream::connect: No host (" + name + ")");
     hostName_ = name.substr(0, longestHostName);
     return openConnection(socketAddress(*address, port), seconds);
 }
 
-int NCtcpstream::connect(const sockaddr_in& peer, int seconds) {
-    if (open_)
-        return fail(alreadyOpen, "NCtcpstream::connect: File in use");
+int NCtcpstream::connect(in_addr_t address, int port, int seconds) {
+    if (isOpen())
+        return status_.fail(alreadyOpen, "NCtcpstream::connect: File in use");
     hostName_.clear();
-    return openConnection(peer, seconds);
+    return openConnection(socketAddress(address, port), seconds);
 }
 
 int NCtcpstream::openConnection(const sockaddr_in& peer, int seconds) {
     const bool limited = seconds >= 0;
-    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd == -1)
+    Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!socket.isOpen())
         return failSystem("NCtcpstream::connect: socket");
-    if (limited && !setNonBlocking(fd, true))
-        return failOpening("NCtcpstream::connect: fcntl", fd);
-    const int error = connectUntil(fd, peer, Deadline(seconds));
-    if (error != 0) {
-        errno = error;
-        failOpening("NCtcpstream::connect: connect", fd);
-        if (limited && error == ETIMEDOUT)
-            status_ = timedOut;
-        errno = error; // closing may have changed it
-        return status_;
+    if (limited && !setNonBlocking(socket.get(), true))
+        return failSystem("NCtcpstream::connect: fcntl");
+    errno = connectUntil(socket.get(), peer, Deadline(seconds));
+    if (errno != 0) {
+        failSystem("NCtcpstream::connect: connect");
+        return limited && errno == ETIMEDOUT ? status_.set(timedOut) : status();
     }
-    if (!setNonBlocking(fd, !blocking_))
-        return failOpening("NCtcpstream::connect: fcntl", fd);
-    open(fd, ntohs(peer.sin_port));
+    if (!setNonBlocking(socket.get(), !blocking_))
+        return failSystem("NCtcpstream::connect: fcntl");
+    open(std::move(socket), ntohs(peer.sin_port));
     const int on = 1;
-    if (::setsockopt(fd, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on) == -1)
+    if (::setsockopt(fd(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on) == -1)
         failSystem("NCtcpstream::connect: setsockopt-keepalive");
     lingerOff("NCtcpstream::connect: setsockopt-linger");
-    return status_;
+    return status();
 }
 
 int NCtcpstream::attach(int fd) {
-    if (open_)
-        return fail(alreadyOpen, "NCtcpstream::attach: File in use");
+    if (isOpen())
+        return status_.fail(alreadyOpen, "NCtcpstream::attach: File in use");
     if (fd < 0)
-        return fail(badDescriptor, "NCtcpstream::attach: Invalid file");
+        return status_.fail(badDescriptor, "NCtcpstream::attach: Invalid file");
     if (!blocking_ && !setNonBlocking(fd, true))
         return failSystem("NCtcpstream::attach: fnctl");
     hostName_.clear();
-    open(fd, 0);
+    open(Descriptor(fd), 0);
     lingerOff("NCtcpstream::attach: setsockopt-linger");
-    return done();
+    return status();
 }
 
 int NCtcpstream::close() {
-    if (!open_)
-        return fail(notOpen, "NCtcpstream::close: File not open");
+    if (!isOpen())
+        return status_.fail(notOpen, "NCtcpstream::close: File not open");
     for (NCipcstream* stream : {in_.get(), out_.get()}) {
         stream->resetTypes();
         stream->resetObjects();
@@ -211,27 +188,16 @@ int NCtcpstream::close() {
     readPending_ = writePending_ = false;
     written_ = 0;
     messageLength_ = -1;
-    // An interrupted close has closed.
-    if (::close(fd_) == -1 && errno != EINTR)
-        return failSystem("NCtcpstream::close: close");
-    fd_ = -1;
-    open_ = false;
-    return done();
-}
-
-void NCtcpstream::dropQueue() {
-    int status = 0;
-    while (auto* buffer = static_cast<NCipcbuf*>(queue_.dequeue(status)))
-        delete buffer;
+    return socket_.close() ? status_.done() : failSystem("NCtcpstream::close: close");
 }
 
 int NCtcpstream::setBlocking(bool blocking) {
     blocking_ = blocking;
-    if (open_ && !setNonBlocking(fd_, !blocking))
+    if (isOpen() && !setNonBlocking(fd(), !blocking))
         return failSystem("NCtcpstream::blocking ");
-    if (open_ && blocking && (writePending_ || !queue_.isEmpty()))
+    if (isOpen() && blocking && (writePending_ || !queue_.isEmpty()))
         return flush();
-    return done();
+    return status_.done();
 }
 
 void NCtcpstream::setQueueLimit(int limit) {

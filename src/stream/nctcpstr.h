@@ -1,23 +1,22 @@
 #pragma once
 
+#include "net/descriptors.h"
+#include "stream/complaints.h"
 #include "stream/ncframe.h"
 #include "stream/ncpriqueue.h"
 
+#include <netinet/in.h>
+
 #include <algorithm>
 #include <memory>
-#include <netinet/in.h>
 #include <string>
-
-namespace harbolance {
-class Deadline;
-}
 
 // Objects over a TCP connection, one message after another; also the listening side.
 //
 // Operations return a status, which `status` keeps: 0 or one of the codes below. They never throw. With
-// `setDebug` a failure is also told on the standard error stream. An error does not close the stream: after
-// `broken` or `badObject`, or when `send` gives `systemError`, there is nothing left to do with the
-// connection but to `close` it.
+// `setDebug` a failure is also told (complaints.h). An error does not close the stream: after `broken` or
+// `badObject`, or when `send` or `flush` gives `systemError`, there is nothing left to do with the connection
+// but to `close` it.
 //
 // A new stream is blocking: sending and receiving then take as long as the peer does, apart from the
 // operations with a limit. A non-blocking stream does what it can and keeps the rest of a message for the
@@ -60,7 +59,8 @@ public:
     // Replaces the object streams, neither of them null; they work on this stream's buffers from then on.
     void setStreams(std::unique_ptr<NCipcstream> in, std::unique_ptr<NCipcstream> out);
 
-    // Port 0 asks for any port; a null host stands for any address of this one.
+    // Port 0 asks for any port; a null host stands for any address of this one. A name is looked up, which
+    // may block.
     int listen(int port, const char* host = nullptr);
     // The accepted descriptor, or a status. The second form gives an attached, blocking stream, or null.
     int accept();
@@ -68,10 +68,9 @@ public:
 
     // Blocks until the connection stands, also on a non-blocking stream. With a limit in seconds (negative
     // for none) `timedOut` when it does not stand by then; the look-up of the name has no limit.
-    int connect(const char* host, int port) { return connect(host, port, -1); }
-    int connect(const char* host, int port, int seconds);
-    int connect(const sockaddr_in& peer) { return connect(peer, -1); }
-    int connect(const sockaddr_in& peer, int seconds);
+    int connect(const char* host, int port, int seconds = -1);
+    // The address in network byte order.
+    int connect(in_addr_t address, int port, int seconds = -1);
     // Takes an open connection over; on failure the descriptor stays with the caller.
     int attach(int fd);
     // Drops what is queued or half done.
@@ -79,8 +78,8 @@ public:
 
     // Going to blocking flushes what is pending.
     int setBlocking(bool blocking);
-    // Behind what is pending or queued a message is queued itself, at once encoded: among these the lowest
-    // priority number leaves first, equal ones in order of arrival.
+    // While another message is pending or queued, this one is encoded and queued: among these the lowest
+    // priority number leaves first, equal ones in order of arrival. The object is not needed afterwards.
     int send(const NCTransObject* object, uint8_t priority);
     // Writes what is pending, then the queue.
     int flush();
@@ -99,37 +98,34 @@ public:
     void setQueueLimit(int limit);
     int queueLimit() const { return queueLimit_; }
     int queueCount() const { return queue_.size(); }
-    bool isOpen() const { return open_; }
+    bool isOpen() const { return socket_.isOpen(); }
     bool isBlocking() const { return blocking_; }
     bool isReadPending() const { return readPending_; }
     bool isWritePending() const { return writePending_; }
-    int fd() const { return fd_; }
+    int fd() const { return socket_.get(); }
     // The peer's for a connected stream, the own one for a listener, nothing for an attached descriptor.
     int port() const { return port_; }
     const char* hostName() const { return hostName_.c_str(); }
-    int status() const { return status_; }
-    bool debug() const { return debug_; }
-    void setDebug(bool debug) { debug_ = debug; }
+    int status() const { return status_.value(); }
+    bool debug() const { return status_.debug(); }
+    void setDebug(bool debug) { status_.setDebug(debug); }
 
 private:
-    // One call that reads: how long it may wait, if at all, and whether the peer has been emptied.
+    // One call that reads: how long it may wait, if at all, and whether all that had come has been read.
     struct Reading {
         const harbolance::Deadline* deadline;
         bool drained;
     };
 
-    int done();
-    int fail(int status, const char* text);
-    int failSystem(const char* text);
-    int failOpening(const char* text, int fd);
-    int open(int fd, int port);
+    int failSystem(const char* text) { return status_.failSystem(systemError, text); }
+    int open(harbolance::Descriptor socket, int port);
     int openConnection(const sockaddr_in& peer, int seconds);
     void lingerOff(const char* text);
+    std::unique_ptr<NCWaitingMessage> nextQueued();
     void dropQueue();
 
     int enqueueObject(const NCTransObject* object, uint8_t priority);
     int writeBuffer();
-    void ignoreBrokenPipes();
 
     NCTransObject* receiveWithin(const harbolance::Deadline* deadline);
     int readMessage(Reading reading);
@@ -140,20 +136,18 @@ private:
 
     std::unique_ptr<NCipcstream> in_;
     std::unique_ptr<NCipcstream> out_;
-    NCPriorityQueue queue_; // of owned NCipcbufs
+    NCPriorityQueue queue_; // of owned NCWaitingMessages
     NCipcbuf inBuffer_;
-    std::unique_ptr<NCipcbuf> outBuffer_;
+    NCipcbuf outBuffer_;
     std::string hostName_;
     int port_ = 0;
-    int fd_ = -1;
+    harbolance::Descriptor socket_;
     int queueLimit_;
     int messageLimit_ = maxMessage;
-    bool open_ = false;
-    bool debug_ = false;
     bool readPending_ = false;
     bool writePending_ = false;
     uint32_t written_ = 0;   // of the pending message
     int messageLength_ = -1; // until the length word of the message in hand is complete
     bool blocking_ = true;
-    int status_ = 0;
+    harbolance::CarrierStatus status_;
 };

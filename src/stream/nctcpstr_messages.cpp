@@ -1,10 +1,9 @@
-#include "net/descriptors.h"
 #include "stream/nctcpstr.h"
 
-#include <algorithm>
-#include <csignal>
-#include <cstdio>
+#include <poll.h>
 #include <unistd.h>
+
+#include <algorithm>
 
 using namespace harbolance;
 
@@ -12,7 +11,6 @@ using namespace harbolance;
 
 namespace {
 
-constexpr uint32_t queuedAreaSize = 1024;
 constexpr uint32_t smallestGrowth = 1024;
 
 // errno values after which a connection is no more.
@@ -24,99 +22,81 @@ bool meansBroken(int error) {
 } // namespace
 
 int NCtcpstream::send(const NCTransObject* object, uint8_t priority) {
-    if (!open_)
-        return fail(notOpen, "NCtcpstream::send: File not open");
-    if (!writePending_ && queue_.isEmpty()) {
-        if (!ncEncodeMessage(*out_, object))
-            return status_ = systemError;
-        return writeBuffer();
-    }
+    if (!isOpen())
+        return status_.fail(notOpen, "NCtcpstream::send: File not open");
+    if (!writePending_ && queue_.isEmpty())
+        return ncEncodeMessage(*out_, object) ? writeBuffer() : status_.set(systemError);
     if (queue_.size() >= std::min(queueLimit_, queue_.capacity()))
-        return fail(queueFull, "Cannot queue any more messages. Queue Full.");
+        return status_.fail(queueFull, "Cannot queue any more messages. Queue Full.");
     if (enqueueObject(object, priority) != 0)
-        return status_;
+        return status();
     if (flush() == partlyWritten)
-        return fail(queued, "Message is Queued.");
-    return status_;
+        return status_.fail(queued, "Message is Queued.");
+    return status();
 }
 
 int NCtcpstream::enqueueObject(const NCTransObject* object, uint8_t priority) {
-    auto buffer = std::make_unique<NCipcbuf>(queuedAreaSize, 0);
-    out_->setBuffer(buffer.get());
-    // A later message of a lower number overtakes this one, so neither may lean on class names in the other.
-    out_->setLearning(false);
-    const bool encoded = ncEncodeMessage(*out_, object);
-    out_->setLearning(true);
-    out_->setBuffer(outBuffer_.get());
-    if (!encoded)
-        return status_ = systemError;
-    if (queue_.enqueue(buffer.get(), priority) != 0)
-        return fail(queueFull, "Cannot queue any more messages. Queue Full.");
-    buffer.release();
-    return done();
+    auto message = std::make_unique<NCWaitingMessage>();
+    if (!message->encode(*out_, object))
+        return status_.set(systemError);
+    queue_.enqueue(message.release(), priority);
+    return status_.done();
+}
+
+std::unique_ptr<NCWaitingMessage> NCtcpstream::nextQueued() {
+    int found = 0;
+    return std::unique_ptr<NCWaitingMessage>(static_cast<NCWaitingMessage*>(queue_.dequeue(found)));
 }
 
 int NCtcpstream::flush() {
-    if (!open_)
-        return status_ = notOpen;
+    if (!isOpen())
+        return status_.set(notOpen);
     if (!writePending_ && queue_.isEmpty())
-        return status_ = nothingPending;
+        return status_.set(nothingPending);
     if (writePending_ && writeBuffer() != 0)
-        return status_;
-    int found = 0;
-    while (auto* next = static_cast<NCipcbuf*>(queue_.dequeue(found))) {
-        outBuffer_.reset(next);
-        out_->setBuffer(next);
+        return status();
+    while (const auto next = nextQueued()) {
+        if (!next->leave(*out_))
+            return status_.set(systemError);
         if (writeBuffer() != 0)
             break;
     }
-    return status_;
+    return status();
 }
 
 // Writes what the output buffer holds, from where the last call stopped.
 int NCtcpstream::writeBuffer() {
-    const uint32_t total = outBuffer_->bytesWritten();
+    const uint32_t total = outBuffer_.bytesWritten();
     if (total == 0)
-        return status_ = nothingToWrite;
-    ignoreBrokenPipes();
+        return status_.set(nothingToWrite);
+    if (!ignoreBrokenPipes())
+        status_.tellSystem("NCtcpstream::sigaction ");
     if (!writePending_)
         written_ = 0;
     while (written_ < total) {
         const ssize_t count =
-            uninterrupted([&] { return ::write(fd_, outBuffer_->wbuf() + written_, total - written_); });
+            uninterrupted([&] { return ::write(fd(), outBuffer_.wbuf() + written_, total - written_); });
         if (count > 0) {
             written_ += static_cast<uint32_t>(count);
         } else if (count == -1 && errno == EAGAIN) {
             writePending_ = true;
-            return status_ = partlyWritten;
+            return status_.set(partlyWritten);
         } else if (count == 0 || errno == EPIPE || meansBroken(errno)) {
-            return fail(broken, "NCtcpstream::send: Connection broken");
+            return status_.fail(broken, "NCtcpstream::send: Connection broken");
         } else {
             writePending_ = written_ > 0; // the next message must not start inside this one
             return failSystem("NCtcpstream::send: write");
         }
     }
-    outBuffer_->resetWrite();
+    outBuffer_.resetWrite();
     writePending_ = false;
     written_ = 0;
-    return done();
-}
-
-// Once per process: a write to a broken connection then gives an error and no signal.
-void NCtcpstream::ignoreBrokenPipes() {
-    static bool ignored = false;
-    if (ignored)
-        return;
-    struct sigaction action {};
-    action.sa_handler = SIG_IGN;
-    ignored = ::sigaction(SIGPIPE, &action, nullptr) == 0;
-    if (!ignored && debug_)
-        std::perror("NCtcpstream::sigaction ");
+    return status_.done();
 }
 
 NCTransObject* NCtcpstream::receive() {
-    if (!open_) {
-        status_ = notOpen;
+    if (!isOpen()) {
+        status_.set(notOpen);
         return nullptr;
     }
     return receiveWithin(nullptr);
@@ -124,13 +104,13 @@ NCTransObject* NCtcpstream::receive() {
 
 NCTransObject* NCtcpstream::receive(int& status, int seconds) {
     NCTransObject* object = nullptr;
-    if (open_) {
+    if (isOpen()) {
         const Deadline deadline(seconds);
         object = receiveWithin(&deadline);
     } else {
-        status_ = notOpen;
+        status_.set(notOpen);
     }
-    status = status_;
+    status = status_.value();
     return object;
 }
 
@@ -139,7 +119,7 @@ NCTransObject* NCtcpstream::receiveWithin(const Deadline* deadline) {
         return nullptr;
     in_->clearFailed();
     NCTransObject* object = in_->readObject();
-    status_ = object ? 0 : badObject;
+    status_.set(object ? 0 : badObject);
     return object;
 }
 
@@ -151,32 +131,32 @@ int NCtcpstream::readMessage(Reading reading) {
     }
     constexpr const char* resumedText = "NCtcpstream::_finishReadIntoBuffer: read ";
     if (messageLength_ == -1 && readWord(reading, resumed ? resumedText : "NCtcpstream::receive: read") != 0)
-        return status_;
+        return status();
     if (readBody(reading, resumed ? resumedText : "NCtcpstream::receive: read ") != 0)
-        return status_;
+        return status();
     readPending_ = false;
-    return done();
+    return status_.done();
 }
 
 int NCtcpstream::readWord(Reading& reading, const char* text) {
     while (inBuffer_.bytesUnread() < ncFrameWord) {
         if (readSome(ncFrameWord - inBuffer_.bytesUnread(), reading, text,
                      "NCtcpstream::receive: Connection broken") != 0)
-            return status_;
+            return status();
     }
     in_->clearFailed();
     in_->read(messageLength_);
     if (messageLength_ < static_cast<int>(ncFrameWord) || messageLength_ > messageLimit_)
         messageLength_ = 0;
     inBuffer_.resetRead();
-    return done();
+    return status_.done();
 }
 
 int NCtcpstream::readBody(Reading& reading, const char* text) {
     if (messageLength_ == 0) {
         // Where the next message starts cannot be told any more, so it stays like this until `close`.
         readPending_ = true;
-        return fail(broken, "NCtcpstream::receive: Connection broken");
+        return status_.fail(broken, "NCtcpstream::receive: Connection broken");
     }
     const uint32_t length = static_cast<uint32_t>(messageLength_) - ncFrameWord;
     while (inBuffer_.bytesUnread() < length) {
@@ -187,9 +167,9 @@ int NCtcpstream::readBody(Reading& reading, const char* text) {
             return failSystem("NCtcpstream::receive: Memory alloc");
         if (readSome(std::min(length, inBuffer_.rsize()) - present, reading, text,
                      "NCtcpstream::receive:Connection broken") != 0)
-            return status_;
+            return status();
     }
-    return done();
+    return status_.done();
 }
 
 // Reads up to `wanted` octets behind what is there: at least one, or a status. Past its deadline a call still
@@ -198,22 +178,22 @@ int NCtcpstream::readSome(uint32_t wanted, Reading& reading, const char* text, c
     for (;;) {
         if (reading.deadline) {
             const bool over = reading.drained && reading.deadline->passed();
-            const int ready = over ? 0 : pollUntil(fd_, POLLIN, *reading.deadline);
+            const int ready = over ? 0 : pollUntil(fd(), POLLIN, *reading.deadline);
             if (ready == 0)
                 return readInterrupted(timedOut);
             if (ready == -1)
-                return status_ = systemError;
+                return status_.set(systemError);
         }
-        const ssize_t count = uninterrupted([&] { return ::read(fd_, inBuffer_.rend(), wanted); });
+        const ssize_t count = uninterrupted([&] { return ::read(fd(), inBuffer_.rend(), wanted); });
         if (count > 0) {
             inBuffer_.advanceEnd(static_cast<size_t>(count));
             reading.drained = static_cast<size_t>(count) < wanted;
-            return done();
+            return status_.done();
         }
         if (count == 0)
-            return fail(broken, endText);
+            return status_.fail(broken, endText);
         if (errno != EAGAIN)
-            return meansBroken(errno) ? fail(broken, "NCtcpstream::recive: Connection broken")
+            return meansBroken(errno) ? status_.fail(broken, "NCtcpstream::recive: Connection broken")
                                       : failSystem(text);
         if (!reading.deadline)
             return readInterrupted(partlyRead);
@@ -225,6 +205,6 @@ int NCtcpstream::readSome(uint32_t wanted, Reading& reading, const char* text, c
 int NCtcpstream::readInterrupted(int status) {
     readPending_ = messageLength_ != -1 || inBuffer_.bytesUnread() > 0;
     if (!readPending_ && status == partlyRead)
-        return fail(noData, "NCtcpstream::receive: No data to read");
-    return status_ = status;
+        return status_.fail(noData, "NCtcpstream::receive: No data to read");
+    return status_.set(status);
 }

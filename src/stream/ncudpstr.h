@@ -1,15 +1,41 @@
 #pragma once
 
-#include "stream/ncbroadcast.h"
+#include "net/descriptors.h"
+#include "stream/complaints.h"
 #include "stream/ncipcstream.h"
 
-#include <memory>
 #include <netinet/in.h>
+
+#include <functional>
+#include <memory>
+
+class DSAddr;
+
+// Where a broadcast goes: the broadcast address of each of this host's networks, all with one port. The agent
+// layer supplies the table, made of its address records; a UDP stream only walks it.
+class NCBroadcastTable {
+public:
+    NCBroadcastTable() = default;
+    NCBroadcastTable(const NCBroadcastTable&) = delete;
+    NCBroadcastTable& operator=(const NCBroadcastTable&) = delete;
+    virtual ~NCBroadcastTable() = default;
+
+    // Calls `send` for each broadcast address, in the table's order, until it returns something other than 0.
+    // The last result; 0 for an empty table.
+    virtual int forEachTarget(const std::function<int(const sockaddr_in&)>& send) const = 0;
+
+    // This host's own address in the first network that `address` belongs to, or null. The table keeps it.
+    virtual const DSAddr* localAddrFor(const sockaddr_in& address) const = 0;
+};
+
+// Makes the table of one stream: `fd` is its open socket, for questions about interfaces, and `port` goes
+// into every address. With `debug` a failure is told on the standard error stream.
+using NCBroadcastTableMaker = std::unique_ptr<NCBroadcastTable> (*)(int fd, int port, bool debug);
 
 // Objects over UDP, one per datagram, to one peer or to every network of this host.
 //
 // Operations return a status, which `status` keeps: 0 or one of the codes below. They never throw. With
-// `setDebug` a failure is also told on the standard error stream. Sending never waits for an answer;
+// `setDebug` a failure is also told (complaints.h). Sending never waits for an answer;
 // `receive` waits for a datagram on a blocking stream only. A new stream is non-blocking. Host names are
 // looked up, which may block. All operations may be called from a handler of the event loop.
 //
@@ -73,40 +99,36 @@ public:
     // did so before.
     static NCBroadcastTableMaker setBroadcastTableMaker(NCBroadcastTableMaker maker);
 
-    bool isOpen() const { return open_; }
+    bool isOpen() const { return socket_.isOpen(); }
     bool isConnected() const { return connected_; }
     bool isBlocking() const { return blocking_; }
-    int fd() const { return fd_; }
+    int fd() const { return socket_.get(); }
     // The bound port, also when any was asked for.
     int port() const { return port_; }
     const sockaddr_in& peer() const { return peer_; }
-    int status() const { return status_; }
-    bool debug() const { return debug_; }
-    void setDebug(bool debug) { debug_ = debug; }
+    int status() const { return status_.value(); }
+    bool debug() const { return status_.debug(); }
+    void setDebug(bool debug) { status_.setDebug(debug); }
 
 private:
-    int done();
-    int fail(int status, const char* text);
-    int failSystem(const char* text);
-    int failOpening(const char* text, int fd);
+    int failSystem(const char* text) { return status_.failSystem(systemError, text); }
     bool findHost(const char* host, int port, sockaddr_in& address);
     int encode(const NCTransObject* object);
     int transmit(const sockaddr_in& address, bool tellRefusal);
     void finishSending();
+    bool takeDatagram(sockaddr_in* from);
     NCTransObject* decode();
 
     std::unique_ptr<NCipcstream> in_;
     std::unique_ptr<NCipcstream> out_;
     int port_ = 0;
-    int fd_ = -1;
+    harbolance::Descriptor socket_;
     NCipcbuf inBuffer_;
     NCipcbuf outBuffer_;
-    bool open_ = false;
     bool connected_ = false;
     sockaddr_in peer_{};
     bool blocking_ = false;
-    bool debug_ = false;
-    int status_ = 0;
+    harbolance::CarrierStatus status_;
     std::unique_ptr<NCBroadcastTable> broadcastTable_;
     bool broadcastTableBuilt_ = false;
 };

@@ -157,23 +157,6 @@ TEST_F(BinaryForm, forgetsObjectsAtTheTopAndClassesOnlyWhenTold) {
     EXPECT_TRUE(Octets(spelled + known + spelled).written(outBuffer));
 }
 
-TEST_F(BinaryForm, spellsNewClassesEachTimeWhileNotLearning) {
-    const NCRef<TestNode> node(new TestNode("a"));
-    node->left = NCRef<TestNode>(new TestNode("b"));
-    const TestLeaf leaf;
-    const TestBlock block("");
-    out.setLearning(false);
-    out.writeObject(node.get()).writeObject(&leaf);
-    out.setLearning(true);
-    out.writeObject(&block);
-    outBuffer.resetWrite();
-    out.writeObject(&block).writeObject(&leaf).writeObject(&leaf);
-    // TestNode was spelled twice and TestLeaf once before TestBlock got the id 3.
-    EXPECT_TRUE(Octets("23 .. .. .. 00 00 00 03 00 00 00 00 3A .. .. .. 00 00 00 0C 'TestLeaf' 00 .. .. .. "
-                       "23 .. .. .. 00 00 00 04")
-                    .written(outBuffer));
-}
-
 TEST_F(BinaryForm, spendsNoIdsOnNull) {
     const TestLeaf leaf;
     out.writeObject(nullptr).writeObject(&leaf).writeObject(&leaf);

@@ -200,7 +200,7 @@ TEST_F(TcpStream, givesEachMisuseItsStatus) {
     const int port = listener.port();
     EXPECT_EQ(listener.close(), 0);
     for (const int seconds : {-1, 2}) {
-        EXPECT_EQ(closed.connect(loopback(port), seconds), NCtcpstream::systemError)
+        EXPECT_EQ(closed.connect(htonl(INADDR_LOOPBACK), port, seconds), NCtcpstream::systemError)
             << "nobody listens there";
         EXPECT_EQ(errno, ECONNREFUSED);
     }
@@ -228,16 +228,16 @@ TEST_F(TcpStream, tellsFailuresOnlyWhenDebugging) {
 
 TEST_F(TcpStream, boundsConnectingToAHostThatDoesNotAnswer) {
     // A listener whose backlog is full drops what asks for more.
-    const Descriptor full(socket(AF_INET, SOCK_STREAM, 0));
+    const harbolance::Descriptor full(socket(AF_INET, SOCK_STREAM, 0));
     sockaddr_in address = loopback(0);
     socklen_t length = sizeof address;
-    ASSERT_EQ(bind(full.get(), ::generic(&address), length), 0);
+    ASSERT_EQ(bind(full.get(), harbolance::generic(address), length), 0);
     ASSERT_EQ(::listen(full.get(), 0), 0);
     ASSERT_EQ(getsockname(full.get(), reinterpret_cast<sockaddr*>(&address), &length), 0);
-    Descriptor waiting[4];
-    for (Descriptor& each : waiting) {
-        each.set(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
-        ::connect(each.get(), ::generic(&address), sizeof address);
+    harbolance::Descriptor waiting[4];
+    for (harbolance::Descriptor& each : waiting) {
+        each.reset(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
+        ::connect(each.get(), harbolance::generic(address), sizeof address);
     }
 
     NCtcpstream late(64, 2);

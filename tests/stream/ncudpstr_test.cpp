@@ -31,9 +31,9 @@ class UdpStream : public ::testing::Test {
 protected:
     // A plain socket as the peer.
     void SetUp() override {
-        peer.set(socket(AF_INET, SOCK_DGRAM, 0));
+        peer.reset(socket(AF_INET, SOCK_DGRAM, 0));
         sockaddr_in address = loopback(0);
-        ASSERT_EQ(bind(peer.get(), ::generic(&address), sizeof address), 0);
+        ASSERT_EQ(bind(peer.get(), harbolance::generic(address), sizeof address), 0);
         socklen_t length = sizeof address;
         ASSERT_EQ(getsockname(peer.get(), reinterpret_cast<sockaddr*>(&address), &length), 0);
         peerPort = ntohs(address.sin_port);
@@ -43,7 +43,7 @@ protected:
 
     void sendFromPeer(const std::vector<uint8_t>& bytes) {
         const sockaddr_in to = loopback(stream.port());
-        ASSERT_EQ(sendto(peer.get(), bytes.data(), bytes.size(), 0, ::generic(&to), sizeof to),
+        ASSERT_EQ(sendto(peer.get(), bytes.data(), bytes.size(), 0, harbolance::generic(to), sizeof to),
                   static_cast<ssize_t>(bytes.size()));
     }
     std::vector<uint8_t> receiveAtPeer() {
@@ -59,7 +59,7 @@ protected:
         return nc_cast<Counted>(object);
     }
 
-    Descriptor peer;
+    harbolance::Descriptor peer;
     int peerPort = 0;
     NCudpstream stream;
     sockaddr_in sender{};
@@ -199,7 +199,8 @@ TEST_F(UdpStream, waitsInBlockingModeThroughSignals) {
         usleep(100'000);
         const Octets leaf(leafDatagram);
         const sockaddr_in to = loopback(stream.port());
-        return sendto(peer.get(), leaf.bytes().data(), leaf.size(), 0, ::generic(&to), sizeof to) > 0;
+        return sendto(peer.get(), leaf.bytes().data(), leaf.size(), 0, harbolance::generic(to), sizeof to) >
+               0;
     });
     EXPECT_TRUE(receive());
     EXPECT_GT(Interruptions::count, 0);
@@ -215,7 +216,7 @@ TEST_F(UdpStream, broadcastsToEachTargetUntilOneFails) {
     EXPECT_TRUE(receiveAtPeer().empty());
     EXPECT_EQ(stream.localAddrFor(loopback(1)), nullptr);
 
-    NCudpstream::setBroadcastTableMaker([](int fd, int port) -> std::unique_ptr<NCBroadcastTable> {
+    NCudpstream::setBroadcastTableMaker([](int fd, int port, bool) -> std::unique_ptr<NCBroadcastTable> {
         EXPECT_GE(fd, 0);
         LoopbackTable::madeForPort = port;
         return std::make_unique<LoopbackTable>(port);

@@ -24,7 +24,7 @@ protected:
 
     void reconnect() {
         ASSERT_EQ(stream.connect("127.0.0.1", listener.port()), 0);
-        peer.set(listener.accept());
+        peer.reset(listener.accept());
         ASSERT_GE(peer.get(), 0);
     }
     void sendFromPeer(const std::vector<uint8_t>& bytes) const {
@@ -46,7 +46,7 @@ protected:
     NCtcpstream listener{64, 4};
     NCtcpstream stream{1024, 3};
     NCipcstream* streamInput = nullptr;
-    Descriptor peer;
+    harbolance::Descriptor peer;
 };
 
 class Stopwatch {

@@ -14,8 +14,8 @@
 
 namespace {
 
-std::unique_ptr<NCBroadcastTable> makeTable(int fd, int port) {
-    return std::make_unique<DSBroadcastTable>(fd, port);
+std::unique_ptr<NCBroadcastTable> makeTable(int fd, int port, bool debug) {
+    return std::make_unique<DSBroadcastTable>(fd, port, debug);
 }
 
 [[maybe_unused]] const bool registered = (NCudpstream::setBroadcastTableMaker(makeTable), true);
@@ -31,16 +31,6 @@ DSAddr addressOf(const sockaddr& address, int port) {
     return {port, internet.sin_addr};
 }
 
-// An address that a request for one interface gives, or nothing.
-std::optional<DSAddr> askAddress(int fd, unsigned long question, const ifreq& record, int port) {
-    ifreq answer = record;
-    if (ioctl(fd, question, &answer) == -1) {
-        std::perror("NCudpstream::getLocalAddr: ioctl");
-        return std::nullopt;
-    }
-    return addressOf(answer.ifr_addr, port);
-}
-
 } // namespace
 
 std::ostream& operator<<(std::ostream& out, const NCBroadcastEntry& entry) {
@@ -48,7 +38,7 @@ std::ostream& operator<<(std::ostream& out, const NCBroadcastEntry& entry) {
     return out << "  Broadcast: " << entry.broadcast.dottedAddr();
 }
 
-DSBroadcastTable::DSBroadcastTable(int fd, int port) : port_(port) {
+DSBroadcastTable::DSBroadcastTable(int fd, int port, bool debug) : port_(port), debug_(debug) {
     readFile();
     if (networks_.isEmpty())
         askInterfaces(fd);
@@ -78,16 +68,29 @@ void DSBroadcastTable::readFile() {
     }
 }
 
+bool DSBroadcastTable::ask(int fd, unsigned long question, void* answer, const char* failure) const {
+    const bool answered = ioctl(fd, question, answer) != -1;
+    if (!answered && debug_)
+        std::perror(failure);
+    return answered;
+}
+
+std::optional<DSAddr> DSBroadcastTable::askAddress(int fd, unsigned long question,
+                                                   const ifreq& record) const {
+    ifreq answer = record;
+    if (!ask(fd, question, &answer, "NCudpstream::getLocalAddr: ioctl"))
+        return std::nullopt;
+    return addressOf(answer.ifr_addr, port_);
+}
+
 void DSBroadcastTable::askInterfaces(int fd) {
     constexpr size_t areaSize = 8192;
     std::array<ifreq, areaSize / sizeof(ifreq)> records{};
     ifconf request{};
     request.ifc_len = sizeof records;
     request.ifc_req = records.data();
-    if (ioctl(fd, SIOCGIFCONF, &request) == -1) {
-        std::perror("NCudpstream::broadcast: ioctl");
+    if (!ask(fd, SIOCGIFCONF, &request, "NCudpstream::broadcast: ioctl"))
         return;
-    }
     const size_t count = static_cast<size_t>(request.ifc_len) / sizeof(ifreq);
     for (size_t i = 0; i < count; ++i)
         askInterface(fd, records[i]);
@@ -97,19 +100,16 @@ void DSBroadcastTable::askInterface(int fd, const ifreq& record) {
     if (record.ifr_addr.sa_family != AF_INET)
         return;
     ifreq flags = record;
-    if (ioctl(fd, SIOCGIFFLAGS, &flags) == -1) {
-        std::perror("NCudpstream::broadcast: ioctl error");
+    if (!ask(fd, SIOCGIFFLAGS, &flags, "NCudpstream::broadcast: ioctl error"))
         return;
-    }
     const bool pointToPoint = (flags.ifr_flags & IFF_POINTOPOINT) != 0;
     const bool reachesOthers = pointToPoint || (flags.ifr_flags & IFF_BROADCAST) != 0;
     if (!(flags.ifr_flags & IFF_UP) || (flags.ifr_flags & IFF_LOOPBACK) || !reachesOthers)
         return;
-    const auto local = askAddress(fd, SIOCGIFADDR, record, port_);
-    const auto netmask = local ? askAddress(fd, SIOCGIFNETMASK, record, port_) : std::nullopt;
-    const auto broadcast = netmask
-                               ? askAddress(fd, pointToPoint ? SIOCGIFDSTADDR : SIOCGIFBRDADDR, record, port_)
-                               : std::nullopt;
+    const auto local = askAddress(fd, SIOCGIFADDR, record);
+    const auto netmask = local ? askAddress(fd, SIOCGIFNETMASK, record) : std::nullopt;
+    const auto broadcast =
+        netmask ? askAddress(fd, pointToPoint ? SIOCGIFDSTADDR : SIOCGIFBRDADDR, record) : std::nullopt;
     if (broadcast)
         add(*local, *netmask, *broadcast);
 }

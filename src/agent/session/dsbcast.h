@@ -2,10 +2,11 @@
 
 #include "agent/collections/dsdict.h"
 #include "agent/records/dsaddr.h"
-#include "stream/ncbroadcast.h"
+#include "stream/ncudpstr.h"
 
 #include <iosfwd>
 #include <list>
+#include <optional>
 
 // One network of this host, with the port of the domain in both addresses.
 struct NCBroadcastEntry {
@@ -23,8 +24,9 @@ std::ostream& operator<<(std::ostream& out, const NCBroadcastEntry& entry);
 // asked.
 class DSBroadcastTable : public NCBroadcastTable {
 public:
-    // `fd` is an open socket. The names in a file are looked up, which may block.
-    DSBroadcastTable(int fd, int port);
+    // `fd` is an open socket. The names in a file are looked up, which may block. With `debug` a question to
+    // the system that fails is told on the standard error stream.
+    DSBroadcastTable(int fd, int port, bool debug);
 
     int forEachTarget(const std::function<int(const sockaddr_in&)>& send) const override;
     const DSAddr* localAddrFor(const sockaddr_in& address) const override;
@@ -34,9 +36,12 @@ private:
     void readFile();
     void askInterfaces(int fd);
     void askInterface(int fd, const struct ifreq& record);
+    bool ask(int fd, unsigned long question, void* answer, const char* failure) const;
+    std::optional<DSAddr> askAddress(int fd, unsigned long question, const struct ifreq& record) const;
     void add(const DSAddr& local, const DSAddr& netmask, const DSAddr& broadcast);
 
     int port_;
+    bool debug_;
     DSDictionary networks_{16};
     std::list<NCBroadcastEntry> entries_;
 };

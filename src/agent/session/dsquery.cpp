@@ -133,7 +133,7 @@ DSSet* DSUser::queryAgent(int& status, const DSAddr& address, DSRequest* questio
         return nullptr;
     status = noAnswer;
     NCtcpstream stream(listBufferSize, listQueue);
-    if (stream.connect(endpoint->socketAddress(), listTimeout) != 0)
+    if (stream.connect(endpoint->addr(), endpoint->port(), listTimeout) != 0)
         return nullptr;
     stream.setMessageLimit(longestList);
     stream.setBlocking(true);

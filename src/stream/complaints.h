@@ -1,0 +1,44 @@
+#pragma once
+
+#include <iosfwd>
+#include <string_view>
+
+namespace harbolance {
+
+// What the stream layer says about messages that it cannot use. Whoever can reach a socket of the process can
+// cause as many of these lines as he likes, so they all go through here: a program that keeps a log takes
+// them over and limits their number.
+
+// Takes one complaint, line ends included. `usual` is where it would go: the standard error stream, or the
+// standard output where the protocol says so. Must not throw.
+using ComplaintSink = void (*)(std::ostream& usual, std::string_view text);
+
+// Returns the sink that was there; null stands for writing each complaint to `usual`.
+ComplaintSink setComplaintSink(ComplaintSink sink);
+
+void complain(std::ostream& usual, std::string_view text);
+
+// The status of a carrier's last operation. While debugging is on, a failure is also told as a complaint on
+// the standard error stream.
+class CarrierStatus {
+public:
+    int value() const { return value_; }
+    bool debug() const { return debug_; }
+    void setDebug(bool debug) { debug_ = debug; }
+
+    // These return the status that they set.
+    int set(int status) { return value_ = status; }
+    int done() { return set(0); }
+    // The text between two newlines.
+    int fail(int status, std::string_view text);
+    // The text and what errno means, as `perror` has it. errno stays.
+    int failSystem(int status, const char* text);
+    // The same text without a change of the status.
+    void tellSystem(const char* text) const;
+
+private:
+    int value_ = 0;
+    bool debug_ = false;
+};
+
+} // namespace harbolance
