@@ -48,6 +48,9 @@ struct GrowAtNineTenths {
 struct GrowAtHalf {
     static bool full(uint32_t count, uint32_t capacity) { return count > capacity / 2; }
 };
+struct GrowAtThreeQuarters {
+    static bool full(uint32_t count, uint32_t capacity) { return count > capacity - capacity / 4; }
+};
 
 // Bits of the table asked for with a size argument: its bit length, plus one when it is no power of two.
 // 16 gives 5, that is 32 slots. 0 and 1 give 1: the smallest table whose slot formula is defined.

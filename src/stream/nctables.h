@@ -20,8 +20,8 @@ struct NCPtrEntry {
     int id = 0;
     explicit operator bool() const { return pointer != nullptr; }
 };
-using NCPtrMap = harbolance::KeyedTable<NCPtrEntry, &NCPtrEntry::pointer, harbolance::GrowAtHalf>;
-using NCPtrSet = harbolance::KeyedTable<const void*, std::identity{}, harbolance::GrowAtHalf>;
+using NCPtrMap = harbolance::KeyedTable<NCPtrEntry, &NCPtrEntry::pointer, harbolance::GrowAtThreeQuarters>;
+using NCPtrSet = harbolance::KeyedTable<const void*, std::identity{}, harbolance::GrowAtThreeQuarters>;
 
 // The ids of a writer: of objects within one outermost object, of classes within one connection or message.
 //
