@@ -1,10 +1,11 @@
 // What one event costs on a loop that watches 250 idle descriptors and one busy one. The yardstick is the
 // plainest loop over `select` on the same set: copy the set, wait, look for the ready descriptor, read.
 //
-// `EventRatio` runs the two in turns of a hundred events, so that both see the same machine, and reports the
-// nanoseconds of each and their quotient. The other two can be profiled by themselves.
+// `EventRatio` runs the yardstick, the dispatcher that waits by `select` and the one that waits by `epoll` in
+// turns of a hundred events, so that all see the same machine, and reports the nanoseconds of each and the
+// quotients with the yardstick. The others can be profiled by themselves.
 
-#include "net/dispatcher.h"
+#include "net/epoll_dispatcher.h"
 
 #include <benchmark/benchmark.h>
 
@@ -72,6 +73,7 @@ private:
     fd_set watched_;
 };
 
+template <class Dispatcher>
 class Loop : dpIOHandler {
 public:
     explicit Loop(const Descriptors& descriptors) : descriptors_(descriptors) {
@@ -90,7 +92,7 @@ private:
     }
 
     const Descriptors& descriptors_;
-    dpDispatcher dispatcher_;
+    Dispatcher dispatcher_;
 };
 
 template <class Subject>
@@ -113,7 +115,8 @@ void event(benchmark::State& state) {
         subject.event();
 }
 BENCHMARK_TEMPLATE(event, Yardstick)->Name("EventOnBareSelect");
-BENCHMARK_TEMPLATE(event, Loop)->Name("EventOnDispatcher");
+BENCHMARK_TEMPLATE(event, Loop<dpDispatcher>)->Name("EventOnDispatcher");
+BENCHMARK_TEMPLATE(event, Loop<harbolance::dpEpollDispatcher>)->Name("EventOnEpollDispatcher");
 
 void eventRatio(benchmark::State& state) {
     constexpr int batch = 100;
@@ -123,17 +126,22 @@ void eventRatio(benchmark::State& state) {
         return;
     }
     Yardstick yardstick(descriptors);
-    Loop loop(descriptors);
+    Loop<dpDispatcher> loop(descriptors);
+    Loop<harbolance::dpEpollDispatcher> epollLoop(descriptors);
     double bare = 0;
     double dispatched = 0;
+    double byEpoll = 0;
     for ([[maybe_unused]] auto _ : state) {
         bare += secondsFor(yardstick, batch);
         dispatched += secondsFor(loop, batch);
+        byEpoll += secondsFor(epollLoop, batch);
     }
     const double events = batch * static_cast<double>(state.iterations());
     state.counters["select_ns"] = 1e9 * bare / events;
     state.counters["dispatcher_ns"] = 1e9 * dispatched / events;
+    state.counters["epoll_ns"] = 1e9 * byEpoll / events;
     state.counters["dispatcher/select"] = dispatched / bare;
+    state.counters["epoll/select"] = byEpoll / bare;
 }
 BENCHMARK(eventRatio)->Name("EventRatio");
 

@@ -1,5 +1,7 @@
 #include "net/dispatcher.h"
 
+#include "net/epoll_dispatcher.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -73,9 +75,16 @@ void dpFdMask::add(const dpFdMask& other) {
         words_[i] |= other.words_[i];
 }
 
+dpFdMask dpFdMask::intersection(const dpFdMask& other) const {
+    dpFdMask common;
+    for (size_t i = 0; i < words; ++i)
+        common.words_[i] = words_[i] & other.words_[i];
+    return common;
+}
+
 dpDispatcher* dpDispatcher::instance() {
     if (!globalDispatcher)
-        globalDispatcher = new dpDispatcher;
+        globalDispatcher = new dpEpollDispatcher;
     return globalDispatcher;
 }
 

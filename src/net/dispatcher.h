@@ -1,5 +1,10 @@
 #pragma once
 
+// This folder holds the event loop and what else talks to the system about descriptors: the dispatcher (this
+// file; epoll_dispatcher.h is the one that waits by `epoll`), its timers (timer_queue.h; timer.h is one to
+// wait with), the round-trip estimate (ncrtt.h), descriptors and interrupted calls (descriptors.h), host
+// names and addresses (host_address.h).
+//
 // The event loop. One turn, `dpDispatcher::dispatch`, goes like this:
 //
 //   1. When a descriptor is marked ready (a handler asked to be called again, or `setReady`), the marked ones
@@ -57,6 +62,7 @@ public:
     uint64_t word(size_t index) const { return words_[index]; }
     // Adds every descriptor of the other set.
     void add(const dpFdMask& other);
+    dpFdMask intersection(const dpFdMask& other) const;
     fd_set* forSelect() { return reinterpret_cast<fd_set*>(words_.data()); }
 
 private:
@@ -70,9 +76,9 @@ static_assert(sizeof(dpFdMask) == sizeof(fd_set) && alignof(dpFdMask) >= alignof
 static_assert(sizeof(long) == sizeof(uint64_t) || std::endian::native == std::endian::little,
               "fd_set is an array of long");
 
-// A `select` loop over descriptors with a queue of timers. Long-lived connections hang on the global
-// instance; a wait that must keep everything else out builds one of its own on the stack. Descriptors are
-// never closed.
+// A loop over descriptors with a queue of timers. This class waits by `select`; the global instance, which
+// serves the long-lived connections, by `epoll` (epoll_dispatcher.h). A wait that must keep everything else
+// out makes a dispatcher of its own on the stack. Descriptors are never closed.
 //
 // A descriptor outside 0..255 or an unknown mask in `link`, `handler` or `setReady` ends the process by
 // `abort`: compare with `maxDescriptors` what a peer can make you open.
@@ -83,8 +89,8 @@ public:
 
     // The global dispatcher, made by the first call and never destroyed.
     static dpDispatcher* instance();
-    // Replaces the global dispatcher. The old one stays with whoever built it; null: the next `instance()`
-    // makes a new one.
+    // Replaces the global dispatcher and does not destroy the old one; null: the next `instance()` makes a
+    // new one.
     static void instance(dpDispatcher* dispatcher);
 
     dpDispatcher() = default;
@@ -127,7 +133,8 @@ public:
 protected:
     virtual void attach(int fd, int mask, dpIOHandler* handler);
     virtual void detach(int fd);
-    // Both fill the three sets and give the number of bits in them, at most 0 when the time ran out.
+    // Both fill the three sets and give the number of bits in them. `waitFor` is the one step of a turn that
+    // waits; it gives 0 when the time ran out.
     virtual int fillInReady(dpFdMask& r, dpFdMask& w, dpFdMask& e);
     virtual int waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit);
     // Steps 3 and 4 of the turn. `nfound` bounds the descriptors; the sets are emptied on the way.
@@ -139,6 +146,9 @@ protected:
     virtual void handleError();
     // Drops the descriptors with a read handler that are no longer open.
     virtual void checkConnections();
+
+    // What `attach` has entered for one of the three masks.
+    const dpFdMask& watched(int mask) const { return watched_[mask]; }
 
 private:
     int serveRange(int from, int end, int nfound, dpFdMask& r, dpFdMask& w, dpFdMask& e);

@@ -1,376 +1,388 @@
 #include "loop_fixture.h"
 
-#include "net/sockets.h"
+#include "net/epoll_dispatcher.h"
 #include "net/timer.h"
 
 #include <gmock/gmock.h>
 
+#include <poll.h>
+#include <sys/resource.h>
+
 #include <algorithm>
-#include <cerrno>
-#include <csignal>
+#include <cstdio>
+#include <ctime>
 #include <vector>
+
+using namespace harbolance;
+
+// The wall clock of this program.
+static long clockShift = 0;
+
+extern "C" int gettimeofday(timeval* now, void*) noexcept {
+    *now = {time(nullptr) + clockShift, 0};
+    return 0;
+}
 
 namespace {
 
-TEST(FdMask, hasTheLayoutOfFdSet) {
-    dpFdMask mask;
-    EXPECT_FALSE(mask.anySet());
-    for (const int fd : {0, 63, 64, 255, 1023}) {
-        mask.set(fd);
-        EXPECT_TRUE(FD_ISSET(fd, mask.forSelect())) << fd;
-    }
-    EXPECT_EQ(mask.count(), 5);
-    mask.reset(64);
-    EXPECT_FALSE(mask.test(64));
-    FD_SET(65, mask.forSelect());
-    EXPECT_TRUE(mask.test(65));
-    EXPECT_TRUE(mask.anySet());
-    mask.clear();
-    EXPECT_FALSE(mask.anySet());
+template <class T>
+std::unique_ptr<dpDispatcher> make() {
+    return std::make_unique<T>();
 }
 
-TEST(Dispatcher, callsTheHandlerOfTheMaskThatIsReady) {
-    OpenDispatcher loop;
-    Pipe pipe;
-    Recorder reader;
-    Recorder writer;
-    loop.link(pipe.in(), 0, &reader);
-    loop.link(pipe.out(), 1, &writer);
-    EXPECT_EQ(loop.handler(pipe.in(), 0), &reader);
-    EXPECT_EQ(loop.handler(pipe.in(), 1), nullptr);
-
-    EXPECT_TRUE(loop.poll());
-    EXPECT_EQ(reader.inputs, 0);
-    EXPECT_EQ(writer.outputs, 1);
-
-    pipe.fill();
-    EXPECT_TRUE(loop.dispatch());
-    EXPECT_EQ(reader.inputs, 1);
-    EXPECT_EQ(writer.outputs, 2);
-
-    loop.unlink(pipe.out());
-    pipe.drain();
-    EXPECT_FALSE(loop.poll());
-    EXPECT_EQ(writer.outputs, 2);
-}
-
-TEST(Dispatcher, dropsDescriptorOnNegativeResult) {
-    OpenDispatcher loop;
-    Pipe pipe;
-    Recorder other;
-    Recorder reader([](int) { return -1; });
-    // The same descriptor is marked for writing: dropping it in the read step keeps the write step out.
-    loop.link(pipe.in(), 0, &reader);
-    loop.link(pipe.in(), 1, &other);
-    loop.setReady(pipe.in(), 0);
-    loop.setReady(pipe.in(), 1);
-    pipe.fill();
-    EXPECT_TRUE(loop.dispatch());
-    EXPECT_EQ(reader.inputs, 1);
-    EXPECT_EQ(other.outputs, 0);
-    EXPECT_EQ(loop.nfds(), 0);
-    EXPECT_FALSE(loop.anyReady());
-    EXPECT_FALSE(loop.poll());
-    EXPECT_EQ(reader.inputs, 1);
-}
-
-TEST(Dispatcher, callsAgainWithoutSelectOnPositiveResult) {
-    OpenDispatcher loop;
-    Pipe pipe;
-    Recorder reader;
-    reader.onInput = [&](int) {
-        if (reader.inputs == 1)
-            pipe.drain();
-        return reader.inputs < 3 ? 1 : 0;
-    };
-    loop.link(pipe.in(), 0, &reader);
-    pipe.fill();
-    EXPECT_TRUE(loop.dispatch());
-    EXPECT_TRUE(loop.anyReady());
-    // The pipe is empty: these turns would sleep if they asked `select`.
-    EXPECT_TRUE(loop.dispatch());
-    EXPECT_TRUE(loop.dispatch());
-    EXPECT_EQ(reader.inputs, 3);
-    EXPECT_FALSE(loop.anyReady());
-    EXPECT_FALSE(loop.poll());
-}
-
-TEST(Dispatcher, setReadyServesEachMaskAndNeedsAHandler) {
-    OpenDispatcher loop;
-    Pipe pipe;
-    Recorder handler;
-    EXPECT_EQ(loop.setReady(pipe.in(), 0), 0);
-    for (const int mask : {0, 1, 2}) {
-        loop.link(pipe.in(), mask, &handler);
-        EXPECT_EQ(loop.setReady(pipe.in(), mask), 1);
-    }
-    EXPECT_TRUE(loop.dispatch());
-    EXPECT_EQ(handler.inputs, 1);
-    EXPECT_EQ(handler.outputs, 1);
-    EXPECT_EQ(handler.exceptions, 1);
-
-    loop.setReady(pipe.in(), 0);
-    loop.unlink(pipe.in());
-    EXPECT_FALSE(loop.anyReady());
-}
-
-TEST(Dispatcher, nfdsFallsToTheNextDescriptorWithAHandler) {
-    dpDispatcher loop;
-    Recorder handler;
-    loop.link(7, 0, &handler);
-    loop.link(40, 1, &handler);
-    loop.link(63, 2, &handler);
-    loop.link(255, 0, &handler);
-    EXPECT_EQ(loop.nfds(), 256);
-    loop.unlink(63);
-    EXPECT_EQ(loop.nfds(), 256);
-    loop.unlink(255);
-    EXPECT_EQ(loop.nfds(), 41);
-    loop.unlink(300);
-    loop.unlink(-1);
-    loop.unlink(40);
-    EXPECT_EQ(loop.nfds(), 8);
-    loop.unlink(7);
-    EXPECT_EQ(loop.nfds(), 0);
-}
-
-TEST(DispatcherDeathTest, descriptorOrMaskOutOfRangeAborts) {
-    dpDispatcher loop;
-    Recorder handler;
-    EXPECT_EXIT(loop.link(256, 0, &handler), testing::KilledBySignal(SIGABRT), "");
-    EXPECT_EXIT(loop.link(3, 3, &handler), testing::KilledBySignal(SIGABRT), "");
-    EXPECT_EXIT(loop.handler(256, 0), testing::KilledBySignal(SIGABRT), "");
-    EXPECT_EXIT(loop.handler(-1, 0), testing::KilledBySignal(SIGABRT), "");
-    EXPECT_EXIT(loop.handler(3, -1), testing::KilledBySignal(SIGABRT), "");
-}
-
-// Three linked descriptors and the orders in which consecutive turns called them.
-class Rotation : public testing::Test {
+// What holds for every dispatcher, however it waits. The pipes are linked for reading to `a` and `b`. Which
+// of them goes first in a turn depends on the turns before, so what one does to the other is tested for both.
+class Dispatcher : public testing::TestWithParam<std::unique_ptr<dpDispatcher> (*)()> {
 protected:
-    Rotation() {
-        for (const int fd : fds)
-            loop.link(fd, 0, &handler);
+    Dispatcher() {
+        loop.link(number(0), 0, &a);
+        loop.link(number(1), 0, &b);
+    }
+    int number(int index) const { return pipes[index].in.get(); }
+    void fillBoth() const {
+        pipes[0].fill();
+        pipes[1].fill();
+    }
+    void markBoth() {
+        loop.setReady(number(0), 0);
+        loop.setReady(number(1), 0);
+    }
+    // When a handler is called it does this to itself and to the other one.
+    void whenCalled(const std::function<int(int self, int other)>& action) {
+        a.then = [action] { return action(0, 1); };
+        b.then = [action] { return action(1, 0); };
+    }
+    // The calls of a turn: over what is ready at this moment, or waiting.
+    std::string turn() {
+        timeval atOnce{};
+        log.clear();
+        const bool served = loop.dispatch(&atOnce);
+        EXPECT_EQ(served, !log.empty());
+        return log;
+    }
+    std::string wait() {
+        log.clear();
+        loop.dispatch();
+        return log;
     }
 
-    std::vector<int> turn(int nfound, const std::vector<int>& ready) {
-        order.clear();
-        dpFdMask r;
-        dpFdMask w;
-        dpFdMask e;
-        for (const int fd : ready)
-            r.set(fd);
-        loop.notify(nfound, r, w, e);
-        return order;
-    }
-
-    const std::vector<int> fds{2, 67, 130};
-    std::vector<int> order;
-    OpenDispatcher loop;
-    Recorder handler{[this](int fd) {
-        order.push_back(fd);
-        return 0;
-    }};
+    const std::unique_ptr<dpDispatcher> owned = GetParam()();
+    dpDispatcher& loop = *owned;
+    Pipe pipes[2];
+    std::string log;
+    Recorder a{'a', log}, b{'b', log}, c{'c', log}, timer{'t', log};
 };
 
-TEST_F(Rotation, startsOneDescriptorFurtherWithEachTurn) {
-    std::vector<int> firsts;
-    for (int i = 0; i < loop.nfds(); ++i) {
-        std::vector<int> seen = turn(3, fds);
-        ASSERT_EQ(seen.size(), 3u);
-        firsts.push_back(seen.front());
-        std::rotate(seen.begin(), std::min_element(seen.begin(), seen.end()), seen.end());
-        EXPECT_EQ(seen, fds);
+INSTANTIATE_TEST_SUITE_P(Waiting, Dispatcher, testing::Values(make<dpDispatcher>, make<dpEpollDispatcher>),
+                         [](const auto& each) { return each.index == 0 ? "select" : "epoll"; });
+
+TEST_P(Dispatcher, callsTheHandlerOfTheMaskThatIsReady) {
+    const auto [near, far] = tcpPair();
+    for (const int mask : {0, 1, 2})
+        loop.link(near.get(), mask, &c);
+    EXPECT_EQ(turn(), "C");
+    EXPECT_EQ(send(far.get(), "!", 1, MSG_OOB), 1);
+    pollfd urgent{near.get(), POLLPRI, 0};
+    ASSERT_EQ(poll(&urgent, 1, 10'000), 1);
+    EXPECT_EQ(turn(), "C!");
+    for (const int mask : {0, 1, 2})
+        EXPECT_EQ(loop.setReady(near.get(), mask), 1);
+    EXPECT_EQ(wait(), "cC!");
+    loop.setReady(near.get(), 0);
+    loop.unlink(near.get());
+    EXPECT_EQ(loop.setReady(near.get(), 0), 0) << "needs a handler";
+    EXPECT_FALSE(loop.anyReady());
+    EXPECT_EQ(loop.handler(near.get(), 0), nullptr);
+    pipes[0].fill();
+    EXPECT_EQ(wait(), "a");
+    pipes[0].drain();
+    EXPECT_EQ(turn(), "");
+}
+
+TEST_P(Dispatcher, dropsADescriptorOnANegativeResult) {
+    // It is marked for writing as well: dropping it in the read step keeps the write step out.
+    whenCalled([](int, int) { return -1; });
+    loop.link(number(0), 1, &c);
+    loop.setReady(number(0), 1);
+    markBoth();
+    EXPECT_EQ(wait().size(), 2u);
+    fillBoth();
+    EXPECT_EQ(turn(), "");
+    EXPECT_EQ(loop.nfds(), 0);
+}
+
+TEST_P(Dispatcher, callsAgainWithoutWaitingOnAPositiveResult) {
+    int calls = 0;
+    whenCalled([&](int self, int) {
+        if (++calls == 1)
+            pipes[self].drain();
+        return calls < 3 ? 1 : 0;
+    });
+    pipes[0].fill();
+    EXPECT_EQ(wait(), "a");
+    // The pipe is empty: these turns would sleep if they asked the system.
+    EXPECT_EQ(wait() + wait(), "aa");
+    EXPECT_EQ(turn(), "");
+}
+
+TEST_P(Dispatcher, waitsThroughSignalsForTimersAndFiresThemBehindTheDescriptors) {
+    {
+        const Interruptions interruptions;
+        const auto enough = Interruptions::count + 3;
+        for (const Deadline limit(20); Interruptions::count < enough && !limit.passed();) {
+            loop.startTimer(0, 20'000, &timer);
+            EXPECT_EQ(wait(), "t");
+        }
     }
-    // Each descriptor goes first from just above its lower neighbour up to itself.
-    EXPECT_EQ(std::count(firsts.begin(), firsts.end(), 2), 3);
-    EXPECT_EQ(std::count(firsts.begin(), firsts.end(), 67), 65);
-    EXPECT_EQ(std::count(firsts.begin(), firsts.end(), 130), 63);
+    pipes[0].fill();
+    loop.startTimer(-1, 0, &timer);
+    EXPECT_EQ(wait(), "at");
 }
 
-TEST_F(Rotation, stopsWhenTheNumberFoundIsUsedUp) {
-    EXPECT_EQ(turn(1, fds).size(), 1u);
-    EXPECT_EQ(turn(0, fds).size(), 0u);
-    EXPECT_EQ(turn(-1, fds).size(), 0u);
-    // A bit without a handler counts; more announced than there is, or bits above the highest linked
-    // descriptor, end the walk.
-    EXPECT_EQ(turn(1, {3}).size(), 0u);
-    EXPECT_EQ(turn(1000, {67, 200, 1023}), std::vector{67});
-    for (const int fd : fds)
-        loop.unlink(fd);
-    EXPECT_EQ(turn(3, fds).size(), 0u);
-}
-
-TEST(DispatcherTimers, waitsForTheEarliestTimerOrTheShorterLimit) {
-    OpenDispatcher loop;
-    Recorder handler;
-    timeval limit{5, 0};
-    EXPECT_EQ(loop.calculateTimeout(&limit), &limit);
-    EXPECT_EQ(loop.calculateTimeout(nullptr), nullptr);
-
-    loop.startTimer(1000, 0, &handler);
-    EXPECT_EQ(loop.calculateTimeout(&limit), &limit);
-    timeval longer{2000, 0};
-    for (timeval* given : {&longer, static_cast<timeval*>(nullptr)}) {
-        const timeval* wait = loop.calculateTimeout(given);
-        ASSERT_NE(wait, given);
-        ASSERT_NE(wait, nullptr);
-        EXPECT_LE(wait->tv_sec, 1000);
-        EXPECT_GE(wait->tv_sec, 990);
-    }
-
-    loop.startTimer(-1, 0, &handler);
-    const timeval* wait = loop.calculateTimeout(&limit);
-    EXPECT_EQ(wait->tv_sec, 0);
-    EXPECT_EQ(wait->tv_usec, 0);
-}
-
-TEST(DispatcherTimers, limitShorterThanTheTimerFiresNothing) {
-    dpDispatcher loop;
-    Recorder handler;
-    loop.startTimer(1000, 0, &handler);
+TEST_P(Dispatcher, limitBoundsTheWaitAndIsReplacedByWhatRemains) {
+    loop.startTimer(1000, 0, &timer);
     long sec = 0;
     long usec = 1000;
     EXPECT_FALSE(loop.dispatch(sec, usec));
-    EXPECT_EQ(sec, 0);
-    EXPECT_EQ(usec, 0);
+    EXPECT_EQ(sec + usec, 0);
     timeval limit{0, 1000};
     EXPECT_FALSE(loop.dispatch(&limit));
     EXPECT_EQ(limit.tv_usec, 1000);
-    EXPECT_EQ(handler.timers, 0);
+    fillBoth();
+    usec = 100'000'000;
+    EXPECT_TRUE(loop.dispatch(sec, usec));
+    EXPECT_GE(sec, 80);
+    EXPECT_LT(usec, 1'000'000);
+    EXPECT_EQ(log.find('t'), std::string::npos);
 }
 
-TEST(DispatcherTimers, dueTimerFiresInTheSameTurnBehindTheDescriptors) {
-    dpDispatcher loop;
-    Pipe pipe;
-    std::vector<char> order;
-    Recorder reader([&](int) {
-        order.push_back('r');
+TEST_P(Dispatcher, timersSurviveAWallClockThatIsSetBack) {
+    loop.startTimer(0, 1000, &timer);
+    clockShift = -3600;
+    timeval limit{5, 0};
+    EXPECT_FALSE(loop.dispatch(&limit));
+    EXPECT_EQ(log, "t");
+    EXPECT_NEAR(static_cast<double>(timer.lastTime - time(nullptr)), -3600, 600) << "the time of day is told";
+    clockShift = 0;
+}
+
+TEST_P(Dispatcher, dropsWhatWasClosedAndServesTheRest) {
+    for (const int mask : {0, 1, 2}) {
+        Pipe closed;
+        const int fd = closed.in.get();
+        loop.link(fd, mask, &c);
+        // Its file stays open elsewhere, ready to be read.
+        const Descriptor elsewhere(dup(fd));
+        closed.fill();
+        closed.in.close();
+        pipes[0].fill();
+        for (const Deadline limit(10); loop.handler(fd, mask) && !limit.passed();)
+            EXPECT_NE(wait().find('a'), std::string::npos);
+        EXPECT_EQ(loop.handler(fd, mask), nullptr) << mask;
+        pipes[0].drain();
+        EXPECT_EQ(turn(), "");
+    }
+}
+
+TEST_P(Dispatcher, watchesTheNumberWhateverFileItStandsFor) {
+    EXPECT_EQ(turn(), "");
+    const Pipe second, last;
+    ASSERT_EQ(dup2(second.in.get(), number(0)), number(0));
+    second.fill();
+    EXPECT_EQ(wait(), "a");
+    // Linked again under the same number, while the former file is open elsewhere and ready.
+    ASSERT_EQ(dup2(last.in.get(), number(0)), number(0));
+    loop.link(number(0), 0, &c);
+    EXPECT_EQ(turn(), "");
+    last.fill();
+    EXPECT_EQ(wait(), "c");
+}
+
+TEST_P(Dispatcher, takesARegularFileForAlwaysReady) {
+    const std::unique_ptr<FILE, int (*)(FILE*)> file(tmpfile(), fclose);
+    for (const int mask : {0, 1, 2})
+        loop.link(fileno(file.get()), mask, &c);
+    EXPECT_EQ(wait() + wait(), "cCcC");
+    loop.unlink(fileno(file.get()));
+    EXPECT_EQ(turn(), "");
+}
+
+TEST_P(Dispatcher, sleepsOverStatesThatNobodyWatches) {
+    Pipe ended;
+    ended.out.close();
+    loop.link(ended.in.get(), 2, &c);
+    loop.startTimer(0, 50'000, &timer);
+    const clock_t before = clock();
+    EXPECT_EQ(wait(), "t");
+    EXPECT_LT(clock() - before, CLOCKS_PER_SEC / 40) << "processor time of a wait of 50 ms";
+    loop.link(ended.in.get(), 0, &c);
+    EXPECT_EQ(turn(), "c");
+}
+
+TEST_P(Dispatcher, staysWholeWhenAChildGoesItsOwnWay) {
+    EXPECT_EQ(turn(), "");
+    {
+        const PeerProcess child([&] {
+            pipes[1].fill();
+            const bool served = wait() == "b";
+            pipes[1].drain();
+            loop.unlink(number(0));
+            return served;
+        });
+    }
+    pipes[0].fill();
+    EXPECT_EQ(turn(), "a");
+}
+
+TEST_P(Dispatcher, worksWithoutADescriptorOfItsOwn) {
+    rlimit usual{};
+    getrlimit(RLIMIT_NOFILE, &usual);
+    const rlimit none{0, usual.rlim_max};
+    const auto poor = GetParam()();
+    setrlimit(RLIMIT_NOFILE, &none);
+    poor->link(number(0), 0, &c);
+    pipes[0].fill();
+    EXPECT_TRUE(poor->dispatch());
+    setrlimit(RLIMIT_NOFILE, &usual);
+    EXPECT_TRUE(poor->dispatch());
+    EXPECT_EQ(log, "cc");
+}
+
+TEST_P(Dispatcher, whatIsUnlinkedInTheTurnIsNotCalledInItNorTheNewLinkOfItsNumber) {
+    whenCalled([&](int, int other) {
+        loop.unlink(number(other));
+        pipes[other].drain();
+        loop.link(number(other), 0, &c);
         return 0;
     });
-    Recorder timer;
-    timer.onTimer = [&] { order.push_back('t'); };
-    loop.startTimer(-1, 0, &timer);
-    EXPECT_FALSE(loop.dispatch());
-    loop.link(pipe.in(), 0, &reader);
-    pipe.fill();
-    loop.startTimer(-1, 0, &timer);
-    EXPECT_TRUE(loop.dispatch());
-    EXPECT_EQ(order, (std::vector{'t', 'r', 't'}));
+    fillBoth();
+    EXPECT_EQ(wait().size(), 1u);
+    EXPECT_EQ(log.find('c'), std::string::npos);
 }
 
-TEST(DispatcherTimers, limitIsReplacedByWhatRemains) {
-    dpDispatcher loop;
-    Pipe pipe;
-    Recorder reader;
-    loop.link(pipe.in(), 0, &reader);
-    pipe.fill();
-    long sec = 100;
-    long usec = 1500000;
-    EXPECT_TRUE(loop.dispatch(sec, usec));
-    EXPECT_LE(sec, 101);
-    EXPECT_GE(sec, 90);
-    EXPECT_LT(usec, 1000000);
-}
-
-TEST(DispatcherTimers, waitingTimerStopsWithItsEnd) {
-    dpDispatcher loop;
-    {
-        DSTimer unfinished(&loop);
-        unfinished.start(-1, 0);
+TEST_P(Dispatcher, resultOfAnUnlinkedHandlerIsIgnored) {
+    for (const int result : {-1, 1}) {
+        whenCalled([&](int self, int) {
+            pipes[self].drain();
+            loop.unlink(number(self));
+            loop.link(number(self), 0, &c);
+            return result;
+        });
+        loop.link(number(0), 0, &a);
+        pipes[0].fill();
+        EXPECT_EQ(wait(), "a");
+        EXPECT_EQ(loop.handler(number(0), 0), &c);
+        EXPECT_FALSE(loop.anyReady());
     }
-    DSTimer timer(&loop);
-    timer.start(1000, 0);
-    timer.start(-1, 0);
-    EXPECT_TRUE(timer.running);
-    // One turn fires it and nothing else: the destroyed timer and the first period are out of the queue.
-    EXPECT_FALSE(loop.dispatch());
-    EXPECT_TRUE(timer.expired);
-    EXPECT_FALSE(timer.running);
-    timer.start(1000, 0);
-    EXPECT_FALSE(timer.expired);
 }
 
-// Repeats a signal until the loop has met it often enough, then lets the wait end.
-class Interrupted : public OpenDispatcher {
-public:
-    void handleError() override {
-        EXPECT_EQ(errno, EINTR);
-        if (++errors == 2)
-            pipe.fill();
-        OpenDispatcher::handleError();
-    }
+TEST_P(Dispatcher, innerTurnTakesOverWhatTheOuterOneFound) {
+    const auto innerTurn = [&] {
+        timeval atOnce{};
+        EXPECT_TRUE(log.size() != 1 || loop.dispatch(&atOnce));
+        return 0;
+    };
+    // A second call for the same octet would block in `read`.
+    whenCalled([&](int self, int) {
+        pipes[self].drain();
+        return innerTurn();
+    });
+    fillBoth();
+    EXPECT_EQ(wait().size(), 2u);
+    // Nothing is in the pipes: a mark that got lost would not come back from the system.
+    whenCalled([&](int, int) { return innerTurn(); });
+    markBoth();
+    EXPECT_EQ(wait().size(), 2u);
+    EXPECT_FALSE(loop.anyReady());
+}
 
-    Pipe pipe;
-    int errors = 0;
+// The steps of a turn one by one, which all dispatchers share.
+class Steps : public testing::Test, public dpDispatcher {
+protected:
+    struct : dpIOHandler {
+        int inputReady(int fd) override { return called.push_back(fd), 0; }
+        std::vector<int> called;
+    } noted;
+
+    std::vector<int> turn(int nfound, const std::vector<int>& ready) {
+        noted.called.clear();
+        dpFdMask r, w, e;
+        for (const int fd : ready)
+            r.set(fd);
+        notify(nfound, r, w, e);
+        return noted.called;
+    }
 };
 
-TEST(DispatcherErrors, signalDoesNotEndTheWait) {
-    Interrupted loop;
-    Recorder reader;
-    loop.link(loop.pipe.in(), 0, &reader);
-    {
-        const Interruptions interruptions;
-        EXPECT_TRUE(loop.dispatch());
+TEST_F(Steps, startOneDescriptorFurtherWithEachTurn) {
+    const std::vector<int> fds{2, 67, 130};
+    for (const int fd : fds)
+        link(fd, 0, &noted);
+    int firstIs67 = 0;
+    for (int i = 0; i < nfds(); ++i) {
+        std::vector<int> seen = turn(3, fds);
+        ASSERT_EQ(seen.size(), 3u);
+        firstIs67 += seen.front() == 67 ? 1 : 0;
+        std::rotate(seen.begin(), std::min_element(seen.begin(), seen.end()), seen.end());
+        EXPECT_EQ(seen, fds);
     }
-    EXPECT_GE(loop.errors, 2);
-    EXPECT_EQ(reader.inputs, 1);
+    EXPECT_EQ(firstIs67, 65) << "from just above its lower neighbour up to itself";
+
+    // The number found ends the walk. A bit without a handler counts; bits above the highest linked
+    // descriptor do not.
+    EXPECT_EQ(turn(1, fds).size(), 1u);
+    EXPECT_EQ(turn(-1, fds).size(), 0u);
+    EXPECT_EQ(turn(1, {3}).size(), 0u);
+    EXPECT_EQ(turn(1000, {67, 200, 1023}), std::vector{67});
 }
 
-TEST(DispatcherErrors, closedDescriptorIsDroppedAndTheRestServed) {
-    for (const int mask : {0, 1, 2}) {
-        dpDispatcher loop;
-        Pipe alive;
-        Pipe closed;
-        Recorder reader;
-        Recorder lost;
-        loop.link(alive.in(), 0, &reader);
-        loop.link(closed.in(), mask, &lost);
-        const int fd = closed.in();
-        closed.closeRead();
-        alive.fill();
-        EXPECT_TRUE(loop.dispatch());
-        EXPECT_EQ(reader.inputs, 1);
-        EXPECT_EQ(loop.handler(fd, mask), nullptr) << mask;
-        EXPECT_EQ(loop.handler(alive.in(), 0), &reader);
-        EXPECT_EQ(lost.inputs + lost.outputs + lost.exceptions, 0);
+TEST_F(Steps, knowTheHighestLinkedDescriptor) {
+    for (const auto& [fd, mask] : {std::pair{7, 0}, {40, 1}, {63, 2}, {255, 0}})
+        link(fd, mask, &noted);
+    EXPECT_EQ(nfds(), 256);
+    for (const auto& [fd, above] : {std::pair{63, 256}, {255, 41}, {300, 41}, {-1, 41}, {40, 8}, {7, 0}}) {
+        unlink(fd);
+        EXPECT_EQ(nfds(), above) << fd;
     }
 }
 
-TEST(DispatcherErrors, connectionCheckLooksAtReadersOnly) {
-    OpenDispatcher loop;
-    Pipe readOnly;
-    Pipe writeOnly;
-    Recorder handler;
-    const int reader = readOnly.in();
-    const int writer = writeOnly.in();
-    loop.link(reader, 0, &handler);
-    loop.link(writer, 1, &handler);
-    readOnly.closeRead();
-    writeOnly.closeRead();
-    loop.checkConnections();
-    EXPECT_EQ(loop.handler(reader, 0), nullptr);
-    EXPECT_EQ(loop.handler(writer, 1), &handler);
-}
+using StepsDeathTest = Steps;
 
-TEST(DispatcherErrorsDeathTest, otherErrorEndsTheProcess) {
-    OpenDispatcher loop;
+TEST_F(StepsDeathTest, endTheProcessOnABadNumberAndAnUnknownError) {
+    EXPECT_EXIT(link(256, 0, &noted), testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(handler(-1, 0), testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(handler(3, 3), testing::KilledBySignal(SIGABRT), "");
     const auto fail = [&] {
         dup2(STDERR_FILENO, STDOUT_FILENO);
         errno = EINVAL;
-        loop.handleError();
+        handleError();
     };
     EXPECT_EXIT(fail(), testing::ExitedWithCode(1),
                 testing::AllOf(testing::HasSubstr("Dispatcher: select: Invalid argument\n"),
                                testing::HasSubstr("Dispatcher::handleError: Select error (22)\n")));
 }
 
+TEST(WaitingTimer, stopsWithItsEnd) {
+    dpDispatcher loop;
+    DSTimer(&loop).start(-1, 0);
+    DSTimer timer(&loop);
+    timer.start(1000, 0);
+    timer.start(-1, 0);
+    EXPECT_TRUE(timer.running);
+    // One turn fires it and nothing else: the destroyed timer and the first period are out of the queue.
+    EXPECT_FALSE(loop.dispatch());
+    EXPECT_TRUE(timer.expired && !timer.running);
+    timer.start(1000, 0);
+    EXPECT_FALSE(timer.expired);
+}
+
 TEST(DispatcherInstance, isMadeOnceAndCanBeReplaced) {
     dpDispatcher* const first = dpDispatcher::instance();
-    EXPECT_EQ(dpDispatcher::instance(), first);
     dpDispatcher other;
     dpDispatcher::instance(&other);
     EXPECT_EQ(dpDispatcher::instance(), &other);
     dpDispatcher::instance(first);
+    EXPECT_EQ(dpDispatcher::instance(), first);
 }
 
 } // namespace

@@ -17,6 +17,32 @@
 
 inline sockaddr_in loopback(int port) { return harbolance::socketAddress(htonl(INADDR_LOOPBACK), port); }
 
+// The port of a bound socket.
+inline int portOf(int fd) {
+    sockaddr_in address{};
+    socklen_t length = sizeof address;
+    EXPECT_EQ(getsockname(fd, harbolance::generic(address), &length), 0);
+    return ntohs(address.sin_port);
+}
+
+// A socket of that type on the loopback interface, on any port.
+inline harbolance::Descriptor boundSocket(int type) {
+    harbolance::Descriptor bound(socket(AF_INET, type, 0));
+    const sockaddr_in any = loopback(0);
+    EXPECT_EQ(bind(bound.get(), harbolance::generic(any), sizeof any), 0);
+    return bound;
+}
+
+// Two sockets that are connected with each other.
+inline std::pair<harbolance::Descriptor, harbolance::Descriptor> tcpPair() {
+    const harbolance::Descriptor listener = boundSocket(SOCK_STREAM);
+    harbolance::Descriptor near(socket(AF_INET, SOCK_STREAM, 0));
+    const sockaddr_in address = loopback(portOf(listener.get()));
+    EXPECT_EQ(listen(listener.get(), 1), 0);
+    EXPECT_EQ(connect(near.get(), harbolance::generic(address), sizeof address), 0);
+    return {std::move(near), harbolance::Descriptor(accept(listener.get(), nullptr, nullptr))};
+}
+
 // Signals that interrupt whatever waits, every few milliseconds.
 class Interruptions {
 public:
