@@ -1,17 +1,20 @@
 #pragma once
 
 #include "base/refcount.h"
-#include "stream/ncstream.h"
+#include "octet_listing.h"
+#include "stream/ncipcstream.h"
 #include "stream/ncstring.h"
 
+#include <gtest/gtest.h>
+
+#include <cstring>
 #include <string>
 
-// Records to send through streams. Counted ones say how many of them live, so that a test sees leaks without
-// a sanitizer too.
-
+// Records to send through streams. They count how many of them live, so that a test sees leaks without a
+// sanitizer too.
 class Counted : public NCResource, public NCObject {
 public:
-    static const NCTypeInfo info; // "TestAbstract"
+    static inline const NCTypeInfo info{"TestAbstract", nullptr, {&NCObject::info}};
     static inline int alive = 0;
 
     Counted() { ++alive; }
@@ -30,7 +33,6 @@ public:
 class TestNode : public Counted {
 public:
     static const NCTypeInfo info;
-
     explicit TestNode(const char* text) : name(text) {}
     explicit TestNode(NCistream& in) : Counted(in), name(in) {
         left = in.readRecord<TestNode>();
@@ -38,7 +40,7 @@ public:
     }
     void write(NCostream& out) const override {
         out.writeEmbedded(name);
-        out.writeObject(left.get()).writeObject(right.get());
+        out.writeRecord(left.get()).writeRecord(right.get());
     }
     const NCTypeInfo& typeInfo() const override { return info; }
 
@@ -46,37 +48,44 @@ public:
     NCRef<TestNode> left;
     NCRef<TestNode> right;
 };
+inline const NCTypeInfo TestNode::info("TestNode", ncCreate<TestNode>, {&Counted::info});
 
-// Another class of the same shape, to stand where a TestNode is wanted; it is none.
+// Another class, to stand where a TestNode is wanted; it is none.
 class TestLeaf : public Counted {
 public:
     static const NCTypeInfo info;
-
     TestLeaf() = default;
     explicit TestLeaf(NCistream& in) : Counted(in) {}
     void write(NCostream&) const override {}
     const NCTypeInfo& typeInfo() const override { return info; }
 };
+inline const NCTypeInfo TestLeaf::info("TestLeaf", ncCreate<TestLeaf>, {&Counted::info});
 
-// Anything, and then a node.
+// Anything, a node, and something that is passed by a pointer which anybody may have.
 class TestPair : public Counted {
 public:
     static const NCTypeInfo info;
-
+    TestPair(const NCRef<Counted>& first, const NCRef<TestNode>& second, Counted* anything)
+        : any(first), node(second), borrowed(anything) {}
     explicit TestPair(NCistream& in)
-        : Counted(in), any(in.readRecord<Counted>()), node(in.readRecord<TestNode>()) {}
-    void write(NCostream& out) const override { out.writeObject(any.get()).writeObject(node.get()); }
+        : Counted(in), any(in.readRecord<Counted>()), node(in.readRecord<TestNode>()),
+          last(in.readRecord<Counted>()), borrowed(last.get()) {}
+    void write(NCostream& out) const override {
+        out.writeRecord(any.get()).writeRecord(node.get()).writeObject(borrowed);
+    }
     const NCTypeInfo& typeInfo() const override { return info; }
 
     NCRef<Counted> any;
     NCRef<TestNode> node;
+    NCRef<Counted> last;
+    Counted* borrowed;
 };
+inline const NCTypeInfo TestPair::info("TestPair", ncCreate<TestPair>, {&Counted::info});
 
 // A block of any size, to fill a message with.
 class TestBlock : public Counted {
 public:
     static const NCTypeInfo info;
-
     explicit TestBlock(std::string text) : data(std::move(text)) {}
     explicit TestBlock(NCistream& in) : Counted(in) {
         unsigned int size = 0;
@@ -95,3 +104,20 @@ public:
 
     std::string data;
 };
+inline const NCTypeInfo TestBlock::info("TestBlock", ncCreate<TestBlock>, {&Counted::info});
+
+inline std::string octets(const std::string& listing) { return OctetListing(listing).bytes(); }
+
+// Makes the octets the data of the buffer's read area. They are copied to an area of exactly their size, so
+// that a sanitizer sees a reader go past the end.
+inline void fill(NCipcbuf& buffer, const std::string& data) {
+    buffer.resetRead();
+    ASSERT_EQ(buffer.growRead(static_cast<uint32_t>(data.size())), 0);
+    if (!data.empty())
+        std::memcpy(buffer.rbuf(), data.data(), data.size());
+    buffer.advanceEnd(data.size());
+}
+
+inline std::string writtenTo(const NCipcbuf& buffer) {
+    return {reinterpret_cast<const char*>(buffer.wbuf()), buffer.bytesWritten()};
+}
