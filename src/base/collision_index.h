@@ -5,9 +5,9 @@
 
 namespace harbolance {
 
-// What lets a hash table find out cheaply that its probe runs have grown long: the number of occupied slots in
-// each block of neighbouring ones. A walk over occupied slots that is two blocks long passes over a full block,
-// so while no block is full every walk is shorter than that.
+// What lets a hash table find out cheaply that its probe runs have grown long: the number of occupied slots
+// in each block of neighbouring ones. A walk over occupied slots that is two blocks long passes over a full
+// block, so while no block is full every walk is shorter than that.
 class BlockCounts {
 public:
     static constexpr uint32_t slotsPerBlock = 64;
@@ -22,11 +22,11 @@ private:
     std::vector<uint8_t> counts_;
 };
 
-// The side index of a hash table whose probe runs have grown long. The protocol's string hash gives names that
-// differ in a few digits the same start slots, so a set of 100,000 such names, or one that a hostile peer made,
-// would be searched in quadratic time. The index answers both questions of a probe directly: where an equal
-// entry stands, by a fingerprint that hardly collides, and which slot a new entry falls to, by jumps over what
-// is known to be occupied. It gives exactly the slot that the plain walk gives.
+// The side index of a hash table whose probe runs have grown long. The protocol's string hash gives names
+// that differ in a few digits the same start slots, so a set of 100,000 such names, or one that a hostile
+// peer made, would be searched in quadratic time. The index answers both questions of a probe directly: where
+// an equal entry stands, by a fingerprint that hardly ever collides, and which slot a new entry falls to, by
+// jumps over what is known to be occupied. It gives exactly the slot that the plain walk gives.
 class CollisionIndex {
 public:
     // Steps that a probe walks before it asks the index.
@@ -74,8 +74,8 @@ public:
             slot = below_[slot];
         return slot;
     }
-    // The same for a caller that fills the slot: each jump on the way becomes about twice as long, which keeps
-    // a series of insertions nearly linear.
+    // The same for a caller that fills the slot: each jump on the way becomes about twice as long, which
+    // keeps a series of insertions nearly linear.
     template <class Occupied>
     uint32_t firstFreeToFill(uint32_t slot, Occupied occupied) {
         while (occupied(slot)) {

@@ -20,8 +20,8 @@ namespace harbolance {
 // linear probing downwards, backward shift on removal. The slot order is visible behaviour: sets travel and
 // print in it. So nothing here may change where an entry ends up.
 //
-// Most tables hold entries that carry their key: they are a `KeyedTable` (at the end of this file). Others say
-// by a Traits class what is stored and how it compares:
+// Most tables hold entries that carry their key: they are a `KeyedTable` (at the end of this file). Others
+// say by a Traits class what is stored and how it compares:
 //
 //     using Entry = ...;                               // movable; Entry{} is a free slot
 //     static bool isFree(const Entry&);
@@ -44,7 +44,8 @@ struct GrowWhenFull {
 struct GrowAtNineTenths {
     static bool full(uint32_t count, uint32_t capacity) { return count > 0.9 * capacity; }
 };
-// For tables whose order nobody sees. Room is cheap where slots are small, and short runs are quick to miss.
+// For tables whose order cannot be seen from outside. A search that fails walks a whole run, and the emptier
+// the table, the shorter the runs. A table that is cleared for each message is cheaper when it is smaller.
 struct GrowAtHalf {
     static bool full(uint32_t count, uint32_t capacity) { return count > capacity / 2; }
 };
@@ -98,8 +99,8 @@ public:
         return const_cast<Entry*>(std::as_const(*this).find(probe));
     }
 
-    // The slot that holds an equal entry, or the free slot where one would go. The second form is for a caller
-    // that is about to insert there.
+    // The slot that holds an equal entry, or the free slot where one would go. The second form is for a
+    // caller that is about to insert there.
     template <class Probe>
     uint32_t indexOf(const Probe& probe) const {
         const Place place = search(probe);
@@ -165,8 +166,8 @@ private:
     struct NoCounts {};
     using Counts = std::conditional_t<indexable, BlockCounts, NoCounts>;
 
-    // Where a search ended: at an equal entry, at the free slot that ends its walk, or, with the index, at the
-    // start slot and the certainty that nothing equal is stored.
+    // Where a search ended: at an equal entry, at the free slot that ends its walk, or, with the index, at
+    // the start slot and the certainty that nothing equal is stored.
     struct Place {
         uint32_t slot;
         bool found;
@@ -190,7 +191,8 @@ private:
         return {slot, false, true};
     }
 
-    // Only an entry with the probe's own hash can stand for it: the plain walk starts where that hash says.
+    // An equal entry with another hash does not count: the plain walk, which starts from the hash, would not
+    // meet it either.
     template <class Probe>
     Place searchIndex(const Probe& probe, uint32_t hash, uint32_t home) const {
         const uint32_t slot = index_->find(Traits::fingerprint(probe), [&](uint32_t candidate) {
@@ -296,10 +298,10 @@ uint32_t keyHash(Key key) {
     return static_cast<uint32_t>(key);
 }
 
-// Traits of entries that are found by a key which they carry. An entry is a pointer, an owner or a small class
-// that converts to `bool`, false meaning a free slot. `keyOf` is a member of the entry, or of what it points
-// to, or a function of the entry; it must not make a new text. Texts are compared by what they say, and a null
-// C string counts as an empty one.
+// Traits of entries that are found by a key which they carry. An entry is a pointer, an owner or a small
+// class that converts to `bool`, false meaning a free slot. `keyOf` is a member of the entry, or of what it
+// points to, or a function of the entry; it must not make a new text. Texts are compared by what they say,
+// and a null C string counts as an empty one.
 template <class EntryType, auto keyOf, class Growth>
 struct KeyedTraits : Growth {
     using Entry = EntryType;
@@ -318,15 +320,11 @@ struct KeyedTraits : Growth {
     }
     static bool isFree(const Entry& entry) { return !entry; }
     static uint32_t hash(const Key& key) { return keyHash(key); }
-    static uint32_t hash(const Entry& entry)
-        requires(!std::is_same_v<Entry, Key>)
-    {
+    static uint32_t hash(const Entry& entry) requires(!std::is_same_v<Entry, Key>) {
         return keyHash(key(entry));
     }
     static bool equal(const Entry& stored, const Key& other) { return key(stored) == other; }
-    static bool equal(const Entry& stored, const Entry& entry)
-        requires(!std::is_same_v<Entry, Key>)
-    {
+    static bool equal(const Entry& stored, const Entry& entry) requires(!std::is_same_v<Entry, Key>) {
         return key(stored) == key(entry);
     }
 };

@@ -6,8 +6,8 @@
 
 namespace harbolance {
 
-// Text and octets of a peer, made fit for a terminal or a log. Without this a name could move the cursor, hide
-// what stands before it or answer for the user.
+// Text and octets of a peer without what a terminal would take for a command. Otherwise a name could move the
+// cursor, hide earlier output or make the terminal send input to the program.
 
 // Where each octet has its place, as in dumps: what is not a printing ASCII character is replaced. Null gives
 // an empty text.

@@ -12,7 +12,7 @@ namespace {
 
 struct Escape {
     char octet;
-    char letter; // what stands behind the backslash
+    char letter; // follows the backslash
 };
 
 constexpr std::array<Escape, 9> escapes = {{
@@ -55,7 +55,7 @@ bool readDecimal(std::istream& in, char& octet) {
     return !in.fail();
 }
 
-// What a backslash stands for, together with what follows it.
+// Reads what follows a backslash and gives the octet that both mean.
 bool readEscape(std::istream& in, char& octet, DecimalEscape decimals) {
     const int letter = in.get();
     if (letter == std::istream::traits_type::eof())

@@ -22,7 +22,7 @@ void writeQuoted(std::ostream& out, std::string_view text);
 enum class QuotedText {
     good,
     missing,    // the input ended before the opening quote
-    notQuoted,  // something else stands there
+    notQuoted,  // another character comes before the opening quote
     unfinished, // the input ended before the closing quote
     tooLong,
     badEscape,

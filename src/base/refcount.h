@@ -1,22 +1,22 @@
 #pragma once
 
-// The ground floor: what every other folder stands on and what knows none of them. Reference counts and their
-// holders (this file), the one hash table (hash_table.h), the growing list (list.h), the string hash
-// (string_hash.h), the functions that run at the end (exit_list.h) and the assertion for broken invariants
-// (assertion.h).
+// The base layer, which every other folder uses and which uses none of them: reference counts and their
+// holders (this file), the one hash table with the index of its colliding entries (hash_table.h,
+// collision_index.h), the growing list (list.h), the string hash (string_hash.h), quoted text
+// (quoted_text.h), text of a peer for a terminal (printable.h), the functions that run at exit (exit_list.h)
+// and the assertion for broken invariants (assertion.h).
 
 #include <cstdint>
 #include <utility>
 
-// Counted records of the agent layer. The count starts at 0: nobody holds a new object yet, and the first
-// holder adds the first reference. So an object that was made for one call may be handed straight to a
-// holder, and one that nobody ever held dies at its first release.
+// Counted records of the agent layer. The count starts at 0: a new object has no holder yet, and the first
+// holder adds the first reference. So an object that was made for one call may be passed straight to a
+// holder, and one that never had a holder is destroyed by its first release.
 //
 // Counts are plain integers: the system has one thread.
 class NCResource {
 public:
-    // All three accept what they say and nothing else: `addRef` and `release` take null, `ref` is for a live
-    // one.
+    // `addRef` and `release` accept null.
     static void addRef(NCResource* object) {
         if (object)
             ++object->_ref_count;
@@ -37,7 +37,7 @@ public:
 
 protected:
     NCResource() = default;
-    // A copy is a new object that nobody holds yet.
+    // A copy is a new object, without a holder.
     NCResource(const NCResource&) noexcept {}
     NCResource& operator=(const NCResource&) noexcept { return *this; }
     virtual ~NCResource();
@@ -82,7 +82,7 @@ private:
     T* object_ = nullptr;
 };
 
-// Counted objects of the ORB. The count starts at 1: whoever makes one owns that first reference.
+// Counted objects of the ORB. The count starts at 1: the code that makes one owns that first reference.
 class TRXResource {
 public:
     void _add_ref() { ++_ref_count; }

@@ -20,7 +20,7 @@ constexpr uint32_t stringHash(std::string_view text) {
 uint64_t stringFingerprint(std::string_view text);
 
 // Folds one more part into a fingerprint. Equal parts in equal order give equal results. Both functions
-// depend on a random key of the process, so that nobody outside can make values collide.
+// depend on a random key of the process, so that a peer cannot construct colliding values.
 uint64_t mixFingerprint(uint64_t seed, uint64_t part);
 
 // A pointer as a table key: its 64 bits folded to the 32 that the slot formula takes.

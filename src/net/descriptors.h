@@ -46,8 +46,9 @@ auto uninterrupted(Call call) {
 // False, with errno set, when the descriptor's flags cannot be read or changed.
 bool setNonBlocking(int fd, bool on);
 
-// Makes the whole process ignore SIGPIPE, once: a write to a connection or a pipe that nobody reads any more
-// gives an error and does not end the process. False, with errno set, when the system refuses.
+// Makes the whole process ignore SIGPIPE, once: a write to a connection or a pipe that has no
+// reader any more gives an error and does not end the process. False, with errno set, when the system
+// refuses.
 bool ignoreBrokenPipes();
 
 // A number of seconds from now on, or no limit when it is negative. Changes of the wall clock do not matter.

@@ -7,12 +7,13 @@
 namespace harbolance {
 
 // Host texts and addresses. Every question to the resolver goes through here; each may block for as long as
-// the resolver takes. Addresses are words in network byte order, as they stand in a sockaddr_in.
+// the resolver takes. Addresses are words in network byte order, as in a sockaddr_in.
 
 // How often the resolver is asked while it answers that it should be tried again.
 constexpr int resolverAttempts = 4;
 
-// The address that a dotted text stands for; nothing is asked. 255.255.255.255 is an address like any other.
+// The address of a dotted text, without a question to the resolver. 255.255.255.255 is an address like any
+// other.
 std::optional<in_addr_t> dottedAddress(const char* text);
 
 // The dotted text of an address.
@@ -46,8 +47,8 @@ struct ThisHost {
     in_addr_t address; // 0 unless known
 };
 
-// This host's name and address. The resolver is asked once per process, and its answer, also that there is no
-// address, stands from then on.
+// This host's name and address. The resolver is asked once per process; its answer is kept, also when there
+// is no address.
 const ThisHost& thisHost();
 
 } // namespace harbolance

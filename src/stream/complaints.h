@@ -5,15 +5,15 @@
 
 namespace harbolance {
 
-// What the stream layer says about messages that it cannot use. Whoever can reach a socket of the process can
-// cause as many of these lines as he likes, so they all go through here: a program that keeps a log takes
-// them over and limits their number.
+// Complaints of the stream layer about messages that it cannot use. Any host that reaches a socket of the
+// process can cause any number of them, so they all go through here: a program that keeps a log installs a
+// sink and limits their number.
 
 // Takes one complaint, line ends included. `usual` is where it would go: the standard error stream, or the
 // standard output where the protocol says so. Must not throw.
 using ComplaintSink = void (*)(std::ostream& usual, std::string_view text);
 
-// Returns the sink that was there; null stands for writing each complaint to `usual`.
+// Returns the former sink. Null, the default, means that each complaint is written to `usual`.
 ComplaintSink setComplaintSink(ComplaintSink sink);
 
 void complain(std::ostream& usual, std::string_view text);

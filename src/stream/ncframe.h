@@ -12,8 +12,8 @@ constexpr uint32_t ncFrameWord = 4;
 // when the buffer cannot grow to take it.
 bool ncEncodeMessage(NCipcstream& out, const NCTransObject* object);
 
-// Takes the length word off a datagram that stands unread in `in`'s buffer, and nothing else. False when the
-// datagram has no such word or a length that is not the one it claims; otherwise the object is next.
+// Reads the length word of the datagram in `in`'s buffer. False when there is none or it is not the length of
+// the datagram; otherwise the object is next.
 bool ncEnterDatagram(NCipcstream& in);
 
 // A message that is encoded before it is known what leaves ahead of it. Whether a class is spelled or named

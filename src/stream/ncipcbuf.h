@@ -24,9 +24,10 @@ public:
     virtual ~NCipcbuf();
     // Makes the read area exactly `size` octets; what is unread moves to its start. -1 when it cannot.
     virtual int growRead(uint32_t size);
-    // Makes room for `size` octets behind `wpos`. -1 when it cannot.
+    // Grows the write area so that `size` octets fit behind `wpos`. -1 when it cannot.
     virtual int growWrite(uint32_t size);
-    // Called by a writer that needs `size` octets of room. -1: there are none, and nothing is to be written.
+    // Called by a writer when `size` octets do not fit. -1: the area cannot grow, and nothing is to be
+    // written.
     virtual int overflow(uint32_t size);
     // Called by a reader that needs more than there is. -1: there is no more, and nothing is to be read.
     virtual int underflow();
@@ -59,7 +60,7 @@ public:
         return count <= write_.size - static_cast<size_t>(wpos_ - write_.area);
     }
 
-    // Set by a write that found no room, until `clearError`.
+    // Set by a write that did not fit, until `clearError`.
     bool error() const { return error_; }
     void setError() { error_ = true; }
     void clearError() { error_ = false; }

@@ -1,13 +1,13 @@
 #pragma once
 
-// Self-describing object streams, their UDP and TCP carriers, and the event loop that drives them.
+// Self-describing object streams and their UDP and TCP carriers.
 //
 // What travels is a graph of objects derived from NCTransObject (this file). NCostream and NCistream
 // (ncstream.h) write and rebuild such a graph with a class registry (nctypeinfo.h); they do so as text on a
 // standard stream. NCipcstream (ncipcstream.h) is the binary form over the memory of an NCipcbuf
 // (ncipcbuf.h). NCudpstream and NCtcpstream (ncudpstr.h, nctcpstr.h) carry one object per message between two
-// such buffers and a socket. The event loop is dispatcher.h, with its timers, the round-trip estimator and a
-// priority queue.
+// such buffers and a socket; both frame it alike (ncframe.h) and complain about bad messages in one place
+// (complaints.h). Messages that wait to be written are kept by priority (ncpriqueue.h).
 
 #include "stream/nctypeinfo.h"
 

@@ -10,7 +10,7 @@
 using namespace harbolance;
 
 // How an object graph goes over a stream, in either form: tags, class names, ids. The scalars of the text
-// form are in nctextform.cpp.
+// form are in ncstream_text.cpp.
 
 NCostream::NCostream(std::ostream& out) : out_(&out), table_(std::make_unique<NCOutTable>()) {}
 NCostream::NCostream() : out_(nullptr), table_(std::make_unique<NCOutTable>()) {}
@@ -54,13 +54,13 @@ NCostream& NCostream::writeTagged(const NCTransObject* object, bool soleHolder) 
         writeNull();
         return *this;
     }
-    const NCOutTable::Given given = table_->give(object, soleHolder);
+    const NCOutTable::Assigned assigned = table_->assign(object, soleHolder);
     ++table_->depth;
-    if (given.isNew) {
+    if (assigned.isNew) {
         writeType(object->typeInfo());
         writeFields(object);
     } else {
-        writeTag('@', given.id);
+        writeTag('@', assigned.id);
     }
     if (--table_->depth == 0)
         table_->forgetObjects();
@@ -68,15 +68,15 @@ NCostream& NCostream::writeTagged(const NCTransObject* object, bool soleHolder) 
 }
 
 void NCostream::writeType(const NCTypeInfo& type) {
-    const NCOutTable::Given given = table_->giveType(type.name());
-    if (given.isNew)
+    const NCOutTable::Assigned assigned = table_->assignType(type.name());
+    if (assigned.isNew)
         write(':').writeCString(type.name());
     else
-        writeTag('#', given.id);
+        writeTag('#', assigned.id);
 }
 
 NCostream& NCostream::writeEmbedded(const NCTransObject& member) {
-    table_->giveMember(&member);
+    table_->assignMember(&member);
     writeFields(&member);
     return *this;
 }
@@ -100,7 +100,7 @@ NCTransObject* NCistream::createObject(const NCTypeInfo& type) { return type.cre
 
 int NCistream::registerObject(NCTransObject* object) {
     if (table_->objects.empty())
-        table_->known.clear();
+        table_->known.clear(); // of the message before
     if (!table_->known.insert(object).added)
         return -1;
     if (table_->objects.size() >= NCInTable::mostObjects)
@@ -193,7 +193,7 @@ NCTransObject* NCistream::readReference(const NCTypeInfo* required) {
     const NCInTable::Seen* seen = failed_ ? nullptr : table_->object(id);
     if (!seen)
         return refuse();
-    // A class that is still being built has no dynamic type to ask for, so completeness is tested first.
+    // An object that is still being built does not have its own type yet, so completeness is tested first.
     if (required && (!seen->complete || !seen->object->typeInfo().isSameOrDerived(*required)))
         return refuse();
     if (seen->weight - 1 > NCInTable::repeatBudget - table_->repeated)
@@ -207,6 +207,7 @@ NCTransObject* NCistream::readNew(const NCTypeInfo* type, const NCTypeInfo* requ
     if (!type->creator() || (required && !type->isSameOrDerived(*required)) || table_->depth >= maxDepth)
         return refuse();
 
+    // While the object is read, the weights of what it refers to add up in `weight`.
     const size_t id = table_->objects.size();
     const size_t before = remaining();
     const uint32_t outerWeight = std::exchange(table_->weight, 1);
@@ -216,6 +217,7 @@ NCTransObject* NCistream::readNew(const NCTypeInfo* type, const NCTypeInfo* requ
     const size_t bulk = 1 + (before - remaining()) / NCInTable::octetsPerWeight;
     table_->weight = std::max(table_->weight, static_cast<uint32_t>(bulk));
 
+    // A constructor that forgets to register leaves no entry behind its id.
     NCResource* counted = nullptr;
     if (id < table_->objects.size()) {
         table_->objects[id].complete = true;
@@ -228,6 +230,8 @@ NCTransObject* NCistream::readNew(const NCTypeInfo* type, const NCTypeInfo* requ
     if (table_->depth > 0)
         return object;
 
+    // The message is complete. What it made and nothing in it holds would leak, and after a failure all of
+    // it.
     table_->destroyOrphans(counted);
     table_->forgetObjects();
     if (failed_) {

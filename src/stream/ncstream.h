@@ -10,7 +10,7 @@
 #include <string>
 
 // Typed writer of object graphs. This class writes the text form on a standard output stream: values
-// separated by blanks, strings quoted. On the standard output and standard error streams it becomes the print
+// separated by spaces, strings quoted. On the standard output and standard error streams it becomes the print
 // form, in which a string is its bare text. NCipcstream overrides the scalars with the binary form.
 //
 // `writeObject` gives each object an id and spells each class name once; what was written before within the
@@ -74,10 +74,10 @@ public:
 protected:
     NCostream(); // the binary form has no standard stream
 
-    // What stands for a null object, and in front of one whose class or body was written before.
+    // The mark of a null object, and the tag with the id of a class or an object that was written before.
     virtual void writeNull();
     virtual void writeTag(char tag, int id);
-    // What stands in front of a new object: the name of its class, or the id of a name spelled before.
+    // The tag of a new object: the name of its class, or the id of a name that was spelled before.
     virtual void writeType(const NCTypeInfo& type);
 
 private:
@@ -97,11 +97,11 @@ private:
 // was being read counts as malformed.
 //
 // Objects come out with reference count 0 for the caller to hold. Within one outermost object the stream
-// keeps account of what it made: counted objects that nobody holds at the end are destroyed, and so is the
-// whole graph when the message turns out malformed, in which case `readObject` gives null.
+// keeps account of what it made: counted objects without a holder are destroyed at the end, and so is the
+// whole graph when the message turns out to be malformed, in which case `readObject` gives null.
 class NCistream {
 public:
-    // How deep objects may stand within objects. The deepest record of the protocol needs a tenth of it.
+    // The deepest nesting of objects that is read. The records of the protocol nest a few levels deep.
     static constexpr int maxDepth = 64;
 
     explicit NCistream(std::istream& in);

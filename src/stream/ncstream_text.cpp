@@ -9,7 +9,7 @@
 
 using namespace harbolance;
 
-// The text form of an object stream: every value in the standard stream's own formatting with one blank
+// The text form of an object stream: every value in the standard stream's own formatting with one space
 // behind it, strings in quotes with escapes. On the console streams strings are bare.
 
 namespace {

@@ -10,7 +10,7 @@ public:
     static const NCTypeInfo info;
 
     NCString() = default;
-    NCString(const char* text) : NCText(text) {} // NOLINT: text is what it stands for
+    NCString(const char* text) : NCText(text) {} // NOLINT: a text converts to a string
     explicit NCString(NCistream& in);
     using NCText::operator=;
 

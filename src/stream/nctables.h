@@ -14,7 +14,7 @@ inline constexpr const char* ncReadErrorAdvice = "from  stream. Make sure your '
                                                  "function and constructor from stream are "
                                                  "correct\n";
 
-// From a pointer to the id that it was given.
+// From a pointer to the id that it was assigned.
 struct NCPtrEntry {
     const void* pointer = nullptr;
     int id = 0;
@@ -27,13 +27,13 @@ using NCPtrSet = harbolance::KeyedTable<const void*, std::identity{}, harbolance
 //
 // Invariant: every object that can be passed again within the outermost one is in the map of objects. Most of
 // a message never enters it: members held by value, and records that their only holder writes. Such a record
-// can be reached again through its holder only, and that is written once. This holds until somebody passes an
-// object without saying that he holds its only reference: he may have pointers to anything, so from there to
-// the end of the outermost object everything is entered, also what was written before. The outermost object
-// is always entered: its only holder may be inside it.
+// can be reached again through its holder only, and that is written once. This holds until an object is
+// passed by a caller that may not be its only holder: such a caller may have pointers to anything, so from
+// there to the end of the outermost object everything is entered, also what was written before. The outermost
+// object is always entered: its only holder may be inside it.
 class NCOutTable {
 public:
-    struct Given {
+    struct Assigned {
         int id;
         bool isNew;
     };
@@ -45,7 +45,7 @@ public:
         allEntered_ = depth > 0;
     }
     // The id of an object that is about to be written, or was written before.
-    Given give(const void* object, bool soleHolder) {
+    Assigned assign(const void* object, bool soleHolder) {
         clearObjects();
         if (depth == 0)
             outermost_ = object;
@@ -58,7 +58,7 @@ public:
         written_.push_back(object);
         return {next, true};
     }
-    void giveMember(const void* member) {
+    void assignMember(const void* member) {
         clearObjects();
         written_.push_back(member);
     }
@@ -69,7 +69,7 @@ public:
     }
 
     // The id of a class. A new one gets the next id.
-    Given giveType(const void* name) {
+    Assigned assignType(const void* name) {
         const auto known = types_.insert({name, static_cast<int>(types_.size())});
         return {known.entry->id, known.added};
     }
@@ -102,9 +102,10 @@ struct NCInTable {
         uint32_t weight;     // of it and of all that it refers to, counted at each reference
     };
 
-    // A few nested collections that refer to each other twice stand for more objects than anybody can visit.
-    // So references add up what they repeat: the weight of the object less one, which makes sharing single
-    // records free. The sum is bounded within one message. A large object weighs one for each 256 octets.
+    // Collections that refer twice to the one below them double what a walk visits at each level, so a few of
+    // them make a walk that does not end in time. So references add up what they repeat: the weight of the
+    // object less one, which makes sharing single records free. The sum is bounded within one message. A
+    // large object weighs one for each 256 octets.
     static constexpr uint32_t repeatBudget = 1u << 16;
     static constexpr size_t octetsPerWeight = 256;
 
@@ -148,7 +149,7 @@ struct NCInTable {
         repeated = 0;
     }
 
-    // Destroys the counted objects that nobody holds, apart from `except`. An object completes after all that
+    // Destroys the counted objects without a holder, apart from `except`. An object completes after all that
     // it holds, so in this order no object is touched after its last holder has destroyed it.
     void destroyOrphans(const NCResource* except) {
         for (NCResource* object : completed) {

@@ -78,7 +78,7 @@ int NCtcpstream::listen(int port, const char* host) {
         return status_.fail(alreadyOpen, "NCtcpstream::listen: File in use");
     const auto found = host ? addressOfHost(host) : INADDR_ANY;
     if (!found) {
-        // The system would take the address that stands for none, and listen on it.
+        // The value for "no address" is the broadcast address, on which the system would listen.
         errno = EADDRNOTAVAIL;
         return failSystem("NCtcpstream::listen: bind");
     }

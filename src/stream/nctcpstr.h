@@ -20,15 +20,15 @@
 //
 // A new stream is blocking: sending and receiving then take as long as the peer does, apart from the
 // operations with a limit. A non-blocking stream does what it can and keeps the rest of a message for the
-// next call: call `receive` when there is input, `flush` when there is room for output. All of this may be
-// done from a handler of the event loop. The first write makes the process ignore SIGPIPE.
+// next call: call `receive` when there is input, `flush` when output is possible. All of this may be done
+// from a handler of the event loop. The first write makes the process ignore SIGPIPE.
 //
 // A class name is spelled once per connection and direction, so a stream is for one connection; `close`
 // makes it ready for another. Ports are host values; of one beyond 65535 the low 16 bits count.
 class NCtcpstream {
 public:
-    // The longest message that is taken from a peer. Whoever claims more is broken; a shorter claim costs
-    // memory only as its octets come.
+    // The longest message that is taken from a peer; with a larger claim the connection counts as broken.
+    // Memory grows with the octets that arrive, not with the claim.
     static constexpr int maxMessage = 256 * 1024 * 1024;
 
     static constexpr int timedOut = -986;
@@ -59,15 +59,15 @@ public:
     // Replaces the object streams, neither of them null; they work on this stream's buffers from then on.
     void setStreams(std::unique_ptr<NCipcstream> in, std::unique_ptr<NCipcstream> out);
 
-    // Port 0 asks for any port; a null host stands for any address of this one. A name is looked up, which
+    // Port 0 asks for any port; a null host means any address of this one. A name is looked up, which
     // may block.
     int listen(int port, const char* host = nullptr);
     // The accepted descriptor, or a status. The second form gives an attached, blocking stream, or null.
     int accept();
     std::unique_ptr<NCtcpstream> acceptStream();
 
-    // Blocks until the connection stands, also on a non-blocking stream. With a limit in seconds (negative
-    // for none) `timedOut` when it does not stand by then; the look-up of the name has no limit.
+    // Blocks until the connection is made, also on a non-blocking stream. With a limit in seconds (negative
+    // for none) `timedOut` when it is not made by then; the look-up of the name has no limit.
     int connect(const char* host, int port, int seconds = -1);
     // The address in network byte order.
     int connect(in_addr_t address, int port, int seconds = -1);

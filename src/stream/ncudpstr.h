@@ -48,7 +48,7 @@ public:
     static constexpr int noData = -988;       // nothing to read on a non-blocking stream
     static constexpr int systemError = -989;  // errno says more
     static constexpr int badObject = -990;    // wrong length, or no object could be rebuilt
-    static constexpr int refused = -993;      // nobody listens at the peer's port
+    static constexpr int refused = -993;      // no process listens at the peer's port
     static constexpr int connected = -994;    // `sendTo` on a connected stream
     static constexpr int notConnected = -995; // `send` on an unconnected one
     static constexpr int tooLarge = -997;
@@ -69,7 +69,7 @@ public:
     // Replaces the object streams; they work on this stream's buffers from then on.
     void setStreams(std::unique_ptr<NCipcstream> in, std::unique_ptr<NCipcstream> out);
 
-    // Opens the socket. Port 0 asks for any port. A null or invalid dotted address stands for any address.
+    // Opens the socket. Port 0 asks for any port. A null or invalid dotted address means any address.
     int bind(int port, const char* ipaddr = nullptr);
     // May be followed by another `bind`. The broadcast table stays.
     int close();
@@ -82,7 +82,7 @@ public:
     int sendTo(const char* host, int port, const NCTransObject* object);
     int sendTo(const sockaddr_in& address, const NCTransObject* object);
     // To every network; the first failing send ends it. The table is built on first use and keeps the port of
-    // that call. A host without networks is no failure: the object reaches nobody.
+    // that call. On a host without networks nothing is sent, which is no failure.
     int broadcast(const NCTransObject* object, int port);
     int broadcast(const NCTransObject* object) { return broadcast(object, port_); }
 
@@ -95,7 +95,7 @@ public:
 
     // This host's own address in the network of `address`, or null. Null before the first broadcast.
     const DSAddr* localAddrFor(const sockaddr_in& address) const;
-    // What builds the tables of all streams from now on; without one a broadcast reaches nobody. Returns what
+    // What builds the tables of all streams from now on; without one a broadcast sends nothing. Returns what
     // did so before.
     static NCBroadcastTableMaker setBroadcastTableMaker(NCBroadcastTableMaker maker);
 
