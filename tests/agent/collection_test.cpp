@@ -1,4 +1,4 @@
-#include "agent/octets.h"
+#include "agent/messages.h"
 
 #include "agent/collections/dsdict.h"
 #include "agent/collections/dslnklst.h"
@@ -7,254 +7,207 @@
 #include "agent/records/trxstring.h"
 
 #include <algorithm>
-#include <vector>
+#include <chrono>
 
 namespace {
 
-// A record whose hash a test chooses and whose life it can watch.
-class Probe : public DSResource {
-public:
-    static inline int alive = 0;
+NCRef<DSResource> makeString(const std::string& value) { return new TRXString(value.c_str()); }
 
-    Probe(uint32_t hash, int id) : hash_(hash), id_(id) { ++alive; }
-    ~Probe() override { --alive; }
-
-    int id() const { return id_; }
-    void write(NCostream&) const override {}
-    uint32_t hash() const override { return hash_; }
-    int compare(const NCObject* other) const override { return id_ - static_cast<const Probe*>(other)->id_; }
-
-private:
-    uint32_t hash_;
-    int id_;
-};
-
-std::string texts(const DSCollection& collection) {
+// The letters of its elements, or of their keys, in the order of the walk.
+std::string letters(const DSCollection& collection) {
     std::string all;
-    Iterator it;
-    while (void* cursor = collection.next(it))
-        all += nc_cast<TRXString>(collection.at(cursor))->text();
+    for (const DSResource* element : collection) {
+        const auto* assoc = nc_cast<DSAssoc>(element);
+        all += nc_cast<TRXString>(assoc ? assoc->key() : element)->text();
+    }
+    return all;
+}
+std::string sorted(std::string all) {
+    std::ranges::sort(all);
     return all;
 }
 
+// What can be added to a collection of that class under a letter.
 template <class Collection>
-void fill(Collection& collection, const char* letters) {
-    for (const char* c = letters; *c; ++c)
-        collection.add(new TRXString(std::string(1, *c).c_str()));
+NCRef<DSResource> element(char letter) {
+    const auto string = makeString(std::string(1, letter));
+    if constexpr (std::is_same_v<Collection, DSDictionary>)
+        return new DSAssoc(string.get(), nullptr);
+    return string;
+}
+template <class Collection>
+NCRef<Collection> filled(const std::string& all) {
+    const NCRef<Collection> collection = new Collection;
+    for (const char letter : all)
+        collection->add(element<Collection>(letter).get());
+    return collection;
 }
 
-TEST(DSSet, keepsTheFirstOfEqualElements) {
-    const NCRef<TRXString> first = new TRXString("a");
-    const NCRef<TRXString> second = new TRXString("a");
-    DSSet set;
-    EXPECT_EQ(set.add(first.get()), first.get());
-    EXPECT_EQ(set.add(second.get()), first.get());
-    EXPECT_EQ(set.size(), 1u);
-    EXPECT_EQ(first->refCount(), 2u);
-    EXPECT_EQ(second->refCount(), 1u); // the caller's own
-    EXPECT_EQ(set.find(second.get()), first.get());
-    EXPECT_EQ(set.remove(second.get()), 1);
-    EXPECT_EQ(set.remove(second.get()), 0);
-    EXPECT_EQ(first->refCount(), 1u);
-    EXPECT_TRUE(set.isEmpty());
+// What all collections do alike.
+template <class Collection>
+class CollectionContract : public testing::Test {};
+using AllCollections = testing::Types<DSSet, DSDictionary, DSOrderedCltn, DSLinkedList>;
+TYPED_TEST_SUITE(CollectionContract, AllCollections);
+
+TYPED_TEST(CollectionContract, holdsOneReferenceForEachPlaceAndGivesItBack) {
+    constexpr bool isSet = std::is_base_of_v<DSSet, TypeParam>;
+    const auto a = element<TypeParam>('a');
+    const auto b = element<TypeParam>('b');
+    const auto otherA = element<TypeParam>('a');
+    const NCRef<TypeParam> all = new TypeParam;
+    EXPECT_TRUE(all->isEmpty());
+    EXPECT_EQ(all->add(a.get()), a.get());
+    EXPECT_EQ(all->add(b.get()), b.get());
+    // Of two equal elements a set keeps the first.
+    EXPECT_EQ(all->add(otherA.get()), isSet ? a.get() : otherA.get());
+    EXPECT_EQ(a->refCount() + otherA->refCount(), isSet ? 3u : 4u);
+    EXPECT_EQ(all->size(), isSet ? 2u : 3u);
+    EXPECT_EQ(all->remove(otherA.get()), 1); // the first that is equal
+    EXPECT_EQ(all->remove(otherA.get()), isSet ? 0 : 1);
+    EXPECT_EQ(a->refCount() + otherA->refCount(), 2u);
+    EXPECT_EQ(letters(*all), "b");
+    EXPECT_FALSE(all->isEmpty());
+    all->clear();
+    EXPECT_EQ(b->refCount(), 1u);
+    EXPECT_EQ(letters(*all), "");
+    EXPECT_EQ(filled<TypeParam>("a")->add(b.get()), b.get());
+    EXPECT_EQ(b->refCount(), 1u); // the collection has gone
+}
+
+TYPED_TEST(CollectionContract, walksAndComparesItsElements) {
+    const auto all = filled<TypeParam>("abc");
+    const auto same = filled<TypeParam>("abc");
+    const auto other = filled<TypeParam>("abd");
+    const auto longer = filled<TypeParam>("abcd");
+    Iterator it;
+    for (int round = 0; round < 2; ++round, all->reset(it)) {
+        size_t count = 0;
+        for (void* cursor = all->next(it); cursor; cursor = all->next(it))
+            count += all->includes(all->at(cursor)) || std::is_same_v<TypeParam, DSDictionary> ? 1 : 0;
+        EXPECT_EQ(count, 3u);
+    }
+    EXPECT_EQ(sorted(letters(*all)), "abc");
+    EXPECT_EQ(all->hash(), 3u ^ 'a' ^ 'b' ^ 'c');
+    EXPECT_TRUE(all->isEqual(same.get()) && !all->isEqual(other.get()) && !all->isEqual(nullptr));
+    EXPECT_EQ(all->fingerprint(), same->fingerprint());
+    EXPECT_NE(all->fingerprint(), other->fingerprint());
+    EXPECT_EQ(all->compare(longer.get()), -1);
+    EXPECT_EQ(longer->compare(all.get()), 1);
+    const NCRef<TypeParam> received = nc_cast<TypeParam>(Carrier().decode(Carrier().encoded(longer.get())));
+    for (const char letter : {'a', 'b', 'c', 'd'})
+        EXPECT_EQ(received->remove(element<TypeParam>(letter).get()), 1);
 }
 
 TEST(DSSet, growsFourfoldWithThe32ndElement) {
     DSSet set(16);
     for (int i = 1; i <= 31; ++i)
-        set.add(new Probe(static_cast<uint32_t>(i), i));
+        set.add(makeString(std::to_string(i)).get());
     EXPECT_EQ(set.capacity(), 32u);
-    set.add(new Probe(32, 32));
+    set.add(makeString("32").get());
     EXPECT_EQ(set.capacity(), 128u);
     set.clear();
     EXPECT_EQ(set.capacity(), 128u);
-    EXPECT_EQ(Probe::alive, 0);
 }
 
 TEST(DSSet, algebra) {
-    DSSet a;
-    DSSet b;
-    fill(a, "abc");
-    fill(b, "cdb");
-    const auto sorted = [](const DSSet* set) {
-        std::string letters = texts(*set);
-        std::sort(letters.begin(), letters.end());
-        return letters;
+    const auto a = filled<DSSet>("abc");
+    const auto b = filled<DSSet>("cdb");
+    const auto expect = [](const DSSet& set, const char* all, uint32_t capacity) {
+        EXPECT_EQ(sorted(letters(set)), all);
+        EXPECT_EQ(set.capacity(), capacity) << all;
     };
-    const NCRef<DSSet> both = DSSet::unionOf(a, b);
-    EXPECT_EQ(sorted(both.get()), "abcd");
-    EXPECT_EQ(both->capacity(), 128u); // for the size argument 64
-    const NCRef<DSSet> common = DSSet::intersectionOf(a, b);
-    EXPECT_EQ(sorted(common.get()), "bc");
-    const NCRef<DSSet> rest = DSSet::differenceOf(a, b);
-    EXPECT_EQ(sorted(rest.get()), "a");
-    const TRXString letter("a");
-    EXPECT_EQ(a.find(&letter)->refCount(), 3u); // a, union, difference
-    const DSSet copy(a);
-    EXPECT_EQ(sorted(&copy), "abc");
-    EXPECT_EQ(copy.capacity(), 8u);
-    b.addAll(a);
-    EXPECT_EQ(sorted(&b), "abc");
-    EXPECT_EQ(a.find(&letter)->refCount(), 5u);
+    expect(*NCRef<DSSet>(DSSet::unionOf(*a, *b)), "abcd", 128); // for the size argument 64
+    expect(*NCRef<DSSet>(DSSet::intersectionOf(*a, *b)), "bc", 64);
+    expect(*NCRef<DSSet>(DSSet::differenceOf(*a, *b)), "a", 64);
+    expect(DSSet(*a), "abc", 8);
+    b->addAll(*a);
+    expect(*b, "abc", 32);
+    EXPECT_EQ(a->find(makeString("a").get()), b->find(makeString("a").get()));
+    EXPECT_EQ(a->find(makeString("d").get()), nullptr);
 }
 
-TEST(DSSet, comparesSizeThenSlotForSlot) {
-    DSSet a;
-    DSSet b;
-    fill(a, "abc");
-    fill(b, "abc");
-    EXPECT_TRUE(a.isEqual(&b));
-    EXPECT_EQ(a.hash(), 3u ^ 'a' ^ 'b' ^ 'c');
-    b.add(new TRXString("d"));
-    EXPECT_EQ(a.compare(&b), -1);
-    a.add(new TRXString("e"));
-    EXPECT_NE(a.compare(&b), 0);
+TEST(DSDictionary, looksUpByKeyAndCountsValues) {
+    const NCRef<DSDictionary> dictionary = new DSDictionary;
+    const auto key = makeString("k");
+    const auto value = makeString("t");
+    const auto newer = makeString("n");
+    DSAssoc* assoc = dictionary->put(makeString("k").get(), value.get());
+    EXPECT_EQ(dictionary->put(key.get(), newer.get()), nullptr); // the old value stays
+    EXPECT_EQ(newer->refCount(), 1u);
+    EXPECT_EQ(dictionary->at(key.get()), value.get());
+    EXPECT_EQ(dictionary->findAssoc(key.get()), assoc);
+    EXPECT_TRUE(dictionary->includesKey(key.get()) && !dictionary->includesKey(value.get()));
+    dictionary->put(newer.get(), makeString("t").get());
+    EXPECT_EQ(dictionary->includes(value.get()), 2);
+    EXPECT_EQ(dictionary->includes(key.get()), 0);
+    DSDictionary copy(*dictionary);
+    EXPECT_EQ(copy.removeKey(newer.get()), 1);
+    copy.put(newer.get(), makeString("u").get());
+    EXPECT_NE(copy.compare(dictionary.get()), 0); // values count
+    EXPECT_EQ(dictionary->removeAssoc(assoc), 1);
+    EXPECT_EQ(dictionary->removeKey(key.get()), 0);
+    EXPECT_EQ(dictionary->at(key.get()), nullptr);
+    // Elements are associations, and nothing else.
+    EXPECT_EQ(dictionary->add(key.get()), nullptr);
+    EXPECT_EQ(dictionary->remove(newer.get()), 0);
 }
 
-TEST(DSDictionary, putKeepsTheOldValue) {
-    const NCRef<Probe> newer = new Probe(0, 2);
-    {
-        DSDictionary dictionary;
-        const TRXString key("k");
-        DSAssoc* assoc = dictionary.put(new TRXString("k"), new Probe(0, 1));
-        ASSERT_NE(assoc, nullptr);
-        EXPECT_EQ(assoc->refCount(), 1u);
-        EXPECT_EQ(dictionary.put(new TRXString("k"), newer.get()), nullptr);
-        EXPECT_EQ(newer->refCount(), 1u);
-        EXPECT_EQ(dictionary.size(), 1u);
-        EXPECT_EQ(static_cast<Probe*>(dictionary.at(&key))->id(), 1);
-        EXPECT_EQ(dictionary.findAssoc(&key), assoc);
-        EXPECT_TRUE(dictionary.includesKey(&key));
-        EXPECT_EQ(dictionary.removeKey(&key), 1);
-        EXPECT_EQ(dictionary.removeKey(&key), 0);
-        EXPECT_EQ(dictionary.at(&key), nullptr);
-        EXPECT_EQ(Probe::alive, 1);
-    }
-}
+// What both kinds of list do by place.
+template <class List>
+class ListContract : public testing::Test {};
+using AllLists = testing::Types<DSOrderedCltn, DSLinkedList>;
+TYPED_TEST_SUITE(ListContract, AllLists);
 
-TEST(DSDictionary, takesAssociationsOnlyAndCountsValues) {
-    DSDictionary dictionary;
-    const NCRef<TRXString> text = new TRXString("t");
-    EXPECT_EQ(dictionary.add(text.get()), nullptr);
-    EXPECT_EQ(dictionary.remove(text.get()), 0);
-    dictionary.put(new TRXString("a"), text.get());
-    dictionary.put(new TRXString("b"), new TRXString("t"));
-    dictionary.put(new TRXString("c"), new TRXString("u"));
-    EXPECT_EQ(dictionary.includes(text.get()), 2);
-    const DSAssoc probe(new TRXString("a"), nullptr);
-    EXPECT_EQ(dictionary.removeAssoc(&probe), 1);
-    EXPECT_EQ(dictionary.size(), 2u);
-    EXPECT_EQ(text->refCount(), 1u);
-    DSDictionary copy(dictionary);
-    EXPECT_EQ(copy.compare(&dictionary), 0);
-    const TRXString c("c");
-    copy.removeKey(&c);
-    copy.put(new TRXString("c"), new TRXString("v"));
-    EXPECT_NE(copy.compare(&dictionary), 0);
-}
-
-TEST(DSOrderedCltn, insertsShiftsAndRemoves) {
-    DSOrderedCltn items(2);
-    fill(items, "bd");
-    EXPECT_EQ(items.capacity(), 2u);
-    EXPECT_EQ(items.at(-1), nullptr);
-    EXPECT_EQ(items.at(2), nullptr);
-    const TRXString b("b");
-    const TRXString d("d");
-    const TRXString missing("x");
-    items.addFirst(new TRXString("a"));
-    EXPECT_EQ(items.capacity(), 4u);
-    items.addAfter(&b, new TRXString("c"));
-    items.addBefore(&d, new TRXString("b"));
-    EXPECT_EQ(items.capacity(), 8u);
-    EXPECT_EQ(texts(items), "abcbd");
-    const NCRef<TRXString> unused = new TRXString("u");
-    EXPECT_EQ(items.addAfter(&missing, unused.get()), nullptr);
-    EXPECT_EQ(items.addBefore(&missing, unused.get()), nullptr);
-    EXPECT_EQ(unused->refCount(), 1u);
-    EXPECT_EQ(items.indexOf(&b), 1);
-    EXPECT_EQ(items.indexOf(&missing), -1);
-    EXPECT_EQ(items.includes(&b), 2);
-    EXPECT_EQ(items.removeIdentical(&b), 0);
-    EXPECT_EQ(items.removeIdentical(items.at(3)), 1);
-    EXPECT_EQ(items.remove(&b), 1);
-    EXPECT_EQ(texts(items), "acd");
-    EXPECT_EQ(items.removeAt(3), 0);
-    EXPECT_EQ(items.removeFirst(), 1);
-    EXPECT_EQ(items.removeLast(), 1);
-    EXPECT_EQ(items.first(), items.last());
-    items.clear();
-    EXPECT_EQ(items.first(), nullptr);
-    EXPECT_EQ(items.removeLast(), 0);
-    EXPECT_EQ(items.capacity(), 8u);
-}
-
-TEST(DSLinkedList, insertsWalksAndRemoves) {
-    DSLinkedList list;
-    fill(list, "bd");
-    const TRXString b("b");
-    const TRXString missing("x");
-    list.addFirst(new TRXString("a"));
-    list.addAfter(&b, new TRXString("c"));
-    EXPECT_EQ(texts(list), "abcd");
-    EXPECT_EQ(list.addAfter(&missing, nullptr), nullptr);
+TYPED_TEST(ListContract, insertsAndRemovesByPlace) {
+    const auto list = filled<TypeParam>("bd");
+    const auto b = makeString("b");
+    list->addFirst(makeString("a").get());
+    list->addAfter(b.get(), makeString("c").get());
+    list->addAfter(makeString("d").get(), b.get());
+    EXPECT_EQ(list->addAfter(makeString("x").get(), b.get()), nullptr);
+    EXPECT_EQ(letters(*list), "abcdb");
+    EXPECT_EQ(list->includes(b.get()), 2);
+    EXPECT_EQ(list->at(0), list->first());
+    EXPECT_EQ(list->at(4), list->last());
+    EXPECT_FALSE(list->at(-1) || list->at(5));
+    EXPECT_EQ(list->removeIdentical(makeString("b").get()), 0);
+    EXPECT_EQ(list->removeIdentical(b.get()), 1); // behind an equal one
+    EXPECT_EQ(letters(*list), "abcd");
+    EXPECT_EQ(list->removeFirst() + list->removeLast() + list->remove(makeString("c").get()), 3);
+    EXPECT_EQ(list->first(), list->last());
+    EXPECT_EQ(list->removeLast(), 1);
+    EXPECT_FALSE(list->first() || list->last() || list->removeFirst() || list->removeLast());
+    list->add(b.get());
+    EXPECT_EQ(list->last(), b.get());
     Iterator it;
-    list.next(it);
-    list.next(it);
-    EXPECT_EQ(it.position, 2u);
-    list.reset(it);
-    EXPECT_EQ(list.at(list.next(it)), list.first());
-    EXPECT_EQ(list.at(2)->compare(list.at(2)), 0);
-    EXPECT_EQ(list.at(-1), nullptr);
-    EXPECT_EQ(list.at(4), nullptr);
-    EXPECT_EQ(list.removeLast(), 1);
-    EXPECT_EQ(list.removeFirst(), 1);
-    list.add(new TRXString("b"));
-    EXPECT_EQ(texts(list), "bcb");
-    EXPECT_EQ(list.occurrencesOf(&b), 2);
-    EXPECT_EQ(list.removeIdentical(&b), 0);
-    EXPECT_EQ(list.removeIdentical(list.last()), 1);
-    EXPECT_EQ(list.remove(&b), 1);
-    EXPECT_EQ(list.first(), list.last());
-    EXPECT_EQ(list.removeLast(), 1);
-    EXPECT_EQ(list.removeLast(), 0);
-    EXPECT_EQ(list.first(), nullptr);
-    list.add(new TRXString("z"));
-    EXPECT_EQ(texts(list), "z");
+    list->next(it);
+    EXPECT_EQ(it.position, 1u);
 }
 
-TEST(Collections, holdOneReferencePerPlaceAndGiveItBack) {
-    const NCRef<Probe> probe = new Probe(1, 1);
-    {
-        DSSet set;
-        DSOrderedCltn items;
-        DSLinkedList list;
-        set.add(probe.get());
-        for (int i = 0; i < 2; ++i) {
-            items.add(probe.get());
-            list.add(probe.get());
-        }
-        EXPECT_EQ(probe->refCount(), 6u);
-        items.removeAt(0);
-        list.removeFirst();
-        EXPECT_EQ(probe->refCount(), 4u);
-    }
-    EXPECT_EQ(probe->refCount(), 1u);
+TEST(DSOrderedCltn, insertsBeforeAndDoublesItsCapacity) {
+    DSOrderedCltn list(1);
+    list.add(makeString("b").get());
+    EXPECT_EQ(list.capacity(), 1u);
+    list.addBefore(makeString("b").get(), makeString("a").get());
+    EXPECT_EQ(list.addBefore(makeString("x").get(), makeString("b").get()), nullptr);
+    EXPECT_EQ(letters(list), "ab");
+    list.add(makeString("c").get());
+    EXPECT_EQ(list.capacity(), 4u);
+    EXPECT_EQ(list.indexOf(makeString("c").get()), 2);
+    EXPECT_EQ(list.indexOf(makeString("x").get()), -1);
+    EXPECT_EQ(list.removeAt(3), 0);
+    EXPECT_EQ(list.removeAt(1), 1);
+    EXPECT_EQ(letters(list), "ac");
 }
 
-TEST(Collections, inOrderCompareElementByElement) {
-    DSOrderedCltn a;
-    DSOrderedCltn b;
-    fill(a, "ab");
-    fill(b, "ba");
-    EXPECT_EQ(a.hash(), 2u ^ 'a' ^ 'b');
-    EXPECT_EQ(a.hash(), b.hash());
-    EXPECT_NE(a.compare(&b), 0);
-    EXPECT_NE(a.fingerprint(), b.fingerprint());
-    DSLinkedList list;
-    fill(list, "ab");
-    EXPECT_EQ(list.hash(), a.hash());
-    EXPECT_FALSE(list.isEqual(&a));
+// Lists of the same members in another order hash alike, and there are as many as a sender likes.
+TEST(DSSet, findsElementsOfEqualHashQuickly) {
+    const auto start = std::chrono::steady_clock::now();
+    DSSet all(40000);
+    std::string order = "abcdefgh";
+    for (; all.size() < 40000; std::ranges::next_permutation(order))
+        all.add(filled<DSOrderedCltn>(order).get());
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
 }
 
 } // namespace
