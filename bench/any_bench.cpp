@@ -2,18 +2,20 @@
 // allocations that one turn makes.
 
 #include "allocations.h"
-#include "marshal/any/any.h"
+#include "marshal/any/any_access.h"
 
 #include <benchmark/benchmark.h>
 
 #include <string>
 #include <vector>
 
+using namespace harbolance;
+
 namespace {
 
 // Four times: a long, a double, a string, an enum and a sequence of that enum.
 CORBA_TypeCode_var makeType() {
-    CORBA_TypeCode::_start_up();
+    TypeCodeAccess::startUp();
     static const char* const enumerators[] = {"red", "green", "blue"};
     const CORBA_TypeCode_var colour = new CORBA_TypeCode("IDL:Colour:1.0", "Colour", enumerators, false);
     const CORBA_TypeCode_var colours = new CORBA_TypeCode(tk_sequence, 0, colour, false);
@@ -146,7 +148,7 @@ void BM_ValueRead(benchmark::State& state) {
     const Turns turns(state);
     for (auto _ : state) {
         in.rewind();
-        read.read_value(in, any._type());
+        read.read_value(in, AnyAccess::type(any));
         benchmark::DoNotOptimize(read.value());
     }
 }

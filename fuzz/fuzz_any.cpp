@@ -3,9 +3,11 @@
 #include "fuzzing.h"
 #include "marshal_input.h"
 
-#include "marshal/any/any.h"
+#include "marshal/any/any_access.h"
 
 #include <sstream>
+
+using namespace harbolance;
 
 namespace {
 

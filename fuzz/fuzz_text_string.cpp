@@ -2,13 +2,15 @@
 
 #include "fuzzing.h"
 
-#include "marshal/any/any.h"
+#include "marshal/any/any_access.h"
 #include "marshal/text/vstr.h"
 #include "marshal/text/vstream.h"
 
 #include <cstring>
 #include <sstream>
 #include <string>
+
+using namespace harbolance;
 
 namespace {
 
@@ -57,7 +59,7 @@ void readAny(const std::string& input) {
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     silenceComplaints();
-    CORBA_TypeCode::_start_up();
+    TypeCodeAccess::startUp();
     const std::string input(reinterpret_cast<const char*>(data), size);
     readStrings(input);
     readIntoBuffer(input);

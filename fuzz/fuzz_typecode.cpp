@@ -28,7 +28,6 @@ void check(CORBA_TypeCode* type) {
     CORBA_MarshalInBuffer in(out.data(), out.offset());
     const CORBA_TypeCode_var again = read(in);
     require(type->equal(again), "a TypeCode survives its wire form");
-    require(type->_shape_hash() == again->_shape_hash(), "equal types are of one shape");
     CORBA_MarshalOutBuffer once(255);
     once << again.in();
     require(once.offset() == out.offset() && std::memcmp(once.data(), out.data(), out.offset()) == 0,
@@ -51,7 +50,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size == 0)
         return 0;
     MarshalInput input(data, size);
-    marshalSettings.backDII = input.flag(2);
+    harbolance::marshalSettings.backDII = input.flag(2);
     try {
         const CORBA_TypeCode_var type = read(input.in());
         check(type);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "marshal/cdr/vbuf.h"
-#include "marshal/typecode/typecode.h"
+#include "marshal/typecode/typecode_access.h"
 
 #include <cstdint>
 
@@ -12,7 +12,7 @@ public:
     MarshalInput(const uint8_t* data, size_t size)
         : flags_(*data),
           in_(reinterpret_cast<const char*>(data + 1), static_cast<CORBA_ULong>(size - 1), 0, flags_ & 1) {
-        CORBA_TypeCode::_start_up();
+        harbolance::TypeCodeAccess::startUp();
     }
 
     bool flag(uint8_t mask) const { return (flags_ & mask) != 0; }

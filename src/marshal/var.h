@@ -5,13 +5,17 @@
 #include <concepts>
 #include <utility>
 
-// What lends a pointer and keeps it, such as a holder or an element of a sequence. `Self`, which is something
-// else, copies from it where it would adopt a plain pointer.
-template <class Lender, class Pointer, class Self>
-concept TRXLends = requires(const Lender& lender) {
-    { lender.in() } -> std::convertible_to<Pointer>;
+class TRXistream;
+class TRXostream;
+
+// Types with in() that expose a borrowed pointer, such as holders and elements of sequences. Assigning one to
+// a `_var` copies; assigning a plain pointer takes ownership. A `_var` of the same class, `Self`, has rules
+// of its own.
+template <class Source, class Pointer, class Self>
+concept TRXHasBorrowed = requires(const Source& source) {
+    { source.in() } -> std::convertible_to<Pointer>;
 }
-&&!std::derived_from<Lender, Self>;
+&&!std::derived_from<Source, Self>;
 
 // Owns one reference to an object, sequence or buffer, or nothing. From a `T*` it takes the reference over; a
 // copy adds one. T has a static `_duplicate(T*)`, and `CORBA_release(T*)` gives a reference back; both accept
@@ -23,8 +27,8 @@ public:
     TRXVar(T* owned) : _ptr(owned) {}
     TRXVar(const TRXVar& other) : _ptr(duplicated(other._ptr)) {}
     TRXVar(TRXVar&& other) noexcept : _ptr(std::exchange(other._ptr, nullptr)) {}
-    template <TRXLends<T*, TRXVar> Lender>
-    explicit TRXVar(const Lender& lender) : _ptr(duplicated(lender.in())) {}
+    template <TRXHasBorrowed<T*, TRXVar> Source>
+    explicit TRXVar(const Source& source) : _ptr(duplicated(source.in())) {}
     ~TRXVar() { CORBA_release(_ptr); }
 
     TRXVar& operator=(T* owned) {
@@ -37,9 +41,9 @@ public:
         std::swap(_ptr, other._ptr);
         return *this;
     }
-    template <TRXLends<T*, TRXVar> Lender>
-    TRXVar& operator=(const Lender& lender) {
-        return *this = duplicated(lender.in());
+    template <TRXHasBorrowed<T*, TRXVar> Source>
+    TRXVar& operator=(const Source& source) {
+        return *this = duplicated(source.in());
     }
 
     operator T*() const { return _ptr; } // the reference stays the holder's
@@ -63,3 +67,18 @@ private:
 
     T* _ptr = nullptr;
 };
+
+// A holder is written as what it holds.
+template <class T>
+requires requires(TRXostream& stream, T* object) { stream << object; }
+TRXostream& operator<<(TRXostream& stream, const TRXVar<T>& holder) { return stream << holder.in(); }
+
+// Reads a new object, which replaces what is held. That stays when the stream raises.
+template <class T>
+requires requires(TRXistream& stream, T*& object) { stream >> object; }
+TRXistream& operator>>(TRXistream& stream, TRXVar<T>& holder) {
+    T* read = nullptr;
+    stream >> read;
+    holder = read;
+    return stream;
+}

@@ -2,8 +2,8 @@
 #include "invoke/transport/transport_settings.h"
 #include "marshal/exception/vexcept.h"
 #include "marshal/marshal_settings.h"
-#include "marshal/typecode/typecode.h"
 #include "object/global_table.h"
+#include "marshal/typecode/typecode_access.h"
 #include "orb/orb_settings.h"
 #include "orb/vorb.h"
 
@@ -56,7 +56,7 @@ void prepareProcess() {
     handleIfDefault(SIGINT);
     handleIfDefault(SIGTERM);
     registerExitFunction(shutDown);
-    CORBA_TypeCode::_start_up();
+    TypeCodeAccess::startUp();
 }
 
 // "-ORBid" as the last word has no value and is not looked at here; `parse` reports it.

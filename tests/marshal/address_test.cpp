@@ -9,6 +9,8 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+using namespace harbolance;
+
 namespace {
 
 std::string madeAddress(const char* host) {

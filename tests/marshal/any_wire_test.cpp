@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace harbolance;
+
 namespace {
 
 // `little` is what the Any is written as, and both forms are read as an equal one.
@@ -176,7 +178,7 @@ TEST(AnyWire, refusesOctetsThatEndTooSoon) {
     const std::string cut = octets("12000000 00000000 03000000 61");
     CORBA_MarshalInBuffer in(cut.data(), static_cast<CORBA_ULong>(cut.size()));
     EXPECT_THROW(in >> kept, CORBA_MARSHAL);
-    EXPECT_EQ(kept._as<CORBA_Long>(), 4);
+    EXPECT_EQ(AnyAccess::as<CORBA_Long>(kept), 4);
 }
 
 // A message body behind its header: its octets are counted from another place than its alignment.
@@ -244,8 +246,7 @@ TEST(UnknownUserException, travelsUnderTheIdOfItsType) {
     EXPECT_STREQ(made._name(), "CORBA::UnknownUserException");
     EXPECT_STREQ(CORBA_UnknownUserException()._repository_id(), "IDL:omg.org/CORBA/UNKNOWN:1.0");
     const Type nameless = new CORBA_TypeCode(tk_except, "", "X", {}, false);
-    EXPECT_STREQ(CORBA_UnknownUserException(CORBA_Any(nameless, nullptr))._repository_id(),
-                 "IDL:omg.org/CORBA/UNKNOWN:1.0");
+    EXPECT_STREQ(CORBA_UnknownUserException(CORBA_Any(nameless, nullptr))._repository_id(), "");
     EXPECT_EQ(printed<CORBA_Exception>(made), "Exception: CORBA::UnknownUserException\n");
     const std::unique_ptr<CORBA_Exception> copy(made._copy());
     EXPECT_EQ(written(*copy), digits(body));

@@ -5,6 +5,8 @@
 
 #include <cstring>
 
+using namespace harbolance;
+
 namespace {
 
 class PooledOut : public CORBA_MarshalOutBuffer {

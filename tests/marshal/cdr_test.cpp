@@ -10,6 +10,8 @@
 #include <memory>
 #include <string>
 
+using namespace harbolance;
+
 namespace {
 
 // Octets to be read. Hexadecimal digits, in the byte order given.

@@ -10,6 +10,8 @@
 #include <sstream>
 #include <string>
 
+using namespace harbolance;
+
 namespace {
 
 class Refused final : public TRXUserExceptionOf<Refused> {

@@ -5,6 +5,8 @@
 
 #include <sstream>
 
+using namespace harbolance;
+
 namespace {
 
 std::string keyOf(const TRXObjectId& id) {

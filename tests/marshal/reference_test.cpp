@@ -8,6 +8,8 @@
 
 #include <memory>
 
+using namespace harbolance;
+
 namespace {
 
 std::unique_ptr<IOP::IOR> parse(const std::string& text) {

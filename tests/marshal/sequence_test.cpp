@@ -11,6 +11,8 @@
 #include <string>
 
 // Known by name only, and printed where holders are known.
+using namespace harbolance;
+
 class Unseen;
 std::ostream& operator<<(std::ostream& stream, const Unseen&) { return stream; }
 [[maybe_unused]] static void printUnseen(const Unseen& unseen) { std::cout << unseen; }

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <sstream>
 
+using namespace harbolance;
+
 namespace {
 
 TEST(Strings, nullIsItsOwnValue) {

@@ -8,6 +8,8 @@
 #include <sstream>
 #include <string>
 
+using namespace harbolance;
+
 namespace {
 
 // What a standard stream prints while this lives.

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace harbolance;
+
 namespace {
 
 // A process-wide option for the time of a test.
@@ -119,7 +121,7 @@ TEST(TypeCodeWire, writesAnEqualTypeAsTheDistanceToTheFirst) {
     const Type type = structOf("S", {{"a", one}, {"b", equal}});
     EXPECT_EQ(written(type), digits(sharedEnum));
     const Type again = typeFrom(sharedEnum);
-    EXPECT_EQ(again->_member(0), again->_member(1));
+    EXPECT_EQ(TypeCodeAccess::memberType(*again, 0), TypeCodeAccess::memberType(*again, 1));
     EXPECT_TRUE(again->equal(type));
     // A writer that counts from the kind itself is understood as well.
     std::string exact = digits(sharedEnum);
@@ -134,8 +136,9 @@ TEST(TypeCodeWire, writesAnAliasOfAnEarlierTypeAsThatType) {
     // The other way round the alias is no target, and the enum inside it is.
     const Type reversed = structOf("S", {{"a", aliasOf("F", one)}, {"b", one}});
     const Type again = typeFrom(written(reversed));
-    EXPECT_EQ(again->_member(0)->kind(), tk_alias);
-    EXPECT_EQ(again->_member(1), again->_member(0)->_content());
+    EXPECT_EQ(TypeCodeAccess::memberType(*again, 0)->kind(), tk_alias);
+    EXPECT_EQ(TypeCodeAccess::memberType(*again, 1),
+              TypeCodeAccess::content(*TypeCodeAccess::memberType(*again, 0)));
 }
 
 TEST(TypeCodeWire, pointsBackAtAnAnyButNotAtALong) {
@@ -157,7 +160,7 @@ TEST(TypeCodeWire, ofARecursiveTypePointsBackAtTheStart) {
                                         "13000000 10000000 01202020 ffffffff a8ffffff 00000000";
     expectOctets(nodeType(), octetsOfIt);
     const Type again = typeFrom(octetsOfIt);
-    EXPECT_EQ(again->_member(1)->_content(), again.in());
+    EXPECT_EQ(TypeCodeAccess::content(*TypeCodeAccess::memberType(*again, 1)), again.in());
 }
 
 // struct O { N n; sequence<N> l; } with struct N { sequence<N> k; }: the sequence outside of N equals the one
@@ -176,7 +179,7 @@ TEST(TypeCodeWire, pointsBackAtTheSequenceInsideARecursiveType) {
     expectOctets(outer, octetsOfIt);
     // The sequence alone: its member's type is the sequence itself.
     const Type alone = typeFrom(written(kids));
-    EXPECT_EQ(alone->_content()->_member(0), alone.in());
+    EXPECT_EQ(TypeCodeAccess::memberType(*TypeCodeAccess::content(*alone), 0), alone.in());
     EXPECT_EQ(written(alone), written(kids));
     // Further inside the ring, and behind an alias outside.
     const Type rows = sequenceOf(recursiveSequence(1));

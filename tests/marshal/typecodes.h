@@ -1,6 +1,6 @@
 #pragma once
 
-#include "marshal/any/any.h"
+#include "marshal/any/any_access.h"
 #include "octets.h"
 
 #include <iostream>

@@ -1,7 +1,9 @@
 #include "marshal/any/any.h"
 
+#include "marshal/any/any_access.h"
 #include "marshal/reference/object_operations.h"
 #include "marshal/sequence/octet_sequence.h"
+#include "marshal/typecode/kinds.h"
 
 #include <cwchar>
 #include <functional>
@@ -41,6 +43,13 @@ char* copyOctets(const void* octets, CORBA_Long length) {
 
 } // namespace
 
+uint64_t AnyAccess::basicOctets(const CORBA_Any& any) {
+    uint64_t octets = 0;
+    if (any._value)
+        std::memcpy(&octets, any._value, basicSize(valueKind(any)));
+    return octets;
+}
+
 CORBA_Any& CORBA_Any::operator=(const CORBA_Any& other) {
     if (this != &other) {
         CORBA_Any copy(other);
@@ -72,7 +81,7 @@ void CORBA_Any::freeAll() {
 void CORBA_Any::freeValue() {
     if (!_release || !_value || _value == _small)
         return;
-    const CORBA_TCKind kind = _tc->_unaliased()->kind();
+    const CORBA_TCKind kind = AnyAccess::valueKind(*this);
     switch (kind) {
     case tk_any: CORBA_release(static_cast<CORBA_Any*>(_value)); break;
     case tk_TypeCode: CORBA_release(static_cast<CORBA_TypeCode*>(_value)); break;
@@ -80,7 +89,7 @@ void CORBA_Any::freeValue() {
     case tk_Principal: CORBA_release(static_cast<CORBA_OctetSequence*>(_value)); break;
     case tk_wstring: CORBA_wstring_free(static_cast<CORBA_WChar*>(_value)); break;
     default:
-        if (tcFixedSize(kind) > 0)
+        if (basicSize(kind) > 0)
             ::operator delete(_value);
         else
             CORBA_string_free(static_cast<char*>(_value));
@@ -99,7 +108,7 @@ void CORBA_Any::become(CORBA_TypeCode* type) {
     _id_in_front = false;
 }
 
-void CORBA_Any::_adopt(CORBA_TypeCode* type, void* value, CORBA_Long length, bool idInFront) {
+void CORBA_Any::adopt(CORBA_TypeCode* type, void* value, CORBA_Long length, bool idInFront) {
     become(type);
     _value = value;
     _length = length;
@@ -107,15 +116,15 @@ void CORBA_Any::_adopt(CORBA_TypeCode* type, void* value, CORBA_Long length, boo
 }
 
 void CORBA_Any::replace(CORBA_TypeCode* type, void* value, CORBA_Boolean release) {
-    const CORBA_TCKind kind = type ? type->_unaliased()->kind() : tk_struct;
-    if (!type || (value && tcIsConstructed(kind)))
+    const CORBA_TCKind kind = type ? TypeCodeAccess::valueKind(*type) : tk_struct;
+    if (!type || (value && isConstructed(kind)))
         throw CORBA_BAD_PARAM();
     become(type);
     if (kind == tk_null || kind == tk_void) {
         _release = 0;
         return;
     }
-    const CORBA_ULong size = tcFixedSize(kind);
+    const CORBA_ULong size = basicSize(kind);
     _length = size > 0 ? static_cast<CORBA_Long>(size) : -1;
     _value = value;
     _release = release;
@@ -128,7 +137,7 @@ void CORBA_Any::emptyValue(CORBA_TCKind kind) {
         _value = new CORBA_Any;
     else if (kind == tk_TypeCode)
         _value = _tc_null;
-    else if (tcFixedSize(kind) > 0)
+    else if (basicSize(kind) > 0)
         _value = std::memset(_small, 0, sizeof _small);
     if (_value)
         _release = 1;
@@ -137,8 +146,7 @@ void CORBA_Any::emptyValue(CORBA_TCKind kind) {
 void CORBA_Any::replace(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer) {
     if (!type)
         throw CORBA_BAD_PARAM();
-    const CORBA_TCKind kind = type->_unaliased()->kind();
-    if (tcIsConstructed(kind)) {
+    if (isConstructed(TypeCodeAccess::valueKind(*type))) {
         takeOctets(type, buffer);
         return;
     }
@@ -151,12 +159,12 @@ void CORBA_Any::replace(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer) {
 void CORBA_Any::takeOctets(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer) {
     const auto length = static_cast<CORBA_Long>(buffer.offset());
     char* block = buffer.own() ? copyOctets(buffer.data(), length) : buffer.data();
-    _adopt(type, block, length, type->_unaliased()->kind() == tk_except);
+    adopt(type, block, length, TypeCodeAccess::valueKind(*type) == tk_except);
 }
 
 // Onto an empty Any.
 void CORBA_Any::copyFrom(const CORBA_Any& other) {
-    const CORBA_TCKind kind = other._tc->_unaliased()->kind();
+    const CORBA_TCKind kind = AnyAccess::valueKind(other);
     void* value = nullptr;
     switch (kind) {
     case tk_null:
@@ -164,34 +172,32 @@ void CORBA_Any::copyFrom(const CORBA_Any& other) {
     case tk_any:
         value = other._value ? new CORBA_Any(*static_cast<const CORBA_Any*>(other._value)) : nullptr;
         break;
-    case tk_TypeCode: value = CORBA_TypeCode::_duplicate(other._held_type()); break;
-    case tk_objref: value = duplicateObject(static_cast<CORBA_Object*>(other._value)); break;
+    case tk_TypeCode: value = CORBA_TypeCode::_duplicate(AnyAccess::heldType(other)); break;
+    case tk_objref: value = duplicateObject(AnyAccess::heldObject(other)); break;
     case tk_Principal:
         value = CORBA_OctetSequence::_duplicate(static_cast<CORBA_OctetSequence*>(other._value));
         break;
-    case tk_string: value = CORBA_string_dup(other._text()); break;
-    case tk_wstring: value = CORBA_wstring_dup(static_cast<const CORBA_WChar*>(other._value)); break;
+    case tk_string: value = CORBA_string_dup(AnyAccess::text(other)); break;
+    case tk_wstring: value = CORBA_wstring_dup(AnyAccess::wideText(other)); break;
     case tk_struct:
     case tk_except: value = other._value ? copyOctets(other._value, other._length) : nullptr; break;
     case tk_union:
     case tk_sequence:
     case tk_array: value = other._length > 0 ? copyOctets(other._value, other._length) : nullptr; break;
     default:
-        if (tcFixedSize(kind) == 0)
+        if (basicSize(kind) == 0)
             throw CORBA_INTERNAL();
-        value = std::memcpy(_small, other._value, tcFixedSize(kind));
+        value = std::memcpy(_small, other._value, basicSize(kind));
     }
-    _adopt(other._tc, value, other._length, other._id_in_front);
+    adopt(other._tc, value, other._length, other._id_in_front);
 }
 
-size_t CORBA_Any::_size() const {
-    if (_length < 1 || !_value)
-        return 0;
+// The length of a bounded text is its bound, which the text need not fill.
+size_t CORBA_Any::hashedOctets() const {
     const auto length = static_cast<size_t>(_length);
-    switch (_tc->_unaliased()->kind()) {
-    case tk_string: return std::min(length, std::strlen(_text()));
-    case tk_wstring:
-        return std::min(length, std::wcslen(static_cast<const CORBA_WChar*>(_value)) * sizeof(CORBA_WChar));
+    switch (AnyAccess::valueKind(*this)) {
+    case tk_string: return std::min(length, std::strlen(AnyAccess::text(*this)));
+    case tk_wstring: return std::min(length, std::wcslen(AnyAccess::wideText(*this)) * sizeof(CORBA_WChar));
     default: return length;
     }
 }
@@ -201,46 +207,39 @@ CORBA_ULong CORBA_Any::hash() const {
         return 0;
     auto hash = static_cast<CORBA_ULong>(_length);
     const auto* octets = static_cast<const signed char*>(_value);
-    for (size_t i = 0, size = _size(); i < size; ++i)
+    for (size_t i = 0, size = hashedOctets(); i < size; ++i)
         hash ^= static_cast<CORBA_ULong>(CORBA_Long{octets[i]});
     return hash;
 }
 
 int CORBA_Any::compare(const CORBA_Any& a, const CORBA_Any& b) {
     const int order = CORBA_TypeCode::compare(a._tc, b._tc);
-    return order != 0 ? order : _compare_values(a, b);
+    return order != 0 ? order : compareValues(a, b);
 }
 
-int CORBA_Any::_compare_values(const CORBA_Any& a, const CORBA_Any& b) {
-    const CORBA_TCKind kind = a._tc->_unaliased()->kind();
+int CORBA_Any::compareValues(const CORBA_Any& a, const CORBA_Any& b) {
+    const CORBA_TCKind kind = AnyAccess::valueKind(a);
     switch (kind) {
     case tk_any:
         return compareHeld<CORBA_Any>(a._value, b._value,
                                       [](const auto& x, const auto& y) { return compare(x, y); });
-    case tk_TypeCode: return CORBA_TypeCode::compare(a._held_type(), b._held_type());
+    case tk_TypeCode: return CORBA_TypeCode::compare(AnyAccess::heldType(a), AnyAccess::heldType(b));
     case tk_Principal:
-        return compareHeld<CORBA_OctetSequence>(a._value, b._value,
-                                                [](const auto& x, const auto& y) { return ::compare(x, y); });
-    case tk_objref:
-        return compareObjects(static_cast<CORBA_Object*>(a._value), static_cast<CORBA_Object*>(b._value));
-    case tk_string: return CORBA_string_compare(a._text(), b._text());
-    case tk_wstring:
-        return CORBA_wstring_compare(static_cast<const CORBA_WChar*>(a._value),
-                                     static_cast<const CORBA_WChar*>(b._value));
+        return compareHeld<CORBA_OctetSequence>(
+            a._value, b._value, [](const auto& x, const auto& y) { return harbolance::compare(x, y); });
+    case tk_objref: return compareObjects(AnyAccess::heldObject(a), AnyAccess::heldObject(b));
+    case tk_string: return CORBA_string_compare(AnyAccess::text(a), AnyAccess::text(b));
+    case tk_wstring: return CORBA_wstring_compare(AnyAccess::wideText(a), AnyAccess::wideText(b));
     default: break;
     }
-    if (tcIsConstructed(kind) && a._length != b._length)
+    if (isConstructed(kind) && a._length != b._length)
         return a._length - b._length;
-    if (tcIsConstructed(kind) || tcFixedSize(kind) > 0)
+    if (isConstructed(kind) || basicSize(kind) > 0)
         return compareOctets(a._value, b._value, a._length);
     return 0;
 }
 
 void CORBA_release(CORBA_Any* any) {
-    if (!any)
-        return;
-    if (--any->_ref_count == 0)
+    if (any && --any->_ref_count == 0)
         delete any;
-    else if (any->_ref_count == 1)
-        CORBA_TypeCode::_share_dropped(*any);
 }

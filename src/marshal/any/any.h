@@ -8,6 +8,10 @@
 
 class CORBA_Object;
 class CORBA_OctetSequence;
+class CORBA_StringSequence;
+namespace harbolance {
+class AnyAccess;
+}
 
 // One IDL value with its TypeCode. The type is kept as given; how the value is held goes by what it is an
 // alias of:
@@ -22,6 +26,8 @@ class CORBA_OctetSequence;
 // by read_value are the members alone.
 class CORBA_Any {
 public:
+    static constexpr CORBA_ULong _minimum_octets = 4; // on the wire: the kind tk_null
+
     CORBA_Any() = default; // of _tc_null
     CORBA_Any(const CORBA_Any& other) : CORBA_Any() { copyFrom(other); }
     CORBA_Any(CORBA_Any&& other) noexcept { swap(other); }
@@ -87,7 +93,8 @@ public:
     struct from_char {
         CORBA_Char value;
     };
-    // With `nocopy` the Any refers to the caller's text. Otherwise it keeps the first `bound` characters.
+    // With `nocopy` the Any refers to the caller's text. Otherwise it keeps the first `bound` characters;
+    // bound 0 is no bound.
     struct from_string {
         char* value;
         CORBA_ULong bound;
@@ -120,65 +127,19 @@ public:
         CORBA_ULong bound;
     };
 
-    // For code that walks values. Borrowed, and without a check of the type.
-    CORBA_TypeCode* _type() const { return _tc; }
-    const void* _representation() const { return _value; }
-    bool _carries_id() const { return _id_in_front; } // the octets begin with an exception's repository id
-    // How many octets of the representation there are to look at. The length of a bounded text is its bound,
-    // which the text need not fill.
-    size_t _size() const;
-    // The octets of a constructed value.
-    CORBA_MarshalInBuffer _octets() const {
-        return {static_cast<const char*>(_value),
-                _value && _length > 0 ? static_cast<CORBA_ULong>(_length) : 0};
-    }
-    template <class T>
-    T _as() const {
-        T value;
-        std::memcpy(&value, _value, sizeof value);
-        return value;
-    }
-    const char* _text() const { return static_cast<const char*>(_value); }
-    CORBA_TypeCode* _held_type() const { return static_cast<CORBA_TypeCode*>(_value); }
-    // Takes over `value`, or refers to it, as the kind holds it. One more reference to the type is taken.
-    void _adopt(CORBA_TypeCode* type, void* value, CORBA_Long length, bool idInFront = false);
-    void _borrow(CORBA_TypeCode* type, void* value, CORBA_Long length) {
-        _adopt(type, value, length);
-        _release = 0;
-    }
-    // A value of a type of fixed size.
-    template <class T>
-    void _store(CORBA_TypeCode* type, const T& value) {
-        static_assert(sizeof value <= sizeof _small);
-        become(type);
-        std::memcpy(_small, &value, sizeof value);
-        _value = _small;
-        _length = sizeof value;
-    }
-    // The order of two values of the same type.
-    static int _compare_values(const CORBA_Any& a, const CORBA_Any& b);
-
 private:
-    friend class CORBA_TypeCode;
-    friend struct TRXConstantTypeCodes;
-
-    // Parameters of constant types: a name that the program contains, and the number 0.
-    struct Literal {
-        const char* text;
-        CORBA_Long length;
-    };
-    struct Zero {};
-    constexpr CORBA_Any(CORBA_TypeCode* type, Literal name)
-        : _tc(type), _value(const_cast<char*>(name.text)), _length(name.length), _release(0) {}
-    constexpr CORBA_Any(CORBA_TypeCode* type, Zero) : _tc(type), _value(_small), _length(4), _release(0) {}
+    friend class harbolance::AnyAccess;
 
     void become(CORBA_TypeCode* type);
+    void adopt(CORBA_TypeCode* type, void* value, CORBA_Long length, bool idInFront = false);
     void copyFrom(const CORBA_Any& other);
     void freeValue();
     void freeAll();
     void swap(CORBA_Any& other) noexcept;
     void emptyValue(CORBA_TCKind kind);
     void takeOctets(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer);
+    size_t hashedOctets() const;
+    static int compareValues(const CORBA_Any& a, const CORBA_Any& b);
 
     CORBA_TypeCode* _tc = _tc_null;
     void* _value = nullptr;
@@ -198,6 +159,9 @@ void operator<<=(CORBA_Any& any, CORBA_Short value);
 void operator<<=(CORBA_Any& any, CORBA_UShort value);
 void operator<<=(CORBA_Any& any, CORBA_Long value);
 void operator<<=(CORBA_Any& any, CORBA_ULong value);
+// A C++ `long` goes in as 4 octets, as it travels. A value that needs more raises CORBA_BAD_PARAM.
+void operator<<=(CORBA_Any& any, long value);
+void operator<<=(CORBA_Any& any, unsigned long value);
 void operator<<=(CORBA_Any& any, CORBA_LongLong value);
 void operator<<=(CORBA_Any& any, CORBA_ULongLong value);
 void operator<<=(CORBA_Any& any, CORBA_Float value);
@@ -212,10 +176,20 @@ void operator<<=(CORBA_Any& any, CORBA_Any::from_wstring text);
 void operator<<=(CORBA_Any& any, const CORBA_Any& value); // copied, as a value of type _tc_any
 void operator<<=(CORBA_Any& any, CORBA_TypeCode* type);   // one more reference
 void operator<<=(CORBA_Any& any, CORBA_Object* object);   // likewise; null as a CORBA::Object
+void operator<<=(CORBA_Any& any, const CORBA_OctetSequence& octets);
+void operator<<=(CORBA_Any& any, const CORBA_StringSequence& strings);
 // These would go in as numbers: the wrappers above say what they are.
 template <class T>
 requires(std::same_as<T, bool> || (std::integral<T> && sizeof(T) == 1)) void operator<<=(CORBA_Any& any,
                                                                                          T value) = delete;
+// What a holder holds. Null raises CORBA_BAD_PARAM.
+template <class T>
+requires requires(CORBA_Any& any, const T& value) { any <<= value; }
+void operator<<=(CORBA_Any& any, const TRXVar<T>& holder) {
+    if (!holder.in())
+        throw CORBA_BAD_PARAM();
+    any <<= *holder;
+}
 
 // False, with the target untouched, unless the Any's own type is of the right kind: an alias of long does not
 // come out as a long.
@@ -223,6 +197,8 @@ bool operator>>=(const CORBA_Any& any, CORBA_Short& value);
 bool operator>>=(const CORBA_Any& any, CORBA_UShort& value);
 bool operator>>=(const CORBA_Any& any, CORBA_Long& value);
 bool operator>>=(const CORBA_Any& any, CORBA_ULong& value);
+bool operator>>=(const CORBA_Any& any, long& value);
+bool operator>>=(const CORBA_Any& any, unsigned long& value);
 bool operator>>=(const CORBA_Any& any, CORBA_LongLong& value);
 bool operator>>=(const CORBA_Any& any, CORBA_ULongLong& value);
 bool operator>>=(const CORBA_Any& any, CORBA_Float& value);
@@ -237,39 +213,52 @@ bool operator>>=(const CORBA_Any& any, CORBA_Any::to_wstring text);
 bool operator>>=(const CORBA_Any& any, CORBA_Any& value);      // a copy
 bool operator>>=(const CORBA_Any& any, CORBA_TypeCode*& type); // the caller's
 bool operator>>=(const CORBA_Any& any, CORBA_Object*& object); // the caller's
+bool operator>>=(const CORBA_Any& any, CORBA_OctetSequence& octets);
+bool operator>>=(const CORBA_Any& any, CORBA_StringSequence& strings);
+// Into a holder of what comes out as a pointer.
+template <class T>
+requires requires(const CORBA_Any& any, T*& pointer) { any >>= pointer; }
+bool operator>>=(const CORBA_Any& any, TRXVar<T>& holder) {
+    T* taken = nullptr;
+    if (!(any >>= taken))
+        return false;
+    holder = taken;
+    return true;
+}
 
-// A constructed type inserts itself in its marshalled form, and comes out when the types are equal. An
-// exception comes out as its own class only: others may have members of the same types.
+// The types of the sequences above: aliases of sequence<octet> and sequence<string>.
+CORBA_TypeCode* TRXOctetSequenceType();
+CORBA_TypeCode* TRXStringSequenceType();
+
+namespace harbolance {
+
+// How a constructed type inserts itself: in its marshalled form.
 template <class T>
 void insertMarshalled(CORBA_Any& any, CORBA_TypeCode* type, const T& value) {
     CORBA_MarshalOutBuffer buffer(255);
     buffer << value;
     any.replace(type, buffer);
 }
+
+using MemberReader = void (*)(TRXistream& octets, void* value);
+bool extractMembers(const CORBA_Any& any, CORBA_TypeCode* type, MemberReader read, void* value);
+bool extractMembers(const CORBA_Any& any, CORBA_TypeCode* type, const char* exceptionId, MemberReader read,
+                    void* value);
+
+// How it comes out again, when the types are equal. An exception comes out as its own class only: others may
+// have members of the same types.
 template <class T>
 bool extractMarshalled(const CORBA_Any& any, CORBA_TypeCode* type, T& value) {
-    if (!type->equal(any._type()) || !any._representation())
-        return false;
-    CORBA_MarshalInBuffer octets = any._octets();
-    octets >> value;
-    return true;
-}
-template <std::derived_from<CORBA_Exception> T>
-bool extractMarshalled(const CORBA_Any& any, CORBA_TypeCode* type, T& value) {
-    if (!type->equal(any._type()) || !any._representation())
-        return false;
-    CORBA_MarshalInBuffer octets = any._octets();
-    const char* id = any._carries_id() ? octets.string_in_place() : any._type()->_unaliased()->_plain_id();
-    if (CORBA_string_compare(id, T::_descriptor().repository_id()) != 0)
-        return false;
-    value._read(octets);
-    return true;
+    if constexpr (std::derived_from<T, CORBA_Exception>) {
+        const auto read = [](TRXistream& octets, void* target) { static_cast<T*>(target)->_read(octets); };
+        return extractMembers(any, type, T::_descriptor().repository_id(), read, &value);
+    } else {
+        return extractMembers(
+            any, type, [](TRXistream& octets, void* target) { octets >> *static_cast<T*>(target); }, &value);
+    }
 }
 
-// The Principal's and every encapsulation's octets, as an alias of sequence<octet>.
-CORBA_TypeCode* TRXOctetSequenceType();
-void operator<<=(CORBA_Any& any, const CORBA_OctetSequence& octets);
-bool operator>>=(const CORBA_Any& any, CORBA_OctetSequence& octets);
+} // namespace harbolance
 
 // The type, then the value, which of an exception begins with its repository id. What does not fit the type
 // raises CORBA_MARSHAL, and leaves the Any as it was.
@@ -279,7 +268,6 @@ TRXostream& operator<<(TRXostream& stream, const CORBA_Any* any); // null raises
 TRXistream& operator>>(TRXistream& stream, CORBA_Any*& any);      // the caller's, null when the stream raises
 // Readable lines on cout, cerr and clog; on any other stream the wire form as text.
 std::ostream& operator<<(std::ostream& stream, const CORBA_Any& any);
-void printAny(TRXostream& stream, const CORBA_Any& any);
 
 // Holds an Any, and passes insertion and extraction on to it. Holding nothing, it takes nothing and gives
 // nothing.

@@ -1,77 +1,120 @@
 #include "marshal/any/any.h"
+#include "marshal/any/any_access.h"
 #include "marshal/reference/object_operations.h"
 #include "marshal/sequence/octet_sequence.h"
+#include "marshal/sequence/string_sequence.h"
 
 #include <cwchar>
+#include <limits>
 
 using namespace harbolance;
 
 namespace {
 
+bool isOf(const CORBA_Any& any, CORBA_TCKind kind) { return AnyAccess::type(any)->kind() == kind; }
+
 template <class T>
 bool extract(const CORBA_Any& any, CORBA_TCKind kind, T& value) {
-    if (any._type()->kind() != kind)
+    if (!isOf(any, kind))
         return false;
-    value = any._as<T>();
+    value = AnyAccess::as<T>(any);
+    return true;
+}
+
+template <class Wire, class T>
+Wire narrowed(T value) {
+    if (value < std::numeric_limits<Wire>::min() || value > std::numeric_limits<Wire>::max())
+        throw CORBA_BAD_PARAM();
+    return static_cast<Wire>(value);
+}
+
+template <class Wire, class T>
+bool extractWidened(const CORBA_Any& any, T& value) {
+    Wire wire{};
+    if (!(any >>= wire))
+        return false;
+    value = wire;
     return true;
 }
 
 // Whether a text may be taken out that is to have `bound` elements.
 bool mayTake(const CORBA_Any& any, CORBA_TCKind kind, CORBA_ULong bound) {
-    return any._type()->kind() == kind && (bound == 0 || int64_t{bound} <= any.length());
+    return isOf(any, kind) && (bound == 0 || int64_t{bound} <= any.length());
 }
 
-CORBA_WChar* firstOf(const CORBA_WChar* text, CORBA_ULong bound) {
-    CORBA_WChar* copy = CORBA_wstring_alloc(bound);
-    std::wmemset(copy, 0, size_t{bound} + 1);
-    for (CORBA_ULong i = 0; text && i < bound && text[i] != 0; ++i)
+// A new text of `bound` characters and the end, with as much as there is of the old one.
+template <class Text, class Char>
+Char* firstOf(const Char* text, CORBA_ULong bound) {
+    Char* copy = Text::alloc(bound);
+    CORBA_ULong i = 0;
+    for (; text && i < bound && text[i] != 0; ++i)
         copy[i] = text[i];
+    std::fill(copy + i, copy + bound + 1, Char{});
     return copy;
 }
 
-char* firstOf(const char* text, CORBA_ULong bound) {
-    char* copy = CORBA_string_alloc(bound);
-    std::memset(copy, 0, size_t{bound} + 1);
-    for (CORBA_ULong i = 0; text && i < bound && text[i] != '\0'; ++i)
-        copy[i] = text[i];
-    return copy;
+CORBA_Long lengthWithEnd(const char* text) {
+    return text ? static_cast<CORBA_Long>(std::strlen(text) + 1) : 0;
+}
+CORBA_Long lengthWithEnd(const CORBA_WChar* text) {
+    return text ? static_cast<CORBA_Long>(std::wcslen(text) + 1) : 0;
+}
+
+// A text with a bound, whose length in the Any is `length`, or one without.
+template <class Text, class Bounded>
+void insertText(CORBA_Any& any, CORBA_TypeCode* type, const Bounded& text, CORBA_Long length) {
+    if (text.bound == 0)
+        length = lengthWithEnd(text.value);
+    if (text.nocopy)
+        AnyAccess::borrow(any, type, text.value, length);
+    else if (text.bound == 0)
+        AnyAccess::adopt(any, type, Text::dup(text.value), length);
+    else
+        AnyAccess::adopt(any, type, firstOf<Text>(text.value, text.bound), length);
+}
+
+// Never destroyed: Anys of static lifetime may hold it to the end.
+CORBA_TypeCode* newAlias(const char* id, const char* name, CORBA_TypeCode* element) {
+    return new CORBA_TypeCode(id, name, new CORBA_TypeCode(tk_sequence, 0, element, true), true);
 }
 
 } // namespace
 
-void operator<<=(CORBA_Any& any, CORBA_Short value) { any._store(_tc_short, value); }
-void operator<<=(CORBA_Any& any, CORBA_UShort value) { any._store(_tc_ushort, value); }
-void operator<<=(CORBA_Any& any, CORBA_Long value) { any._store(_tc_long, value); }
-void operator<<=(CORBA_Any& any, CORBA_ULong value) { any._store(_tc_ulong, value); }
-void operator<<=(CORBA_Any& any, CORBA_LongLong value) { any._store(_tc_longlong, value); }
-void operator<<=(CORBA_Any& any, CORBA_ULongLong value) { any._store(_tc_ulonglong, value); }
-void operator<<=(CORBA_Any& any, CORBA_Float value) { any._store(_tc_float, value); }
-void operator<<=(CORBA_Any& any, CORBA_Double value) { any._store(_tc_double, value); }
-void operator<<=(CORBA_Any& any, CORBA_Any::from_boolean value) { any._store(_tc_boolean, value.value); }
-void operator<<=(CORBA_Any& any, CORBA_Any::from_octet value) { any._store(_tc_octet, value.value); }
-void operator<<=(CORBA_Any& any, CORBA_Any::from_char value) { any._store(_tc_char, value.value); }
-void operator<<=(CORBA_Any& any, CORBA_WChar value) { any._store(_tc_wchar, value); }
+void operator<<=(CORBA_Any& any, CORBA_Short value) { AnyAccess::store(any, _tc_short, value); }
+void operator<<=(CORBA_Any& any, CORBA_UShort value) { AnyAccess::store(any, _tc_ushort, value); }
+void operator<<=(CORBA_Any& any, CORBA_Long value) { AnyAccess::store(any, _tc_long, value); }
+void operator<<=(CORBA_Any& any, CORBA_ULong value) { AnyAccess::store(any, _tc_ulong, value); }
+void operator<<=(CORBA_Any& any, long value) { any <<= narrowed<CORBA_Long>(value); }
+void operator<<=(CORBA_Any& any, unsigned long value) { any <<= narrowed<CORBA_ULong>(value); }
+void operator<<=(CORBA_Any& any, CORBA_LongLong value) { AnyAccess::store(any, _tc_longlong, value); }
+void operator<<=(CORBA_Any& any, CORBA_ULongLong value) { AnyAccess::store(any, _tc_ulonglong, value); }
+void operator<<=(CORBA_Any& any, CORBA_Float value) { AnyAccess::store(any, _tc_float, value); }
+void operator<<=(CORBA_Any& any, CORBA_Double value) { AnyAccess::store(any, _tc_double, value); }
+void operator<<=(CORBA_Any& any, CORBA_Any::from_boolean value) {
+    AnyAccess::store(any, _tc_boolean, value.value);
+}
+void operator<<=(CORBA_Any& any, CORBA_Any::from_octet value) {
+    AnyAccess::store(any, _tc_octet, value.value);
+}
+void operator<<=(CORBA_Any& any, CORBA_Any::from_char value) { AnyAccess::store(any, _tc_char, value.value); }
+void operator<<=(CORBA_Any& any, CORBA_WChar value) { AnyAccess::store(any, _tc_wchar, value); }
 
 void operator<<=(CORBA_Any& any, const char* text) {
-    char* copy = CORBA_string_dup(text);
-    any._adopt(_tc_string, copy, copy ? static_cast<CORBA_Long>(std::strlen(copy) + 1) : 0);
+    AnyAccess::adopt(any, _tc_string, CORBA_string_dup(text), lengthWithEnd(text));
 }
 
 void operator<<=(CORBA_Any& any, CORBA_Any::from_string text) {
-    if (text.nocopy)
-        any._borrow(_tc_string, text.value, static_cast<CORBA_Long>(text.bound));
-    else
-        any._adopt(_tc_string, firstOf(text.value, text.bound), static_cast<CORBA_Long>(text.bound));
+    insertText<TRXNarrowText>(any, _tc_string, text, static_cast<CORBA_Long>(text.bound));
 }
 
 void operator<<=(CORBA_Any& any, CORBA_Any::from_wstring text) {
-    if (text.nocopy)
-        any._borrow(_tc_wstring, text.value, static_cast<CORBA_Long>(text.bound));
-    else
-        any._adopt(_tc_wstring, firstOf(text.value, text.bound), static_cast<CORBA_Long>(text.bound) + 1);
+    const auto bound = static_cast<CORBA_Long>(text.bound);
+    insertText<TRXWideText>(any, _tc_wstring, text, text.nocopy ? bound : bound + 1);
 }
 
-void operator<<=(CORBA_Any& any, const CORBA_Any& value) { any._adopt(_tc_any, new CORBA_Any(value), 0); }
+void operator<<=(CORBA_Any& any, const CORBA_Any& value) {
+    AnyAccess::adopt(any, _tc_any, new CORBA_Any(value), 0);
+}
 
 void operator<<=(CORBA_Any& any, CORBA_TypeCode* type) {
     any.replace(_tc_TypeCode, CORBA_TypeCode::_duplicate(type), 1);
@@ -85,13 +128,25 @@ void operator<<=(CORBA_Any& any, CORBA_Object* object) {
         const char* colon = std::strrchr(scoped, ':');
         type = new CORBA_TypeCode(operations.interfaceName(object), colon ? colon + 1 : scoped, false);
     }
-    any._adopt(type, duplicateObject(object), 0);
+    AnyAccess::adopt(any, type, duplicateObject(object), 0);
+}
+
+void operator<<=(CORBA_Any& any, const CORBA_OctetSequence& octets) {
+    insertMarshalled(any, TRXOctetSequenceType(), octets);
+}
+
+void operator<<=(CORBA_Any& any, const CORBA_StringSequence& strings) {
+    insertMarshalled(any, TRXStringSequenceType(), strings);
 }
 
 bool operator>>=(const CORBA_Any& any, CORBA_Short& value) { return extract(any, tk_short, value); }
 bool operator>>=(const CORBA_Any& any, CORBA_UShort& value) { return extract(any, tk_ushort, value); }
 bool operator>>=(const CORBA_Any& any, CORBA_Long& value) { return extract(any, tk_long, value); }
 bool operator>>=(const CORBA_Any& any, CORBA_ULong& value) { return extract(any, tk_ulong, value); }
+bool operator>>=(const CORBA_Any& any, long& value) { return extractWidened<CORBA_Long>(any, value); }
+bool operator>>=(const CORBA_Any& any, unsigned long& value) {
+    return extractWidened<CORBA_ULong>(any, value);
+}
 bool operator>>=(const CORBA_Any& any, CORBA_LongLong& value) { return extract(any, tk_longlong, value); }
 bool operator>>=(const CORBA_Any& any, CORBA_ULongLong& value) { return extract(any, tk_ulonglong, value); }
 bool operator>>=(const CORBA_Any& any, CORBA_Float& value) { return extract(any, tk_float, value); }
@@ -110,59 +165,86 @@ bool operator>>=(const CORBA_Any& any, CORBA_Any::to_wchar value) {
 }
 
 bool operator>>=(const CORBA_Any& any, char*& text) {
-    if (any._type()->kind() != tk_string)
+    if (!isOf(any, tk_string))
         return false;
-    text = CORBA_string_dup(any._text());
+    text = CORBA_string_dup(AnyAccess::text(any));
     return true;
 }
 
 bool operator>>=(const CORBA_Any& any, CORBA_Any::to_string text) {
     if (!mayTake(any, tk_string, text.bound))
         return false;
-    text.value = static_cast<char*>(const_cast<void*>(any._representation()));
+    text.value = const_cast<char*>(AnyAccess::text(any));
     return true;
 }
 
 bool operator>>=(const CORBA_Any& any, CORBA_Any::to_wstring text) {
     if (!mayTake(any, tk_wstring, text.bound))
         return false;
-    text.value = static_cast<CORBA_WChar*>(const_cast<void*>(any._representation()));
+    text.value = const_cast<CORBA_WChar*>(AnyAccess::wideText(any));
     return true;
 }
 
 bool operator>>=(const CORBA_Any& any, CORBA_Any& value) {
-    if (any._type()->kind() != tk_any)
+    if (!isOf(any, tk_any))
         return false;
-    value = CORBA_Any(*static_cast<const CORBA_Any*>(any._representation()));
+    value = CORBA_Any(*static_cast<const CORBA_Any*>(AnyAccess::value(any)));
     return true;
 }
 
 bool operator>>=(const CORBA_Any& any, CORBA_TypeCode*& type) {
-    if (any._type()->kind() != tk_TypeCode)
+    if (!isOf(any, tk_TypeCode))
         return false;
-    type = CORBA_TypeCode::_duplicate(any._held_type());
+    type = CORBA_TypeCode::_duplicate(AnyAccess::heldType(any));
     return true;
 }
 
 bool operator>>=(const CORBA_Any& any, CORBA_Object*& object) {
-    if (any._type()->kind() != tk_objref)
+    if (!isOf(any, tk_objref))
         return false;
-    object = duplicateObject(static_cast<CORBA_Object*>(const_cast<void*>(any._representation())));
+    object = duplicateObject(AnyAccess::heldObject(any));
     return true;
-}
-
-// Never destroyed: Anys of static lifetime may hold it to the end.
-CORBA_TypeCode* TRXOctetSequenceType() {
-    static CORBA_TypeCode& sequence = *new CORBA_TypeCode(tk_sequence, 0, _tc_octet, true);
-    static CORBA_TypeCode& type =
-        *new CORBA_TypeCode("IDL:CORBA_OctetSequence:1.0", "CORBA_OctetSequence", &sequence, true);
-    return &type;
-}
-
-void operator<<=(CORBA_Any& any, const CORBA_OctetSequence& octets) {
-    insertMarshalled(any, TRXOctetSequenceType(), octets);
 }
 
 bool operator>>=(const CORBA_Any& any, CORBA_OctetSequence& octets) {
     return extractMarshalled(any, TRXOctetSequenceType(), octets);
+}
+
+bool operator>>=(const CORBA_Any& any, CORBA_StringSequence& strings) {
+    return extractMarshalled(any, TRXStringSequenceType(), strings);
+}
+
+CORBA_TypeCode* TRXOctetSequenceType() {
+    static CORBA_TypeCode& type = *newAlias("IDL:CORBA_OctetSequence:1.0", "CORBA_OctetSequence", _tc_octet);
+    return &type;
+}
+
+CORBA_TypeCode* TRXStringSequenceType() {
+    static CORBA_TypeCode& type =
+        *newAlias("IDL:CORBA_StringSequence:1.0", "CORBA_StringSequence", _tc_string);
+    return &type;
+}
+
+bool harbolance::extractMembers(const CORBA_Any& any, CORBA_TypeCode* type, MemberReader read, void* value) {
+    if (!type->equal(AnyAccess::type(any)) || !AnyAccess::value(any))
+        return false;
+    const ReadingOwnOctets own;
+    CORBA_MarshalInBuffer octets = AnyAccess::octets(any);
+    read(octets, value);
+    return true;
+}
+
+bool harbolance::extractMembers(const CORBA_Any& any, CORBA_TypeCode* type, const char* exceptionId,
+                                MemberReader read, void* value) {
+    if (!type->equal(AnyAccess::type(any)) || !AnyAccess::value(any))
+        return false;
+    const ReadingOwnOctets own;
+    CORBA_MarshalInBuffer octets = AnyAccess::octets(any);
+    const char* id = AnyAccess::carriesId(any)
+                         ? octets.string_in_place()
+                         : TypeCodeAccess::id(TypeCodeAccess::unaliased(*AnyAccess::type(any)));
+    if (CORBA_string_compare(id, exceptionId) != 0)
+        return false;
+    read(octets, value);
+    return true;
 }

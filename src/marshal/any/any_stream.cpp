@@ -1,85 +1,43 @@
-#include "marshal/any/any.h"
+#include "marshal/any/any_access.h"
 #include "marshal/any/value_walk.h"
-#include "marshal/cdr/nesting.h"
+#include "marshal/limits.h"
 #include "marshal/reference/object_operations.h"
 #include "marshal/sequence/octet_sequence.h"
-#include "marshal/text/print_form.h"
+#include "marshal/text/print_line.h"
+#include "marshal/typecode/kinds.h"
+
+#include <cwchar>
 
 using namespace harbolance;
 
 namespace {
 
-using Purpose = TRXValueWalk::Purpose;
+using Purpose = ValueWalk::Purpose;
 
-void writeBasic(TRXostream& stream, CORBA_TCKind kind, const CORBA_Any& any) {
+// Any value but that of a constructed type.
+void writeHeld(TRXostream& stream, CORBA_TCKind kind, const CORBA_Any& any) {
     switch (kind) {
-    case tk_short: stream << any._as<CORBA_Short>(); break;
-    case tk_ushort: stream << any._as<CORBA_UShort>(); break;
-    case tk_long: stream << any._as<CORBA_Long>(); break;
-    case tk_ulong:
-    case tk_enum: stream << any._as<CORBA_ULong>(); break;
-    case tk_longlong: stream << any._as<CORBA_LongLong>(); break;
-    case tk_ulonglong: stream << any._as<CORBA_ULongLong>(); break;
-    case tk_float: stream << any._as<CORBA_Float>(); break;
-    case tk_double: stream << any._as<CORBA_Double>(); break;
-    case tk_boolean:
-    case tk_octet: stream << any._as<CORBA_Octet>(); break;
-    case tk_char: stream << any._as<CORBA_Char>(); break;
-    case tk_wchar: stream << any._as<CORBA_WChar>(); break;
+    case tk_any: stream << static_cast<const CORBA_Any*>(AnyAccess::value(any)); return;
+    case tk_TypeCode: stream << AnyAccess::heldType(any); return;
+    case tk_objref: stream << AnyAccess::heldObject(any); return;
+    case tk_Principal: stream << static_cast<const CORBA_OctetSequence*>(AnyAccess::value(any)); return;
+    case tk_string: stream << AnyAccess::text(any); return;
+    case tk_wstring: stream << AnyAccess::wideText(any); return;
     default: break;
     }
-}
-
-void writeObject(TRXostream& stream, CORBA_TCKind kind, const CORBA_Any& any) {
-    const void* value = any._representation();
-    switch (kind) {
-    case tk_any: stream << static_cast<const CORBA_Any*>(value); break;
-    case tk_TypeCode: stream << any._held_type(); break;
-    case tk_objref: stream << static_cast<CORBA_Object*>(const_cast<void*>(value)); break;
-    case tk_Principal: stream << static_cast<const CORBA_OctetSequence*>(value); break;
-    case tk_string: stream << any._text(); break;
-    case tk_wstring: stream << static_cast<const CORBA_WChar*>(value); break;
-    default: writeBasic(stream, kind, any);
-    }
+    forBasicKind(kind, [&]<class T>(std::type_identity<T>) { stream << AnyAccess::as<T>(any); });
 }
 
 // Without the id that stands in front of an exception's members.
-void writeMembers(TRXostream& stream, const CORBA_TypeCode& type, const CORBA_Any& any) {
-    CORBA_MarshalInBuffer octets = any._octets();
-    if (any._carries_id())
+void writeConstructed(TRXostream& stream, const CORBA_TypeCode& type, const CORBA_Any& any) {
+    CORBA_MarshalInBuffer octets = AnyAccess::octets(any);
+    if (AnyAccess::carriesId(any))
         octets.string_in_place();
-    TRXValueWalk(octets, stream, Purpose::write).walk(&type);
+    ValueWalk(octets, stream, Purpose::write).walk(&type);
 }
 
 const char* exceptionId(const CORBA_TypeCode& type, const CORBA_Any& any) {
-    return any._carries_id() ? any._octets().string_in_place() : type._plain_id();
-}
-
-template <class T>
-void readFixed(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type) {
-    T value{};
-    stream >> value;
-    any._store(type, value);
-}
-
-// False for a kind whose size is not fixed.
-bool readFixed(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type, CORBA_TCKind kind) {
-    switch (kind) {
-    case tk_short: readFixed<CORBA_Short>(any, stream, type); return true;
-    case tk_ushort: readFixed<CORBA_UShort>(any, stream, type); return true;
-    case tk_long: readFixed<CORBA_Long>(any, stream, type); return true;
-    case tk_ulong:
-    case tk_enum: readFixed<CORBA_ULong>(any, stream, type); return true;
-    case tk_longlong: readFixed<CORBA_LongLong>(any, stream, type); return true;
-    case tk_ulonglong: readFixed<CORBA_ULongLong>(any, stream, type); return true;
-    case tk_float: readFixed<CORBA_Float>(any, stream, type); return true;
-    case tk_double: readFixed<CORBA_Double>(any, stream, type); return true;
-    case tk_boolean:
-    case tk_octet: readFixed<CORBA_Octet>(any, stream, type); return true;
-    case tk_char: readFixed<CORBA_Char>(any, stream, type); return true;
-    case tk_wchar: readFixed<CORBA_WChar>(any, stream, type); return true;
-    default: return false;
-    }
+    return AnyAccess::carriesId(any) ? AnyAccess::octets(any).string_in_place() : TypeCodeAccess::id(type);
 }
 
 // A value that its stream operator makes anew. The Any takes it over.
@@ -87,20 +45,20 @@ template <class T>
 void readHeld(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type) {
     T* value = nullptr;
     stream >> value;
-    any._adopt(type, value, 0);
+    AnyAccess::adopt(any, type, value, 0);
 }
 
 void readText(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type) {
     char* text = nullptr;
     stream >> text;
-    any._adopt(type, text, text ? static_cast<CORBA_Long>(std::strlen(text) + 1) : 0);
+    AnyAccess::adopt(any, type, text, text ? static_cast<CORBA_Long>(std::strlen(text) + 1) : 0);
 }
 
 void readWideText(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type) {
     CORBA_WString_var text;
     stream >> text;
-    const size_t length = text.in() ? std::char_traits<CORBA_WChar>::length(text.in()) : 0;
-    any._adopt(type, text._retn(), static_cast<CORBA_Long>(length + 1));
+    const size_t length = text.in() ? std::wcslen(text.in()) : 0;
+    AnyAccess::adopt(any, type, text._retn(), static_cast<CORBA_Long>(length + 1));
 }
 
 // `id` is what stands in front of the members of an exception, or null. Most values are small: they are put
@@ -110,7 +68,7 @@ void readConstructed(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type, c
     CORBA_MarshalOutBuffer octets(small, sizeof small, 0);
     if (id)
         octets << id;
-    TRXValueWalk(stream, octets, Purpose::copy).walk(type);
+    ValueWalk(stream, octets, Purpose::copy).walk(type);
     char* block = octets.data();
     const CORBA_ULong length = octets.offset();
     if (block == small) {
@@ -119,25 +77,43 @@ void readConstructed(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type, c
     } else {
         octets.own(0);
     }
-    any._adopt(type, block, static_cast<CORBA_Long>(length), id != nullptr);
+    AnyAccess::adopt(any, type, block, static_cast<CORBA_Long>(length), id != nullptr);
+}
+
+void printValue(TRXostream& stream, const CORBA_Any& any) {
+    const CORBA_TypeCode& type = TypeCodeAccess::unaliased(*AnyAccess::type(any));
+    switch (type.kind()) {
+    case tk_any: printAny(stream, *static_cast<const CORBA_Any*>(AnyAccess::value(any))); return;
+    case tk_TypeCode: CORBA_TypeCode::dump(stream, AnyAccess::heldType(any)); return;
+    case tk_objref: printObject(stream, AnyAccess::heldObject(any)); return;
+    default: break;
+    }
+    if (!isConstructed(type.kind())) {
+        writeHeld(stream, type.kind(), any);
+        return;
+    }
+    CORBA_MarshalInBuffer octets = AnyAccess::octets(any);
+    if (AnyAccess::carriesId(any))
+        stream << octets.string_in_place();
+    ValueWalk(octets, stream, Purpose::print).walk(&type);
 }
 
 } // namespace
 
 void CORBA_Any::write_value(TRXostream& stream) const {
-    const CORBA_TypeCode* type = _tc->_unaliased();
-    if (type->kind() == tk_except)
-        stream << exceptionId(*type, *this);
-    if (tcIsConstructed(type->kind()))
-        writeMembers(stream, *type, *this);
+    const CORBA_TypeCode& type = TypeCodeAccess::unaliased(*_tc);
+    if (type.kind() == tk_except)
+        stream << exceptionId(type, *this);
+    if (isConstructed(type.kind()))
+        writeConstructed(stream, type, *this);
     else
-        writeObject(stream, type->kind(), *this);
+        writeHeld(stream, type.kind(), *this);
 }
 
 void CORBA_Any::write_members(TRXostream& stream) const {
-    const CORBA_TypeCode* type = _tc->_unaliased();
-    if (type->kind() == tk_except)
-        writeMembers(stream, *type, *this);
+    const CORBA_TypeCode& type = TypeCodeAccess::unaliased(*_tc);
+    if (type.kind() == tk_except)
+        writeConstructed(stream, type, *this);
     else
         write_value(stream);
 }
@@ -145,12 +121,17 @@ void CORBA_Any::write_members(TRXostream& stream) const {
 void CORBA_Any::read_value(TRXistream& stream, CORBA_TypeCode* type) {
     if (!type)
         throw CORBA_BAD_PARAM();
-    const CORBA_TCKind kind = type->_unaliased()->kind();
-    if (readFixed(*this, stream, type, kind))
+    const CORBA_TCKind kind = TypeCodeAccess::valueKind(*type);
+    const bool isBasic = forBasicKind(kind, [&]<class T>(std::type_identity<T>) {
+        T value{};
+        stream >> value;
+        AnyAccess::store(*this, type, value);
+    });
+    if (isBasic)
         return;
     switch (kind) {
     case tk_null:
-    case tk_void: _adopt(type, nullptr, 0); break;
+    case tk_void: adopt(type, nullptr, 0); break;
     case tk_any: readHeld<CORBA_Any>(*this, stream, type); break;
     case tk_TypeCode: readHeld<CORBA_TypeCode>(*this, stream, type); break;
     case tk_objref: readHeld<CORBA_Object>(*this, stream, type); break;
@@ -162,8 +143,8 @@ void CORBA_Any::read_value(TRXistream& stream, CORBA_TypeCode* type) {
 }
 
 TRXostream& operator<<(TRXostream& stream, const CORBA_Any& any) {
-    const TRXNesting nesting;
-    stream << any._type();
+    const OwnNesting nesting;
+    stream << AnyAccess::type(any);
     any.write_value(stream);
     return stream;
 }
@@ -175,11 +156,10 @@ TRXostream& operator<<(TRXostream& stream, const CORBA_Any* any) {
 }
 
 TRXistream& operator>>(TRXistream& stream, CORBA_Any& any) {
-    const TRXNesting nesting;
-    CORBA_TypeCode* type = nullptr;
+    const ReadNesting nesting;
+    CORBA_TypeCode_var type;
     stream >> type;
-    const CORBA_TypeCode_var holder(type);
-    if (type->_unaliased()->kind() == tk_except) {
+    if (TypeCodeAccess::valueKind(*type) == tk_except) {
         CORBA_String_var id;
         stream >> id;
         readConstructed(any, stream, type, id.in());
@@ -197,34 +177,11 @@ TRXistream& operator>>(TRXistream& stream, CORBA_Any*& any) {
     return stream;
 }
 
-namespace {
-
-void printValue(TRXostream& stream, const CORBA_Any& any) {
-    const CORBA_TypeCode* type = any._type()->_unaliased();
-    const void* value = any._representation();
-    switch (type->kind()) {
-    case tk_any: printAny(stream, *static_cast<const CORBA_Any*>(value)); return;
-    case tk_TypeCode: CORBA_TypeCode::dump(stream, any._held_type()); return;
-    case tk_objref: printObject(stream, static_cast<CORBA_Object*>(const_cast<void*>(value))); return;
-    default: break;
-    }
-    if (!tcIsConstructed(type->kind())) {
-        writeObject(stream, type->kind(), any);
-        return;
-    }
-    CORBA_MarshalInBuffer octets = any._octets();
-    if (any._carries_id())
-        stream << octets.string_in_place();
-    TRXValueWalk(octets, stream, Purpose::print).walk(type);
-}
-
-} // namespace
-
-void printAny(TRXostream& stream, const CORBA_Any& any) {
-    const TRXNesting nesting;
+void harbolance::printAny(TRXostream& stream, const CORBA_Any& any) {
+    const OwnNesting nesting;
     printLine(stream, {"TypeCode: "});
-    CORBA_TypeCode::dump(stream, any._type());
-    if (!any._representation()) {
+    CORBA_TypeCode::dump(stream, AnyAccess::type(any));
+    if (!AnyAccess::value(any)) {
         printLine(stream, {"Value: (null)"});
         return;
     }

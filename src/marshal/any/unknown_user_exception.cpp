@@ -1,5 +1,7 @@
 #include "marshal/any/unknown_user_exception.h"
 
+#include "marshal/any/any_access.h"
+
 TRX_DEFINE_USER_EXCEPTION(CORBA_UnknownUserException, "CORBA::UnknownUserException",
                           "IDL:omg.org/CORBA/UnknownUserException:1.0")
 
@@ -8,9 +10,9 @@ void CORBA_UnknownUserException::_write(TRXostream& stream) const { _exception.w
 const char* CORBA_UnknownUserException::_repository_id() const {
     const char* id = nullptr;
     try {
-        id = _exception._type()->id();
+        id = harbolance::AnyAccess::type(_exception)->id();
     } catch (const CORBA_Exception&) {
         // of a kind that has no id
     }
-    return id && *id ? id : CORBA_UNKNOWN::_descriptor().repository_id();
+    return id ? id : CORBA_UNKNOWN::_descriptor().repository_id();
 }

@@ -1,9 +1,11 @@
 #pragma once
 
-#include "marshal/cdr/vbuf.h"
-#include "marshal/typecode/typecode.h"
+#include "marshal/any/any_access.h"
+#include "marshal/limits.h"
 
-#include <type_traits>
+#include <optional>
+
+namespace harbolance {
 
 // Moves values from one stream to another, led by their TypeCodes. Nothing is expanded into objects; on the
 // way from a buffer of the other byte order the octets are reversed.
@@ -11,7 +13,7 @@
 // Where the values come from a peer, the type does as well. A walk does no more work than the octets that it
 // passes call for: types whose values take no octets are followed only a little, then CORBA_MARSHAL is
 // raised.
-class TRXValueWalk {
+class ValueWalk {
 public:
     enum class Purpose {
         copy,  // from any stream
@@ -19,30 +21,27 @@ public:
         print, // likewise, as readable lines
     };
 
-    TRXValueWalk(TRXistream& in, TRXostream& out, Purpose purpose);
+    ValueWalk(TRXistream& in, TRXostream& out, Purpose purpose);
 
     // One value. A discriminator that selects no member raises CORBA_BAD_PARAM, one of a kind that none may
     // be of CORBA_INTERNAL, an array whose end lies beyond an Any's octets CORBA_BAD_PARAM.
     void walk(const CORBA_TypeCode* type);
-    // The members of a struct or exception.
-    void walkMembers(const CORBA_TypeCode& type);
 
 private:
+    class Level;
+
     template <class T>
     void move();
-    void moveBasic(CORBA_TCKind kind);
     void moveText();
     void moveWideText();
     void movePrincipal();
     void moveTypeCode();
     void moveAny();
     void moveReference();
-    void copyReference();
 
+    void walkMembers(const CORBA_TypeCode& type);
     void walkUnion(const CORBA_TypeCode& type);
-    template <class T>
-    void moveDiscriminator(const CORBA_TypeCode& type, CORBA_Any& discriminator);
-    void readDiscriminator(const CORBA_TypeCode& type, CORBA_Any& discriminator);
+    uint64_t moveDiscriminator(const CORBA_TypeCode& type);
     void walkSequence(const CORBA_TypeCode& type);
     void walkElements(const CORBA_TypeCode& content, CORBA_ULong count);
     bool moveElements(CORBA_TCKind kind, CORBA_ULong count);
@@ -54,18 +53,21 @@ private:
     template <class T>
     void moveInPieces(CORBA_ULong count);
 
-    void spend();
+    void beginVisit();
     // Octets have been passed, as `values` of the basic kinds.
-    void earn(uint64_t values) {
+    void countPassed(uint64_t values) {
         _passed += values;
-        _credit += values + static_cast<uint64_t>(_depth);
+        _visitsLeft += values + static_cast<uint64_t>(_depth);
     }
 
     TRXistream& _in;
     TRXostream& _out;
     CORBA_MarshalInBuffer* _buffer; // `_in`, if it is in memory
     Purpose _purpose;
+    std::optional<ReadingOwnOctets> _own; // unless the octets come from a peer
     int _depth = 0;
     uint64_t _passed = 0;
-    uint64_t _credit = 1024; // types that may be visited before octets have to be passed
+    uint64_t _visitsLeft = 1024; // types that may be visited before octets have to be passed
 };
+
+} // namespace harbolance

@@ -1,5 +1,7 @@
 #include "marshal/cdr/byte_order.h"
 
+using namespace harbolance;
+
 namespace {
 
 // Through memcpy, since neither side need be aligned; the compiler makes plain vector moves of it.
@@ -15,7 +17,7 @@ void copyWords(char* __restrict target, const char* __restrict source, size_t co
 
 } // namespace
 
-void copyReversed(void* target, const void* source, size_t count, size_t size) {
+void harbolance::copyReversed(void* target, const void* source, size_t count, size_t size) {
     auto* to = static_cast<char*>(target);
     const auto* from = static_cast<const char*>(source);
     switch (size) {

@@ -5,6 +5,8 @@
 #include <bit>
 #include <cstring>
 
+namespace harbolance {
+
 // The byte-order flag of this host, as GIOP headers, object keys and encapsulations state it.
 constexpr CORBA_Octet hostByteOrder = std::endian::native == std::endian::little ? 1 : 0;
 
@@ -24,3 +26,5 @@ T reversed(T value) {
 // Copies `count` elements of `size` (2, 4 or 8) octets each and reverses the octets of each. Neither side has
 // to be aligned; the two do not overlap.
 void copyReversed(void* target, const void* source, size_t count, size_t size);
+
+} // namespace harbolance

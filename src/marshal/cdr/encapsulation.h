@@ -21,7 +21,9 @@ public:
 // Writes one, in memory of its own as long as it is small. Its order octet has been written.
 class TRXEncapsulationWriter : public CORBA_MarshalOutBuffer {
 public:
-    TRXEncapsulationWriter() : CORBA_MarshalOutBuffer(_memory, sizeof _memory, 0) { *this << hostByteOrder; }
+    TRXEncapsulationWriter() : CORBA_MarshalOutBuffer(_memory, sizeof _memory, 0) {
+        *this << harbolance::hostByteOrder;
+    }
 
     // All that has been written, until the next write.
     std::span<const CORBA_Octet> octets() const {

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <limits>
 
+using namespace harbolance;
+
 namespace {
 
 constexpr uint64_t maxOctets = std::numeric_limits<CORBA_ULong>::max();

@@ -71,6 +71,7 @@ public:
     CORBA_Boolean own() const { return _own; }
     void own(CORBA_Boolean own) { _own = own; }
     CORBA_ULong align() const { return _start + _offset; }
+    void align(CORBA_ULong align) { _start = align - _offset; }
 
     void rewind();                    // to an empty stream, with no TypeCode remembered
     void rewind_offset() { seek(0); } // to the first octet, at an unchanged stream position
@@ -108,7 +109,7 @@ class CORBA_MarshalInBuffer : public TRXistream {
 public:
     // Reads the caller's memory. With `own` it is from CORBA_string_alloc and becomes the buffer's.
     CORBA_MarshalInBuffer(const char* data, CORBA_ULong size, CORBA_Boolean own = 0,
-                          CORBA_Octet byteOrder = hostByteOrder);
+                          CORBA_Octet byteOrder = harbolance::hostByteOrder);
     ~CORBA_MarshalInBuffer() override;
 
     CORBA_Long position() const override;
@@ -253,7 +254,7 @@ TRXistream& CORBA_MarshalInBuffer::get_value(T& value) {
     }
     T taken;
     std::memcpy(&taken, _data + begin, size);
-    value = _byte_order == hostByteOrder ? taken : reversed(taken);
+    value = _byte_order == harbolance::hostByteOrder ? taken : harbolance::reversed(taken);
     _offset = begin + size;
     return *this;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "marshal/exception/vexcept.h"
-#include "marshal/text/print_form.h"
+#include "marshal/text/print_line.h"
 
 #include <ostream>
 #include <tuple>
@@ -41,12 +41,12 @@ public:
         forEachMember([&](const auto& member) { stream >> static_cast<Self&>(*this).*member.value; });
     }
     void _print(TRXostream& stream) const override {
-        printLine(stream, {"EXCEPTION ", Self::_scoped_name, " {"});
+        harbolance::printLine(stream, {"EXCEPTION ", Self::_scoped_name, " {"});
         forEachMember([&](const auto& member) {
-            printLine(stream, {"\t", member.name, ":"});
+            harbolance::printLine(stream, {"\t", member.name, ":"});
             stream << self().*member.value << std::endl;
         });
-        printLine(stream, {"}"});
+        harbolance::printLine(stream, {"}"});
     }
 
 private:

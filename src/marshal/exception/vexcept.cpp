@@ -2,7 +2,7 @@
 
 #include "base/assertion.h"
 #include "base/hash_table.h"
-#include "marshal/text/print_form.h"
+#include "marshal/text/print_line.h"
 #include "marshal/text/vstr.h"
 #include "marshal/text/vstream.h"
 

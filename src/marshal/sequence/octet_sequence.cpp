@@ -1,9 +1,11 @@
 #include "marshal/sequence/octet_sequence.h"
 
-#include "marshal/text/print_form.h"
+#include "marshal/text/print_line.h"
 
 #include <cstring>
 #include <string>
+
+using namespace harbolance;
 
 namespace {
 
@@ -25,10 +27,9 @@ CORBA_OctetSequence& CORBA_OctetSequence::operator=(const CORBA_OctetSequence& o
 // The octets are not from this sequence.
 void CORBA_OctetSequence::assign(std::span<const CORBA_Octet> octets) {
     const auto count = static_cast<CORBA_ULong>(octets.size());
-    discardAndFit(count);
+    fitToOverwrite(count);
     if (count > 0)
         std::memcpy(buffer(), octets.data(), count);
-    setLength(count);
 }
 
 CORBA_ULong CORBA_OctetSequence::hash() const {
@@ -38,7 +39,7 @@ CORBA_ULong CORBA_OctetSequence::hash() const {
     return hash;
 }
 
-int compare(const CORBA_OctetSequence& a, const CORBA_OctetSequence& b) {
+int harbolance::compare(const CORBA_OctetSequence& a, const CORBA_OctetSequence& b) {
     if (a.length() != b.length())
         return static_cast<int>(a.length() - b.length());
     const int order = a.length() == 0 ? 0 : std::memcmp(a.buffer(), b.buffer(), a.length());

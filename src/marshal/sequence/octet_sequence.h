@@ -26,10 +26,13 @@ public:
 
 using CORBA_OctetSequence_var = TRXVar<CORBA_OctetSequence>;
 
+namespace harbolance {
 // The difference of the lengths, or else -1, 0 or 1 by the first octets that differ.
 int compare(const CORBA_OctetSequence& a, const CORBA_OctetSequence& b);
+} // namespace harbolance
+
 inline bool operator==(const CORBA_OctetSequence& a, const CORBA_OctetSequence& b) {
-    return compare(a, b) == 0;
+    return harbolance::compare(a, b) == 0;
 }
 
 // Readable lines on cout, cerr and clog; length and octets in text form on any other stream.

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "marshal/cdr/nesting.h"
 #include "marshal/exception/vexcept.h"
+#include "marshal/limits.h"
 #include "marshal/sequence/sequence_element.h"
 #include "marshal/var.h"
 
@@ -98,24 +98,13 @@ public:
     void _write(TRXostream& stream) const;
 
 protected:
-    // Makes room for a value of `length` elements that overwrites whatever is there. What the slots then hold
-    // is undefined for plain elements, unless a new buffer is to be `cleared`.
-    void discardAndFit(CORBA_ULong length, bool cleared = false) {
-        const bool strangersPointers = Element::pointer && !_release;
-        if (length <= _maximum && !strangersPointers)
-            return;
-        freeOwn();
-        _buffer = nullptr;
-        _length = _maximum = 0;
-        _release = true;
-        if (Element::plain && !cleared && length > 0)
-            _buffer = new Stored[length];
-        else
-            _buffer = allocbuf(length);
-        _maximum = length;
+    // Takes the length for a value that overwrites all of the elements. What they hold until then is
+    // undefined where a new buffer of plain elements is made.
+    void fitToOverwrite(CORBA_ULong length) {
+        if (!keepsBuffer(length))
+            takeBuffer(Element::plain ? new Stored[length] : allocbuf(length), length);
+        _length = length;
     }
-
-    void setLength(CORBA_ULong length) { _length = length; }
 
 private:
     void check(CORBA_ULong index) const {
@@ -160,8 +149,21 @@ private:
         swap(grown);
     }
 
-    void readElements(TRXistream& stream, CORBA_ULong count);
-    void readFromText(TRXistream& stream, CORBA_ULong count);
+    // Pointers of a buffer that is not its own are neither freed nor overwritten.
+    bool keepsBuffer(CORBA_ULong length) const {
+        return length <= _maximum && (_release || !Element::pointer);
+    }
+
+    void takeBuffer(Stored* buffer, CORBA_ULong maximum) {
+        freeOwn();
+        _buffer = buffer;
+        _length = 0;
+        _maximum = maximum;
+        _release = true;
+    }
+
+    void readArray(TRXistream& stream, CORBA_ULong count);
+    void readOneByOne(TRXistream& stream, CORBA_ULong count);
 
     Stored* _buffer = nullptr;
     CORBA_ULong _length = 0;
@@ -174,47 +176,49 @@ template <class T, class Element>
 void TRXSequence<T, Element>::_read(TRXistream& stream) {
     CORBA_ULong count = 0;
     stream >> count;
-    if (stream.stream()) {
-        readFromText(stream, count);
-        return;
-    }
     const uint64_t octets = uint64_t{count} * Element::minimumOctets;
-    if (octets > UINT32_MAX || !stream.has(static_cast<CORBA_ULong>(octets)))
+    if (!stream.stream() && (octets > UINT32_MAX || !stream.has(static_cast<CORBA_ULong>(octets))))
         throw CORBA_MARSHAL();
-    discardAndFit(count);
-    _length = count;
-    if (count > 0)
-        readElements(stream, count);
+    if ((harbolance::isArrayElement<Stored> || std::is_same_v<Stored, CORBA_Char>)&&!stream.stream())
+        readArray(stream, count);
+    else
+        readOneByOne(stream, count);
 }
 
 template <class T, class Element>
-void TRXSequence<T, Element>::readElements(TRXistream& stream, CORBA_ULong count) {
-    if constexpr (isArrayElement<Stored>) {
-        stream.read(_buffer, count);
-    } else if constexpr (std::is_same_v<Stored, CORBA_Char>) {
+void TRXSequence<T, Element>::readArray(TRXistream& stream, CORBA_ULong count) {
+    fitToOverwrite(count);
+    if (count == 0)
+        return;
+    if constexpr (std::is_same_v<Stored, CORBA_Char>)
         stream.read_raw(_buffer, count);
-    } else {
-        const TRXNesting nesting;
-        for (CORBA_ULong i = 0; i < count; ++i)
-            Element::read(stream, _buffer[i]);
-    }
+    else if constexpr (harbolance::isArrayElement<Stored>)
+        stream.read(_buffer, count);
 }
 
-// Text cannot say how much of it is left, so the buffer grows with the elements that really come.
+// The buffer is taken at once only as far as the octets that are left account for it. Text cannot say what is
+// left of it.
 template <class T, class Element>
-void TRXSequence<T, Element>::readFromText(TRXistream& stream, CORBA_ULong count) {
-    constexpr CORBA_ULong step = 64;
-    const TRXNesting nesting;
-    discardAndFit(std::min(count, step), true);
-    _length = 0;
-    while (_length < count && stream.stream()->good()) {
-        if (_length == _maximum)
+void TRXSequence<T, Element>::readOneByOne(TRXistream& stream, CORBA_ULong count) {
+    constexpr CORBA_ULong few = 16;
+    const harbolance::ReadNesting nesting;
+    const harbolance::ReadAhead ahead(stream, uint64_t{count} * sizeof(Stored));
+    if (!keepsBuffer(count))
+        takeBuffer(nullptr, 0);
+    const bool atOnce = ahead.granted() || count <= _maximum;
+    if (count > _maximum)
+        reserve(atOnce ? count : std::min(count, few));
+    _length = atOnce && !stream.stream() ? count : 0;
+    for (CORBA_ULong i = 0; i < count; ++i) {
+        if (i == _maximum)
             reserve(static_cast<CORBA_ULong>(std::min(uint64_t{2} * _maximum, uint64_t{count})));
-        Element::read(stream, _buffer[_length]);
-        ++_length;
+        if (stream.stream() && !stream.stream()->good()) {
+            stream.stream()->setstate(std::ios::failbit);
+            return;
+        }
+        Element::read(stream, _buffer[i]);
+        _length = std::max(_length, i + 1);
     }
-    if (_length < count)
-        stream.stream()->setstate(std::ios::failbit);
 }
 
 template <class T, class Element>
@@ -222,11 +226,12 @@ void TRXSequence<T, Element>::_write(TRXostream& stream) const {
     stream << _length;
     if (_length == 0)
         return;
-    if constexpr (isArrayElement<Stored>) {
+    if constexpr (harbolance::isArrayElement<Stored>) {
         stream.write(_buffer, _length);
     } else if (std::is_same_v<Stored, CORBA_Char> && !stream.stream()) {
         stream.write_raw(reinterpret_cast<const char*>(_buffer), _length);
     } else {
+        const harbolance::OwnNesting nesting;
         for (CORBA_ULong i = 0; i < _length; ++i)
             Element::write(stream, _buffer[i]);
     }

@@ -20,12 +20,16 @@
 //
 // and, with `pointer`, what TRXPointerElement asks of it.
 
+namespace harbolance {
+
 // The types that the streams transfer as arrays.
 template <class T>
 constexpr bool isArrayElement =
     std::is_same_v<T, CORBA_Octet> || std::is_same_v<T, CORBA_Short> || std::is_same_v<T, CORBA_UShort> ||
     std::is_same_v<T, CORBA_Long> || std::is_same_v<T, CORBA_ULong> || std::is_same_v<T, CORBA_LongLong> ||
     std::is_same_v<T, CORBA_ULongLong> || std::is_same_v<T, CORBA_Float> || std::is_same_v<T, CORBA_Double>;
+
+} // namespace harbolance
 
 // Values: numbers, structs, nested sequences. They copy themselves and have stream operators.
 template <class T>
@@ -78,9 +82,9 @@ public:
     TRXPointerElement& operator=(const TRXPointerElement& other) {
         return *this = Element::copy(other._slot);
     }
-    template <TRXLends<Borrowed, TRXPointerElement> Lender>
-    TRXPointerElement& operator=(const Lender& lender) {
-        return *this = static_cast<Borrowed>(lender.in());
+    template <TRXHasBorrowed<Borrowed, TRXPointerElement> Source>
+    TRXPointerElement& operator=(const Source& source) {
+        return *this = static_cast<Borrowed>(source.in());
     }
 
     operator Stored() const { return _slot; }

@@ -1,8 +1,10 @@
 #include "marshal/sequence/string_sequence.h"
 
-#include "marshal/text/print_form.h"
+#include "marshal/text/print_line.h"
 
 #include <string>
+
+using namespace harbolance;
 
 namespace {
 
@@ -24,7 +26,7 @@ CORBA_ULong CORBA_StringSequence::hash() const {
     return hash;
 }
 
-int compare(const CORBA_StringSequence& a, const CORBA_StringSequence& b) {
+int harbolance::compare(const CORBA_StringSequence& a, const CORBA_StringSequence& b) {
     if (a.length() != b.length())
         return static_cast<int>(a.length() - b.length());
     for (CORBA_ULong i = 0; i < a.length(); ++i) {

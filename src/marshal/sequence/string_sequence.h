@@ -14,8 +14,10 @@ public:
 
 using CORBA_StringSequence_var = TRXVar<CORBA_StringSequence>;
 
+namespace harbolance {
 // The difference of the lengths, or else the comparison of the first strings that differ, or 0.
 int compare(const CORBA_StringSequence& a, const CORBA_StringSequence& b);
+} // namespace harbolance
 
 // Readable lines on cout, cerr and clog; length and strings in text form on any other stream.
 std::ostream& operator<<(std::ostream& stream, const CORBA_StringSequence& sequence);

@@ -87,14 +87,6 @@ TRXistream& operator>>(TRXistream& stream, CORBA_WString_var& string) {
     return stream;
 }
 
-TRXostream& operator<<(TRXostream& stream, const CORBA_WString_var& string) {
-    const CORBA_WChar* text = string.in() ? string.in() : L"";
-    const auto count = static_cast<CORBA_ULong>(std::wcslen(text) + 1);
-    stream << count;
-    stream.write(text, count);
-    return stream;
-}
-
 std::ostream& operator<<(std::ostream& stream, const CORBA_String_var& string) {
     return stream << (string.in() ? string.in() : "(null)");
 }

@@ -36,6 +36,7 @@ int CORBA_wstring_compare(const CORBA_WChar* a, const CORBA_WChar* b);
 struct TRXNarrowText {
     using Char = char;
     static Char* none() { return TRXNullString; }
+    static Char* alloc(CORBA_ULong length) { return CORBA_string_alloc(length); }
     static Char* dup(const Char* text) { return CORBA_string_dup(text); }
     static void free(Char* text) { CORBA_string_free(text); }
 };
@@ -43,6 +44,7 @@ struct TRXNarrowText {
 struct TRXWideText {
     using Char = CORBA_WChar;
     static Char* none() { return nullptr; }
+    static Char* alloc(CORBA_ULong length) { return CORBA_wstring_alloc(length); }
     static Char* dup(const Char* text) { return CORBA_wstring_dup(text); }
     static void free(Char* text) { CORBA_wstring_free(text); }
 };
@@ -59,8 +61,8 @@ public:
     TRXStringHolder(const Char* borrowed) : _ptr(Text::dup(borrowed)) {}
     TRXStringHolder(const TRXStringHolder& other) : _ptr(Text::dup(other._ptr)) {}
     TRXStringHolder(TRXStringHolder&& other) noexcept : _ptr(std::exchange(other._ptr, Text::none())) {}
-    template <TRXLends<const Char*, TRXStringHolder> Lender>
-    explicit TRXStringHolder(const Lender& lender) : _ptr(Text::dup(lender.in())) {}
+    template <TRXHasBorrowed<const Char*, TRXStringHolder> Source>
+    explicit TRXStringHolder(const Source& source) : _ptr(Text::dup(source.in())) {}
     ~TRXStringHolder() { Text::free(_ptr); }
 
     TRXStringHolder& operator=(Char* owned) {
@@ -76,9 +78,9 @@ public:
         std::swap(_ptr, other._ptr);
         return *this;
     }
-    template <TRXLends<const Char*, TRXStringHolder> Lender>
-    TRXStringHolder& operator=(const Lender& lender) {
-        return *this = Text::dup(lender.in());
+    template <TRXHasBorrowed<const Char*, TRXStringHolder> Source>
+    TRXStringHolder& operator=(const Source& source) {
+        return *this = Text::dup(source.in());
     }
 
     // The pointer stays the holder's.
@@ -109,7 +111,6 @@ inline TRXistream& operator>>(TRXistream& stream, CORBA_String_var& string) {
 }
 // Likewise. A count that the stream cannot hold raises CORBA_MARSHAL.
 TRXistream& operator>>(TRXistream& stream, CORBA_WString_var& string);
-TRXostream& operator<<(TRXostream& stream, const CORBA_WString_var& string);
 
 // The plain text, "(null)" for a null pointer. A wide string on a narrow stream is written in UTF-8.
 std::ostream& operator<<(std::ostream& stream, const CORBA_String_var& string);

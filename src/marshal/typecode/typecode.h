@@ -6,19 +6,31 @@
 #include "marshal/typecode/tckind.h"
 #include "marshal/var.h"
 
+#include <concepts>
 #include <iosfwd>
 #include <memory>
 #include <span>
+#include <vector>
 
 class CORBA_Any;
 class CORBA_TypeCode;
-class TRXTypeCodeReader;
 
-// Descriptions of IDL types at run time, which every CORBA_Any carries and the dynamic interfaces are driven
-// by. Construction and what can be asked of a description is here and in typecode.cpp, the constants in
-// typecode_constants.cpp, recursive types and when they die in typecode_recursion.cpp, comparison in
-// typecode_compare.cpp, what tells most types apart without a comparison in typecode_shape.cpp, the wire
-// forms in typecode_write.cpp and typecode_read.cpp, the readable form in typecode_dump.cpp.
+namespace harbolance {
+
+class TypeCodeAccess;
+
+// A `bool` and nothing that C++ would turn into one, such as a text in the wrong place.
+class ExactBool {
+public:
+    template <std::same_as<bool> Bool>
+    constexpr ExactBool(Bool value) : _value(value) {}
+    constexpr operator bool() const { return _value; }
+
+private:
+    bool _value;
+};
+
+} // namespace harbolance
 
 // What constructors are told of members. Nothing is kept: names and labels are copied.
 struct TRXStructMember {
@@ -26,7 +38,7 @@ struct TRXStructMember {
     CORBA_TypeCode* type;
 };
 struct TRXUnionMember {
-    const CORBA_Any* label; // of TypeCode _tc_octet for the default member
+    const CORBA_Any* label; // of a basic kind; of TypeCode _tc_octet for the default member
     const char* name;
     CORBA_TypeCode* type;
 };
@@ -45,10 +57,16 @@ struct TRXFixed {
     CORBA_Short scale;
 };
 
-// A type. It is counted and begins with one reference, except for two sorts that live until the process ends
-// and cost nothing to duplicate and release: those made `constant`, as generated code does, and those made
-// before the ORB's start-up. References among the types of a recursive type count as well; when only those
-// are left the types go together.
+// The description of an IDL type at run time. Every CORBA_Any carries one, and the dynamic interfaces are
+// driven by them. Construction and the questions to a type are here and in typecode.cpp, the labels of unions
+// in typecode_union.cpp, recursive types and when types die in typecode_family.cpp, comparison in
+// typecode_compare.cpp, the wire forms in typecode_write.cpp and typecode_read.cpp, the readable form in
+// typecode_dump.cpp, the constants in typecode_constants.cpp.
+//
+// A type is counted and begins with one reference, except for two sorts that live until the process ends and
+// cost nothing to duplicate and release: those made `constant`, as generated code does, and those made before
+// the ORB's start-up. The types of a recursive type are one family, and so are those that were read together:
+// a family has one count, of the references from outside, and its types die together.
 class CORBA_TypeCode {
 public:
     // An index at or beyond the members.
@@ -63,26 +81,29 @@ public:
     };
 
     // With `constant` the types that are named are not duplicated and have to be constant as well. A kind
-    // that a constructor does not make raises CORBA_BAD_PARAM.
-    CORBA_TypeCode(CORBA_TCKind basic, bool constant);
+    // that a constructor does not make, and a label of no basic kind, raise CORBA_BAD_PARAM.
+    CORBA_TypeCode(CORBA_TCKind basic, harbolance::ExactBool constant);
     // tk_struct and tk_except
     CORBA_TypeCode(CORBA_TCKind kind, const char* id, const char* name,
-                   std::span<const TRXStructMember> members, bool constant);
+                   std::span<const TRXStructMember> members, harbolance::ExactBool constant);
     // A union. The last member with a label of kind tk_octet is its default.
     CORBA_TypeCode(const char* id, const char* name, CORBA_TypeCode* discriminator,
-                   std::span<const TRXUnionMember> members, bool constant);
+                   std::span<const TRXUnionMember> members, harbolance::ExactBool constant);
     // An enum.
-    CORBA_TypeCode(const char* id, const char* name, std::span<const char* const> enumerators, bool constant);
+    CORBA_TypeCode(const char* id, const char* name, std::span<const char* const> enumerators,
+                   harbolance::ExactBool constant);
     // An alias.
-    CORBA_TypeCode(const char* id, const char* name, CORBA_TypeCode* original, bool constant);
+    CORBA_TypeCode(const char* id, const char* name, CORBA_TypeCode* original,
+                   harbolance::ExactBool constant);
     // A reference to objects of an interface.
-    CORBA_TypeCode(const char* id, const char* name, bool constant);
+    CORBA_TypeCode(const char* id, const char* name, harbolance::ExactBool constant);
     // A string; bound 0 is no bound.
-    CORBA_TypeCode(CORBA_ULong bound, TRXStringWidth width, bool constant);
+    CORBA_TypeCode(CORBA_ULong bound, TRXStringWidth width, harbolance::ExactBool constant);
     // tk_sequence and tk_array
-    CORBA_TypeCode(CORBA_TCKind kind, CORBA_ULong length, CORBA_TypeCode* content, bool constant);
-    CORBA_TypeCode(TRXRecursion recursion, bool constant);
-    CORBA_TypeCode(TRXFixed fixed, bool constant);
+    CORBA_TypeCode(CORBA_TCKind kind, CORBA_ULong length, CORBA_TypeCode* content,
+                   harbolance::ExactBool constant);
+    CORBA_TypeCode(TRXRecursion recursion, harbolance::ExactBool constant);
+    CORBA_TypeCode(TRXFixed fixed, harbolance::ExactBool constant);
 
     CORBA_TypeCode(const CORBA_TypeCode&) = delete;
     CORBA_TypeCode& operator=(const CORBA_TypeCode&) = delete;
@@ -91,15 +112,15 @@ public:
     // Strings that are returned live as long as the TypeCode. TypeCodes and Anys that are returned belong to
     // the caller. A question that does not fit the kind raises BadKind.
     CORBA_TCKind kind() const { return _kind; }
-    CORBA_ULong param_count() const { return _param_count; }
-    // The parameter itself with one more reference, or a copy if the TypeCode is constant.
-    CORBA_Any* parameter(CORBA_ULong index) const;
+    // The parameters: name, then for each member what describes it, or the content and its length.
+    CORBA_ULong param_count() const;
+    CORBA_Any* parameter(CORBA_ULong index) const; // a copy
     const char* id() const;
     const char* name() const;
     CORBA_ULong member_count() const;
     const char* member_name(CORBA_ULong index) const;
     CORBA_TypeCode* member_type(CORBA_ULong index) const;
-    CORBA_Any* member_label(CORBA_ULong index) const; // as for `parameter`
+    CORBA_Any* member_label(CORBA_ULong index) const; // a copy
     CORBA_TypeCode* discriminator_type() const;
     CORBA_Long default_index() const; // -1 without a default member
     CORBA_ULong length() const;
@@ -112,123 +133,90 @@ public:
     CORBA_ULong hash() const;
     CORBA_ULong hash(CORBA_ULong maximum) const; // below `maximum`, unless that is 0
     // A three-way order. Aliases count as what they stand for, ids do not count, and all references to
-    // objects are the same type, as are all exceptions. Deeper than TRXNesting goes raises CORBA_MARSHAL.
+    // objects are the same type, as are all exceptions. Types that nest deeper than 1,000 levels raise
+    // CORBA_MARSHAL.
     static int compare(const CORBA_TypeCode* a, const CORBA_TypeCode* b);
-    static CORBA_ULong hash_of(const CORBA_TypeCode* type) { return type ? type->hash() : 0; } // null gives 0
+    static CORBA_ULong hash_of(const CORBA_TypeCode* type) { return type ? type->hash() : 0; }
 
     // Readable lines. See `operator<<` below.
     static void dump(TRXostream& stream, CORBA_TypeCode* type);
 
     static CORBA_TypeCode* _duplicate(CORBA_TypeCode* type) {
         if (type && type->_counted)
-            ++type->_ref_count;
+            ++type->_head->_ref_count;
         return type;
     }
     static CORBA_TypeCode* _nil() { return nullptr; }
-    CORBA_Long _refcount() const { return _ref_count; }
+    CORBA_Long _refcount() const { return _head->_ref_count; } // of the family
     bool _is_constant() const { return _constant; }
-
-    // While one lives nothing is destroyed. Many releases at once then cost one look at what they leave.
-    // Those that live at the same time have to be nested.
-    class Releases {
-    public:
-        Releases();
-        Releases(const Releases&) = delete;
-        Releases& operator=(const Releases&) = delete;
-        ~Releases();
-
-    private:
-        bool _nested;
-    };
-
-    // The ORB has started: counting begins, and the constant types learn which of them are recursive. Only
-    // the first call does anything.
-    static void _start_up();
-
-    // For code that walks values: the same answers without the references and without a check of the kind.
-    const CORBA_TypeCode* _unaliased() const;
-    const CORBA_TypeCode* _content() const; // of a sequence, array or alias; null as for content_type
-    const CORBA_TypeCode* _member(CORBA_ULong index) const; // of a struct, exception or union
-    const CORBA_TypeCode* _discriminator() const;
-    CORBA_ULong _members() const;
-    // The type of the member that a union value with this discriminator has. No such member raises
-    // CORBA_BAD_PARAM.
-    const CORBA_TypeCode* _member_for_label(const CORBA_Any& discriminator) const;
-    const CORBA_Any& _parameter(CORBA_ULong index) const { return *_params[index]; }
-    const char* _plain_id() const { return _id; } // empty for the kinds without one
-    // Equal for types that `compare` finds equal, apart from the types it does not look into, and with high
-    // probability different for others.
-    uint64_t _shape_hash() const;
-    // Somebody has given up a share of `param`, and one is left.
-    static void _share_dropped(const CORBA_Any& param);
 
     friend void CORBA_release(CORBA_TypeCode* type);
 
 private:
-    friend class TRXTypeCodeReader;
-    friend struct TRXConstantTypeCodes;
+    friend class harbolance::TypeCodeAccess;
+    class Resolution;
     struct Raw {}; // of any kind, without parameters
 
+    struct Member {
+        char* name;
+        CORBA_TypeCode* type; // null for an enumerator
+    };
+    struct Label {
+        CORBA_TypeCode* type;
+        uint64_t value; // its octets in memory, from the first on; the others are 0
+    };
+    struct Labels {
+        std::vector<Label> labels; // as many as members
+        std::vector<CORBA_ULong> by_value;
+        CORBA_Long default_index = -1;
+    };
+
     CORBA_TypeCode(Raw, CORBA_TCKind kind, bool constant);
+    CORBA_TypeCode(Raw, CORBA_TCKind kind, const char* id, const char* name, bool constant);
     // One of the constants of the system: alive before and after everything else.
-    constexpr CORBA_TypeCode(CORBA_TCKind kind, const char* id, CORBA_Any** params, CORBA_ULong count,
-                             uint64_t shape)
-        : _kind(kind), _param_count(count), _params(params), _id(const_cast<char*>(id)), _shape(shape),
-          _constant(true) {}
+    constexpr CORBA_TypeCode(CORBA_TCKind kind, const char* id, const char* name)
+        : _kind(kind), _id(const_cast<char*>(id)), _name(const_cast<char*>(name)), _constant(true) {}
 
-    void identify(const char* id);
-    void reserve(uint64_t params); // before the first of them is added
-    void add(CORBA_Any* param) { _params[_param_count++] = param; }
-    void addName(const char* name);
-    void addNumber(CORBA_ULong number);
-    void addType(CORBA_TypeCode* type);
-    void resolveMembers();
-    uint64_t shape() const;
-    uint64_t outline() const;
-    uint64_t findOutline() const;
-
-    const CORBA_Any& checked(uint64_t index) const;
-    CORBA_Any* handOut(const CORBA_Any& param) const;
-    CORBA_TypeCode* typeAt(CORBA_ULong index) const;
-    CORBA_ULong membersFrom() const;
-    CORBA_ULong memberStride() const;
-
-    void orderLabels() const;
-    CORBA_Long memberWithLabel(const CORBA_Any& discriminator) const; // -1 when there is none
-
-    static bool isOpenRecursion(const CORBA_Any& content);
-    static bool resolve(CORBA_TypeCode& type, CORBA_TypeCode& target, CORBA_ULong depth);
-    static bool resolveContent(CORBA_TypeCode& sequence, CORBA_TypeCode& target, CORBA_ULong depth);
+    CORBA_TypeCode* hold(CORBA_TypeCode* part);
+    void addMember(char* name, CORBA_TypeCode* type);
+    void addLabel(CORBA_TypeCode* type, uint64_t value);
+    void orderLabels();
+    const CORBA_TypeCode* memberFor(uint64_t discriminator) const;
+    CORBA_Any* labelAt(CORBA_ULong index) const;
+    CORBA_Any* memberParameter(CORBA_ULong index) const;
+    const CORBA_TypeCode* unaliased() const {
+        const CORBA_TypeCode* type = this;
+        while (type->_kind == tk_alias && type->_content)
+            type = type->_content;
+        return type;
+    }
+    void resolve();
     void awaitStartUp();
-    void leavePending();
+
     template <class Visit>
-    void forEachInRing(Visit visit) const;
-    static void suspect(CORBA_TypeCode* type);
-    static void dispose(CORBA_TypeCode* type);
-    static void settle();
-    static void collect();
-    void releaseParameters();
+    void forEachPart(Visit visit) const;
+    void releaseParts();
+    static void destroyFamily(CORBA_TypeCode* head);
+    static void startUp();
 
     CORBA_TCKind _kind;
-    CORBA_ULong _param_count = 0;
-    CORBA_Any** _params = nullptr; // as many as the kind and the members need
+    CORBA_ULong _length = 0; // the bound of a string or sequence, the length of an array
     char* _id;
-    mutable uint64_t _shape = 0;   // 0 is not known yet
-    mutable uint64_t _outline = 0; // likewise
-    // The members of a large union in the order of their labels, made by the first search.
-    mutable std::unique_ptr<CORBA_ULong[]> _by_label;
-    mutable CORBA_ULong _by_label_count = 0;
-    CORBA_Long _default_index = -1;
-    CORBA_Long _ref_count = 1;
-    CORBA_ULong _scratch = 0;        // of `collect`
-    CORBA_TypeCode* _next = nullptr; // of `dispose` and `suspect`
+    char* _name;
+    CORBA_TypeCode* _content = nullptr; // of a sequence, array or alias; the discriminator of a union
+    std::vector<Member> _members;
+    std::unique_ptr<Labels> _labels; // of a union
+    // A family is a list, and its first type stands for it.
+    CORBA_TypeCode* _head = this;
+    CORBA_TypeCode* _next = nullptr;
+    CORBA_Long _ref_count = 1; // of the family, where this is its first type
+    TRXFixed _fixed{};
+    CORBA_ULong _offset = 0; // of a recursive sequence
     bool _constant = false;
     bool _counted = false;
-    bool _cyclic = false;      // may be one of the types of a recursive type
-    bool _suspected = false;   // a reference that `suspect` holds is among the counted ones
-    bool _passed_over = false; // by a search for rings, since a parameter that holds it was shared
-    bool _unresolved = false;  // a recursive sequence in it may still wait for the type that encloses it
-    bool _closed = true;       // false while it is being read
+    bool _waits = false;   // a recursive sequence in it may still wait for the type that encloses it
+    bool _complete = true; // false while it is being read
+    bool _has_fixed = false;
 };
 
 using CORBA_TypeCode_ptr = CORBA_TypeCode*;
@@ -260,12 +248,12 @@ extern CORBA_TypeCode* const _tc_wchar;
 extern CORBA_TypeCode* const _tc_wstring;
 extern CORBA_TypeCode* const _tc_NamedValue;
 
-// The wire form: encapsulated with indirections, or flat where marshalSettings.backDII says so. Null is
-// written as _tc_null. A recursive type that must be written without indirection, and one that is nested
-// deeper than TRXNesting goes, raise CORBA_MARSHAL.
+// The wire form: encapsulated with indirections, or flat where the ORB option backDII says so. Null is
+// written as _tc_null. A type that nests deeper than 1,000 levels, and a recursive one that must be written
+// without indirections, raise CORBA_MARSHAL.
 TRXostream& operator<<(TRXostream& stream, CORBA_TypeCode* type);
 // The caller owns the TypeCode; the old pointer is overwritten. It is null when the stream raises, as it does
-// with CORBA_MARSHAL for everything that describes no type.
+// with CORBA_MARSHAL for everything that describes no type and for what nests deeper than 256 levels.
 TRXistream& operator>>(TRXistream& stream, CORBA_TypeCode*& type);
 // The dump on cout, cerr and clog; on any other stream the wire form as text.
 std::ostream& operator<<(std::ostream& stream, CORBA_TypeCode* type);

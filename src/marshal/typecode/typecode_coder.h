@@ -4,23 +4,28 @@
 
 // What the two directions of the TypeCode's wire form share.
 
-// In the place of a kind: an offset follows, to a TypeCode that has been there before.
-constexpr CORBA_ULong tcIndirection = 0xFFFFFFFF;
+namespace harbolance {
 
-// One level of TypeCodes inside a TypeCode, as a stream counts them. What the stream remembers of them is
-// good for one outermost TypeCode.
+// In the place of a kind: an offset follows, to a TypeCode that has been there before.
+constexpr CORBA_ULong indirection = 0xFFFFFFFF;
+
+// The kinds whose fields stand in an encapsulation of their own.
+constexpr bool isEncapsulated(CORBA_TCKind kind) {
+    return (kind >= tk_objref && kind <= tk_enum) || (kind >= tk_sequence && kind <= tk_except);
+}
+
+// One level of TypeCodes inside a TypeCode, as a stream counts them. What the stream remembers of them holds
+// for one outermost TypeCode.
 template <class Stream>
-class TRXStreamDepth {
+class StreamDepth {
 public:
-    explicit TRXStreamDepth(Stream& stream) : _stream(stream) { _stream.depth(_stream.depth() + 1); }
-    TRXStreamDepth(const TRXStreamDepth&) = delete;
-    TRXStreamDepth& operator=(const TRXStreamDepth&) = delete;
-    ~TRXStreamDepth() {
+    explicit StreamDepth(Stream& stream) : _stream(stream) { _stream.depth(_stream.depth() + 1); }
+    StreamDepth(const StreamDepth&) = delete;
+    StreamDepth& operator=(const StreamDepth&) = delete;
+    ~StreamDepth() {
         _stream.depth(_stream.depth() - 1);
-        if (_stream.depth() > 0)
-            return;
-        const CORBA_TypeCode::Releases together;
-        _stream.reset_typecodes();
+        if (_stream.depth() == 0)
+            _stream.reset_typecodes();
     }
 
 private:
@@ -36,3 +41,5 @@ void rememberTypeCode(Stream& stream, CORBA_TypeCode* type, Position... position
     stream.store_typecode(position..., type);
     CORBA_TypeCode::_duplicate(type);
 }
+
+} // namespace harbolance

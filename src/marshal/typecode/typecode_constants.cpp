@@ -1,68 +1,32 @@
-#include "marshal/any/any.h"
-#include "marshal/typecode/typecode.h"
-#include "marshal/typecode/typecode_shape.h"
+#include "marshal/typecode/typecode_access.h"
 
-#include <string_view>
+// They are there for whatever runs before and after `main`.
 
-// The compiler initialises the constants and nothing destroys them, so that they are there for whatever runs
-// before and after `main`.
-struct TRXConstantTypeCodes {
-    union Parameter {
-        constexpr Parameter(CORBA_TypeCode* type, std::string_view text)
-            : any(type, CORBA_Any::Literal{text.data(), static_cast<CORBA_Long>(text.size() + 1)}) {}
-        constexpr explicit Parameter(CORBA_TypeCode* zeroOf) : any(zeroOf, CORBA_Any::Zero{}) {}
-        ~Parameter() {}
-
-        CORBA_Any any;
-    };
-
-    union Type {
-        constexpr explicit Type(CORBA_TCKind basic) : type(basic, "", nullptr, 0, shapeOfKind(basic, 0)) {}
-        constexpr Type(CORBA_TCKind kind, const char* id, CORBA_Any** param, std::string_view octets)
-            : type(kind, id, param, 1, mixShape(shapeOfKind(kind, 1), shapeOfOctets(octets))) {}
-        ~Type() {}
-
-        CORBA_TypeCode type;
-    };
-};
+using Constant = harbolance::TypeCodeAccess::Constant;
 
 namespace {
 
-using Parameter = TRXConstantTypeCodes::Parameter;
-using Type = TRXConstantTypeCodes::Type;
-
-constinit Type nullType(tk_null);
-constinit Type voidType(tk_void);
-constinit Type shortType(tk_short);
-constinit Type longType(tk_long);
-constinit Type ushortType(tk_ushort);
-constinit Type ulongType(tk_ulong);
-constinit Type floatType(tk_float);
-constinit Type doubleType(tk_double);
-constinit Type booleanType(tk_boolean);
-constinit Type charType(tk_char);
-constinit Type octetType(tk_octet);
-constinit Type anyType(tk_any);
-constinit Type typeCodeType(tk_TypeCode);
-constinit Type principalType(tk_Principal);
-constinit Type longlongType(tk_longlong);
-constinit Type ulonglongType(tk_ulonglong);
-constinit Type wcharType(tk_wchar);
-
-constexpr std::string_view noBound("\0\0\0\0", 4);
-constinit Parameter unbounded(&ulongType.type);
-constinit CORBA_Any* stringParameters[] = {&unbounded.any};
-constinit Type stringType(tk_string, "", stringParameters, noBound);
-constinit Type wstringType(tk_wstring, "", stringParameters, noBound);
-
-constinit Parameter objectName(&stringType.type, "Object");
-constinit CORBA_Any* objectParameters[] = {&objectName.any};
-constinit Type objectType(tk_objref, "IDL:omg.org/CORBA/Object:1.0", objectParameters, "Object");
-
-constinit Parameter namedValueName(&stringType.type, "NamedValue");
-constinit CORBA_Any* namedValueParameters[] = {&namedValueName.any};
-constinit Type namedValueType(tk_struct, "IDL:omg.org/CORBA/NamedValue:1.0", namedValueParameters,
-                              "NamedValue");
+constinit Constant nullType(tk_null);
+constinit Constant voidType(tk_void);
+constinit Constant shortType(tk_short);
+constinit Constant longType(tk_long);
+constinit Constant ushortType(tk_ushort);
+constinit Constant ulongType(tk_ulong);
+constinit Constant floatType(tk_float);
+constinit Constant doubleType(tk_double);
+constinit Constant booleanType(tk_boolean);
+constinit Constant charType(tk_char);
+constinit Constant octetType(tk_octet);
+constinit Constant anyType(tk_any);
+constinit Constant typeCodeType(tk_TypeCode);
+constinit Constant principalType(tk_Principal);
+constinit Constant longlongType(tk_longlong);
+constinit Constant ulonglongType(tk_ulonglong);
+constinit Constant wcharType(tk_wchar);
+constinit Constant stringType(tk_string);
+constinit Constant wstringType(tk_wstring);
+constinit Constant objectType(tk_objref, "IDL:omg.org/CORBA/Object:1.0", "Object");
+constinit Constant namedValueType(tk_struct, "IDL:omg.org/CORBA/NamedValue:1.0", "NamedValue");
 
 } // namespace
 

@@ -1,8 +1,11 @@
-#include "marshal/any/any.h"
-#include "marshal/cdr/nesting.h"
-#include "marshal/text/print_form.h"
-#include "marshal/typecode/typecode.h"
+#include "marshal/any/any_access.h"
+#include "marshal/limits.h"
+#include "marshal/text/print_line.h"
+#include "marshal/typecode/kinds.h"
+#include "marshal/typecode/typecode_access.h"
 #include "marshal/typecode/typecode_coder.h"
+
+using namespace harbolance;
 
 namespace {
 
@@ -15,9 +18,25 @@ bool hasPassed(const TRXostream& stream, const CORBA_TypeCode* type) {
     }
 }
 
-// The types with many parts. One that comes again ends in its id, or the dump of a recursive type would never
-// end, and that of types with two parts alike on every level hardly ever.
-bool endsInId(CORBA_TCKind kind) { return kind == tk_struct || kind == tk_union || kind == tk_except; }
+// One that comes again ends in its id, or the dump of a recursive type would never end.
+bool endsInId(CORBA_TCKind kind) { return kind == tk_struct || kind == tk_union; }
+
+// Other types are dumped wherever they are used, which a peer can make grow by the power. So the parameters
+// of one dump are counted.
+class ParameterCount {
+public:
+    ParameterCount(const TRXostream& stream, CORBA_ULong parameters) {
+        constexpr uint64_t most = 1u << 18;
+        if (stream.depth() == 0)
+            _dumped = 0;
+        _dumped += parameters;
+        if (_dumped > most)
+            throw CORBA_MARSHAL();
+    }
+
+private:
+    static inline uint64_t _dumped = 0;
+};
 
 } // namespace
 
@@ -31,19 +50,21 @@ void CORBA_TypeCode::dump(TRXostream& stream, CORBA_TypeCode* type) {
         printLine(stream, {"Repository id: ", type->_id});
     if (again)
         return;
-    const TRXNesting nesting;
-    const TRXStreamDepth depth(stream);
+    const CORBA_ULong count = type->param_count();
+    const ParameterCount bounded(stream, count);
+    const OwnNesting nesting;
+    const StreamDepth depth(stream);
     if (endsInId(type->_kind))
         rememberTypeCode(stream, type);
-    const char* name = tcKindName(type->_kind);
+    const char* name = kindName(type->_kind);
     if (name)
         printLine(stream, {"CORBA::TCKind:", name});
     else
         stream.write_raw("CORBA::TCKind:", 14);
-    for (CORBA_ULong i = 0; i < type->_param_count; ++i) {
+    for (CORBA_ULong i = 0; i < count; ++i) {
         stream.write_raw("Parameter Number: ", 18);
         stream << i << std::endl;
-        printAny(stream, *type->_params[i]);
+        printAny(stream, *CORBA_Any_var(type->parameter(i)));
         stream << std::endl;
     }
 }

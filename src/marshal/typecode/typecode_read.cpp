@@ -1,153 +1,154 @@
 #include "marshal/any/any.h"
-#include "marshal/cdr/nesting.h"
+#include "marshal/limits.h"
 #include "marshal/marshal_settings.h"
 #include "marshal/sequence/octet_sequence.h"
-#include "marshal/typecode/typecode.h"
+#include "marshal/typecode/kinds.h"
+#include "marshal/typecode/typecode_access.h"
 #include "marshal/typecode/typecode_coder.h"
-#include "marshal/typecode/typecode_table.h"
 
 #include <algorithm>
-#include <optional>
-#include <vector>
 
 using namespace harbolance;
+using Access = TypeCodeAccess;
 
-// Makes a TypeCode of what a peer sent. What follows the kind is the same in both modes; how a TypeCode
-// inside a TypeCode is read is not. A type belongs to the frame that reads it until it is complete, and then
-// to the type that it is a part of, so nothing that is remembered here is owned.
-class TRXTypeCodeReader {
-public:
-    TRXTypeCodeReader() = default;
-    TRXTypeCodeReader(const TRXTypeCodeReader&) = delete;
-    TRXTypeCodeReader& operator=(const TRXTypeCodeReader&) = delete;
-    virtual ~TRXTypeCodeReader() = default;
-
-    // `base` is the position of the stream's first octet in the outermost stream.
-    virtual CORBA_TypeCode_var read(TRXistream& stream, int64_t base) = 0;
-
-protected:
-    static CORBA_TypeCode_var make(CORBA_ULong kind) {
-        return new CORBA_TypeCode(CORBA_TypeCode::Raw{}, static_cast<CORBA_TCKind>(kind), false);
+CORBA_TypeCode* Access::make(CORBA_ULong kind, CORBA_TypeCode* head) {
+    auto* type = new CORBA_TypeCode(CORBA_TypeCode::Raw{}, static_cast<CORBA_TCKind>(kind), false);
+    type->_complete = false;
+    if (head) {
+        type->_head = head;
+        type->_next = std::exchange(head->_next, type);
     }
-    // What an indirection that leads to `found` gives.
-    CORBA_TypeCode_var refer(CORBA_TypeCode* found);
-    // Where an alias is no target when it is written again. Before `refer`.
-    void boundRepetition(const CORBA_TypeCode& found);
-    void begin(CORBA_TypeCode& type) {
-        type._closed = false;
-        _open.push_back(&type);
-    }
-    void end() {
-        _open.back()->_closed = true;
-        _open.pop_back();
-    }
-    void readFields(CORBA_TypeCode& type, TRXistream& stream, int64_t base);
-    bool isInside() const { return !_open.empty(); } // what is read next is a part of a type
+    return type;
+}
 
-private:
-    static void readIdentity(CORBA_TypeCode& type, TRXistream& stream, CORBA_String_var& name);
-    static CORBA_ULong readCount(TRXistream& stream, CORBA_ULong octetsEach);
-    static void addText(CORBA_TypeCode& type, CORBA_String_var& text);
-    static void addText(CORBA_TypeCode& type, TRXistream& stream);
-    void addType(CORBA_TypeCode& type, CORBA_TypeCode_var part);
-    void readMembers(CORBA_TypeCode& type, TRXistream& stream, int64_t base);
-    void readEnum(CORBA_TypeCode& type, TRXistream& stream);
-    void readUnion(CORBA_TypeCode& type, TRXistream& stream, int64_t base);
-    void markOpenFrom(size_t index);
+void Access::identify(CORBA_TypeCode& type, CORBA_String_var id, CORBA_String_var name) {
+    if (id.in())
+        type._id = id._retn();
+    type._name = name._retn();
+}
 
-    size_t _repeated = 0;               // octets that what has been pointed back at will take once more
-    size_t _mayRepeat = 1u << 16;       // grows with what is read
-    std::vector<CORBA_TypeCode*> _open; // the types around the one that is being read
-};
+// Of what a peer announces no more is taken ahead than what most types have.
+void Access::reserveMembers(CORBA_TypeCode& type, CORBA_ULong count) {
+    constexpr CORBA_ULong usual = 16;
+    type._members.reserve(std::min(count, usual));
+}
+
+void Access::setDefaultIndex(CORBA_TypeCode& type, CORBA_Long index) { type._labels->default_index = index; }
+
+void Access::complete(CORBA_TypeCode& type) {
+    type._members.shrink_to_fit();
+    if (type._labels) {
+        type._labels->labels.shrink_to_fit();
+        type.orderLabels();
+    }
+    type._complete = true;
+}
 
 namespace {
 
-bool hasMembers(CORBA_TCKind kind) { return kind == tk_struct || kind == tk_union || kind == tk_except; }
+// Makes a TypeCode of what a peer sent. What follows the kind is the same in both modes; how a TypeCode
+// inside a TypeCode is read is not. All types that are made are one family, which holds together whatever
+// happens before the outermost is complete.
+class Reader {
+public:
+    Reader() = default;
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
+    virtual ~Reader() = default;
 
-} // namespace
-
-// A type with members can be a part of itself through a sequence, whose values may be empty. Anything else
-// would be a type without end.
-CORBA_TypeCode_var TRXTypeCodeReader::refer(CORBA_TypeCode* found) {
-    if (found->_closed) {
-        if (found->_cyclic)
-            markOpenFrom(0);
-        return CORBA_TypeCode::_duplicate(found);
+    // The caller owns the result.
+    CORBA_TypeCode* readOutermost(TRXistream& stream) {
+        CORBA_TypeCode* type = read(stream, 0);
+        return type == _family.in() ? _family._retn() : CORBA_TypeCode::_duplicate(type);
     }
+
+protected:
+    // `base` is the position of the stream's first octet in the outermost stream. The type that is returned
+    // is one of the family, a constant, or one that the stream remembers.
+    virtual CORBA_TypeCode* read(TRXistream& stream, int64_t base) = 0;
+
+    CORBA_TypeCode* begin(CORBA_ULong kind) {
+        CORBA_TypeCode* type = Access::make(kind, _family.in());
+        if (!_family.in())
+            _family = type;
+        _open.push_back(type);
+        return type;
+    }
+    void end() {
+        Access::complete(*_open.back());
+        _open.pop_back();
+    }
+    bool isInside() const { return !_open.empty(); } // what is read next is a part of a type
+    void readFields(CORBA_TypeCode& type, TRXistream& stream, int64_t base);
+    CORBA_TypeCode* refer(CORBA_TypeCode* found) const;
+
+private:
+    void readIdentity(CORBA_TypeCode& type, TRXistream& stream);
+    void readMembers(CORBA_TypeCode& type, TRXistream& stream, int64_t base);
+    void readEnumerators(CORBA_TypeCode& type, TRXistream& stream);
+    void readUnion(CORBA_TypeCode& type, TRXistream& stream, int64_t base);
+
+    CORBA_TypeCode_var _family;         // the first type that was made
+    std::vector<CORBA_TypeCode*> _open; // the types around the one that is being read
+};
+
+bool isRecord(CORBA_TCKind kind) { return kind == tk_struct || kind == tk_union || kind == tk_except; }
+
+// What an indirection to `found` gives. A type with members can be a part of itself through a sequence, whose
+// values may be empty. Anything else would be a type without end.
+CORBA_TypeCode* Reader::refer(CORBA_TypeCode* found) const {
+    if (Access::isComplete(*found))
+        return found;
     const auto from = std::find(_open.begin(), _open.end(), found);
-    const auto passes = [&](auto accepts) { return std::any_of(from, _open.end(), accepts); };
-    if (!passes([](const CORBA_TypeCode* type) { return type->_kind == tk_sequence; }) ||
-        !passes([](const CORBA_TypeCode* type) { return hasMembers(type->_kind); }))
+    const auto passes = [&](auto accepts) {
+        return std::any_of(from, _open.end(), [&](auto* type) { return accepts(type->kind()); });
+    };
+    if (!passes([](CORBA_TCKind kind) { return kind == tk_sequence; }) || !passes(isRecord))
         throw CORBA_MARSHAL();
-    markOpenFrom(static_cast<size_t>(from - _open.begin()));
-    return CORBA_TypeCode::_duplicate(found);
+    return found;
 }
 
-// An alias is written out wherever it stands, so one with a long name, or a long chain of them, that many
-// places point back at would come to far more octets than it was read from.
-void TRXTypeCodeReader::boundRepetition(const CORBA_TypeCode& found) {
-    constexpr size_t withoutTexts = 32;
-    constexpr size_t ordinary = 256;
-    _mayRepeat += ordinary;
-    for (const CORBA_TypeCode* type = &found; type->_closed && type->_kind == tk_alias && type->_content();
-         type = type->_content()) {
-        const char* name = type->name();
-        _repeated += withoutTexts + std::strlen(type->_id) + (name ? std::strlen(name) : 0);
-        if (_repeated > _mayRepeat)
-            throw CORBA_MARSHAL();
-    }
-}
-
-void TRXTypeCodeReader::markOpenFrom(size_t index) {
-    for (size_t i = index; i < _open.size(); ++i)
-        _open[i]->_cyclic = true;
-}
-
-void TRXTypeCodeReader::readFields(CORBA_TypeCode& type, TRXistream& stream, int64_t base) {
-    CORBA_String_var name;
-    CORBA_ULong number = 0;
-    switch (type._kind) {
+void Reader::readFields(CORBA_TypeCode& type, TRXistream& stream, int64_t base) {
+    CORBA_ULong length = 0;
+    switch (type.kind()) {
     case tk_string:
     case tk_wstring:
-        stream >> number;
-        type.reserve(1);
-        type.addNumber(number);
+        stream >> length;
+        Access::setLength(type, length);
         break;
-    case tk_objref:
-        readIdentity(type, stream, name);
-        type.reserve(1);
-        addText(type, name);
-        break;
+    case tk_objref: readIdentity(type, stream); break;
     case tk_struct:
     case tk_except: readMembers(type, stream, base); break;
     case tk_union: readUnion(type, stream, base); break;
-    case tk_enum: readEnum(type, stream); break;
+    case tk_enum: readEnumerators(type, stream); break;
     case tk_sequence:
     case tk_array:
-        type.reserve(2);
-        addType(type, read(stream, base));
-        stream >> number;
-        type.addNumber(number);
+        Access::setContent(type, read(stream, base));
+        stream >> length;
+        Access::setLength(type, length);
         break;
     case tk_alias:
-        readIdentity(type, stream, name);
-        type.reserve(2);
-        addText(type, name);
-        addType(type, read(stream, base));
+        readIdentity(type, stream);
+        Access::setContent(type, read(stream, base));
         break;
     default: break;
     }
 }
 
-void TRXTypeCodeReader::readIdentity(CORBA_TypeCode& type, TRXistream& stream, CORBA_String_var& name) {
-    CORBA_String_var id;
-    stream >> id >> name;
-    if (id.in())
-        type._id = id._retn();
+// An empty text, of which a peer may send any number, takes no memory.
+CORBA_String_var readText(TRXistream& stream) {
+    CORBA_String_var text;
+    stream >> text;
+    return text.in() && *text.in() == '\0' ? CORBA_String_var() : text;
+}
+
+void Reader::readIdentity(CORBA_TypeCode& type, TRXistream& stream) {
+    CORBA_String_var id = readText(stream);
+    Access::identify(type, std::move(id), readText(stream));
 }
 
 // Text cannot say how much of it is left; what somebody writes by hand has fewer members than this.
-CORBA_ULong TRXTypeCodeReader::readCount(TRXistream& stream, CORBA_ULong octetsEach) {
+CORBA_ULong readCount(TRXistream& stream, CORBA_ULong octetsEach) {
     constexpr CORBA_ULong maxFromText = 1u << 16;
     CORBA_ULong count = 0;
     stream >> count;
@@ -159,73 +160,56 @@ CORBA_ULong TRXTypeCodeReader::readCount(TRXistream& stream, CORBA_ULong octetsE
     return count;
 }
 
-void TRXTypeCodeReader::addText(CORBA_TypeCode& type, CORBA_String_var& text) {
-    auto* param = new CORBA_Any;
-    type.add(param);
-    char* owned = text._retn();
-    param->_adopt(_tc_string, owned, owned ? static_cast<CORBA_Long>(std::strlen(owned) + 1) : 0);
-}
-
-void TRXTypeCodeReader::addText(CORBA_TypeCode& type, TRXistream& stream) {
-    CORBA_String_var text;
-    stream >> text;
-    addText(type, text);
-}
-
-void TRXTypeCodeReader::addType(CORBA_TypeCode& type, CORBA_TypeCode_var part) {
-    auto* param = new CORBA_Any;
-    type.add(param);
-    param->_adopt(_tc_TypeCode, part._retn(), -1);
-}
-
-void TRXTypeCodeReader::readMembers(CORBA_TypeCode& type, TRXistream& stream, int64_t base) {
-    CORBA_String_var name;
-    readIdentity(type, stream, name);
+void Reader::readMembers(CORBA_TypeCode& type, TRXistream& stream, int64_t base) {
+    readIdentity(type, stream);
     const CORBA_ULong count = readCount(stream, 8); // an empty name and a kind
-    type.reserve(1 + 2 * uint64_t{count});
-    addText(type, name);
+    Access::reserveMembers(type, count);
     for (CORBA_ULong i = 0; i < count; ++i) {
-        addText(type, stream);
-        addType(type, read(stream, base));
+        CORBA_String_var name = readText(stream);
+        Access::addMember(type, std::move(name), read(stream, base));
     }
 }
 
-void TRXTypeCodeReader::readEnum(CORBA_TypeCode& type, TRXistream& stream) {
-    CORBA_String_var name;
-    readIdentity(type, stream, name);
+void Reader::readEnumerators(CORBA_TypeCode& type, TRXistream& stream) {
+    readIdentity(type, stream);
     const CORBA_ULong count = readCount(stream, 4);
-    type.reserve(1 + uint64_t{count});
-    addText(type, name);
+    Access::reserveMembers(type, count);
     for (CORBA_ULong i = 0; i < count; ++i)
-        addText(type, stream);
+        Access::addMember(type, readText(stream), nullptr);
 }
 
-void TRXTypeCodeReader::readUnion(CORBA_TypeCode& type, TRXistream& stream, int64_t base) {
-    CORBA_String_var name;
-    readIdentity(type, stream, name);
-    CORBA_TypeCode_var discriminator = read(stream, base);
-    if (!tcIsDiscriminator(discriminator->_unaliased()->kind()))
+uint64_t readLabel(TRXistream& stream, CORBA_TCKind kind) {
+    uint64_t label = 0;
+    forBasicKind(kind, [&]<class T>(std::type_identity<T>) {
+        T value{};
+        stream >> value;
+        label = Access::labelOf(value);
+    });
+    return label;
+}
+
+void Reader::readUnion(CORBA_TypeCode& type, TRXistream& stream, int64_t base) {
+    readIdentity(type, stream);
+    CORBA_TypeCode* discriminator = read(stream, base);
+    const CORBA_TCKind kind = Access::valueKind(*discriminator);
+    if (!isDiscriminator(kind))
         throw CORBA_MARSHAL();
+    Access::setContent(type, discriminator);
     CORBA_Long defaultIndex = -1;
     stream >> defaultIndex;
     const CORBA_ULong count = readCount(stream, 9); // a label of one octet, an empty name and a kind
     if (defaultIndex < -1 || defaultIndex >= static_cast<int64_t>(count))
         throw CORBA_MARSHAL();
-    type._default_index = defaultIndex;
-    type.reserve(2 + 3 * uint64_t{count});
-    addText(type, name);
-    CORBA_TypeCode* labels = discriminator;
-    addType(type, std::move(discriminator));
+    Access::setDefaultIndex(type, defaultIndex);
+    Access::reserveMembers(type, count);
     for (CORBA_ULong i = 0; i < count; ++i) {
-        auto* label = new CORBA_Any;
-        type.add(label);
-        label->read_value(stream, static_cast<int64_t>(i) == defaultIndex ? _tc_octet : labels);
-        addText(type, stream);
-        addType(type, read(stream, base));
+        const bool isDefault = static_cast<int64_t>(i) == defaultIndex;
+        const uint64_t label = readLabel(stream, isDefault ? tk_octet : kind);
+        CORBA_String_var name = readText(stream);
+        Access::addMember(type, std::move(name), read(stream, base));
+        Access::addLabel(type, isDefault ? _tc_octet : discriminator, label);
     }
 }
-
-namespace {
 
 // The constant for a type without parameters, null for any other.
 CORBA_TypeCode* constantOf(CORBA_ULong kind) {
@@ -251,23 +235,27 @@ CORBA_TypeCode* constantOf(CORBA_ULong kind) {
     }
 }
 
-class EncapsulationReader final : public TRXTypeCodeReader {
-public:
-    CORBA_TypeCode_var read(TRXistream& stream, int64_t base) override;
-
+class EncapsulationReader final : public Reader {
 private:
-    CORBA_TypeCode_var readIndirection(TRXistream& stream, int64_t base);
+    CORBA_TypeCode* read(TRXistream& stream, int64_t base) override;
+    CORBA_TypeCode* readIndirection(TRXistream& stream, int64_t base);
+    void payForAliases(const CORBA_TypeCode& found);
     void remember(int64_t position, CORBA_TypeCode* type);
     void readEncapsulation(CORBA_TypeCode& type, TRXistream& stream, int64_t base);
 
-    std::optional<HashTable<TRXByPosition>> _read;
+    struct TypeAt {
+        int64_t position;
+        CORBA_TypeCode* type;
+    };
+    std::vector<TypeAt> _read;      // in the order of their positions
+    size_t _aliasOctets = 1u << 16; // that indirections may still stand for
 };
 
-CORBA_TypeCode_var EncapsulationReader::read(TRXistream& stream, int64_t base) {
-    const TRXNesting nesting;
+CORBA_TypeCode* EncapsulationReader::read(TRXistream& stream, int64_t base) {
+    const ReadNesting nesting;
     CORBA_ULong kind = 0;
     stream >> kind;
-    if (kind == tcIndirection)
+    if (kind == indirection)
         return readIndirection(stream, base);
     // Text has no positions. The contents of an encapsulation count as they would in octets.
     const int64_t behind = base + (stream.stream() ? 4 : stream.position());
@@ -276,11 +264,9 @@ CORBA_TypeCode_var EncapsulationReader::read(TRXistream& stream, int64_t base) {
             remember(behind - 4, constant);
         return constant;
     }
-    CORBA_TypeCode_var type = make(kind);
+    CORBA_TypeCode* type = begin(kind);
     remember(behind - 4, type);
-    begin(*type);
-    if (kind == tk_objref || kind == tk_enum || kind == tk_alias ||
-        tcIsConstructed(static_cast<CORBA_TCKind>(kind)))
+    if (isEncapsulated(type->kind()))
         readEncapsulation(*type, stream, behind + 4);
     else
         readFields(*type, stream, base);
@@ -289,22 +275,39 @@ CORBA_TypeCode_var EncapsulationReader::read(TRXistream& stream, int64_t base) {
 }
 
 // The writer may have counted from in front of the padding, so a target that is not aligned is moved up.
-CORBA_TypeCode_var EncapsulationReader::readIndirection(TRXistream& stream, int64_t base) {
+CORBA_TypeCode* EncapsulationReader::readIndirection(TRXistream& stream, int64_t base) {
     CORBA_Long offset = 0;
     stream >> offset;
     const int64_t target = (stream.position() + base + offset - 4 + 3) & ~int64_t{3};
-    const TRXTypeCodeAt* found = _read ? _read->find(target) : nullptr;
-    if (!found)
+    const auto found = std::ranges::lower_bound(_read, target, {}, &TypeAt::position);
+    if (found == _read.end() || found->position != target)
         throw CORBA_MARSHAL();
-    boundRepetition(*found->type);
+    payForAliases(*found->type);
     return refer(found->type);
 }
 
+// An alias is no target when it is written again, so it is written out wherever it stands. One with a long
+// name, or a long chain of them, that many places point back at would come to far more octets than it was
+// read from.
+void EncapsulationReader::payForAliases(const CORBA_TypeCode& found) {
+    constexpr size_t ordinary = 256;
+    constexpr size_t withoutTexts = 32;
+    _aliasOctets += ordinary;
+    const CORBA_TypeCode* type = &found;
+    while (Access::isComplete(*type) && type->kind() == tk_alias) {
+        const char* name = Access::name(*type);
+        const size_t octets = withoutTexts + std::strlen(Access::id(*type)) + (name ? std::strlen(name) : 0);
+        if (octets > _aliasOctets)
+            throw CORBA_MARSHAL();
+        _aliasOctets -= octets;
+        type = Access::content(*type);
+    }
+}
+
 void EncapsulationReader::remember(int64_t position, CORBA_TypeCode* type) {
-    if (!_read)
-        _read.emplace(16);
-    if (!_read->insert({position, type}).added)
+    if (!_read.empty() && _read.back().position >= position)
         throw CORBA_BAD_PARAM();
+    _read.push_back({position, type});
 }
 
 void EncapsulationReader::readEncapsulation(CORBA_TypeCode& type, TRXistream& stream, int64_t base) {
@@ -325,32 +328,29 @@ void EncapsulationReader::readEncapsulation(CORBA_TypeCode& type, TRXistream& st
     readFields(type, contents, base);
 }
 
-class FlatReader final : public TRXTypeCodeReader {
-public:
-    CORBA_TypeCode_var read(TRXistream& stream, int64_t base) override;
-
+class FlatReader final : public Reader {
 private:
-    CORBA_TypeCode_var readIndirection(TRXistream& stream);
+    CORBA_TypeCode* read(TRXistream& stream, int64_t base) override;
+    CORBA_TypeCode* readIndirection(TRXistream& stream);
 };
 
 // A type is remembered before its parts are read, so that they can point back at it.
-CORBA_TypeCode_var FlatReader::read(TRXistream& stream, int64_t base) {
-    const TRXNesting nesting;
+CORBA_TypeCode* FlatReader::read(TRXistream& stream, int64_t base) {
+    const ReadNesting nesting;
     const CORBA_Long position = stream.position();
     CORBA_ULong kind = 0;
     stream >> kind;
-    if (kind == tcIndirection)
+    if (kind == indirection)
         return readIndirection(stream);
-    const TRXStreamDepth depth(stream);
-    CORBA_TypeCode_var type = make(kind);
-    rememberTypeCode(stream, type.in(), position);
-    begin(*type);
+    const StreamDepth depth(stream);
+    CORBA_TypeCode* type = begin(kind);
+    rememberTypeCode(stream, type, position);
     readFields(*type, stream, base);
     end();
     return type;
 }
 
-CORBA_TypeCode_var FlatReader::readIndirection(TRXistream& stream) {
+CORBA_TypeCode* FlatReader::readIndirection(TRXistream& stream) {
     const CORBA_Long position = stream.position();
     CORBA_Long offset = 0;
     stream >> offset;
@@ -371,8 +371,8 @@ CORBA_TypeCode_var FlatReader::readIndirection(TRXistream& stream) {
 TRXistream& operator>>(TRXistream& stream, CORBA_TypeCode*& type) {
     type = nullptr;
     if (marshalSettings.backDII)
-        type = FlatReader().read(stream, 0)._retn();
+        type = FlatReader().readOutermost(stream);
     else
-        type = EncapsulationReader().read(stream, 0)._retn();
+        type = EncapsulationReader().readOutermost(stream);
     return stream;
 }

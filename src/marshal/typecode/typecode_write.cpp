@@ -1,16 +1,18 @@
 #include "base/hash_table.h"
-#include "marshal/any/any.h"
-#include "marshal/cdr/nesting.h"
+#include "marshal/cdr/vbuf.h"
+#include "marshal/limits.h"
 #include "marshal/marshal_settings.h"
-#include "marshal/text/print_form.h"
-#include "marshal/typecode/typecode.h"
+#include "marshal/text/print_line.h"
+#include "marshal/typecode/kinds.h"
+#include "marshal/typecode/typecode_access.h"
 #include "marshal/typecode/typecode_coder.h"
+#include "marshal/typecode/typecode_compare.h"
 
 #include <algorithm>
 #include <optional>
-#include <vector>
 
 using namespace harbolance;
+using Access = TypeCodeAccess;
 
 namespace {
 
@@ -23,188 +25,301 @@ public:
     Writer& operator=(const Writer&) = delete;
     virtual ~Writer() = default;
 
-    // `base` is the position of the stream's first octet in the outermost stream.
-    virtual void write(const CORBA_TypeCode* type, TRXostream& stream, int64_t base) = 0;
+    virtual void write(const CORBA_TypeCode* type, TRXostream& stream) = 0;
 
 protected:
-    void writeFields(const CORBA_TypeCode& type, TRXostream& stream, int64_t base);
+    void writeFields(const CORBA_TypeCode& type, TRXostream& stream);
 
 private:
-    void writeMembers(const CORBA_TypeCode& type, TRXostream& stream, int64_t base);
-    void writeUnion(const CORBA_TypeCode& type, TRXostream& stream, int64_t base);
+    void writeMembers(const CORBA_TypeCode& type, TRXostream& stream);
+    void writeUnion(const CORBA_TypeCode& type, TRXostream& stream);
 };
 
-void writeName(const CORBA_TypeCode& type, TRXostream& stream) { stream << type._plain_id() << type.name(); }
+void writeIdentity(const CORBA_TypeCode& type, TRXostream& stream) {
+    stream << Access::id(type) << Access::name(type);
+}
 
-void Writer::writeFields(const CORBA_TypeCode& type, TRXostream& stream, int64_t base) {
+void Writer::writeFields(const CORBA_TypeCode& type, TRXostream& stream) {
     switch (type.kind()) {
     case tk_string:
-    case tk_wstring: stream << type.length(); break;
-    case tk_objref: writeName(type, stream); break;
+    case tk_wstring: stream << Access::length(type); break;
+    case tk_objref: writeIdentity(type, stream); break;
     case tk_struct:
-    case tk_except: writeMembers(type, stream, base); break;
-    case tk_union: writeUnion(type, stream, base); break;
-    case tk_enum:
-        writeName(type, stream);
-        stream << type._members();
-        for (CORBA_ULong i = 0; i < type._members(); ++i)
-            stream << type.member_name(i);
-        break;
+    case tk_except:
+    case tk_enum: writeMembers(type, stream); break;
+    case tk_union: writeUnion(type, stream); break;
     case tk_sequence:
     case tk_array:
-        write(type._content(), stream, base);
-        stream << type.length();
+        write(Access::content(type), stream);
+        stream << Access::length(type);
         break;
     case tk_alias:
-        writeName(type, stream);
-        write(type._content(), stream, base);
+        writeIdentity(type, stream);
+        write(Access::content(type), stream);
         break;
     default: break;
     }
 }
 
-void Writer::writeMembers(const CORBA_TypeCode& type, TRXostream& stream, int64_t base) {
-    writeName(type, stream);
-    stream << type._members();
-    for (CORBA_ULong i = 0; i < type._members(); ++i) {
-        stream << type.member_name(i);
-        write(type._member(i), stream, base);
+void Writer::writeMembers(const CORBA_TypeCode& type, TRXostream& stream) {
+    writeIdentity(type, stream);
+    const CORBA_ULong count = Access::memberCount(type);
+    stream << count;
+    for (CORBA_ULong i = 0; i < count; ++i) {
+        stream << Access::memberName(type, i);
+        if (type.kind() != tk_enum)
+            write(Access::memberType(type, i), stream);
     }
 }
 
-void Writer::writeUnion(const CORBA_TypeCode& type, TRXostream& stream, int64_t base) {
-    writeName(type, stream);
-    write(type._discriminator(), stream, base);
-    stream << type.default_index() << type._members();
-    for (CORBA_ULong i = 0; i < type._members(); ++i) {
-        type._parameter(2 + 3 * i).write_value(stream);
-        stream << type.member_name(i);
-        write(type._member(i), stream, base);
-    }
+void writeLabel(TRXostream& stream, CORBA_TCKind kind, uint64_t label) {
+    forBasicKind(kind, [&]<class T>(std::type_identity<T>) {
+        T value;
+        std::memcpy(&value, &label, sizeof value);
+        stream << value;
+    });
 }
 
-struct Written {
-    const CORBA_TypeCode* type = nullptr;
-    int64_t position = 0;
-};
-
-struct WrittenTraits : GrowAtNineTenths {
-    using Entry = Written;
-    static bool isFree(const Written& written) { return !written.type; }
-    static uint32_t hash(const Written& written) { return hash(written.type); }
-    static uint32_t hash(const CORBA_TypeCode* type) { return static_cast<uint32_t>(fingerprint(type)); }
-    static uint64_t fingerprint(const Written& written) { return fingerprint(written.type); }
-    static uint64_t fingerprint(const CORBA_TypeCode* type) { return type->_shape_hash(); }
-    static bool equal(const Written& stored, const Written& written) { return equal(stored, written.type); }
-    static bool equal(const Written& stored, const CORBA_TypeCode* type) {
-        return stored.type->_shape_hash() == type->_shape_hash() &&
-               CORBA_TypeCode::compare(stored.type, type) == 0;
+void Writer::writeUnion(const CORBA_TypeCode& type, TRXostream& stream) {
+    writeIdentity(type, stream);
+    write(&Access::discriminator(type), stream);
+    const CORBA_ULong count = Access::memberCount(type);
+    stream << Access::defaultIndex(type) << count;
+    for (CORBA_ULong i = 0; i < count; ++i) {
+        writeLabel(stream, Access::valueKind(*Access::labelType(type, i)), Access::label(type, i));
+        stream << Access::memberName(type, i);
+        write(Access::memberType(type, i), stream);
     }
-};
-
-// Each TypeCode with parameters is a sequence of octets of its own, and a later one that equals an earlier
-// one is written as the distance to it.
-class EncapsulatingWriter final : public Writer {
-public:
-    void write(const CORBA_TypeCode* type, TRXostream& stream, int64_t base) override;
-
-private:
-    // Beyond this a type that is written without indirections is refused: types that are used twice on every
-    // level grow by the power.
-    static constexpr CORBA_ULong maxTypes = 1u << 16;
-    static constexpr CORBA_ULong maxOctets = 1u << 24;
-
-    bool writeIndirection(const CORBA_TypeCode& type, TRXostream& stream, int64_t base);
-    void refuseEndless(const CORBA_TypeCode& type);
-    void encapsulate(const CORBA_TypeCode& type, TRXostream& stream, int64_t base);
-
-    std::optional<HashTable<WrittenTraits>> _written; // most types are written without one
-    std::vector<const CORBA_TypeCode*> _open;         // without indirections: the types around this one
-    CORBA_ULong _count = 0;
-};
+}
 
 bool isRemembered(CORBA_TCKind kind) {
     return (kind >= tk_any && kind <= tk_array) || kind == tk_except || kind == tk_longdouble ||
            kind > tk_wchar;
 }
 
-bool isEncapsulated(CORBA_TCKind kind) {
-    return kind == tk_objref || kind == tk_enum || kind == tk_alias || tcIsConstructed(kind);
+// Where types have been written. A type is found again as the same object, or as one that equals it: among
+// the last few that look alike from outside, as long as comparisons that find a difference have not cost too
+// much. What is then missed is written once more, which is longer and just as right.
+class WrittenTypes {
+public:
+    // The position of `type` or one that equals it, or -1.
+    int64_t find(const CORBA_TypeCode& type);
+    // `type` is not here yet.
+    void add(const CORBA_TypeCode& type, int64_t position);
+
+private:
+    static constexpr uint32_t none = UINT32_MAX;
+    static constexpr int candidates = 16;
+    static constexpr uint64_t maxWasted = 1u << 16;
+
+    struct Written {
+        const CORBA_TypeCode* type;
+        int64_t position;
+        uint32_t older; // the one before of the same look
+    };
+    template <class Key>
+    struct Place {
+        Key key{};
+        uint32_t index = none;
+    };
+    template <class Key>
+    struct Traits : GrowAtNineTenths {
+        using Entry = Place<Key>;
+        static bool isFree(const Entry& entry) { return entry.index == none; }
+        static uint32_t hash(const Entry& entry) { return hash(entry.key); }
+        static uint32_t hash(const void* key) { return pointerHash(key); }
+        static uint32_t hash(uint64_t key) { return static_cast<uint32_t>(key >> 32); }
+        static bool equal(const Entry& stored, const Entry& entry) { return stored.key == entry.key; }
+        static bool equal(const Entry& stored, const Key& key) { return stored.key == key; }
+    };
+
+    static uint64_t look(const CORBA_TypeCode& type);
+    uint32_t findEqual(const CORBA_TypeCode& type);
+
+    std::vector<Written> _written;
+    HashTable<Traits<const void*>> _byObject{4};
+    HashTable<Traits<uint64_t>> _byLook{4};
+    TypeComparison _comparison{true};
+};
+
+uint64_t mix(uint64_t look, uint64_t part) {
+    look = (look ^ part) * 0x9E3779B97F4A7C15u;
+    return look ^ (look >> 32);
 }
 
-void EncapsulatingWriter::write(const CORBA_TypeCode* type, TRXostream& stream, int64_t base) {
+// What types that are equal have in common and most others have not, found in a few steps.
+uint64_t WrittenTypes::look(const CORBA_TypeCode& written) {
+    uint64_t look = 0;
+    const CORBA_TypeCode* type = &written;
+    for (int level = 0; type && level < 8; ++level) {
+        type = &Access::unaliased(*type);
+        look = mix(look, type->kind());
+        look = mix(look, uint64_t{Access::memberCount(*type)} << 32 | Access::length(*type));
+        if (isNamed(type->kind()))
+            return mix(look, Access::name(*type) ? stringHash(Access::name(*type)) : 1);
+        type = Access::content(*type);
+    }
+    return look;
+}
+
+int64_t WrittenTypes::find(const CORBA_TypeCode& type) {
+    const auto* same = _byObject.find(&type);
+    const uint32_t index = same ? same->index : findEqual(type);
+    if (index == none)
+        return -1;
+    if (!same)
+        _byObject.insert({&type, index});
+    return _written[index].position;
+}
+
+uint32_t WrittenTypes::findEqual(const CORBA_TypeCode& type) {
+    const auto* newest = _byLook.find(look(type));
+    uint32_t index = newest ? newest->index : none;
+    for (int i = 0; i < candidates && index != none && _comparison.wasted() < maxWasted; ++i) {
+        if (_comparison.compare(_written[index].type, &type) == 0)
+            return index;
+        index = _written[index].older;
+    }
+    return none;
+}
+
+void WrittenTypes::add(const CORBA_TypeCode& type, int64_t position) {
+    const auto index = static_cast<uint32_t>(_written.size());
+    _byObject.insert({&type, index});
+    const auto [newest, added] = _byLook.insert({look(type), index});
+    _written.push_back({&type, position, added ? none : std::exchange(newest->index, index)});
+}
+
+// Each TypeCode with parameters is a sequence of octets of its own, and a later one that equals an earlier
+// one is written as the distance to it.
+class EncapsulatingWriter final : public Writer {
+public:
+    void write(const CORBA_TypeCode* type, TRXostream& stream) override;
+
+private:
+    bool writeIndirection(const CORBA_TypeCode& type, TRXostream& stream);
+    void encapsulate(const CORBA_TypeCode& type, TRXostream& stream);
+    void encapsulate(const CORBA_TypeCode& type, CORBA_MarshalOutBuffer& buffer);
+    void refuseEndless(const CORBA_TypeCode& type, const CORBA_MarshalOutBuffer& buffer) const;
+
+    int64_t _base = 0;                    // the position of the buffer's first octet
+    std::optional<WrittenTypes> _written; // most types are written without them
+    // Without indirections: the types around this one, and where the outermost began.
+    std::vector<const CORBA_TypeCode*> _open;
+    CORBA_ULong _first = 0;
+};
+
+void EncapsulatingWriter::write(const CORBA_TypeCode* type, TRXostream& stream) {
     if (!type)
         type = _tc_null;
-    const TRXNesting nesting;
-    if (writeIndirection(*type, stream, base))
+    const OwnNesting nesting;
+    if (writeIndirection(*type, stream))
         return;
-    // Text has no positions. The contents of an encapsulation count as they would in octets.
-    const bool text = stream.stream() != nullptr;
-    const int64_t start = base + (text ? 0 : stream.position());
+    // Text has no positions: it counts as if a kind stood at its beginning.
+    const int64_t start = stream.stream() ? 0 : _base + stream.position();
     stream << static_cast<CORBA_ULong>(type->kind());
-    if (!marshalSettings.tcIndirection) {
-        refuseEndless(*type);
-    } else if (isRemembered(type->kind())) {
+    if (marshalSettings.tcIndirection && isRemembered(type->kind())) {
         if (!_written)
-            _written.emplace(16);
-        _written->insert({type, start});
+            _written.emplace();
+        _written->add(*type, start);
     }
-    if (isEncapsulated(type->kind())) {
-        _open.push_back(type);
-        encapsulate(*type, stream, base + (text ? 4 : stream.position()) + 4);
-        _open.pop_back();
-    } else {
-        writeFields(*type, stream, base);
-    }
+    if (isEncapsulated(type->kind()))
+        encapsulate(*type, stream);
+    else
+        writeFields(*type, stream);
 }
 
-bool EncapsulatingWriter::writeIndirection(const CORBA_TypeCode& type, TRXostream& stream, int64_t base) {
-    const CORBA_TypeCode* resolved = type._unaliased();
-    if (!_written || !isRemembered(resolved->kind()))
+bool EncapsulatingWriter::writeIndirection(const CORBA_TypeCode& type, TRXostream& stream) {
+    const CORBA_TypeCode& resolved = Access::unaliased(type);
+    if (!_written || !isRemembered(resolved.kind()))
         return false;
-    const Written* found = _written->find(resolved);
-    if (!found)
+    const int64_t position = _written->find(resolved);
+    if (position < 0)
         return false;
-    stream << tcIndirection;
-    stream << static_cast<CORBA_Long>(found->position - stream.position() - base);
+    stream << indirection;
+    stream << static_cast<CORBA_Long>(position - stream.position() - _base);
     return true;
 }
 
-void EncapsulatingWriter::refuseEndless(const CORBA_TypeCode& type) {
-    if (++_count > maxTypes || std::find(_open.begin(), _open.end(), &type) != _open.end())
-        throw CORBA_MARSHAL();
-}
-
-void EncapsulatingWriter::encapsulate(const CORBA_TypeCode& type, TRXostream& stream, int64_t base) {
+void EncapsulatingWriter::encapsulate(const CORBA_TypeCode& type, TRXostream& stream) {
+    if (auto* buffer = dynamic_cast<CORBA_MarshalOutBuffer*>(&stream)) {
+        encapsulate(type, *buffer);
+        return;
+    }
     char small[256]; // what most types fit into
     CORBA_MarshalOutBuffer contents(small, sizeof small, 0);
-    contents << hostByteOrder;
-    writeFields(type, contents, base);
-    if (!marshalSettings.tcIndirection && contents.offset() > maxOctets)
+    _base = 4;
+    encapsulate(type, contents);
+    const CORBA_ULong length = contents.offset() - 4;
+    stream << length;
+    stream.write(reinterpret_cast<const unsigned char*>(contents.data() + 4), length);
+}
+
+// Octets in a buffer whose length stands in front of them and whose alignment counts from the first of them.
+class Encapsulation {
+public:
+    explicit Encapsulation(CORBA_MarshalOutBuffer& buffer) : _buffer(buffer) {
+        buffer << CORBA_ULong{0};
+        _begin = buffer.offset();
+        _align = buffer.align();
+        buffer.reset_align();
+        buffer << hostByteOrder;
+    }
+    Encapsulation(const Encapsulation&) = delete;
+    Encapsulation& operator=(const Encapsulation&) = delete;
+    ~Encapsulation() {
+        const CORBA_ULong length = _buffer.offset() - _begin;
+        std::memcpy(_buffer.data() + _begin - sizeof length, &length, sizeof length);
+        _buffer.align(_align + length);
+    }
+
+private:
+    CORBA_MarshalOutBuffer& _buffer;
+    CORBA_ULong _begin;
+    CORBA_ULong _align;
+};
+
+void EncapsulatingWriter::encapsulate(const CORBA_TypeCode& type, CORBA_MarshalOutBuffer& buffer) {
+    const Encapsulation encapsulation(buffer);
+    if (marshalSettings.tcIndirection) {
+        writeFields(type, buffer);
+        return;
+    }
+    if (_open.empty())
+        _first = buffer.offset();
+    refuseEndless(type, buffer);
+    _open.push_back(&type);
+    writeFields(type, buffer);
+    _open.pop_back();
+}
+
+// Types that are used twice on every level would grow by the power.
+void EncapsulatingWriter::refuseEndless(const CORBA_TypeCode& type,
+                                        const CORBA_MarshalOutBuffer& buffer) const {
+    constexpr CORBA_ULong maxOctets = 1u << 24;
+    if (buffer.offset() - _first > maxOctets || std::find(_open.begin(), _open.end(), &type) != _open.end())
         throw CORBA_MARSHAL();
-    stream << contents.offset();
-    stream.write(reinterpret_cast<const unsigned char*>(contents.data()), contents.offset());
 }
 
 // All fields stand in the one stream, which remembers where TypeCodes began.
 class FlatWriter final : public Writer {
 public:
-    void write(const CORBA_TypeCode* type, TRXostream& stream, int64_t base) override;
+    void write(const CORBA_TypeCode* type, TRXostream& stream) override;
 
 private:
     static bool writeIndirection(const CORBA_TypeCode& type, TRXostream& stream);
 };
 
-void FlatWriter::write(const CORBA_TypeCode* type, TRXostream& stream, int64_t base) {
+void FlatWriter::write(const CORBA_TypeCode* type, TRXostream& stream) {
     if (!type)
         type = _tc_null;
     if (writeIndirection(*type, stream))
         return;
-    const TRXNesting nesting;
-    const TRXStreamDepth depth(stream);
+    const OwnNesting nesting;
+    const StreamDepth depth(stream);
     rememberTypeCode(stream, const_cast<CORBA_TypeCode*>(type));
     stream << static_cast<CORBA_ULong>(type->kind());
-    writeFields(*type, stream, base);
+    writeFields(*type, stream);
 }
 
 bool FlatWriter::writeIndirection(const CORBA_TypeCode& type, TRXostream& stream) {
@@ -216,7 +331,7 @@ bool FlatWriter::writeIndirection(const CORBA_TypeCode& type, TRXostream& stream
     } catch (const CORBA_OBJECT_NOT_EXIST&) {
         return false;
     }
-    stream << tcIndirection;
+    stream << indirection;
     stream << position - stream.position() - 4;
     return true;
 }
@@ -225,9 +340,9 @@ bool FlatWriter::writeIndirection(const CORBA_TypeCode& type, TRXostream& stream
 
 TRXostream& operator<<(TRXostream& stream, CORBA_TypeCode* type) {
     if (marshalSettings.backDII)
-        FlatWriter().write(type, stream, 0);
+        FlatWriter().write(type, stream);
     else
-        EncapsulatingWriter().write(type, stream, 0);
+        EncapsulatingWriter().write(type, stream);
     return stream;
 }
 

@@ -6,6 +6,8 @@
 #include <iostream>
 #include <string_view>
 
+namespace harbolance {
+
 // `operator<<` of a value of the ORB prints readable lines on these, and on any other stream what `<<` to a
 // TRXostream writes.
 inline bool isConsole(const std::ostream& stream) {
@@ -18,3 +20,5 @@ inline void printLine(TRXostream& stream, std::initializer_list<std::string_view
         stream.write_raw(piece.data(), static_cast<CORBA_ULong>(piece.size()));
     stream << std::endl;
 }
+
+} // namespace harbolance

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "marshal/exception/vexcept.h"
+#include "marshal/text/vstream.h"
+
+#include <algorithm>
+#include <utility>
+
+// What a value may ask of this process. A peer chooses how deep a recursive type goes and how many elements a
+// sequence announces, so every reader that can come back to itself holds one of these objects for each level.
+
+namespace harbolance {
+
+// One level of a value inside a value. The level beyond the limit raises CORBA_MARSHAL while there is still
+// stack to unwind.
+class Nesting {
+public:
+    static constexpr int limitForPeers = 256; // of what is read from a peer
+    static constexpr int limitForOwn = 1000;  // of what the program itself writes, prints and compares
+
+    Nesting(const Nesting&) = delete;
+    Nesting& operator=(const Nesting&) = delete;
+    ~Nesting() { --_depth; }
+
+protected:
+    explicit Nesting(int limit) {
+        if (_depth >= limit)
+            throw CORBA_MARSHAL();
+        ++_depth;
+    }
+
+    static inline int _readLimit = limitForPeers;
+
+private:
+    static inline int _depth = 0;
+};
+
+class ReadNesting : public Nesting {
+public:
+    ReadNesting() : Nesting(_readLimit) {}
+};
+
+class OwnNesting : public Nesting {
+public:
+    OwnNesting() : Nesting(limitForOwn) {}
+};
+
+// While one lives, what is read are octets that this process holds as a value already.
+class ReadingOwnOctets : Nesting {
+public:
+    ReadingOwnOctets() : Nesting(limitForOwn), _saved(std::exchange(_readLimit, limitForOwn)) {}
+    ~ReadingOwnOctets() { _readLimit = _saved; }
+
+private:
+    int _saved;
+};
+
+// Memory for elements that have not come yet, while a sequence is read. All sequences that are being read,
+// one inside the other, share what may be taken ahead: an amount in proportion to the octets that are left.
+// One that is refused grows with the elements that really come.
+class ReadAhead {
+public:
+    ReadAhead(const TRXistream& stream, uint64_t octets) {
+        const uint64_t wanted = _taken + octets;
+        const uint64_t needed = wanted > freeOctets ? (wanted - freeOctets) / octetsForEachLeft : 0;
+        if (needed <= UINT32_MAX && !stream.stream() && stream.has(static_cast<CORBA_ULong>(needed)))
+            _taken += _octets = octets;
+    }
+    ReadAhead(const ReadAhead&) = delete;
+    ReadAhead& operator=(const ReadAhead&) = delete;
+    ~ReadAhead() { _taken -= _octets; }
+
+    bool granted() const { return _octets > 0; }
+
+private:
+    static constexpr uint64_t freeOctets = 32 * 1024;
+    static constexpr uint64_t octetsForEachLeft = 8;
+
+    static inline uint64_t _taken = 0;
+    uint64_t _octets = 0;
+};
+
+} // namespace harbolance

@@ -1,0 +1,214 @@
+#include "base/list.h"
+#include "marshal/limits.h"
+#include "marshal/typecode/kinds.h"
+#include "marshal/typecode/typecode.h"
+
+#include <set>
+#include <utility>
+
+using namespace harbolance;
+
+// When types live and die. A recursive type is a ring: a sequence in it refers to the type that it is a part
+// of. Types in a ring cannot count their references to each other, or none of them would ever die. So they
+// are one family: the references from outside are counted, for all of them together, and those from one type
+// of the family to another are not.
+
+namespace {
+
+constinit bool orbStarted = false;
+// The constant types that wait for the start of the ORB.
+constinit TRXList<CORBA_TypeCode*>* pending = nullptr;
+
+} // namespace
+
+CORBA_TypeCode::CORBA_TypeCode(Raw, CORBA_TCKind kind, bool constant)
+    : _kind(kind), _id(TRXNullString), _name(nullptr), _constant(constant),
+      _counted(!constant && orbStarted) {
+    if (kind == tk_union)
+        _labels = std::make_unique<Labels>();
+}
+
+CORBA_TypeCode::~CORBA_TypeCode() {
+    if (_constant && pending)
+        pending->remove(this);
+    releaseParts();
+    for (const Member& member : _members)
+        CORBA_string_free(member.name);
+    CORBA_string_free(_name);
+    CORBA_string_free(_id);
+}
+
+void CORBA_TypeCode::startUp() {
+    if (orbStarted)
+        return;
+    orbStarted = true;
+    const std::unique_ptr<TRXList<CORBA_TypeCode*>> waiting(std::exchange(pending, nullptr));
+    for (uint32_t i = waiting ? waiting->count() : 0; i > 0; --i)
+        waiting->at(i - 1)->resolve();
+}
+
+template <class Visit>
+void CORBA_TypeCode::forEachPart(Visit visit) const {
+    if (_content)
+        visit(*_content);
+    for (const Member& member : _members) {
+        if (member.type)
+            visit(*member.type);
+    }
+    if (_labels) {
+        for (const Label& label : _labels->labels)
+            visit(*label.type);
+    }
+}
+
+// Makes the new type `target` the content of the recursive sequences in it that have been waiting for it, and
+// takes all types through which it now leads to itself into its family.
+class CORBA_TypeCode::Resolution {
+public:
+    explicit Resolution(CORBA_TypeCode& target) : _target(target) {}
+
+    void run() {
+        visit(_target, 0, true);
+        joinFamily();
+        discountInside();
+    }
+
+private:
+    void visit(CORBA_TypeCode& type, CORBA_ULong depth, bool byRule);
+    void close(CORBA_TypeCode& sequence);
+    void visitParts(CORBA_TypeCode& type, CORBA_ULong depth, bool byRule);
+    void joinFamily();
+    bool leadsInside(const CORBA_TypeCode& type) const;
+    void join(CORBA_TypeCode& type);
+    void discountInside();
+    bool isInside(const CORBA_TypeCode& type) const { return type._head == &_target; }
+    CORBA_Long origin(const CORBA_TypeCode& type) const { return &type == &_target ? 0 : type._ref_count; }
+
+    CORBA_TypeCode& _target;
+    std::set<std::pair<const CORBA_TypeCode*, CORBA_ULong>> _visited;
+    std::vector<CORBA_TypeCode*> _candidates; // for the family; parts before what they are parts of
+    CORBA_Long _joined = 0;
+};
+
+// Only what lies `byRule` is resolved: members of structs and unions, which are one level each, and sequences
+// in sequences. The rest is visited because it may lead to the target all the same.
+void CORBA_TypeCode::Resolution::visit(CORBA_TypeCode& type, CORBA_ULong depth, bool byRule) {
+    if (!type._waits || !_visited.insert({&type, byRule ? depth : UINT32_MAX}).second)
+        return;
+    const OwnNesting nesting;
+    if (type._kind != tk_sequence || type._content)
+        visitParts(type, depth, byRule);
+    else if (byRule && type._offset == depth)
+        close(type);
+    _candidates.push_back(&type);
+}
+
+void CORBA_TypeCode::Resolution::close(CORBA_TypeCode& sequence) {
+    sequence._content = sequence._constant ? &_target : _duplicate(&_target);
+    sequence._waits = false;
+}
+
+void CORBA_TypeCode::Resolution::visitParts(CORBA_TypeCode& type, CORBA_ULong depth, bool byRule) {
+    const bool isRecord = type._kind == tk_struct || type._kind == tk_union || &type == &_target;
+    const bool isNested = type._kind == tk_sequence && type._content->_kind == tk_sequence;
+    bool waits = false;
+    type.forEachPart([&](CORBA_TypeCode& part) {
+        visit(part, depth + (isRecord ? 1 : 0), byRule && (isRecord || isNested));
+        waits = waits || part._waits;
+    });
+    type._waits = waits;
+}
+
+void CORBA_TypeCode::Resolution::joinFamily() {
+    bool changed = true;
+    while (std::exchange(changed, false)) {
+        for (CORBA_TypeCode* type : _candidates) {
+            if (type->_counted && !isInside(*type) && leadsInside(*type)) {
+                join(*type);
+                changed = true;
+            }
+        }
+    }
+    for (CORBA_TypeCode* type = &_target; type; type = type->_next)
+        type->_waits = _target._waits;
+}
+
+bool CORBA_TypeCode::Resolution::leadsInside(const CORBA_TypeCode& type) const {
+    bool leads = false;
+    type.forEachPart([&](const CORBA_TypeCode& part) { leads = leads || isInside(part); });
+    return leads;
+}
+
+// Until `discountInside` the count of a type that is not the target says with which family it came.
+void CORBA_TypeCode::Resolution::join(CORBA_TypeCode& type) {
+    CORBA_TypeCode* const first = type._head;
+    _target._ref_count += first->_ref_count;
+    ++_joined;
+    CORBA_TypeCode* last = nullptr;
+    for (CORBA_TypeCode* next = first; next; next = next->_next) {
+        next->_head = &_target;
+        next->_ref_count = _joined;
+        last = next;
+    }
+    last->_next = std::exchange(_target._next, first);
+}
+
+// References between types that were of different families are inside from now on.
+void CORBA_TypeCode::Resolution::discountInside() {
+    for (CORBA_TypeCode* type = _joined > 0 ? &_target : nullptr; type; type = type->_next) {
+        type->forEachPart([&](const CORBA_TypeCode& part) {
+            if (isInside(part) && origin(*type) != origin(part))
+                --_target._ref_count;
+        });
+    }
+}
+
+// A constant type does this when the ORB starts: until then its parts may be unfinished.
+void CORBA_TypeCode::resolve() {
+    if (_constant && !orbStarted) {
+        if (!pending)
+            pending = new TRXList<CORBA_TypeCode*>;
+        pending->append(this);
+    } else if (_waits) {
+        Resolution(*this).run();
+    }
+}
+
+void CORBA_release(CORBA_TypeCode* type) {
+    if (type && type->_counted && --type->_head->_ref_count < 1)
+        CORBA_TypeCode::destroyFamily(type->_head);
+}
+
+// Gives up the references to types of other families.
+void CORBA_TypeCode::releaseParts() {
+    if (!_constant) {
+        forEachPart([this](CORBA_TypeCode& part) {
+            if (part._head != _head)
+                CORBA_release(&part);
+        });
+    }
+    _content = nullptr;
+    _labels.reset();
+    for (Member& member : _members)
+        member.type = nullptr;
+}
+
+// A chain of types, each the content of the next, can be longer than the stack is deep. So what a family lets
+// go of is destroyed after the family, and not inside its destructors. Families that wait for that are linked
+// by the `_head` of their first types, which nobody asks for any longer.
+void CORBA_TypeCode::destroyFamily(CORBA_TypeCode* head) {
+    static constinit CORBA_TypeCode* doomed = nullptr;
+    static constinit bool destroying = false;
+    head->_head = std::exchange(doomed, head);
+    if (destroying)
+        return;
+    destroying = true;
+    while (CORBA_TypeCode* family = doomed) {
+        doomed = std::exchange(family->_head, family);
+        for (CORBA_TypeCode* type = family; type; type = type->_next)
+            type->releaseParts();
+        while (family)
+            delete std::exchange(family, family->_next);
+    }
+    destroying = false;
+}
