@@ -26,7 +26,7 @@ private:
 };
 
 ValueWalk::ValueWalk(TRXistream& in, TRXostream& out, Purpose purpose)
-    : _in(in), _out(out), _buffer(dynamic_cast<CORBA_MarshalInBuffer*>(&in)), _purpose(purpose) {
+    : _in(in), _out(out), _buffer(in.buffer()), _purpose(purpose) {
     if (purpose != Purpose::copy)
         _own.emplace();
 }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <string>
 
 using namespace harbolance;
 
@@ -18,10 +19,10 @@ CORBA_ULong paddingTo(CORBA_ULong alignment, CORBA_ULong position) { return -pos
 } // namespace
 
 CORBA_MarshalOutBuffer::CORBA_MarshalOutBuffer(char* data, CORBA_ULong capacity, CORBA_Boolean own)
-    : TRXostream(nullptr), _data(data), _capacity(capacity), _own(own), _grown(0) {}
+    : TRXostream(this), _data(data), _capacity(capacity), _own(own), _grown(0) {}
 
 CORBA_MarshalOutBuffer::CORBA_MarshalOutBuffer(CORBA_ULong capacity, CORBA_Boolean own)
-    : TRXostream(nullptr), _data(CORBA_string_alloc(capacity)), _capacity(capacity), _own(own), _grown(1) {}
+    : TRXostream(this), _data(CORBA_string_alloc(capacity)), _capacity(capacity), _own(own), _grown(1) {}
 
 CORBA_MarshalOutBuffer::~CORBA_MarshalOutBuffer() {
     if (_own)
@@ -198,7 +199,7 @@ void release_buffer(CORBA_MarshalOutBuffer* buffer) {
 
 CORBA_MarshalInBuffer::CORBA_MarshalInBuffer(const char* data, CORBA_ULong size, CORBA_Boolean own,
                                              CORBA_Octet byteOrder)
-    : TRXistream(nullptr), _data(const_cast<char*>(data)), _size(size), _own(own),
+    : TRXistream(this), _data(const_cast<char*>(data)), _size(size), _own(own),
       _byte_order(byteOrder != 0) {}
 
 CORBA_MarshalInBuffer::~CORBA_MarshalInBuffer() {
@@ -290,23 +291,13 @@ TRXistream& CORBA_MarshalInBuffer::get_widened_array(T* array, CORBA_ULong count
     return *this;
 }
 
-// The length in front of a string. 0 stands for null where that is allowed.
-CORBA_ULong CORBA_MarshalInBuffer::take_length() {
-    CORBA_ULong length = 0;
-    get_value(length);
-    if (length == 0 && !marshalSettings.nullString) [[unlikely]]
-        throw CORBA_MARSHAL();
-    return length;
-}
-
-// Length and text in one step: the offset is read and stored once.
-TRXistream& CORBA_MarshalInBuffer::operator>>(char*& string) {
-    string = nullptr;
-    CORBA_ULong length = 0;
+// The octets of the next string, which are passed; null for a null string. Length and text are taken in one
+// step: the offset is read and stored once.
+const char* CORBA_MarshalInBuffer::take_string(CORBA_ULong& length) {
     const CORBA_ULong head = paddingTo(sizeof length, align()) + CORBA_ULong{sizeof length};
     if (head > left()) [[unlikely]] {
         fail(head);
-        return *this;
+        return nullptr;
     }
     const char* place = _data + _offset + head;
     std::memcpy(&length, place - sizeof length, sizeof length);
@@ -315,21 +306,51 @@ TRXistream& CORBA_MarshalInBuffer::operator>>(char*& string) {
     if (length - 1 >= left() - head) [[unlikely]] // 0, or more than is left
         return take_odd_string(length, head);
     _offset += head + length;
-    string = CORBA_string_alloc(length);
-    std::memcpy(string, place, length);
-    string[length] = '\0';
-    return *this;
+    return place;
 }
 
 // A string that is null, or not there.
-TRXistream& CORBA_MarshalInBuffer::take_odd_string(CORBA_ULong length, CORBA_ULong head) {
+const char* CORBA_MarshalInBuffer::take_odd_string(CORBA_ULong length, CORBA_ULong head) {
     if (length > 0)
         fail(uint64_t{head} + length);
     else if (!marshalSettings.nullString)
         throw CORBA_MARSHAL();
     else
         _offset += head;
+    return nullptr;
+}
+
+namespace {
+
+char* copyOf(const char* place, CORBA_ULong length) {
+    char* string = CORBA_string_alloc(length);
+    std::memcpy(string, place, length);
+    string[length] = '\0';
+    return string;
+}
+
+// Whether a string that is owned, and of which only its text is known, has memory for `needed` octets.
+bool hasMemoryFor(const char* string, size_t needed) {
+    return string && string != TRXNullString && strnlen(string, needed - 1) == needed - 1;
+}
+
+} // namespace
+
+TRXistream& CORBA_MarshalInBuffer::operator>>(char*& string) {
+    string = nullptr;
+    CORBA_ULong length = 0;
+    if (const char* place = take_string(length))
+        string = copyOf(place, length);
     return *this;
+}
+
+void CORBA_MarshalInBuffer::read_over(char*& string) {
+    CORBA_ULong length = 0;
+    const char* place = take_string(length);
+    if (place && place[length - 1] == '\0' && hasMemoryFor(string, length))
+        std::memcpy(string, place, length);
+    else
+        CORBA_string_free(std::exchange(string, place ? copyOf(place, length) : nullptr));
 }
 
 TRXistream& CORBA_MarshalInBuffer::operator>>(wchar_t*& string) {
@@ -418,10 +439,8 @@ const CORBA_ULong* CORBA_MarshalInBuffer::words_in_place(CORBA_ULong& count) {
 }
 
 const char* CORBA_MarshalInBuffer::string_in_place() {
-    const CORBA_ULong length = take_length();
-    if (length == 0)
-        return nullptr;
-    const char* place = take(length);
+    CORBA_ULong length = 0;
+    const char* place = take_string(length);
     if (place && place[length - 1] != '\0')
         throw CORBA_MARSHAL();
     return place;

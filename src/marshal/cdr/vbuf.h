@@ -167,6 +167,9 @@ public:
     // A string that stays where it is, null for the length 0. One without a NUL at its end raises
     // CORBA_MARSHAL.
     const char* string_in_place();
+    // A string over one that is owned: in its memory if its text is long enough, else in new memory. The old
+    // one stays when this raises.
+    void read_over(char*& string);
 
     char* data() const { return _data; }
     CORBA_ULong offset() const { return _offset; }
@@ -202,8 +205,8 @@ private:
     TRXistream& get_widened_array(T* array, CORBA_ULong count);
     const char* take(uint64_t count);
     const char* take_aligned(uint64_t count, CORBA_ULong alignment);
-    CORBA_ULong take_length();
-    TRXistream& take_odd_string(CORBA_ULong length, CORBA_ULong head);
+    const char* take_string(CORBA_ULong& length);
+    const char* take_odd_string(CORBA_ULong length, CORBA_ULong head);
     void fail(uint64_t count);
 
     char* _data;

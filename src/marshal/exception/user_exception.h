@@ -1,10 +1,17 @@
 #pragma once
 
 #include "marshal/exception/vexcept.h"
-#include "marshal/text/print_line.h"
+#include "marshal/text/vstream.h"
 
 #include <ostream>
 #include <tuple>
+
+namespace harbolance {
+// The lines of an exception's print form, around the values of its members.
+void printExceptionBegin(TRXostream& stream, const char* scopedName);
+void printExceptionMember(TRXostream& stream, const char* name);
+void printExceptionEnd(TRXostream& stream);
+} // namespace harbolance
 
 // One member of an exception that an interface declares.
 template <class Owner, class Value>
@@ -41,12 +48,12 @@ public:
         forEachMember([&](const auto& member) { stream >> static_cast<Self&>(*this).*member.value; });
     }
     void _print(TRXostream& stream) const override {
-        harbolance::printLine(stream, {"EXCEPTION ", Self::_scoped_name, " {"});
+        harbolance::printExceptionBegin(stream, Self::_scoped_name);
         forEachMember([&](const auto& member) {
-            harbolance::printLine(stream, {"\t", member.name, ":"});
+            harbolance::printExceptionMember(stream, member.name);
             stream << self().*member.value << std::endl;
         });
-        harbolance::printLine(stream, {"}"});
+        harbolance::printExceptionEnd(stream);
     }
 
 private:

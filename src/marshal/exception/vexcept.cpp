@@ -2,6 +2,7 @@
 
 #include "base/assertion.h"
 #include "base/hash_table.h"
+#include "marshal/exception/user_exception.h"
 #include "marshal/text/print_line.h"
 #include "marshal/text/vstr.h"
 #include "marshal/text/vstream.h"
@@ -62,6 +63,8 @@ const CORBA_ExceptionDesc* CORBA_ExceptionDesc::lookup(const char* repositoryId)
 CORBA_ULong CORBA_ExceptionDesc::dictionarySlots() { return _excepDict ? _excepDict->capacity() : 0; }
 
 CORBA_Exception::~CORBA_Exception() = default;
+
+const char* CORBA_Exception::what() const noexcept { return _repository_id(); }
 
 const CORBA_ExceptionDesc& CORBA_Exception::_descriptor() {
     static const CORBA_ExceptionDesc desc("CORBA::Exception", "IDL:omg.org/CORBA/Exception:1.0", nullptr,
@@ -163,6 +166,16 @@ namespace {
 }();
 
 } // namespace
+
+void harbolance::printExceptionBegin(TRXostream& stream, const char* scopedName) {
+    printLine(stream, {"EXCEPTION ", scopedName, " {"});
+}
+
+void harbolance::printExceptionMember(TRXostream& stream, const char* name) {
+    printLine(stream, {"\t", name, ":"});
+}
+
+void harbolance::printExceptionEnd(TRXostream& stream) { printLine(stream, {"}"}); }
 
 TRXostream& operator<<(TRXostream& stream, const CORBA_Exception& exception) {
     stream << exception._repository_id();

@@ -2,6 +2,7 @@
 
 #include "marshal/types.h"
 
+#include <exception>
 #include <iosfwd>
 
 class TRXistream;
@@ -45,12 +46,14 @@ private:
 
 // `_descriptor()` of each class makes its descriptor on first use, so that an exception can be thrown at any
 // time, also by what runs before `main`.
-class CORBA_Exception {
+class CORBA_Exception : public std::exception {
 public:
     CORBA_Exception() = default;
     CORBA_Exception(const CORBA_Exception&) = default;
     CORBA_Exception& operator=(const CORBA_Exception&) = default;
-    virtual ~CORBA_Exception();
+    ~CORBA_Exception() override;
+
+    const char* what() const noexcept override; // the repository id
 
     virtual const CORBA_ExceptionDesc* _desc() const;
     virtual void _write(TRXostream& stream) const; // the members, without the repository id

@@ -108,8 +108,7 @@ struct TRXStringElement {
     static char* copy(const char* string) { return CORBA_string_dup(string); }
     static void free(char*& string) { CORBA_string_free(std::exchange(string, nullptr)); }
     static void read(TRXistream& stream, char*& string) {
-        free(string);
-        stream >> string;
+        harbolance::readOver(stream, string);
     }
     static void write(TRXostream& stream, const char* string) { stream << string; }
 };

@@ -1,6 +1,7 @@
 #include "marshal/text/vstr.h"
 
 #include "base/string_hash.h"
+#include "marshal/cdr/vbuf.h"
 #include "marshal/exception/vexcept.h"
 #include "marshal/text/vstream.h"
 
@@ -78,6 +79,16 @@ CORBA_ULong CORBA_wstring_hash(const CORBA_WChar* string) {
 
 int CORBA_wstring_compare(const CORBA_WChar* a, const CORBA_WChar* b) {
     return compareText(a, b, std::wcscmp);
+}
+
+void harbolance::readOver(TRXistream& stream, char*& string) {
+    if (CORBA_MarshalInBuffer* buffer = stream.buffer()) {
+        buffer->read_over(string);
+        return;
+    }
+    char* read = nullptr;
+    stream >> read;
+    CORBA_string_free(std::exchange(string, read));
 }
 
 TRXistream& operator>>(TRXistream& stream, CORBA_WString_var& string) {

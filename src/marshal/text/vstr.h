@@ -102,11 +102,15 @@ private:
 using CORBA_String_var = TRXStringHolder<TRXNarrowText>;
 using CORBA_WString_var = TRXStringHolder<TRXWideText>;
 
+namespace harbolance {
+// Reads a string over one that is owned, in its memory if that is large enough. The old one stays when the
+// stream raises.
+void readOver(TRXistream& stream, char*& string);
+} // namespace harbolance
+
 // Replaces the value, which stays when the stream raises.
 inline TRXistream& operator>>(TRXistream& stream, CORBA_String_var& string) {
-    CORBA_String_var read;
-    stream >> read.inout();
-    string = std::move(read);
+    harbolance::readOver(stream, string.inout());
     return stream;
 }
 // Likewise. A count that the stream cannot hold raises CORBA_MARSHAL.

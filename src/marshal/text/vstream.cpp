@@ -4,6 +4,7 @@
 #include "marshal/exception/vexcept.h"
 #include "marshal/text/text_form.h"
 #include "marshal/text/vstr.h"
+#include "marshal/typecode/typecode_table.h"
 
 #include <cstring>
 #include <cwchar>
@@ -12,6 +13,8 @@
 #include <ostream>
 #include <string>
 #include <type_traits>
+
+using namespace harbolance;
 
 namespace {
 
@@ -25,44 +28,36 @@ bool takesPlainStrings(const std::ostream* stream) { return stream == &std::cout
 
 } // namespace
 
-TRXostream::~TRXostream() {
-    if (_table)
-        _table->reset(_cleanup);
-}
+TRXostream::~TRXostream() { delete _typecodes; }
 
-TRXTypeCodePositions& TRXostream::table() {
-    if (!_table)
-        _table = std::make_unique<TRXTypeCodePositions>();
-    return *_table;
+StreamTypeCodes& TRXostream::typecodes() {
+    if (!_typecodes)
+        _typecodes = new StreamTypeCodes;
+    return *_typecodes;
 }
 
 void TRXostream::reset_typecodes() {
-    if (_table)
-        _table->reset(_cleanup);
-    _stored = 0;
-    _depth = 0;
+    if (_typecodes)
+        _typecodes->reset();
 }
 
-CORBA_Long TRXostream::position() const { return _stored; }
+CORBA_Long TRXostream::position() const { return _typecodes ? _typecodes->stored : 0; }
 
-CORBA_Long TRXostream::depth() const { return _depth; }
+CORBA_Long TRXostream::depth() const { return _typecodes ? _typecodes->depth : 0; }
 
-void TRXostream::depth(CORBA_Long depth) { _depth = depth; }
+void TRXostream::depth(CORBA_Long depth) { typecodes().depth = depth; }
 
-void TRXostream::store_typecode(CORBA_TypeCode* object) {
-    table().store(position(), object);
-    ++_stored;
-}
+void TRXostream::store_typecode(CORBA_TypeCode* object) { typecodes().store(position(), object); }
 
 CORBA_Long TRXostream::lookup_typecode(const CORBA_TypeCode* object) const {
-    if (!_table)
+    if (!_typecodes)
         throw CORBA_OBJECT_NOT_EXIST();
-    return _table->positionOf(object);
+    return _typecodes->positionOf(object);
 }
 
-void TRXostream::cleanup(Cleanup function) { _cleanup = function; }
+void TRXostream::cleanup(Cleanup function) { typecodes().cleanup = function; }
 
-TRXostream::Cleanup TRXostream::cleanup() const { return _cleanup; }
+TRXostream::Cleanup TRXostream::cleanup() const { return _typecodes ? _typecodes->cleanup : nullptr; }
 
 template <class T>
 TRXostream& TRXostream::print(T value) {
@@ -160,40 +155,38 @@ TRXostream& TRXostream::operator<<(std::ostream& (*manipulator)(std::ostream&)) 
     return *this;
 }
 
-TRXistream::~TRXistream() {
-    if (_table)
-        _table->reset(_cleanup);
+TRXistream::~TRXistream() { delete _typecodes; }
+
+StreamTypeCodes& TRXistream::typecodes() {
+    if (!_typecodes)
+        _typecodes = new StreamTypeCodes;
+    return *_typecodes;
 }
 
 void TRXistream::reset_typecodes() {
-    if (_table)
-        _table->reset(_cleanup);
-    _stored = 0;
-    _depth = 0;
+    if (_typecodes)
+        _typecodes->reset();
 }
 
-CORBA_Long TRXistream::depth() const { return _depth; }
+CORBA_Long TRXistream::position() const { return _typecodes ? _typecodes->stored : 0; }
 
-void TRXistream::depth(CORBA_Long depth) { _depth = depth; }
+CORBA_Long TRXistream::depth() const { return _typecodes ? _typecodes->depth : 0; }
+
+void TRXistream::depth(CORBA_Long depth) { typecodes().depth = depth; }
 
 void TRXistream::store_typecode(CORBA_Long position, CORBA_TypeCode* object) {
-    if (!_table)
-        _table = std::make_unique<TRXTypeCodePositions>();
-    _table->store(position, object);
-    ++_stored;
+    typecodes().store(position, object);
 }
 
 CORBA_TypeCode* TRXistream::lookup_typecode(CORBA_Long position) const {
-    if (!_table)
+    if (!_typecodes)
         throw CORBA_OBJECT_NOT_EXIST();
-    return _table->objectAt(position);
+    return _typecodes->objectAt(position);
 }
 
-void TRXistream::cleanup(Cleanup function) { _cleanup = function; }
+void TRXistream::cleanup(Cleanup function) { typecodes().cleanup = function; }
 
-TRXistream::Cleanup TRXistream::cleanup() const { return _cleanup; }
-
-CORBA_Long TRXistream::position() const { return _stored; }
+TRXistream::Cleanup TRXistream::cleanup() const { return _typecodes ? _typecodes->cleanup : nullptr; }
 
 template <class T>
 TRXistream& TRXistream::scan(T& value) {

@@ -1,11 +1,16 @@
 #pragma once
 
-#include "marshal/typecode/typecode_table.h"
 #include "marshal/types.h"
 
 #include <concepts>
 #include <iosfwd>
-#include <memory>
+
+class CORBA_MarshalInBuffer;
+class CORBA_MarshalOutBuffer;
+class CORBA_TypeCode;
+namespace harbolance {
+class StreamTypeCodes;
+}
 
 // The vocabulary of typed operations that every value of the ORB is written and read with. The two classes
 // here carry it out as readable text over a standard stream; the marshal buffers of vbuf.h override it with
@@ -19,9 +24,9 @@
 // borrowed and has to outlive this one.
 class TRXostream {
 public:
-    using Cleanup = TRXTypeCodePositions::Cleanup;
+    using Cleanup = void (*)(CORBA_TypeCode*);
 
-    explicit TRXostream(std::ostream& strm) : TRXostream(&strm) {}
+    explicit TRXostream(std::ostream& strm) : _strm(&strm) {}
     TRXostream(const TRXostream&) = delete;
     TRXostream& operator=(const TRXostream&) = delete;
     virtual ~TRXostream();
@@ -78,33 +83,32 @@ public:
     // `std::endl` ends the line of a text stream; a marshal buffer takes it as a string of one newline.
     TRXostream& operator<<(std::ostream& (*manipulator)(std::ostream&));
 
-    std::ostream* stream() const { return _strm; } // null in a marshal buffer
+    // Which of the two this is: the other one is null.
+    std::ostream* stream() const { return _strm; }
+    CORBA_MarshalOutBuffer* buffer() const { return _buffer; }
 
 protected:
-    explicit TRXostream(std::ostream* strm) : _strm(strm) {}
-
-    TRXTypeCodePositions& table();
+    explicit TRXostream(CORBA_MarshalOutBuffer* buffer) : _buffer(buffer) {}
 
 private:
+    harbolance::StreamTypeCodes& typecodes();
     template <class T>
     TRXostream& print(T value);
     template <class T>
     TRXostream& printAll(const T* array, CORBA_ULong count);
 
-    std::unique_ptr<TRXTypeCodePositions> _table; // made when the first TypeCode is stored
-    CORBA_Long _stored = 0;
-    CORBA_Long _depth = 0;
-    std::ostream* _strm;
-    Cleanup _cleanup = nullptr;
+    harbolance::StreamTypeCodes* _typecodes = nullptr; // owned; made on first use
+    std::ostream* _strm = nullptr;
+    CORBA_MarshalOutBuffer* _buffer = nullptr;
 };
 
 // The text form read back: each value by the standard extractor, then one character is consumed. Bad text
 // leaves the standard stream in its failed state and the value at 0, null or the empty string.
 class TRXistream {
 public:
-    using Cleanup = TRXTypeCodePositions::Cleanup;
+    using Cleanup = void (*)(CORBA_TypeCode*);
 
-    explicit TRXistream(std::istream& strm) : TRXistream(&strm) {}
+    explicit TRXistream(std::istream& strm) : _strm(&strm) {}
     TRXistream(const TRXistream&) = delete;
     TRXistream& operator=(const TRXistream&) = delete;
     virtual ~TRXistream();
@@ -162,20 +166,21 @@ public:
     // Whether `count` more octets are there. To be asked before anything is allocated for them.
     virtual bool has(CORBA_ULong count) const;
 
-    std::istream* stream() const { return _strm; } // null in a marshal buffer
+    // Which of the two this is: the other one is null.
+    std::istream* stream() const { return _strm; }
+    CORBA_MarshalInBuffer* buffer() const { return _buffer; }
 
 protected:
-    explicit TRXistream(std::istream* strm) : _strm(strm) {}
+    explicit TRXistream(CORBA_MarshalInBuffer* buffer) : _buffer(buffer) {}
 
 private:
+    harbolance::StreamTypeCodes& typecodes();
     template <class T>
     TRXistream& scan(T& value);
     template <class T>
     TRXistream& scanAll(T* array, CORBA_ULong count);
 
-    std::unique_ptr<TRXTypeCodePositions> _table;
-    CORBA_Long _stored = 0;
-    CORBA_Long _depth = 0;
-    std::istream* _strm;
-    Cleanup _cleanup = nullptr;
+    harbolance::StreamTypeCodes* _typecodes = nullptr; // owned; made on first use
+    std::istream* _strm = nullptr;
+    CORBA_MarshalInBuffer* _buffer = nullptr;
 };

@@ -314,7 +314,7 @@ void EncapsulationReader::readEncapsulation(CORBA_TypeCode& type, TRXistream& st
     CORBA_OctetSequence copy;
     const unsigned char* octets = nullptr;
     CORBA_ULong length = 0;
-    if (auto* buffer = dynamic_cast<CORBA_MarshalInBuffer*>(&stream)) {
+    if (CORBA_MarshalInBuffer* buffer = stream.buffer()) {
         octets = buffer->octets_in_place(length);
     } else {
         stream >> copy;

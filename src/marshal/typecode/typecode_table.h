@@ -6,50 +6,62 @@
 
 class CORBA_TypeCode;
 
-// A TypeCode and where it began. A table of them by position cannot be filled with collisions by a peer, who
-// chooses the positions.
-struct TRXTypeCodeAt {
-    int64_t position = 0;
-    CORBA_TypeCode* type = nullptr;
-};
-
-struct TRXByPosition : harbolance::GrowAtNineTenths {
-    using Entry = TRXTypeCodeAt;
-    static bool isFree(const Entry& entry) { return !entry.type; }
-    static uint32_t hash(const Entry& entry) { return hash(entry.position); }
-    static uint32_t hash(int64_t position) { return static_cast<uint32_t>(position); }
-    static uint64_t fingerprint(const Entry& entry) { return fingerprint(entry.position); }
-    static uint64_t fingerprint(int64_t position) {
-        return harbolance::mixFingerprint(0, static_cast<uint64_t>(position));
-    }
-    static bool equal(const Entry& stored, const Entry& entry) { return stored.position == entry.position; }
-    static bool equal(const Entry& stored, int64_t position) { return stored.position == position; }
-};
+namespace harbolance {
 
 // What a stream remembers of the TypeCodes that have passed, so that a flat TypeCode can point back at an
-// earlier one. The stream's cleanup function is given each object when the table is reset, with the reference
-// that whoever stored it left there.
-class TRXTypeCodePositions {
+// earlier one and a dump can tell that a type comes again.
+class StreamTypeCodes {
 public:
+    using Cleanup = void (*)(CORBA_TypeCode*);
+
+    StreamTypeCodes() = default;
+    StreamTypeCodes(const StreamTypeCodes&) = delete;
+    StreamTypeCodes& operator=(const StreamTypeCodes&) = delete;
+    ~StreamTypeCodes() { reset(); }
+
     // Raises CORBA_BAD_PARAM when the position or the object is there already, and keeps what was there.
     void store(CORBA_Long position, CORBA_TypeCode* object);
     // Both raise CORBA_OBJECT_NOT_EXIST for what was never stored.
     CORBA_Long positionOf(const CORBA_TypeCode* object) const;
     CORBA_TypeCode* objectAt(CORBA_Long position) const;
+    // Forgets all of them: the cleanup function gets each, with the reference that whoever stored it left there.
+    void reset();
 
-    using Cleanup = void (*)(CORBA_TypeCode*);
-    void reset(Cleanup cleanup);
+    CORBA_Long stored = 0; // since the last reset
+    CORBA_Long depth = 0;
+    Cleanup cleanup = nullptr;
 
 private:
-    struct ByObject : harbolance::GrowAtNineTenths {
-        using Entry = TRXTypeCodeAt;
+    struct TypeAt {
+        CORBA_Long position = 0;
+        CORBA_TypeCode* type = nullptr;
+    };
+    // The peer chooses the positions: the fingerprint keeps him from making them collide.
+    struct ByPosition : GrowAtNineTenths {
+        using Entry = TypeAt;
         static bool isFree(const Entry& entry) { return !entry.type; }
-        static uint32_t hash(const Entry& entry) { return harbolance::pointerHash(entry.type); }
-        static uint32_t hash(const CORBA_TypeCode* type) { return harbolance::pointerHash(type); }
+        static uint32_t hash(const Entry& entry) { return hash(entry.position); }
+        static uint32_t hash(CORBA_Long position) { return static_cast<uint32_t>(position); }
+        static uint64_t fingerprint(const Entry& entry) { return fingerprint(entry.position); }
+        static uint64_t fingerprint(CORBA_Long position) {
+            return mixFingerprint(0, static_cast<uint64_t>(position));
+        }
+        static bool equal(const Entry& stored, const Entry& entry) {
+            return stored.position == entry.position;
+        }
+        static bool equal(const Entry& stored, CORBA_Long position) { return stored.position == position; }
+    };
+    struct ByObject : GrowAtNineTenths {
+        using Entry = TypeAt;
+        static bool isFree(const Entry& entry) { return !entry.type; }
+        static uint32_t hash(const Entry& entry) { return pointerHash(entry.type); }
+        static uint32_t hash(const CORBA_TypeCode* type) { return pointerHash(type); }
         static bool equal(const Entry& stored, const Entry& entry) { return stored.type == entry.type; }
         static bool equal(const Entry& stored, const CORBA_TypeCode* type) { return stored.type == type; }
     };
 
-    harbolance::HashTable<TRXByPosition> _objects{16};
-    harbolance::HashTable<ByObject> _positions{16};
+    HashTable<ByPosition> _objects{16};
+    HashTable<ByObject> _positions{16};
 };
+
+} // namespace harbolance

@@ -242,8 +242,8 @@ bool EncapsulatingWriter::writeIndirection(const CORBA_TypeCode& type, TRXostrea
 }
 
 void EncapsulatingWriter::encapsulate(const CORBA_TypeCode& type, TRXostream& stream) {
-    if (auto* buffer = dynamic_cast<CORBA_MarshalOutBuffer*>(&stream)) {
-        encapsulate(type, *buffer);
+    if (stream.buffer()) {
+        encapsulate(type, *stream.buffer());
         return;
     }
     char small[256]; // what most types fit into
