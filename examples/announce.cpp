@@ -8,8 +8,8 @@
 // turn the event loop, which keeps the session alive and moves the registrations to another agent when one
 // goes away.
 
-#include "agent/session/dsuser.h"
-#include "orb/vorb.h"
+#include <harbolance/agent.h>
+#include <harbolance/corba.h>
 
 #include <cstdlib>
 #include <iostream>
@@ -126,7 +126,7 @@ size_t announce(DSUser& session, const Options& options, const DSAddr& address) 
 } // namespace
 
 int main(int argc, char** argv) {
-    CORBA_ORB_init(argc, argv);
+    CORBA::ORB_init(argc, argv);
     TRXORB::current()->parse(argc, argv, "-OA");
     const Options options = parse(argc, argv);
     const DSAddr address =

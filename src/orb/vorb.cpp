@@ -1,6 +1,5 @@
 #include "orb/vorb.h"
 
-#include "marshal/exception/orb_exceptions.h"
 #include "marshal/exception/vexcept.h"
 
 namespace {

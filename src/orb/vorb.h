@@ -1,5 +1,6 @@
 #pragma once
 
+#include "marshal/exception/orb_exceptions.h"
 #include "marshal/sequence/string_sequence.h"
 #include "object/vobject.h"
 #include "object/vprop.h"
@@ -10,8 +11,15 @@
 // The ORB: how a program starts it and what it asks of it. The steps of the start-up and the shut-down are in
 // start_up.cpp, what takes part in them in module_registry.h.
 
+// It is not counted: the references that programs duplicate and release are all to the one ORB, which lives
+// until the process ends.
 class CORBA_ORB {
 public:
+    using InvalidName = CORBA_ORB_InvalidName;
+
+    static CORBA_ORB* _duplicate(CORBA_ORB* orb) { return orb; }
+    static CORBA_ORB* _nil() { return nullptr; }
+
     // The names that `resolve_initial_references` knows; the caller owns the sequence.
     virtual CORBA_StringSequence* list_initial_services() = 0;
     // The object, or nil; the caller owns the reference. Raises CORBA_ORB_InvalidName for an unknown name,
@@ -19,6 +27,12 @@ public:
     virtual CORBA_Object* resolve_initial_references(const char* name) = 0;
     virtual ~CORBA_ORB();
 };
+
+inline void CORBA_release(CORBA_ORB*) {}
+inline bool CORBA_is_nil(const CORBA_ORB* orb) { return orb == nullptr; }
+
+using CORBA_ORB_ptr = CORBA_ORB*;
+using CORBA_ORB_var = TRXVar<CORBA_ORB>;
 
 // Starts the ORB with the id that `orb_id`, or else -ORBid, or else "ORB" names, and returns it; later calls
 // return the same one, which stays the library's. Null for an unknown id.
