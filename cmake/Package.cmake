@@ -12,5 +12,6 @@ install(FILES ${CMAKE_BINARY_DIR}/HarbolanceConfig.cmake ${CMAKE_BINARY_DIR}/Har
 
 # Relative, so that the file stays true under `cmake --install --prefix`.
 file(RELATIVE_PATH pkgconfig_to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" pkgconfig_to_prefix ${pkgconfig_to_prefix})
 configure_file(${CMAKE_CURRENT_LIST_DIR}/harbolance.pc.in ${CMAKE_BINARY_DIR}/harbolance.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/harbolance.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
