@@ -3,7 +3,7 @@
 #include "agent/session/dsoptions.h"
 #include "orb/module_registry.h"
 
-// By these objects the folder takes part in the start-up; src/modules.cpp makes one of each.
+// The objects by which this folder takes part in the start-up. src/modules.cpp makes one of each.
 
 // The location service's own options, each of which takes a value:
 //

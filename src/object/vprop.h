@@ -26,7 +26,7 @@ public:
     // Puts every property of the other list into this one.
     virtual void merge(const TRXPropertyList& other);
 
-    // The value without ownership of a plain pointer to care for.
+    // The value, empty when the key is absent; for readers inside the library.
     std::optional<std::string> property(const char* key) const;
     // As strtol base 10 reads it: the leading digits, or 0.
     std::optional<long> number(const char* key) const;

@@ -31,8 +31,8 @@ struct Dictionaries {
     HashTable<ByKey<&TRXTypeInfo::id>> byId{16};
 };
 
-// Made by the first registration or look-up and never destroyed: handles leave it until the process has
-// ended.
+// Made by the first registration or look-up and never destroyed: static handles of any file are removed from
+// them while the process ends.
 Dictionaries& dictionaries() {
     static auto* const made = new Dictionaries;
     return *made;
@@ -117,7 +117,8 @@ TRXSkeleton TRXTypeInfo::findMethod(const char* operation, const CORBA_TypeInfo*
     return _methods.front().skeleton;
 }
 
-// Depth first, and what is in the table already stays: so the nearest definition wins.
+// Depth first. `insert` keeps an entry that is in the table already, so the first definition that is met
+// hides the later ones.
 void TRXTypeInfo::mergeMethodsInto(MethodTable& table) const {
     for (const TRXMethod& method : _methods)
         table.insert({method.operation, method.skeleton, this});
@@ -145,7 +146,7 @@ bool tracing() {
 }
 
 void traceName(const char* name) {
-    // The first registrations run before the standard streams of this unit are set up.
+    // Registrations run in static constructors, possibly before those of the standard streams.
     static const std::ios_base::Init streams;
     std::cout << "Static initializating class: " << (name ? name : "(null)") << "\n";
 }
@@ -166,7 +167,7 @@ void traceBases(std::span<const CORBA_TypeInfo* const> bases) {
 } // namespace
 
 CORBA_TypeInfo::CORBA_TypeInfo(const char* name, CORBA_ULong methodCount, const TRXMethod* methods) {
-    tracing(); // whichever half comes first reads the variable, and this one is never traced
+    tracing(); // the first registration of the process reads the variable; skeleton halves are not traced
     _impl = TRXTypeInfo::findOrMake(name);
     _impl->setMethods(methodCount, methods, this);
 }

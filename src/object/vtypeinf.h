@@ -50,8 +50,8 @@ public:
     // change nothing.
     void registerStub(const CORBA_TypeInfo* owner, const char* id, TRXObjectFactory factory,
                       std::vector<const CORBA_TypeInfo*> bases);
-    // The half that this handle brought goes, as when its library is unloaded: nothing of it is left in the
-    // entry. Types that derive from this one go first.
+    // Removes the half that `handle` entered, for example when its library is unloaded. Types that derive
+    // from this one have to be removed before.
     void withdraw(const CORBA_TypeInfo* handle);
 
     const char* name() const { return _name.in(); }
@@ -66,26 +66,28 @@ public:
         _skeleton_owner = handle;
     }
 
-    // Whether this type or one of its bases has that repository id. A type without one of its own says no.
+    // Whether this type or one of its bases has that repository id. False for a type that has none itself,
+    // whatever its bases have.
     bool hasId(const char* id) const;
 
-    // The skeleton of an operation of this type or its bases, and the type that it belongs to. The derived
-    // type's goes before its bases', an earlier base's before a later one's. A type whose own table begins
-    // with "__dynamic" takes every other operation with that entry. Null when nobody takes the operation;
-    // `out` is unchanged then.
+    // Finds the skeleton of an operation of this type or of its bases, and in `out` the type that it belongs
+    // to. A type's own operations hide those of its bases, and an earlier base's those of a later one. An
+    // operation that is not found goes to the first entry of the type's own table if that is "__dynamic".
+    // Otherwise the result is null and `out` is unchanged.
     TRXSkeleton findMethod(const char* operation, const CORBA_TypeInfo*& out);
 
     bool hasFactory() const { return _factory || _user_factory; }
-    // A new stub with one reference. There has to be a factory; the user's goes first.
+    // A new stub with one reference, from the user's factory if there is one. Without any factory the process
+    // ends: ask `hasFactory` before.
     CORBA_Object* createStub() const;
     void setUserFactory(TRXObjectFactory factory) { _user_factory = factory; } // null clears it
 
-    // What the wrap function puts around the object, from the factories of its side; the object itself when
-    // there is no such function.
+    // The object inside the wrappers of its side, client for a stub and server for a servant. The object
+    // itself without a wrap function.
     CORBA_Object* createWrappedObject(CORBA_Object* object);
     void setWrapper(TRXWrapFunction wrap) { _wrap = wrap; }
     void addFactory(TRXObjectFactory factory, bool client) { factories(client).append(factory); }
-    // Takes the first one that is equal out; the others keep their order.
+    // Removes the first one that is equal; the others keep their order.
     void removeFactory(TRXObjectFactory factory, bool client) { factories(client).remove(factory); }
 
 private:
@@ -126,9 +128,10 @@ private:
     TRXObjectFactoryList _server_factories;
 };
 
-// What generated code holds for each interface, one static object for each half: making it enters that half
-// in the registry, and both halves share one TRXTypeInfo. The address of the stub half's handle is passed
-// around as the type. It may stand in a list of bases before it is constructed; until then it knows nothing.
+// The handle that generated code has as a static object for each half of an interface. Its address, that of
+// the stub half, is passed around as the type. It may stand in a list of bases before it is constructed,
+// since bases are looked at when a question is asked; until it is constructed it answers as a type without
+// name.
 class CORBA_TypeInfo {
 public:
     // The skeleton half. The table is not copied.
@@ -157,7 +160,7 @@ public:
 
     CORBA_TypeInfo(const CORBA_TypeInfo&) = delete;
     CORBA_TypeInfo& operator=(const CORBA_TypeInfo&) = delete;
-    ~CORBA_TypeInfo(); // takes its half back
+    ~CORBA_TypeInfo(); // removes its half
 
     // Both are the same interface.
     bool operator==(const CORBA_TypeInfo& other) const {
@@ -171,12 +174,12 @@ public:
     TRXTypeInfo* impl() const { return _impl.get(); } // null before construction
     const char* name() const { return _impl ? _impl->name() : nullptr; }
     const char* id() const { return _impl ? _impl->id() : nullptr; }
-    // Whether this interface derives from `base`: directly and as from its first base with `firstOnly`, else
-    // at any distance. No interface is its own base.
+    // Whether this interface derives from `base`, at any distance. With `firstOnly`: whether `base` is the
+    // first of its direct bases. No interface is its own base.
     bool is_a(const CORBA_TypeInfo* base, bool firstOnly) const;
 
     CORBA_Object* createWrappedObject(CORBA_Object* object) const;
-    // A new stub with what is wrapped around it. The caller owns the result.
+    // A new stub inside its wrappers. The caller owns the result.
     CORBA_Object* createWrappedStub() const;
 
 private:

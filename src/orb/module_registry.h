@@ -26,7 +26,7 @@ public:
 
     // Runs in every CORBA_ORB_init, also in those that come without a command line and have `argc` 0.
     virtual void ORB_init(int& argc, char** argv, CORBA_ORB* orb);
-    // Runs for every adapter that is made or asked for by name.
+    // Runs in every BOA_init of the ORB, once the adapter has been found or made.
     virtual void BOA_init(int& argc, char** argv, CORBA_BOA* boa);
 
     // Calls the hook of all of them, in their order.
