@@ -5,7 +5,7 @@ namespace locd {
 bool Endpoint::open(in_addr_t address, int port) {
     address_ = address;
     UdpSocket& socket = sockets_.emplace_back();
-    if (!socket.open(address, port))
+    if (!socket.open(address, port) || !routes_.open())
         return false;
     if (address == INADDR_ANY)
         return true;
@@ -17,13 +17,16 @@ bool Endpoint::open(in_addr_t address, int port) {
     return true;
 }
 
+in_addr_t Endpoint::localAddressTowards(const sockaddr_in& peer) const {
+    return address_ != INADDR_ANY ? address_ : routes_.localAddressTowards(peer);
+}
+
 DSAddr* Endpoint::addressFor(const sockaddr_in& peer, int port) const {
-    const in_addr_t local = address_ != INADDR_ANY ? address_ : localAddressTowards(peer);
-    return new DSAddr(port, in_addr{local});
+    return new DSAddr(port, in_addr{localAddressTowards(peer)});
 }
 
 in_addr_t Endpoint::publicAddress(const sockaddr_in& client) const {
-    const in_addr_t local = address_ != INADDR_ANY ? address_ : localAddressTowards(client);
+    const in_addr_t local = localAddressTowards(client);
     return address_ == INADDR_ANY && isLoopback(local) ? primaryAddress() : local;
 }
 

@@ -20,6 +20,9 @@ namespace {
 // Bursts come when many processes start at once; the kernel cuts this down to what it allows.
 constexpr int receiveArea = 4 * 1024 * 1024;
 
+// Connections that the kernel completes before they are accepted.
+constexpr int backlog = 128;
+
 class Interfaces {
 public:
     Interfaces() {
@@ -63,18 +66,6 @@ std::string textOf(const sockaddr_in& address) {
     return textOf(address.sin_addr.s_addr) + ':' + std::to_string(portOf(address));
 }
 
-in_addr_t localAddressTowards(const sockaddr_in& peer) {
-    const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (fd == -1)
-        return 0;
-    sockaddr_in local{};
-    socklen_t length = sizeof local;
-    const bool known =
-        ::connect(fd, generic(peer), sizeof peer) == 0 && ::getsockname(fd, generic(local), &length) == 0;
-    ::close(fd);
-    return known ? local.sin_addr.s_addr : 0;
-}
-
 in_addr_t primaryAddress() {
     in_addr_t found = 0;
     Interfaces().forEach([&](in_addr_t address, in_addr_t) {
@@ -95,22 +86,23 @@ std::vector<in_addr_t> broadcastAddressesOf(in_addr_t local) {
     return found;
 }
 
-UdpSocket::UdpSocket(UdpSocket&& other) noexcept
+Socket::Socket(Socket&& other) noexcept
     : fd_(std::exchange(other.fd_, -1)), port_(std::exchange(other.port_, 0)) {}
 
-UdpSocket::~UdpSocket() {
+Socket::~Socket() {
     if (fd_ != -1)
         ::close(fd_);
 }
 
-bool UdpSocket::open(in_addr_t address, int port, bool shared) {
-    fd_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd_ == -1)
-        return false;
+bool Socket::make(int type) {
+    fd_ = ::socket(AF_INET, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    return fd_ != -1;
+}
+
+bool Socket::bind(in_addr_t address, int port, bool shared) {
     const int on = 1;
     if (shared && ::setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == -1)
         return false;
-    ::setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &receiveArea, sizeof receiveArea);
     sockaddr_in local = socketAddress(address, port);
     socklen_t length = sizeof local;
     if (::bind(fd_, generic(local), sizeof local) == -1 || ::getsockname(fd_, generic(local), &length) == -1)
@@ -119,14 +111,40 @@ bool UdpSocket::open(in_addr_t address, int port, bool shared) {
     return true;
 }
 
+bool UdpSocket::open(in_addr_t address, int port, bool shared) {
+    if (!make(SOCK_DGRAM))
+        return false;
+    ::setsockopt(fd(), SOL_SOCKET, SO_RCVBUF, &receiveArea, sizeof receiveArea);
+    return bind(address, port, shared);
+}
+
 ssize_t UdpSocket::receive(std::span<uint8_t> area, sockaddr_in& from) const {
     socklen_t length = sizeof from;
     return uninterrupted(
-        [&] { return ::recvfrom(fd_, area.data(), area.size(), 0, generic(from), &length); });
+        [&] { return ::recvfrom(fd(), area.data(), area.size(), 0, generic(from), &length); });
 }
 
 void UdpSocket::send(std::span<const uint8_t> octets, const sockaddr_in& to) const {
-    uninterrupted([&] { return ::sendto(fd_, octets.data(), octets.size(), 0, generic(to), sizeof to); });
+    uninterrupted([&] { return ::sendto(fd(), octets.data(), octets.size(), 0, generic(to), sizeof to); });
+}
+
+bool TcpListener::open(in_addr_t address, int port) {
+    return make(SOCK_STREAM) && bind(address, port, true) && ::listen(fd(), backlog) == 0;
+}
+
+int TcpListener::accept() const {
+    return uninterrupted([&] { return ::accept4(fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK); });
+}
+
+in_addr_t RouteFinder::localAddressTowards(const sockaddr_in& peer) const {
+    // A second connect keeps the source address of the first one unless the socket is disconnected between.
+    const sockaddr none{AF_UNSPEC, {}};
+    sockaddr_in local{};
+    socklen_t length = sizeof local;
+    const bool known = ::connect(fd(), &none, sizeof none) == 0 &&
+                       ::connect(fd(), generic(peer), sizeof peer) == 0 &&
+                       ::getsockname(fd(), generic(local), &length) == 0;
+    return known ? local.sin_addr.s_addr : 0;
 }
 
 } // namespace locd

@@ -24,37 +24,61 @@ inline uint64_t keyOf(const sockaddr_in& address) { return keyOf(address.sin_add
 std::string textOf(const sockaddr_in& address);
 std::string textOf(in_addr_t address);
 
-// The local address from which a datagram to `peer` would leave; 0 when there is no way.
-in_addr_t localAddressTowards(const sockaddr_in& peer);
-
 // The first local address that other hosts can reach; that of the loopback when there is none.
 in_addr_t primaryAddress();
 
 // Where broadcasts to the network of this local address go. Empty when it has none.
 std::vector<in_addr_t> broadcastAddressesOf(in_addr_t local);
 
-// A non-blocking UDP socket that closes itself.
-class UdpSocket {
+// A non-blocking IPv4 socket that closes itself.
+class Socket {
 public:
-    UdpSocket() = default;
-    UdpSocket(UdpSocket&& other) noexcept;
-    UdpSocket& operator=(UdpSocket&&) = delete;
-    ~UdpSocket();
+    Socket() = default;
+    Socket(Socket&& other) noexcept;
+    Socket& operator=(Socket&&) = delete;
+    ~Socket();
 
-    // Port 0 is any. With `shared` other sockets may have the same address, which the kernel allows for
-    // datagrams to a broadcast address: each of them gets a copy. False with errno set.
-    bool open(in_addr_t address, int port, bool shared = false);
     int fd() const { return fd_; }
     int port() const { return port_; }
+
+protected:
+    // Both false with errno set. Port 0 is any. `shared` is SO_REUSEADDR.
+    bool make(int type);
+    bool bind(in_addr_t address, int port, bool shared);
+
+private:
+    int fd_ = -1;
+    int port_ = 0;
+};
+
+class UdpSocket : public Socket {
+public:
+    // With `shared` other sockets may have the same address, which the kernel allows for datagrams to a
+    // broadcast address: each of them gets a copy. False with errno set.
+    bool open(in_addr_t address, int port, bool shared = false);
 
     // The octets received, at most those of `area`, or -1 when nothing is there.
     ssize_t receive(std::span<uint8_t> area, sockaddr_in& from) const;
     // A datagram that the system does not take is lost, like any other.
     void send(std::span<const uint8_t> octets, const sockaddr_in& to) const;
+};
 
-private:
-    int fd_ = -1;
-    int port_ = 0;
+class TcpListener : public Socket {
+public:
+    // False with errno set. Connections of a former process on that port are no obstacle.
+    bool open(in_addr_t address, int port);
+    // A non-blocking connection, or -1 with errno set: EAGAIN when there is none.
+    int accept() const;
+};
+
+// Asks the system for routes. It keeps one socket for that, so that a process without free descriptors still
+// knows its addresses.
+class RouteFinder : public Socket {
+public:
+    // False with errno set.
+    bool open() { return make(SOCK_DGRAM); }
+    // The local address from which a datagram to `peer` would leave; 0 when there is no route.
+    in_addr_t localAddressTowards(const sockaddr_in& peer) const;
 };
 
 } // namespace locd

@@ -26,7 +26,7 @@ void Notifier::tell(const ServiceName& service, DSProvider* provider, int status
 }
 
 bool Notifier::fits(DSProvider* provider) {
-    return endpoint_.fits(*NCRef<DSReply>(new DSReply(DSReplyTrigger, *nothing_, DSStatusDone, provider)));
+    return 0 < endpoint_.sizeOf(*NCRef<DSReply>(new DSReply(DSReplyTrigger, *nothing_, DSStatusDone, provider)));
 }
 
 void Notifier::enqueue(Client& client, DSProvider* provider, int status) {
