@@ -1,6 +1,9 @@
 #include "locd/agent.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdio>
 
 namespace locd {
 
@@ -9,14 +12,25 @@ namespace {
 // Datagrams read in one go, so that timers and connections get their turn under load.
 constexpr int datagramsAtOnce = 64;
 
+// Of this process, -1 when the system does not tell.
+long residentKiB() {
+    long all = 0;
+    long resident = 0;
+    std::FILE* file = std::fopen("/proc/self/statm", "r");
+    const bool known = file && std::fscanf(file, "%ld %ld", &all, &resident) == 2;
+    if (file)
+        std::fclose(file);
+    return known ? resident * (sysconf(_SC_PAGESIZE) / 1024) : -1;
+}
+
 } // namespace
 
-Agent::Agent(const Options& options)
-    : options_(options), log_(options.verbose), registry_(*this),
+Agent::Agent(const Options& options, Log& log)
+    : options_(options), log_(log), registry_(*this),
       notifier_(endpoint_, {[this](Client& client) { watch_.suspect(client); },
                             [this](Client& client) { overrun_.push_back(client.address); }}),
       watch_(endpoint_, clients_, options.checkInterval,
-             [this](Client& client) { sessions_.drop(client, "has vanished"); }),
+             [this](Client& client) { sessions_.dropAndTell(client, "has vanished"); }),
       peers_(log_, endpoint_, options.peers, options.interval,
              {[this](const Peer& peer) { links_.heard(peer); },
               [this](const Peer& peer) { links_.left(peer); }}),
@@ -38,13 +52,15 @@ Agent::~Agent() {
     });
 }
 
-bool Agent::start() {
-    if (!endpoint_.open(options_.address, options_.port) || !lists_.open(options_.address))
-        return false;
+std::optional<int> Agent::start() {
+    if (!endpoint_.open(options_.address, options_.port))
+        return options_.port;
+    if (!lists_.open(options_.address, options_.listPort))
+        return options_.listPort;
     for (const UdpSocket& socket : endpoint_.sockets())
         dpDispatcher::instance()->link(socket.fd(), dpDispatcher::readMask, this);
     peers_.start();
-    return true;
+    return std::nullopt;
 }
 
 int Agent::inputReady(int fd) {
@@ -68,7 +84,7 @@ void Agent::receive(size_t size, const sockaddr_in& from) {
     auto* reply = nc_cast<DSReply>(record.get());
     const auto* message = nc_cast<DSAMessage>(record.get());
     if (reply && reply->isCurrentVersion()) {
-        if (leaving_ || (!inquiries_.take(*reply) && !links_.take(*reply, from)))
+        if (leaving_ || (!inquiries_.take(*reply, from) && !links_.take(*reply, from)))
             sessions_.receive(*reply, from);
     } else if (leaving_) {
         // A client that looks for another agent must not find this one.
@@ -82,7 +98,7 @@ void Agent::receive(size_t size, const sockaddr_in& from) {
         receive(*message, from);
     } else {
         ++malformed_;
-        log_("dropped %zu octets from %s, %llu datagrams so far", size, textOf(from).c_str(),
+        log_(LogLevel::info, "dropped %zu octets from %s, %llu datagrams so far", size, textOf(from).c_str(),
              static_cast<unsigned long long>(malformed_));
     }
 }
@@ -90,7 +106,7 @@ void Agent::receive(size_t size, const sockaddr_in& from) {
 void Agent::receive(const DSAMessage& message, const sockaddr_in& from) {
     NCRef<DSAReply> reply;
     if (message.msgType() == DSTypeLocateAgent) {
-        if (!peers_.takeAnnouncement(message, from)) {
+        if (peers_.take(message, from)) {
             const NCRef<DSAddr> address(endpoint_.addressFor(from, endpoint_.port()));
             reply = new DSAReply(DSReplyAgentLocated, message, DSStatusDone, address.get());
         }
@@ -110,17 +126,18 @@ void Agent::dropOverrun() {
         const sockaddr_in address = overrun_.back();
         overrun_.pop_back();
         if (Client* client = clients_.find(address))
-            sessions_.drop(*client, "does not keep up with its notifications");
+            sessions_.dropAndTell(*client, "does not keep up with its notifications");
     }
 }
 
-void Agent::providerUp(const ServiceName& service, DSProvider* provider) {
-    notifier_.tell(service, provider, DSStatusDone);
+void Agent::providerUp(const Registration& registration) {
+    notifier_.tell(*registration.service, {registration.provider, DSStatusDone, registration.octets});
 }
 
-void Agent::providerDown(const ServiceName& service, DSProvider* provider) {
+void Agent::providerDown(const Registration& registration) {
     if (!leaving_)
-        notifier_.tell(service, provider, DSStatusProviderDown);
+        notifier_.tell(*registration.service,
+                       {registration.provider, DSStatusProviderDown, registration.octets});
 }
 
 void Agent::watchEnds(const ServiceName& service) {
@@ -130,15 +147,16 @@ void Agent::watchEnds(const ServiceName& service) {
 
 void Agent::beginLeaving() {
     leaving_ = true;
-    log_("going down with %u clients", clients_.size());
+    log_(LogLevel::info, "going down with %u clients", clients_.size());
     peers_.leave();
-    repeatFarewell();
+    farewell_ = new DSRequest(DSRequestEndOfSession);
+    sendFarewell();
 }
 
-void Agent::repeatFarewell() {
+void Agent::sendFarewell() {
     clients_.forEach([this](Client& client) {
         if (!client.leaving)
-            endpoint_.send(*NCRef<DSRequest>(new DSRequest(DSRequestEndOfSession)), client.address);
+            endpoint_.send(*farewell_, client.address);
     });
 }
 
@@ -146,6 +164,22 @@ bool Agent::hasLeft() const {
     bool all = true;
     clients_.forEach([&all](const Client& client) { all = all && client.leaving; });
     return all;
+}
+
+void Agent::reportStatus() {
+    const int64_t now = nowMilliseconds();
+    log_.status("up %lld s, port %d, lists at port %d, %u clients, %zu list connections",
+                static_cast<long long>((now - started_) / 1000), port(), lists_.port(), clients_.size(),
+                lists_.connections());
+    log_.status("%u names of %u providers in %zu octets, %u triggers in %zu octets", registry_.names(),
+                registry_.registrations(), registry_.registrationOctets(), registry_.triggers(),
+                registry_.triggerOctets());
+    log_.status("%zu notifications wait, %u services are looked for, %llu datagrams were malformed",
+                notifier_.waiting(), inquiries_.size(), static_cast<unsigned long long>(malformed_));
+    log_.status("memory %ld KiB, %zu other agents", residentKiB(), peers_.all().size());
+    for (const Peer& peer : peers_.all())
+        log_.status("agent %s, last heard %lld s ago", textOf(peer.address).c_str(),
+                    static_cast<long long>((now - peer.lastHeard) / 1000));
 }
 
 } // namespace locd

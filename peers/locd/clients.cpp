@@ -13,17 +13,46 @@ constexpr uint32_t firstTables = 64;
 
 } // namespace
 
-Repeats::Kind Repeats::kindOf(uint32_t number) const {
-    if (isLast(number))
-        return Kind::last;
-    const auto end = recent_.begin() + static_cast<ptrdiff_t>(std::min(count_, recent_.size()));
-    return std::find(recent_.begin(), end, number) != end ? Kind::old : Kind::fresh;
+const RequestMemory::Entry* RequestMemory::find(uint32_t number) const {
+    const auto found = std::find_if(entries_.begin(), entries_.end(), [number](const Entry& entry) {
+        return entry.state != State::fresh && entry.number == number;
+    });
+    return found != entries_.end() ? &*found : nullptr;
 }
 
-void Repeats::begin(uint32_t number) {
-    recent_[count_++ % recent_.size()] = number;
-    answer_.clear();
+RequestMemory::State RequestMemory::stateOf(uint32_t number) const {
+    const Entry* entry = find(number);
+    return entry ? entry->state : State::fresh;
 }
+
+void RequestMemory::begin(uint32_t number) {
+    Entry& entry = entries_[next_];
+    next_ = (next_ + 1) % mostRequests;
+    forgetAnswer(entry);
+    entry.number = number;
+    entry.state = State::underWay;
+}
+
+void RequestMemory::answered(uint32_t number, std::span<const uint8_t> octets) {
+    auto* entry = const_cast<Entry*>(find(number));
+    if (!entry)
+        return;
+    octets_ += octets.size();
+    for (size_t i = 0; octets_ > mostOctets && i < mostRequests; ++i) // the oldest answers first
+        forgetAnswer(entries_[(next_ + i) % mostRequests]);
+    entry->answer.assign(octets.begin(), octets.end());
+    entry->state = State::answered;
+}
+
+void RequestMemory::forgetAnswer(Entry& entry) {
+    if (entry.state != State::answered)
+        return;
+    octets_ -= entry.answer.size();
+    entry.answer = {};
+    entry.state = State::forgotten;
+}
+
+std::span<const uint8_t> RequestMemory::answerTo(uint32_t number) const { return find(number)->answer; }
 
 sockaddr_in Client::verifyAddress() const {
     return verifyPort != 0 ? socketAddress(address.sin_addr.s_addr, verifyPort) : address;

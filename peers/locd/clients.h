@@ -3,59 +3,92 @@
 // The processes that are logged in.
 
 #include "locd/network.h"
-#include "locd/outbox.h"
 #include "locd/registry.h"
 #include "locd/tables.h"
+#include "net/ncrtt.h"
 
 #include <array>
+#include <deque>
 #include <span>
 #include <vector>
 
 namespace locd {
 
-// The requests that a client has sent lately, and the answer to the last one: what is needed to answer a
-// repeat again and to execute nothing twice.
-class Repeats {
+// The requests that a client has sent lately, each with its answer, so that a repeat is answered again and
+// executed once. A client may have several under way.
+class RequestMemory {
 public:
-    enum class Kind {
+    static constexpr size_t mostRequests = 16;
+    // Of all answers that are kept; two of any size always are.
+    static constexpr size_t mostOctets = 16 * 1024;
+
+    enum class State {
         fresh,
-        last, // the answer is `answer`, which is empty while it is being worked out
-        old,  // the client has gone on since
+        underWay, // its answer is being worked out
+        answered,
+        forgotten, // executed long ago, the answer is no longer there
     };
-    Kind kindOf(uint32_t number) const;
-    // From now on `number` is the last request.
+    State stateOf(uint32_t number) const;
+    bool isUnderWay(uint32_t number) const { return stateOf(number) == State::underWay; }
     void begin(uint32_t number);
-    bool isLast(uint32_t number) const { return count_ > 0 && number == last(); }
-    void answered(std::span<const uint8_t> octets) { answer_.assign(octets.begin(), octets.end()); }
-    std::span<const uint8_t> answer() const { return answer_; }
+    void answered(uint32_t number, std::span<const uint8_t> octets);
+    // Of an answered request.
+    std::span<const uint8_t> answerTo(uint32_t number) const;
 
 private:
-    uint32_t last() const { return recent_[(count_ - 1) % recent_.size()]; }
+    struct Entry {
+        uint32_t number = 0;
+        State state = State::fresh; // a free place
+        std::vector<uint8_t> answer;
+    };
 
-    std::array<uint32_t, 16> recent_{};
-    size_t count_ = 0;
-    std::vector<uint8_t> answer_;
+    const Entry* find(uint32_t number) const;
+    void forgetAnswer(Entry& entry);
+
+    std::array<Entry, mostRequests> entries_;
+    size_t next_ = 0; // the oldest entry, which gives way to the next request
+    size_t octets_ = 0;
+};
+
+// A notification that a client has to get.
+struct Notice {
+    NCRef<DSProvider> provider;
+    int status;      // DSStatusDone: it is up; DSStatusProviderDown
+    uint32_t octets; // of the provider, for the limits
+};
+
+// The notifications for one client: one is on its way until the client acknowledges it, the others wait.
+struct Outbox {
+    std::deque<Notice> waiting;
+    size_t octets = 0;         // of those that wait
+    std::vector<uint8_t> sent; // the datagram on its way; empty when there is none
+    uint32_t number = 0;
+    int64_t due = 0; // when it is repeated, in milliseconds
+    NCrtt rtt;
 };
 
 struct Client : Holder {
     sockaddr_in address{};
     int processId = 0;
-    int verifyPort = 0; // 0 when the process has none
-    uint32_t id = 0;
+    int verifyPort = 0;       // 0 when the process has none
+    uint32_t agentId = 0;     // of an agent: the number that it drew when it started
+    uint32_t id = 0;          // of this session, in the cookies of are-you-alive
     in_addr_t agentAddress{}; // of this agent, in the providers that the client registers
-    Repeats repeats;
+    RequestMemory requests;
     std::unique_ptr<Outbox> outbox; // null while there is nothing to tell
     ChainLink<Client> unacknowledged;
-    int64_t lastHeard = 0; // milliseconds
-    int probes = 0;        // are-you-alive sent since it was last heard
-    bool leaving = false;  // has answered the end of session
+    int64_t lastHeard = 0;        // milliseconds; from any of its addresses
+    int64_t sessionLastHeard = 0; // from its session's address
+    int probes = 0;               // are-you-alive sent since it was last heard
+    int sessionProbes = 0;        // and those to its session's address since that was last heard
+    bool leaving = false;         // has answered the end of session
 
     Client() = default;
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
     uint64_t key() const { return keyOf(address); }
-    // Where are-you-alive goes.
+    // Where are-you-alive goes first.
     sockaddr_in verifyAddress() const;
 };
 

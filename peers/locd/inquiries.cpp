@@ -19,33 +19,33 @@ bool Inquiries::ask(const Client& client, const DSRequest& request, DSName& name
     if (peers_.all().empty() || inquiries_.size() >= most)
         return false;
     auto inquiry = std::make_unique<Inquiry>();
-    inquiry->client = client.address;
+    inquiry->client = client.id;
     inquiry->request = const_cast<DSRequest*>(&request);
     inquiry->question = new DSRequest(DSRequestLocate, &name, peers_.id());
-    inquiry->unanswered = peers_.all().size();
+    for (const Peer& peer : peers_.all())
+        inquiry->unanswered.push_back(peer.address);
     inquiry->since = nowMilliseconds();
     inquiry->repeated = false;
-    askAll(*inquiry);
+    send(*inquiry);
     inquiries_.insertAt(inquiries_.indexOf(inquiry->question->msgNum()), std::move(inquiry));
     if (!ticker_.running())
         ticker_.start(tickSeconds);
     return true;
 }
 
-void Inquiries::askAll(const Inquiry& inquiry) {
-    for (const Peer& peer : peers_.all())
-        endpoint_.send(*inquiry.question, peer.address);
+void Inquiries::send(const Inquiry& inquiry) {
+    for (const sockaddr_in& agent : inquiry.unanswered)
+        endpoint_.send(*inquiry.question, agent);
 }
 
-bool Inquiries::take(const DSReply& reply) {
+bool Inquiries::take(const DSReply& reply, const sockaddr_in& from) {
     const auto* found = inquiries_.find(reply.requestNum());
     if (!found)
         return false;
     Inquiry& inquiry = **found;
     auto* provider = reply.replyOk() ? nc_cast<DSProvider>(reply.reply()) : nullptr;
-    // After a repeat some agents answer twice, and their answers no longer tell how many are missing.
-    const bool allAnswered = !inquiry.repeated && --inquiry.unanswered == 0;
-    if (provider || allAnswered)
+    std::erase_if(inquiry.unanswered, [&](const sockaddr_in& agent) { return keyOf(agent) == keyOf(from); });
+    if (provider || inquiry.unanswered.empty())
         finish(reply.requestNum(), provider);
     return true;
 }
@@ -54,8 +54,8 @@ void Inquiries::finish(uint32_t number, DSProvider* found) {
     const auto inquiry = inquiries_.take(number);
     if (inquiries_.size() == 0)
         ticker_.stop();
-    Client* client = clients_.find(inquiry->client);
-    if (client && client->repeats.isLast(inquiry->request->msgNum()))
+    Client* client = clients_.findById(inquiry->client);
+    if (client)
         done_(*client, *inquiry->request, found);
 }
 
@@ -69,7 +69,7 @@ void Inquiries::tick() {
             over.push_back(inquiry.question->msgNum());
         } else if (age >= repeatAfter && !inquiry.repeated) {
             inquiry.repeated = true;
-            askAll(inquiry);
+            send(inquiry);
         }
     }
     for (const uint32_t number : over)

@@ -11,30 +11,30 @@
 
 namespace locd {
 
-// Services that clients look for and that nobody has registered here: all other agents are asked at once, and
-// the first that has the service is believed. An agent that does not answer is asked once more; in the end,
-// well before the client would ask again, the service is not there.
+// Services that clients look for and that are not registered here: all other agents are asked at once, and
+// the first provider that one of them names is the answer. An agent that does not answer is asked once more;
+// in the end, well before the client would ask again, the service is not there.
 class Inquiries {
 public:
     static constexpr uint32_t most = 4096;
 
-    // `done` gives the answer to the client; null for none. It is not called for a client that is gone or
-    // has gone on to another request.
+    // `done` gives the answer to the client; null for none. It is not called when the client is gone.
     using Done = std::function<void(Client&, const DSRequest&, DSProvider*)>;
 
     Inquiries(Endpoint& endpoint, const Clients& clients, const Peers& peers, Done done);
 
-    // False when there is nobody to ask, or too much is being asked.
+    // False when there is no agent to ask, or too much is being asked.
     bool ask(const Client& client, const DSRequest& request, DSName& name);
     // False when the reply answers none of the questions.
-    bool take(const DSReply& reply);
+    bool take(const DSReply& reply, const sockaddr_in& from);
+    uint32_t size() const { return inquiries_.size(); }
 
 private:
     struct Inquiry {
-        sockaddr_in client;
+        uint32_t client; // its id
         NCRef<DSRequest> request;
         NCRef<DSRequest> question;
-        size_t unanswered;
+        std::vector<sockaddr_in> unanswered; // the agents that have not answered
         int64_t since;
         bool repeated;
     };
@@ -46,7 +46,7 @@ private:
         static bool equal(const Entry& stored, uint32_t number) { return hash(stored) == number; }
     };
 
-    void askAll(const Inquiry& inquiry);
+    void send(const Inquiry& inquiry);
     void finish(uint32_t number, DSProvider* found);
     void tick();
 

@@ -3,6 +3,7 @@
 #include "agent/records/dslogin.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace locd {
 
@@ -10,12 +11,20 @@ namespace {
 
 // How finely the time-outs, whole seconds, are watched.
 constexpr double tickSeconds = 0.25;
+// An agent announces itself on several ways at once; it is not asked for its agents each time.
+constexpr int64_t listMilliseconds = 5'000;
+// Of a name beside its text.
+constexpr size_t fieldOctets = 32;
+
+// Value and all, a name may be as long as a datagram. The value tells nobody anything here.
+NCRef<DSName> withoutValue(DSName& name) {
+    return name.value() ? new DSName(name.name(), name.argType(), name.serviceType()) : &name;
+}
 
 } // namespace
 
-Links::Links(const Log& log, Endpoint& endpoint, const Peers& peers, const Registry& registry,
-             Notifier& notifier)
-    : log_(log), endpoint_(endpoint), peers_(peers), registry_(registry), notifier_(notifier),
+Links::Links(Log& log, Endpoint& endpoint, Peers& peers, const Registry& registry, Notifier& notifier)
+    : log_(log), endpoint_(endpoint), peers_(peers), registry_(registry), notifier_(notifier), remote_(*this),
       ticker_([this] { repeat(); }) {}
 
 Links::Link* Links::find(const sockaddr_in& address) const {
@@ -38,58 +47,87 @@ void Links::heard(const Peer& peer) {
     }
     if (!link->working)
         begin(*link);
-    else if (!link->request)
-        addErrand(*link, DSRequestAreYouAlive, nullptr);
+    else if (!link->request && nowMilliseconds() - link->listed >= listMilliseconds)
+        add(*link, DSRequestListAgents);
 }
 
 void Links::left(const Peer& peer) {
+    if (Link* link = find(peer.address))
+        stop(*link);
     std::erase_if(links_, [&](const auto& link) { return keyOf(link->address) == keyOf(peer.address); });
     if (links_.empty())
         ticker_.stop();
 }
 
-// Logs in and tells all that is waited for.
-void Links::begin(Link& link) {
-    link.errands.clear();
+// Until the agent next announces itself. What it told is no longer known to be true, and clients are not told
+// either: processes that lose their agent register at another one.
+void Links::stop(Link& link) {
+    remote_.removeAll(link);
+    link.tasks.clear();
+    link.octets = 0;
     link.request = nullptr;
+    link.working = false;
+}
+
+// Logs in, asks for the agents, and tells all that is waited for.
+void Links::begin(Link& link) {
+    stop(link);
     link.working = true;
-    link.noticed = false;
-    const NCRef<DSLogin> login(new DSLogin(agentLoginName));
-    link.errands.push_back({DSRequestLogin, login.get()});
-    registry_.forEachService([&](const ServiceName& service) {
-        if (service.watchers > 0 && link.errands.size() < mostErrands)
-            link.errands.push_back({DSRequestRegisterTrigger, service.name.get()});
-    });
+    link.overrun = false;
+    link.notified = false;
+    link.tasks.push_back({DSRequestLogin, new DSLogin(agentLoginName), 0});
+    link.tasks.push_back({DSRequestListAgents, nullptr, 0});
     sendNext(link);
+    registry_.forEachService([&](const ServiceName& service) {
+        if (service.watchers > 0)
+            add(link, DSRequestRegisterTrigger, service.name.get());
+    });
     if (!ticker_.running())
         ticker_.start(tickSeconds);
 }
 
 void Links::watch(DSName& name) {
     for (const auto& link : links_)
-        addErrand(*link, DSRequestRegisterTrigger, &name);
+        add(*link, DSRequestRegisterTrigger, &name);
 }
 
 void Links::unwatch(DSName& name) {
+    for (const ServiceName* service = remote_.service(name); service; service = remote_.service(name)) {
+        const Registration& first = *service->registrations.front();
+        remote_.remove(*first.holder, *NCRef<DSProvider>(first.provider));
+    }
     for (const auto& link : links_)
-        addErrand(*link, DSRequestUnregisterTrigger, &name);
+        add(*link, DSRequestUnregisterTrigger, &name);
 }
 
-void Links::addErrand(Link& link, int type, DSResource* object) {
-    if (!link.working || link.errands.size() >= mostErrands)
+void Links::add(Link& link, int type, DSName* name) {
+    if (!link.working)
         return;
-    link.errands.push_back({type, object});
+    const size_t octets = name ? std::strlen(name->name()) + fieldOctets : 0;
+    if (link.octets + octets > mostOctets) {
+        link.overrun = true;
+        return;
+    }
+    const NCRef<DSName> told = name ? withoutValue(*name) : NCRef<DSName>();
+    link.tasks.push_back({type, told.get(), octets});
+    link.octets += octets;
     if (!link.request)
         sendNext(link);
 }
 
 void Links::sendNext(Link& link) {
     link.request = nullptr;
-    if (link.errands.empty())
+    if (link.tasks.empty()) {
+        if (link.overrun)
+            begin(link);
         return;
-    const Errand errand = link.errands.front();
-    link.errands.pop_front();
-    link.request = new DSRequest(errand.type, errand.object.get(), peers_.id());
+    }
+    const Task task = link.tasks.front();
+    link.tasks.pop_front();
+    link.octets -= task.octets;
+    if (task.type == DSRequestListAgents)
+        link.listed = nowMilliseconds();
+    link.request = new DSRequest(task.type, task.object.get(), peers_.id());
     if (!link.rtt.valid)
         link.rtt.reset();
     link.rtt.nrexmt = 0;
@@ -107,37 +145,58 @@ bool Links::take(DSReply& reply, const sockaddr_in& from) {
     }
     if (reply.replyType() != DSReplyTrigger)
         return false;
+    // One that answers a request is a copy of an answer that was taken.
+    if (reply.requestNum() != 0)
+        return true;
     endpoint_.send(*NCRef<DSReply>(new DSReply(DSReplyTriggerAcknowledged, reply, DSStatusDone)), from);
-    const bool repeated = link->noticed && link->lastNotice == reply.msgNum();
-    link->noticed = true;
-    link->lastNotice = reply.msgNum();
-    if (!repeated)
-        handOn(reply.reply(), reply.status());
+    // The other agent sends one after another, with growing numbers: one that is not newer is a copy.
+    const bool isNewer = !link->notified || static_cast<int32_t>(reply.msgNum() - link->lastNotification) > 0;
+    if (isNewer) {
+        link->notified = true;
+        link->lastNotification = reply.msgNum();
+        notify(*link, reply);
+    }
     return true;
 }
 
-void Links::answered(Link& link, const DSReply& reply) {
+void Links::answered(Link& link, DSReply& reply) {
     link.rtt.stop();
+    const int type = link.request->requestType();
+    const bool loggedIn = reply.replyOk() || reply.status() == DSStatusKnownClient;
+    if (type == DSRequestLogin && !loggedIn) {
+        stop(link);
+        return;
+    }
     if (reply.status() == DSStatusReconnect) {
-        // The agent was started anew or has given this one up. When it refuses the login too, that is for
-        // later.
-        const bool refused = link.request->requestType() == DSRequestLogin;
-        link.request = nullptr;
-        link.working = false;
-        if (!refused)
-            begin(link);
+        begin(link); // the agent was started anew or has given this one up
         return;
     }
     if (reply.replyType() == DSReplyTrigger)
-        handOn(reply.reply(), reply.status());
+        notify(link, reply);
+    const auto* agents = type == DSRequestListAgents ? nc_cast<DSSet>(reply.reply()) : nullptr;
+    if (agents) {
+        for (const DSResource* element : *agents) {
+            if (const auto* address = nc_cast<DSAddr>(element))
+                peers_.mentioned(address->socketAddress(), link.address);
+        }
+    }
     sendNext(link);
 }
 
-void Links::handOn(DSResource* object, int status) {
-    auto* provider = nc_cast<DSProvider>(object);
+// Passes on what another agent has told. A provider may be told twice, by a notification and by the answer to
+// a trigger that was under way at the same time.
+void Links::notify(Link& link, DSReply& reply) {
+    auto* provider = nc_cast<DSProvider>(reply.reply());
     const ServiceName* service = provider ? registry_.service(provider->name()) : nullptr;
-    if (service && notifier_.fits(provider))
-        notifier_.tell(*service, provider, status, true);
+    const uint32_t octets = service ? notifier_.octetsOf(provider) : 0;
+    if (octets == 0)
+        return;
+    const bool isDown = reply.status() == DSStatusProviderDown;
+    if (isDown)
+        remote_.remove(link, *provider);
+    else if (remote_.add(link, provider, octets) == Registry::Result::already)
+        return;
+    notifier_.tell(*service, {provider, reply.status(), octets}, true);
 }
 
 void Links::repeat() {
@@ -150,11 +209,9 @@ void Links::repeat() {
 
 void Links::repeat(Link& link) {
     if (++link.rtt.nrexmt > NCrtt::maxRetransmissions) {
-        log_("agent %s does not answer", textOf(link.address).c_str());
+        log_(LogLevel::info, "agent %s does not answer", textOf(link.address).c_str());
         link.rtt.valid = 0;
-        link.working = false;
-        link.request = nullptr;
-        link.errands.clear();
+        stop(link);
         return;
     }
     endpoint_.send(*link.request, link.address);

@@ -1,12 +1,15 @@
 #include "locd/lists.h"
 
-#include "agent/collections/dsset.h"
-#include "locd/network.h"
-#include "locd/statuses.h"
 #include "locd/wire.h"
+#include "stream/nctcpstr.h"
+
+#include <sys/socket.h>
 
 #include <algorithm>
-#include <unistd.h>
+#include <cerrno>
+#include <cstring>
+
+using namespace harbolance;
 
 namespace locd {
 
@@ -14,7 +17,6 @@ namespace {
 
 constexpr uint32_t streamArea = 1024;
 constexpr int queueLength = 1;
-constexpr uint8_t priority = 10;
 constexpr int requestsAtOnce = 16;
 constexpr int64_t requestMilliseconds = 30'000; // until a request is complete
 constexpr int64_t answerMilliseconds = 120'000; // until an answer is taken
@@ -25,17 +27,20 @@ constexpr double sweepSeconds = 1;
 // One peer that asks for lists.
 class Lists::Connection : public dpIOHandler {
 public:
-    Connection(Lists& lists, int fd) : lists_(lists), stream_(streamArea, queueLength) {
-        stream_.setBlocking(false);
-        stream_.setMessageLimit(longestDatagram);
-        stream_.attach(fd);
+    Connection(Lists& lists, Descriptor fd) : lists_(lists), requests_(streamArea, queueLength) {
+        requests_.setBlocking(false);
+        requests_.setMessageLimit(longestDatagram);
+        requests_.attach(fd.release());
         await(dpDispatcher::readMask, requestMilliseconds);
     }
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
-    ~Connection() override { dpDispatcher::instance()->unlink(stream_.fd()); }
+    ~Connection() override { dpDispatcher::instance()->unlink(requests_.fd()); }
 
     int64_t due() const { return due_; }
+    // When it last sent a request or took a part of an answer.
+    int64_t lastActive() const { return lastActive_; }
+    const EncodedList* list() const { return list_.get(); }
 
     int inputReady(int) override {
         for (int i = 0; i < requestsAtOnce; ++i) {
@@ -47,39 +52,30 @@ public:
                 lists_.close(this);
                 return 0;
             }
-            status = stream_.send(lists_.answer(*request).get(), priority);
-            if (status == NCtcpstream::partlyWritten) {
-                await(dpDispatcher::writeMask, answerMilliseconds);
+            lastActive_ = nowMilliseconds();
+            prepare(*request);
+            await(dpDispatcher::writeMask, answerMilliseconds);
+            if (!writeSome())
                 return 0;
-            }
-            if (status != 0) {
-                lists_.close(this);
-                return 0;
-            }
-            due_ = nowMilliseconds() + requestMilliseconds;
         }
         return 0;
     }
 
     int outputReady(int) override {
-        const int status = stream_.flush();
-        if (status == 0)
-            await(dpDispatcher::readMask, requestMilliseconds);
-        else if (status != NCtcpstream::partlyWritten)
-            lists_.close(this);
+        writeSome();
         return 0;
     }
 
 private:
     void await(int mask, int64_t milliseconds) {
-        dpDispatcher::instance()->unlink(stream_.fd());
-        dpDispatcher::instance()->link(stream_.fd(), mask, this);
+        dpDispatcher::instance()->unlink(requests_.fd());
+        dpDispatcher::instance()->link(requests_.fd(), mask, this);
         due_ = nowMilliseconds() + milliseconds;
     }
 
     NCRef<DSRequest> receive(int& status) {
-        NCTransObject* object = stream_.receive();
-        status = stream_.status();
+        NCTransObject* object = requests_.receive();
+        status = requests_.status();
         auto* record = nc_cast<DSResource>(object);
         if (!record)
             delete object;
@@ -87,77 +83,168 @@ private:
         return nc_cast<DSRequest>(held.get());
     }
 
+    void prepare(const DSRequest& request) {
+        list_ = lists_.list(request, spelled_, *this);
+        if (list_) {
+            head_ = encodeHead(request, spelled_, *list_);
+            spelled_ = list_->after;
+        } else {
+            head_ = encodeReply(request, badRequest, spelled_);
+        }
+        written_ = 0;
+    }
+
+    // True when the answer is complete, and then the next request is awaited. Otherwise the rest follows
+    // later, or the connection is gone.
+    bool writeSome() {
+        const size_t total = head_.size() + (list_ ? list_->size() : 0);
+        while (written_ < total) {
+            const bool inHead = written_ < head_.size();
+            const uint8_t* from =
+                inHead ? head_.data() + written_ : list_->data() + (written_ - head_.size());
+            const size_t count = inHead ? head_.size() - written_ : total - written_;
+            const int more = inHead && list_ ? MSG_MORE : 0;
+            const ssize_t sent =
+                uninterrupted([&] { return ::send(requests_.fd(), from, count, MSG_NOSIGNAL | more); });
+            if (sent < 0) {
+                if (errno != EAGAIN)
+                    lists_.close(this);
+                return false;
+            }
+            written_ += static_cast<size_t>(sent);
+            lastActive_ = nowMilliseconds();
+        }
+        list_.reset();
+        await(dpDispatcher::readMask, requestMilliseconds);
+        return true;
+    }
+
     Lists& lists_;
-    NCtcpstream stream_;
+    NCtcpstream requests_; // reads; what is written bypasses it
+    SpelledClasses spelled_;
+    std::vector<uint8_t> head_;
+    std::shared_ptr<const EncodedList> list_; // behind the head; null when there is none
+    size_t written_ = 0;                      // of both
     int64_t due_ = 0;
+    int64_t lastActive_ = nowMilliseconds();
 };
 
-Lists::Lists(const Log& log, const Registry& registry)
-    : log_(log), registry_(registry), listener_(streamArea, queueLength),
-      ticker_([this] { closeOverdue(); }) {}
+Lists::Lists(Log& log, const Registry& registry)
+    : log_(log), registry_(registry), ticker_([this] { sweep(); }) {}
 
-Lists::~Lists() {
-    if (listener_.isOpen())
-        listen(false);
-}
+Lists::~Lists() { listen(false); }
 
-bool Lists::open(in_addr_t address) {
-    listener_.setBlocking(false);
-    if (listener_.listen(0, textOf(address).c_str()) != 0)
+bool Lists::open(in_addr_t address, int port) {
+    if (!listener_.open(address, port))
         return false;
     listen(true);
     return true;
 }
 
 void Lists::listen(bool on) {
-    dpDispatcher::instance()->unlink(listener_.fd());
+    if (listening_)
+        dpDispatcher::instance()->unlink(listener_.fd());
     if (on)
         dpDispatcher::instance()->link(listener_.fd(), dpDispatcher::readMask, this);
+    listening_ = on;
 }
 
+// One connection: without descriptors the system reports that before it looks whether there is another one.
 int Lists::inputReady(int) {
-    const int fd = listener_.accept();
-    if (fd < 0)
+    Descriptor fd = listener_.accept();
+    const bool none =
+        !fd.isOpen() && (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM);
+    if (none && closeMostSilent(nullptr))
+        fd = listener_.accept();
+    else if (none)
+        pause();
+    if (!fd.isOpen() || fd.get() >= dpDispatcher::maxDescriptors)
         return 0;
-    if (fd >= dpDispatcher::maxDescriptors) {
-        ::close(fd);
-        return 0;
-    }
-    connections_.push_back(std::make_unique<Connection>(*this, fd));
     if (connections_.size() >= mostConnections)
-        listen(false);
+        closeMostSilent(nullptr);
+    connections_.push_back(std::make_unique<Connection>(*this, std::move(fd)));
     if (!ticker_.running())
         ticker_.start(sweepSeconds);
     return 0;
 }
 
-void Lists::close(const Connection* connection) {
-    const bool full = connections_.size() >= mostConnections;
-    std::erase_if(connections_, [connection](const auto& open) { return open.get() == connection; });
-    if (full)
-        listen(true);
-    if (connections_.empty())
-        ticker_.stop();
+// Nothing can be accepted. The dispatcher would call again and again: the next sweep listens anew.
+void Lists::pause() {
+    log_(LogLevel::warning, "no descriptor is left for a list connection: %s", std::strerror(errno));
+    listen(false);
+    if (!ticker_.running())
+        ticker_.start(sweepSeconds);
 }
 
-void Lists::closeOverdue() {
+// False when there is none to close.
+bool Lists::closeMostSilent(const Connection* except) {
+    const Connection* silent = nullptr;
+    for (const auto& connection : connections_) {
+        const bool candidate = connection.get() != except && (!except || connection->list());
+        if (candidate && (!silent || connection->lastActive() < silent->lastActive()))
+            silent = connection.get();
+    }
+    if (silent)
+        close(silent);
+    return silent != nullptr;
+}
+
+void Lists::close(const Connection* connection) {
+    std::erase_if(connections_, [connection](const auto& open) { return open.get() == connection; });
+    if (!listening_)
+        listen(true);
+}
+
+void Lists::sweep() {
     const int64_t now = nowMilliseconds();
     for (size_t i = connections_.size(); i-- > 0;) {
         if (connections_[i]->due() <= now)
             close(connections_[i].get());
     }
+    if (!listening_)
+        listen(true);
+    if (connections_.empty())
+        ticker_.stop();
 }
 
-NCRef<DSReply> Lists::answer(const DSRequest& request) const {
-    NCRef<DSSet> set;
+std::shared_ptr<const EncodedList> Lists::list(const DSRequest& request, const SpelledClasses& before,
+                                               const Connection& receiver) {
+    const int type = request.requestType();
     const auto* name = nc_cast<DSName>(request.request());
-    if (request.requestType() == DSRequestListNames)
-        set = names();
-    else if (request.requestType() == DSRequestListProviders && name)
-        set = providers(*name);
-    const int status = set ? static_cast<int>(DSStatusDone) : badRequest;
-    log_("list request %d, answered with %u records", request.requestType(), set ? set->size() : 0);
-    return new DSReply(DSReplyPlain, request, status, set.get());
+    const bool ofProviders = type == DSRequestListProviders && name;
+    if (type != DSRequestListNames && !ofProviders) {
+        log_(LogLevel::debug, "list request %d is refused", type);
+        return nullptr;
+    }
+    std::erase_if(shared_, [](const Shared& one) { return one.list.expired(); });
+    for (const Shared& one : shared_) {
+        const bool same = one.requestType == type && one.version == registry_.version() &&
+                          one.before == before && (!ofProviders || one.name->compare(name) == 0);
+        if (same)
+            return one.list.lock();
+    }
+    const NCRef<DSSet> set = ofProviders ? providers(*name) : names();
+    log_(LogLevel::debug, "list request %d is answered with %u records", type, set->size());
+    makeSpace(receiver);
+    auto encoded = encodeList(request, *set, before);
+    if (encoded)
+        shared_.push_back(
+            {type, ofProviders ? new DSName(*name) : nullptr, registry_.version(), before, encoded});
+    return encoded;
+}
+
+// For one more list, by closing connections that wait for others.
+void Lists::makeSpace(const Connection& receiver) {
+    const size_t more = 2 * registry_.registrationOctets();
+    for (;;) {
+        size_t octets = more;
+        for (const Shared& one : shared_) {
+            if (const auto list = one.list.lock())
+                octets += list->buffer->wsize();
+        }
+        if (octets <= mostOctets || !closeMostSilent(&receiver))
+            return;
+    }
 }
 
 NCRef<DSSet> Lists::names() const {

@@ -1,30 +1,92 @@
 #pragma once
 
-#include <cstdarg>
-#include <cstdio>
+// What the agent tells its operator.
+
+#include "locd/ticker.h"
+#include "net/descriptors.h"
+
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <vector>
 
 namespace locd {
 
-// What `--verbose` shows: one line per event on the standard error stream.
+enum class LogLevel { error, warning, info, debug };
+const char* nameOf(LogLevel level);
+
+// Lines with a time (UTC) and a level, on the standard error stream or at the end of a file:
+//
+//     2026-11-22T10:11:12.123Z locd info: 127.0.0.1:40123 logs in, process 17, verify port 40124
+//
+// Writing never waits: lines that the reader of a pipe or terminal does not take are lost and counted. Of
+// each kind of line, which is one format text, `burst` are written as they come; of more, one a second is
+// written with the number of those left out. So whoever sends nonsense does not fill the disk and does not
+// hide lines of another kind.
 class Log {
 public:
-    explicit Log(bool on) : on_(on) {}
+    static constexpr int burst = 100;
+    static constexpr int perSecond = 10; // how fast the burst is allowed again
 
-    [[gnu::format(printf, 2, 3)]] void operator()(const char* format, ...) const {
-        if (!on_)
-            return;
-        std::va_list values;
-        va_start(values, format);
-        char text[400];
-        std::vsnprintf(text, sizeof text, format, values);
-        va_end(values);
-        // In one write, so that the lines of several agents stay whole.
-        std::fprintf(stderr, "locd: %s\n", text);
-    }
-    bool on() const { return on_; }
+    // Lines of higher levels are dropped. Until `open`, lines go to the standard error stream.
+    explicit Log(LogLevel level);
+    Log(const Log&) = delete;
+    Log& operator=(const Log&) = delete;
+
+    // Appends to the file from now on, which is made when there is none. False with errno set; then the
+    // former output stays.
+    bool open(const std::string& path);
+    // The same file anew, for a log that was renamed; nothing without a file.
+    bool reopen() { return path_.empty() || open(path_); }
+
+    [[gnu::format(printf, 3, 4)]] void operator()(LogLevel level, const char* format, ...);
+    // Always and at once: the answer to an operator's signal.
+    [[gnu::format(printf, 2, 3)]] void status(const char* format, ...);
 
 private:
-    bool on_;
+    struct Kind {
+        Kind(const char* text, LogLevel itsLevel) : format(text), level(itsLevel) {}
+
+        const char* format;
+        LogLevel level;
+        int allowed = burst;
+        uint64_t leftOut = 0;
+        std::string last; // of those left out
+    };
+
+    Kind& kindOf(LogLevel level, const char* format);
+    void tick();
+    void writeLine(const char* label, const std::string& text);
+    bool write(const std::string& line);
+    void use(int fd);
+
+    LogLevel level_;
+    std::string path_;
+    int fd_ = -1; // the output: that of `own_` or the standard error stream
+    harbolance::Descriptor own_;
+    bool isSocket_ = false;
+    bool mayBlock_ = false;
+    std::string rest_;  // of a line that a socket took in part
+    uint64_t lost_ = 0; // lines that could not be written since the last one that could
+    std::vector<Kind> kinds_;
+    Ticker ticker_;
+};
+
+// For as long as it exists, what the library prints on the standard streams goes into the log line by line:
+// what it says about malformed input at level info, the rest as warnings.
+class CapturedStreams {
+public:
+    explicit CapturedStreams(Log& log);
+    CapturedStreams(const CapturedStreams&) = delete;
+    CapturedStreams& operator=(const CapturedStreams&) = delete;
+    ~CapturedStreams();
+
+private:
+    class Lines;
+
+    std::unique_ptr<Lines> lines_;
+    std::streambuf* out_;
+    std::streambuf* err_;
 };
 
 } // namespace locd

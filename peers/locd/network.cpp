@@ -1,15 +1,8 @@
 #include "locd/network.h"
 
-#include "net/descriptors.h"
-
-#include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <sys/socket.h>
-#include <unistd.h>
-
-#include <memory>
-#include <utility>
 
 using namespace harbolance;
 
@@ -56,14 +49,8 @@ private:
 
 } // namespace
 
-std::string textOf(in_addr_t address) {
-    char text[INET_ADDRSTRLEN] = {};
-    ::inet_ntop(AF_INET, &address, text, sizeof text);
-    return text;
-}
-
 std::string textOf(const sockaddr_in& address) {
-    return textOf(address.sin_addr.s_addr) + ':' + std::to_string(portOf(address));
+    return dottedText(address.sin_addr.s_addr) + ':' + std::to_string(portOf(address));
 }
 
 in_addr_t primaryAddress() {
@@ -86,26 +73,19 @@ std::vector<in_addr_t> broadcastAddressesOf(in_addr_t local) {
     return found;
 }
 
-Socket::Socket(Socket&& other) noexcept
-    : fd_(std::exchange(other.fd_, -1)), port_(std::exchange(other.port_, 0)) {}
-
-Socket::~Socket() {
-    if (fd_ != -1)
-        ::close(fd_);
-}
-
 bool Socket::make(int type) {
-    fd_ = ::socket(AF_INET, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    return fd_ != -1;
+    fd_.reset(::socket(AF_INET, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    return fd_.isOpen();
 }
 
 bool Socket::bind(in_addr_t address, int port, bool shared) {
     const int on = 1;
-    if (shared && ::setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == -1)
+    if (shared && ::setsockopt(fd(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == -1)
         return false;
     sockaddr_in local = socketAddress(address, port);
     socklen_t length = sizeof local;
-    if (::bind(fd_, generic(local), sizeof local) == -1 || ::getsockname(fd_, generic(local), &length) == -1)
+    if (::bind(fd(), generic(local), sizeof local) == -1 ||
+        ::getsockname(fd(), generic(local), &length) == -1)
         return false;
     port_ = portOf(local);
     return true;
@@ -132,8 +112,9 @@ bool TcpListener::open(in_addr_t address, int port) {
     return make(SOCK_STREAM) && bind(address, port, true) && ::listen(fd(), backlog) == 0;
 }
 
-int TcpListener::accept() const {
-    return uninterrupted([&] { return ::accept4(fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK); });
+Descriptor TcpListener::accept() const {
+    return Descriptor(
+        uninterrupted([&] { return ::accept4(fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK); }));
 }
 
 in_addr_t RouteFinder::localAddressTowards(const sockaddr_in& peer) const {

@@ -2,6 +2,7 @@
 
 // Addresses and sockets of the agent. All words are in network byte order.
 
+#include "net/descriptors.h"
 #include "net/host_address.h"
 
 #include <cstdint>
@@ -22,7 +23,6 @@ inline uint64_t keyOf(const sockaddr_in& address) { return keyOf(address.sin_add
 
 // "127.0.0.1:14000".
 std::string textOf(const sockaddr_in& address);
-std::string textOf(in_addr_t address);
 
 // The first local address that other hosts can reach; that of the loopback when there is none.
 in_addr_t primaryAddress();
@@ -30,15 +30,10 @@ in_addr_t primaryAddress();
 // Where broadcasts to the network of this local address go. Empty when it has none.
 std::vector<in_addr_t> broadcastAddressesOf(in_addr_t local);
 
-// A non-blocking IPv4 socket that closes itself.
+// A non-blocking IPv4 socket.
 class Socket {
 public:
-    Socket() = default;
-    Socket(Socket&& other) noexcept;
-    Socket& operator=(Socket&&) = delete;
-    ~Socket();
-
-    int fd() const { return fd_; }
+    int fd() const { return fd_.get(); }
     int port() const { return port_; }
 
 protected:
@@ -47,7 +42,7 @@ protected:
     bool bind(in_addr_t address, int port, bool shared);
 
 private:
-    int fd_ = -1;
+    harbolance::Descriptor fd_;
     int port_ = 0;
 };
 
@@ -67,8 +62,8 @@ class TcpListener : public Socket {
 public:
     // False with errno set. Connections of a former process on that port are no obstacle.
     bool open(in_addr_t address, int port);
-    // A non-blocking connection, or -1 with errno set: EAGAIN when there is none.
-    int accept() const;
+    // A non-blocking connection; none with errno set, EAGAIN when none waits.
+    harbolance::Descriptor accept() const;
 };
 
 // Asks the system for routes. It keeps one socket for that, so that a process without free descriptors still

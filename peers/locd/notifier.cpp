@@ -12,51 +12,59 @@ constexpr double tickSeconds = 0.25;
 } // namespace
 
 // Number 0: clients count up from the time of day, so none waits for an answer to a request of that number.
-Notifier::Notifier(Endpoint& endpoint, Troubles troubles)
-    : endpoint_(endpoint), troubles_(std::move(troubles)), nothing_(standInRequest(0, DSCookie(0, 0))),
+Notifier::Notifier(Endpoint& endpoint, Hooks hooks)
+    : endpoint_(endpoint), hooks_(std::move(hooks)), noRequest_(standInRequest(0, DSCookie(0, 0))),
       ticker_([this] { repeat(); }) {}
 
-void Notifier::tell(const ServiceName& service, DSProvider* provider, int status, bool remote) {
+void Notifier::tell(const ServiceName& service, const Notice& notice, bool remote) {
     for (const Trigger* trigger = service.triggers.front(); trigger;) {
         auto& client = *static_cast<Client*>(trigger->holder);
         trigger = decltype(service.triggers)::after(trigger);
         if (!remote || !client.isAgent)
-            enqueue(client, provider, status);
+            enqueue(client, notice);
     }
 }
 
-bool Notifier::fits(DSProvider* provider) {
-    return 0 < endpoint_.sizeOf(*NCRef<DSReply>(new DSReply(DSReplyTrigger, *nothing_, DSStatusDone, provider)));
+uint32_t Notifier::octetsOf(DSProvider* provider) {
+    return endpoint_.sizeOf(
+        *NCRef<DSReply>(new DSReply(DSReplyTrigger, *noRequest_, DSStatusDone, provider)));
 }
 
-void Notifier::enqueue(Client& client, DSProvider* provider, int status) {
+void Notifier::enqueue(Client& client, const Notice& notice) {
     if (!client.outbox)
         client.outbox = std::make_unique<Outbox>();
     Outbox& outbox = *client.outbox;
-    if (outbox.waiting.size() >= mostOfClient || waiting_ >= mostWaiting) {
-        troubles_.overrun(client);
+    const bool countReached = outbox.waiting.size() >= mostOfClient || waiting_ >= mostWaiting;
+    const bool octetsReached =
+        outbox.octets + notice.octets > mostOctetsOfClient || octets_ + notice.octets > mostOctets;
+    if (countReached || octetsReached) {
+        hooks_.overrun(client);
         return;
     }
-    outbox.waiting.push_back({provider, status});
+    outbox.waiting.push_back(notice);
+    outbox.octets += notice.octets;
+    octets_ += notice.octets;
     ++waiting_;
-    if (outbox.octets.empty())
+    if (outbox.sent.empty())
         sendNext(client);
 }
 
-// Nothing is on its way: the first that waits leaves.
+// Nothing is on its way: the first that waits is sent.
 void Notifier::sendNext(Client& client) {
     Outbox& outbox = *client.outbox;
-    while (outbox.octets.empty() && !outbox.waiting.empty()) {
+    while (outbox.sent.empty() && !outbox.waiting.empty()) {
         const Notice notice = outbox.waiting.front();
         outbox.waiting.pop_front();
+        outbox.octets -= notice.octets;
+        octets_ -= notice.octets;
         --waiting_;
         const NCRef<DSReply> reply(
-            new DSReply(DSReplyTrigger, *nothing_, notice.status, notice.provider.get()));
+            new DSReply(DSReplyTrigger, *noRequest_, notice.status, notice.provider.get()));
         const auto octets = endpoint_.send(*reply, client.address);
-        outbox.octets.assign(octets.begin(), octets.end());
+        outbox.sent.assign(octets.begin(), octets.end());
         outbox.number = reply->msgNum();
     }
-    if (outbox.octets.empty()) {
+    if (outbox.sent.empty()) {
         client.outbox.reset();
         return;
     }
@@ -70,14 +78,14 @@ void Notifier::sendNext(Client& client) {
 }
 
 void Notifier::settle(Client& client) {
-    client.outbox->octets.clear();
+    client.outbox->sent.clear();
     unacknowledged_.remove(&client);
     if (unacknowledged_.empty())
         ticker_.stop();
 }
 
 void Notifier::acknowledged(Client& client, uint32_t number) {
-    if (!client.outbox || client.outbox->octets.empty() || client.outbox->number != number)
+    if (!client.outbox || client.outbox->sent.empty() || client.outbox->number != number)
         return;
     client.outbox->rtt.stop();
     settle(client);
@@ -87,9 +95,10 @@ void Notifier::acknowledged(Client& client, uint32_t number) {
 void Notifier::forget(Client& client) {
     if (!client.outbox)
         return;
-    if (!client.outbox->octets.empty())
+    if (!client.outbox->sent.empty())
         settle(client);
     waiting_ -= client.outbox->waiting.size();
+    octets_ -= client.outbox->octets;
     client.outbox.reset();
 }
 
@@ -103,16 +112,14 @@ void Notifier::repeat() {
     }
 }
 
+// A client that answers other questions gets its notification in the end, however many of them get lost.
 void Notifier::repeat(Client& client) {
     Outbox& outbox = *client.outbox;
-    if (++outbox.rtt.nrexmt > NCrtt::maxRetransmissions) {
-        outbox.rtt.valid = 0;
-        settle(client);
-        sendNext(client);
-        troubles_.silent(client);
-        return;
-    }
-    endpoint_.sendOctets(outbox.octets, client.address);
+    if (outbox.rtt.nrexmt <= NCrtt::maxRetransmissions && ++outbox.rtt.nrexmt > NCrtt::maxRetransmissions)
+        outbox.rtt.valid = 0; // the next one starts from a fresh estimate
+    if (!outbox.rtt.valid)
+        hooks_.silent(client);
+    endpoint_.sendOctets(outbox.sent, client.address);
     outbox.due = nowMilliseconds() + 1000 * outbox.rtt.start();
 }
 

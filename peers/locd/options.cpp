@@ -3,8 +3,10 @@
 #include "agent/records/dscodes.h"
 #include "net/host_address.h"
 
+#include <getopt.h>
+
+#include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <optional>
 #include <string_view>
 
@@ -31,23 +33,40 @@ std::optional<int> portNumber(std::string_view text, int lowest) {
     return port && *port >= lowest && *port <= 65535 ? port : std::nullopt;
 }
 
-std::optional<double> seconds(std::string_view text) {
-    const auto value = number<double>(text);
-    const bool fits = value && *value >= shortestInterval && *value <= longestInterval;
-    return fits ? value : std::nullopt;
-}
+// Values of the options that have no letter.
+enum LongOnly : int { listPort = 256, peer, interval, checkInterval, logFile, logLevel, foreground, version };
 
-// Walks the words of a command line. Options may come as `--name value` or as `--name=value`.
+constexpr option longOptions[] = {{"port", required_argument, nullptr, 'p'},
+                                  {"address", required_argument, nullptr, 'a'},
+                                  {"list-port", required_argument, nullptr, listPort},
+                                  {"peer", required_argument, nullptr, peer},
+                                  {"interval", required_argument, nullptr, interval},
+                                  {"check-interval", required_argument, nullptr, checkInterval},
+                                  {"log-file", required_argument, nullptr, logFile},
+                                  {"log-level", required_argument, nullptr, logLevel},
+                                  {"verbose", no_argument, nullptr, 'v'},
+                                  {"foreground", no_argument, nullptr, foreground},
+                                  {"help", no_argument, nullptr, 'h'},
+                                  {"version", no_argument, nullptr, version},
+                                  {nullptr, 0, nullptr, 0}};
+
 class Reader {
 public:
-    Reader(int argc, const char* const* argv, const char* portVariable)
-        : argc_(argc), argv_(argv), portVariable_(portVariable) {}
-
-    Command read() {
-        while (command_.action == Command::Action::run && next_ < argc_)
-            readOption(argv_[next_++]);
+    Command read(std::vector<char*> words, const char* portVariable) {
+        const int count = static_cast<int>(words.size());
+        words.push_back(nullptr);
+        opterr = 0;
+        optind = 0; // the reader of the C library starts afresh
+        int value = 0;
+        while (command_.action == Command::Action::run && value != -1) {
+            value = getopt_long(count, words.data(), ":p:a:vh", longOptions, nullptr);
+            const std::string_view word = words[static_cast<size_t>(std::max(optind - 1, 0))];
+            take(value, std::string(word.substr(0, word.find('='))));
+        }
+        if (command_.action == Command::Action::run && optind < count)
+            refuse("unexpected word '" + std::string(words[static_cast<size_t>(optind)]) + "'");
         if (command_.action == Command::Action::run)
-            settlePorts();
+            settlePorts(portVariable ? portVariable : "");
         return command_;
     }
 
@@ -57,59 +76,46 @@ private:
         command_.complaint = complaint;
     }
 
-    void readOption(std::string_view word) {
-        const size_t equals = word.starts_with("--") ? word.find('=') : std::string_view::npos;
-        const std::string name(word.substr(0, equals));
-        if (equals != std::string_view::npos)
-            attached_ = word.substr(equals + 1);
-        else
-            attached_.reset();
-        if (!readSwitch(name) && !readSetting(name))
-            refuse((name.starts_with('-') ? "unknown option '" : "unexpected word '") + name + "'");
+    // `word` is the last word that was looked at: that of a long option which is wrong.
+    void take(int value, const std::string& word) {
+        Options& options = command_.options;
+        const std::string text = optarg ? optarg : "";
+        switch (value) {
+        case 'p': port_ = takePort("--port", text); break;
+        case 'a': takeAddress(text); break;
+        case listPort: options.listPort = takePort("--list-port", text); break;
+        case peer: takePeer(text); break;
+        case interval: takeSeconds("--interval", text, options.interval); break;
+        case checkInterval: takeSeconds("--check-interval", text, options.checkInterval); break;
+        case logFile: options.logFile = text; break;
+        case logLevel: takeLevel(text); break;
+        case 'v':
+            options.logLevel = options.logLevel < LogLevel::info ? LogLevel::info : LogLevel::debug;
+            break;
+        case foreground: break;
+        case 'h': command_.action = Command::Action::help; break;
+        case version: command_.action = Command::Action::version; break;
+        case ':': refuse("option '" + word + "' needs a value"); break;
+        case '?': refuseOption(word); break;
+        default: break; // the end of the options
+        }
     }
 
-    // The options without a value. False when the name is none of them.
-    bool readSwitch(const std::string& name) {
-        if (name == "--help" || name == "-h")
-            command_.action = Command::Action::help;
-        else if (name == "--version")
-            command_.action = Command::Action::version;
-        else if (name == "--verbose" || name == "-v")
-            command_.options.verbose = true;
-        else if (name != "--foreground")
-            return false;
-        if (attached_)
-            refuse("option '" + name + "' takes no value");
-        return true;
+    void refuseOption(const std::string& word) {
+        const bool isLetter = optopt > 0 && optopt < listPort && !word.starts_with("--");
+        if (isLetter)
+            refuse(std::string("unknown option '-") + static_cast<char>(optopt) + "'");
+        else if (optopt != 0)
+            refuse("option '" + word + "' takes no value");
+        else
+            refuse("unknown option '" + word + "'");
     }
 
-    bool readSetting(const std::string& name) {
-        void (Reader::*take)(const std::string&) = nullptr;
-        if (name == "--port" || name == "-p")
-            take = &Reader::takePort;
-        else if (name == "--address" || name == "-a")
-            take = &Reader::takeAddress;
-        else if (name == "--peer")
-            take = &Reader::takePeer;
-        else if (name == "--interval")
-            take = &Reader::takeInterval;
-        else if (name == "--check-interval")
-            take = &Reader::takeCheckInterval;
-        else
-            return false;
-        if (!attached_ && next_ < argc_)
-            attached_ = argv_[next_++];
-        if (attached_)
-            (this->*take)(std::string(*attached_));
-        else
-            refuse("option '" + name + "' needs a value");
-        return true;
-    }
-
-    void takePort(const std::string& text) {
-        port_ = portNumber(text, 0);
-        if (!port_)
-            refuse("--port: '" + text + "' is no port number (0 to 65535)");
+    int takePort(const char* name, const std::string& text) {
+        const auto port = portNumber(text, 0);
+        if (!port)
+            refuse(std::string(name) + ": '" + text + "' is no port number (0 to 65535)");
+        return port.value_or(0);
     }
 
     void takeAddress(const std::string& text) {
@@ -126,35 +132,31 @@ private:
         const auto port = colon == std::string::npos
                               ? std::optional<int>(0)
                               : portNumber(std::string_view(text).substr(colon + 1), 1);
-        if (!port) {
+        if (port && colon != 0 && !text.empty())
+            command_.options.peers.push_back({text.substr(0, colon), *port});
+        else
             refuse("--peer: '" + text + "' is not of the form HOST or HOST:PORT");
-            return;
-        }
-        const std::string host = text.substr(0, colon);
-        const auto address = host.empty() ? std::nullopt : addressOfHost(host.c_str());
-        if (!address) {
-            refuse("--peer: no host '" + host + "'");
-            return;
-        }
-        command_.options.peers.push_back(socketAddress(*address, *port));
-    }
-
-    void takeInterval(const std::string& text) { takeSeconds("--interval", text, command_.options.interval); }
-
-    void takeCheckInterval(const std::string& text) {
-        takeSeconds("--check-interval", text, command_.options.checkInterval);
     }
 
     void takeSeconds(const char* name, const std::string& text, double& setting) {
-        const auto value = seconds(text);
-        if (value)
+        const auto value = number<double>(text);
+        if (value && *value >= shortestInterval && *value <= longestInterval)
             setting = *value;
         else
             refuse(std::string(name) + ": '" + text + "' is no number of seconds from 0.1 to 86400");
     }
 
-    void settlePorts() {
-        const std::string variable = portVariable_ ? portVariable_ : "";
+    void takeLevel(const std::string& text) {
+        for (const LogLevel level : {LogLevel::error, LogLevel::warning, LogLevel::info, LogLevel::debug}) {
+            if (text == nameOf(level)) {
+                command_.options.logLevel = level;
+                return;
+            }
+        }
+        refuse("--log-level: '" + text + "' is none of error, warning, info, debug");
+    }
+
+    void settlePorts(const std::string& variable) {
         const auto fromVariable = portNumber(variable, 1);
         if (!port_ && !variable.empty() && !fromVariable) {
             refuse("LOCD_PORT: '" + variable + "' is no port number (1 to 65535)");
@@ -163,18 +165,12 @@ private:
         const int domain = fromVariable.value_or(dsDefaultPort);
         Options& options = command_.options;
         options.port = port_.value_or(domain);
-        const int ofPeers = options.port != 0 ? options.port : domain;
-        for (sockaddr_in& peer : options.peers) {
-            if (peer.sin_port == 0)
-                peer.sin_port = htons(static_cast<uint16_t>(ofPeers));
+        for (PeerName& each : options.peers) {
+            if (each.port == 0)
+                each.port = options.port != 0 ? options.port : domain;
         }
     }
 
-    int argc_;
-    const char* const* argv_;
-    const char* portVariable_;
-    int next_ = 1;
-    std::optional<std::string_view> attached_; // the value of the option in hand
     std::optional<int> port_;
     Command command_;
 };
@@ -182,7 +178,11 @@ private:
 } // namespace
 
 Command readCommand(int argc, const char* const* argv, const char* portVariable) {
-    return Reader(argc, argv, portVariable).read();
+    // getopt moves words about, so it gets an array of its own.
+    std::vector<char*> words;
+    for (int i = 0; i < argc; ++i)
+        words.push_back(const_cast<char*>(argv[i]));
+    return Reader().read(std::move(words), portVariable);
 }
 
 const char* usage() {
@@ -192,14 +192,19 @@ const char* usage() {
            "  -p, --port N               UDP port of the domain; 0 is any port\n"
            "                             (default: LOCD_PORT, else 14000)\n"
            "  -a, --address A            local IPv4 address to bind (default: every address)\n"
+           "      --list-port N          TCP port for lists (default: any port)\n"
            "      --peer HOST[:PORT]     another agent of the domain; may be given several times\n"
            "      --interval SECONDS     between announcements to the other agents (default 30)\n"
            "      --check-interval SECONDS\n"
            "                             of silence until a client is checked (default 60)\n"
-           "  -v, --verbose              tell on standard error what happens\n"
+           "      --log-file FILE        append the log to this file (default: standard error)\n"
+           "      --log-level LEVEL      error, warning, info or debug (default: warning)\n"
+           "  -v, --verbose              one level more: info; given twice, debug\n"
            "      --foreground           accepted and without effect: locd never leaves the foreground\n"
            "  -h, --help                 print this and exit\n"
-           "      --version              print the version and exit\n";
+           "      --version              print the version and exit\n"
+           "\n"
+           "SIGTERM and SIGINT end it, SIGHUP opens the log file anew, SIGUSR1 writes a status to the log.\n";
 }
 
 } // namespace locd

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "locd/log.h"
+
 #include <netinet/in.h>
 
 #include <string>
@@ -7,14 +9,22 @@
 
 namespace locd {
 
+// Another agent by name: a host name or dotted address, and a port.
+struct PeerName {
+    std::string host;
+    int port;
+};
+
 // What the command line and the environment say. Seconds may have decimals.
 struct Options {
     in_addr_t address = INADDR_ANY; // network byte order
     int port = 0;                   // 0: any
+    int listPort = 0;               // 0: any
     double interval = 30;           // between announcements to the other agents
     double checkInterval = 60;      // of silence until a client is checked
-    bool verbose = false;
-    std::vector<sockaddr_in> peers;
+    LogLevel logLevel = LogLevel::warning;
+    std::string logFile; // empty: the standard error stream
+    std::vector<PeerName> peers;
 };
 
 // What to do with a command line.
@@ -25,8 +35,7 @@ struct Command {
     std::string complaint; // one line without newline, for `refuse`
 };
 
-// Reads the command line. `portVariable` is the value of LOCD_PORT, or null. The name of a peer is looked up,
-// which may block.
+// Reads the command line. `portVariable` is the value of LOCD_PORT, or null. Names are not looked up.
 Command readCommand(int argc, const char* const* argv, const char* portVariable);
 
 // What `--help` prints.

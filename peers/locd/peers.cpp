@@ -1,5 +1,6 @@
 #include "locd/peers.h"
 
+#include "agent/session/dsbcast.h"
 #include "locd/wire.h"
 
 #include <algorithm>
@@ -10,12 +11,24 @@ namespace locd {
 namespace {
 
 // An agent that has just started announces itself more often, since any datagram may get lost.
-constexpr int hastyRounds = 3;
-constexpr double hastySeconds = 1;
-// A peer is dropped when that many intervals pass without a word from it.
+constexpr int startupRounds = 3;
+constexpr double startupSeconds = 1;
+// A peer is dropped when that many intervals pass without a message from it.
 constexpr double silentIntervals = 3.5;
 // Answers read in one go.
 constexpr int answersAtOnce = 64;
+// Addresses of one agent that are remembered beside the one in use.
+constexpr size_t mostOtherAddresses = 16;
+
+// For how long messages of an agent that went down may still be under way.
+constexpr int64_t leavingMilliseconds = 5'000;
+
+std::vector<std::string> hostsOf(const std::vector<PeerName>& named) {
+    std::vector<std::string> hosts;
+    for (const PeerName& name : named)
+        hosts.push_back(name.host);
+    return hosts;
+}
 
 uint32_t drawId() {
     std::random_device source;
@@ -27,12 +40,24 @@ uint32_t drawId() {
 
 } // namespace
 
-Peers::Peers(const Log& log, Endpoint& endpoint, const std::vector<sockaddr_in>& known, double interval,
-             Hooks hooks)
-    : log_(log), endpoint_(endpoint), known_(known), interval_(interval), hooks_(std::move(hooks)),
-      id_(drawId()), ticker_([this] { announce(); }) {}
+bool Peer::isAt(const sockaddr_in& place) const {
+    const uint64_t key = keyOf(place);
+    return keyOf(address) == key || std::find(otherKeys.begin(), otherKeys.end(), key) != otherKeys.end();
+}
 
-Peers::~Peers() { close(); }
+Peers::Peers(Log& log, Endpoint& endpoint, const std::vector<PeerName>& named, double interval, Hooks hooks)
+    : log_(log), endpoint_(endpoint), interval_(interval), hooks_(std::move(hooks)), id_(drawId()),
+      lookup_(hostsOf(named),
+              [this](size_t number, std::optional<in_addr_t> address) { found(number, address); }),
+      ticker_([this] { announce(); }) {
+    for (const PeerName& name : named)
+        named_.push_back({name, {}});
+}
+
+Peers::~Peers() {
+    if (sender_.isOpen())
+        dpDispatcher::instance()->unlink(sender_.fd());
+}
 
 void Peers::start() { announce(); }
 
@@ -46,6 +71,10 @@ bool Peers::isPeer(const DSCookie& cookie) const {
     const uint32_t id = cookieWord(cookie);
     return id != 0 &&
            std::any_of(peers_.begin(), peers_.end(), [id](const Peer& peer) { return peer.id == id; });
+}
+
+bool Peers::isPeer(const sockaddr_in& address) const {
+    return std::any_of(peers_.begin(), peers_.end(), [&](const Peer& peer) { return peer.isAt(address); });
 }
 
 DSSet* Peers::addresses() const {
@@ -71,47 +100,73 @@ bool Peers::isOwn(const sockaddr_in& address) const {
 
 void Peers::announce() {
     dropSilent();
-    reopen();
-    const NCRef<DSAMessage> message = announcement(false);
-    if (broadcaster_)
-        broadcaster_->broadcast(message.get(), endpoint_.port());
-    // Agents of another make answer where they were asked from.
-    for (const sockaddr_in& address : known_) {
-        if (broadcaster_ && !isOwn(address))
-            broadcaster_->sendTo(address, message.get());
+    lookup_.start();
+    if (openSender()) {
+        const NCRef<DSAMessage> message = announcement(false);
+        broadcast(*message);
+        for (const Named& named : named_) {
+            if (named.address && !isOwn(*named.address))
+                sender_.sendTo(*named.address, message.get());
+        }
+        for (const Peer& peer : peers_)
+            sender_.sendTo(peer.address, message.get());
     }
-    for (const Peer& peer : peers_) {
-        if (broadcaster_)
-            broadcaster_->sendTo(peer.address, message.get());
-    }
-    if (rounds_ < hastyRounds)
-        ticker_.start(std::min(hastySeconds, interval_));
-    else if (rounds_ == hastyRounds)
+    if (rounds_ < startupRounds)
+        ticker_.start(std::min(startupSeconds, interval_));
+    else if (rounds_ == startupRounds)
         ticker_.start(interval_);
-    rounds_ = std::min(rounds_ + 1, hastyRounds + 1);
+    rounds_ = std::min(rounds_ + 1, startupRounds + 1);
 }
 
-// A new stream for each round, because a stream keeps the networks that it found first.
-void Peers::reopen() {
-    close();
-    auto stream = std::make_unique<NCudpstream>();
-    const std::string address = textOf(endpoint_.address());
-    if (stream->bind(0, address.c_str()) != 0 || stream->fd() >= dpDispatcher::maxDescriptors)
+// Not the main socket: an agent of another make answers where it was asked from, and there a client's answer
+// is not told from one to this agent.
+bool Peers::openSender() {
+    if (sender_.isOpen())
+        return true;
+    if (sender_.bind(0, harbolance::dottedText(endpoint_.address()).c_str()) != 0)
+        return false;
+    if (sender_.fd() >= dpDispatcher::maxDescriptors) {
+        sender_.close();
+        return false;
+    }
+    dpDispatcher::instance()->link(sender_.fd(), dpDispatcher::readMask, this);
+    return true;
+}
+
+// The networks are asked for each time, since interfaces come and go.
+void Peers::broadcast(const DSAMessage& message) {
+    int reached = 0;
+    DSBroadcastTable(sender_.fd(), endpoint_.port(), false).forEachTarget([&](const sockaddr_in& target) {
+        reached += sender_.sendTo(target, &message) == 0 ? 1 : 0;
+        return 0; // one network that is down does not keep the others from hearing
+    });
+    if (reached == 0 && !warnedOfNetworks_)
+        log_(LogLevel::warning,
+             "there is no network to broadcast to: this agent finds no other, and no client "
+             "finds it, but by address (--peer, LOCD_ADDR)");
+    warnedOfNetworks_ = reached == 0;
+}
+
+// An address that was found once serves until another is found: the name service may be down for a while.
+void Peers::found(size_t number, std::optional<in_addr_t> address) {
+    Named& named = named_[number];
+    if (!address && !named.unknown)
+        log_(LogLevel::warning, "--peer: there is no host '%s' at present; it is looked up again",
+             named.name.host.c_str());
+    named.unknown = !address;
+    if (!address)
         return;
-    broadcaster_ = std::move(stream);
-    dpDispatcher::instance()->link(broadcaster_->fd(), dpDispatcher::readMask, this);
-}
-
-void Peers::close() {
-    if (broadcaster_)
-        dpDispatcher::instance()->unlink(broadcaster_->fd());
-    broadcaster_.reset();
+    const sockaddr_in place = harbolance::socketAddress(*address, named.name.port);
+    const bool isNew = !named.address || keyOf(*named.address) != keyOf(place);
+    named.address = place;
+    if (isNew && openSender() && !isOwn(place))
+        sender_.sendTo(place, announcement(false).get());
 }
 
 int Peers::inputReady(int) {
     for (int i = 0; i < answersAtOnce; ++i) {
         int status = 0;
-        NCTransObject* object = broadcaster_->receive(status);
+        NCTransObject* object = sender_.receive(status);
         if (status == NCudpstream::noData)
             break;
         const NCRef<DSResource> record(nc_cast<DSResource>(object));
@@ -125,66 +180,107 @@ int Peers::inputReady(int) {
     return 0;
 }
 
-bool Peers::takeAnnouncement(const DSAMessage& message, const sockaddr_in& from) {
+bool Peers::take(const DSAMessage& message, const sockaddr_in& from) {
     const auto* address = nc_cast<DSAddr>(message.object());
     const uint32_t id = cookieWord(message.cookie());
     if (!address || id == 0)
-        return false;
-    if (id == id_)
         return true;
+    if (id == id_)
+        return false;
     sockaddr_in place = address->socketAddress();
     if (place.sin_addr.s_addr == INADDR_ANY)
         place.sin_addr = from.sin_addr;
-    if (place.sin_port == 0) {
-        const auto leaving =
-            std::find_if(peers_.begin(), peers_.end(), [id](const Peer& peer) { return peer.id == id; });
-        if (leaving != peers_.end())
-            drop(leaving, "goes down");
-    } else if (hear(id, place)) {
+    if (place.sin_port == 0)
+        takeLeave(id, from);
+    else if (hear(id, place))
         announceTo(place);
-    }
     return true;
+}
+
+void Peers::takeLeave(uint32_t id, const sockaddr_in& from) {
+    former_.push_back({id, keyOf(from), nowMilliseconds()});
+    const Place known = findId(id);
+    const Place leaving = known != peers_.end() ? known : findAddress(from);
+    if (leaving != peers_.end())
+        drop(leaving, "goes down");
+}
+
+void Peers::mentioned(const sockaddr_in& address, const sockaddr_in& source) {
+    // A loopback address stands for the host that names it.
+    const bool isElsewhere = isLoopback(address.sin_addr.s_addr) && !isLoopback(source.sin_addr.s_addr);
+    const bool isPlace = address.sin_addr.s_addr != INADDR_ANY && address.sin_port != 0;
+    if (isPlace && !isElsewhere && peers_.size() < most && !isPeer(address))
+        announceTo(address);
+}
+
+Peers::Place Peers::findId(uint32_t id) {
+    return std::find_if(peers_.begin(), peers_.end(), [id](const Peer& peer) { return peer.id == id; });
+}
+
+Peers::Place Peers::findAddress(const sockaddr_in& address) {
+    return std::find_if(peers_.begin(), peers_.end(), [&](const Peer& peer) { return peer.isAt(address); });
 }
 
 // True for an agent that was not known.
 bool Peers::hear(uint32_t id, const sockaddr_in& address) {
     if (isOwn(address))
         return false;
-    const auto known = std::find_if(peers_.begin(), peers_.end(), [&](const Peer& peer) {
-        // One agent may be heard from several of its addresses; the first one stays.
-        return id != 0 && peer.id != 0 ? peer.id == id : keyOf(peer.address) == keyOf(address);
-    });
-    if (known != peers_.end()) {
-        known->lastHeard = nowMilliseconds();
-        if (id != 0)
-            known->id = id;
-        hooks_.heard(*known);
+    const Place byId = id != 0 ? findId(id) : peers_.end();
+    const Place there = findAddress(address);
+    if (byId != peers_.end()) {
+        hearAgain(byId, id, address);
         return false;
     }
-    const auto former = std::find_if(peers_.begin(), peers_.end(),
-                                     [&](const Peer& peer) { return keyOf(peer.address) == keyOf(address); });
-    if (former != peers_.end())
-        drop(former, "was started anew");
-    if (peers_.size() >= most)
+    if (there != peers_.end() && (id == 0 || there->id == 0)) {
+        hearAgain(there, id, address);
         return false;
-    log_("agent %s joins", textOf(address).c_str());
-    peers_.push_back({id, address, nowMilliseconds()});
+    }
+    if (there != peers_.end())
+        drop(there, "was started anew");
+    if (peers_.size() >= most || hasLeft(id, address))
+        return false;
+    log_(LogLevel::info, "agent %s joins", textOf(address).c_str());
+    peers_.push_back({id, address, nowMilliseconds(), {}});
     hooks_.heard(peers_.back());
     return true;
+}
+
+// One agent may be heard from several of its addresses: the first one stays in use.
+void Peers::hearAgain(Place peer, uint32_t id, const sockaddr_in& address) {
+    peer->lastHeard = nowMilliseconds();
+    if (id != 0)
+        peer->id = id;
+    if (!peer->isAt(address) && peer->otherKeys.size() < mostOtherAddresses) {
+        peer->otherKeys.push_back(keyOf(address));
+        // It has answered from there before it announced itself, and was taken for another agent.
+        const uint32_t known = peer->id;
+        std::erase_if(peers_,
+                      [&](const Peer& one) { return one.id == 0 && keyOf(one.address) == keyOf(address); });
+        peer = findId(known);
+    }
+    hooks_.heard(*peer);
 }
 
 void Peers::drop(Place peer, const char* why) {
     const Peer dropped = *peer;
     peers_.erase(peer);
-    log_("agent %s %s", textOf(dropped.address).c_str(), why);
+    log_(LogLevel::info, "agent %s %s", textOf(dropped.address).c_str(), why);
     hooks_.left(dropped);
+}
+
+// Messages come by several sockets: one that an agent sent before its leave may be read after it.
+bool Peers::hasLeft(uint32_t id, const sockaddr_in& address) {
+    const int64_t limit = nowMilliseconds() - leavingMilliseconds;
+    std::erase_if(former_, [limit](const Former& one) { return one.left < limit; });
+    return std::any_of(former_.begin(), former_.end(),
+                       [&](const Former& one) { return id != 0 ? one.id == id : one.key == keyOf(address); });
 }
 
 void Peers::dropSilent() {
     const auto limit = nowMilliseconds() - static_cast<int64_t>(silentIntervals * 1000 * interval_);
     for (size_t i = peers_.size(); i-- > 0;) {
         if (peers_[i].lastHeard < limit)
-            drop(peers_.begin() + static_cast<ptrdiff_t>(i), "has fallen silent");
+            drop(peers_.begin() + static_cast<ptrdiff_t>(i), "is silent");
     }
 }
 

@@ -8,8 +8,15 @@ constexpr uint32_t firstTables = 256;
 
 } // namespace
 
-Registry::Registry(RegistryObserver& observer)
-    : observer_(observer), registrations_(firstTables), triggers_(firstTables), services_(firstTables) {}
+Registry::Registry(RegistryObserver& observer, const Limits& limits)
+    : observer_(observer), limits_(limits), registrations_(firstTables), triggers_(firstTables),
+      services_(firstTables) {}
+
+template <class T>
+bool Registry::hasSpace(uint32_t count, size_t octets, const Holding<T>& holding, uint32_t more) const {
+    return count < limits_.count && holding.count < limits_.countOfHolder &&
+           octets + more <= limits_.octets && holding.octets + more <= limits_.octetsOfHolder;
+}
 
 ServiceName* Registry::serviceFor(const DSName& name) {
     const uint32_t index = services_.indexOf(name);
@@ -25,11 +32,11 @@ void Registry::dropIfIdle(const ServiceName* service) {
         services_.take(*NCRef<DSName>(service->name));
 }
 
-Registry::Result Registry::add(Holder& holder, DSProvider* provider) {
+Registry::Result Registry::add(Holder& holder, DSProvider* provider, uint32_t octets) {
     const uint32_t index = registrations_.indexOf(RegistrationProbe{*provider, &holder});
     if (registrations_.slot(index))
         return Result::already;
-    if (registrations_.size() >= mostRegistrations || holder.registrationCount >= mostOfHolder)
+    if (!hasSpace(registrations_.size(), registrationOctets_, holder.registrations, octets))
         return Result::full;
     ServiceName* service = serviceFor(provider->name());
     if (service->registrations.empty()) {
@@ -37,12 +44,16 @@ Registry::Result Registry::add(Holder& holder, DSProvider* provider) {
         if (!service->triggers.empty())
             service->name = new DSName(provider->name());
     }
-    auto made = std::make_unique<Registration>(Registration{provider, &holder, service, {}, {}});
+    auto made = std::make_unique<Registration>(Registration{provider, octets, &holder, service, {}, {}});
     holder.registrations.append(made.get());
     service->registrations.append(made.get());
-    ++holder.registrationCount;
+    ++holder.registrations.count;
+    holder.registrations.octets += octets;
+    registrationOctets_ += octets;
+    ++version_;
+    const Registration& added = *made;
     registrations_.insertAt(index, std::move(made));
-    observer_.providerUp(*service, provider);
+    observer_.providerUp(added);
     return Result::done;
 }
 
@@ -60,27 +71,32 @@ void Registry::remove(Registration* registration) {
     const bool first = service->registrations.front() == registration;
     holder->registrations.remove(registration);
     service->registrations.remove(registration);
-    --holder->registrationCount;
+    --holder->registrations.count;
+    holder->registrations.octets -= registration->octets;
+    registrationOctets_ -= registration->octets;
+    ++version_;
     const auto taken = registrations_.take(RegistrationProbe{*registration->provider, holder});
     if (service->registrations.empty())
         --names_;
     else if (first)
         service->name = new DSName(service->registrations.front()->provider->name());
-    observer_.providerDown(*service, taken->provider.get());
+    observer_.providerDown(*taken);
     dropIfIdle(service);
 }
 
-Registry::Result Registry::addTrigger(Holder& holder, DSName* name) {
+Registry::Result Registry::addTrigger(Holder& holder, DSName* name, uint32_t octets) {
     const uint32_t index = triggers_.indexOf(TriggerProbe{*name, &holder});
     if (triggers_.slot(index))
         return Result::already;
-    if (triggers_.size() >= mostRegistrations || holder.triggerCount >= mostOfHolder)
+    if (!hasSpace(triggers_.size(), triggerOctets_, holder.triggers, octets))
         return Result::full;
     ServiceName* service = serviceFor(*name);
-    auto made = std::make_unique<Trigger>(Trigger{name, &holder, service, {}, {}});
+    auto made = std::make_unique<Trigger>(Trigger{name, octets, &holder, service, {}, {}});
     holder.triggers.append(made.get());
     service->triggers.append(made.get());
-    ++holder.triggerCount;
+    ++holder.triggers.count;
+    holder.triggers.octets += octets;
+    triggerOctets_ += octets;
     if (!holder.isAgent)
         ++service->watchers;
     triggers_.insertAt(index, std::move(made));
@@ -100,7 +116,9 @@ void Registry::removeTrigger(Trigger* trigger) {
     Holder* holder = trigger->holder;
     holder->triggers.remove(trigger);
     service->triggers.remove(trigger);
-    --holder->triggerCount;
+    --holder->triggers.count;
+    holder->triggers.octets -= trigger->octets;
+    triggerOctets_ -= trigger->octets;
     triggers_.take(TriggerProbe{*NCRef<DSName>(trigger->name), holder});
     if (!holder->isAgent && --service->watchers == 0)
         observer_.watchEnds(*service);

@@ -3,7 +3,6 @@
 // Who provides which service, and who waits for which.
 
 #include "agent/records/dsprovid.h"
-#include "locd/chain.h"
 #include "locd/tables.h"
 
 #include <memory>
@@ -16,6 +15,7 @@ struct ServiceName;
 // One provider that one client has registered.
 struct Registration {
     NCRef<DSProvider> provider;
+    uint32_t octets; // that it takes in a list
     Holder* holder;
     ServiceName* service;
     ChainLink<Registration> ofHolder;
@@ -25,19 +25,24 @@ struct Registration {
 // One name that one client wants to hear of.
 struct Trigger {
     NCRef<DSName> name;
+    uint32_t octets;
     Holder* holder;
     ServiceName* service;
     ChainLink<Trigger> ofHolder;
     ChainLink<Trigger> ofService;
 };
 
+template <class T>
+struct Holding : Chain<T, &T::ofHolder> {
+    uint32_t count = 0;
+    size_t octets = 0;
+};
+
 // Whom registrations and triggers belong to.
 struct Holder {
     bool isAgent = false; // another agent, on behalf of its own clients
-    Chain<Registration, &Registration::ofHolder> registrations;
-    Chain<Trigger, &Trigger::ofHolder> triggers;
-    uint32_t registrationCount = 0;
-    uint32_t triggerCount = 0;
+    Holding<Registration> registrations;
+    Holding<Trigger> triggers;
 };
 
 // Everything about one name: text, argument type and service type tell names apart, the value does not.
@@ -53,8 +58,8 @@ struct ServiceName {
 class RegistryObserver {
 public:
     virtual ~RegistryObserver() = default;
-    virtual void providerUp(const ServiceName& service, DSProvider* provider) = 0;
-    virtual void providerDown(const ServiceName& service, DSProvider* provider) = 0;
+    virtual void providerUp(const Registration& registration) = 0;
+    virtual void providerDown(const Registration& registration) = 0;
     // The last watcher of the name went.
     virtual void watchEnds(const ServiceName& service) = 0;
 };
@@ -63,19 +68,26 @@ public:
 // from those that walk.
 class Registry {
 public:
-    // What the registry holds at the most, in all and of one client.
-    static constexpr uint32_t mostRegistrations = 1'000'000;
-    static constexpr uint32_t mostOfHolder = 250'000;
+    // What the registry holds at the most, in all and of one client: so many registrations, and as many
+    // triggers. A client of this agent takes lists of 64 MiB, and no list is longer than all registrations.
+    struct Limits {
+        uint32_t count = 1'000'000;
+        uint32_t countOfHolder = 250'000;
+        size_t octets = 32 * 1024 * 1024;
+        size_t octetsOfHolder = 16 * 1024 * 1024;
+    };
 
     enum class Result { done, already, missing, full };
 
-    explicit Registry(RegistryObserver& observer);
+    explicit Registry(RegistryObserver& observer) : Registry(observer, Limits()) {}
+    Registry(RegistryObserver& observer, const Limits& limits);
     Registry(const Registry&) = delete;
     Registry& operator=(const Registry&) = delete;
 
-    Result add(Holder& holder, DSProvider* provider);
+    // `octets` is what the record takes in a list.
+    Result add(Holder& holder, DSProvider* provider, uint32_t octets);
     Result remove(Holder& holder, const DSProvider& provider);
-    Result addTrigger(Holder& holder, DSName* name);
+    Result addTrigger(Holder& holder, DSName* name, uint32_t octets);
     Result removeTrigger(Holder& holder, const DSName& name);
     // The holder is leaving: its triggers go first, so that it hears nothing of itself.
     void removeAll(Holder& holder);
@@ -97,19 +109,24 @@ public:
     uint32_t triggers() const { return triggers_.size(); }
     // Of names with a provider.
     uint32_t names() const { return names_; }
+    // Of all registrations and triggers.
+    size_t registrationOctets() const { return registrationOctets_; }
+    size_t triggerOctets() const { return triggerOctets_; }
+    // Another number after each change of the registrations.
+    uint64_t version() const { return version_; }
 
 private:
     struct RegistrationProbe {
         const DSProvider& provider;
-        const Holder* holder; // null: anybody
+        const Holder* holder; // null: any
     };
     struct TriggerProbe {
         const DSName& name;
         const Holder* holder;
     };
 
-    // Nobody sees the order of these tables, so they hash by fingerprint: the protocol's hash would crowd
-    // names that differ in a few digits, and a client that goes may take a hundred thousand of them out.
+    // By fingerprint, since the order of these tables is not visible: the protocol's hash gives names that
+    // differ in a few digits the same slots, and a client that goes may take a hundred thousand of them out.
     static uint32_t hashOf(const DSResource& record) { return static_cast<uint32_t>(record.fingerprint()); }
 
     // The holder is left out of the hash, so that a provider can be found without knowing it.
@@ -145,16 +162,22 @@ private:
         }
     };
 
+    template <class T>
+    bool hasSpace(uint32_t count, size_t octets, const Holding<T>& holding, uint32_t more) const;
     ServiceName* serviceFor(const DSName& name);
     void dropIfIdle(const ServiceName* service);
     void remove(Registration* registration);
     void removeTrigger(Trigger* trigger);
 
     RegistryObserver& observer_;
+    const Limits limits_;
     harbolance::HashTable<RegistrationTraits> registrations_;
     harbolance::HashTable<TriggerTraits> triggers_;
     harbolance::HashTable<ServiceTraits> services_;
     uint32_t names_ = 0;
+    size_t registrationOctets_ = 0;
+    size_t triggerOctets_ = 0;
+    uint64_t version_ = 0;
 };
 
 } // namespace locd

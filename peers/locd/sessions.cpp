@@ -5,8 +5,8 @@
 #include "locd/inquiries.h"
 #include "locd/links.h"
 #include "locd/peers.h"
-#include "locd/statuses.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace locd {
@@ -14,61 +14,61 @@ namespace locd {
 namespace {
 
 // What a notification holds beside the provider is never longer.
-constexpr size_t roomForNotice = 256;
-
-int statusOf(Registry::Result result) {
-    switch (result) {
-    case Registry::Result::done:
-    case Registry::Result::already: return DSStatusDone;
-    case Registry::Result::missing: return notRegistered;
-    case Registry::Result::full: break;
-    }
-    return limitReached;
-}
+constexpr size_t noticeOctets = 256;
 
 } // namespace
 
+Sessions::Sessions(const Parts& parts)
+    : parts_(parts),
+      emptyRequest_(parts.endpoint.sizeOf(*NCRef<DSRequest>(new DSRequest(DSRequestRegisterProvider)))) {}
+
+// The answer to a request of a client: kept for repeats. One that does not fit a datagram becomes the status
+// `tooLarge`.
 void Sessions::answer(Client& client, const DSMessage& request, int replyType, int status,
                       DSResource* object) {
-    auto octets = rooms_.endpoint.send(*NCRef<DSReply>(new DSReply(replyType, request, status, object)),
+    auto octets = parts_.endpoint.send(*NCRef<DSReply>(new DSReply(replyType, request, status, object)),
                                        client.address);
     if (octets.empty())
         octets =
-            rooms_.endpoint.send(*NCRef<DSReply>(new DSReply(replyType, request, tooLarge)), client.address);
-    client.repeats.answered(octets);
+            parts_.endpoint.send(*NCRef<DSReply>(new DSReply(replyType, request, tooLarge)), client.address);
+    client.requests.answered(request.msgNum(), octets);
 }
 
 void Sessions::refuseVersion(const DSMessage& header, const sockaddr_in& from) {
-    rooms_.log("%s speaks another protocol version", textOf(from).c_str());
-    rooms_.endpoint.send(*NCRef<DSReply>(new DSReply(DSReplyLogin, header, DSStatusVersionMismatch)), from);
+    parts_.log(LogLevel::info, "%s speaks another protocol version", textOf(from).c_str());
+    parts_.endpoint.send(*NCRef<DSReply>(new DSReply(DSReplyLogin, header, DSStatusVersionMismatch)), from);
 }
 
 void Sessions::receive(const DSRequest& request, const sockaddr_in& from, size_t size) {
-    if (request.requestType() == DSRequestLocate && rooms_.peers.isPeer(request.cookie())) {
+    if (request.requestType() == DSRequestLocate && parts_.peers.isPeer(request.cookie())) {
         answerPeer(request, from);
         return;
     }
-    Client* client = rooms_.clients.find(from);
+    // Before it is looked whether it is a repeat: it may come from another process than the client's, which
+    // counts for itself.
+    if (request.requestType() == DSRequestLogin) {
+        login(request, from);
+        return;
+    }
+    Client* client = parts_.clients.find(from);
     if (!client) {
-        if (request.requestType() == DSRequestLogin)
-            login(request, from);
-        else
-            answerStranger(request, from);
+        answerUnknown(request, from);
         return;
     }
     Watch::heard(*client);
-    switch (client->repeats.kindOf(request.msgNum())) {
-    case Repeats::Kind::old: return;
-    case Repeats::Kind::last: rooms_.endpoint.sendOctets(client->repeats.answer(), from); return;
-    case Repeats::Kind::fresh: break;
+    switch (client->requests.stateOf(request.msgNum())) {
+    case RequestMemory::State::underWay:
+    case RequestMemory::State::forgotten: return;
+    case RequestMemory::State::answered:
+        parts_.endpoint.sendOctets(client->requests.answerTo(request.msgNum()), from);
+        return;
+    case RequestMemory::State::fresh: break;
     }
-    if (request.requestType() == DSRequestLogin) {
-        login(request, from);
-    } else if (request.requestType() == DSRequestEndOfSession) {
+    if (request.requestType() == DSRequestEndOfSession) {
         drop(*client, "has ended its session");
-        answerStranger(request, from);
+        answerUnknown(request, from);
     } else {
-        client->repeats.begin(request.msgNum());
+        client->requests.begin(request.msgNum());
         execute(*client, request, size);
     }
 }
@@ -77,14 +77,14 @@ void Sessions::receive(const DSRequest& request, const sockaddr_in& from, size_t
 // no session is needed and repeats need no care.
 void Sessions::answerPeer(const DSRequest& request, const sockaddr_in& from) {
     const auto* name = nc_cast<DSName>(request.request());
-    DSProvider* found = name ? rooms_.registry.find(*name) : nullptr;
+    DSProvider* found = name ? parts_.registry.find(*name) : nullptr;
     const int status = found ? static_cast<int>(DSStatusDone) : noSuchService;
-    rooms_.endpoint.send(*NCRef<DSReply>(new DSReply(DSReplyPlain, request, status, found)), from);
+    parts_.endpoint.send(*NCRef<DSReply>(new DSReply(DSReplyPlain, request, status, found)), from);
 }
 
 // A client that this agent does not know, because it was started anew or has given the client up, has to log
 // in again.
-void Sessions::answerStranger(const DSRequest& request, const sockaddr_in& from) {
+void Sessions::answerUnknown(const DSRequest& request, const sockaddr_in& from) {
     int type = DSReplyPlain;
     int status = DSStatusReconnect;
     if (request.requestType() == DSRequestAreYouAlive) {
@@ -93,19 +93,26 @@ void Sessions::answerStranger(const DSRequest& request, const sockaddr_in& from)
         type = DSReplyEndOfSession;
         status = DSStatusDone;
     }
-    rooms_.endpoint.send(*NCRef<DSReply>(new DSReply(type, request, status)), from);
+    parts_.endpoint.send(*NCRef<DSReply>(new DSReply(type, request, status)), from);
+}
+
+// A session that gets the end of a session looks for an agent and registers everything there.
+void Sessions::askToLogIn(const sockaddr_in& address) {
+    parts_.endpoint.send(*NCRef<DSRequest>(new DSRequest(DSRequestEndOfSession)), address);
 }
 
 void Sessions::login(const DSRequest& request, const sockaddr_in& from) {
     int status = DSStatusDone;
     Client* client = admit(request, from, status);
     if (!client) {
-        rooms_.log("%s is refused with status %d", textOf(from).c_str(), status);
-        rooms_.endpoint.send(*NCRef<DSReply>(new DSReply(DSReplyLogin, request, status)), from);
-        return;
+        parts_.log(LogLevel::info, "%s is refused with status %d", textOf(from).c_str(), status);
+        parts_.endpoint.send(*NCRef<DSReply>(new DSReply(DSReplyLogin, request, status)), from);
+    } else if (client->requests.stateOf(request.msgNum()) == RequestMemory::State::answered) {
+        parts_.endpoint.sendOctets(client->requests.answerTo(request.msgNum()), from);
+    } else {
+        client->requests.begin(request.msgNum());
+        answer(*client, request, DSReplyLogin, status);
     }
-    client->repeats.begin(request.msgNum());
-    answer(*client, request, DSReplyLogin, status);
 }
 
 // The client that logs in, new or known; or null with the status of the refusal.
@@ -115,18 +122,25 @@ Client* Sessions::admit(const DSRequest& request, const sockaddr_in& from, int& 
         status = DSStatusRefused;
         return nullptr;
     }
-    if (Client* known = rooms_.clients.find(from)) {
-        if (known->processId == login->processId() && known->verifyPort == login->verifyPort()) {
+    const int verifyPort = login->verifyPort() > 0 && login->verifyPort() <= 65535 ? login->verifyPort() : 0;
+    const bool isAgent = std::strcmp(login->loginName(), agentLoginName) == 0;
+    // In a container an agent that is started again may have the process id of the former one.
+    const uint32_t agentId = isAgent ? cookieWord(request.cookie()) : 0;
+    if (Client* known = parts_.clients.find(from)) {
+        if (known->processId == login->processId() && known->verifyPort == verifyPort &&
+            known->agentId == agentId) {
+            Watch::heard(*known);
             status = DSStatusKnownClient;
             return known;
         }
         drop(*known, "has given its port to another process");
     }
-    const int verifyPort = login->verifyPort() > 0 && login->verifyPort() <= 65535 ? login->verifyPort() : 0;
     // A process that lost this agent comes back from another port, with the verify port that it had.
-    if (Client* former = rooms_.clients.findByVerifyAddress(from.sin_addr.s_addr, verifyPort))
-        drop(*former, "logs in anew");
-    if (rooms_.clients.full()) {
+    if (Client* former = parts_.clients.findByVerifyAddress(from.sin_addr.s_addr, verifyPort))
+        dropAndTell(*former, "logs in anew");
+    if (parts_.clients.full()) {
+        parts_.log(LogLevel::warning, "there are %u clients already, %s is refused", parts_.clients.size(),
+                   textOf(from).c_str());
         status = DSStatusRefused;
         return nullptr;
     }
@@ -134,26 +148,36 @@ Client* Sessions::admit(const DSRequest& request, const sockaddr_in& from, int& 
     client->address = from;
     client->processId = login->processId();
     client->verifyPort = verifyPort;
-    client->isAgent = std::strcmp(login->loginName(), agentLoginName) == 0;
-    client->agentAddress = rooms_.endpoint.publicAddress(from);
+    client->isAgent = isAgent;
+    client->agentId = agentId;
+    client->agentAddress = parts_.endpoint.publicAddress(from);
     Watch::heard(*client);
-    rooms_.log("%s logs in, process %d, verify port %d", textOf(from).c_str(), client->processId, verifyPort);
-    return &rooms_.clients.add(std::move(client));
+    parts_.log(LogLevel::info, "%s logs in, process %d, verify port %d", textOf(from).c_str(),
+               client->processId, verifyPort);
+    return &parts_.clients.add(std::move(client));
 }
 
 void Sessions::drop(Client& client, const char* why) {
-    rooms_.log("%s %s: %u providers and %u triggers go", textOf(client.address).c_str(), why,
-               client.registrationCount, client.triggerCount);
-    rooms_.registry.removeAll(client);
-    rooms_.notifier.forget(client);
-    rooms_.clients.remove(client);
+    parts_.log(LogLevel::info, "%s %s: %u providers and %u triggers go", textOf(client.address).c_str(), why,
+               client.registrations.count, client.triggers.count);
+    parts_.registry.removeAll(client);
+    parts_.notifier.forget(client);
+    parts_.clients.remove(client);
+}
+
+void Sessions::dropAndTell(Client& client, const char* why) {
+    const sockaddr_in address = client.address;
+    const bool isAgent = client.isAgent; // these find out by themselves
+    drop(client, why);
+    if (!isAgent)
+        askToLogIn(address);
 }
 
 void Sessions::execute(Client& client, const DSRequest& request, size_t size) {
     switch (request.requestType()) {
     case DSRequestAreYouAlive: answer(client, request, DSReplyAlive, DSStatusDone); break;
     case DSRequestLocate: locate(client, request); break;
-    case DSRequestRegisterTrigger: registerTrigger(client, request); break;
+    case DSRequestRegisterTrigger: registerTrigger(client, request, size); break;
     case DSRequestRegisterProvider: registerProvider(client, request, size); break;
     case DSRequestUnregisterProvider: unregisterProvider(client, request); break;
     case DSRequestUnregisterTrigger: unregisterTrigger(client, request); break;
@@ -166,14 +190,31 @@ void Sessions::locate(Client& client, const DSRequest& request) {
     auto* name = nc_cast<DSName>(request.request());
     if (!name)
         answer(client, request, DSReplyPlain, badRequest);
-    else if (DSProvider* found = rooms_.registry.find(*name))
+    else if (DSProvider* found = parts_.registry.find(*name))
         answerLocate(client, request, found);
-    else if (client.isAgent || !rooms_.inquiries.ask(client, request, *name))
+    else if (client.isAgent || !parts_.inquiries.ask(client, request, *name))
         answerLocate(client, request, nullptr);
 }
 
 void Sessions::answerLocate(Client& client, const DSRequest& request, DSProvider* found) {
     answer(client, request, DSReplyPlain, found ? static_cast<int>(DSStatusDone) : noSuchService, found);
+}
+
+// What a record takes in a list, given the datagram of the request that brought it.
+uint32_t Sessions::octetsOfRecord(size_t size) const {
+    return static_cast<uint32_t>(size - std::min(size, emptyRequest_));
+}
+
+int Sessions::statusOf(Registry::Result result, const Client& client) {
+    switch (result) {
+    case Registry::Result::done:
+    case Registry::Result::already: return DSStatusDone;
+    case Registry::Result::missing: return notRegistered;
+    case Registry::Result::full: break;
+    }
+    parts_.log(LogLevel::warning, "%s has reached a limit, its own or that of all: %u providers, %u triggers",
+               textOf(client.address).c_str(), client.registrations.count, client.triggers.count);
+    return limitReached;
 }
 
 void Sessions::registerProvider(Client& client, const DSRequest& request, size_t size) {
@@ -182,53 +223,64 @@ void Sessions::registerProvider(Client& client, const DSRequest& request, size_t
         answer(client, request, DSReplyPlain, badRequest);
         return;
     }
-    provider->setAgentAddr(DSAddr(rooms_.endpoint.port(), in_addr{client.agentAddress}));
+    provider->setAgentAddr(DSAddr(parts_.endpoint.port(), in_addr{client.agentAddress}));
     int status = tooLarge;
-    if (size + roomForNotice <= longestDatagram || rooms_.notifier.fits(provider))
-        status = statusOf(rooms_.registry.add(client, provider));
+    if (size + noticeOctets <= longestDatagram || parts_.notifier.octetsOf(provider) > 0)
+        status = statusOf(parts_.registry.add(client, provider, octetsOfRecord(size)), client);
     answer(client, request, DSReplyPlain, status);
 }
 
 void Sessions::unregisterProvider(Client& client, const DSRequest& request) {
     const auto* provider = nc_cast<DSProvider>(request.request());
-    answer(client, request, DSReplyPlain,
-           provider ? statusOf(rooms_.registry.remove(client, *provider)) : static_cast<int>(badRequest));
+    const int status =
+        provider ? statusOf(parts_.registry.remove(client, *provider), client) : static_cast<int>(badRequest);
+    answer(client, request, DSReplyPlain, status);
 }
 
-void Sessions::registerTrigger(Client& client, const DSRequest& request) {
+void Sessions::registerTrigger(Client& client, const DSRequest& request, size_t size) {
     auto* name = nc_cast<DSName>(request.request());
-    const int status = name ? statusOf(rooms_.registry.addTrigger(client, name)) : badRequest;
-    DSProvider* present = status == DSStatusDone ? rooms_.registry.find(*name) : nullptr;
+    const int status = name ? statusOf(parts_.registry.addTrigger(client, name, octetsOfRecord(size)), client)
+                            : static_cast<int>(badRequest);
+    DSProvider* present = nullptr;
+    if (status == DSStatusDone) {
+        present = parts_.registry.find(*name);
+        if (!present && !client.isAgent)
+            present = parts_.links.find(*name);
+    }
     answer(client, request, present ? DSReplyTrigger : DSReplyPlain, status, present);
-    if (status == DSStatusDone && !present && !client.isAgent)
-        rooms_.links.watch(*name);
+    if (status == DSStatusDone && !client.isAgent && parts_.registry.service(*name)->watchers == 1)
+        parts_.links.watch(*name);
 }
 
 void Sessions::unregisterTrigger(Client& client, const DSRequest& request) {
     const auto* name = nc_cast<DSName>(request.request());
-    answer(client, request, DSReplyPlain,
-           name ? statusOf(rooms_.registry.removeTrigger(client, *name)) : static_cast<int>(badRequest));
+    const int status =
+        name ? statusOf(parts_.registry.removeTrigger(client, *name), client) : static_cast<int>(badRequest);
+    answer(client, request, DSReplyPlain, status);
 }
 
 void Sessions::listAgents(Client& client, const DSRequest& request) {
-    answer(client, request, DSReplyPlain, DSStatusDone, NCRef<DSSet>(rooms_.peers.addresses()).get());
+    answer(client, request, DSReplyPlain, DSStatusDone, NCRef<DSSet>(parts_.peers.addresses()).get());
 }
 
 void Sessions::receive(const DSReply& reply, const sockaddr_in& from) {
     if (reply.replyType() == DSReplyAlive) {
-        rooms_.watch.answered(reply, from);
-    } else if (Client* client = rooms_.clients.find(from)) {
+        // A process that was dropped while it was stopped answers when it goes on. Agents find out by
+        // themselves.
+        if (!parts_.watch.answered(reply, from) && !parts_.peers.isPeer(from))
+            askToLogIn(from);
+    } else if (Client* client = parts_.clients.find(from)) {
         Watch::heard(*client);
         if (reply.replyType() == DSReplyTriggerAcknowledged)
-            rooms_.notifier.acknowledged(*client, reply.requestNum());
+            parts_.notifier.acknowledged(*client, reply.requestNum());
         else if (reply.replyType() == DSReplyEndOfSession)
             client->leaving = true;
     }
 }
 
 void Sessions::unreachable(const DSProvider& provider) {
-    if (Holder* holder = rooms_.registry.holderOf(provider))
-        rooms_.watch.suspect(*static_cast<Client*>(holder));
+    if (Holder* holder = parts_.registry.holderOf(provider))
+        parts_.watch.suspect(*static_cast<Client*>(holder));
 }
 
 } // namespace locd

@@ -16,8 +16,9 @@ class Peers;
 // What clients ask on their sessions.
 class Sessions {
 public:
-    struct Rooms {
-        const Log& log;
+    // The parts of the agent that requests reach.
+    struct Parts {
+        Log& log;
         Endpoint& endpoint;
         Clients& clients;
         Registry& registry;
@@ -27,7 +28,7 @@ public:
         Inquiries& inquiries;
         Links& links;
     };
-    explicit Sessions(const Rooms& rooms) : rooms_(rooms) {}
+    explicit Sessions(const Parts& parts);
 
     // `size` is that of the datagram.
     void receive(const DSRequest& request, const sockaddr_in& from, size_t size);
@@ -38,29 +39,33 @@ public:
     // Another process has found this provider dead.
     void unreachable(const DSProvider& provider);
 
-    // The answer to the last request of a client: kept for repeats. One that does not fit a datagram becomes
-    // the status `tooLarge`.
-    void answer(Client& client, const DSMessage& request, int replyType, int status,
-                DSResource* object = nullptr);
     // The answer to a locate request that other agents were asked about; null when none has the service.
     void answerLocate(Client& client, const DSRequest& request, DSProvider* found);
-    // Ends a session; everything that the client had registered is withdrawn.
-    void drop(Client& client, const char* why);
+    // Ends a session that this agent gives up: everything that the client had registered is withdrawn. Should
+    // the process still be there, it logs in again.
+    void dropAndTell(Client& client, const char* why);
 
 private:
+    void answer(Client& client, const DSMessage& request, int replyType, int status,
+                DSResource* object = nullptr);
     void login(const DSRequest& request, const sockaddr_in& from);
+    void drop(Client& client, const char* why);
+    void askToLogIn(const sockaddr_in& address);
     Client* admit(const DSRequest& request, const sockaddr_in& from, int& status);
     void answerPeer(const DSRequest& request, const sockaddr_in& from);
-    void answerStranger(const DSRequest& request, const sockaddr_in& from);
+    void answerUnknown(const DSRequest& request, const sockaddr_in& from);
     void execute(Client& client, const DSRequest& request, size_t size);
     void locate(Client& client, const DSRequest& request);
     void registerProvider(Client& client, const DSRequest& request, size_t size);
     void unregisterProvider(Client& client, const DSRequest& request);
-    void registerTrigger(Client& client, const DSRequest& request);
+    void registerTrigger(Client& client, const DSRequest& request, size_t size);
     void unregisterTrigger(Client& client, const DSRequest& request);
     void listAgents(Client& client, const DSRequest& request);
+    uint32_t octetsOfRecord(size_t size) const;
+    int statusOf(Registry::Result result, const Client& client);
 
-    Rooms rooms_;
+    Parts parts_;
+    size_t emptyRequest_; // octets of a request without a record
 };
 
 } // namespace locd

@@ -1,11 +1,49 @@
 #pragma once
 
+// Containers of the agent.
+
 #include "base/hash_table.h"
 
 namespace locd {
 
-// When the tables of the agent grow: nobody sees their order, they are searched for every request, and their
-// slots are only pointers. So they stay half empty, which keeps every walk from slot to slot short.
 using harbolance::GrowAtHalf;
+
+// The place of an element in one chain.
+template <class T>
+struct ChainLink {
+    T* previous = nullptr;
+    T* next = nullptr;
+};
+
+// A doubly linked list through a member of its elements, which it does not own: joining and leaving cost
+// no search and no allocation. An element is in one chain per link at the most.
+template <class T, ChainLink<T> T::*link>
+class Chain {
+public:
+    Chain() = default;
+    Chain(const Chain&) = delete;
+    Chain& operator=(const Chain&) = delete;
+
+    bool empty() const { return !first_; }
+    T* front() const { return first_; }
+    static T* after(const T* element) { return (element->*link).next; }
+
+    void append(T* element) {
+        (element->*link) = {last_, nullptr};
+        (last_ ? (last_->*link).next : first_) = element;
+        last_ = element;
+    }
+
+    void remove(T* element) {
+        const ChainLink<T> place = element->*link;
+        (place.previous ? (place.previous->*link).next : first_) = place.next;
+        (place.next ? (place.next->*link).previous : last_) = place.previous;
+        (element->*link) = {};
+    }
+
+private:
+    T* first_ = nullptr;
+    T* last_ = nullptr;
+};
 
 } // namespace locd

@@ -7,13 +7,13 @@
 
 namespace locd {
 
-// A clock that nobody sets.
+// Time since some moment in the past, unaffected by changes of the system's clock.
 inline int64_t nowMilliseconds() {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
     return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
 }
 
-// Calls an action again and again from the global dispatcher.
+// Calls an action periodically from the global dispatcher.
 class Ticker : public dpIOHandler {
 public:
     explicit Ticker(std::function<void()> action) : action_(std::move(action)) {}

@@ -10,34 +10,61 @@ Watch::Watch(Endpoint& endpoint, Clients& clients, double checkInterval, std::fu
     ticker_.start(checkInterval / mostProbes);
 }
 
-void Watch::probe(Client& client) {
-    ++client.probes;
-    const NCRef<DSRequest> request(new DSRequest(DSRequestAreYouAlive, nullptr, client.id));
-    endpoint_.send(*request, client.verifyAddress());
+void Watch::heard(Client& client) {
+    client.lastHeard = client.sessionLastHeard = nowMilliseconds();
+    client.probes = client.sessionProbes = 0;
+}
+
+void Watch::probe(const Client& client, const sockaddr_in& address) {
+    endpoint_.send(*NCRef<DSRequest>(new DSRequest(DSRequestAreYouAlive, nullptr, client.id)), address);
 }
 
 void Watch::suspect(Client& client) {
-    if (client.probes == 0)
-        probe(client);
+    if (client.probes == 0) {
+        ++client.probes;
+        probe(client, client.verifyAddress());
+    }
 }
 
-void Watch::answered(const DSMessage& answer, const sockaddr_in& from) {
-    Client* client = clients_.findById(cookieWord(answer.cookie()));
+bool Watch::answered(const DSMessage& answer, const sockaddr_in& from) {
+    const uint32_t id = cookieWord(answer.cookie());
+    Client* client = clients_.findById(id);
     if (!client)
         client = clients_.findByVerifyAddress(from.sin_addr.s_addr, portOf(from));
-    if (client)
+    if (!client)
+        return id == 0;
+    if (keyOf(from) == client->key()) {
         heard(*client);
+    } else {
+        client->lastHeard = nowMilliseconds();
+        client->probes = 0;
+    }
+    return true;
+}
+
+// One step of the questions to a client that is silent. True when there is nothing left to ask.
+bool Watch::hasVanished(Client& client, int64_t now) {
+    const bool silent = client.probes > 0 || now - client.lastHeard >= limit_;
+    const bool sessionSilent = client.probes >= mostProbes / 2 || client.sessionProbes > 0 ||
+                               now - client.sessionLastHeard >= sessionIntervals * limit_;
+    if (client.probes == mostProbes || client.sessionProbes == mostProbes)
+        return true;
+    if (silent) {
+        ++client.probes;
+        probe(client, client.verifyAddress());
+    }
+    if (sessionSilent && client.verifyPort != 0) {
+        ++client.sessionProbes;
+        probe(client, client.address);
+    }
+    return false;
 }
 
 void Watch::sweep() {
     const int64_t now = nowMilliseconds();
     std::vector<Client*> vanished;
     clients_.forEach([&](Client& client) {
-        if (client.probes == 0 && now - client.lastHeard < limit_)
-            return;
-        if (client.probes < mostProbes)
-            probe(client);
-        else
+        if (hasVanished(client, now))
             vanished.push_back(&client);
     });
     for (Client* client : vanished)

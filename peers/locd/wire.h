@@ -16,6 +16,16 @@ namespace locd {
 // What a receiver of the protocol takes at the most; anything longer would count as malformed over there.
 constexpr uint32_t longestDatagram = 8192;
 
+// What this agent answers beside the values of DSReplyStatus. A client takes each for the failure of its
+// request.
+enum AgentStatus : int {
+    notRegistered = -1, // nothing like that is registered by this client
+    noSuchService = -2, // nobody provides it, here or at the other agents
+    badRequest = -3,    // an unknown request, or one without the record it needs
+    limitReached = -4,  // of this client or of the agent
+    tooLarge = -5,      // the answer would not fit a datagram
+};
+
 // Decodes one datagram after another, each received into the area of this object.
 class Decoder {
 public:

@@ -9,34 +9,34 @@
 namespace {
 
 using locd::Holder;
+using locd::Registration;
 using locd::Registry;
 using locd::ServiceName;
 using Result = Registry::Result;
 
-NCRef<DSName> nameOf(const char* text, int serviceType = DSServiceManual, DSResource* value = nullptr) {
-    return new DSName(text, dsArgType, serviceType, value);
+NCRef<DSName> nameOf(const std::string& text, int serviceType = DSServiceManual,
+                     DSResource* value = nullptr) {
+    return new DSName(text.c_str(), dsArgType, serviceType, value);
 }
 
 NCRef<DSProvider> providerOf(const DSName& name, int port = 1) {
     return new DSProvider(name, DSAddr(port, in_addr{htonl(INADDR_LOOPBACK)}));
 }
 
-NCRef<DSProvider> providerOf(const char* name, int port = 1) { return providerOf(*nameOf(name), port); }
+NCRef<DSProvider> providerOf(const std::string& name, int port = 1) {
+    return providerOf(*nameOf(name), port);
+}
 
 // Writes down what the registry tells.
-struct Story : locd::RegistryObserver {
-    void providerUp(const ServiceName& service, DSProvider* provider) override {
-        tell("up ", service, provider);
-    }
-    void providerDown(const ServiceName& service, DSProvider* provider) override {
-        tell("down ", service, provider);
-    }
+struct Record : locd::RegistryObserver {
+    void providerUp(const Registration& one) override { tell("up ", one); }
+    void providerDown(const Registration& one) override { tell("down ", one); }
     void watchEnds(const ServiceName& service) override {
         events.push_back(std::string("unwatched ") + service.name->name());
     }
-    void tell(const char* what, const ServiceName& service, const DSProvider* provider) {
-        events.push_back(what + std::string(provider->name().name()));
-        if (!service.triggers.empty())
+    void tell(const char* what, const Registration& one) {
+        events.push_back(what + std::string(one.provider->name().name()));
+        if (!one.service->triggers.empty())
             events.back() += " heard";
     }
 
@@ -50,94 +50,76 @@ protected:
         registry.removeAll(two);
     }
 
-    Result add(Holder& holder, const NCRef<DSProvider>& provider) {
-        return registry.add(holder, provider.get());
+    Result add(Holder& holder, const NCRef<DSProvider>& provider, uint32_t octets = 1) {
+        return registry.add(holder, provider.get(), octets);
+    }
+    Result watch(Holder& holder, const char* name) {
+        return registry.addTrigger(holder, nameOf(name).get(), 1);
     }
 
-    Story story;
-    Registry registry{story};
+    Record record;
+    Registry registry{record};
     Holder one;
     Holder two;
 };
 
 } // namespace
 
-TEST_F(LocdRegistry, findsTheProviderThatCameFirstUnderTheExactName) {
-    const auto first = providerOf("a", 1);
-    add(one, first);
-    add(two, providerOf("a", 2));
+TEST_F(LocdRegistry, nameIsThatOfTheProviderWhichCameFirst) {
+    const auto first = [this] {
+        const auto* value = nc_cast<DSName>(registry.service(*nameOf("a"))->name->value());
+        const DSProvider* found = registry.find(*nameOf("a", DSServiceManual, nameOf("ignored").get()));
+        return std::pair{std::string(value ? value->name() : ""), found ? found->addr().port() : 0};
+    };
+    watch(two, "a");
+    EXPECT_EQ(first(), std::pair(std::string(""), 0));
+    const auto provider = providerOf(*nameOf("a", DSServiceManual, nameOf("x").get()), 1);
+    add(one, provider);
+    add(two, providerOf(*nameOf("a", DSServiceManual, nameOf("y").get()), 2));
     add(one, providerOf(*nameOf("a", DSServiceOad), 3));
-
-    EXPECT_EQ(registry.find(*nameOf("a", DSServiceManual, nameOf("ignored").get())), first.get());
+    EXPECT_EQ(first(), std::pair(std::string("x"), 1));
     EXPECT_EQ(registry.find(*nameOf("a", DSServiceOad))->addr().port(), 3);
-    EXPECT_EQ(registry.find(*nameOf("a", DSServiceReference)), nullptr);
-    registry.remove(one, *first);
-    EXPECT_EQ(registry.find(*nameOf("a"))->addr().port(), 2);
-    EXPECT_EQ(registry.registrations(), 2U);
+    registry.remove(one, *provider);
+    EXPECT_EQ(first(), std::pair(std::string("y"), 2));
     EXPECT_EQ(registry.names(), 2U);
 }
 
-TEST_F(LocdRegistry, clientsRegisterAndWithdrawForThemselvesOnly) {
-    const auto provider = providerOf("a");
-    EXPECT_EQ(add(one, provider), Result::done);
-    EXPECT_EQ(add(one, providerOf("a")), Result::already);
-    EXPECT_EQ(registry.remove(two, *provider), Result::missing);
-    EXPECT_EQ(add(two, providerOf("a")), Result::done);
-    EXPECT_EQ(registry.remove(one, *provider), Result::done);
-    EXPECT_EQ(registry.remove(one, *provider), Result::missing);
-    EXPECT_EQ(registry.holderOf(*provider), &two);
-    registry.removeAll(two);
-    EXPECT_EQ(registry.holderOf(*provider), nullptr);
-}
-
-TEST_F(LocdRegistry, nameIsThatOfTheFirstProviderWithItsValue) {
-    const auto valueOf = [this] {
-        const auto* value = nc_cast<DSName>(registry.service(*nameOf("a"))->name->value());
-        return std::string(value ? value->name() : "none");
-    };
-    registry.addTrigger(two, nameOf("a").get());
-    EXPECT_EQ(valueOf(), "none");
-    const auto first = providerOf(*nameOf("a", DSServiceManual, nameOf("x").get()));
-    add(one, first);
-    add(one, providerOf(*nameOf("a", DSServiceManual, nameOf("y").get())));
-    EXPECT_EQ(valueOf(), "x");
-    registry.remove(one, *first);
-    EXPECT_EQ(valueOf(), "y");
-}
-
-TEST_F(LocdRegistry, leavingClientHearsNothingOfItself) {
-    registry.addTrigger(one, nameOf("a").get());
-    registry.addTrigger(two, nameOf("b").get());
+TEST_F(LocdRegistry, leavingClientHearsNothingOfItselfAndAgentsAreNoWatchers) {
+    Holder agent;
+    agent.isAgent = true;
+    watch(agent, "a");
+    watch(one, "a");
+    watch(two, "b");
     add(one, providerOf("a"));
     add(one, providerOf("b"));
+    registry.removeAll(agent);
     registry.removeAll(one);
 
     const std::vector<std::string> expected{"up a heard", "up b heard", "unwatched a", "down a",
                                             "down b heard"};
-    EXPECT_EQ(story.events, expected);
+    EXPECT_EQ(record.events, expected);
     EXPECT_EQ(registry.service(*nameOf("a")), nullptr);
     EXPECT_NE(registry.service(*nameOf("b")), nullptr);
-    EXPECT_EQ(one.registrationCount + one.triggerCount, 0U);
+    EXPECT_EQ(one.registrations.octets + one.triggers.octets + registry.registrationOctets(), 0U);
 }
 
-TEST_F(LocdRegistry, agentsAreNoWatchers) {
-    Holder agent;
-    agent.isAgent = true;
-    EXPECT_EQ(registry.addTrigger(agent, nameOf("a").get()), Result::done);
-    EXPECT_EQ(registry.addTrigger(one, nameOf("a").get()), Result::done);
-    EXPECT_EQ(registry.addTrigger(one, nameOf("a").get()), Result::already);
-    EXPECT_EQ(registry.service(*nameOf("a"))->watchers, 1U);
-    registry.removeTrigger(one, *nameOf("a"));
-    EXPECT_EQ(story.events, std::vector<std::string>{"unwatched a"});
-    registry.removeAll(agent);
-    EXPECT_EQ(story.events.size(), 1U);
-}
-
-TEST_F(LocdRegistry, oneClientCannotTakeAllTheRoom) {
-    for (uint32_t i = 0; i < Registry::mostOfHolder; ++i)
-        ASSERT_EQ(add(one, providerOf("same", static_cast<int>(i))), Result::done);
-    EXPECT_EQ(add(one, providerOf("more")), Result::full);
-    EXPECT_EQ(add(two, providerOf("more")), Result::done);
+TEST_F(LocdRegistry, limitsHoldForOneClientAndForAll) {
+    // How many the first client gets in, and how many then the second one, of 100 octets each.
+    const std::tuple<Registry::Limits, int, int> cases[] = {
+        {{5, 3, 1000, 1000}, 3, 2}, {{9, 9, 500, 300}, 3, 2}, {{9, 9, 1000, 399}, 3, 3}};
+    for (const auto& [limits, ofFirst, ofSecond] : cases) {
+        Registry limited(record, limits);
+        for (const auto& [holder, expected] : {std::pair{&one, ofFirst}, std::pair{&two, ofSecond}}) {
+            int taken = 0;
+            while (limited.add(*holder, providerOf("a", taken).get(), 100) == Result::done)
+                EXPECT_EQ(limited.addTrigger(*holder, nameOf("t" + std::to_string(taken++)).get(), 100),
+                          Result::done);
+            EXPECT_EQ(taken, expected);
+            EXPECT_EQ(limited.addTrigger(*holder, nameOf("t").get(), 100), Result::full);
+        }
+        limited.removeAll(one);
+        limited.removeAll(two);
+    }
 }
 
 // In processor time, since other processes may keep this one waiting.
@@ -145,7 +127,7 @@ TEST_F(LocdRegistry, timeGrowsWithTheNumberOfNamesAndNoFaster) {
     const auto secondsFor = [this](int count) {
         const std::clock_t start = std::clock();
         for (int i = 0; i < count; ++i)
-            add(one, providerOf(("IDL:Example/Name" + std::to_string(100000 + i) + ":1.0").c_str()));
+            add(one, providerOf("IDL:Example/Name" + std::to_string(100000 + i) + ":1.0"));
         registry.removeAll(one);
         return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
     };
