@@ -1,32 +1,41 @@
-// Announces objects to the location agent for as long as it runs, as a server would.
+// Announces objects to the location agent for as long as it runs, as a server would:
 //
 //     announce IDL:Bank/Account:1.0=Alice IDL:Bank/Account:1.0=Bob
-//     announce --oad IDL:Bank/Teller:1.0
-//     announce --exact - < names.txt
 //
-// It shows what a program needs of the agent client: start the ORB, take the session, register providers, and
-// turn the event loop, which keeps the session alive and moves the registrations to another agent when one
-// goes away.
+// What a program needs to register something with an agent stands in `main`, in seven steps. The rest of this
+// file reads the command line.
 
 #include <harbolance/agent.h>
 #include <harbolance/corba.h>
 
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#ifndef ANNOUNCE_VERSION
+#define ANNOUNCE_VERSION "(built by itself)"
+#endif
+
 namespace {
 
 constexpr const char* usage =
-    "Usage: announce [options] REPOSITORY_ID[=OBJECT_NAME] ...\n"
-    "       announce [options] -            take them from standard input, one a line\n"
+    "Usage: announce [OPTION]... REPOSITORY_ID[=OBJECT_NAME]...\n"
+    "       announce [OPTION]... -      read them from standard input, one a line\n"
+    "Announces objects to a location agent for as long as it runs.\n"
+    "\n"
     "  --address HOST     where the objects listen (default: this host)\n"
     "  --port N           and their port there (default: 0)\n"
     "  --oad              as registered with an activation daemon, not started by hand\n"
     "  --exact            register each text as it stands, not under the forms that clients ask for\n"
-    "  --reference TEXT   carry this stringified reference in each registration\n";
+    "  --reference TEXT   carry this stringified reference in each registration\n"
+    "  --help             print this and exit\n"
+    "  --version          print the version and exit\n";
 
 struct Options {
     std::string address;
@@ -38,32 +47,37 @@ struct Options {
 };
 
 [[noreturn]] void refuse(const std::string& problem) {
-    std::cerr << "announce: " << problem << "; try --help\n";
+    std::cerr << "announce: " << problem << "; see announce --help\n";
     std::exit(2);
 }
 
-int portOf(const char* text) {
+[[noreturn]] void tell(const std::string& text) {
+    std::cout << text;
+    std::exit(0);
+}
+
+int portOf(const std::string& text) {
     char* end = nullptr;
-    const long port = std::strtol(text, &end, 10);
-    if (end == text || *end || port < 0 || port > 65535)
-        refuse(std::string("no port: ") + text);
+    const long port = std::strtol(text.c_str(), &end, 10);
+    if (end == text.c_str() || *end || port < 0 || port > 65535)
+        refuse("'" + text + "' is no port number (0 to 65535)");
     return static_cast<int>(port);
 }
 
 Options parse(int argc, char** argv) {
     Options options;
     for (int i = 1; i < argc; ++i) {
-        const std::string_view word = argv[i];
+        const std::string word = argv[i];
         const auto value = [&] {
             if (i + 1 == argc)
-                refuse(std::string(word) + " needs a value");
-            return argv[++i];
+                refuse("option '" + word + "' needs a value");
+            return std::string(argv[++i]);
         };
-        if (word == "--help") {
-            std::cout << usage;
-            std::exit(0);
-        }
-        if (word == "--address")
+        if (word == "--help")
+            tell(usage);
+        else if (word == "--version")
+            tell("announce " ANNOUNCE_VERSION "\n");
+        else if (word == "--address")
             options.address = value();
         else if (word == "--port")
             options.port = portOf(value());
@@ -78,17 +92,17 @@ Options parse(int argc, char** argv) {
                 if (!line.empty())
                     options.objects.push_back(line);
             }
-        else if (word.substr(0, 1) == "-")
-            refuse("unknown option " + std::string(word));
+        else if (word.starts_with('-'))
+            refuse("unknown option '" + word + "'");
         else
-            options.objects.emplace_back(word);
+            options.objects.push_back(word);
     }
     if (options.objects.empty())
-        refuse("nothing to announce");
+        refuse("there is nothing to announce");
     return options;
 }
 
-// The texts under which clients look for an object: its interface and its name, anywhere or on this host.
+// The texts under which clients look for an object: its interface and its name, on any host or on this one.
 std::vector<std::string> namesOf(const std::string& object, const std::string& host) {
     const size_t equals = object.find('=');
     const std::string id = object.substr(0, equals);
@@ -101,47 +115,91 @@ std::vector<std::string> namesOf(const std::string& object, const std::string& h
     return names;
 }
 
-// How many names the agent took.
-size_t announce(DSUser& session, const Options& options, const DSAddr& address) {
-    size_t taken = 0;
-    const std::string host = address.dottedAddr();
-    for (const std::string& object : options.objects) {
-        const auto names = options.exact ? std::vector<std::string>{object} : namesOf(object, host);
-        for (const std::string& text : names) {
-            NCRef<DSResource> reference;
-            if (!options.reference.empty())
-                reference = new DSName(options.reference.c_str(), dsArgType, DSServiceReference);
-            const DSName name(text.c_str(), dsArgType, options.serviceType, reference.get());
-            const NCRef<DSProvider> provider = new DSProvider(name, address);
-            const int status = session.registerProvider(provider.get());
-            if (status == DSUser::done)
-                ++taken;
-            else if (status != DSUser::knownProvider) // two objects share the names of their interface
-                std::cerr << "announce: the agent did not take " << text << " (status " << status << ")\n";
-        }
-    }
-    return taken;
+// One registration. A record is held by NCRef for as long as it is needed here; the session holds what it has
+// registered, and registers it again with the next agent when one goes away.
+bool announce(DSUser& session, const Options& options, const std::string& text, const DSAddr& address) {
+    NCRef<DSResource> reference; // an extra record, which travels with the name
+    if (!options.reference.empty())
+        reference = new DSName(options.reference.c_str(), dsArgType, DSServiceReference);
+    const DSName name(text.c_str(), dsArgType, options.serviceType, reference.get());
+    const NCRef<DSProvider> provider = new DSProvider(name, address);
+    const int status = session.registerProvider(provider.get());
+    // Two objects share the names of their interface.
+    if (status != DSUser::done && status != DSUser::knownProvider)
+        std::cerr << "announce: the agent did not take " << text << " (status " << status << ")\n";
+    return status == DSUser::done;
 }
+
+// SIGTERM and SIGINT as input of the event loop, so that the process ends from `main`.
+class Stop : public dpIOHandler {
+public:
+    Stop() {
+        sigset_t set;
+        sigemptyset(&set);
+        sigaddset(&set, SIGTERM);
+        sigaddset(&set, SIGINT);
+        sigprocmask(SIG_BLOCK, &set, nullptr);
+        fd_ = signalfd(-1, &set, SFD_CLOEXEC);
+        dpDispatcher::instance()->link(fd_, dpDispatcher::readMask, this);
+    }
+    ~Stop() override {
+        dpDispatcher::instance()->unlink(fd_);
+        close(fd_);
+    }
+
+    int inputReady(int) override {
+        requested = true;
+        return -1;
+    }
+
+    bool requested = false;
+
+private:
+    int fd_;
+};
 
 } // namespace
 
 int main(int argc, char** argv) {
+    // 1. A reader of the output who goes away is no reason to end.
+    std::signal(SIGPIPE, SIG_IGN);
+
+    // 2. The ORB takes its own options (-ORB..., -OA...) out of the command line.
     CORBA::ORB_init(argc, argv);
     TRXORB::current()->parse(argc, argv, "-OA");
     const Options options = parse(argc, argv);
+
+    // 3. The address at which clients will call the objects.
     const DSAddr address =
         options.address.empty() ? DSAddr(options.port) : DSAddr(options.port, options.address.c_str());
     if (address.addr() == INADDR_NONE)
-        refuse("unknown host " + options.address);
+        refuse("there is no host '" + options.address + "'");
+
+    // 4. The session: it looks for an agent and logs in.
     DSUser* session = DSUser::instance(true);
     if (!session || !session->isLoggedIn()) {
         std::cerr << "announce: no location agent at port " << (session ? session->port() : 0)
                   << " of this network; start one, or name one with LOCD_ADDR\n";
         return 1;
     }
-    const size_t taken = announce(*session, options, address);
+
+    // 5. Each name is registered by itself. From here on a signal must not end the process at once: see
+    // step 7.
+    Stop stop;
+    size_t taken = 0;
+    const std::string host = address.dottedAddr();
+    for (const std::string& object : options.objects) {
+        for (const std::string& text :
+             options.exact ? std::vector<std::string>{object} : namesOf(object, host))
+            taken += announce(*session, options, text, address) ? 1 : 0;
+    }
     std::cout << "announce: " << taken << " names at agent " << session->agentAddr().dottedAddr()
               << std::endl;
-    for (;;)
+
+    // 6. The event loop keeps the session alive: a process that does not turn it is given up by the agent.
+    while (!stop.requested)
         dpDispatcher::instance()->dispatch();
+
+    // 7. At the end of the process the session tells its agent, which withdraws the names at once.
+    return 0;
 }
