@@ -311,22 +311,27 @@ struct KeyedTraits : Growth {
     using Key = std::conditional_t<isText, std::string_view, std::remove_cvref_t<Found>>;
 
     static Key key(const Entry& entry) {
-        if constexpr (std::is_convertible_v<Found, const char*>) {
-            const char* text = std::invoke(keyOf, entry);
-            return text ? text : "";
-        } else {
+        if constexpr (std::is_convertible_v<Found, const char*>)
+            return textKey(std::invoke(keyOf, entry));
+        else
             return std::invoke(keyOf, entry);
-        }
     }
     static bool isFree(const Entry& entry) { return !entry; }
     static uint32_t hash(const Key& key) { return keyHash(key); }
     static uint32_t hash(const Entry& entry) requires(!std::is_same_v<Entry, Key>) {
         return keyHash(key(entry));
     }
+    static uint32_t hash(const char* text) requires isText { return keyHash(textKey(text)); }
     static bool equal(const Entry& stored, const Key& other) { return key(stored) == other; }
     static bool equal(const Entry& stored, const Entry& entry) requires(!std::is_same_v<Entry, Key>) {
         return key(stored) == key(entry);
     }
+    static bool equal(const Entry& stored, const char* text) requires isText {
+        return key(stored) == textKey(text);
+    }
+
+private:
+    static std::string_view textKey(const char* text) { return text ? text : ""; }
 };
 
 template <class Entry, auto keyOf, class Growth = GrowAtNineTenths>

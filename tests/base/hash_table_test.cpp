@@ -99,7 +99,8 @@ TEST(KeyedTable, findsEntriesByWhatTheyCarry) {
     EXPECT_TRUE(table.insert(&one).added);
     EXPECT_EQ(*table.insert(&other).entry, &one) << "the first of equal entries stays";
     EXPECT_EQ(*table.find("one"), &one);
-    EXPECT_EQ(table.find("two"), nullptr);
+    EXPECT_EQ(table.find(std::string_view("two")), nullptr);
+    EXPECT_EQ(table.find(static_cast<const char*>(nullptr)), nullptr);
     EXPECT_EQ(table.take(&other), &one);
     EXPECT_EQ(table.size(), 0u);
 }
