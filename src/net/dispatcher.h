@@ -9,7 +9,7 @@
 //
 //   1. When a descriptor is marked ready (a handler asked to be called again, or `setReady`), the marked ones
 //      are taken and nothing is waited for.
-//   2. Otherwise `select` waits for a watched descriptor, for the earliest timer or for the caller's limit,
+//   2. Otherwise the loop waits for a watched descriptor, for the earliest timer or for the caller's limit,
 //      whichever comes first. A signal or a closed descriptor does not end the wait.
 //   3. The handlers of the ready descriptors are called, each at most once for reading, writing and
 //      exceptions, in that order. The descriptor that goes first moves on by one with each turn.
@@ -112,7 +112,7 @@ public:
     // Stops the earliest timer of the handler, only that one.
     virtual void stopTimer(dpIOHandler* handler);
 
-    // Makes the next turn call the handler without `select`. 1, or 0 when none is linked.
+    // Makes the next turn call the handler without waiting. 1, or 0 when none is linked.
     virtual int setReady(int fd, int mask);
 
     // One turn that waits no longer than the limit and leaves in it the time that remains, zero when it ran
@@ -139,10 +139,10 @@ protected:
     virtual int waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit);
     // Steps 3 and 4 of the turn. `nfound` bounds the descriptors; the sets are emptied on the way.
     virtual void notify(int nfound, dpFdMask& r, dpFdMask& w, dpFdMask& e);
-    // How long `select` may wait: `limit` itself, or the dispatcher's own value, valid until the next call.
+    // How long the wait may last: `limit` itself, or the dispatcher's own value, valid until the next call.
     virtual timeval* calculateTimeout(timeval* limit);
-    // After a failed `select`, with its `errno`: returns when the wait can be repeated, ends the process with
-    // status 1 when not.
+    // After a wait that failed, with its `errno`: returns when the wait can be repeated, ends the process
+    // with status 1 when not.
     virtual void handleError();
     // Drops the descriptors with a read handler that are no longer open.
     virtual void checkConnections();

@@ -2,6 +2,7 @@
 
 #include "base/printable.h"
 #include "stream/complaints.h"
+#include "stream/nctables.h"
 
 #include <algorithm>
 #include <iostream>

@@ -1,13 +1,16 @@
 #pragma once
 
 #include "stream/ncobject.h"
-#include "stream/nctables.h"
 
 #include <cstddef>
 #include <iosfwd>
 #include <limits>
 #include <memory>
 #include <string>
+
+class NCOutTable;
+class NCResource;
+struct NCInTable;
 
 // Typed writer of object graphs. This class writes the text form on a standard output stream: values
 // separated by spaces, strings quoted. On the standard output and standard error streams it becomes the print

@@ -2,6 +2,7 @@
 
 #include "base/quoted_text.h"
 #include "stream/complaints.h"
+#include "stream/nctables.h"
 
 #include <cstring>
 #include <iostream>

@@ -5,6 +5,15 @@
 
 namespace {
 
+// Reads an object and holds nothing.
+struct Careless : Counted {
+    static const NCTypeInfo info;
+    explicit Careless(NCistream& in) : Counted(in) { in.readObject(); }
+    void write(NCostream&) const override {}
+    const NCTypeInfo& typeInfo() const override { return info; }
+};
+const NCTypeInfo Careless::info("Careless", ncCreate<Careless>, {&Counted::info});
+
 class HostileInput : public ::testing::Test {
 protected:
     // What the reader makes of the octets; whatever it is, nothing of it may stay alive.
@@ -80,6 +89,7 @@ TEST_F(HostileInput, refusesWhatNoWriterMakes) {
         {"a leaf read before where a node is wanted", pairTag + leafTag + reference + "01" + null, false, ""},
         {"a node read before", pairTag + nodeTag + name + null + null + reference + "01" + null, true, ""},
         {"a graph", whole, true, ""},
+        {"an object that finds no holder", "3A...... 0000000C 'Careless' 00 .. .. .. " + leafTag, true, ""},
         {"nesting to the limit", chain(NCistream::maxDepth), true, ""},
         {"nesting beyond it", chain(NCistream::maxDepth + 1), false, ""},
         {"a block", blockTag + "00000002 'xx' .. ..", true, ""},

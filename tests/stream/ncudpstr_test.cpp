@@ -36,9 +36,10 @@ TEST_F(UdpStream, eachMessageStandsForItself) {
     EXPECT_EQ(ntohs(sender.sin_port), portOf(peer.get()));
     EXPECT_EQ(sender.sin_addr.s_addr, htonl(INADDR_LOOPBACK));
     ::testing::internal::CaptureStderr();
-    for (const char* listing :
-         {"", "00 00 00", "00 00 00 0B 3A .. .. .. 00 00 00 04 '::' 00 ..",
-          "00 00 00 19 3A .. .. .. 00 00 00 0C", "00 00 00 0C 23 .. .. .. 00 00 00 00"}) {
+    const std::string object = leafMessage.substr(12);
+    for (const std::string& listing :
+         {std::string(), std::string("00 00 00"), "00 00 00 17 " + object, "00 00 00 19 " + object,
+          std::string("00 00 00 0C 23...... 00000000")}) {
         sendFromPeer(listing);
         EXPECT_FALSE(receive()) << listing;
         EXPECT_EQ(stream.status(), NCudpstream::badObject) << listing;
