@@ -39,7 +39,7 @@ public:
             const auto index = static_cast<size_t>(i);
             auto* value = new DSName(values_[index].c_str(), dsArgType, DSServiceManual);
             const DSName name(names_[index].c_str(), dsArgType, DSServiceManual, value);
-            set->add(new DSProvider(name, DSAddr(10000 + i, in_addr{0x0700000a})));
+            set->add(new DSProvider(name, DSAddr(10000 + i, in_addr_t{0x0700000a})));
         }
         return set;
     }

@@ -22,7 +22,7 @@ in_addr_t Endpoint::localAddressTowards(const sockaddr_in& peer) const {
 }
 
 DSAddr* Endpoint::addressFor(const sockaddr_in& peer, int port) const {
-    return new DSAddr(port, in_addr{localAddressTowards(peer)});
+    return new DSAddr(port, localAddressTowards(peer));
 }
 
 in_addr_t Endpoint::publicAddress(const sockaddr_in& client) const {

@@ -1,8 +1,7 @@
 #pragma once
 
+#include "agent/records/dsmsg.h"
 #include "agent/records/dsprovid.h"
-#include "agent/records/dsreply.h"
-#include "agent/records/dsreq.h"
 #include "locd/clients.h"
 #include "locd/endpoint.h"
 #include "locd/peers.h"

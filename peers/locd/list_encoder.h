@@ -1,8 +1,7 @@
 #pragma once
 
 #include "agent/collections/dsset.h"
-#include "agent/records/dsreply.h"
-#include "agent/records/dsreq.h"
+#include "agent/records/dsmsg.h"
 #include "stream/ncipcstream.h"
 
 #include <memory>

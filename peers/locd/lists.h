@@ -1,7 +1,7 @@
 #pragma once
 
 #include "agent/collections/dsset.h"
-#include "agent/records/dsreq.h"
+#include "agent/records/dsmsg.h"
 #include "locd/list_encoder.h"
 #include "locd/log.h"
 #include "locd/network.h"

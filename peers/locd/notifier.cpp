@@ -1,6 +1,6 @@
 #include "locd/notifier.h"
 
-#include "agent/records/dsreply.h"
+#include "agent/records/dsmsg.h"
 
 namespace locd {
 
@@ -13,8 +13,8 @@ constexpr double tickSeconds = 0.25;
 
 // Number 0: clients count up from the time of day, so none waits for an answer to a request of that number.
 Notifier::Notifier(Endpoint& endpoint, Hooks hooks)
-    : endpoint_(endpoint), hooks_(std::move(hooks)), noRequest_(standInRequest(0, DSCookie(0, 0))),
-      ticker_([this] { repeat(); }) {}
+    : endpoint_(endpoint), hooks_(std::move(hooks)),
+      noRequest_(standInRequest(0, harbolance::MessageCookie(0, 0))), ticker_([this] { repeat(); }) {}
 
 void Notifier::tell(const ServiceName& service, const Notice& notice, bool remote) {
     for (const Trigger* trigger = service.triggers.front(); trigger;) {

@@ -67,7 +67,7 @@ void Peers::leave() {
         announceTo(peer.address, true);
 }
 
-bool Peers::isPeer(const DSCookie& cookie) const {
+bool Peers::isPeer(const harbolance::MessageCookie& cookie) const {
     const uint32_t id = cookieWord(cookie);
     return id != 0 &&
            std::any_of(peers_.begin(), peers_.end(), [id](const Peer& peer) { return peer.id == id; });
@@ -85,7 +85,7 @@ DSSet* Peers::addresses() const {
 }
 
 NCRef<DSAMessage> Peers::announcement(bool leaving) const {
-    const NCRef<DSAddr> own(new DSAddr(leaving ? 0 : endpoint_.port(), in_addr{endpoint_.address()}));
+    const NCRef<DSAddr> own(new DSAddr(leaving ? 0 : endpoint_.port(), endpoint_.address()));
     return new DSAMessage(DSTypeLocateAgent, own.get(), id_, sizeof id_);
 }
 

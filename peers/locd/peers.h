@@ -51,7 +51,7 @@ public:
     // The number of this agent, for the cookies of what it sends to others.
     uint32_t id() const { return id_; }
     // Whether the cookie is that of an agent which is known here.
-    bool isPeer(const DSCookie& cookie) const;
+    bool isPeer(const harbolance::MessageCookie& cookie) const;
     bool isPeer(const sockaddr_in& address) const;
     // Takes a locate message, which may be an announcement. Whether it is to be answered: all but this
     // agent's own are.

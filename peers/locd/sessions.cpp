@@ -223,7 +223,7 @@ void Sessions::registerProvider(Client& client, const DSRequest& request, size_t
         answer(client, request, DSReplyPlain, badRequest);
         return;
     }
-    provider->setAgentAddr(DSAddr(parts_.endpoint.port(), in_addr{client.agentAddress}));
+    provider->setAgentAddr(DSAddr(parts_.endpoint.port(), client.agentAddress));
     int status = tooLarge;
     if (size + noticeOctets <= longestDatagram || parts_.notifier.octetsOf(provider) > 0)
         status = statusOf(parts_.registry.add(client, provider, octetsOfRecord(size)), client);

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "agent/records/dsreply.h"
-#include "agent/records/dsreq.h"
+#include "agent/records/dsmsg.h"
 #include "locd/clients.h"
 #include "locd/log.h"
 #include "locd/notifier.h"

@@ -1,6 +1,6 @@
 #include "locd/watch.h"
 
-#include "agent/records/dsreq.h"
+#include "agent/records/dsmsg.h"
 
 namespace locd {
 

@@ -49,7 +49,7 @@ NCRef<DSMessage> Decoder::foreignHeader(size_t count) {
     stream_.read(type).read(number);
     if (stream_.failed())
         return nullptr;
-    DSCookie cookie(0, 0);
+    harbolance::MessageCookie cookie(0, 0);
     cookie.read(stream_);
     return standInRequest(number, cookie);
 }
@@ -63,7 +63,7 @@ std::span<const uint8_t> Encoder::encode(const NCTransObject& message) {
     return {buffer_.wbuf(), buffer_.bytesWritten()};
 }
 
-NCRef<DSMessage> standInRequest(uint32_t number, const DSCookie& cookie) {
+NCRef<DSMessage> standInRequest(uint32_t number, const harbolance::MessageCookie& cookie) {
     NCipcbuf buffer(longestDatagram, 0);
     NCipcstream out(&buffer);
     out.write(':')
@@ -78,7 +78,7 @@ NCRef<DSMessage> standInRequest(uint32_t number, const DSCookie& cookie) {
     return nc_cast<DSMessage>(in.readObject());
 }
 
-uint32_t cookieWord(const DSCookie& cookie) {
+uint32_t cookieWord(const harbolance::MessageCookie& cookie) {
     uint32_t word = 0;
     if (cookie.length() == static_cast<int>(sizeof word))
         std::memcpy(&word, cookie.octets(), sizeof word);

@@ -2,7 +2,7 @@
 
 // Datagrams to messages and back, in memory.
 
-#include "agent/records/dsreq.h"
+#include "agent/records/dsmsg.h"
 #include "base/refcount.h"
 #include "stream/ncipcstream.h"
 
@@ -70,9 +70,9 @@ private:
 
 // A request of this version that was never sent, with the number and cookie given: for replies to something
 // that is no request of this version.
-NCRef<DSMessage> standInRequest(uint32_t number, const DSCookie& cookie);
+NCRef<DSMessage> standInRequest(uint32_t number, const harbolance::MessageCookie& cookie);
 
 // What an agent puts into the cookie of its messages to other agents; 0 when the cookie has another length.
-uint32_t cookieWord(const DSCookie& cookie);
+uint32_t cookieWord(const harbolance::MessageCookie& cookie);
 
 } // namespace locd

@@ -79,7 +79,7 @@ TYPED_TEST(CollectionContract, walksAndComparesItsElements) {
     const auto same = filled<TypeParam>("abc");
     const auto other = filled<TypeParam>("abd");
     const auto longer = filled<TypeParam>("abcd");
-    Iterator it;
+    harbolance::Iterator it;
     for (int round = 0; round < 2; ++round, all->reset(it)) {
         size_t count = 0;
         for (void* cursor = all->next(it); cursor; cursor = all->next(it))
@@ -179,7 +179,7 @@ TYPED_TEST(ListContract, insertsAndRemovesByPlace) {
     EXPECT_FALSE(list->first() || list->last() || list->removeFirst() || list->removeLast());
     list->add(b.get());
     EXPECT_EQ(list->last(), b.get());
-    Iterator it;
+    harbolance::Iterator it;
     list->next(it);
     EXPECT_EQ(it.position, 1u);
 }

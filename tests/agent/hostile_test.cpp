@@ -2,8 +2,8 @@
 
 #include "agent/collections/dsordclt.h"
 #include "agent/collections/dsset.h"
+#include "agent/records/dsmsg.h"
 #include "agent/records/dsprovid.h"
-#include "agent/records/dsreq.h"
 #include "agent/records/trxstring.h"
 #include "allocations.h"
 
@@ -58,7 +58,8 @@ TEST_F(HostileMessages, areDropped) {
         {"more elements than octets", set + "00100000 " + s},
         {"one element too many", set + "00000002 " + s},
         {"a capacity and a count of 4 GiB", tag("DSOrderedCltn") + "FFFFFFFF FFFFFFFF " + s},
-        {"more elements than the capacity", tag("DSOrderedCltn") + "00000001 00000002 " + s + again(1) + s},
+        {"more elements than the capacity",
+         tag("DSOrderedCltn") + "00000001 00000002 " + s + string("t", again(1))},
         {"one in a list too many", tag("DSLinkedList") + "00000002 " + s},
         {"a set that is its own element", set + "00000001 " + seen(0)},
         {"a set within a set that holds it", set + "00000001 " + again(0) + "00000020 00000001 " + seen(0)},
@@ -121,7 +122,7 @@ TEST_F(HostileMessages, cutAnywhereAreDropped) {
     const NCRef<DSSet> all = new DSSet;
     const NCRef<TRXString> shared = new TRXString("shared");
     for (int i = 0; i < 6; ++i)
-        all->add(new DSProvider(DSName("n", dsArgType, i, shared.get()), DSAddr(i, in_addr{1})));
+        all->add(new DSProvider(DSName("n", dsArgType, i, shared.get()), DSAddr(i, in_addr_t{1})));
     const NCRef<DSRequest> whole = new DSRequest(DSRequestListNames, all.get());
     const std::string octets = carrier_.encoded(whole.get());
     for (size_t length = 0; length < octets.size(); ++length)

@@ -20,7 +20,7 @@ NCRef<DSName> nameOf(const std::string& text, int serviceType = DSServiceManual,
 }
 
 NCRef<DSProvider> providerOf(const DSName& name, int port = 1) {
-    return new DSProvider(name, DSAddr(port, in_addr{htonl(INADDR_LOOPBACK)}));
+    return new DSProvider(name, DSAddr(port, in_addr_t{htonl(INADDR_LOOPBACK)}));
 }
 
 NCRef<DSProvider> providerOf(const std::string& name, int port = 1) {

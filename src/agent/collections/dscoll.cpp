@@ -29,7 +29,7 @@ uint64_t DSCollection::fingerprint() const {
 }
 
 std::vector<DSResource*> DSCollection::readElements(NCistream& in, uint32_t count, const NCTypeInfo& type) {
-    constexpr size_t mostReserved = 4096; // at every level of nesting, before anything has come
+    constexpr size_t mostReserved = 4096; // at every level of nesting, before any element has been read
     constexpr size_t smallestElement = 8; // a reference: tag and id
     std::vector<DSResource*> elements;
     if (in.failed() || count > in.remaining() / smallestElement) {
@@ -51,7 +51,7 @@ std::vector<DSResource*> DSCollection::readElements(NCistream& in, uint32_t coun
 }
 
 int DSCollection::compareInOrder(const DSCollection& other) const {
-    if (const int order = dsDifference(static_cast<int>(size()), static_cast<int>(other.size())))
+    if (const int order = difference(size(), other.size()))
         return order;
     Walk theirs = other.begin();
     for (const DSResource* element : *this) {

@@ -6,6 +6,8 @@
 
 class DSCollection;
 
+namespace harbolance {
+
 // The place of a walk through a collection; zero-initialised by its user. See DSCollection.
 struct Iterator {
     const DSCollection* collection = nullptr;
@@ -13,16 +15,18 @@ struct Iterator {
     void* current = nullptr;
 };
 
+} // namespace harbolance
+
 // Base of the collections. Each holds its elements by reference count, compares them with `isEqual` and can
 // be streamed. A collection must not change during a walk:
 //
-//     Iterator it;
+//     harbolance::Iterator it;
 //     while (void* cursor = collection.next(it))
 //         DSResource* element = collection.at(cursor);
 //
 // or, shorter, `for (DSResource* element : collection)`.
 //
-// Nothing here fails with a message: what is missing or out of range gives null or 0.
+// No operation complains: what is missing or out of range gives null or 0.
 class DSCollection : public DSResource {
 public:
     static const NCTypeInfo info;
@@ -39,9 +43,9 @@ public:
     virtual uint32_t size() const = 0;
     virtual int includes(const DSResource* object) const = 0;
     // The next cursor, null at the end.
-    virtual void* next(Iterator& it) const = 0;
+    virtual void* next(harbolance::Iterator& it) const = 0;
     virtual bool isEmpty() const { return size() == 0; }
-    virtual void reset(Iterator& it) const {
+    virtual void reset(harbolance::Iterator& it) const {
         it.position = 0;
         it.current = nullptr;
     }
@@ -63,15 +67,15 @@ public:
 
     private:
         const DSCollection* collection_ = nullptr;
-        Iterator it_;
+        harbolance::Iterator it_;
         void* cursor_ = nullptr;
     };
     Walk begin() const { return Walk(*this); }
     Walk end() const { return {}; }
 
 protected:
-    // Reads `count` elements of `type` or derived from it. No memory is taken for more than what really
-    // comes; on failure the stream is marked as failed.
+    // Reads `count` elements of `type` or derived from it. Memory is taken as they arrive, not by the count;
+    // on failure the stream is marked as failed.
     static std::vector<DSResource*> readElements(NCistream& in, uint32_t count, const NCTypeInfo& type);
     // For collections that are compared in the order of their walk.
     int compareInOrder(const DSCollection& other) const;

@@ -5,20 +5,10 @@ using namespace harbolance;
 const NCTypeInfo DSAssoc::info("DSAssoc", ncCreate<DSAssoc>, {&DSResource::info});
 const NCTypeInfo DSDictionary::info("DSDictionary", ncCreate<DSDictionary>, {&DSSet::info});
 
-DSAssoc::DSAssoc(NCistream& in) : DSResource(in) {
-    key_ = in.readRecord<DSResource>();
-    value_ = in.readRecord<DSResource>();
+DSAssoc::DSAssoc(NCistream& in) : Record(in) {
+    readFields(in);
     if (!key_)
         in.setFailed();
-}
-
-void DSAssoc::write(NCostream& out) const { out.writeRecord(key_.get()).writeRecord(value_.get()); }
-
-void DSAssoc::printOn(NCostream& out) const {
-    out.write("\nClassName: DSAssoc\n").write("Key: ");
-    dsPrintOn(out, key_.get());
-    out.write("Value: ");
-    dsPrintOn(out, value_.get());
 }
 
 int DSAssoc::compare(const NCObject* other) const { return other ? other->compare(key_.get()) : -1; }
@@ -60,7 +50,7 @@ int DSDictionary::compare(const NCObject* other) const {
     const auto* that = nc_cast<DSDictionary>(other);
     if (!that)
         return -1;
-    if (const int order = dsDifference(static_cast<int>(size()), static_cast<int>(that->size())))
+    if (const int order = difference(size(), that->size()))
         return order;
     Walk theirs = that->begin();
     for (const DSResource* element : *this) {
@@ -78,7 +68,7 @@ uint64_t DSDictionary::fingerprint() const {
     uint64_t print = size();
     for (const DSResource* element : *this) {
         print = mixFingerprint(print, element->fingerprint());
-        print = mixFingerprint(print, dsFingerprint(static_cast<const DSAssoc*>(element)->value()));
+        print = mixFingerprint(print, fingerprintOf(static_cast<const DSAssoc*>(element)->value()));
     }
     return print;
 }

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "agent/collections/dsset.h"
+#include "agent/records/record.h"
 
 // A key and its value, both held. It hashes and compares as its key, so that a key finds it in a table.
-// Fields on the stream: key, value.
-class DSAssoc : public DSResource {
+class DSAssoc : public harbolance::Record<DSAssoc> {
 public:
     static const NCTypeInfo info;
 
@@ -14,13 +14,16 @@ public:
     DSResource* key() const { return key_.get(); }
     DSResource* value() const { return value_.get(); }
 
-    void write(NCostream& out) const override;
-    const NCTypeInfo& typeInfo() const override { return info; }
-    void printOn(NCostream& out) const override;
     uint32_t hash() const override { return key_ ? key_->hash() : 0; }
     int compare(const NCObject* other) const override;
     bool isEqual(const NCObject* other) const override;
-    uint64_t fingerprint() const override { return dsFingerprint(key_.get()); }
+    uint64_t fingerprint() const override { return harbolance::fingerprintOf(key_.get()); }
+
+    static constexpr const char* title = "\nClassName: DSAssoc\n";
+    static constexpr auto fields() {
+        using namespace harbolance;
+        return std::tuple{printed(&DSAssoc::key_, "Key: "), printed(&DSAssoc::value_, "Value: ")};
+    }
 
 private:
     NCRef<DSResource> key_; // null only in an association of a malformed message

@@ -1,5 +1,7 @@
 #include "agent/collections/dslnklst.h"
 
+using namespace harbolance;
+
 const NCTypeInfo DSLink::info("DSLink", ncCreate<DSLink>, {&DSResource::info});
 const NCTypeInfo DSLinkedList::info("DSLinkedList", ncCreate<DSLinkedList>, {&DSCollection::info});
 
@@ -7,11 +9,12 @@ DSLink::DSLink(NCistream& in) : DSResource(in) { value_ = in.readRecord<DSResour
 
 void DSLink::write(NCostream& out) const { out.writeRecord(value_.get()); }
 
-void DSLink::printOn(NCostream& out) const { dsPrintOn(out, value_.get()); }
+void DSLink::printOn(NCostream& out) const { printRecord(out, value_.get()); }
 
 int DSLink::compare(const NCObject* other) const {
-    const auto* that = nc_cast<DSLink>(other);
-    return that ? dsCompare(value_.get(), that->value_.get()) : -1;
+    if (const auto* that = nc_cast<DSLink>(other))
+        return compareRecords(value_.get(), that->value_.get());
+    return value_ ? value_->compare(other) : -1;
 }
 
 DSLinkedList::DSLinkedList(NCistream& in) : DSCollection(in) {

@@ -17,8 +17,9 @@ public:
     const NCTypeInfo& typeInfo() const override { return info; }
     void printOn(NCostream& out) const override;
     uint32_t hash() const override { return value_ ? value_->hash() : 0; }
+    // Of the values, where `other` may be a link or a value itself.
     int compare(const NCObject* other) const override;
-    uint64_t fingerprint() const override { return dsFingerprint(value_.get()); }
+    uint64_t fingerprint() const override { return harbolance::fingerprintOf(value_.get()); }
 
 private:
     friend class DSLinkedList;
@@ -26,7 +27,7 @@ private:
     NCRef<DSResource> value_;
 };
 
-// A singly linked list. Fields on the stream: count, the values from first to last.
+// A singly linked list. It travels as count and the values from first to last.
 class DSLinkedList : public DSCollection {
 public:
     static const NCTypeInfo info;
@@ -45,7 +46,7 @@ public:
     uint32_t size() const override { return count_; }
     int includes(const DSResource* object) const override { return occurrencesOf(object); }
     // A cursor is a DSLink; `position` counts from 1.
-    void* next(Iterator& it) const override;
+    void* next(harbolance::Iterator& it) const override;
     DSResource* at(void* cursor) const override { return static_cast<DSLink*>(cursor)->value(); }
 
     DSResource* addFirst(DSResource* object);

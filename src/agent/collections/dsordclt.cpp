@@ -59,7 +59,7 @@ int DSOrderedCltn::includes(const DSResource* object) const {
         items_.begin(), items_.end(), [&](const NCRef<DSResource>& item) { return item->isEqual(object); }));
 }
 
-void* DSOrderedCltn::next(Iterator& it) const {
+void* DSOrderedCltn::next(harbolance::Iterator& it) const {
     return it.position < items_.size() ? items_[it.position++].get() : nullptr;
 }
 

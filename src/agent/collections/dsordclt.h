@@ -2,8 +2,8 @@
 
 #include "agent/collections/dscoll.h"
 
-// A growing array, in the order of insertion; equal elements may stand in it several times.
-// Fields on the stream: capacity, count, the elements in order. Order and capacity survive the trip.
+// A growing array, in the order of insertion; it may hold equal elements.
+// It travels as capacity, count and the elements in order; a reader keeps order and capacity.
 class DSOrderedCltn : public DSCollection {
 public:
     static const NCTypeInfo info;
@@ -19,7 +19,7 @@ public:
     uint32_t size() const override { return static_cast<uint32_t>(items_.size()); }
     // How many elements are equal to `object`.
     int includes(const DSResource* object) const override;
-    void* next(Iterator& it) const override;
+    void* next(harbolance::Iterator& it) const override;
     using DSCollection::at;
 
     virtual DSResource* addFirst(DSResource* object);
@@ -30,7 +30,7 @@ public:
     virtual DSResource* at(int index) const;
     virtual DSResource* first() const { return at(0); }
     virtual DSResource* last() const { return at(static_cast<int>(size()) - 1); }
-    // The very object, not an equal one.
+    // The object itself, not an equal one.
     virtual int removeIdentical(const DSResource* object);
     virtual int removeAt(int index);
     virtual int removeFirst() { return removeAt(0); }
@@ -46,6 +46,6 @@ public:
 private:
     DSResource* insert(size_t index, DSResource* object);
 
-    uint32_t capacity_; // what the writer tells; memory is taken for what is there
+    uint32_t capacity_; // what is written; memory is taken for the elements only
     std::vector<NCRef<DSResource>> items_;
 };

@@ -1,5 +1,7 @@
 #include "agent/collections/dsset.h"
 
+using namespace harbolance;
+
 const NCTypeInfo DSSet::info("DSSet", ncCreate<DSSet>, {&DSCollection::info});
 
 DSSet::DSSet(NCistream& in, const NCTypeInfo& elementType) : DSCollection(in), table_(0) {
@@ -49,8 +51,8 @@ void DSSet::addAll(const DSCollection& other) {
         add(element);
 }
 
-DSSet* DSSet::unionOf(const DSSet& a, const DSSet& b) {
-    auto* result = new DSSet(a.capacity() + b.capacity());
+NCRef<DSSet> DSSet::unionOf(const DSSet& a, const DSSet& b) {
+    NCRef<DSSet> result = new DSSet(a.capacity() + b.capacity());
     for (const DSSet* set : {&a, &b}) {
         for (DSResource* element : *set)
             result->add(element);
@@ -60,8 +62,8 @@ DSSet* DSSet::unionOf(const DSSet& a, const DSSet& b) {
 
 namespace {
 
-DSSet* selected(const DSSet& from, const DSSet& other, bool included) {
-    auto* result = new DSSet(from.capacity());
+NCRef<DSSet> selected(const DSSet& from, const DSSet& other, bool included) {
+    NCRef<DSSet> result = new DSSet(from.capacity());
     for (DSResource* element : from) {
         if ((other.includes(element) != 0) == included)
             result->add(element);
@@ -71,9 +73,9 @@ DSSet* selected(const DSSet& from, const DSSet& other, bool included) {
 
 } // namespace
 
-DSSet* DSSet::intersectionOf(const DSSet& a, const DSSet& b) { return selected(a, b, true); }
+NCRef<DSSet> DSSet::intersectionOf(const DSSet& a, const DSSet& b) { return selected(a, b, true); }
 
-DSSet* DSSet::differenceOf(const DSSet& a, const DSSet& b) { return selected(a, b, false); }
+NCRef<DSSet> DSSet::differenceOf(const DSSet& a, const DSSet& b) { return selected(a, b, false); }
 
 void DSSet::write(NCostream& out) const {
     out.write(capacity()).write(size());
@@ -85,11 +87,11 @@ int DSSet::compare(const NCObject* other) const {
     const auto* that = nc_cast<DSSet>(other);
     if (!that)
         return -1;
-    if (const int order = dsDifference(static_cast<int>(size()), static_cast<int>(that->size())))
+    if (const int order = difference(size(), that->size()))
         return order;
     for (uint32_t i = table_.next(0); i < table_.capacity(); i = table_.next(i + 1)) {
         const DSResource* theirs = i < that->capacity() ? that->table_.slot(i).get() : nullptr;
-        if (const int order = dsCompare(table_.slot(i).get(), theirs))
+        if (const int order = compareRecords(table_.slot(i).get(), theirs))
             return order;
     }
     return 0;

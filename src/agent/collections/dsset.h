@@ -3,7 +3,9 @@
 #include "agent/collections/dscoll.h"
 #include "base/hash_table.h"
 
-struct DSSetTraits : harbolance::GrowWhenFull {
+namespace harbolance {
+
+struct SetTraits : GrowWhenFull {
     using Entry = NCRef<DSResource>;
     static bool isFree(const Entry& entry) { return !entry; }
     static uint32_t hash(const Entry& entry) { return entry->hash(); }
@@ -14,9 +16,11 @@ struct DSSetTraits : harbolance::GrowWhenFull {
     static uint64_t fingerprint(const Entry& entry) { return entry->fingerprint(); }
 };
 
+} // namespace harbolance
+
 // A set: a hash table of records, walked, streamed and printed in the order of its slots.
-// Fields on the stream: capacity, count, the elements in table order. A reader builds its own table for the
-// count, so the order may differ on the other side.
+// It travels as capacity, count and the elements in table order. A reader builds its own table for the count,
+// so the order may differ on the other side.
 class DSSet : public DSCollection {
 public:
     static const NCTypeInfo info;
@@ -33,7 +37,7 @@ public:
     void clear() override { table_.clear(); }
     uint32_t size() const override { return table_.size(); }
     int includes(const DSResource* object) const override { return find(object) != nullptr; }
-    void* next(Iterator& it) const override;
+    void* next(harbolance::Iterator& it) const override;
     using DSCollection::at;
 
     virtual uint32_t findIndexOf(const DSResource* object) const { return table_.indexOf(object); }
@@ -43,10 +47,10 @@ public:
 
     // This set becomes a copy of the other collection.
     void addAll(const DSCollection& other);
-    // New sets, which belong to the caller.
-    static DSSet* unionOf(const DSSet& a, const DSSet& b);
-    static DSSet* intersectionOf(const DSSet& a, const DSSet& b);
-    static DSSet* differenceOf(const DSSet& a, const DSSet& b);
+    // New sets.
+    static NCRef<DSSet> unionOf(const DSSet& a, const DSSet& b);
+    static NCRef<DSSet> intersectionOf(const DSSet& a, const DSSet& b);
+    static NCRef<DSSet> differenceOf(const DSSet& a, const DSSet& b);
 
     void write(NCostream& out) const override;
     const NCTypeInfo& typeInfo() const override { return info; }
@@ -56,5 +60,5 @@ protected:
     DSSet(NCistream& in, const NCTypeInfo& elementType);
 
 private:
-    harbolance::HashTable<DSSetTraits> table_;
+    harbolance::HashTable<harbolance::SetTraits> table_;
 };

@@ -1,47 +1,48 @@
 #pragma once
 
-#include "agent/records/dscodes.h"
-#include "agent/records/dscookie.h"
-#include "agent/records/dsresrc.h"
-#include "stream/ncstring.h"
+#include "agent/records/message_parts.h"
 
 // The short exchanges outside a session: find an agent, ask for its TCP endpoint, tell of a dead provider.
-// Fields on the stream: version, msgType, msgNum, object, cookie. The object stands before the cookie here.
 //
 // A message of another protocol version is read no further than its version.
-class DSAMessage : public DSResource {
+class DSAMessage : public harbolance::KeyedRecord<DSAMessage> {
 public:
     static const NCTypeInfo info;
 
     // Takes the next number of a counter of its own, apart from DSMessage's.
     explicit DSAMessage(int type, DSResource* object = nullptr, uint32_t cookieValue = 0, int cookieLen = 0);
-    explicit DSAMessage(NCistream& in);
+    explicit DSAMessage(NCistream& in) : KeyedRecord(in) { readFields(in); }
 
-    bool isCurrentVersion() const { return version_ == dsVersion; }
+    bool isCurrentVersion() const { return version_.isCurrent(); }
     int msgType() const { return msgType_; }
     uint32_t msgNum() const { return msgNum_; }
     DSResource* object() const { return object_.get(); }
-    const DSCookie& cookie() const { return cookie_; }
+    const harbolance::MessageCookie& cookie() const { return cookie_; }
 
-    void write(NCostream& out) const override;
-    const NCTypeInfo& typeInfo() const override { return info; }
-    void printOn(NCostream& out) const override;
-    uint32_t hash() const override { return msgNum_; }
-    int compare(const NCObject* other) const override;
+    // The object stands before the cookie, other than in a DSRequest.
+    static constexpr auto fields() {
+        using namespace harbolance;
+        return std::tuple{
+            printedLine(&DSAMessage::version_, "Version:"), printedLine(&DSAMessage::msgType_, "Msg Type:"),
+            printedLine(&DSAMessage::msgNum_, "Msg Num:"), printedIfAny(&DSAMessage::object_, "Msg Object\n"),
+            unprinted(&DSAMessage::cookie_)};
+    }
+    auto key() const { return std::tie(version_, msgNum_); }
+    auto hashKey() const { return std::tie(msgNum_); }
 
 protected:
-    DSAMessage(int type, DSResource* object, const DSCookie& cookie);
+    DSAMessage(int type, DSResource* object, const harbolance::MessageCookie& cookie);
 
 private:
-    NCString version_;
+    harbolance::MessageVersion version_;
     int msgType_ = 0;
     uint32_t msgNum_ = 0;
     NCRef<DSResource> object_;
-    DSCookie cookie_;
+    harbolance::MessageCookie cookie_;
 };
 
-// The answer to a DSAMessage. Fields on the stream: those of DSAMessage, replyType, requestNum, status.
-class DSAReply : public DSAMessage {
+// The answer to a DSAMessage. It is identified like one.
+class DSAReply : public harbolance::Record<DSAReply, DSAMessage> {
 public:
     static const NCTypeInfo info;
 
@@ -56,9 +57,12 @@ public:
     bool replyOk() const { return status_ == DSStatusDone; }
     bool answers(const DSAMessage& message) const { return requestNum_ == message.msgNum(); }
 
-    void write(NCostream& out) const override;
-    const NCTypeInfo& typeInfo() const override { return info; }
-    void printOn(NCostream& out) const override;
+    static constexpr auto fields() {
+        using namespace harbolance;
+        return std::tuple{printedLine(&DSAReply::replyType_, "Reply Type:"),
+                          printedLine(&DSAReply::requestNum_, "Request Num:"),
+                          printedLine(&DSAReply::status_, "Status:")};
+    }
 
 private:
     int replyType_ = 0;

@@ -1,17 +1,15 @@
 #pragma once
 
-#include "agent/records/dsresrc.h"
-#include "stream/ncstring.h"
+#include "agent/records/dsaddr.h"
 
-// What a process tells of itself when it logs in to an agent. Fields on the stream: hostName, loginName,
-// loginExtra, userName, processId, machineType, verifyPort.
-class DSLogin : public DSResource {
+// What a process tells of itself when it logs in to an agent.
+class DSLogin : public harbolance::KeyedRecord<DSLogin> {
 public:
     static const NCTypeInfo info;
 
     // Host, user and process are those of the caller. Null texts are empty ones.
-    explicit DSLogin(const char* loginName, const char* loginExtra = nullptr);
-    explicit DSLogin(NCistream& in);
+    explicit DSLogin(const char* loginName = nullptr, const char* loginExtra = nullptr);
+    explicit DSLogin(NCistream& in) : KeyedRecord(in) { readFields(in); }
 
     const char* hostName() const { return hostName_.str(); }
     const char* loginName() const { return loginName_.str(); }
@@ -23,12 +21,17 @@ public:
     int verifyPort() const { return verifyPort_; }
     void setVerifyPort(int port) { verifyPort_ = port; }
 
-    void write(NCostream& out) const override;
-    const NCTypeInfo& typeInfo() const override { return info; }
-    void printOn(NCostream& out) const override;
-    uint32_t hash() const override;
-    int compare(const NCObject* other) const override;
-    uint64_t fingerprint() const override;
+    static constexpr auto fields() {
+        using namespace harbolance;
+        return std::tuple{printedLine(&DSLogin::hostName_, "Host Name: "),
+                          printedLine(&DSLogin::loginName_, "Login Name: "),
+                          unprinted(&DSLogin::loginExtra_),
+                          printedLine(&DSLogin::userName_, "User Name: "),
+                          printedLine(&DSLogin::processId_, "Process id:"),
+                          printedLine(&DSLogin::machineType_, "Machine Type: "),
+                          printedLine(&DSLogin::verifyPort_, "Verify Port: ")};
+    }
+    auto key() const { return std::tie(hostName_, loginName_, loginExtra_); }
 
 private:
     NCString hostName_;
@@ -38,4 +41,32 @@ private:
     int processId_ = 0;
     int machineType_ = 0;
     int verifyPort_ = 0;
+};
+
+// A user of an agent. Neither counted nor comparable.
+class DSUserInfo : public harbolance::Record<DSUserInfo, NCTransObject> {
+public:
+    static const NCTypeInfo info;
+
+    DSUserInfo(const char* userName, const DSAddr& hostAddr, int processId)
+        : userName_(userName), hostAddr_(hostAddr), processId_(processId) {}
+    explicit DSUserInfo(NCistream& in) : Record(in) { readFields(in); }
+
+    const char* userName() const { return userName_.str(); }
+    const DSAddr& hostAddr() const { return hostAddr_; }
+    int processId() const { return processId_; }
+
+    // The address last.
+    void printOn(NCostream& out) const override;
+
+    static constexpr auto fields() {
+        using namespace harbolance;
+        return std::tuple{unprinted(&DSUserInfo::userName_), unprinted(&DSUserInfo::hostAddr_),
+                          unprinted(&DSUserInfo::processId_)};
+    }
+
+private:
+    NCString userName_;
+    DSAddr hostAddr_;
+    int processId_ = 0;
 };

@@ -1,55 +1,36 @@
 #include "agent/records/dsmsg.h"
 
-#include <ctime>
-
 using namespace harbolance;
 
 const NCTypeInfo DSMessage::info("DSMessage", ncCreate<DSMessage>, {&DSResource::info});
+const NCTypeInfo DSRequest::info("DSRequest", ncCreate<DSRequest>, {&DSMessage::info});
+const NCTypeInfo DSReply::info("DSReply", ncCreate<DSReply>, {&DSMessage::info});
 
 namespace {
 
-uint32_t nextNumber() {
-    static auto counter = static_cast<uint32_t>(std::time(nullptr));
-    return counter++;
-}
+MessageCounter numbers;
 
 } // namespace
 
 DSMessage::DSMessage(int type, uint32_t cookieValue, int cookieLen)
-    : DSMessage(type, DSCookie(cookieValue, cookieLen)) {}
+    : DSMessage(type, MessageCookie(cookieValue, cookieLen)) {}
 
-DSMessage::DSMessage(int type, const DSCookie& cookie)
-    : version_(dsVersion), msgType_(type), msgNum_(nextNumber()), cookie_(cookie) {}
+DSMessage::DSMessage(int type, const MessageCookie& cookie)
+    : version_(dsVersion), msgType_(type), msgNum_(numbers.next()), cookie_(cookie) {}
 
-DSMessage::DSMessage(NCistream& in) : DSResource(in), version_(in) {
-    if (!isCurrentVersion()) {
-        in.stopEarly();
-        return;
-    }
-    in.read(msgType_).read(msgNum_);
-    cookie_.read(in);
+DSRequest::DSRequest(int requestType, DSResource* request, uint32_t cookieValue)
+    : KeyedRecord(DSTypeRequest, cookieValue, 0), requestType_(requestType), request_(request) {}
+
+DSRequest::DSRequest(NCistream& in) : KeyedRecord(in) {
+    if (isCurrentVersion())
+        readFields(in);
 }
 
-void DSMessage::write(NCostream& out) const {
-    out.writeEmbedded(version_).write(msgType_).write(msgNum_);
-    cookie_.write(out);
-}
+DSReply::DSReply(int replyType, const DSMessage& request, int status, DSResource* reply)
+    : KeyedRecord(DSTypeReply, request.cookie().repeated()), replyType_(replyType),
+      requestNum_(request.msgNum()), status_(status), reply_(reply) {}
 
-void DSMessage::printOn(NCostream& out) const {
-    out.write("Version:").write(version_.str()).write("\n");
-    out.write("Msg Type:").write(msgType_).write("\n");
-    out.write("Msg Num:").write(msgNum_).write("\n");
-}
-
-int DSMessage::compare(const NCObject* other) const {
-    const auto* that = nc_cast<DSMessage>(other);
-    if (!that)
-        return -1;
-    if (const int order = version_.compare(&that->version_))
-        return order;
-    return dsDifference(msgType_, that->msgType_);
-}
-
-uint64_t DSMessage::fingerprint() const {
-    return mixFingerprint(stringFingerprint(version_.text()), static_cast<uint32_t>(msgType_));
+DSReply::DSReply(NCistream& in) : KeyedRecord(in) {
+    if (isCurrentVersion())
+        readFields(in);
 }

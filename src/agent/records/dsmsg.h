@@ -1,42 +1,98 @@
 #pragma once
 
-#include "agent/records/dscodes.h"
-#include "agent/records/dscookie.h"
-#include "agent/records/dsresrc.h"
-#include "stream/ncstring.h"
+#include "agent/records/message_parts.h"
 
-// What travels on a session with an agent: a request (DSRequest) or a reply (DSReply).
-// Fields on the stream: version, msgType, msgNum, cookie.
+// What travels on a session with an agent: requests and replies.
 //
-// A message of another protocol version is read no further than that: `isCurrentVersion` is false and the
-// rest is empty.
-class DSMessage : public DSResource {
+// A message of another protocol version is read no further than its version: `isCurrentVersion` is false and
+// the rest is empty.
+class DSMessage : public harbolance::KeyedRecord<DSMessage> {
 public:
     static const NCTypeInfo info;
 
     // Takes the next number of the process. The cookie is `cookieLen` octets, 4 when that is 0, with the raw
     // octets of `cookieValue` in front.
     DSMessage(int type, uint32_t cookieValue, int cookieLen);
-    explicit DSMessage(NCistream& in);
+    explicit DSMessage(NCistream& in) : KeyedRecord(in) { readFields(in); }
 
-    bool isCurrentVersion() const { return version_ == dsVersion; }
+    bool isCurrentVersion() const { return version_.isCurrent(); }
     int msgType() const { return msgType_; }
     uint32_t msgNum() const { return msgNum_; }
-    const DSCookie& cookie() const { return cookie_; }
+    const harbolance::MessageCookie& cookie() const { return cookie_; }
 
-    void write(NCostream& out) const override;
-    const NCTypeInfo& typeInfo() const override { return info; }
-    void printOn(NCostream& out) const override;
-    uint32_t hash() const override { return msgNum_; }
-    int compare(const NCObject* other) const override;
-    uint64_t fingerprint() const override;
+    static constexpr auto fields() {
+        using namespace harbolance;
+        return std::tuple{printedLine(&DSMessage::version_, "Version:"),
+                          printedLine(&DSMessage::msgType_, "Msg Type:"),
+                          printedLine(&DSMessage::msgNum_, "Msg Num:"), unprinted(&DSMessage::cookie_)};
+    }
+    auto key() const { return std::tie(version_, msgType_); }
+    auto hashKey() const { return std::tie(msgNum_); }
 
 protected:
-    DSMessage(int type, const DSCookie& cookie);
+    DSMessage(int type, const harbolance::MessageCookie& cookie);
 
 private:
-    NCString version_;
+    harbolance::MessageVersion version_;
     int msgType_ = 0;
     uint32_t msgNum_ = 0;
-    DSCookie cookie_;
+    harbolance::MessageCookie cookie_;
+};
+
+class DSRequest : public harbolance::KeyedRecord<DSRequest, DSMessage> {
+public:
+    static const NCTypeInfo info;
+
+    explicit DSRequest(int requestType, DSResource* request = nullptr, uint32_t cookieValue = 0);
+    explicit DSRequest(NCistream& in);
+
+    int requestType() const { return requestType_; }
+    // What is asked about; null for requests that need nothing. Held by the message.
+    DSResource* request() const { return request_.get(); }
+
+    uint32_t hash() const override { return msgNum() ^ (request_ ? request_->hash() : 0); }
+
+    static constexpr auto fields() {
+        using namespace harbolance;
+        return std::tuple{printedLine(&DSRequest::requestType_, "Request Type:"),
+                          printed(&DSRequest::request_, "Request:")};
+    }
+    auto key() const { return std::tie(requestType_, request_); }
+
+private:
+    int requestType_ = 0;
+    NCRef<DSResource> request_;
+};
+
+// The answer to a request, or a trigger notification of an agent.
+class DSReply : public harbolance::KeyedRecord<DSReply, DSMessage> {
+public:
+    static const NCTypeInfo info;
+
+    // Repeats the cookie of `request`. A DSReply stands as `request` when it is acknowledged.
+    DSReply(int replyType, const DSMessage& request, int status, DSResource* reply = nullptr);
+    explicit DSReply(NCistream& in);
+
+    int replyType() const { return replyType_; }
+    uint32_t requestNum() const { return requestNum_; }
+    int status() const { return status_; }
+    // Held by the message; null for replies that carry nothing.
+    DSResource* reply() const { return reply_.get(); }
+
+    bool replyOk() const { return status_ == DSStatusDone; }
+    bool answers(const DSMessage& message) const { return requestNum_ == message.msgNum(); }
+
+    static constexpr auto fields() {
+        using namespace harbolance;
+        return std::tuple{printedLine(&DSReply::replyType_, "Reply Type:"),
+                          printedLine(&DSReply::requestNum_, "Request Num:"),
+                          printedLine(&DSReply::status_, "Status:"), printed(&DSReply::reply_, "Reply:")};
+    }
+    auto key() const { return std::tie(replyType_, requestNum_, status_, reply_); }
+
+private:
+    int replyType_ = 0;
+    uint32_t requestNum_ = 0;
+    int status_ = 0;
+    NCRef<DSResource> reply_;
 };

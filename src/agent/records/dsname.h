@@ -1,29 +1,33 @@
 #pragma once
 
 #include "agent/records/dscodes.h"
-#include "agent/records/dsresrc.h"
-#include "stream/ncstring.h"
+#include "agent/records/keyed_record.h"
 
-// The name of a service. Fields on the stream: name, argType, serviceType, value.
-class DSName : public DSResource {
+// The name of a service.
+class DSName : public harbolance::KeyedRecord<DSName> {
 public:
     static const NCTypeInfo info;
 
+    DSName() = default;
     // `name` is a repository id or an object name. `value` is an optional extra record, which the name holds.
-    DSName(const char* name, int argType, int serviceType, DSResource* value = nullptr);
-    explicit DSName(NCistream& in);
+    DSName(const char* name, int argType, int serviceType, DSResource* value = nullptr)
+        : name_(name), argType_(argType), serviceType_(serviceType), value_(value) {}
+    explicit DSName(NCistream& in) : KeyedRecord(in) { readFields(in); }
 
     const char* name() const { return name_.str(); }
     int argType() const { return argType_; }
     int serviceType() const { return serviceType_; }
     DSResource* value() const { return value_.get(); }
 
-    void write(NCostream& out) const override;
-    const NCTypeInfo& typeInfo() const override { return info; }
-    void printOn(NCostream& out) const override;
-    uint32_t hash() const override;
-    int compare(const NCObject* other) const override;
-    uint64_t fingerprint() const override;
+    static constexpr const char* title = "\nClassName: DSName\n";
+    static constexpr auto fields() {
+        using namespace harbolance;
+        return std::tuple{printed(&DSName::name_, "Name:"), printed(&DSName::argType_, ", Argument Type:"),
+                          printedLine(&DSName::serviceType_, ", Service Type:"),
+                          printedIfAny(&DSName::value_, "")};
+    }
+    // Names are equal whatever their values.
+    auto key() const { return std::tie(name_, argType_, serviceType_); }
 
 private:
     NCString name_;

@@ -3,15 +3,31 @@
 #include "agent/records/dsaddr.h"
 #include "agent/records/dsname.h"
 
-// One registered server. Fields on the stream: name, addr, clientAddr, agentAddr, protocolType, adminPort.
-class DSProvider : public DSResource {
+namespace harbolance {
+
+// The value of a name as a part of a provider's key: names are equal whatever their values, providers are
+// not.
+struct NameValue {
+    const DSResource* value;
+};
+// Of two of which only one is there, either is less.
+int comparePart(NameValue a, NameValue b);
+inline uint32_t hashPart(NameValue) { return 0; }
+inline uint64_t fingerprintPart(NameValue part) { return fingerprintOf(part.value); }
+
+} // namespace harbolance
+
+// One registered server.
+class DSProvider : public harbolance::KeyedRecord<DSProvider> {
 public:
     static const NCTypeInfo info;
 
     // `clientAddr` and `agentAddr` become this host, port 0; the agent that holds the registration sets the
     // latter.
-    DSProvider(const DSName& name, const DSAddr& addr, int protocolType = 0, int adminPort = 0);
-    explicit DSProvider(NCistream& in);
+    DSProvider(const DSName& name, const DSAddr& addr, int protocolType = 0, int adminPort = 0)
+        : name_(name), addr_(addr), clientAddr_(0), agentAddr_(0), protocolType_(protocolType),
+          adminPort_(adminPort) {}
+    explicit DSProvider(NCistream& in) : KeyedRecord(in) { readFields(in); }
 
     const DSName& name() const { return name_; }
     const DSAddr& addr() const { return addr_; }             // where the service listens
@@ -21,12 +37,20 @@ public:
     int protocolType() const { return protocolType_; }
     int adminPort() const { return adminPort_; }
 
-    void write(NCostream& out) const override;
-    const NCTypeInfo& typeInfo() const override { return info; }
-    void printOn(NCostream& out) const override;
-    uint32_t hash() const override;
-    int compare(const NCObject* other) const override;
-    uint64_t fingerprint() const override;
+    static constexpr const char* title = "\nClassName: DSProvider\n";
+    static constexpr auto fields() {
+        using namespace harbolance;
+        return std::tuple{printed(&DSProvider::name_, ""),
+                          printed(&DSProvider::addr_, ""),
+                          printed(&DSProvider::clientAddr_, "Client Addr:"),
+                          printed(&DSProvider::agentAddr_, "Agent Addr:"),
+                          printed(&DSProvider::protocolType_, "Protocol Type:"),
+                          printedLine(&DSProvider::adminPort_, ", Admin Port:")};
+    }
+    auto key() const {
+        return std::tuple<const DSName&, harbolance::NameValue, const DSAddr&, int>{
+            name_, {name_.value()}, addr_, protocolType_};
+    }
 
 private:
     DSName name_;

@@ -13,15 +13,19 @@ DSResource::~DSResource() {
     }
 }
 
-int dsCompare(const DSResource* a, const DSResource* b) {
+namespace harbolance {
+
+int compareRecords(const DSResource* a, const DSResource* b) {
     if (!a || !b)
         return a == b ? 0 : 1;
     return a->compare(b);
 }
 
-void dsPrintOn(NCostream& out, const DSResource* object) {
-    if (object)
-        object->printOn(out);
+void printRecord(NCostream& out, const DSResource* record) {
+    if (record)
+        record->printOn(out);
     else
         out.write("(nil)");
 }
+
+} // namespace harbolance

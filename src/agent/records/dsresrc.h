@@ -15,25 +15,29 @@ public:
     explicit DSResource(NCistream& in) : NCObject(in) { in.registerCounted(this); }
     DSResource(const DSResource&) = default;
     DSResource& operator=(const DSResource&) = default;
-    // Complains when somebody still counts on the record.
+    // Prints a complaint when the record still has more than one holder.
     ~DSResource() override;
 
     const NCTypeInfo& typeInfo() const override { return info; }
     uint32_t hash() const override { return 0; }
     int compare(const NCObject*) const override { return -1; }
+
+    // Does nothing and is never called here. It keeps the place that the operation has among the virtual
+    // ones.
+    virtual void reserved() {}
     // For tables: equal records of one class have equal fingerprints, different ones hardly ever.
     virtual uint64_t fingerprint() const { return hash(); }
 };
 
-// Equality of fields that are held by reference: both null is equal, one null is not.
-int dsCompare(const DSResource* a, const DSResource* b);
+namespace harbolance {
 
 // The plain difference of two fields, as the protocol orders them; it wraps like the 32-bit word it is.
-constexpr int dsDifference(int a, int b) {
-    return static_cast<int>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
-}
+constexpr int difference(uint32_t a, uint32_t b) { return static_cast<int>(a - b); }
 
-inline uint64_t dsFingerprint(const DSResource* object) { return object ? object->fingerprint() : 0; }
+// Of fields that are held by reference: 0 when both are null, 1 when one is.
+int compareRecords(const DSResource* a, const DSResource* b);
+inline uint64_t fingerprintOf(const DSResource* record) { return record ? record->fingerprint() : 0; }
+// The print form, "(nil)" for null.
+void printRecord(NCostream& out, const DSResource* record);
 
-// The print form of a field that is held by reference.
-void dsPrintOn(NCostream& out, const DSResource* object);
+} // namespace harbolance

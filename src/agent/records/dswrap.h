@@ -4,7 +4,7 @@
 
 class DSTriggerHandler;
 
-// A word, usually a pointer, as a member of a collection. It lives in memory; on a stream only its lower four
+// A word, usually a pointer, as a member of a collection of this process. On a stream only its lower four
 // octets travel, in host order.
 class DSWrapper : public DSResource {
 public:
@@ -31,7 +31,7 @@ private:
     uintptr_t word_ = 0;
 };
 
-// A trigger handler as a member of a collection. Nothing of it travels.
+// A trigger handler as a member of a collection of this process. Nothing of it travels.
 class DSTrigWrapper : public DSResource {
 public:
     static const NCTypeInfo info;

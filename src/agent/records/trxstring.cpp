@@ -17,7 +17,7 @@ TRXString::TRXString(NCistream& in) : DSResource(in) {
             text.append(block, count);
         size -= count;
     }
-    // The NUL ends the text and stands nowhere else.
+    // A NUL within the text would be lost in a C string.
     if (in.failed() || text.find('\0') != text.size() - 1) {
         in.setFailed();
         return;

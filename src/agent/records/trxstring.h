@@ -3,7 +3,8 @@
 #include "agent/records/dsresrc.h"
 #include "stream/nctext.h"
 
-// A counted string. Fields on the stream: length with NUL (unsigned long), the text with its NUL as a block.
+// A counted string. It travels as its length with the NUL (unsigned long) and the text with its NUL as a
+// block.
 class TRXString : public DSResource, public NCText<TRXString> {
 public:
     static const NCTypeInfo info;

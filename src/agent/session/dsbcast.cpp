@@ -28,7 +28,7 @@ const NCBroadcastEntry& entryOf(const DSResource* element) {
 DSAddr addressOf(const sockaddr& address, int port) {
     sockaddr_in internet{};
     std::memcpy(&internet, &address, sizeof internet);
-    return {port, internet.sin_addr};
+    return {port, internet.sin_addr.s_addr};
 }
 
 } // namespace

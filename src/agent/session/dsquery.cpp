@@ -94,14 +94,14 @@ DSSet* DSUser::query(int& status, DSRequest* question, bool wait) {
         return nullptr;
     if (wait)
         return queryAll(status, question);
-    return queryAgent(status, DSAddr(port_, in_addr{agentAddr_.addr()}), question);
+    return queryAgent(status, DSAddr(port_, agentAddr_.addr()), question);
 }
 
 DSSet* DSUser::queryAll(int& status, DSRequest* question) {
     const NCRef<DSSet> others = agents(status);
     if (status != done)
         return nullptr;
-    NCRef<DSSet> result = queryAgent(status, DSAddr(port_, in_addr{agentAddr_.addr()}), question);
+    NCRef<DSSet> result = queryAgent(status, DSAddr(port_, agentAddr_.addr()), question);
     if (status != done || !others)
         return result.detach();
     const auto end = std::chrono::steady_clock::now() + domainTimeout;

@@ -2,9 +2,8 @@
 
 #include "agent/collections/dsdict.h"
 #include "agent/records/dslogin.h"
+#include "agent/records/dsmsg.h"
 #include "agent/records/dsprovid.h"
-#include "agent/records/dsreply.h"
-#include "agent/records/dsreq.h"
 #include "agent/session/dssearch.h"
 #include "agent/session/dstrigger.h"
 #include "agent/session/dsverify.h"

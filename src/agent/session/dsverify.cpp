@@ -1,7 +1,6 @@
 #include "agent/session/dsverify.h"
 
-#include "agent/records/dsreply.h"
-#include "agent/records/dsreq.h"
+#include "agent/records/dsmsg.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,0 +1,21 @@
+#include "agent/records/record.h"
+
+#include <cstring>
+
+namespace harbolance {
+
+// An address travels as its four octets stand in a sockaddr_in.
+bool readField(NCistream& in, in_addr& address) {
+    unsigned char octets[sizeof address] = {};
+    in.read(octets, sizeof octets);
+    std::memcpy(&address, octets, sizeof address);
+    return true;
+}
+
+void writeField(NCostream& out, in_addr address) {
+    unsigned char octets[sizeof address];
+    std::memcpy(octets, &address, sizeof address);
+    out.write(octets, sizeof octets);
+}
+
+} // namespace harbolance

@@ -1,0 +1,157 @@
+#pragma once
+
+#include "agent/records/dsresrc.h"
+#include "stream/ncstring.h"
+
+#include <concepts>
+#include <memory>
+#include <netinet/in.h>
+#include <tuple>
+
+// How a record class is declared: by its fields, once. They travel in the order of `fields` and print with
+// the texts given there; `key` names those that identify the record, in the order in which they are compared.
+//
+//     class DSName : public harbolance::KeyedRecord<DSName> {  // keyed_record.h
+//     public:
+//         static const NCTypeInfo info;
+//         explicit DSName(NCistream& in) : KeyedRecord(in) { readFields(in); }
+//
+//         static constexpr const char* title = "\nClassName: DSName\n";
+//         static constexpr auto fields() {
+//             return std::tuple{harbolance::printed(&DSName::name_, "Name:"), ...};
+//         }
+//         auto key() const { return std::tie(name_, argType_, serviceType_); }
+//
+// A class without a title prints its fields only, and one that prints in another way overrides `printOn`. A
+// class derived from another record adds its fields, and its key if it has one, behind those of its base.
+//
+// A field is an integer, an IPv4 address, an NCString or a record held by value, a record held by NCRef, or
+// of a class of its own with `readField`, `writeField` and what else is needed of the functions below beside
+// it.
+namespace harbolance {
+
+template <class Owner, class Value>
+struct HiddenField {
+    Value Owner::*value;
+};
+template <class Owner, class Value>
+struct PrintedField {
+    Value Owner::*value;
+    const char* before;
+    const char* behind;
+    bool optional; // a null record prints nothing, else "(nil)" behind `before`
+};
+
+template <class Owner, class Value>
+constexpr HiddenField<Owner, Value> unprinted(Value Owner::*value) {
+    return {value};
+}
+template <class Owner, class Value>
+constexpr PrintedField<Owner, Value> printed(Value Owner::*value, const char* before,
+                                             const char* behind = "") {
+    return {value, before, behind, false};
+}
+template <class Owner, class Value>
+constexpr PrintedField<Owner, Value> printedLine(Value Owner::*value, const char* before) {
+    return {value, before, "\n", false};
+}
+template <class Owner, class Value>
+constexpr PrintedField<Owner, Value> printedIfAny(Value Owner::*value, const char* before) {
+    return {value, before, "", true};
+}
+
+template <class T>
+concept Embedded = std::derived_from<T, NCTransObject>;
+
+// Reading. False: the fields behind this one are not to be read.
+inline bool readField(NCistream& in, std::integral auto& value) {
+    in.read(value);
+    return true;
+}
+bool readField(NCistream& in, in_addr& address);
+// A member held by value is built from the stream in its place, since the stream knows objects by their
+// addresses. Before that it is as its default constructor made it and owns nothing, so nothing is destroyed.
+// This layer has no exceptions: the process ends when there is no memory for a text.
+bool readField(NCistream& in, Embedded auto& member) noexcept {
+    std::construct_at(&member, in);
+    return true;
+}
+template <class T>
+bool readField(NCistream& in, NCRef<T>& record) {
+    record = in.readRecord<T>();
+    return true;
+}
+
+inline void writeField(NCostream& out, std::integral auto value) { out.write(value); }
+void writeField(NCostream& out, in_addr address);
+void writeField(NCostream& out, const Embedded auto& member) { out.writeEmbedded(member); }
+template <class T>
+void writeField(NCostream& out, const NCRef<T>& record) {
+    out.writeRecord(record.get());
+}
+
+inline void printField(NCostream& out, std::integral auto value) { out.write(value); }
+inline void printField(NCostream& out, const NCString& text) { out.write(text.str()); }
+inline void printField(NCostream& out, const DSResource& member) { member.printOn(out); }
+template <class T>
+void printField(NCostream& out, const NCRef<T>& record) {
+    printRecord(out, record.get());
+}
+constexpr bool isNull(const auto&) { return false; }
+template <class T>
+bool isNull(const NCRef<T>& record) {
+    return !record;
+}
+
+// A class with fields. `Base` has fields of its own, or is a class without any.
+template <class Self, class Base = DSResource>
+class Record : public Base {
+public:
+    using Base::Base;
+
+    const NCTypeInfo& typeInfo() const override { return Self::info; }
+
+    void write(NCostream& out) const override {
+        if constexpr (requires { Base::fields(); })
+            Base::write(out);
+        std::apply([&](const auto&... field) { (writeField(out, self().*field.value), ...); },
+                   Self::fields());
+    }
+
+    void printOn(NCostream& out) const override {
+        if constexpr (requires { Base::fields(); })
+            Base::printOn(out);
+        if constexpr (requires { Self::title; })
+            out.write(Self::title);
+        std::apply([&](const auto&... field) { (print(out, field), ...); }, Self::fields());
+    }
+
+protected:
+    // The fields of this class, behind those of the base: for the constructor from a stream.
+    void readFields(NCistream& in) {
+        std::apply(
+            [&](const auto&... field) {
+                static_cast<void>((readField(in, static_cast<Self&>(*this).*field.value) && ...));
+            },
+            Self::fields());
+    }
+
+    const Self& self() const { return static_cast<const Self&>(*this); }
+
+private:
+    template <class Value>
+    void print(NCostream&, const HiddenField<Self, Value>&) const {}
+    template <class Value>
+    void print(NCostream& out, const PrintedField<Self, Value>& field) const {
+        const Value& value = self().*field.value;
+        if (field.optional && isNull(value))
+            return;
+        if (*field.before)
+            out.write(field.before);
+        printField(out, value);
+        if (*field.behind)
+            out.write(field.behind);
+    }
+};
+
+} // namespace harbolance
