@@ -6,13 +6,12 @@
 #include <algorithm>
 #include <utility>
 
-// What a value may ask of this process. A peer chooses how deep a recursive type goes and how many elements a
-// sequence announces, so every reader that can come back to itself holds one of these objects for each level.
+// Limits on nesting and memory. A peer chooses how deep values nest and how many elements a sequence announces,
+// so every reader that can recurse holds one of these objects for each level.
 
 namespace harbolance {
 
-// One level of a value inside a value. The level beyond the limit raises CORBA_MARSHAL while there is still
-// stack to unwind.
+// One level of nesting. The level beyond the limit raises CORBA_MARSHAL, long before the stack ends.
 class Nesting {
 public:
     static constexpr int limitForPeers = 256; // of what is read from a peer
@@ -45,7 +44,7 @@ public:
     OwnNesting() : Nesting(limitForOwn) {}
 };
 
-// While one lives, what is read are octets that this process holds as a value already.
+// Scope in which the octets to be read are a value that this process holds already, not a peer's message.
 class ReadingOwnOctets : Nesting {
 public:
     ReadingOwnOctets() : Nesting(limitForOwn), _saved(std::exchange(_readLimit, limitForOwn)) {}
@@ -55,9 +54,9 @@ private:
     int _saved;
 };
 
-// Memory for elements that have not come yet, while a sequence is read. All sequences that are being read,
-// one inside the other, share what may be taken ahead: an amount in proportion to the octets that are left.
-// One that is refused grows with the elements that really come.
+// Permission to allocate memory for elements that have not been read yet. All sequences that are being read,
+// one inside the other, share one budget: 32 KiB and 8 times the octets that are left. A sequence that is not
+// granted grows with the elements that arrive.
 class ReadAhead {
 public:
     ReadAhead(const TRXistream& stream, uint64_t octets) {

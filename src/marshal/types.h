@@ -1,15 +1,20 @@
 #pragma once
 
-// The ORB's data. Text and its holders (vstr.h, var.h), the exception tree (vexcept.h), the typed streams
-// with their readable form (vstream.h), their CDR form in memory (vbuf.h) and the pool of buffers
-// (buffer_pool.h), sequences (sequence.h, octet_sequence.h), references and what stands in them (vior.h,
-// vobjectid.h, code_sets.h) with the operations on them (vutil.h), what is needed of objects
-// (object_operations.h), types at run time (typecode.h) and values with their types (any.h). Everything that
-// crosses an interface is written to a TRXostream and read from a TRXistream; which of the two forms it takes
-// is the stream's affair.
+// The ORB's data, in one folder for each subject:
 //
-// This file fixes the widths. They are those of the wire, whatever C++'s `long` measures: a plain C++ `long`
-// that is handed to a stream goes out as 4 octets, so CORBA_LongLong must not be an alias of it.
+//   text/       strings and the typed streams TRXostream and TRXistream with their readable form
+//   cdr/        the same streams in memory as CDR, encapsulations, the pool of buffers
+//   sequence/   the template of all sequences, and the two that the ORB itself uses
+//   exception/  the exception tree
+//   reference/  object references, object keys, and what this layer needs of objects
+//   typecode/   types at run time
+//   any/        values with their types
+//
+// Every value that crosses an interface is written to a TRXostream and read from a TRXistream. limits.h holds
+// the limits on what a peer may send, var.h the holder of counted objects.
+//
+// This file fixes the widths, which are those of the wire. A C++ `long` is written as 4 octets, whatever its
+// size in memory, so CORBA_LongLong must not be an alias of it.
 
 #include <cstdint>
 

@@ -9,8 +9,7 @@ class TRXistream;
 class TRXostream;
 
 // Types with in() that expose a borrowed pointer, such as holders and elements of sequences. Assigning one to
-// a `_var` copies; assigning a plain pointer takes ownership. A `_var` of the same class, `Self`, has rules
-// of its own.
+// a `_var` copies; assigning a plain pointer takes ownership. `Self` itself has its own copy and move.
 template <class Source, class Pointer, class Self>
 concept TRXHasBorrowed = requires(const Source& source) {
     { source.in() } -> std::convertible_to<Pointer>;
@@ -46,7 +45,7 @@ public:
         return *this = duplicated(source.in());
     }
 
-    operator T*() const { return _ptr; } // the reference stays the holder's
+    operator T*() const { return _ptr; } // borrowed
     T* operator->() const { return _ptr; }
     T& operator*() const { return *_ptr; }
     // The element of a sequence.
@@ -55,12 +54,13 @@ public:
     decltype(auto) operator[](Index index) const { return (*_ptr)[index]; }
     T* in() const { return _ptr; }
     T*& inout() { return _ptr; }
-    // Releases what is held; whoever fills the place gives its reference to the holder.
+    // For an out argument: releases the object and returns the address of the pointer, which then owns what
+    // is stored there.
     T** out() {
         *this = static_cast<T*>(nullptr);
         return &_ptr;
     }
-    T* _retn() { return std::exchange(_ptr, nullptr); } // gives the reference to the caller
+    T* _retn() { return std::exchange(_ptr, nullptr); } // the caller owns the reference
 
 private:
     static T* duplicated(T* object) { return static_cast<T*>(T::_duplicate(object)); }

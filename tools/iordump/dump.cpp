@@ -1,11 +1,11 @@
 #include "iordump/dump.h"
 
 #include "base/printable.h"
-#include "iordump/hex_lines.h"
 #include "marshal/cdr/encapsulation.h"
 #include "marshal/reference/code_sets.h"
 #include "marshal/reference/vutil.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <ostream>
 
@@ -45,7 +45,7 @@ std::string withName(const std::string& shown, const char* name) {
     return name ? shown + " (" + name + ")" : shown;
 }
 
-// Tags are assigned in decimal; the large ones spell letters.
+// Small tags are assigned in decimal; the octets of large ones are letters.
 std::string tagText(CORBA_ULong tag, std::span<const Name> names) {
     return withName(tag < 0x10000 ? std::to_string(tag) : hexNumber(tag), nameOf(tag, names));
 }
@@ -56,10 +56,26 @@ std::string octetCount(const CORBA_OctetSequence& octets) {
     return std::to_string(octets.length()) + (octets.length() == 1 ? " octet" : " octets");
 }
 
-// Empty texts are told from missing ones by the word.
+// So that an empty text is visible.
 std::string orEmpty(const char* text) {
     const std::string shown = printable(text);
     return shown.empty() ? "(empty)" : shown;
+}
+
+// Lines of 16 octets: offset, hexadecimal digits, and the characters with dots for those that do not print.
+void printHexLines(std::ostream& stream, std::span<const CORBA_Octet> octets, std::string_view indent) {
+    constexpr size_t width = 16;
+    for (size_t offset = 0; offset < octets.size(); offset += width) {
+        const auto line = octets.subspan(offset, std::min(width, octets.size() - offset));
+        char text[24];
+        std::snprintf(text, sizeof text, "%04zx ", offset);
+        stream << indent << text;
+        for (CORBA_Octet octet : line) {
+            std::snprintf(text, sizeof text, " %02x", octet);
+            stream << text;
+        }
+        stream << std::string(3 * (width - line.size()) + 2, ' ') << printable(line) << "\n";
+    }
 }
 
 class Dump {

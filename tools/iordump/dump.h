@@ -6,6 +6,6 @@
 #include <string>
 #include <vector>
 
-// Shows everything in a reference. Texts of the reference come out with dots for what a terminal would act
-// on. What cannot be read is shown as octets; the result names each such place, for the user.
+// Prints everything in a reference. Control characters in its texts are printed as dots. A part that cannot
+// be read is printed as octets; the result names each such part, for the user.
 std::vector<std::string> dump(std::ostream& stream, const IOP::IOR& ior);

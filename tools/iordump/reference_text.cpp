@@ -12,11 +12,11 @@ constexpr std::string_view hexDigits = "0123456789abcdefABCDEF";
 constexpr size_t longestText = 64 << 20;
 
 std::string_view trimmed(std::string_view text) {
-    constexpr std::string_view blanks = " \t\r\n\v\f";
-    const size_t first = text.find_first_not_of(blanks);
+    constexpr std::string_view spaces = " \t\r\n\v\f";
+    const size_t first = text.find_first_not_of(spaces);
     if (first == text.npos)
         return {};
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+    return text.substr(first, text.find_last_not_of(spaces) - first + 1);
 }
 
 std::string quoted(char c) {
@@ -46,9 +46,9 @@ IOP::IOR readReference(std::string_view text) {
         throw BadReference("there is no reference");
     if (!reference.starts_with(prefix))
         throw BadReference("it does not begin with \"IOR:\"");
-    const size_t stranger = reference.find_first_not_of(hexDigits, prefix.size());
-    if (stranger != reference.npos)
-        throw BadReference(quoted(reference[stranger]) + " at character " + std::to_string(stranger + 1) +
+    const size_t wrong = reference.find_first_not_of(hexDigits, prefix.size());
+    if (wrong != reference.npos)
+        throw BadReference(quoted(reference[wrong]) + " at character " + std::to_string(wrong + 1) +
                            " is no hexadecimal digit");
     try {
         const std::unique_ptr<IOP::IOR> ior(TRXUtil::string_to_ior(reference.c_str()));

@@ -7,15 +7,15 @@
 #include <string>
 #include <string_view>
 
-// Stringified references as people hand them over.
+// Stringified references as users type or store them.
 
 // Why a text is no reference; `what()` is for the user.
 struct BadReference : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// All that the stream holds. Raises BadReference when that is more than any reference.
+// Reads the stream to its end. Raises BadReference above 64 MiB, which no reference needs.
 std::string readText(std::istream& stream);
 
-// Blanks and ends of lines around the reference are dropped. Raises BadReference.
+// White space around the reference is ignored. Raises BadReference.
 IOP::IOR readReference(std::string_view text);

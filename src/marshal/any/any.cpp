@@ -26,7 +26,7 @@ int compareHeld(const void* a, const void* b, Compare compareBoth) {
     return compareBoth(*static_cast<const T*>(a), *static_cast<const T*>(b));
 }
 
-// The order of different objects means nothing, and holds for as long as both live.
+// The order of different objects is that of their addresses.
 int compareObjects(CORBA_Object* a, CORBA_Object* b) {
     if (a == b || (a && b && ObjectOperations::installed().areEquivalent(a, b)))
         return 0;
@@ -97,7 +97,7 @@ void CORBA_Any::freeValue() {
     _value = nullptr;
 }
 
-// Of a new type, and without a value.
+// Takes a new type and drops the value.
 void CORBA_Any::become(CORBA_TypeCode* type) {
     CORBA_TypeCode* held = CORBA_TypeCode::_duplicate(type);
     freeAll();
@@ -162,7 +162,7 @@ void CORBA_Any::takeOctets(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer)
     adopt(type, block, length, TypeCodeAccess::valueKind(*type) == tk_except);
 }
 
-// Onto an empty Any.
+// This Any is empty.
 void CORBA_Any::copyFrom(const CORBA_Any& other) {
     const CORBA_TCKind kind = AnyAccess::valueKind(other);
     void* value = nullptr;
@@ -192,7 +192,7 @@ void CORBA_Any::copyFrom(const CORBA_Any& other) {
     adopt(other._tc, value, other._length, other._id_in_front);
 }
 
-// The length of a bounded text is its bound, which the text need not fill.
+// The length of a bounded text is its bound, and the text may be shorter.
 size_t CORBA_Any::hashedOctets() const {
     const auto length = static_cast<size_t>(_length);
     switch (AnyAccess::valueKind(*this)) {

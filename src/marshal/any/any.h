@@ -13,8 +13,8 @@ namespace harbolance {
 class AnyAccess;
 }
 
-// One IDL value with its TypeCode. The type is kept as given; how the value is held goes by what it is an
-// alias of:
+// One IDL value with its TypeCode. The type is kept as given, aliases included; the value is held by its kind
+// without aliases:
 //
 //   numbers, boolean, char, octet, wchar, enum   the value itself
 //   string, wstring                              the text
@@ -31,16 +31,16 @@ public:
     CORBA_Any() = default; // of _tc_null
     CORBA_Any(const CORBA_Any& other) : CORBA_Any() { copyFrom(other); }
     CORBA_Any(CORBA_Any&& other) noexcept { swap(other); }
-    // `value` is what `value()` returns for the type, or for a string, object or TypeCode what the pointer
-    // would point to. Without `release` it stays the caller's and has to outlive the Any; with it, a fixed
-    // size value comes from `new`, a string from CORBA_string_alloc, and a reference is taken over. A fixed
-    // size type with a null value begins as zero, an Any or TypeCode as an empty one. A value of a
-    // constructed type comes without its size and raises CORBA_BAD_PARAM; null is allowed.
+    // `value` points to a value of fixed size, or is the string, object or TypeCode itself. Without `release`
+    // it stays the caller's and has to outlive the Any. With `release` the Any takes it over: a value of
+    // fixed size comes from `new`, a string from CORBA_string_alloc. A null value gives zero for a type of
+    // fixed size, and an empty Any or TypeCode for these. A constructed value has no known size here and
+    // raises CORBA_BAD_PARAM, unless it is null.
     CORBA_Any(CORBA_TypeCode* type, void* value, CORBA_Boolean release = 0) : CORBA_Any() {
         replace(type, value, release);
     }
-    // The value that has been marshalled into the buffer. The octets are copied; a buffer that does not own
-    // them gives them up unless this raises, and has them from CORBA_string_alloc.
+    // The value that has been marshalled into the buffer. The octets are copied. If the buffer does not own
+    // them they must come from CORBA_string_alloc, and the Any takes them over unless this raises.
     CORBA_Any(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer) : CORBA_Any() { replace(type, buffer); }
     ~CORBA_Any() { freeAll(); }
 
@@ -56,12 +56,12 @@ public:
     void replace(CORBA_TypeCode* type, void* value, CORBA_Boolean release = 0);
     void replace(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer);
 
-    CORBA_TypeCode* type() const { return CORBA_TypeCode::_duplicate(_tc); } // the caller's
-    // Where the value is. For the kind tk_string that is the address of a `char*`.
+    CORBA_TypeCode* type() const { return CORBA_TypeCode::_duplicate(_tc); } // the caller owns it
+    // A pointer to the value. For the kind tk_string that is a `char**`.
     const void* value() const {
         return _tc->kind() == tk_string ? static_cast<const void*>(&_value) : _value;
     }
-    CORBA_Long length() const { return _length; } // octets, or wide characters with the end; -1 not known
+    CORBA_Long length() const { return _length; } // octets, or wide characters with the end; -1 if unknown
     CORBA_Boolean release() const { return _release; }
     CORBA_ULong hash() const;
 
@@ -83,7 +83,7 @@ public:
     CORBA_ULong _refcount() const { return _ref_count; }
     friend void CORBA_release(CORBA_Any* any);
 
-    // Wrappers for what C++ cannot tell apart.
+    // Wrappers for IDL types that share one C++ type.
     struct from_boolean {
         CORBA_Boolean value;
     };
@@ -117,7 +117,7 @@ public:
     struct to_wchar {
         CORBA_WChar& value;
     };
-    // The text stays the Any's. A bound other than 0 has to be within its length.
+    // The text is borrowed. Fails when the bound exceeds its length.
     struct to_string {
         char*& value;
         CORBA_ULong bound;
@@ -147,19 +147,19 @@ private:
     CORBA_Boolean _release = 1;
     bool _id_in_front = false;
     CORBA_ULong _ref_count = 1;
-    alignas(8) unsigned char _small[8] = {}; // where values of a fixed size live
+    alignas(8) unsigned char _small[8] = {}; // holds values of fixed size
 };
 
 void CORBA_release(CORBA_Any* any);
 inline bool CORBA_is_nil(const CORBA_Any* any) { return any == nullptr; }
 inline bool operator==(const CORBA_Any& a, const CORBA_Any& b) { return CORBA_Any::compare(a, b) == 0; }
 
-// Each replaces the old value.
+// Insertion. Replaces the old value.
 void operator<<=(CORBA_Any& any, CORBA_Short value);
 void operator<<=(CORBA_Any& any, CORBA_UShort value);
 void operator<<=(CORBA_Any& any, CORBA_Long value);
 void operator<<=(CORBA_Any& any, CORBA_ULong value);
-// A C++ `long` goes in as 4 octets, as it travels. A value that needs more raises CORBA_BAD_PARAM.
+// A C++ `long` is inserted with 4 octets, as on the wire. A value that needs more raises CORBA_BAD_PARAM.
 void operator<<=(CORBA_Any& any, long value);
 void operator<<=(CORBA_Any& any, unsigned long value);
 void operator<<=(CORBA_Any& any, CORBA_LongLong value);
@@ -178,11 +178,11 @@ void operator<<=(CORBA_Any& any, CORBA_TypeCode* type);   // one more reference
 void operator<<=(CORBA_Any& any, CORBA_Object* object);   // likewise; null as a CORBA::Object
 void operator<<=(CORBA_Any& any, const CORBA_OctetSequence& octets);
 void operator<<=(CORBA_Any& any, const CORBA_StringSequence& strings);
-// These would go in as numbers: the wrappers above say what they are.
+// These would be inserted as numbers: use the wrappers above.
 template <class T>
 requires(std::same_as<T, bool> || (std::integral<T> && sizeof(T) == 1)) void operator<<=(CORBA_Any& any,
                                                                                          T value) = delete;
-// What a holder holds. Null raises CORBA_BAD_PARAM.
+// The object in a holder. An empty holder raises CORBA_BAD_PARAM.
 template <class T>
 requires requires(CORBA_Any& any, const T& value) { any <<= value; }
 void operator<<=(CORBA_Any& any, const TRXVar<T>& holder) {
@@ -191,8 +191,8 @@ void operator<<=(CORBA_Any& any, const TRXVar<T>& holder) {
     any <<= *holder;
 }
 
-// False, with the target untouched, unless the Any's own type is of the right kind: an alias of long does not
-// come out as a long.
+// Extraction. False, with the target unchanged, unless the Any's own type is of the right kind: an alias of
+// long is not extracted as a long.
 bool operator>>=(const CORBA_Any& any, CORBA_Short& value);
 bool operator>>=(const CORBA_Any& any, CORBA_UShort& value);
 bool operator>>=(const CORBA_Any& any, CORBA_Long& value);
@@ -215,7 +215,7 @@ bool operator>>=(const CORBA_Any& any, CORBA_TypeCode*& type); // the caller's
 bool operator>>=(const CORBA_Any& any, CORBA_Object*& object); // the caller's
 bool operator>>=(const CORBA_Any& any, CORBA_OctetSequence& octets);
 bool operator>>=(const CORBA_Any& any, CORBA_StringSequence& strings);
-// Into a holder of what comes out as a pointer.
+// Into a holder, for types that are extracted as a pointer.
 template <class T>
 requires requires(const CORBA_Any& any, T*& pointer) { any >>= pointer; }
 bool operator>>=(const CORBA_Any& any, TRXVar<T>& holder) {
@@ -232,7 +232,7 @@ CORBA_TypeCode* TRXStringSequenceType();
 
 namespace harbolance {
 
-// How a constructed type inserts itself: in its marshalled form.
+// Inserts a value of a constructed type in its marshalled form.
 template <class T>
 void insertMarshalled(CORBA_Any& any, CORBA_TypeCode* type, const T& value) {
     CORBA_MarshalOutBuffer buffer(255);
@@ -245,8 +245,8 @@ bool extractMembers(const CORBA_Any& any, CORBA_TypeCode* type, MemberReader rea
 bool extractMembers(const CORBA_Any& any, CORBA_TypeCode* type, const char* exceptionId, MemberReader read,
                     void* value);
 
-// How it comes out again, when the types are equal. An exception comes out as its own class only: others may
-// have members of the same types.
+// Extracts it when the types are equal. All exceptions have equal types, so an exception's repository id must
+// match as well.
 template <class T>
 bool extractMarshalled(const CORBA_Any& any, CORBA_TypeCode* type, T& value) {
     if constexpr (std::derived_from<T, CORBA_Exception>) {
@@ -269,8 +269,8 @@ TRXistream& operator>>(TRXistream& stream, CORBA_Any*& any);      // the caller'
 // Readable lines on cout, cerr and clog; on any other stream the wire form as text.
 std::ostream& operator<<(std::ostream& stream, const CORBA_Any& any);
 
-// Holds an Any, and passes insertion and extraction on to it. Holding nothing, it takes nothing and gives
-// nothing.
+// Owns an Any and forwards insertion and extraction to it. When empty, insertion does nothing and extraction
+// returns false.
 class CORBA_Any_var : public TRXVar<CORBA_Any> {
 public:
     using TRXVar::operator=;

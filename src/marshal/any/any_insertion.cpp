@@ -37,12 +37,12 @@ bool extractWidened(const CORBA_Any& any, T& value) {
     return true;
 }
 
-// Whether a text may be taken out that is to have `bound` elements.
+// Whether a text of the kind can be extracted with that bound.
 bool mayTake(const CORBA_Any& any, CORBA_TCKind kind, CORBA_ULong bound) {
     return isOf(any, kind) && (bound == 0 || int64_t{bound} <= any.length());
 }
 
-// A new text of `bound` characters and the end, with as much as there is of the old one.
+// A copy of at most `bound` characters, in memory for all of them.
 template <class Text, class Char>
 Char* firstOf(const Char* text, CORBA_ULong bound) {
     Char* copy = Text::alloc(bound);
@@ -60,7 +60,7 @@ CORBA_Long lengthWithEnd(const CORBA_WChar* text) {
     return text ? static_cast<CORBA_Long>(std::wcslen(text) + 1) : 0;
 }
 
-// A text with a bound, whose length in the Any is `length`, or one without.
+// `length` is the length of a bounded text in the Any; a text without bound has its own.
 template <class Text, class Bounded>
 void insertText(CORBA_Any& any, CORBA_TypeCode* type, const Bounded& text, CORBA_Long length) {
     if (text.bound == 0)

@@ -14,7 +14,7 @@ namespace {
 
 using Purpose = ValueWalk::Purpose;
 
-// Any value but that of a constructed type.
+// Writes a value of any kind that is not constructed.
 void writeHeld(TRXostream& stream, CORBA_TCKind kind, const CORBA_Any& any) {
     switch (kind) {
     case tk_any: stream << static_cast<const CORBA_Any*>(AnyAccess::value(any)); return;
@@ -28,7 +28,7 @@ void writeHeld(TRXostream& stream, CORBA_TCKind kind, const CORBA_Any& any) {
     forBasicKind(kind, [&]<class T>(std::type_identity<T>) { stream << AnyAccess::as<T>(any); });
 }
 
-// Without the id that stands in front of an exception's members.
+// Writes a constructed value, of an exception the members without the repository id.
 void writeConstructed(TRXostream& stream, const CORBA_TypeCode& type, const CORBA_Any& any) {
     CORBA_MarshalInBuffer octets = AnyAccess::octets(any);
     if (AnyAccess::carriesId(any))
@@ -40,7 +40,7 @@ const char* exceptionId(const CORBA_TypeCode& type, const CORBA_Any& any) {
     return AnyAccess::carriesId(any) ? AnyAccess::octets(any).string_in_place() : TypeCodeAccess::id(type);
 }
 
-// A value that its stream operator makes anew. The Any takes it over.
+// Reads a value through the stream operator that makes a new object, which the Any then owns.
 template <class T>
 void readHeld(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type) {
     T* value = nullptr;
@@ -61,8 +61,8 @@ void readWideText(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type) {
     AnyAccess::adopt(any, type, text._retn(), static_cast<CORBA_Long>(length + 1));
 }
 
-// `id` is what stands in front of the members of an exception, or null. Most values are small: they are put
-// together on the stack and kept in a block of just their size.
+// `id` is the repository id in front of an exception's members, or null. Most values are small: they are
+// marshalled on the stack and copied to a block of exactly their size.
 void readConstructed(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type, const char* id) {
     alignas(8) char small[256];
     CORBA_MarshalOutBuffer octets(small, sizeof small, 0);

@@ -12,7 +12,7 @@
 
 using namespace harbolance;
 
-// One level of the walk. What comes from a peer may nest less deep than what this process holds.
+// One level of the walk.
 class ValueWalk::Level {
 public:
     explicit Level(ValueWalk& walk) : _walk(walk) { ++walk._depth; }
@@ -31,7 +31,7 @@ ValueWalk::ValueWalk(TRXistream& in, TRXostream& out, Purpose purpose)
         _own.emplace();
 }
 
-// Text that has ended gives zeros for ever.
+// At its end a text stream reads as zeros without end, so it is checked here.
 void ValueWalk::beginVisit() {
     if (_visitsLeft == 0 || (_in.stream() && !_in.stream()->good()))
         throw CORBA_MARSHAL();
@@ -117,8 +117,8 @@ void ValueWalk::moveTypeCode() {
     countPassed(1);
 }
 
-// The repository id of an exception stands in front of its members. On its way an Any is not taken apart and
-// put together again: with Anys inside Anys every level would double the work.
+// Type and value are moved without making an Any of them: with Anys inside Anys every level would double the
+// work. The repository id of an exception precedes its members.
 void ValueWalk::moveAny() {
     const Level level(*this);
     countPassed(1);
@@ -136,7 +136,7 @@ void ValueWalk::moveAny() {
     walk(type);
 }
 
-// Where it is only passed on, nobody asks whether it could be used.
+// Copied as a reference, not as an object: an object that cannot be used may be passed on.
 void ValueWalk::moveReference() {
     if (_purpose == Purpose::print) {
         CORBA_Object* read = nullptr;
@@ -182,8 +182,8 @@ void ValueWalk::walkUnion(const CORBA_TypeCode& type) {
     walk(TypeCodeAccess::memberFor(type, discriminator));
 }
 
-// Elements that take no octets would let a count of any size stand for nothing, and only what follows could
-// tell whether it was a sensible one. A peer may not send them.
+// Elements without octets are refused when they come from a peer: nothing in the stream would bound their
+// count.
 void ValueWalk::walkSequence(const CORBA_TypeCode& type) {
     CORBA_ULong count = 0;
     _in >> count;
@@ -210,7 +210,7 @@ void ValueWalk::walkElements(const CORBA_TypeCode& content, CORBA_ULong count) {
         walk(&element);
 }
 
-// False for the kinds that go one by one.
+// False for kinds whose elements are moved one by one.
 bool ValueWalk::moveElements(CORBA_TCKind kind, CORBA_ULong count) {
     bool moved = false;
     if (kind != tk_enum)
@@ -237,8 +237,8 @@ bool ValueWalk::moveArray(CORBA_ULong count) {
     return true;
 }
 
-// What ends too soon is a fault of the stream, and on the way out, behind its first element, one of whoever
-// made the Any.
+// An array that is cut short raises CORBA_MARSHAL; in the octets of an Any, behind the first element,
+// CORBA_BAD_PARAM.
 void ValueWalk::expectArray(CORBA_ULong octetsEach, CORBA_ULong count) const {
     const CORBA_ULong padding = _buffer ? -_buffer->align() & (octetsEach - 1) : 0;
     const uint64_t octets = padding + uint64_t{count} * octetsEach;
@@ -249,7 +249,7 @@ void ValueWalk::expectArray(CORBA_ULong octetsEach, CORBA_ULong count) const {
     throw CORBA_MARSHAL();
 }
 
-// The first one by itself, which passes the padding, and all others straight from memory.
+// The first element consumes the padding; the others are written straight from memory.
 template <class T>
 void ValueWalk::moveInPlace(CORBA_ULong count) {
     T first{};

@@ -7,18 +7,17 @@
 
 namespace harbolance {
 
-// Moves values from one stream to another, led by their TypeCodes. Nothing is expanded into objects; on the
-// way from a buffer of the other byte order the octets are reversed.
+// Moves values from one stream to another as their TypeCodes direct. Nothing is expanded into objects; values
+// from a buffer of the other byte order are byte-swapped.
 //
-// Where the values come from a peer, the type does as well. A walk does no more work than the octets that it
-// passes call for: types whose values take no octets are followed only a little, then CORBA_MARSHAL is
-// raised.
+// A peer sends the type together with the value. So the number of types that a walk visits is bounded by the
+// octets that it consumes: types whose values take no octets soon raise CORBA_MARSHAL.
 class ValueWalk {
 public:
     enum class Purpose {
         copy,  // from any stream
         write, // from the octets of an Any, which are in the host's order
-        print, // likewise, as readable lines
+        print, // the same, as readable lines
     };
 
     ValueWalk(TRXistream& in, TRXostream& out, Purpose purpose);
@@ -54,7 +53,7 @@ private:
     void moveInPieces(CORBA_ULong count);
 
     void beginVisit();
-    // Octets have been passed, as `values` of the basic kinds.
+    // `values` of basic kinds have been consumed. Each level above them may be visited once more.
     void countPassed(uint64_t values) {
         _passed += values;
         _visitsLeft += values + static_cast<uint64_t>(_depth);
@@ -64,10 +63,10 @@ private:
     TRXostream& _out;
     CORBA_MarshalInBuffer* _buffer; // `_in`, if it is in memory
     Purpose _purpose;
-    std::optional<ReadingOwnOctets> _own; // unless the octets come from a peer
+    std::optional<ReadingOwnOctets> _own; // for `write` and `print`
     int _depth = 0;
     uint64_t _passed = 0;
-    uint64_t _visitsLeft = 1024; // types that may be visited before octets have to be passed
+    uint64_t _visitsLeft = 1024; // types that may still be visited without consuming octets
 };
 
 } // namespace harbolance

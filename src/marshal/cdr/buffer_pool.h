@@ -5,18 +5,17 @@
 
 #include <utility>
 
-// Keeps one buffer for the next call, so that a common request allocates none. A buffer that is still held
-// when the next one is wanted (a call made while a reply is handled) stays its holder's, and the other caller
-// gets a fresh one.
+// Keeps one buffer for the next call, so that a common request allocates none. While it is in use (a call
+// made while a reply is handled), `take` returns a new buffer that is not pooled.
 //
 // Buffer derives from one of the marshal buffers and has
-//     explicit Buffer(CORBA_ULong size);   // with room for that much
+//     explicit Buffer(CORBA_ULong size);   // of that capacity
 //     CORBA_ULong capacity() const;
-//     void recycle(CORBA_ULong size);      // makes a used one as good as a fresh one of that size
+//     void recycle(CORBA_ULong size);      // resets a used buffer to the state of a new one of that size
 template <class Buffer>
 class TRXBufferPool {
 public:
-    static constexpr CORBA_ULong largest = 4096; // what is asked for above this never comes from the pool
+    static constexpr CORBA_ULong largest = 4096; // larger buffers are never pooled
 
     TRXBufferPool() = default;
     TRXBufferPool(const TRXBufferPool&) = delete;
@@ -38,7 +37,7 @@ public:
         return _cached;
     }
 
-    // Gives up the pool's reference.
+    // Releases the pool's reference.
     void drop() { release_buffer(std::exchange(_cached, nullptr)); }
 
     const Buffer* cached() const { return _cached; }
@@ -52,7 +51,7 @@ class TRXMarshalInBuffer : public CORBA_MarshalInBuffer {
 public:
     using Pool = TRXBufferPool<TRXMarshalInBuffer>;
 
-    // One of its own, which is not touched by what is read later. Alignment counts from `start`.
+    // Not pooled, so that later messages do not overwrite it. `align` starts at `start`.
     explicit TRXMarshalInBuffer(CORBA_ULong size, CORBA_ULong start = 0);
 
     // From the pool; the caller owns one reference.
@@ -63,8 +62,7 @@ public:
     void recycle(CORBA_ULong size);
 
 private:
-    // A pooled buffer may have more room than its message; what an earlier message left there is out of
-    // reach.
+    // May be larger than `size()`, beyond which the octets of an earlier message cannot be read.
     CORBA_ULong _capacity;
 };
 

@@ -3,10 +3,10 @@
 #include "marshal/cdr/vbuf.h"
 #include "marshal/sequence/octet_sequence.h"
 
-// Octets that carry a value together with the byte order it is written in: profile bodies, object keys,
-// components. The first octet states the order, and alignment counts from it.
+// Encapsulations: octets that carry their own byte order, such as profile bodies, object keys and components.
+// The first octet states the order, and alignment counts from it.
 
-// Reads one; the octets stay the caller's. Its order octet has been read. No octets at all raise
+// Reads one that stays the caller's. The constructor reads the order octet; an empty one raises
 // CORBA_MARSHAL.
 class TRXEncapsulationReader : public CORBA_MarshalInBuffer {
 public:
@@ -18,14 +18,14 @@ public:
     }
 };
 
-// Writes one, in memory of its own as long as it is small. Its order octet has been written.
+// Writes one; the first 255 octets need no heap memory. The constructor writes the order octet.
 class TRXEncapsulationWriter : public CORBA_MarshalOutBuffer {
 public:
     TRXEncapsulationWriter() : CORBA_MarshalOutBuffer(_memory, sizeof _memory, 0) {
         *this << harbolance::hostByteOrder;
     }
 
-    // All that has been written, until the next write.
+    // All octets written so far; valid until the next write.
     std::span<const CORBA_Octet> octets() const {
         return {reinterpret_cast<const CORBA_Octet*>(data()), offset()};
     }

@@ -49,7 +49,7 @@ void CORBA_MarshalOutBuffer::grow(CORBA_ULong count) {
     if (_own || _grown)
         CORBA_string_free(_data);
     else
-        _own = 1; // nobody else knows of the new block
+        _own = 1; // the caller frees only the block that he gave
     _data = data;
     _capacity = capacity;
     _grown = 1;
@@ -64,7 +64,7 @@ void CORBA_MarshalOutBuffer::rewind() {
 void CORBA_MarshalOutBuffer::seek(CORBA_ULong offset) {
     if (offset > _capacity)
         throw CORBA_BAD_PARAM();
-    _start += _offset - offset; // the stream position stays
+    _start += _offset - offset; // keeps `align`
     _offset = offset;
 }
 
@@ -74,7 +74,7 @@ void CORBA_MarshalOutBuffer::make_room(uint64_t count) {
     grow(static_cast<CORBA_ULong>(count));
 }
 
-// The aligned place for `count` octets, which the caller fills.
+// Pads, reserves `count` octets and returns their place, which the caller fills.
 char* CORBA_MarshalOutBuffer::reserve(uint64_t count, CORBA_ULong alignment) {
     const CORBA_ULong padding = paddingTo(alignment, align());
     const uint64_t total = padding + count;
@@ -106,7 +106,7 @@ TRXostream& CORBA_MarshalOutBuffer::put_narrowed(const T* array, CORBA_ULong cou
     return *this;
 }
 
-// Length, text and NUL in one piece, with one test of what is free.
+// Length, text and NUL with one bounds check.
 TRXostream& CORBA_MarshalOutBuffer::put_text(const char* text) {
     const size_t size = std::strlen(text) + 1;
     const auto length = static_cast<CORBA_ULong>(size);
@@ -115,8 +115,8 @@ TRXostream& CORBA_MarshalOutBuffer::put_text(const char* text) {
     if (total > _capacity - _offset) [[unlikely]]
         make_room(total);
     char* place = _data + _offset;
-    constexpr uint32_t blanks = 0x20202020;
-    std::memcpy(place, &blanks, sizeof blanks);
+    constexpr uint32_t spaces = 0x20202020; // the length overwrites the surplus
+    std::memcpy(place, &spaces, sizeof spaces);
     place += padding;
     std::memcpy(place, &length, sizeof length);
     std::memcpy(place + sizeof length, text, size);
@@ -148,7 +148,7 @@ TRXostream& CORBA_MarshalOutBuffer::write_raw(const char* octets, CORBA_ULong co
 TRXostream& CORBA_MarshalOutBuffer::write(const unsigned char* array, CORBA_ULong count) {
     return put_array(array, count);
 }
-// Each is aligned for itself, so none means no padding.
+// Elements are aligned one by one, so an empty array has no padding.
 TRXostream& CORBA_MarshalOutBuffer::write(const wchar_t* array, CORBA_ULong count) {
     return count == 0 ? *this : put_narrowed<CORBA_UShort>(array, count);
 }
@@ -199,8 +199,7 @@ void release_buffer(CORBA_MarshalOutBuffer* buffer) {
 
 CORBA_MarshalInBuffer::CORBA_MarshalInBuffer(const char* data, CORBA_ULong size, CORBA_Boolean own,
                                              CORBA_Octet byteOrder)
-    : TRXistream(this), _data(const_cast<char*>(data)), _size(size), _own(own),
-      _byte_order(byteOrder != 0) {}
+    : TRXistream(this), _data(const_cast<char*>(data)), _size(size), _own(own), _byte_order(byteOrder != 0) {}
 
 CORBA_MarshalInBuffer::~CORBA_MarshalInBuffer() {
     if (_own)
@@ -238,7 +237,7 @@ void CORBA_MarshalInBuffer::fail(uint64_t count) {
     underflow(static_cast<CORBA_ULong>(std::min(count, maxOctets)));
 }
 
-// The place of the next `count` octets, which are passed; null when they are not there.
+// Skips `count` octets and returns their place; null when they are not left and `underflow` returns.
 const char* CORBA_MarshalInBuffer::take(uint64_t count) {
     if (count > left()) {
         fail(count);
@@ -291,8 +290,8 @@ TRXistream& CORBA_MarshalInBuffer::get_widened_array(T* array, CORBA_ULong count
     return *this;
 }
 
-// The octets of the next string, which are passed; null for a null string. Length and text are taken in one
-// step: the offset is read and stored once.
+// Skips a string and returns the place of its text; null for a null string. Length and text in one step, so
+// that the offset is loaded and stored once.
 const char* CORBA_MarshalInBuffer::take_string(CORBA_ULong& length) {
     const CORBA_ULong head = paddingTo(sizeof length, align()) + CORBA_ULong{sizeof length};
     if (head > left()) [[unlikely]] {
@@ -309,7 +308,7 @@ const char* CORBA_MarshalInBuffer::take_string(CORBA_ULong& length) {
     return place;
 }
 
-// A string that is null, or not there.
+// The rare cases of take_string: a null string, or one that is not complete.
 const char* CORBA_MarshalInBuffer::take_odd_string(CORBA_ULong length, CORBA_ULong head) {
     if (length > 0)
         fail(uint64_t{head} + length);
@@ -329,7 +328,7 @@ char* copyOf(const char* place, CORBA_ULong length) {
     return string;
 }
 
-// Whether a string that is owned, and of which only its text is known, has memory for `needed` octets.
+// Whether an owned string surely has memory for `needed` octets: its capacity is not known, its text is.
 bool hasMemoryFor(const char* string, size_t needed) {
     return string && string != TRXNullString && strnlen(string, needed - 1) == needed - 1;
 }

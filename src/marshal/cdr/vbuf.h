@@ -5,20 +5,20 @@
 
 #include <cstring>
 
-// CDR in memory. A value of s octets stands at a multiple of s, counted from where the stream began, with
-// blanks (0x20) in front of it as far as it takes. `offset` is the index into the octets at hand and `align`
-// the position in the stream: they differ when the buffer holds only a part, such as a message body behind
-// its header. Both are below 2^32.
+// CDR in memory. A value of s octets is aligned to a multiple of s, counted from the start of the stream,
+// with padding of 0x20. `offset` is the index of the next octet in the buffer and `align` its position in the
+// stream: they differ when the buffer holds only a part of the stream, such as a message body without its
+// header. Both are below 2^32.
 //
-// Buffers are counted and start with one reference. One that lives on the stack is simply never released.
+// Buffers are counted and start with one reference. A buffer on the stack is never released.
 
-// Writes in the host's order; what carries the buffer says which that is. Grows as needed.
+// Writes in the host's byte order, which the enclosing message or encapsulation states. Grows as needed.
 class CORBA_MarshalOutBuffer : public TRXostream {
 public:
-    // Writes into the caller's memory. With `own` it is from CORBA_string_alloc and becomes the buffer's. A
-    // buffer that outgrows memory that is not its own moves to memory that is.
+    // Writes into the caller's memory; with `own` the buffer takes over memory from CORBA_string_alloc. A
+    // buffer that outgrows borrowed memory moves to memory of its own.
     CORBA_MarshalOutBuffer(char* data, CORBA_ULong capacity, CORBA_Boolean own);
-    // Without `own` whoever takes `data()` frees it with CORBA_string_free.
+    // Without `own` the caller frees `data()` with CORBA_string_free.
     explicit CORBA_MarshalOutBuffer(CORBA_ULong capacity, CORBA_Boolean own = 1);
     ~CORBA_MarshalOutBuffer() override;
 
@@ -61,9 +61,9 @@ public:
     TRXostream& write(const unsigned long long* array, CORBA_ULong count) override;
 
     virtual CORBA_ULong offset() const; // how many octets have been written
-    virtual void reset_align();         // the next octet counts as the first of a stream
+    virtual void reset_align();         // alignment counts from the next octet
     virtual void destroy();             // destroys the object and frees its memory
-    // Makes room for `count` octets at the offset. Raises CORBA_MARSHAL when that would pass 2^32 octets.
+    // Ensures capacity for `count` octets at the offset. Raises CORBA_MARSHAL beyond 2^32 octets.
     virtual void grow(CORBA_ULong count);
 
     char* data() const { return _data; }
@@ -73,9 +73,9 @@ public:
     CORBA_ULong align() const { return _start + _offset; }
     void align(CORBA_ULong align) { _start = align - _offset; }
 
-    void rewind();                    // to an empty stream, with no TypeCode remembered
-    void rewind_offset() { seek(0); } // to the first octet, at an unchanged stream position
-    void seek(CORBA_ULong offset);    // beyond the capacity it raises CORBA_BAD_PARAM
+    void rewind();                    // to an empty stream, without stored TypeCodes
+    void rewind_offset() { seek(0); } // to offset 0; `align` stays
+    void seek(CORBA_ULong offset);    // `align` stays; raises CORBA_BAD_PARAM beyond the capacity
 
     static CORBA_MarshalOutBuffer* _duplicate(CORBA_MarshalOutBuffer* buffer);
     CORBA_Long _refcount() const { return _ref_count; }
@@ -103,11 +103,11 @@ private:
 
 using CORBA_MarshalOutBuffer_ptr = CORBA_MarshalOutBuffer*;
 
-// Reads either byte order. What reaches past the end raises CORBA_MARSHAL, with the target filled with zeros
-// where there is one and nothing allocated for it.
+// Reads either byte order. Reading past the end raises CORBA_MARSHAL: a target that the caller provides is
+// filled with zeros, and nothing is allocated.
 class CORBA_MarshalInBuffer : public TRXistream {
 public:
-    // Reads the caller's memory. With `own` it is from CORBA_string_alloc and becomes the buffer's.
+    // Reads the caller's memory; with `own` the buffer takes over memory from CORBA_string_alloc.
     CORBA_MarshalInBuffer(const char* data, CORBA_ULong size, CORBA_Boolean own = 0,
                           CORBA_Octet byteOrder = harbolance::hostByteOrder);
     ~CORBA_MarshalInBuffer() override;
@@ -146,29 +146,29 @@ public:
     TRXistream& read(unsigned long* array, CORBA_ULong count) override;
     TRXistream& read(float* array, CORBA_ULong count) override;
     TRXistream& read(double* array, CORBA_ULong count) override;
-    // A string of `size` octets or more, with its NUL, fills the buffer without a NUL; the rest is skipped.
+    // A string whose length with its NUL is `size` or more fills the buffer without a NUL; the rest is
+    // skipped.
     TRXistream& getCString(char* buffer, CORBA_ULong size) override;
     TRXistream& read(long long* array, CORBA_ULong count) override;
     TRXistream& read(unsigned long long* array, CORBA_ULong count) override;
     bool has(CORBA_ULong count) const override;
 
-    // A run of octets that stays where it is: reads its length and gives its place inside `data`, null for
-    // the length 0. It lives as long as `data`.
+    // Reads a length and skips that many octets without copying them: returns a pointer into `data`, null for
+    // length 0.
     virtual const unsigned char* octets_in_place(CORBA_ULong& length);
     // The same with a count of 32-bit words, which stay in the byte order of the buffer. Raises CORBA_MARSHAL
     // as well when they are not aligned in memory.
     virtual const CORBA_ULong* words_in_place(CORBA_ULong& count);
     virtual CORBA_ULong size() const;
-    virtual void reset_align(); // the next octet counts as the first of a stream
-    // Something asked for `count` octets and they are not there. Raises CORBA_MARSHAL.
+    virtual void reset_align(); // alignment counts from the next octet
+    // Called when `count` octets are wanted and not left. Raises CORBA_MARSHAL.
     virtual void underflow(CORBA_ULong count);
     virtual void destroy(); // destroys the object and frees its memory
 
-    // A string that stays where it is, null for the length 0. One without a NUL at its end raises
-    // CORBA_MARSHAL.
+    // The same for a string; null for length 0. One without a NUL at its end raises CORBA_MARSHAL.
     const char* string_in_place();
-    // A string over one that is owned: in its memory if its text is long enough, else in new memory. The old
-    // one stays when this raises.
+    // Replaces an owned string by the next one: in the same memory if the old text is long enough, else in
+    // new memory. When this raises, the old string stays.
     void read_over(char*& string);
 
     char* data() const { return _data; }
@@ -180,7 +180,7 @@ public:
     CORBA_Octet byte_order() const { return _byte_order; }
     void byte_order(CORBA_Octet order) { _byte_order = order != 0; } // 0 big-endian, else little-endian
 
-    void rewind(); // to the beginning of a stream in the host's order, with no TypeCode remembered
+    void rewind(); // to offset 0 and the host's order, without stored TypeCodes
     void rewind_offset() { _offset = _start = 0; }
     // Offset and stream position become `offset`; the old offset is returned. Beyond the size it raises
     // CORBA_BAD_PARAM.
@@ -226,8 +226,8 @@ void release_buffer(CORBA_MarshalInBuffer* buffer);
 inline void CORBA_release(CORBA_MarshalOutBuffer* buffer) { release_buffer(buffer); }
 inline void CORBA_release(CORBA_MarshalInBuffer* buffer) { release_buffer(buffer); }
 
-// The road of every primitive. The next one waits for the offset that this one leaves, so nothing stands
-// between its load and its store but the alignment; the tests run beside it.
+// Fast path for primitives. `_offset` is the only loop-carried dependency, so the bounds check is kept off
+// that chain.
 template <class T>
 TRXostream& CORBA_MarshalOutBuffer::put_value(T value) {
     constexpr CORBA_ULong size = sizeof(T);
@@ -236,9 +236,9 @@ TRXostream& CORBA_MarshalOutBuffer::put_value(T value) {
     if (_capacity - _offset < total) [[unlikely]]
         grow(total);
     if constexpr (size > 1) {
-        // Blanks up to where the value will stand and further: it covers what is too much of them.
-        constexpr uint64_t blanks = 0x2020202020202020u;
-        std::memcpy(_data + _offset, &blanks, size);
+        // Writes sizeof(T) pad octets; the value then overwrites the surplus.
+        constexpr uint64_t padding = 0x2020202020202020u;
+        std::memcpy(_data + _offset, &padding, size);
     }
     std::memcpy(_data + begin, &value, size);
     _offset = begin + size;

@@ -20,8 +20,8 @@ struct TRXExceptionMember {
     Value Owner::*value;
 };
 
-// Base of every exception that an interface declares. A class says what it consists of, and the members
-// travel and print in that order by their own stream operators:
+// Base of every exception that an interface declares. A class lists its members; they are written, read and
+// printed in that order with their own stream operators:
 //
 //     class Fail final : public TRXUserExceptionOf<Fail> {
 //     public:
@@ -33,7 +33,7 @@ struct TRXExceptionMember {
 //         static const CORBA_ExceptionDesc& _descriptor();
 //     };
 //
-// One without members leaves `_members` out. The unit that defines it adds
+// A class without members omits `_members`. Its source file adds
 //
 //     TRX_DEFINE_USER_EXCEPTION(Fail, "ObjLocation::Fail", "IDL:tarnwicknet/ObjLocation/Fail:1.0")
 template <class Self>

@@ -28,7 +28,7 @@ struct DictionaryTraits : GrowAtNineTenths {
     }
 };
 
-// Made by the first registration and never destroyed: descriptors leave it until the process has ended.
+// Created by the first registration and never destroyed: descriptors are removed during static destruction.
 constinit HashTable<DictionaryTraits>* _excepDict = nullptr;
 
 const char* completionText(CORBA_CompletionStatus completed) {

@@ -10,7 +10,7 @@ class TRXostream;
 class CORBA_Exception;
 
 // Every failure that crosses an ORB interface is a CORBA_Exception: thrown by value, caught by reference,
-// with minor 0 and COMPLETED_NO unless something is said. One that is held by pointer (from `_copy`, a
+// with minor 0 and COMPLETED_NO unless stated otherwise. An exception held by pointer (from `_copy`, a
 // factory or a stream) belongs to the holder. Exceptions that an interface declares derive as
 // user_exception.h shows.
 
@@ -71,7 +71,7 @@ public:
     static bool _is_a(const CORBA_Exception* exception, const CORBA_ExceptionDesc& desc);
 };
 
-// 32 bits on the wire. What a peer sent is kept even when it is none of the three.
+// 32 bits on the wire. Other values that a peer sends are kept.
 enum CORBA_CompletionStatus : CORBA_ULong { COMPLETED_YES = 0, COMPLETED_NO = 1, COMPLETED_MAYBE = 2 };
 
 class CORBA_SystemException : public CORBA_Exception {
@@ -108,7 +108,7 @@ public:
     static const CORBA_ExceptionDesc& _descriptor();
 };
 
-// What the concrete class `Self` adds to its base: its own identity. `Self::_descriptor()` is defined where
+// Implements the operations that depend on the concrete class `Self`. `Self::_descriptor()` is defined where
 // the exception is.
 template <class Self, class Base>
 class TRXExceptionOf : public Base {

@@ -2,7 +2,7 @@
 
 #include "marshal/reference/vior.h"
 
-// Which character sets a server uses. A component of a reference says it, in a profile of its own.
+// The code sets of a server, which a component in a profile of its own states.
 
 namespace CONV_FRAME {
 
@@ -22,7 +22,7 @@ TRXistream& operator>>(TRXistream& stream, CodeSetComponentInfo& info);
 // The code sets inside a component of tag TAG_CODE_SETS. What cannot be read raises CORBA_MARSHAL.
 CodeSetComponentInfo decoded(const IOP::TaggedComponent& component);
 
-// The profile that says what this ORB uses. Built once per process.
+// The profile for the code sets of this ORB. Built once per process.
 const IOP::TaggedProfile& codeSetProfile();
 
 } // namespace CONV_FRAME

@@ -11,9 +11,9 @@ using namespace harbolance;
 namespace {
 
 constexpr char magic[] = {'Q', 'M', 'C'};
-constexpr CORBA_ULong smallestKey = 12; // order octet, magic, kind and what the smallest body takes
+constexpr CORBA_ULong smallestKey = 12; // order octet, magic, kind and the smallest body
 
-// Reads the octets in front of the body. To be opened on what `TRXUtil::is_key` accepts.
+// The constructor reads what precedes the body of a key that `TRXUtil::is_key` accepts.
 class KeyReader : public TRXEncapsulationReader {
 public:
     explicit KeyReader(const CORBA_OctetSequence& key) : TRXEncapsulationReader(key) {

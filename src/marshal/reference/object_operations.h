@@ -13,9 +13,9 @@ struct IOR;
 
 namespace harbolance {
 
-// What this layer needs of objects. Values hold and pass on references to objects, but what an object is
-// belongs to the layer above, which derives from this class and installs it before `main`. Objects that are
-// handed in are never null; a reference to nothing is dealt with here and needs nothing installed.
+// What this layer needs of objects. Anys and streams hold and pass on object references, but CORBA_Object
+// belongs to the layer above, which derives from this class and installs the one instance before `main`.
+// Objects that are passed in are never null: nil references need nothing installed.
 class ObjectOperations {
 public:
     virtual void duplicate(CORBA_Object* object) const = 0; // one more reference

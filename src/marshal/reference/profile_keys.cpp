@@ -37,7 +37,7 @@ struct TagTraits : GrowAtNineTenths {
     static bool equal(const Entry& stored, CORBA_ULong tag) { return stored.tag == tag; }
 };
 
-// Never destroyed: static objects leave it until the process has ended.
+// Never destroyed: static objects remove themselves during static destruction.
 HashTable<TagTraits>& table() {
     static auto* const byTag = [] {
         static const auto* const builtin = new IIOPProfileKeys;

@@ -2,8 +2,9 @@
 
 #include "marshal/reference/vior.h"
 
-// Where the object key stands in the profiles of one tag. Making one enters it, a second one for a tag raises
-// CORBA_BAD_PARAM; destroying it takes it out. That of TAG_INTERNET_IOP is always there.
+// How to find and replace the object key in profiles of one tag. The constructor registers the object, the
+// destructor removes it; a second one for a tag raises CORBA_BAD_PARAM. TAG_INTERNET_IOP is always
+// registered.
 class TRXProfileKeys {
 public:
     explicit TRXProfileKeys(CORBA_ULong tag);
@@ -16,11 +17,11 @@ public:
     virtual IOP::TaggedProfile rekeyed(const IOP::TaggedProfile& profile,
                                        const CORBA_OctetSequence& key) const = 0;
 
-    static const TRXProfileKeys* find(CORBA_ULong tag); // null when nobody serves the tag
+    static const TRXProfileKeys* find(CORBA_ULong tag); // null when there is none for the tag
 
 protected:
     struct Builtin {};
-    TRXProfileKeys(CORBA_ULong tag, Builtin) : _tag(tag) {} // enters nothing
+    TRXProfileKeys(CORBA_ULong tag, Builtin) : _tag(tag) {} // registers nothing
 
 private:
     CORBA_ULong _tag;

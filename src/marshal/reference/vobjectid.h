@@ -5,8 +5,8 @@
 #include "marshal/sequence/octet_sequence.h"
 #include "marshal/text/vstr.h"
 
-// What names an object of this ORB, so that a server finds it from its key alone and a client can ask for it
-// without an exact address. An id travels inside an object key, which is an encapsulation:
+// The id of an object of this ORB: a server finds the object by it, and a client can ask for the object
+// without an exact address. An id is sent inside an object key, which is an encapsulation:
 //
 //     0  byte order    1  "QMC"    4  kind, 32 bits    8  what the kind's class writes
 //
@@ -16,7 +16,7 @@ public:
     enum Kind : CORBA_ULong { ID_PERSISTENT = 0, ID_TRANSIENT = 1, ID_KEY = 3, ID_SERVICE = 4 };
 
     ~TRXObjectId() override;
-    // The body of the key behind the kind.
+    // Writes the body of the key, which follows the kind.
     virtual void write(CORBA_MarshalOutBuffer& buffer) const = 0;
 
     Kind type() const { return _kind; }
@@ -45,7 +45,7 @@ private:
     CORBA_String_var _object_name;
 };
 
-// An object that lives only as long as the adapter that numbered it.
+// An object that exists only as long as the adapter that numbered it.
 class TRXTransientId final : public TRXObjectId {
 public:
     TRXTransientId(const char* repositoryId, CORBA_ULong adapter, CORBA_ULong serial);
@@ -74,7 +74,7 @@ private:
     CORBA_ULong _key = 0;
 };
 
-// An object that a service makes from the id when somebody asks.
+// An object that a service creates from the id on request.
 class TRXServiceId final : public TRXObjectId {
 public:
     TRXServiceId(const char* serviceName, const CORBA_OctetSequence& serviceId);

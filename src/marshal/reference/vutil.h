@@ -10,24 +10,23 @@ class CORBA_TypeInfo;
 struct sockaddr_in;
 struct timeval;
 
-// The operations on references and object keys, and the host addresses that stand in them. What is returned
-// as a pointer is new and the caller's: strings from CORBA_string_alloc, ids and sequences with one
-// reference.
+// The operations on references, object keys and host addresses. The caller owns every pointer that is
+// returned: strings come from CORBA_string_alloc, ids and sequences have one reference.
 class TRXUtil {
 public:
     // --- Object keys -----------------------------------------------------------------------------------
 
-    // Longer than 11 octets, with our magic. Says nothing about what stands behind it.
+    // Longer than 11 octets, with our magic. The body is not checked.
     static bool is_key(const CORBA_OctetSequence& key);
     // Null when it is no key of ours or of a kind that does not exist; a body cut short raises CORBA_MARSHAL.
     static TRXObjectId* id_from_key(const CORBA_OctetSequence& key);
     static CORBA_OctetSequence* key_from_id(const TRXObjectId& id);
-    // The kind that a key states. All are false for what is no key of ours.
+    // Tests of the kind. All are false for a key of another ORB.
     static bool is_persistent(const CORBA_OctetSequence& key);
     static bool is_service(const CORBA_OctetSequence& key);
     static bool is_key_or_service(const CORBA_OctetSequence& key);
-    // One readable line without its end. Characters that a terminal would act on are replaced by dots. A body
-    // cut short raises CORBA_MARSHAL.
+    // One readable line without a newline. Control characters are replaced by dots. A body cut short raises
+    // CORBA_MARSHAL.
     static void print_key(std::ostream& stream, const CORBA_OctetSequence& key);
 
     // --- References ------------------------------------------------------------------------------------
@@ -51,17 +50,17 @@ public:
     // CORBA_INV_OBJREF and leaves the reference as it was.
     static void set_object_key(IOP::IOR& ior, const CORBA_OctetSequence& key);
 
-    // The object that a reference stands for: a new reference, null for one without profiles. `connect`
-    // reaches for it at once; `skipLocal` does not look among the objects of this process, where `localFlag`
-    // is passed on. The layer above does it (object_operations.h); before that is ready, and for anything but
-    // null, it raises CORBA_INITIALIZE.
+    // The object for a reference: a new reference, null for one without profiles. `connect` connects at once;
+    // unless `skipLocal` is set, an object of this process is preferred, with `localFlag` passed to the
+    // adapters. Implemented above (object_operations.h); without an implementation it raises
+    // CORBA_INITIALIZE.
     static CORBA_Object* convert(const IOP::IOR& ior, const CORBA_TypeInfo* info, CORBA_Boolean connect = 0,
                                  CORBA_Boolean localFlag = 0, CORBA_Boolean skipLocal = 0);
 
     // --- Names -----------------------------------------------------------------------------------------
 
-    // "IDL:A/B/C:1.0" to "A::B::C" and back. A text without "IDL:" is no repository id and comes back as it
-    // is.
+    // "IDL:A/B/C:1.0" to "A::B::C" and back. A text without "IDL:" is no repository id and is returned
+    // unchanged.
     static char* rep_id_to_name(const char* repositoryId);
     static char* name_to_rep_id(const char* name);
 
@@ -73,8 +72,8 @@ public:
     // The dotted text of a host name or address, that of this machine for null; null when the name cannot be
     // resolved. May block in the resolver.
     static char* host_address(const char* host);
-    // Fills in all but the family. No host gives any address; every address of this machine that the resolver
-    // gives becomes 127.0.0.1. A name that cannot be resolved raises CORBA_COMM_FAILURE. May block.
+    // Fills in address and port, not the family. A null or empty host gives INADDR_ANY; this machine's own
+    // address becomes 127.0.0.1. A name that cannot be resolved raises CORBA_COMM_FAILURE. May block.
     static void make_addr(const char* host, unsigned short port, sockaddr_in* address);
     static void sleep_milliseconds(CORBA_ULong milliseconds); // a signal may end it early
     static void now(timeval& time);

@@ -24,7 +24,7 @@ CORBA_OctetSequence& CORBA_OctetSequence::operator=(const CORBA_OctetSequence& o
     return *this;
 }
 
-// The octets are not from this sequence.
+// `octets` must not point into this sequence.
 void CORBA_OctetSequence::assign(std::span<const CORBA_Octet> octets) {
     const auto count = static_cast<CORBA_ULong>(octets.size());
     fitToOverwrite(count);

@@ -9,8 +9,8 @@
 #include <istream>
 #include <utility>
 
-// Every sequence of the system. `length` elements of a buffer of `maximum`; with `release` the sequence owns
-// the buffer and what stands in all of its `maximum` slots. Elements that are not in use are zero.
+// Every sequence of the system: `length` elements in a buffer of `maximum`. With `release` the sequence owns
+// the buffer and all of its `maximum` elements, of which those that have never been used are zero.
 //
 // A generated sequence derives and adds its name:
 //
@@ -29,7 +29,7 @@ public:
 
     TRXSequence() = default;
     explicit TRXSequence(CORBA_ULong maximum) : _buffer(allocbuf(maximum)), _maximum(maximum) {}
-    // Takes everything as it is. A buffer to be released is from `allocbuf`.
+    // Refers to the caller's buffer, or with `release` takes over one from `allocbuf`.
     TRXSequence(CORBA_ULong maximum, CORBA_ULong length, Stored* buffer, bool release = false)
         : _buffer(buffer), _length(length), _maximum(maximum), _release(release) {}
     TRXSequence(const TRXSequence& other) : TRXSequence() { copyFrom(other); }
@@ -52,8 +52,8 @@ public:
     CORBA_ULong maximum() const { return _maximum; }
     bool release() const { return _release; }
 
-    // Above the maximum the elements move into a new buffer of just that many, which the sequence owns;
-    // elements of a buffer that is not its own are copied. Below, those beyond the new length stay.
+    // A length above the maximum moves the elements to a new buffer of exactly that size, which the sequence
+    // owns; elements of a borrowed buffer are copied. A smaller length keeps the elements beyond it.
     void length(CORBA_ULong length) {
         if (length > _maximum)
             reserve(length);
@@ -98,8 +98,8 @@ public:
     void _write(TRXostream& stream) const;
 
 protected:
-    // Takes the length for a value that overwrites all of the elements. What they hold until then is
-    // undefined where a new buffer of plain elements is made.
+    // Sets the length for a value that will overwrite all elements: those of a new buffer of plain elements
+    // are not initialised.
     void fitToOverwrite(CORBA_ULong length) {
         if (!keepsBuffer(length))
             takeBuffer(Element::plain ? new Stored[length] : allocbuf(length), length);
@@ -149,7 +149,7 @@ private:
         swap(grown);
     }
 
-    // Pointers of a buffer that is not its own are neither freed nor overwritten.
+    // A borrowed buffer of pointers is replaced: its pointers must be neither freed nor overwritten.
     bool keepsBuffer(CORBA_ULong length) const {
         return length <= _maximum && (_release || !Element::pointer);
     }
@@ -196,8 +196,8 @@ void TRXSequence<T, Element>::readArray(TRXistream& stream, CORBA_ULong count) {
         stream.read(_buffer, count);
 }
 
-// The buffer is taken at once only as far as the octets that are left account for it. Text cannot say what is
-// left of it.
+// The count comes from a peer and elements may nest: ReadAhead decides whether the whole buffer is allocated
+// now, or grows with the elements that arrive.
 template <class T, class Element>
 void TRXSequence<T, Element>::readOneByOne(TRXistream& stream, CORBA_ULong count) {
     constexpr CORBA_ULong few = 16;

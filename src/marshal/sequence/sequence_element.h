@@ -8,17 +8,17 @@
 
 // How a sequence (sequence.h) deals with its elements. An Element class says
 //
-//     using Stored = ...;                        // what stands in the buffer
-//     using Reference, ConstReference            // what operator[] gives
-//     static constexpr CORBA_ULong minimumOctets // what one takes at least on the wire
-//     static constexpr bool plain                // no ownership: any octets of it may be overwritten
+//     using Stored = ...;                        // the type of an element in the buffer
+//     using Reference, ConstReference            // the results of operator[]
+//     static constexpr CORBA_ULong minimumOctets // the smallest size of an element on the wire
+//     static constexpr bool plain                // trivial: may stay uninitialised until it is overwritten
 //     static constexpr bool pointer              // Stored is an owned pointer, null in a fresh buffer
 //     static Stored copy(const Stored&);
 //     static void free(Stored&);
-//     static void read(TRXistream&, Stored&);    // over what stood there
+//     static void read(TRXistream&, Stored&);    // replaces the old element
 //     static void write(TRXostream&, const Stored&);
 //
-// and, with `pointer`, what TRXPointerElement asks of it.
+// and, with `pointer`, the types that TRXPointerElement uses.
 
 namespace harbolance {
 
@@ -58,9 +58,8 @@ struct TRXValueElement {
     static void write(TRXostream& stream, const T& value) { stream << value; }
 };
 
-// What operator[] gives for an owned pointer: it reads as the pointer, and what is assigned replaces the
-// element: a plain pointer is adopted, anything else copied. The element that was there is released when the
-// sequence owns its buffer.
+// The result of operator[] for an owned pointer. It converts to the pointer. Assigning a plain pointer takes
+// ownership, assigning anything else copies; the old element is released if the sequence owns its buffer.
 template <class Element>
 class TRXPointerElement {
 public:
@@ -107,8 +106,6 @@ struct TRXStringElement {
 
     static char* copy(const char* string) { return CORBA_string_dup(string); }
     static void free(char*& string) { CORBA_string_free(std::exchange(string, nullptr)); }
-    static void read(TRXistream& stream, char*& string) {
-        harbolance::readOver(stream, string);
-    }
+    static void read(TRXistream& stream, char*& string) { harbolance::readOver(stream, string); }
     static void write(TRXostream& stream, const char* string) { stream << string; }
 };

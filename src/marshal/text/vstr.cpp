@@ -15,7 +15,7 @@ namespace {
 
 constexpr char emptyString[1] = {};
 
-// The order that both kinds of text share: null before everything, then `order`.
+// Three-way order of both kinds of text: null comes first.
 template <class Char, class Order>
 int compareText(const Char* a, const Char* b, Order order) {
     if (!a || !b)
@@ -23,7 +23,8 @@ int compareText(const Char* a, const Char* b, Order order) {
     return order(a, b);
 }
 
-// How many octets follow the first one of a character, and what the first one begins with.
+// The forms of UTF-8: up to which character, how many octets follow the first, and the bits the first begins
+// with.
 struct Utf8Form {
     char32_t limit;
     int following;
@@ -31,7 +32,7 @@ struct Utf8Form {
 };
 constexpr Utf8Form utf8Forms[] = {{0x80, 0, 0x00}, {0x800, 1, 0xc0}, {0x10000, 2, 0xe0}, {0x110000, 3, 0xf0}};
 
-// What is no character of any alphabet shows as U+FFFD.
+// Surrogates and numbers beyond Unicode are written as U+FFFD.
 void writeUtf8(std::ostream& stream, char32_t character) {
     const bool surrogate = character >= 0xd800 && character < 0xe000;
     if (surrogate || character >= 0x110000)

@@ -9,13 +9,12 @@
 #include <utility>
 
 // Strings are arrays of char ended by a NUL, wide strings arrays of CORBA_WChar ended by a zero element. Both
-// live on the heap through the functions below and nowhere else. All of them take null.
+// are allocated and freed with the functions below only. All of these accept null.
 
-// What a string holder without a value holds: a constant empty string. It is never freed and never written
-// to.
+// The value of a default-constructed string holder: a constant empty string, never freed, never written to.
 extern char* const TRXNullString;
 
-// Room for `length` octets and a NUL; not cleared.
+// Allocates `length` octets and one for the NUL; not cleared.
 inline char* CORBA_string_alloc(CORBA_ULong length) { return new char[size_t{length} + 1]; }
 // Ignores null and the shared null string.
 inline void CORBA_string_free(char* string) {
@@ -26,13 +25,13 @@ char* CORBA_string_dup(const char* string); // null gives null
 CORBA_ULong CORBA_string_hash(const char* string);
 int CORBA_string_compare(const char* a, const char* b); // strcmp; null comes before every string
 
-CORBA_WChar* CORBA_wstring_alloc(CORBA_ULong length); // room for `length` elements and the end; not cleared
+CORBA_WChar* CORBA_wstring_alloc(CORBA_ULong length); // `length` elements and the end; not cleared
 void CORBA_wstring_free(CORBA_WChar* string);
 CORBA_WChar* CORBA_wstring_dup(const CORBA_WChar* string);
 CORBA_ULong CORBA_wstring_hash(const CORBA_WChar* string);
 int CORBA_wstring_compare(const CORBA_WChar* a, const CORBA_WChar* b);
 
-// How TRXStringHolder deals with each kind of text.
+// Traits of TRXStringHolder for each kind of text.
 struct TRXNarrowText {
     using Char = char;
     static Char* none() { return TRXNullString; }
@@ -83,16 +82,17 @@ public:
         return *this = Text::dup(source.in());
     }
 
-    // The pointer stays the holder's.
+    // Borrowed.
     operator Char*() const { return _ptr; }
     const Char* in() const { return _ptr; }
     Char*& inout() { return _ptr; }
-    // Frees the value; whoever fills the null pointer that is returned hands its string to the holder.
+    // For an out argument: frees the value and returns the null pointer by reference. The holder owns the
+    // string that is stored there.
     Char*& out() {
         *this = static_cast<Char*>(nullptr);
         return _ptr;
     }
-    // Gives the string to the caller.
+    // The caller owns the string.
     Char* _retn() { return std::exchange(_ptr, Text::none()); }
 
 private:

@@ -18,7 +18,7 @@ using namespace harbolance;
 
 namespace {
 
-// What stands behind a value. At the end of the text there is nothing, which is no fault of the value.
+// Consumes the separator behind a value. The end of the text is no error here.
 void skipOne(std::istream& stream) {
     if (stream.good() && stream.peek() != EOF)
         stream.get();
@@ -252,7 +252,7 @@ TRXistream& TRXistream::operator>>(wchar_t& value) {
     return *this;
 }
 
-// Text cannot say what is left of it, so a new string grows with what really comes.
+// The count cannot be checked in text, so the new string grows with the elements that are there.
 TRXistream& TRXistream::operator>>(wchar_t*& string) {
     CORBA_ULong count = 0;
     *this >> count;

@@ -12,15 +12,15 @@ namespace harbolance {
 class StreamTypeCodes;
 }
 
-// The vocabulary of typed operations that every value of the ORB is written and read with. The two classes
-// here carry it out as readable text over a standard stream; the marshal buffers of vbuf.h override it with
-// CDR. The order of the virtual operations is part of the interface.
+// The typed operations with which every value of the ORB is written and read. The two classes here implement
+// them as readable text over a standard stream; the marshal buffers of vbuf.h override them with CDR. The
+// order of the virtual operations is part of the interface.
 //
 // An array is a pointer and a count of elements. A C++ `long` counts as 4 octets everywhere. There is no
 // operation for `bool`: a CORBA_Boolean is an octet.
 
-// Text form: decimal numbers, each with a blank behind it. A string goes plainly to cout and cerr, and to any
-// other stream as its length with the NUL and, from length 2 on, the quoted text. The standard stream is
+// Text form: decimal numbers, each followed by a space. A string is written plainly to cout and cerr; to any
+// other stream as its length, NUL included, and from length 2 on the quoted text. The standard stream is
 // borrowed and has to outlive this one.
 class TRXostream {
 public:
@@ -31,13 +31,13 @@ public:
     TRXostream& operator=(const TRXostream&) = delete;
     virtual ~TRXostream();
 
-    // Forgets the TypeCodes that have passed: the cleanup function gets each of them, the depth becomes 0.
+    // Forgets all stored TypeCodes: the cleanup function is called for each, and the depth becomes 0.
     virtual void reset_typecodes();
-    // Where the next octet goes; in text, how many TypeCodes have been stored since the last reset.
+    // The offset of the next octet; in text, the number of TypeCodes stored since the last reset.
     virtual CORBA_Long position() const;
     virtual CORBA_Long depth() const;
     virtual void depth(CORBA_Long depth);
-    // Remembers the TypeCode at the present position. One that is known already raises CORBA_BAD_PARAM.
+    // Stores the TypeCode under the current position. One that is stored already raises CORBA_BAD_PARAM.
     virtual void store_typecode(CORBA_TypeCode* object);
     // Raises CORBA_OBJECT_NOT_EXIST for a TypeCode that was not stored.
     virtual CORBA_Long lookup_typecode(const CORBA_TypeCode* object) const;
@@ -72,7 +72,7 @@ public:
     virtual TRXostream& write(const unsigned long* array, CORBA_ULong count);
     virtual TRXostream& write(const float* array, CORBA_ULong count);
     virtual TRXostream& write(const double* array, CORBA_ULong count);
-    // What getCString reads: in text the quoted form without a length.
+    // The form that getCString reads: in text, the quoted text without a length.
     virtual TRXostream& putCString(const char* string);
     virtual TRXostream& write(const long long* array, CORBA_ULong count);
     virtual TRXostream& write(const unsigned long long* array, CORBA_ULong count);
@@ -116,7 +116,7 @@ public:
     virtual void reset_typecodes();
     virtual CORBA_Long depth() const;
     virtual void depth(CORBA_Long depth);
-    // Remembers the TypeCode that was read at `position`. A position or TypeCode that is known already raises
+    // Stores the TypeCode under `position`. A position or TypeCode that is stored already raises
     // CORBA_BAD_PARAM.
     virtual void store_typecode(CORBA_Long position, CORBA_TypeCode* object);
     // Raises CORBA_OBJECT_NOT_EXIST for a position at which nothing was stored.
@@ -140,8 +140,8 @@ public:
     virtual TRXistream& operator>>(long long& value);
     virtual TRXistream& operator>>(unsigned long long& value);
     virtual TRXistream& operator>>(wchar_t& value);
-    // Into a null pointer goes a new string from CORBA_wstring_alloc. Any other target is filled as it is and
-    // has to be large enough for whatever the other side sends: not for what comes from a peer.
+    // A null pointer receives a new string from CORBA_wstring_alloc. Any other array is filled without a
+    // check of its size, so never pass one for data that comes from a peer.
     virtual TRXistream& operator>>(wchar_t*& string);
 
     virtual char get();
@@ -158,12 +158,13 @@ public:
     virtual TRXistream& read(unsigned long* array, CORBA_ULong count);
     virtual TRXistream& read(float* array, CORBA_ULong count);
     virtual TRXistream& read(double* array, CORBA_ULong count);
-    // A string into the caller's buffer of `size` octets. In text it either fits with its NUL or leaves the
-    // buffer as it was, with a message on the error stream.
+    // Reads a string into the caller's buffer of `size` octets. In text, a string that does not fit with its
+    // NUL leaves the buffer unchanged and prints a message on the error stream.
     virtual TRXistream& getCString(char* buffer, CORBA_ULong size);
     virtual TRXistream& read(long long* array, CORBA_ULong count);
     virtual TRXistream& read(unsigned long long* array, CORBA_ULong count);
-    // Whether `count` more octets are there. To be asked before anything is allocated for them.
+    // Whether `count` more octets are left. Ask before allocating memory for a count that was read. Text
+    // cannot tell and answers true.
     virtual bool has(CORBA_ULong count) const;
 
     // Which of the two this is: the other one is null.

@@ -8,24 +8,23 @@
 
 namespace harbolance {
 
-// The walk over two types at once. Pairs that have been met are taken for equal from then on, which ends the
-// walk of recursive types and keeps it linear where a type is used many times: the types that have been taken
-// for equal form classes, and each new pair joins two of them. What a comparison that found a difference had
-// taken for equal is forgotten; everything else holds for further comparisons.
+// Compares types by walking over both at once. A pair that has been met is assumed to be equal from then on,
+// which ends the walk over recursive types. The assumptions form classes of equal types, and each new pair
+// joins two classes, so the walk is linear however often a type is used. A comparison that finds a difference
+// drops its assumptions; those of others are proven and serve further comparisons.
 class TypeComparison {
 public:
-    // `asWritten` looks into references and exceptions, which otherwise are all the same type.
+    // `asWritten` looks into object references and exceptions, all of which are equal otherwise.
     explicit TypeComparison(bool asWritten = false) : _asWritten(asWritten) {}
 
     int compare(const CORBA_TypeCode* a, const CORBA_TypeCode* b);
-    // How many pairs the comparisons that found a difference have looked at.
+    // How many pairs were met by comparisons that found a difference.
     uint64_t wasted() const { return _wasted; }
 
 private:
     struct Class {
         const CORBA_TypeCode* type = nullptr;
-        const CORBA_TypeCode* parent =
-            nullptr; // of the same class; the type itself for the one that stands for it
+        const CORBA_TypeCode* parent = nullptr; // the type itself, if it represents the class
         uint32_t size = 1;
     };
     struct ClassTraits : GrowAtNineTenths {
@@ -50,7 +49,7 @@ private:
     uint64_t _steps = 0;
     uint64_t _wasted = 0;
     std::optional<HashTable<ClassTraits>> _classes; // most comparisons need none
-    std::vector<const CORBA_TypeCode*> _joined;     // those that no longer stand for a class, in order
+    std::vector<const CORBA_TypeCode*> _joined;     // types that no longer represent a class, in order
 };
 
 } // namespace harbolance

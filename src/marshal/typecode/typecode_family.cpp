@@ -8,10 +8,9 @@
 
 using namespace harbolance;
 
-// When types live and die. A recursive type is a ring: a sequence in it refers to the type that it is a part
-// of. Types in a ring cannot count their references to each other, or none of them would ever die. So they
-// are one family: the references from outside are counted, for all of them together, and those from one type
-// of the family to another are not.
+// Lifetime of types. A recursive type is a cycle: a sequence in it refers to the type that it is a part of.
+// If the types of a cycle counted their references to each other, none would ever be freed. So they form a
+// family with one count, of the references from outside; references inside a family are not counted.
 
 namespace {
 
@@ -61,8 +60,8 @@ void CORBA_TypeCode::forEachPart(Visit visit) const {
     }
 }
 
-// Makes the new type `target` the content of the recursive sequences in it that have been waiting for it, and
-// takes all types through which it now leads to itself into its family.
+// Makes the new type `target` the content of the recursive sequences in it that wait for it, and moves all
+// types that are now on a cycle with it into its family.
 class CORBA_TypeCode::Resolution {
 public:
     explicit Resolution(CORBA_TypeCode& target) : _target(target) {}
@@ -86,12 +85,13 @@ private:
 
     CORBA_TypeCode& _target;
     std::set<std::pair<const CORBA_TypeCode*, CORBA_ULong>> _visited;
-    std::vector<CORBA_TypeCode*> _candidates; // for the family; parts before what they are parts of
+    std::vector<CORBA_TypeCode*> _candidates; // for the family; each behind its parts
     CORBA_Long _joined = 0;
 };
 
-// Only what lies `byRule` is resolved: members of structs and unions, which are one level each, and sequences
-// in sequences. The rest is visited because it may lead to the target all the same.
+// `byRule` says that a sequence found here is resolved: the path from the target passes only members of
+// structs and unions, which count as levels, and sequences of sequences. Other types are visited because they
+// may still be on a cycle.
 void CORBA_TypeCode::Resolution::visit(CORBA_TypeCode& type, CORBA_ULong depth, bool byRule) {
     if (!type._waits || !_visited.insert({&type, byRule ? depth : UINT32_MAX}).second)
         return;
@@ -139,7 +139,8 @@ bool CORBA_TypeCode::Resolution::leadsInside(const CORBA_TypeCode& type) const {
     return leads;
 }
 
-// Until `discountInside` the count of a type that is not the target says with which family it came.
+// Moves the whole family of the type. Until `discountInside` the counts of its types, which are not used any
+// longer, hold the number of the family that they came with.
 void CORBA_TypeCode::Resolution::join(CORBA_TypeCode& type) {
     CORBA_TypeCode* const first = type._head;
     _target._ref_count += first->_ref_count;
@@ -153,7 +154,7 @@ void CORBA_TypeCode::Resolution::join(CORBA_TypeCode& type) {
     last->_next = std::exchange(_target._next, first);
 }
 
-// References between types that were of different families are inside from now on.
+// References between types that came with different families have been counted, and are inside now.
 void CORBA_TypeCode::Resolution::discountInside() {
     for (CORBA_TypeCode* type = _joined > 0 ? &_target : nullptr; type; type = type->_next) {
         type->forEachPart([&](const CORBA_TypeCode& part) {
@@ -163,7 +164,7 @@ void CORBA_TypeCode::Resolution::discountInside() {
     }
 }
 
-// A constant type does this when the ORB starts: until then its parts may be unfinished.
+// A constant type waits for the ORB's start-up: until then its parts may not be constructed.
 void CORBA_TypeCode::resolve() {
     if (_constant && !orbStarted) {
         if (!pending)
@@ -179,7 +180,7 @@ void CORBA_release(CORBA_TypeCode* type) {
         CORBA_TypeCode::destroyFamily(type->_head);
 }
 
-// Gives up the references to types of other families.
+// Releases the references to types of other families.
 void CORBA_TypeCode::releaseParts() {
     if (!_constant) {
         forEachPart([this](CORBA_TypeCode& part) {
@@ -193,9 +194,9 @@ void CORBA_TypeCode::releaseParts() {
         member.type = nullptr;
 }
 
-// A chain of types, each the content of the next, can be longer than the stack is deep. So what a family lets
-// go of is destroyed after the family, and not inside its destructors. Families that wait for that are linked
-// by the `_head` of their first types, which nobody asks for any longer.
+// Iterative, since a chain of types, each the content of the next, can be longer than the stack is deep. The
+// families that wait for destruction are linked by the `_head` of their first types, which is not used any
+// longer.
 void CORBA_TypeCode::destroyFamily(CORBA_TypeCode* head) {
     static constinit CORBA_TypeCode* doomed = nullptr;
     static constinit bool destroying = false;

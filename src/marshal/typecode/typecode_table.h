@@ -24,7 +24,8 @@ public:
     // Both raise CORBA_OBJECT_NOT_EXIST for what was never stored.
     CORBA_Long positionOf(const CORBA_TypeCode* object) const;
     CORBA_TypeCode* objectAt(CORBA_Long position) const;
-    // Forgets all of them: the cleanup function gets each, with the reference that whoever stored it left there.
+    // Forgets all of them: the cleanup function gets each, with the reference that whoever stored it left
+    // there.
     void reset();
 
     CORBA_Long stored = 0; // since the last reset

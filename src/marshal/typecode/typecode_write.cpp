@@ -97,15 +97,16 @@ bool isRemembered(CORBA_TCKind kind) {
            kind > tk_wchar;
 }
 
-// Where types have been written. A type is found again as the same object, or as one that equals it: among
-// the last few that look alike from outside, as long as comparisons that find a difference have not cost too
-// much. What is then missed is written once more, which is longer and just as right.
+// The types that have been written, with their positions. The same object is always found. An equal one is
+// searched among the last few types with the same outline, until the comparisons that found a difference have
+// cost too much. A type that is not found is written once more, which is longer but correct.
 class WrittenTypes {
 public:
-    // The position of `type` or one that equals it, or -1.
-    int64_t find(const CORBA_TypeCode& type);
-    // `type` is not here yet.
-    void add(const CORBA_TypeCode& type, int64_t position);
+    // What equal types have in common and most others have not, found in a few steps.
+    static uint64_t outline(const CORBA_TypeCode& type);
+    // The position of the type or one that equals it, or -1.
+    int64_t find(const CORBA_TypeCode& type, uint64_t outline);
+    void add(const CORBA_TypeCode& type, uint64_t outline, int64_t position);
 
 private:
     static constexpr uint32_t none = UINT32_MAX;
@@ -115,7 +116,7 @@ private:
     struct Written {
         const CORBA_TypeCode* type;
         int64_t position;
-        uint32_t older; // the one before of the same look
+        uint32_t older; // the one before with the same outline
     };
     template <class Key>
     struct Place {
@@ -133,38 +134,33 @@ private:
         static bool equal(const Entry& stored, const Key& key) { return stored.key == key; }
     };
 
-    static uint64_t look(const CORBA_TypeCode& type);
-    uint32_t findEqual(const CORBA_TypeCode& type);
+    uint32_t findEqual(const CORBA_TypeCode& type, uint64_t outline);
 
     std::vector<Written> _written;
     HashTable<Traits<const void*>> _byObject{4};
-    HashTable<Traits<uint64_t>> _byLook{4};
+    HashTable<Traits<uint64_t>> _byOutline{4};
     TypeComparison _comparison{true};
 };
 
-uint64_t mix(uint64_t look, uint64_t part) {
-    look = (look ^ part) * 0x9E3779B97F4A7C15u;
-    return look ^ (look >> 32);
-}
-
-// What types that are equal have in common and most others have not, found in a few steps.
-uint64_t WrittenTypes::look(const CORBA_TypeCode& written) {
-    uint64_t look = 0;
-    const CORBA_TypeCode* type = &written;
-    for (int level = 0; type && level < 8; ++level) {
-        type = &Access::unaliased(*type);
-        look = mix(look, type->kind());
-        look = mix(look, uint64_t{Access::memberCount(*type)} << 32 | Access::length(*type));
-        if (isNamed(type->kind()))
-            return mix(look, Access::name(*type) ? stringHash(Access::name(*type)) : 1);
-        type = Access::content(*type);
+// A peer chooses names and bounds; without the key he cannot make their outlines collide.
+uint64_t WrittenTypes::outline(const CORBA_TypeCode& type) {
+    constexpr int levels = 8;
+    uint64_t outline = 0;
+    const CORBA_TypeCode* next = &type;
+    for (int level = 0; next && level < levels; ++level) {
+        next = &Access::unaliased(*next);
+        const uint64_t numbers = uint64_t{Access::memberCount(*next)} << 32 | Access::length(*next);
+        outline = (outline ^ next->kind()) * 0x9E3779B97F4A7C15u + numbers;
+        if (isNamed(next->kind()))
+            return mixFingerprint(outline, stringFingerprint(Access::name(*next) ? Access::name(*next) : ""));
+        next = Access::content(*next);
     }
-    return look;
+    return mixFingerprint(outline, 0);
 }
 
-int64_t WrittenTypes::find(const CORBA_TypeCode& type) {
+int64_t WrittenTypes::find(const CORBA_TypeCode& type, uint64_t outline) {
     const auto* same = _byObject.find(&type);
-    const uint32_t index = same ? same->index : findEqual(type);
+    const uint32_t index = same ? same->index : findEqual(type, outline);
     if (index == none)
         return -1;
     if (!same)
@@ -172,8 +168,8 @@ int64_t WrittenTypes::find(const CORBA_TypeCode& type) {
     return _written[index].position;
 }
 
-uint32_t WrittenTypes::findEqual(const CORBA_TypeCode& type) {
-    const auto* newest = _byLook.find(look(type));
+uint32_t WrittenTypes::findEqual(const CORBA_TypeCode& type, uint64_t outline) {
+    const auto* newest = _byOutline.find(outline);
     uint32_t index = newest ? newest->index : none;
     for (int i = 0; i < candidates && index != none && _comparison.wasted() < maxWasted; ++i) {
         if (_comparison.compare(_written[index].type, &type) == 0)
@@ -183,10 +179,10 @@ uint32_t WrittenTypes::findEqual(const CORBA_TypeCode& type) {
     return none;
 }
 
-void WrittenTypes::add(const CORBA_TypeCode& type, int64_t position) {
+void WrittenTypes::add(const CORBA_TypeCode& type, uint64_t outline, int64_t position) {
     const auto index = static_cast<uint32_t>(_written.size());
     _byObject.insert({&type, index});
-    const auto [newest, added] = _byLook.insert({look(type), index});
+    const auto [newest, added] = _byOutline.insert({outline, index});
     _written.push_back({&type, position, added ? none : std::exchange(newest->index, index)});
 }
 
@@ -197,7 +193,7 @@ public:
     void write(const CORBA_TypeCode* type, TRXostream& stream) override;
 
 private:
-    bool writeIndirection(const CORBA_TypeCode& type, TRXostream& stream);
+    bool writeIndirection(const CORBA_TypeCode& type, TRXostream& stream, int64_t start);
     void encapsulate(const CORBA_TypeCode& type, TRXostream& stream);
     void encapsulate(const CORBA_TypeCode& type, CORBA_MarshalOutBuffer& buffer);
     void refuseEndless(const CORBA_TypeCode& type, const CORBA_MarshalOutBuffer& buffer) const;
@@ -213,29 +209,31 @@ void EncapsulatingWriter::write(const CORBA_TypeCode* type, TRXostream& stream) 
     if (!type)
         type = _tc_null;
     const OwnNesting nesting;
-    if (writeIndirection(*type, stream))
-        return;
-    // Text has no positions: it counts as if a kind stood at its beginning.
+    // Text has no positions: the outermost type counts as if it began at 0.
     const int64_t start = stream.stream() ? 0 : _base + stream.position();
+    if (marshalSettings.tcIndirection && writeIndirection(*type, stream, start))
+        return;
     stream << static_cast<CORBA_ULong>(type->kind());
-    if (marshalSettings.tcIndirection && isRemembered(type->kind())) {
-        if (!_written)
-            _written.emplace();
-        _written->add(*type, start);
-    }
     if (isEncapsulated(type->kind()))
         encapsulate(*type, stream);
     else
         writeFields(*type, stream);
 }
 
-bool EncapsulatingWriter::writeIndirection(const CORBA_TypeCode& type, TRXostream& stream) {
+// An alias is never remembered, but it may stand for a type that is.
+bool EncapsulatingWriter::writeIndirection(const CORBA_TypeCode& type, TRXostream& stream, int64_t start) {
     const CORBA_TypeCode& resolved = Access::unaliased(type);
-    if (!_written || !isRemembered(resolved.kind()))
+    if (!isRemembered(resolved.kind()))
         return false;
-    const int64_t position = _written->find(resolved);
-    if (position < 0)
+    if (!_written)
+        _written.emplace();
+    const uint64_t outline = WrittenTypes::outline(resolved);
+    const int64_t position = _written->find(resolved, outline);
+    if (position < 0) {
+        if (&resolved == &type)
+            _written->add(type, outline, start);
         return false;
+    }
     stream << indirection;
     stream << static_cast<CORBA_Long>(position - stream.position() - _base);
     return true;
