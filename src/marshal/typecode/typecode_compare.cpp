@@ -47,8 +47,10 @@ int TypeComparison::walk(const CORBA_TypeCode* a, const CORBA_TypeCode* b) {
     b = &TypeCodeAccess::unaliased(*b);
     if (a->kind() != b->kind())
         return static_cast<int>(a->kind() - b->kind());
-    if (const int order = static_cast<int>(a->param_count() - b->param_count()))
-        return order;
+    const bool mayDiffer = a->kind() == tk_fixed || // which may come without its digits
+                           TypeCodeAccess::memberCount(*a) != TypeCodeAccess::memberCount(*b);
+    if (mayDiffer && a->param_count() != b->param_count())
+        return static_cast<int>(a->param_count() - b->param_count());
     if (a == b || (!_asWritten && isEqualByKind(a->kind())))
         return 0;
     if (hasParts(a->kind()) && !unite(*a, *b))
@@ -120,12 +122,11 @@ bool TypeComparison::unite(const CORBA_TypeCode& a, const CORBA_TypeCode& b) {
         _classes.emplace(4);
         _joined.reserve(8);
     }
-    const CORBA_TypeCode* first = classOf(a);
-    const CORBA_TypeCode* second = classOf(b);
-    if (first == second)
+    _classes->insert({&a, &a, 1}); // before the other, or the table might grow and move it
+    Class* large = &classOf(b);
+    Class* small = &classOf(a);
+    if (large == small)
         return false;
-    Class* large = _classes->find(first);
-    Class* small = _classes->find(second);
     if (large->size < small->size)
         std::swap(large, small);
     large->size += small->size;
@@ -134,11 +135,11 @@ bool TypeComparison::unite(const CORBA_TypeCode& a, const CORBA_TypeCode& b) {
     return true;
 }
 
-const CORBA_TypeCode* TypeComparison::classOf(const CORBA_TypeCode& type) {
-    const Class* found = _classes->insert({&type, &type, 1}).entry;
+TypeComparison::Class& TypeComparison::classOf(const CORBA_TypeCode& type) {
+    Class* found = _classes->insert({&type, &type, 1}).entry;
     while (found->parent != found->type)
         found = _classes->find(found->parent);
-    return found->type;
+    return *found;
 }
 
 // Undoes what was joined behind the first `joined` of them.

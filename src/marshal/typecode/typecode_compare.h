@@ -42,7 +42,7 @@ private:
     int walkMember(const CORBA_TypeCode& a, const CORBA_TypeCode& b, CORBA_ULong index);
     int walkLabel(const CORBA_TypeCode& a, const CORBA_TypeCode& b, CORBA_ULong index);
     bool unite(const CORBA_TypeCode& a, const CORBA_TypeCode& b);
-    const CORBA_TypeCode* classOf(const CORBA_TypeCode& type);
+    Class& classOf(const CORBA_TypeCode& type);
     void separate(size_t joined);
 
     bool _asWritten;

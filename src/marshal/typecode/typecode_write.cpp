@@ -104,8 +104,9 @@ class WrittenTypes {
 public:
     // What equal types have in common and most others have not, found in a few steps.
     static uint64_t outline(const CORBA_TypeCode& type);
-    // The position of the type or one that equals it, or -1.
-    int64_t find(const CORBA_TypeCode& type, uint64_t outline);
+    // The position of the type, or of one that equals it; -1 if there is none.
+    int64_t find(const CORBA_TypeCode& type) const;
+    int64_t findEqual(const CORBA_TypeCode& type, uint64_t outline);
     void add(const CORBA_TypeCode& type, uint64_t outline, int64_t position);
 
 private:
@@ -134,8 +135,6 @@ private:
         static bool equal(const Entry& stored, const Key& key) { return stored.key == key; }
     };
 
-    uint32_t findEqual(const CORBA_TypeCode& type, uint64_t outline);
-
     std::vector<Written> _written;
     HashTable<Traits<const void*>> _byObject{4};
     HashTable<Traits<uint64_t>> _byOutline{4};
@@ -158,25 +157,22 @@ uint64_t WrittenTypes::outline(const CORBA_TypeCode& type) {
     return mixFingerprint(outline, 0);
 }
 
-int64_t WrittenTypes::find(const CORBA_TypeCode& type, uint64_t outline) {
-    const auto* same = _byObject.find(&type);
-    const uint32_t index = same ? same->index : findEqual(type, outline);
-    if (index == none)
-        return -1;
-    if (!same)
-        _byObject.insert({&type, index});
-    return _written[index].position;
+int64_t WrittenTypes::find(const CORBA_TypeCode& type) const {
+    const auto* found = _byObject.find(&type);
+    return found ? _written[found->index].position : -1;
 }
 
-uint32_t WrittenTypes::findEqual(const CORBA_TypeCode& type, uint64_t outline) {
+int64_t WrittenTypes::findEqual(const CORBA_TypeCode& type, uint64_t outline) {
     const auto* newest = _byOutline.find(outline);
     uint32_t index = newest ? newest->index : none;
     for (int i = 0; i < candidates && index != none && _comparison.wasted() < maxWasted; ++i) {
-        if (_comparison.compare(_written[index].type, &type) == 0)
-            return index;
+        if (_comparison.compare(_written[index].type, &type) == 0) {
+            _byObject.insert({&type, index});
+            return _written[index].position;
+        }
         index = _written[index].older;
     }
-    return none;
+    return -1;
 }
 
 void WrittenTypes::add(const CORBA_TypeCode& type, uint64_t outline, int64_t position) {
@@ -227,13 +223,15 @@ bool EncapsulatingWriter::writeIndirection(const CORBA_TypeCode& type, TRXostrea
         return false;
     if (!_written)
         _written.emplace();
-    const uint64_t outline = WrittenTypes::outline(resolved);
-    const int64_t position = _written->find(resolved, outline);
+    int64_t position = _written->find(resolved);
     if (position < 0) {
-        if (&resolved == &type)
+        const uint64_t outline = WrittenTypes::outline(resolved);
+        position = _written->findEqual(resolved, outline);
+        if (position < 0 && &resolved == &type)
             _written->add(type, outline, start);
-        return false;
     }
+    if (position < 0)
+        return false;
     stream << indirection;
     stream << static_cast<CORBA_Long>(position - stream.position() - _base);
     return true;
