@@ -96,7 +96,6 @@ char* TRXPropertyList::get(const char* key) const {
 }
 
 void TRXPropertyList::put(const char* key, const char* value) {
-    using Property = Traits::Property;
     const auto stored = _table.insert(std::make_unique<Property>(Property{upperCase(key), value}));
     if (!stored.added)
         (*stored.entry)->value = value;

@@ -34,18 +34,10 @@ public:
     std::optional<bool> flag(const char* key) const;
 
 private:
-    struct Traits : harbolance::GrowAtNineTenths {
-        struct Property {
-            std::string key; // upper case
-            std::string value;
-        };
-        using Entry = std::unique_ptr<Property>;
-        static bool isFree(const Entry& entry) { return !entry; }
-        static uint32_t hash(std::string_view key) { return harbolance::stringHash(key); }
-        static uint32_t hash(const Entry& entry) { return hash(entry->key); }
-        static bool equal(const Entry& stored, std::string_view key) { return stored->key == key; }
-        static bool equal(const Entry& stored, const Entry& entry) { return equal(stored, entry->key); }
+    struct Property {
+        std::string key; // upper case
+        std::string value;
     };
 
-    harbolance::HashTable<Traits> _table{16};
+    harbolance::KeyedTable<std::unique_ptr<Property>, &Property::key> _table{16};
 };

@@ -12,23 +12,9 @@ using namespace harbolance;
 
 namespace {
 
-template <const char* (TRXTypeInfo::*key)() const>
-struct ByKey : GrowAtNineTenths {
-    using Entry = TRXTypeInfo*;
-    static bool isFree(const TRXTypeInfo* entry) { return !entry; }
-    static uint32_t hash(const char* text) { return CORBA_string_hash(text); }
-    static uint32_t hash(const TRXTypeInfo* entry) { return hash((entry->*key)()); }
-    static bool equal(const TRXTypeInfo* stored, const char* text) {
-        return CORBA_string_compare((stored->*key)(), text) == 0;
-    }
-    static bool equal(const TRXTypeInfo* stored, const TRXTypeInfo* entry) {
-        return equal(stored, (entry->*key)());
-    }
-};
-
 struct Dictionaries {
-    HashTable<ByKey<&TRXTypeInfo::name>> byName{16};
-    HashTable<ByKey<&TRXTypeInfo::id>> byId{16};
+    KeyedTable<TRXTypeInfo*, &TRXTypeInfo::name> byName{16};
+    KeyedTable<TRXTypeInfo*, &TRXTypeInfo::id> byId{16};
 };
 
 // Made by the first registration or look-up and never destroyed: static handles of any file are removed from
@@ -47,9 +33,10 @@ TRXTypeInfo::~TRXTypeInfo() {
 }
 
 TRXRef<TRXTypeInfo> TRXTypeInfo::find(const char* text) {
-    TRXTypeInfo** found = dictionaries().byName.find(text);
+    const std::string_view key = text ? text : "";
+    TRXTypeInfo** found = dictionaries().byName.find(key);
     if (!found)
-        found = dictionaries().byId.find(text);
+        found = dictionaries().byId.find(key);
     return found ? TRXRef<TRXTypeInfo>::duplicate(*found) : TRXRef<TRXTypeInfo>();
 }
 

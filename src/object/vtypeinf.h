@@ -91,21 +91,13 @@ public:
     void removeFactory(TRXObjectFactory factory, bool client) { factories(client).remove(factory); }
 
 private:
-    struct MethodTraits : harbolance::GrowAtNineTenths {
-        struct Entry {
-            const char* operation = nullptr;
-            TRXSkeleton skeleton = nullptr;
-            const TRXTypeInfo* type = nullptr; // whose table it came from
-        };
-        static bool isFree(const Entry& entry) { return !entry.type; }
-        static uint32_t hash(const char* operation) { return CORBA_string_hash(operation); }
-        static uint32_t hash(const Entry& entry) { return hash(entry.operation); }
-        static bool equal(const Entry& stored, const char* operation) {
-            return CORBA_string_compare(stored.operation, operation) == 0;
-        }
-        static bool equal(const Entry& stored, const Entry& entry) { return equal(stored, entry.operation); }
+    struct Method {
+        const char* operation = nullptr;
+        TRXSkeleton skeleton = nullptr;
+        const TRXTypeInfo* type = nullptr; // whose table it came from
+        explicit operator bool() const { return type != nullptr; }
     };
-    using MethodTable = harbolance::HashTable<MethodTraits>;
+    using MethodTable = harbolance::KeyedTable<Method, &Method::operation>;
 
     explicit TRXTypeInfo(const char* name) : _name(name) {}
 

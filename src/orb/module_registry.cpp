@@ -15,32 +15,15 @@ struct TRXInitStruct {
 };
 
 template <class T>
-struct ByName : GrowAtNineTenths {
-    using Entry = T*;
-    static bool isFree(const T* entry) { return !entry; }
-    static uint32_t hash(std::string_view name) { return stringHash(name); }
-    static uint32_t hash(const T* entry) { return hash(entry->name()); }
-    static bool equal(const T* stored, std::string_view name) { return stored->name() == name; }
-    static bool equal(const T* stored, const T* entry) { return equal(stored, entry->name()); }
-};
-
-struct ByKey : GrowAtNineTenths {
-    using Entry = TRXORBFactory*;
-    static bool isFree(const TRXORBFactory* entry) { return !entry; }
-    static uint32_t hash(CORBA_Long key) { return static_cast<uint32_t>(key); }
-    static uint32_t hash(const TRXORBFactory* entry) { return hash(entry->key()); }
-    static bool equal(const TRXORBFactory* stored, CORBA_Long key) { return stored->key() == key; }
-    static bool equal(const TRXORBFactory* stored, const TRXORBFactory* entry) {
-        return equal(stored, entry->key());
-    }
-};
+using ByName = KeyedTable<T*, &T::name>;
+using ByKey = KeyedTable<TRXORBFactory*, &TRXORBFactory::key>;
 
 // Plain pointers with constant initialisation: static constructors and destructors of any file can use them,
 // whatever the order of the files.
 constinit TRXList<TRXInitStruct>* initializers = nullptr;
-constinit HashTable<ByName<TRXResolver>>* TRXResolver_dict = nullptr;
-constinit HashTable<ByName<TRXORBFactory>>* factoriesByName = nullptr;
-constinit HashTable<ByKey>* factoriesByKey = nullptr;
+constinit ByName<TRXResolver>* TRXResolver_dict = nullptr;
+constinit ByName<TRXORBFactory>* factoriesByName = nullptr;
+constinit ByKey* factoriesByKey = nullptr;
 
 template <class Traits, class T>
 void enter(HashTable<Traits>*& registry, T* object) {
