@@ -12,7 +12,8 @@ CORBA_ORB::~CORBA_ORB() = default;
 
 TRXORB::TRXORB(const char* name, CORBA_Long key, int& argc, char** argv, const char* prefix)
     : _name(name), _key(key) {
-    TRXORB::parse(argc, argv, prefix);
+    TRXPropertyList::parse(argc, argv, prefix);
+    TRXORB::readProperties();
     currentORB = this;
 }
 
