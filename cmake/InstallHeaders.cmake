@@ -3,10 +3,9 @@
 # In the tree a header names others from the include root, "net/dispatcher.h". A project that uses the installed
 # tree may have a folder net/ of its own, so the installed copies say <harbolance/net/dispatcher.h>.
 #
-#   include_root  the folder src/
-#   scratch       where the changed copies are made
-#   destination   the include folder below the prefix
-
+#   include_roots  where headers are found: src/, and later what is generated
+#   scratch        where the changed copies are made
+#   destination    the include folder below the prefix
 cmake_policy(VERSION 3.25)
 
 set(pending harbolance/corba.h harbolance/agent.h)
@@ -18,18 +17,19 @@ while(pending)
     endif()
     list(APPEND installed ${header})
 
-    file(STRINGS ${include_root}/${header} includes REGEX "^#include \"")
-    foreach(line IN LISTS includes)
-        string(REGEX REPLACE "^#include \"([^\"]+)\".*" "\\1" name "${line}")
-        if(NOT EXISTS ${include_root}/${name})
-            message(FATAL_ERROR "${header} includes ${name}, which is no file below ${include_root}")
-        endif()
-        list(APPEND pending ${name})
-    endforeach()
+    find_file(source ${header} PATHS ${include_roots} NO_DEFAULT_PATH NO_CACHE)
+    if(NOT source)
+        message(FATAL_ERROR "The public headers include ${header}, which is not below ${include_roots}")
+    endif()
+    file(READ ${source} text)
+    unset(source)
+    string(REGEX MATCHALL "(^|\n)#include (\"|<harbolance/)[^\">]+" includes "${text}")
+    list(TRANSFORM includes REPLACE ".*#include [\"<]" "")
+    list(APPEND pending ${includes})
 
-    file(READ ${include_root}/${header} text)
-    string(REGEX REPLACE "(^|\n)#include \"([^\"]+)\"" "\\1#include <harbolance/\\2>" text "${text}")
-    string(REGEX REPLACE "^harbolance/" "" place ${header}) # the public headers are not one level deeper
+    # The public headers stand in harbolance/ themselves.
+    string(REGEX REPLACE "(^|\n)#include \"(harbolance/)?([^\"]+)\"" "\\1#include <harbolance/\\3>" text "${text}")
+    string(REGEX REPLACE "^harbolance/" "" place ${header})
     set(previous)
     if(EXISTS ${scratch}/${place})
         file(READ ${scratch}/${place} previous)
