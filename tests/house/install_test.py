@@ -79,8 +79,8 @@ def main():
         run("cmake", "--install", build, "--prefix", prefix)
         expect("Usage: peerscan [-options]" in run(prefix / "bin/peerscan", "-h"), "peerscan -h tells its usage")
         expect(run(prefix / "sbin/locd", "--version").strip(), "locd --version tells its version")
-        for page in ("man1/peerscan.1", "man1/iordump.1", "man8/locd.8"):
-            expect((prefix / "share/man" / page).exists(), f"{page} is installed")
+        for page in (source / "docs/man").iterdir():
+            expect((prefix / f"share/man/man{page.suffix[1:]}" / page.name).exists(), f"{page.name} is installed")
         check_headers(prefix / "include/harbolance")
 
         # A project with folders named like ours.
