@@ -1,0 +1,97 @@
+#include "model/builder.h"
+
+#include <utility>
+
+namespace harbidl {
+
+Model::Model() {
+    auto global = std::make_unique<Module>();
+    auto contents = std::make_unique<Opening>();
+    global_ = global.get();
+    contents_ = contents.get();
+    contents_->module = global_;
+    declarations_.push_back(std::move(global));
+    declarations_.push_back(std::move(contents));
+}
+
+Model Builder::build(const std::vector<tree::Definition>& specification) {
+    define({*model_.global_, model_.contents_->contents}, specification);
+    checkForwardDeclarations();
+    return std::move(model_);
+}
+
+void Builder::define(Place place, const std::vector<tree::Definition>& definitions) {
+    for (const tree::Definition& definition : definitions)
+        define(place, definition);
+}
+
+void Builder::define(Place place, const tree::Definition& definition) {
+    std::visit([&](const auto& what) { define(place, definition, what); }, definition.what);
+}
+
+void Builder::define(Place place, const tree::Definition& definition, const tree::Module& module) {
+    Module* const opened = moduleNamed(place.scope, definition);
+    if (!opened)
+        return;
+    auto* const piece = make<Opening>(definition.name, definition.comment);
+    piece->scope = &place.scope;
+    piece->module = opened;
+    place.contents.push_back(piece);
+    std::string prefix = ids_.enter(piece->file);
+    define({*opened, piece->contents}, module.body);
+    ids_.leave(piece->file, std::move(prefix));
+}
+
+// The module that has been opened before, or a new one. Null after an error.
+Module* Builder::moduleNamed(Scope& scope, const tree::Definition& definition) {
+    Declaration* const known = Names::own(scope, definition.name.text);
+    if (known && known->kind == Declaration::Kind::module && known->name == definition.name.text)
+        return static_cast<Module*>(known);
+    return declare<Module>(scope, definition.name, {});
+}
+
+void Builder::define(Place place, const tree::Definition& definition, const tree::Constant& constant) {
+    const Type* const type = typeOf(place, constant.type);
+    if (!type)
+        return;
+    std::optional<Value> value = evaluator_.value(place.scope, *constant.value, *type);
+    auto* const declared = declare<Constant>(place.scope, definition.name, definition.comment);
+    if (!value || !declared)
+        return;
+    declared->type = type;
+    declared->value = std::move(*value);
+    place.contents.push_back(declared);
+}
+
+// In the module CORBA two names are types that the compiler knows.
+void Builder::define(Place place, const tree::Definition& definition, const tree::Native&) {
+    auto* const declared = declare<Native>(place.scope, definition.name, definition.comment);
+    if (!declared)
+        return;
+    declared->type = {TypeKind::native, 0, nullptr, declared, 1, true, true};
+    declared->complete = true;
+    if (declared->scopedName() == "CORBA::TypeCode")
+        declared->type = {TypeKind::typeCode, 0, nullptr, nullptr, 4, true, false};
+    else if (declared->scopedName() == "CORBA::Principal")
+        declared->type = {TypeKind::principal, 0, nullptr, nullptr, 4, true, false};
+    place.contents.push_back(declared);
+}
+
+void Builder::define(Place place, const tree::Definition& definition, const tree::Pragma& pragma) {
+    const uint32_t file = source_.fileAt(definition.position);
+    switch (pragma.kind) {
+    case tree::Pragma::Kind::prefix: ids_.prefix(file, pragma.text); break;
+    case tree::Pragma::Kind::header: model_.headers_.push_back({file, pragma.text}); break;
+    default: ids_.apply(place.scope, pragma);
+    }
+}
+
+void Builder::checkForwardDeclarations() {
+    for (const Interface* interface : forward_) {
+        if (!interface->complete)
+            diagnostics_.error(interface->position, "the interface '" + interface->name +
+                                                        "' is declared here and defined nowhere");
+    }
+}
+
+} // namespace harbidl

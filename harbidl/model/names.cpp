@@ -1,0 +1,193 @@
+#include "model/names.h"
+
+#include "syntax/parser.h"
+
+#include <algorithm>
+#include <set>
+
+namespace harbidl {
+
+namespace {
+
+bool isCall(const Declaration& declaration) {
+    return declaration.kind == Declaration::Kind::operation ||
+           declaration.kind == Declaration::Kind::attribute;
+}
+
+std::string quoted(const std::string& name) { return "'" + name + "'"; }
+
+// The interface and all that it inherits from, each once.
+std::vector<const Interface*> withBases(const Interface& interface) {
+    std::vector<const Interface*> all{&interface};
+    std::set<const Interface*> seen{&interface};
+    for (size_t i = 0; i < all.size(); ++i) {
+        for (const Interface* base : all[i]->bases) {
+            if (seen.insert(base).second)
+                all.push_back(base);
+        }
+    }
+    return all;
+}
+
+// What an interface means by a name: its own declaration, or else what its bases mean.
+std::vector<Declaration*> meanings(const Interface& interface, const std::string& name) {
+    std::vector<Declaration*> found;
+    std::vector<const Interface*> open{&interface};
+    std::set<const Interface*> seen;
+    while (!open.empty()) {
+        const Interface* const next = open.back();
+        open.pop_back();
+        if (!seen.insert(next).second)
+            continue;
+        if (Declaration* own = Names::own(*next, name)) {
+            if (std::find(found.begin(), found.end(), own) == found.end())
+                found.push_back(own);
+        } else {
+            open.insert(open.end(), next->bases.rbegin(), next->bases.rend());
+        }
+    }
+    return found;
+}
+
+std::vector<Declaration*> meaningsIn(const Scope& scope, const std::string& name) {
+    if (scope.kind == Declaration::Kind::interface)
+        return meanings(static_cast<const Interface&>(scope), name);
+    Declaration* const declaration = Names::own(scope, name);
+    return declaration ? std::vector{declaration} : std::vector<Declaration*>();
+}
+
+} // namespace
+
+std::string inLowerCase(const std::string& text) {
+    std::string lower = text;
+    for (char& c : lower) {
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+    }
+    return lower;
+}
+
+Declaration* Names::own(const Scope& scope, const std::string& name) {
+    const auto found = scope.names.find(inLowerCase(name));
+    return found == scope.names.end() ? nullptr : found->second;
+}
+
+bool Names::declare(Scope& scope, Declaration& declaration) {
+    const std::string& name = declaration.name;
+    const std::string key = inLowerCase(name);
+    if (const Declaration* known = own(scope, name)) {
+        diagnostics_.error(declaration.position,
+                           known->name == name
+                               ? quoted(name) + " is declared twice"
+                               : quoted(name) + " differs from " + quoted(known->name) + " only in case",
+                           known->position, "first declared here");
+        return false;
+    }
+    if (scope.scope && inLowerCase(scope.name) == key) {
+        diagnostics_.error(declaration.position, quoted(name) + " has the name of what it stands in",
+                           scope.position, "which is this");
+        return false;
+    }
+    if (const auto used = scope.used.find(name); used != scope.used.end()) {
+        diagnostics_.error(declaration.position, quoted(name) + " has been used here with another meaning",
+                           used->second->position, "which is this");
+        return false;
+    }
+    if (scope.kind == Declaration::Kind::interface) {
+        for (const Declaration* inherited : meanings(static_cast<const Interface&>(scope), name)) {
+            if (!isCall(*inherited))
+                continue;
+            diagnostics_.error(declaration.position,
+                               quoted(name) + " is inherited and cannot be declared again",
+                               inherited->position, "from here");
+            return false;
+        }
+    }
+    declaration.scope = &scope;
+    scope.names.emplace(key, &declaration);
+    return true;
+}
+
+Declaration* Names::find(Scope& from, const tree::ScopedName& name) {
+    Scope* outermost = &from;
+    while (outermost->scope)
+        outermost = outermost->scope;
+    const tree::Identifier& first = name.parts.front();
+    Declaration* found = name.global ? findIn(*outermost, first) : findFirst(from, first);
+    if (found && !name.global && from.kind != Declaration::Kind::module)
+        from.used.emplace(first.text, found);
+    for (size_t i = 1; found && i < name.parts.size(); ++i) {
+        const auto* scope = dynamic_cast<const Scope*>(found);
+        if (!scope)
+            diagnostics_.error(name.parts[i].position, quoted(found->name) + " contains no names",
+                               found->position, "declared here");
+        found = scope ? findIn(*scope, name.parts[i]) : nullptr;
+    }
+    return found;
+}
+
+bool Names::knows(const Scope& from, const std::string& name) {
+    for (const Scope* scope = &from; scope; scope = scope->scope) {
+        if (!meaningsIn(*scope, name).empty())
+            return true;
+    }
+    return false;
+}
+
+// From the innermost scope outwards.
+Declaration* Names::findFirst(Scope& from, const tree::Identifier& name) {
+    for (Scope* scope = &from; scope; scope = scope->scope) {
+        if (!meaningsIn(*scope, name.text).empty())
+            return findIn(*scope, name);
+    }
+    diagnostics_.error(name.position,
+                       isLaterWord(name.text)
+                           ? quoted(name.text) + " is not part of the language of this compiler"
+                           : quoted(name.text) + " is not declared");
+    return nullptr;
+}
+
+Declaration* Names::findIn(const Scope& scope, const tree::Identifier& name) {
+    const std::vector<Declaration*> found = meaningsIn(scope, name.text);
+    if (found.empty()) {
+        const std::string where = scope.scope ? " in " + quoted(scope.scopedName()) : "";
+        diagnostics_.error(name.position, quoted(name.text) + " is not declared" + where);
+        return nullptr;
+    }
+    if (found.size() > 1) {
+        diagnostics_.error(name.position, quoted(name.text) + " is inherited with several meanings");
+        for (const Declaration* one : found)
+            diagnostics_.note(one->position, "this is one of them");
+        return nullptr;
+    }
+    if (found.front()->name != name.text) {
+        diagnostics_.error(name.position,
+                           quoted(name.text) + " differs from " + quoted(found.front()->name) +
+                               " only in case",
+                           found.front()->position, "declared here");
+        return nullptr;
+    }
+    return found.front();
+}
+
+void Names::checkInherited(const Interface& interface) {
+    if (interface.bases.size() < 2)
+        return;
+    std::map<std::string, const Declaration*> calls;
+    for (const Interface* base : withBases(interface)) {
+        for (const auto& [key, declaration] : base->names) {
+            if (!isCall(*declaration))
+                continue;
+            const auto [known, isNew] = calls.emplace(key, declaration);
+            if (isNew || known->second == declaration)
+                continue;
+            diagnostics_.error(interface.position,
+                               quoted(interface.name) + " inherits two operations with the name " +
+                                   quoted(declaration->name),
+                               known->second->position, "one is this");
+            diagnostics_.note(declaration->position, "the other is this");
+        }
+    }
+}
+
+} // namespace harbidl

@@ -1,0 +1,103 @@
+#include "options.h"
+
+#include <iostream>
+#include <optional>
+
+namespace harbidl {
+
+namespace {
+
+constexpr char usage[] = "usage: harbidl [options] FILE.idl\n"
+                         "Compiles an interface definition to C++: FILE_stub.h and FILE_stub.cpp.\n"
+                         "\n"
+                         "  -o DIR           put the outputs into DIR\n"
+                         "  -I DIR           look for included files in DIR\n"
+                         "  -D NAME[=VALUE]  define a macro\n"
+                         "  -U NAME          forget a macro\n"
+                         "  --depfile FILE   write what the outputs depend on as a rule for make\n"
+                         "  --client-only    no skeletons\n"
+                         "  --dump-model     print what the definition means, and write nothing\n"
+                         "  -Werror          take warnings for errors\n"
+                         "  --help           print this\n"
+                         "  --version        print the version\n";
+
+int wrongUsage(const std::string& message) {
+    std::cerr << "harbidl: " << message << "\nTry 'harbidl --help'.\n";
+    return 2;
+}
+
+class CommandLine {
+public:
+    explicit CommandLine(const std::vector<std::string>& words) : words_(words) {}
+
+    std::variant<Options, int> parse() {
+        for (; next_ < words_.size(); ++next_) {
+            if (const std::optional<int> status = word(words_[next_]))
+                return *status;
+        }
+        if (options_.file.empty())
+            return wrongUsage("no file is named");
+        return options_;
+    }
+
+private:
+    std::optional<int> word(const std::string& word) {
+        if (word == "--help" || word == "--version") {
+            std::cout << (word == "--help" ? usage : "harbidl " HARBIDL_VERSION "\n");
+            return std::cout.flush() ? 0 : 1;
+        }
+        if (word == "--client-only" || word == "--dump-model" || word == "-Werror") {
+            (word == "--client-only"  ? options_.clientOnly
+             : word == "--dump-model" ? options_.dumpModel
+                                      : options_.warningsAreErrors) = true;
+            return std::nullopt;
+        }
+        if (word.size() > 1 && word.front() == '-')
+            return optionWithValue(word);
+        if (!options_.file.empty())
+            return wrongUsage("one file at a time: " + options_.file + " or " + word);
+        options_.file = word;
+        return std::nullopt;
+    }
+
+    // The value is the rest of the word, or the next one.
+    std::optional<int> optionWithValue(const std::string& word) {
+        for (const std::string option : {"-o", "-I", "-D", "-U", "--depfile"}) {
+            const bool isLong = option.starts_with("--");
+            if (!word.starts_with(option) ||
+                (isLong && word.size() > option.size() && word[option.size()] != '='))
+                continue;
+            std::string value = word.substr(option.size());
+            if (isLong && !value.empty())
+                value.erase(0, 1);
+            else if (value.empty() && ++next_ < words_.size())
+                value = words_[next_];
+            if (value.empty())
+                return wrongUsage("the option " + option + " needs a value");
+            take(option, value);
+            return std::nullopt;
+        }
+        return wrongUsage("unknown option " + word);
+    }
+
+    void take(const std::string& option, const std::string& value) {
+        if (option == "-o")
+            options_.folder = value;
+        else if (option == "--depfile")
+            options_.dependencies = value;
+        else
+            options_.preprocessor.push_back(option + value);
+    }
+
+    const std::vector<std::string>& words_;
+    size_t next_ = 0;
+    Options options_;
+};
+
+} // namespace
+
+std::variant<Options, int> parseOptions(const std::vector<std::string>& words) {
+    return CommandLine(words).parse();
+}
+
+} // namespace harbidl

@@ -1,0 +1,282 @@
+#include "syntax/lexer.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+
+namespace harbidl {
+
+namespace {
+
+bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\f' || c == '\v'; }
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isWordStart(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
+bool isWordPart(char c) { return isWordStart(c) || isDigit(c); }
+
+std::string_view withoutBlanks(std::string_view text) {
+    while (!text.empty() && isBlank(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && isBlank(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
+Keyword keywordOf(std::string_view text) {
+#define X(name, spelling)                                                                                    \
+    if (text == spelling)                                                                                    \
+        return Keyword::name;
+    HARBIDL_KEYWORDS(X)
+#undef X
+    return Keyword::none;
+}
+
+char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+bool equalInLowerCase(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char x, char y) { return lower(x) == lower(y); });
+}
+
+std::string shown(char c) {
+    if (c > ' ' && c <= '~')
+        return std::string{'\'', c, '\''};
+    char text[16];
+    std::snprintf(text, sizeof text, "octet 0x%02x", static_cast<unsigned char>(c));
+    return text;
+}
+
+// One line of a comment without the marks of the comment.
+std::string_view commentLine(std::string_view line) {
+    line = withoutBlanks(line);
+    if (line.starts_with("//") || line.starts_with("/*")) {
+        line.remove_prefix(2);
+        while (!line.empty() && (line.front() == '/' || line.front() == '*' || line.front() == '!'))
+            line.remove_prefix(1);
+    } else if (line.starts_with("*") && !line.starts_with("*/")) {
+        line.remove_prefix(1);
+    }
+    if (line.ends_with("*/"))
+        line.remove_suffix(2);
+    while (!line.empty() && isBlank(line.back()))
+        line.remove_suffix(1);
+    if (!line.empty() && isBlank(line.front()))
+        line.remove_prefix(1);
+    return line;
+}
+
+} // namespace
+
+const char* keywordInOtherCase(std::string_view text) {
+#define X(name, spelling)                                                                                    \
+    if (equalInLowerCase(text, spelling))                                                                    \
+        return spelling;
+    HARBIDL_KEYWORDS(X)
+#undef X
+    return nullptr;
+}
+
+Token Lexer::next() {
+    for (;;) {
+        skipToToken();
+        commentAbove_ = commentEnd_ > commentBegin_ && commentNextLine_ == line_;
+        if (done())
+            return take(Token::Kind::end, 0);
+        const char c = at();
+        Token token;
+        if (c == '#' && !lineBegun_) {
+            if (takeDirective(token))
+                return token;
+            continue;
+        }
+        lineBegun_ = true;
+        if (c == '"' || c == '\'')
+            return takeQuoted(0);
+        if (c == 'L' && (at(1) == '"' || at(1) == '\''))
+            return takeQuoted(1);
+        if (isWordStart(c))
+            return takeWord();
+        if (isDigit(c) || (c == '.' && isDigit(at(1))))
+            return takeNumber();
+        if (std::string_view("{}()[]<>,;:=+-*/%|^&~").find(c) != std::string_view::npos)
+            return takePunctuation();
+        diagnostics_.error({static_cast<uint32_t>(offset_)}, shown(c) + " has no meaning here");
+        ++offset_;
+    }
+}
+
+void Lexer::skipToToken() {
+    while (!done()) {
+        if (at() == '\n') {
+            ++offset_;
+            ++line_;
+            lineBegun_ = false;
+        } else if (isBlank(at()) || (at() == '\\' && at(1) == '\n')) {
+            ++offset_;
+        } else if (at() == '/' && at(1) == '/') {
+            skipLineComment();
+        } else if (at() == '/' && at(1) == '*') {
+            skipBlockComment();
+        } else {
+            return;
+        }
+    }
+}
+
+void Lexer::skipLineComment() {
+    const size_t begin = offset_;
+    offset_ = std::min(text().find('\n', offset_), text().size());
+    rememberComment(begin, line_);
+}
+
+void Lexer::skipBlockComment() {
+    const size_t begin = offset_;
+    const uint32_t firstLine = line_;
+    const size_t end = text().find("*/", offset_ + 2);
+    if (end == std::string_view::npos)
+        diagnostics_.error({static_cast<uint32_t>(begin)}, "this comment has no end");
+    offset_ = end == std::string_view::npos ? text().size() : end + 2;
+    const std::string_view comment = text().substr(begin, offset_ - begin);
+    line_ += static_cast<uint32_t>(std::count(comment.begin(), comment.end(), '\n'));
+    rememberComment(begin, firstLine);
+}
+
+// Comments on lines of their own that follow each other are one. One behind something else belongs to that.
+void Lexer::rememberComment(size_t begin, uint32_t firstLine) {
+    if (lineBegun_) {
+        commentBegin_ = commentEnd_ = 0;
+        return;
+    }
+    if (commentEnd_ == commentBegin_ || commentNextLine_ != firstLine)
+        commentBegin_ = begin;
+    commentEnd_ = offset_;
+    commentNextLine_ = line_ + 1;
+}
+
+std::string Lexer::comment() const {
+    if (!commentAbove_)
+        return {};
+    std::string result;
+    std::string_view rest = text().substr(commentBegin_, commentEnd_ - commentBegin_);
+    while (!rest.empty()) {
+        const size_t end = std::min(rest.find('\n'), rest.size());
+        const std::string_view line = commentLine(rest.substr(0, end));
+        if (!line.empty() || !result.empty())
+            result.append(line).append("\n");
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    while (!result.empty() && result.back() == '\n')
+        result.pop_back();
+    return result;
+}
+
+bool Lexer::endsLine(uint32_t offset) const {
+    const size_t end = std::min(text().find('\n', offset), text().size());
+    const std::string_view rest = withoutBlanks(text().substr(offset, end - offset));
+    return rest.empty() || rest.starts_with("//") || rest.starts_with("/*");
+}
+
+// A line mark is taken in here. True for a pragma, which is for the parser.
+bool Lexer::takeDirective(Token& token) {
+    const size_t begin = offset_;
+    const size_t end = std::min(text().find('\n', begin), text().size());
+    const std::string_view line = withoutBlanks(text().substr(begin + 1, end - begin - 1));
+    const Position position{static_cast<uint32_t>(begin)};
+    lineBegun_ = true;
+    offset_ = end;
+    if (line.starts_with("pragma") && (line.size() == 6 || !isWordPart(line[6]))) {
+        const std::string_view what = withoutBlanks(line.substr(6));
+        token = {
+            Token::Kind::pragma, Keyword::none, {static_cast<uint32_t>(what.data() - text().data())}, what};
+        return true;
+    }
+    if (!line.empty() && isDigit(line.front()))
+        takeLineMark(line, position);
+    else if (line.starts_with("line") && line.size() > 4 && isBlank(line[4]))
+        takeLineMark(withoutBlanks(line.substr(4)), position);
+    else
+        diagnostics_.error(position, "this preprocessor line is not understood");
+    return false;
+}
+
+// 12 "file" flags: the next line is line 12 of the file. Flag 1: it has just been entered, 2: returned to.
+void Lexer::takeLineMark(std::string_view line, Position position) {
+    uint32_t number = 0;
+    const auto digits = std::from_chars(line.data(), line.data() + line.size(), number);
+    std::string_view rest = withoutBlanks(line.substr(static_cast<size_t>(digits.ptr - line.data())));
+    if (!rest.starts_with('"'))
+        return;
+    std::string name;
+    size_t i = 1;
+    for (; i < rest.size() && rest[i] != '"'; ++i) {
+        if (rest[i] == '\\' && i + 1 < rest.size())
+            ++i;
+        name += rest[i];
+    }
+    const std::string_view flags = withoutBlanks(rest.substr(std::min(i + 1, rest.size())));
+    auto kind = SourceText::Mark::within;
+    if (flags.starts_with('1'))
+        kind = SourceText::Mark::enters;
+    else if (flags.starts_with('2'))
+        kind = SourceText::Mark::leaves;
+    const size_t nextLine = std::min(offset_ + 1, text().size());
+    source_.mark(position, {static_cast<uint32_t>(nextLine)}, number, name, kind);
+}
+
+Token Lexer::take(Token::Kind kind, size_t length) {
+    const Token token{kind, Keyword::none, {static_cast<uint32_t>(offset_)}, text().substr(offset_, length)};
+    offset_ += length;
+    return token;
+}
+
+Token Lexer::takeWord() {
+    size_t length = 1;
+    while (isWordPart(at(length)))
+        ++length;
+    Token token = take(Token::Kind::word, length);
+    token.keyword = keywordOf(token.text);
+    return token;
+}
+
+// Whatever a number could be: what it is worth is found out when its value is taken.
+Token Lexer::takeNumber() {
+    const bool hexadecimal = at() == '0' && (at(1) == 'x' || at(1) == 'X');
+    size_t length = hexadecimal ? 2 : 0;
+    bool floating = false;
+    for (;; ++length) {
+        const char c = at(length);
+        const bool exponent = !hexadecimal && (c == 'e' || c == 'E');
+        if (exponent && (at(length + 1) == '+' || at(length + 1) == '-'))
+            ++length;
+        floating = floating || exponent || (c == '.' && !hexadecimal);
+        if (c != '.' && !isWordPart(c))
+            break;
+    }
+    return take(floating ? Token::Kind::floating : Token::Kind::integer, length);
+}
+
+Token Lexer::takeQuoted(size_t prefix) {
+    const char quote = at(prefix);
+    size_t length = prefix + 1;
+    while (at(length) != quote) {
+        if (at(length) == '\\' && at(length + 1) != '\n' && offset_ + length + 1 < text().size())
+            ++length;
+        if (at(length) == '\n' || offset_ + length >= text().size()) {
+            const char* const what = quote == '"' ? "string" : "character";
+            diagnostics_.error({static_cast<uint32_t>(offset_)},
+                               std::string("this ") + what + " literal has no end");
+            --length;
+            break;
+        }
+        ++length;
+    }
+    if (prefix == 0)
+        return take(quote == '"' ? Token::Kind::string : Token::Kind::character, length + 1);
+    return take(quote == '"' ? Token::Kind::wideString : Token::Kind::wideCharacter, length + 1);
+}
+
+Token Lexer::takePunctuation() {
+    const std::string_view two = text().substr(offset_, 2);
+    return take(Token::Kind::punctuation, two == "::" || two == "<<" || two == ">>" ? 2 : 1);
+}
+
+} // namespace harbidl

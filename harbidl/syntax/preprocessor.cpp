@@ -1,0 +1,107 @@
+#include "syntax/preprocessor.h"
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <sstream>
+
+namespace harbidl {
+
+namespace {
+
+constexpr size_t longestText = size_t{1} << 30;
+
+std::vector<std::string> commandWords() {
+    const char* const chosen = std::getenv("CPP");
+    std::istringstream words(chosen && *chosen ? chosen : "c++ -E");
+    std::vector<std::string> result;
+    for (std::string word; words >> word;)
+        result.push_back(word);
+    return result;
+}
+
+std::vector<std::string> wholeCommand(const std::string& file, const std::vector<std::string>& options,
+                                      const std::vector<std::string>& lastFolders) {
+    std::vector<std::string> command = commandWords();
+    // As C, since an unknown suffix would be taken for something to link; without the macros and headers of
+    // the machine; with comments; without opinions on text that is no C.
+    for (const char* word : {"-x", "c", "-undef", "-nostdinc", "-C", "-w"})
+        command.push_back(word);
+    command.insert(command.end(), options.begin(), options.end());
+    for (const std::string& folder : lastFolders) {
+        command.push_back("-idirafter");
+        command.push_back(folder);
+    }
+    // A name that begins with '-' is no option.
+    command.push_back(file.starts_with('-') ? "./" + file : file);
+    return command;
+}
+
+// Starts the command with its standard output in a pipe. Gives the end to read; -1 after a message.
+int start(const std::vector<std::string>& command, pid_t& child) {
+    std::vector<char*> words;
+    for (const std::string& word : command)
+        words.push_back(const_cast<char*>(word.c_str()));
+    words.push_back(nullptr);
+    int ends[2];
+    if (pipe(ends) != 0) {
+        std::cerr << "harbidl: " << std::strerror(errno) << "\n";
+        return -1;
+    }
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
+    posix_spawn_file_actions_addclose(&actions, ends[0]);
+    posix_spawn_file_actions_addclose(&actions, ends[1]);
+    const int failure = posix_spawnp(&child, words[0], &actions, nullptr, words.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(ends[1]);
+    if (failure == 0)
+        return ends[0];
+    std::cerr << "harbidl: cannot start the preprocessor " << words[0] << ": " << std::strerror(failure)
+              << "\n";
+    close(ends[0]);
+    return -1;
+}
+
+bool readAll(int descriptor, std::string& text) {
+    char part[65536];
+    for (;;) {
+        const ssize_t count = read(descriptor, part, sizeof part);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            return count == 0;
+        if (text.size() + static_cast<size_t>(count) > longestText) {
+            std::cerr << "harbidl: the preprocessed definition is too long\n";
+            return false;
+        }
+        text.append(part, static_cast<size_t>(count));
+    }
+}
+
+} // namespace
+
+std::optional<std::string> preprocessed(const std::string& file, const std::vector<std::string>& options,
+                                        const std::vector<std::string>& lastFolders) {
+    pid_t child = 0;
+    const int output = start(wholeCommand(file, options, lastFolders), child);
+    if (output < 0)
+        return std::nullopt;
+    std::string text;
+    const bool whole = readAll(output, text);
+    close(output);
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    if (!whole || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        return std::nullopt;
+    return text;
+}
+
+} // namespace harbidl
