@@ -134,12 +134,18 @@ bool Names::knows(const Scope& from, const std::string& name) {
     return false;
 }
 
-// From the innermost scope outwards.
+// From the innermost scope outwards. A name that is right but for its case does not hide one that is right.
 Declaration* Names::findFirst(Scope& from, const tree::Identifier& name) {
-    for (Scope* scope = &from; scope; scope = scope->scope) {
-        if (!meaningsIn(*scope, name.text).empty())
+    const Scope* similar = nullptr;
+    for (const Scope* scope = &from; scope; scope = scope->scope) {
+        const std::vector<Declaration*> found = meaningsIn(*scope, name.text);
+        if (!found.empty() && found.front()->name == name.text)
             return findIn(*scope, name);
+        if (!found.empty() && !similar)
+            similar = scope;
     }
+    if (similar)
+        return findIn(*similar, name);
     diagnostics_.error(name.position,
                        isLaterWord(name.text)
                            ? quoted(name.text) + " is not part of the language of this compiler"

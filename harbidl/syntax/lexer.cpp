@@ -78,7 +78,7 @@ const char* keywordInOtherCase(std::string_view text) {
 Token Lexer::next() {
     for (;;) {
         skipToToken();
-        commentAbove_ = commentEnd_ > commentBegin_ && commentNextLine_ == line_;
+        commentAbove_ = commentEnd_ > commentBegin_ && commentNextLine_ == line_ && !lineBegun_;
         if (done())
             return take(Token::Kind::end, 0);
         const char c = at();
