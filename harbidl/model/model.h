@@ -12,6 +12,9 @@ public:
     const Module& global() const { return *global_; }
     // What stands outside of all modules, and the pieces of modules, in the order of the text.
     const Opening& contents() const { return *contents_; }
+    const std::vector<std::unique_ptr<Declaration>>& declarations() const {
+        return declarations_;
+    } // all of them
     // The files of #pragma header, each with the file that it stands in.
     struct Header {
         uint32_t file;

@@ -30,7 +30,7 @@ std::vector<const Interface*> withBases(const Interface& interface) {
 }
 
 // What an interface means by a name: its own declaration, or else what its bases mean.
-std::vector<Declaration*> meanings(const Interface& interface, const std::string& name) {
+std::vector<Declaration*> meaningsInInterface(const Interface& interface, const std::string& name) {
     std::vector<Declaration*> found;
     std::vector<const Interface*> open{&interface};
     std::set<const Interface*> seen;
@@ -49,13 +49,6 @@ std::vector<Declaration*> meanings(const Interface& interface, const std::string
     return found;
 }
 
-std::vector<Declaration*> meaningsIn(const Scope& scope, const std::string& name) {
-    if (scope.kind == Declaration::Kind::interface)
-        return meanings(static_cast<const Interface&>(scope), name);
-    Declaration* const declaration = Names::own(scope, name);
-    return declaration ? std::vector{declaration} : std::vector<Declaration*>();
-}
-
 } // namespace
 
 std::string inLowerCase(const std::string& text) {
@@ -65,6 +58,13 @@ std::string inLowerCase(const std::string& text) {
             c = static_cast<char>(c - 'A' + 'a');
     }
     return lower;
+}
+
+std::vector<Declaration*> Names::meanings(const Scope& scope, const std::string& name) {
+    if (scope.kind == Declaration::Kind::interface)
+        return meaningsInInterface(static_cast<const Interface&>(scope), name);
+    Declaration* const declaration = own(scope, name);
+    return declaration ? std::vector{declaration} : std::vector<Declaration*>();
 }
 
 Declaration* Names::own(const Scope& scope, const std::string& name) {
@@ -94,7 +94,7 @@ bool Names::declare(Scope& scope, Declaration& declaration) {
         return false;
     }
     if (scope.kind == Declaration::Kind::interface) {
-        for (const Declaration* inherited : meanings(static_cast<const Interface&>(scope), name)) {
+        for (const Declaration* inherited : meanings(scope, name)) {
             if (!isCall(*inherited))
                 continue;
             diagnostics_.error(declaration.position,
@@ -128,7 +128,7 @@ Declaration* Names::find(Scope& from, const tree::ScopedName& name) {
 
 bool Names::knows(const Scope& from, const std::string& name) {
     for (const Scope* scope = &from; scope; scope = scope->scope) {
-        if (!meaningsIn(*scope, name).empty())
+        if (!meanings(*scope, name).empty())
             return true;
     }
     return false;
@@ -138,7 +138,7 @@ bool Names::knows(const Scope& from, const std::string& name) {
 Declaration* Names::findFirst(Scope& from, const tree::Identifier& name) {
     const Scope* similar = nullptr;
     for (const Scope* scope = &from; scope; scope = scope->scope) {
-        const std::vector<Declaration*> found = meaningsIn(*scope, name.text);
+        const std::vector<Declaration*> found = meanings(*scope, name.text);
         if (!found.empty() && found.front()->name == name.text)
             return findIn(*scope, name);
         if (!found.empty() && !similar)
@@ -154,7 +154,7 @@ Declaration* Names::findFirst(Scope& from, const tree::Identifier& name) {
 }
 
 Declaration* Names::findIn(const Scope& scope, const tree::Identifier& name) {
-    const std::vector<Declaration*> found = meaningsIn(scope, name.text);
+    const std::vector<Declaration*> found = meanings(scope, name.text);
     if (found.empty()) {
         const std::string where = scope.scope ? " in " + quoted(scope.scopedName()) : "";
         diagnostics_.error(name.position, quoted(name.text) + " is not declared" + where);

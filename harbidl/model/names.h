@@ -17,6 +17,10 @@ public:
     // What the name is declared as in this very scope, null for nothing.
     static Declaration* own(const Scope& scope, const std::string& name);
 
+    // All that it could mean there: in an interface also what it inherits, unless it declares the name
+    // itself.
+    static std::vector<Declaration*> meanings(const Scope& scope, const std::string& name);
+
     // Whether the name means anything for what stands in `from`.
     static bool knows(const Scope& from, const std::string& name);
 

@@ -3,6 +3,7 @@
 #include "base/assertion.h"
 #include "marshal/exception/vexcept.h"
 #include "marshal/reference/vior.h"
+#include "object/root_types.h"
 
 #include <string_view>
 
@@ -26,6 +27,10 @@ CORBA_Object::~CORBA_Object() {
         _impl->deactivate(*this);
     _impl->_remove_ref();
 }
+
+const CORBA_TypeInfo* CORBA_Object::_type_info() const { return &CORBA_Object_type; }
+
+void* CORBA_Object::_cast(const CORBA_TypeInfo* target) { return *target == CORBA_Object_type ? this : nullptr; }
 
 void CORBA_release(CORBA_Object* object) {
     if (!object)

@@ -81,10 +81,17 @@ public:
     const char* _interface_name() const { return _impl->role().interface_name(); }
     TRXObjectImpl* impl() const { return _impl; }
 
+    // The interface of the object's class, and the object as the class of an interface: null when it is not of
+    // that class.
+    virtual const CORBA_TypeInfo* _type_info() const;
+    virtual void* _cast(const CORBA_TypeInfo* target);
+
     // Gives one reference back; null is accepted. A servant leaves its adapters before it is destroyed.
     friend void CORBA_release(CORBA_Object* object);
 
 protected:
+    // For the classes of interfaces. The class of the object itself calls the other one.
+    CORBA_Object() : CORBA_Object(TRXObjectImpl::stub, nullptr) {}
     CORBA_Object(TRXObjectImpl::Kind kind, std::unique_ptr<TRXObjectRole> role)
         : _impl(new TRXObjectImpl(kind, std::move(role))) {}
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "marshal/exception/vexcept.h"
+#include "marshal/generated/array.h"
 #include "marshal/text/vstream.h"
 
 #include <ostream>
@@ -19,6 +20,8 @@ struct TRXExceptionMember {
     const char* name;
     Value Owner::*value;
 };
+template <class Owner, class Value>
+TRXExceptionMember(const char*, Value Owner::*) -> TRXExceptionMember<Owner, Value>;
 
 // Base of every exception that an interface declares. A class lists its members; they are written, read and
 // printed in that order with their own stream operators:
@@ -42,22 +45,31 @@ public:
     static constexpr auto _members() { return std::tuple{}; }
 
     void _write(TRXostream& stream) const override {
-        forEachMember([&](const auto& member) { stream << self().*member.value; });
+        forEachMember([&](const auto& member) { stream << operand(self().*member.value); });
     }
     void _read(TRXistream& stream) override {
-        forEachMember([&](const auto& member) { stream >> static_cast<Self&>(*this).*member.value; });
+        forEachMember([&](const auto& member) { stream >> operand(static_cast<Self&>(*this).*member.value); });
     }
     void _print(TRXostream& stream) const override {
         harbolance::printExceptionBegin(stream, Self::_scoped_name);
         forEachMember([&](const auto& member) {
             harbolance::printExceptionMember(stream, member.name);
-            stream << self().*member.value << std::endl;
+            stream << operand(self().*member.value) << std::endl;
         });
         harbolance::printExceptionEnd(stream);
     }
 
 private:
     const Self& self() const { return static_cast<const Self&>(*this); }
+
+    // What a stream takes for a member.
+    template <class Value>
+    static decltype(auto) operand(Value& value) {
+        if constexpr (std::is_array_v<Value>)
+            return harbolance::elements(value);
+        else
+            return (value);
+    }
 
     template <class Visit>
     static void forEachMember(Visit visit) {

@@ -94,7 +94,8 @@ public:
     CORBA_ULong _refcount() const { return _ref_count; }
     bool _drop_reference() { return --_ref_count == 0; } // whether it was the last
 
-    void _read(TRXistream& stream);
+    // More than `bound` elements raise CORBA_MARSHAL.
+    void _read(TRXistream& stream, CORBA_ULong bound = UINT32_MAX);
     void _write(TRXostream& stream) const;
 
 protected:
@@ -173,9 +174,11 @@ private:
 };
 
 template <class T, class Element>
-void TRXSequence<T, Element>::_read(TRXistream& stream) {
+void TRXSequence<T, Element>::_read(TRXistream& stream, CORBA_ULong bound) {
     CORBA_ULong count = 0;
     stream >> count;
+    if (count > bound)
+        throw CORBA_MARSHAL();
     const uint64_t octets = uint64_t{count} * Element::minimumOctets;
     if (!stream.stream() && (octets > UINT32_MAX || !stream.has(static_cast<CORBA_ULong>(octets))))
         throw CORBA_MARSHAL();

@@ -44,7 +44,7 @@ struct TRXValueElement {
             return CORBA_ULong{2};
         else if constexpr (std::is_same_v<T, long> || std::is_same_v<T, unsigned long>)
             return CORBA_ULong{4}; // on the wire
-        else if constexpr (std::is_arithmetic_v<T>)
+        else if constexpr (std::is_arithmetic_v<T> || std::is_enum_v<T>)
             return static_cast<CORBA_ULong>(sizeof(T));
         else if constexpr (requires { T::_minimum_octets; })
             return CORBA_ULong{T::_minimum_octets};

@@ -1,0 +1,46 @@
+# harbidl_generate(target files... [INCLUDE folders...] [DEFINE names...])
+#
+# Compiles interface definitions and adds what comes out to the target, whose sources, and those of whoever links it,
+# include it as "name_stub.h". A file that is named by a relative path has its outputs under the same path, so that
+# definitions can include each other as they stand. INCLUDE names folders to look for included definitions in, DEFINE
+# macros, with or without a value.
+function(harbidl_generate target)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "INCLUDE;DEFINE")
+    if(NOT arg_UNPARSED_ARGUMENTS)
+        message(FATAL_ERROR "harbidl_generate: no definition is named")
+    endif()
+    set(options)
+    foreach(folder IN LISTS arg_INCLUDE)
+        cmake_path(ABSOLUTE_PATH folder BASE_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
+        list(APPEND options -I ${folder})
+    endforeach()
+    foreach(name IN LISTS arg_DEFINE)
+        list(APPEND options -D ${name})
+    endforeach()
+    # One folder for each target, so that two of them can compile the same definition.
+    set(outputs ${CMAKE_CURRENT_BINARY_DIR}/harbidl/${target})
+    foreach(file IN LISTS arg_UNPARSED_ARGUMENTS)
+        cmake_path(GET file PARENT_PATH folder)
+        if(IS_ABSOLUTE "${file}" OR folder MATCHES "^\\.\\.")
+            set(folder "")
+        endif()
+        harbidl_compile(${target} ${file} "${outputs}/${folder}" ${options})
+    endforeach()
+    target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${outputs}>)
+endfunction()
+
+# One definition, with its outputs in the folder `into`.
+function(harbidl_compile target file into)
+    cmake_path(ABSOLUTE_PATH file BASE_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
+    cmake_path(GET file STEM LAST_ONLY name)
+    cmake_path(NORMAL_PATH into)
+    cmake_path(APPEND into ${name} OUTPUT_VARIABLE base)
+    add_custom_command(
+        OUTPUT ${base}_stub.h ${base}_stub.cpp
+        COMMAND Harbolance::harbidl ${ARGN} -o ${into} --depfile ${base}.d ${file}
+        DEPENDS ${file} Harbolance::harbidl
+        DEPFILE ${base}.d
+        COMMENT "Compiling ${name}.idl"
+        VERBATIM)
+    target_sources(${target} PRIVATE ${base}_stub.h ${base}_stub.cpp)
+endfunction()

@@ -1,0 +1,129 @@
+#include "generate/cxx_names.h"
+
+#include "model/names.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace harbidl {
+
+namespace {
+
+bool isCxxKeyword(const std::string& name) {
+    static const std::set<std::string> keywords = {
+        "alignas",     "alignof",  "and",        "and_eq",    "asm",       "auto",         "bitand",
+        "bitor",       "bool",     "break",      "case",      "catch",     "char",         "char16_t",
+        "char32_t",    "char8_t",  "class",      "co_await",  "co_return", "co_yield",     "compl",
+        "concept",     "const",    "const_cast", "consteval", "constexpr", "constinit",    "continue",
+        "decltype",    "default",  "delete",     "do",        "double",    "dynamic_cast", "else",
+        "enum",        "explicit", "export",     "extern",    "false",     "float",        "for",
+        "friend",      "goto",     "if",         "inline",    "int",       "long",         "mutable",
+        "namespace",   "new",      "noexcept",   "not",       "not_eq",    "nullptr",      "operator",
+        "or",          "or_eq",    "private",    "protected", "public",    "register",     "reinterpret_cast",
+        "requires",    "return",   "short",      "signed",    "sizeof",    "static",       "static_assert",
+        "static_cast", "struct",   "switch",     "template",  "this",      "thread_local", "throw",
+        "true",        "try",      "typedef",    "typeid",    "typename",  "union",        "unsigned",
+        "using",       "virtual",  "void",       "volatile",  "wchar_t",   "while",        "xor",
+        "xor_eq",
+    };
+    return keywords.contains(name);
+}
+
+std::string escaped(const std::string& name) { return isCxxKeyword(name) ? "_cxx_" + name : name; }
+
+// The module CORBA and the modules in it.
+bool isFlattened(const Scope& scope) {
+    const Scope* outermost = &scope;
+    while (outermost->scope && outermost->scope->scope)
+        outermost = outermost->scope;
+    return scope.kind == Declaration::Kind::module && scope.scope && outermost->name == "CORBA";
+}
+
+// The declaration and the scopes around it that C++ has as well, from the outermost.
+std::vector<const Declaration*> pathTo(const Declaration& declaration) {
+    std::vector<const Declaration*> path{&declaration};
+    for (const Scope* scope = declaration.scope; scope && CxxNames::isCxxScope(*scope); scope = scope->scope)
+        path.push_back(scope);
+    std::reverse(path.begin(), path.end());
+    return path;
+}
+
+// Whether the name means the declaration, and nothing else, for what stands in `from`. To C++ names in
+// another case are other names.
+bool means(const Scope& from, const Declaration& declaration) {
+    for (const Scope* scope = &from; scope; scope = scope->scope) {
+        const std::vector<Declaration*> found = Names::meanings(*scope, declaration.name);
+        if (!found.empty() && found.front()->name == declaration.name)
+            return found.size() == 1 && found.front() == &declaration;
+    }
+    return false;
+}
+
+} // namespace
+
+CxxNames::CxxNames(const Model& model) {
+    for (const auto& declaration : model.declarations())
+        declared_.insert(declaration->name);
+}
+
+bool CxxNames::isCxxScope(const Scope& scope) { return scope.scope && !isFlattened(scope); }
+
+std::vector<const Scope*> CxxNames::namespaces(const Scope& module) {
+    std::vector<const Scope*> all;
+    for (const Scope* scope = &module; scope && isCxxScope(*scope); scope = scope->scope)
+        all.push_back(scope);
+    std::reverse(all.begin(), all.end());
+    return all;
+}
+
+std::string CxxNames::local(const Declaration& declaration) const {
+    std::string name = declaration.name;
+    const bool inCorba = declaration.scope && isFlattened(*declaration.scope);
+    if (!inCorba || declaration.kind == Declaration::Kind::enumerator)
+        return escaped(name);
+    for (const Scope* scope = declaration.scope; scope->scope; scope = scope->scope)
+        name = scope->name + "_" + name;
+    return name;
+}
+
+std::string CxxNames::global(const Declaration& declaration) const {
+    std::string name;
+    for (const Declaration* part : pathTo(declaration))
+        name += (name.empty() ? "" : "::") + local(*part);
+    return name;
+}
+
+// The path to the declaration from the innermost part on that is found from there, with `last` in place of
+// the declaration's own name.
+std::string CxxNames::prefixed(const Scope& from, const Declaration& declaration,
+                               const std::string& last) const {
+    const std::vector<const Declaration*> path = pathTo(declaration);
+    const auto found = std::find_if(path.rbegin(), path.rend(), [&](const Declaration* part) {
+        // What is flattened is known by a name that only C++ has.
+        return (part->scope && isFlattened(*part->scope)) || means(from, *part);
+    });
+    std::string name = found == path.rend() ? "::" : "";
+    const size_t first =
+        found == path.rend() ? 0 : path.size() - 1 - static_cast<size_t>(found - path.rbegin());
+    for (size_t i = first; i + 1 < path.size(); ++i)
+        name += local(*path[i]) + "::";
+    return name + last;
+}
+
+std::string CxxNames::seenFrom(const Scope& from, const Declaration& declaration) const {
+    return prefixed(from, declaration, local(declaration));
+}
+
+std::string CxxNames::typeCodeSeenFrom(const Scope& from, const Declaration& declaration) const {
+    return prefixed(from, declaration, typeCode(declaration));
+}
+
+std::string CxxNames::libraryTypeCode(const std::string& name) const {
+    return (declared_.contains(name) ? "::_tc_" : "_tc_") + name;
+}
+
+std::string CxxNames::parameter(const std::string& name) const {
+    return declared_.contains(name) ? "_" + name : name;
+}
+
+} // namespace harbidl

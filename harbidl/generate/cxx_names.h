@@ -1,0 +1,42 @@
+#pragma once
+
+#include "model/model.h"
+
+#include <set>
+
+namespace harbidl {
+
+// What declarations are called in C++. The module CORBA is no namespace: its name is the first part of the
+// names in it, as in CORBA_Object. Names that C++ has a meaning for begin with _cxx_.
+class CxxNames {
+public:
+    explicit CxxNames(const Model& model);
+
+    // Where it is declared: "Book", "CORBA_Repository", "_cxx_class".
+    std::string local(const Declaration& declaration) const;
+    // From everywhere: "Library::Book".
+    std::string global(const Declaration& declaration) const;
+    // As short as can be for what stands in `from`: "Book" in the module Library.
+    std::string seenFrom(const Scope& from, const Declaration& declaration) const;
+
+    // The constant with its TypeCode: "_tc_Book", and the same with what leads to it.
+    std::string typeCode(const Declaration& declaration) const { return "_tc_" + declaration.name; }
+    std::string typeCodeSeenFrom(const Scope& from, const Declaration& declaration) const;
+    // That of a type that the library names: "_tc_long".
+    std::string libraryTypeCode(const std::string& name) const;
+
+    // A name for a parameter, which hides nothing that the definition declares.
+    std::string parameter(const std::string& name) const;
+
+    // The namespaces that the module is in C++, from the outermost: none for CORBA.
+    static std::vector<const Scope*> namespaces(const Scope& module);
+    // Whether a scope is a namespace or class of C++, and not a part of names.
+    static bool isCxxScope(const Scope& scope);
+
+private:
+    std::string prefixed(const Scope& from, const Declaration& declaration, const std::string& last) const;
+
+    std::set<std::string> declared_; // every name in the definition
+};
+
+} // namespace harbidl

@@ -1,0 +1,83 @@
+#include "generate/includes.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+namespace harbidl {
+
+namespace {
+
+constexpr const char* runtimeHeader = "\"object/generated_code.h\"";
+
+// The files that declare something, or include what does.
+std::set<uint32_t> filesThatMatter(const Reading& reading) {
+    std::set<uint32_t> files;
+    for (const auto& declaration : reading.model.declarations()) {
+        uint32_t file = declaration->file;
+        while (files.insert(file).second)
+            file = reading.source.files()[file].includer;
+    }
+    return files;
+}
+
+// The operand of the #include, as the user wrote it: with its quotes or angles. Empty for one that is a
+// macro.
+std::string writtenInclude(const SourceText::Place& place) {
+    std::ifstream file(place.file);
+    std::string line;
+    for (uint32_t i = 0; i < place.line && std::getline(file, line); ++i) {
+    }
+    const size_t begin = line.find_first_of("\"<");
+    if (begin == line.npos || line.find("include") > begin)
+        return {};
+    const size_t end = line.find(line[begin] == '<' ? '>' : '"', begin + 1);
+    return end == line.npos ? std::string() : line.substr(begin, end - begin + 1);
+}
+
+bool isIn(const std::string& file, const std::string& folder) {
+    std::error_code failure;
+    return std::filesystem::equivalent(std::filesystem::path(file).parent_path(), folder, failure) &&
+           !failure;
+}
+
+std::string includeFor(const Reading& reading, const IncludedFile& file, const std::string& ownFolder) {
+    const std::string base = std::filesystem::path(file.name).filename().string();
+    if (isIn(file.name, ownFolder))
+        return "<harbolance/" + stubHeaderName(base) + ">";
+    const std::string written = writtenInclude(reading.source.place(file.included));
+    if (written.empty())
+        return "\"" + stubHeaderName(base) + "\"";
+    return written.front() + stubHeaderName(written.substr(1, written.size() - 2)) + written.back();
+}
+
+} // namespace
+
+std::string stubHeaderName(std::string_view definition) {
+    const size_t slash = definition.rfind('/');
+    const size_t dot = definition.rfind('.');
+    const bool hasSuffix = dot != definition.npos && (slash == definition.npos || dot > slash + 1);
+    return std::string(hasSuffix ? definition.substr(0, dot) : definition) + "_stub.h";
+}
+
+std::vector<std::string> includesOf(const Reading& reading, const std::string& ownFolder) {
+    std::vector<std::string> includes{runtimeHeader};
+    const auto add = [&](const std::string& include) {
+        if (std::find(includes.begin(), includes.end(), include) == includes.end())
+            includes.push_back(include);
+    };
+    for (const Model::Header& header : reading.model.headers()) {
+        if (header.file == SourceText::mainFile)
+            add("\"" + header.name + "\"");
+    }
+    const std::set<uint32_t> matter = filesThatMatter(reading);
+    const std::vector<IncludedFile>& files = reading.source.files();
+    for (uint32_t i = 1; i < files.size(); ++i) {
+        if (files[i].includer == SourceText::mainFile && matter.contains(i))
+            add(includeFor(reading, files[i], ownFolder));
+    }
+    return includes;
+}
+
+} // namespace harbidl

@@ -1,0 +1,103 @@
+#pragma once
+
+#include "marshal/generated/array.h"
+#include "marshal/generated/typecode_constant.h"
+
+#include <istream>
+#include <ostream>
+
+// What the operators of generated types do.
+
+namespace harbolance {
+
+// --- Enums on a stream: their numbers
+// ------------------------------------------------------------------------
+
+// Writing needs nothing of its own: an enum goes out as the number that it is. One that is read and that the
+// type has no name for raises CORBA_BAD_PARAM.
+template <class Enum>
+TRXistream& readEnum(TRXistream& stream, Enum& value, CORBA_ULong count) {
+    CORBA_ULong number = 0;
+    stream >> number;
+    if (number >= count)
+        throw CORBA_BAD_PARAM();
+    value = static_cast<Enum>(number);
+    return stream;
+}
+
+// --- Standard streams: readable on cout, cerr and clog, the text form of the members on all others.
+// -------------
+
+// Readable lines for the value that `octets` hold.
+void printValue(std::ostream& stream, CORBA_TypeCode* type, CORBA_MarshalInBuffer& octets);
+bool isReadableTarget(const std::ostream& stream);
+
+template <class T>
+std::ostream& writeText(std::ostream& stream, const T& value) {
+    TRXostream text(stream);
+    text << value;
+    return stream;
+}
+template <class T>
+std::ostream& writeText(std::ostream& stream, const T& value, CORBA_TypeCode* type) {
+    if (!isReadableTarget(stream))
+        return writeText(stream, value);
+    CORBA_MarshalOutBuffer out(255);
+    out << value;
+    CORBA_MarshalInBuffer in(out.data(), out.offset());
+    printValue(stream, type, in);
+    return stream;
+}
+template <class T>
+std::istream& readText(std::istream& stream, T&& value) {
+    TRXistream text(stream);
+    text >> value;
+    return stream;
+}
+
+// --- Anys
+// ----------------------------------------------------------------------------------------------------------
+
+template <class T>
+void insert(CORBA_Any& any, CORBA_TypeCode* type, const T& value) {
+    insertMarshalled(any, type, value);
+}
+template <class T>
+bool extract(const CORBA_Any& any, CORBA_TypeCode* type, T&& value) {
+    return extractMarshalled(any, type, value);
+}
+
+// An Any holds the number of an enumerator.
+inline void insertEnum(CORBA_Any& any, CORBA_TypeCode* type, CORBA_ULong number) {
+    any.replace(type, new CORBA_ULong(number), 1);
+}
+template <class Enum>
+bool extractEnum(const CORBA_Any& any, CORBA_TypeCode* type, Enum& value) {
+    const CORBA_TypeCode_var held = any.type();
+    if (!type->equal(held) || !any.value())
+        return false;
+    value = static_cast<Enum>(*static_cast<const CORBA_ULong*>(any.value()));
+    return true;
+}
+
+} // namespace harbolance
+
+// The new value replaces the one that is held, which stays when the stream raises.
+template <class T>
+TRXistream& operator>>(TRXistream& stream, TRXVar<T>& holder) {
+    T* read = nullptr;
+    stream >> read;
+    holder = read;
+    return stream;
+}
+
+// An exception as it is written: its id, then its members. That of another exception raises CORBA_MARSHAL.
+template <std::derived_from<CORBA_UserException> E>
+TRXistream& operator>>(TRXistream& stream, E& exception) {
+    CORBA_String_var id;
+    stream >> id;
+    if (CORBA_string_compare(id.in(), exception._repository_id()) != 0)
+        throw CORBA_MARSHAL();
+    exception._read(stream);
+    return stream;
+}

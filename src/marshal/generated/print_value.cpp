@@ -1,0 +1,237 @@
+#include "marshal/generated/operators.h"
+#include "marshal/reference/vior.h"
+#include "marshal/sequence/octet_sequence.h"
+#include "marshal/text/print_form.h"
+
+#include <cstdio>
+#include <string>
+
+namespace harbolance {
+
+namespace {
+
+CORBA_TypeCode_var unaliased(CORBA_TypeCode_var type) {
+    while (type->kind() == tk_alias)
+        type = type->content_type();
+    return type;
+}
+
+bool hasName(CORBA_TCKind kind) {
+    return (kind >= tk_objref && kind <= tk_enum) || kind == tk_alias || kind == tk_except;
+}
+
+bool isBlock(CORBA_TCKind kind) { return tcIsConstructed(kind); }
+
+// A character as part of a quoted text that stays on its line.
+void putCharacter(std::ostream& out, CORBA_WChar character, char quote) {
+    const auto code = static_cast<uint32_t>(character);
+    if (code < 0x20 || (code >= 0x7f && code < 0xa0)) {
+        char escape[8];
+        std::snprintf(escape, sizeof escape, "\\x%02x", code);
+        out << escape;
+    } else {
+        if (character == static_cast<CORBA_WChar>(quote) || character == L'\\')
+            out << '\\';
+        const CORBA_WChar text[] = {character, 0};
+        out << CORBA_WString_var(text);
+    }
+}
+
+// Values one after the other, led by their types. What has parts is a block with a line for each of them.
+class ValuePrinter {
+public:
+    ValuePrinter(std::ostream& out, CORBA_MarshalInBuffer& in, std::string indent)
+        : _out(out), _in(in), _indent(std::move(indent)) {}
+
+    void value(const CORBA_TypeCode_var& given) {
+        const TRXNesting nesting;
+        const CORBA_TypeCode_var type = unaliased(given);
+        switch (type->kind()) {
+        case tk_struct:
+        case tk_except: return record(type);
+        case tk_union: return unionValue(type);
+        case tk_sequence: return elements(type, take<CORBA_ULong>());
+        case tk_array: return elements(type, type->length());
+        case tk_enum: return enumerator(type);
+        case tk_string: return text(take<CORBA_String_var>());
+        case tk_wstring: return wideText(take<CORBA_WString_var>());
+        case tk_any: return any(take<CORBA_Any>());
+        case tk_TypeCode: return typeCode(take<CORBA_TypeCode_var>());
+        case tk_Principal: return principal(take<CORBA_OctetSequence>());
+        case tk_objref: return reference(take<IOP::IOR>());
+        default: return number(type->kind());
+        }
+    }
+
+private:
+    template <class T>
+    T take() {
+        T value{};
+        _in >> value;
+        return value;
+    }
+
+    template <class Print>
+    void line(Print print) {
+        _out << _indent << "\t";
+        _indent += '\t';
+        print();
+        _indent.pop_back();
+        _out << "\n";
+    }
+    void part(const char* name, const CORBA_TypeCode_var& type) {
+        line([&] {
+            _out << name << ": ";
+            value(type);
+        });
+    }
+
+    void record(const CORBA_TypeCode_var& type) {
+        _out << type->name() << " {\n";
+        for (CORBA_ULong i = 0; i < type->member_count(); ++i)
+            part(type->member_name(i), type->member_type(i));
+        _out << _indent << "}";
+    }
+
+    void unionValue(const CORBA_TypeCode_var& type) {
+        const CORBA_TypeCode_var switched = type->discriminator_type();
+        CORBA_MarshalInBuffer ahead(_in.data(), _in.size());
+        ahead.seek(_in.offset());
+        CORBA_Any discriminator;
+        discriminator.read_value(ahead, unaliased(switched));
+        _out << type->name() << " {\n";
+        part("_d", switched);
+        if (const CORBA_Long branch = branchFor(type, discriminator); branch >= 0) {
+            const auto index = static_cast<CORBA_ULong>(branch);
+            part(type->member_name(index), type->member_type(index));
+        }
+        _out << _indent << "}";
+    }
+
+    // -1 for a value without a branch.
+    static CORBA_Long branchFor(const CORBA_TypeCode_var& type, const CORBA_Any& discriminator) {
+        for (CORBA_ULong i = 0; i < type->member_count(); ++i) {
+            const CORBA_Any_var label = type->member_label(i);
+            if (*label == discriminator)
+                return static_cast<CORBA_Long>(i);
+        }
+        return type->default_index();
+    }
+
+    void elements(const CORBA_TypeCode_var& type, CORBA_ULong count) {
+        const CORBA_TypeCode_var content = type->content_type();
+        if (!content.in())
+            throw CORBA_BAD_TYPECODE();
+        const bool onOneLine = count == 0 || tcFixedSize(unaliased(content)->kind()) > 0;
+        _out << (onOneLine ? "[" : "[\n");
+        for (CORBA_ULong i = 0; i < count; ++i) {
+            if (!onOneLine) {
+                line([&] { value(content); });
+            } else {
+                _out << (i > 0 ? " " : "");
+                value(content);
+            }
+        }
+        _out << (onOneLine ? "]" : _indent + "]");
+    }
+
+    void enumerator(const CORBA_TypeCode_var& type) {
+        const auto number = take<CORBA_ULong>();
+        if (number < type->member_count())
+            _out << type->member_name(number);
+        else
+            _out << number;
+    }
+
+    void text(const CORBA_String_var& text) {
+        _out << '"';
+        for (const char* next = text.in() ? text.in() : ""; *next; ++next) {
+            if (static_cast<unsigned char>(*next) >= 0x80)
+                _out << *next; // a part of a character, in whatever code the text is
+            else
+                putCharacter(_out, *next, '"');
+        }
+        _out << '"';
+    }
+
+    void wideText(const CORBA_WString_var& text) {
+        _out << '"';
+        for (const CORBA_WChar* next = text.in() ? text.in() : L""; *next; ++next)
+            putCharacter(_out, *next, '"');
+        _out << '"';
+    }
+
+    void any(const CORBA_Any& any) {
+        const CORBA_TypeCode_var type = any.type();
+        typeCode(type);
+        CORBA_MarshalOutBuffer members(255);
+        any.write_members(members);
+        CORBA_MarshalInBuffer in(members.data(), members.offset());
+        if (type->kind() == tk_null || type->kind() == tk_void)
+            return;
+        _out << " ";
+        ValuePrinter(_out, in, _indent).value(type);
+    }
+
+    void typeCode(const CORBA_TypeCode_var& type) {
+        const char* kind = tcKindName(type->kind());
+        _out << "(" << (kind ? kind : "unknown kind");
+        if (hasName(type->kind()))
+            _out << " " << type->name();
+        _out << ")";
+    }
+
+    void principal(const CORBA_OctetSequence& octets) {
+        _out << "[";
+        for (CORBA_ULong i = 0; i < octets.length(); ++i)
+            _out << (i > 0 ? " " : "") << CORBA_ULong{octets[i]};
+        _out << "]";
+    }
+
+    void reference(const IOP::IOR& ior) {
+        _out << (ior.profiles.length() == 0 ? "nil" : "reference ");
+        if (ior.profiles.length() > 0)
+            text(ior.type_id);
+    }
+
+    void number(CORBA_TCKind kind) {
+        switch (kind) {
+        case tk_short: _out << take<CORBA_Short>(); break;
+        case tk_long: _out << take<CORBA_Long>(); break;
+        case tk_ushort: _out << take<CORBA_UShort>(); break;
+        case tk_ulong: _out << take<CORBA_ULong>(); break;
+        case tk_longlong: _out << take<CORBA_LongLong>(); break;
+        case tk_ulonglong: _out << take<CORBA_ULongLong>(); break;
+        case tk_float: _out << take<CORBA_Float>(); break;
+        case tk_double: _out << take<CORBA_Double>(); break;
+        case tk_boolean: _out << (take<CORBA_Boolean>() ? "TRUE" : "FALSE"); break;
+        case tk_octet: _out << CORBA_ULong{take<CORBA_Octet>()}; break;
+        case tk_char: character(static_cast<unsigned char>(take<CORBA_Char>())); break;
+        case tk_wchar: character(take<CORBA_WChar>()); break;
+        default: break; // a kind without values
+        }
+    }
+
+    void character(CORBA_WChar character) {
+        _out << '\'';
+        putCharacter(_out, character, '\'');
+        _out << '\'';
+    }
+
+    std::ostream& _out;
+    CORBA_MarshalInBuffer& _in;
+    std::string _indent;
+};
+
+} // namespace
+
+bool isReadableTarget(const std::ostream& stream) { return isConsole(stream); }
+
+void printValue(std::ostream& stream, CORBA_TypeCode* type, CORBA_MarshalInBuffer& octets) {
+    const CORBA_TypeCode_var held = CORBA_TypeCode::_duplicate(type);
+    ValuePrinter(stream, octets, "").value(held);
+    if (isBlock(unaliased(held)->kind()))
+        stream << "\n";
+}
+
+} // namespace harbolance

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "object/vobject.h"
+#include "object/vtypeinf.h"
+
+#include <concepts>
+
+namespace harbolance {
+
+// Base of the class that stands for an interface. `Self` has the type information record of the interface as
+// its static member `_type`; `Bases` are the classes of the interfaces that it inherits from, CORBA_Object
+// where there are none.
+template <class Self, class... Bases>
+class Interface : public virtual Bases... {
+public:
+    // One more reference. Null gives null.
+    static Self* _duplicate(Self* object) {
+        CORBA_Object::_duplicate(object);
+        return object;
+    }
+    static Self* _nil() { return nullptr; }
+    // One more reference to the object as one of this interface, null when it is none. Null gives null.
+    static Self* _narrow(CORBA_Object* object) {
+        return object ? _duplicate(static_cast<Self*>(object->_cast(&Self::_type))) : nullptr;
+    }
+
+    const CORBA_TypeInfo* _type_info() const override { return &Self::_type; }
+    void* _cast(const CORBA_TypeInfo* target) override {
+        if (*target == Self::_type)
+            return static_cast<Self*>(this);
+        void* found = nullptr;
+        (void)(((found = Bases::_cast(target)) != nullptr) || ...);
+        return found;
+    }
+};
+
+// A reference as `T`, taken from one that is the caller's. What is of another interface raises
+// CORBA_INV_OBJREF.
+template <class T>
+T* narrowed(CORBA_Object_var object) {
+    T* const result = T::_narrow(object);
+    if (object.in() && !result)
+        throw CORBA_INV_OBJREF();
+    return result;
+}
+
+template <class T>
+concept InterfaceClass = std::derived_from<T, CORBA_Object> && requires {
+    T::_type;
+};
+
+} // namespace harbolance
+
+// The caller owns the new reference; the old pointer is overwritten. It is null when the stream raises, which
+// it does with CORBA_INV_OBJREF for an object of another interface.
+template <harbolance::InterfaceClass T>
+TRXistream& operator>>(TRXistream& stream, T*& object) {
+    object = nullptr;
+    CORBA_Object* read = nullptr;
+    read_reference(stream, read, &T::_type);
+    object = harbolance::narrowed<T>(read);
+    return stream;
+}
+
+// False, with the pointer untouched, for what is no reference or one of another interface.
+template <harbolance::InterfaceClass T>
+bool operator>>=(const CORBA_Any& any, T*& object) {
+    CORBA_Object* held = nullptr;
+    if (!(any >>= held))
+        return false;
+    const CORBA_Object_var reference(held);
+    T* const narrow = T::_narrow(held);
+    if (held && !narrow)
+        return false;
+    object = narrow;
+    return true;
+}
