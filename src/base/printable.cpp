@@ -8,8 +8,9 @@ namespace {
 
 bool isContinuation(unsigned char octet) { return (octet & 0xc0) == 0x80; }
 
-// The octets of the UTF-8 character that `text` starts with, 0 when it starts with none.
-size_t characterSize(std::string_view text) {
+} // namespace
+
+size_t utf8Size(std::string_view text) {
     const auto first = static_cast<unsigned char>(text.front());
     size_t size = 0;
     if (first < 0x80)
@@ -26,9 +27,11 @@ size_t characterSize(std::string_view text) {
     if (!std::all_of(rest.begin(), rest.end(), isContinuation))
         return 0;
     // A longer form than the character needs is malformed, but may be taken for the character all the same.
+    // Numbers of surrogates and those beyond U+10FFFF are no characters.
     const auto second = static_cast<unsigned char>(text[size == 1 ? 0 : 1]);
     const bool tooLong = (first == 0xe0 && second < 0xa0) || (first == 0xf0 && second < 0x90);
-    return tooLong ? 0 : size;
+    const bool noCharacter = (first == 0xed && second >= 0xa0) || (first == 0xf4 && second >= 0x90);
+    return tooLong || noCharacter ? 0 : size;
 }
 
 bool isControl(std::string_view character) {
@@ -38,8 +41,6 @@ bool isControl(std::string_view character) {
     // The two octets of 0x80 to 0x9f.
     return first == 0xc2 && static_cast<unsigned char>(character[1]) < 0xa0;
 }
-
-} // namespace
 
 std::string printable(std::string_view text, char replacement) {
     std::string result(text);
@@ -58,7 +59,7 @@ std::string withoutControls(std::string_view text) {
     std::string result;
     result.reserve(text.size());
     while (!text.empty()) {
-        const std::string_view character = text.substr(0, std::max<size_t>(characterSize(text), 1));
+        const std::string_view character = text.substr(0, std::max<size_t>(utf8Size(text), 1));
         if (isControl(character))
             result += '?';
         else

@@ -19,4 +19,9 @@ std::string printable(std::span<const unsigned char> octets);
 // 0x80 to 0x9f, the latter as UTF-8 or as octets that belong to no UTF-8 character.
 std::string withoutControls(std::string_view text);
 
+// The octets of the UTF-8 character that `text`, which is not empty, starts with; 0 when it starts with none.
+size_t utf8Size(std::string_view text);
+// Of a whole UTF-8 character, or of one octet that belongs to none.
+bool isControl(std::string_view character);
+
 } // namespace harbolance

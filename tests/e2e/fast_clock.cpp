@@ -1,7 +1,8 @@
 // Preloaded by tests that would wait for long time-outs: the program's clocks run six times as fast, and what
-// it waits in `select` and `poll` is as much shorter.
+// it waits in `select`, `poll` and `epoll_wait` is as much shorter.
 
 #include <poll.h>
+#include <sys/epoll.h>
 #include <sys/select.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
@@ -51,4 +52,10 @@ extern "C" int select(int count, fd_set* read, fd_set* write, fd_set* except, ti
 extern "C" int poll(pollfd* watched, nfds_t count, int milliseconds) {
     const timespec shorter = split(milliseconds * (second / 1000) / factor);
     return ::ppoll(watched, count, milliseconds < 0 ? nullptr : &shorter, nullptr);
+}
+
+extern "C" int epoll_wait(int set, epoll_event* events, int most, int milliseconds) {
+    const int shorter =
+        milliseconds < 0 ? -1 : (milliseconds + static_cast<int>(factor) - 1) / static_cast<int>(factor);
+    return ::epoll_pwait(set, events, most, shorter, nullptr);
 }

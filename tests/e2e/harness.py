@@ -116,6 +116,10 @@ class Program:
             self._open.remove(pipe)
             close(pipe)
 
+    def stop_reading(self):
+        self._open.remove(self.process.stdout)
+        close(self.process.stdout)
+
     def __repr__(self):
         return f"{self.process.args}\n-- its output\n{self.out}-- its errors\n{self.err}"
 

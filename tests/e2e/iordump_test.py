@@ -108,6 +108,8 @@ Profile 3: tag 0x12345678
         self.expect(self.run_program("iordump", f" {whole}\n"), REPORT)
         usage = self.run_program("iordump", "-h")
         self.expect(usage, usage.out)
+        self.expect(self.run_program("iordump", "--help"), usage.out)
+        self.assertRegex(self.run_program("iordump", "--version").out, r"^iordump \d+\.\d+\.\d+\n$")
         for words in (("-x",), ("-f",), ("a", "b"), ("-f", "file", "a")):
             result = self.run_program("iordump", *words)
             self.assertEqual((result.status, result.out), (1, ""), words)

@@ -71,6 +71,8 @@ class Listings(PeerscanCase):
     def test_everything_of_one_agent(self):
         agent = self.agent(names=NAMES + [wire.addr("127.0.0.1", 1)], providers=PROVIDERS)
         self.expect(self.scan(agent), agents(agent) + golden("everything.txt"), NO_SERVICE)
+        document = golden("everything.json").replace("HOST", agent.host).replace("PORT", str(agent.port))
+        self.expect(self.scan(agent, "--json", "-ORBagentDebug", "0"), document, NO_SERVICE)
         # Without -d hosts have names.
         host = f"\tHOST: {socket.gethostbyaddr('127.0.0.1')[0]}\n"
         out = self.run_program("peerscan", "-ORBagentaddr", agent.host, "-ORBagentport", agent.port).out
@@ -93,11 +95,14 @@ class Listings(PeerscanCase):
         agent, some = self.agent(names=NAMES), wire.record_set([wire.name("x"), wire.addr("127.0.0.8", 1)])
         for answer, others in ((wire.addr("127.0.0.8", 1), []), (some, ["127.0.0.8"])):
             agent.script[LIST_AGENTS] = lambda record, answer=answer: wire.reply(0, record, 0, answer)
-            self.expect(self.scan(agent, "-a"), agents(agent, *others))
+            self.expect(self.scan(agent, "-a"), agents(agent, *others), "" if others else
+                        "peerscan: cannot list the other agents: the answer is no list\n")
         # Status and reply type of an endpoint's answer mean nothing: the object decides.
         places = [wire.addr(agent.host, agent.tcp_port)] + [wire.name("no address")] * 3
         agent.script = {TCP_ENDPOINT: lambda record: wire.agent_reply(77, record, -1, places.pop())}
-        self.expect(self.scan(agent, "-r", "."), NO_REGISTERED + NO_STARTED, NO_SERVICE)
+        failed = ("peerscan: cannot list the names of objects: the agent does not answer, refuses, or answers with "
+                  "something else\n")
+        self.expect(self.scan(agent, "-r", "."), NO_REGISTERED + NO_STARTED, NO_SERVICE + failed)
         self.assertIn("OBJECT NAME: Alice\n", self.scan(agent, "-r", ".").out)
 
 
@@ -107,6 +112,7 @@ class Options(PeerscanCase):
         for words, err in (("-h", ""), ("-?", ""), ("-a -h -C", ""), ("-x", f"{complaint}invalid option -- 'x'\n"),
                            ("-r", f"{complaint}option requires an argument -- 'r'\n")):
             self.expect(self.run_program("peerscan", *words.split()), golden("usage.txt"), err)
+        self.assertRegex(self.run_program("peerscan", "--version").out, r"^peerscan \d+\.\d+\.\d+\n$")
 
     def test_what_is_asked_for_is_listed(self):
         agent = self.agent(names=NAMES, providers=PROVIDERS)
@@ -143,6 +149,15 @@ class Options(PeerscanCase):
             program.close_input()
             self.assertEqual(program.wait(), 0)
             self.assertEqual(program.out, agents(agent) + "\n>>> Press RETURN to continue <<<\n")
+
+    def test_a_reader_that_goes_away(self):
+        agent = self.agent()
+        program = self.start("peerscan", "-ORBagentaddr", agent.host, "-ORBagentport", agent.port, "-C")
+        program.stop_reading()
+        program.close_input()
+        self.assertEqual(program.wait(), 0)
+        self.assertEqual(program.err, NO_SERVICE + "peerscan: the report could not be written completely\n")
+        agent.wait_for(END)
 
     def test_words_of_the_orb(self):
         agent = self.agent(names=NAMES)
@@ -241,6 +256,11 @@ class Search(PeerscanCase):
         here = self.willing(1)
         for option, variable in ((self.port, "1"), ("14000", self.port), ("0", self.port)):
             self.expect_found(here, "-ORBagentaddr", here.host, "-ORBagentport", option, LOCD_PORT=variable)
+        # What is no port is said, and read from its front all the same.
+        more = f"{self.port}x"
+        for words, variable, source in ((["-ORBagentport", more], 1, "-ORBagentport"), ([], more, "LOCD_PORT")):
+            result = self.run_program("peerscan", "-ad", "-ORBagentaddr", here.host, *words, LOCD_PORT=variable)
+            self.expect(result, agents(here), f"peerscan: {source}: '{more}' is no port\n")
         try:
             here = self.fake_agent(self.host(2), 14000)
         except OSError:

@@ -1,14 +1,19 @@
+// re_comp and re_exec are declared on demand only.
+#define _REGEX_RE_COMP
+
 #include "peerscan/implementation_table.h"
 
 #include "agent/collections/dsordclt.h"
 #include "agent/records/trxstring.h"
-#include "peerscan/expression.h"
-#include "peerscan/report.h"
 
-#include <cstdlib>
-#include <iostream>
+#include <arpa/inet.h>
+#include <regex.h>
 
 namespace {
+
+constexpr size_t longestHost = 16;
+
+bool contains(std::string_view text, std::string_view part) { return text.find(part) != text.npos; }
 
 // The collection that the table has under the key; a new one when there is none.
 template <class Collection>
@@ -23,49 +28,50 @@ Collection& collectionAt(DSDictionary& table, const char* key) {
 
 const char* textOf(const DSResource* string) { return static_cast<const TRXString*>(string)->str(); }
 
-void printImplementation(const char* repositoryId, const DSOrderedCltn& objects) {
-    const char* label = "OBJECT";
-    if (std::string_view(repositoryId) == "*") {
-        std::cout << "\n\t\tSERVICE ACTIVATORS: " << std::endl;
-        label = "SERVICE";
-    } else {
-        std::cout << "\n\t\tREPOSITORY ID: " << Printable{repositoryId} << std::endl;
-    }
-    for (const DSResource* object : objects) {
-        const std::string_view name = textOf(object);
-        if (!name.empty())
-            std::cout << "\t\t\t" << label << " NAME: " << Printable{name} << std::endl;
-    }
-}
-
 } // namespace
 
-void ImplementationTable::add(const char* repositoryId, const char* objectName, const char* host) {
-    auto& ids = collectionAt<DSDictionary>(hosts_, host);
-    collectionAt<DSOrderedCltn>(ids, repositoryId).add(new TRXString(objectName));
+std::optional<AgentName> parseAgentName(std::string_view text) {
+    const size_t endOfHost = text.find('_');
+    if (endOfHost == text.npos || endOfHost > longestHost)
+        return std::nullopt;
+    AgentName name;
+    name.host = text.substr(0, endOfHost);
+    if (::inet_addr(name.host.c_str()) == INADDR_NONE)
+        return std::nullopt;
+    text.remove_prefix(endOfHost + 1);
+    const size_t endOfId = text.find('_');
+    const std::string_view repositoryId = text.substr(0, endOfId);
+    if (contains(repositoryId, "Activation") && contains(repositoryId, "OAD"))
+        return std::nullopt;
+    name.repositoryId = repositoryId;
+    if (endOfId != text.npos)
+        name.objectName = text.substr(endOfId + 1);
+    return name;
 }
 
-void ImplementationTable::print(const char* expression, const char* heading, bool hostNames) const {
-    if (!compileExpression(expression)) {
-        std::cout << "peerscan: Invalid regular expression: " << std::endl << expression << std::endl;
-        std::exit(0);
-    }
-    bool headingDue = true;
+void ImplementationTable::add(const AgentName& name) {
+    auto& ids = collectionAt<DSDictionary>(hosts_, name.host.c_str());
+    const char* objectName = name.objectName ? name.objectName->c_str() : nullptr;
+    collectionAt<DSOrderedCltn>(ids, name.repositoryId.c_str()).add(new TRXString(objectName));
+}
+
+std::optional<std::vector<ImplementationRow>> ImplementationTable::rows(const char* expression) const {
+    if (::re_comp(expression))
+        return std::nullopt;
+    std::vector<ImplementationRow> rows;
     for (const DSResource* element : hosts_) {
         const auto* host = static_cast<const DSAssoc*>(element);
-        bool hostDue = true;
         for (const DSResource* inner : static_cast<const DSDictionary&>(*host->value())) {
             const auto* implementation = static_cast<const DSAssoc*>(inner);
             const char* repositoryId = textOf(implementation->key());
-            if (!expressionMatches(repositoryId))
+            if (::re_exec(repositoryId) != 1)
                 continue;
-            if (headingDue)
-                std::cout << heading << std::endl;
-            headingDue = false;
-            if (hostDue)
-                printHost(DSAddr(0, textOf(host->key())), hostNames);
-            hostDue = false;
-            printImplementation(repositoryId, static_cast<const DSOrderedCltn&>(*implementation->value()));
+            auto& row = rows.emplace_back(ImplementationRow{textOf(host->key()), repositoryId, {}});
+            for (const DSResource* object : static_cast<const DSOrderedCltn&>(*implementation->value())) {
+                if (*textOf(object))
+                    row.objectNames.push_back(textOf(object));
+            }
         }
     }
+    return rows;
 }

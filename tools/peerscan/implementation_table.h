@@ -2,19 +2,41 @@
 
 #include "agent/collections/dsdict.h"
 
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// A name under which agents know an object: "<host>_<repository id>_<object name>".
+struct AgentName {
+    std::string host; // a dotted quad
+    std::string repositoryId;
+    std::optional<std::string> objectName; // everything behind the second '_'
+};
+
+// Nothing for a text of another form, and for the name of an activation daemon: the daemons are no
+// implementations.
+std::optional<AgentName> parseAgentName(std::string_view text);
+
+// One implementation as it is listed. The texts belong to the table that the row comes from.
+struct ImplementationRow {
+    const char* host; // a dotted quad
+    const char* repositoryId;
+    std::vector<const char*> objectNames; // of the objects that have a name
+};
+
 // Implementations by host and repository id, each with the names of its objects; a name that is added twice
 // is there twice. Hosts are compared as texts.
 class ImplementationTable {
 public:
     bool isEmpty() const { return hosts_.isEmpty(); }
 
-    // `objectName` is null for an object without a name.
-    void add(const char* repositoryId, const char* objectName, const char* host);
+    void add(const AgentName& name);
 
-    // Prints what has a repository id that matches the expression, in the order of the collections, and
-    // `heading` before the first such. Nothing at all when none matches. An invalid expression ends the
-    // process with a message and status 0.
-    void print(const char* expression, const char* heading, bool hostNames) const;
+    // What has a repository id in which the regular expression matches, in the order of the collections, so
+    // that the rows of one host follow each other. Nothing for an expression that is not valid. The syntax is
+    // that which the platform's re_comp takes by default.
+    std::optional<std::vector<ImplementationRow>> rows(const char* expression) const;
 
 private:
     DSDictionary hosts_{16}; // from host to DSDictionary, from repository id to DSOrderedCltn of TRXString

@@ -1,14 +1,17 @@
+#include "agent/session/dsoptions.h"
+#include "base/printable.h"
 #include "orb/vorb.h"
-#include "peerscan/agents.h"
-#include "peerscan/implementations.h"
-#include "peerscan/oads.h"
+#include "peerscan/report.h"
 
+#include <getopt.h>
+
+#include <algorithm>
+#include <charconv>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <iostream>
-#include <optional>
-#include <unistd.h>
+
+using namespace harbolance;
 
 namespace {
 
@@ -20,13 +23,25 @@ struct Choice {
     bool backCompat = false;
     bool pause = false;
     bool hostNames = true;
+    bool json = false;
+    bool version = false;
+    bool usage = false;
     const char* pattern = "^.*";
+
+    Wanted wanted() const { return {!selected || listAgents, !selected || listOADs, !selected || listImpls}; }
 };
 
-// Nothing when the usage is wanted.
-std::optional<Choice> readOptions(int argc, char** argv) {
+// Stops at the first option that asks for the usage.
+Choice readOptions(int argc, char** argv) {
+    constexpr int json = 256;
+    constexpr int version = 257;
+    const option longOptions[] = {{"json", no_argument, nullptr, json},
+                                  {"version", no_argument, nullptr, version},
+                                  {"help", no_argument, nullptr, 'h'},
+                                  {nullptr, 0, nullptr, 0}};
     Choice choice;
-    for (int option; (option = ::getopt(argc, argv, "r:hdbaoC?")) != -1;) {
+    for (int option;
+         !choice.usage && (option = ::getopt_long(argc, argv, "r:hdbaoC?", longOptions, nullptr)) != -1;) {
         switch (option) {
         case 'a': choice.selected = choice.listAgents = true; break;
         case 'o': choice.selected = choice.listOADs = true; break;
@@ -37,7 +52,9 @@ std::optional<Choice> readOptions(int argc, char** argv) {
         case 'b': choice.backCompat = true; break;
         case 'd': choice.hostNames = false; break;
         case 'C': choice.pause = true; break;
-        default: return std::nullopt;
+        case json: choice.json = true; break;
+        case version: choice.version = true; break;
+        default: choice.usage = true; break;
         }
     }
     return choice;
@@ -65,16 +82,60 @@ void printUsage() {
     std::cout << "\n";
 }
 
+// As a whole, unlike the numbers that the session reads from the front of a text.
+bool isPort(const std::string& text) {
+    int port = 0;
+    const char* end = text.data() + text.size();
+    const auto [last, error] = std::from_chars(text.data(), end, port);
+    return error == std::errc() && last == end && port > 0 && port <= 65535;
+}
+
+void complainUnlessPort(const char* source, const std::string& value) {
+    if (!isPort(value))
+        std::cerr << "peerscan: " << source << ": '" << withoutControls(value) << "' is no port" << std::endl;
+}
+
+// Only of what the session will read: the option wins over the variable, unless it is 0 or the default.
+void complainOfPorts() {
+    const auto given = DSOptions::current()->option("ORBagentport");
+    if (given && *given != "0")
+        complainUnlessPort("-ORBagentport", *given);
+    const bool variableCounts = !given || *given == "0" || *given == std::to_string(dsDefaultPort);
+    if (const char* value = std::getenv("LOCD_PORT"); value && variableCounts)
+        complainUnlessPort("LOCD_PORT", value);
+}
+
+// False when the report ended early, for want of an agent or of a valid expression.
+bool list(const Choice& choice, Report& report) {
+    const Wanted wanted = choice.wanted();
+    bool hasAgent = true;
+    if (wanted.agents) {
+        const auto listing = listAgents(choice.hostNames);
+        hasAgent = listing.has_value();
+        if (hasAgent)
+            report.agents(*listing);
+    }
+    if (hasAgent && wanted.oads) {
+        const auto listing = listOADs(choice.hostNames);
+        hasAgent = listing.has_value();
+        if (hasAgent)
+            report.oads(*listing);
+    }
+    if (hasAgent && wanted.implementations) {
+        const auto listing = listImplementations(choice.backCompat);
+        hasAgent = listing.has_value();
+        if (hasAgent)
+            return report.implementations(*listing, choice.pattern, choice.hostNames);
+    }
+    if (!hasAgent)
+        report.noAgent();
+    return hasAgent;
+}
+
 void waitForReturn() {
     std::cout << "\n"
               << ">>> Press RETURN to continue <<<" << std::endl;
     std::cin.get();
-}
-
-// A full disk or a reader that went away leaves the exit status as it is, but not unsaid.
-void tellOfLostOutput() {
-    if (!std::cout.flush())
-        std::fputs("peerscan: the report could not be written completely\n", stderr);
 }
 
 } // namespace
@@ -82,23 +143,31 @@ void tellOfLostOutput() {
 int main(int argc, char** argv) {
     // A reader that goes away must not keep the session from telling its agent that it ends.
     std::signal(SIGPIPE, SIG_IGN);
-    std::atexit(tellOfLostOutput);
+    // The library says some things on the standard output, which must not get into a document.
+    std::ostream out(std::cout.rdbuf());
+    if (std::any_of(argv, argv + argc, [](const char* word) { return std::string_view(word) == "--json"; }))
+        std::cout.rdbuf(std::cerr.rdbuf());
     CORBA_ORB_init(argc, argv, nullptr);
     // No adapter runs here that would take its own words out.
     if (TRXORB* orb = TRXORB::current())
         orb->parse(argc, argv, "-OA");
-    const auto choice = readOptions(argc, argv);
-    if (!choice) {
+    const Choice choice = readOptions(argc, argv);
+    if (!choice.json || choice.usage || choice.version)
+        std::cout.rdbuf(out.rdbuf());
+    if (choice.usage)
         printUsage();
+    else if (choice.version)
+        std::cout << "peerscan " PEERSCAN_VERSION << std::endl;
+    if (choice.usage || choice.version)
         return 0;
-    }
-    if (!choice->selected || choice->listAgents)
-        listAgents(choice->hostNames);
-    if (!choice->selected || choice->listOADs)
-        listOADs(choice->hostNames);
-    if (!choice->selected || choice->listImpls)
-        listImplementations(choice->pattern, choice->backCompat, choice->hostNames);
-    if (choice->pause)
+    complainOfPorts();
+    const auto report = choice.json ? jsonReport(out, choice.wanted()) : textReport(std::cout);
+    const bool complete = list(choice, *report);
+    const bool written = report->end();
+    if (complete && choice.pause)
         waitForReturn();
+    // A full disk or a reader that went away leaves the exit status as it is, but not unsaid.
+    if (!written || !std::cout)
+        std::cerr << "peerscan: the report could not be written completely" << std::endl;
     return 0;
 }

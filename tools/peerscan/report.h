@@ -1,42 +1,35 @@
 #pragma once
 
-// The rooms of peerscan. One file for each listing (agents, oads, implementations), the table that the last
-// one prints, the names that agents hand out, the expression that selects, and here what all of them share.
+#include "peerscan/listings.h"
 
-#include "agent/session/dsuser.h"
+#include <memory>
 
-#include <iosfwd>
-#include <string>
-#include <string_view>
-#include <vector>
+// Prints listings as they come, each at most once. Control characters in what the network tells don't reach a
+// terminal.
+class Report {
+public:
+    virtual ~Report() = default;
 
-// Text from the network on its way to a terminal: control characters come out as '?'.
-struct Printable {
-    std::string_view text;
+    virtual void agents(const AgentListing& listing) = 0;
+    virtual void oads(const OADListing& listing) = 0;
+    // What has a repository id that the expression matches. False for an expression that is not valid: the
+    // report says so, and is over.
+    virtual bool implementations(const ImplementationListing& listing, const char* expression,
+                                 bool hostNames) = 0;
+    // There is no agent to ask, and the report is over.
+    virtual void noAgent() = 0;
+    // Prints what has not been printed yet. False when the report could not be written completely.
+    virtual bool end() = 0;
 };
-std::ostream& operator<<(std::ostream& out, const Printable& printable);
 
-// The host's name by reverse look-up, which may block for as long as the resolver takes, or the dotted
-// address: where no name is known, or none is wanted.
-std::string hostText(const DSAddr& address, bool hostNames);
+// Text for people, in lines that leave at once.
+std::unique_ptr<Report> textReport(std::ostream& out);
 
-// The line that names a host.
-void printHost(const DSAddr& address, bool hostNames);
-
-// What a list query gave, which may be nothing. An agent may put anything into its set: records of another
-// class are left out.
-template <class T>
-std::vector<const T*> recordsOf(const NCRef<DSSet>& set) {
-    std::vector<const T*> records;
-    if (!set)
-        return records;
-    records.reserve(set->size());
-    for (const DSResource* element : *set) {
-        if (const auto* record = nc_cast<T>(element))
-            records.push_back(record);
-    }
-    return records;
-}
-
-// The session, logged in. Without an agent a line says so and the process ends with status 0.
-DSUser& connectedUser();
+// One JSON document that leaves at the end, with a member for each listing that is `wanted`. Its text is
+// UTF-8: an octet that belongs to no character becomes U+FFFD, and control characters are escaped.
+struct Wanted {
+    bool agents;
+    bool oads;
+    bool implementations;
+};
+std::unique_ptr<Report> jsonReport(std::ostream& out, const Wanted& wanted);

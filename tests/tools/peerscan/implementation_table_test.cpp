@@ -1,4 +1,4 @@
-#include "peerscan/agent_name.h"
+#include "peerscan/implementation_table.h"
 
 #include <gtest/gtest.h>
 
