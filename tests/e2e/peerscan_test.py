@@ -1,4 +1,4 @@
-"""peerscan as a user meets it: text on both streams and exit status, against agents that the test plays and locd."""
+"""peerscan as a user meets it: text on both streams and exit status, against simulated agents and locd."""
 
 import os
 import pathlib
@@ -86,7 +86,7 @@ class Listings(PeerscanCase):
         expected = agents(first, second.host, third.host) + golden("everything.txt")
         # In another order than those of one agent.
         self.assertEqual(sorted(self.scan(first).out.splitlines()), sorted(expected.splitlines()))
-        # An agent that falls silent over its list is left out, and the domain listed for all that.
+        # An agent that does not answer the list query is left out; the others are listed.
         for second.tcp in ("mute", "hang"):
             lines = self.scan(first, "-r", "Bank", **FAST_CLOCK).out.splitlines()
             self.assertEqual(sorted(line[-5:] for line in lines[-3:]), [": Bob", ": Bob", "Alice"])
@@ -181,7 +181,7 @@ class Options(PeerscanCase):
 
 
 class Search(PeerscanCase):
-    """Agents that answer with a failure are passed over at once, where silent ones cost a second each."""
+    """An answer with a failure ends an attempt at once; without an answer each attempt would take a second."""
 
     def setUp(self):
         super().setUp()

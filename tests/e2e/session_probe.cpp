@@ -144,7 +144,7 @@ int main(int argc, char** argv) {
     if (argc > 1)
         DSUser::setKeepAlivePeriod(std::stoi(argv[1]));
     DSUser* session = DSUser::instance(true);
-    // Lives until the process is gone: what it holds, the session holds too until its own end.
+    // Never deleted: the session refers to its handlers until the exit handlers have run.
     static auto& probe = *new Probe(*session);
     dpDispatcher::instance()->link(STDIN_FILENO, dpDispatcher::readMask, &probe);
     std::cout << "ready " << session->isLoggedIn() << std::endl;

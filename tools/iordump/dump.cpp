@@ -45,7 +45,8 @@ std::string withName(const std::string& shown, const char* name) {
     return name ? shown + " (" + name + ")" : shown;
 }
 
-// Small tags are assigned in decimal; the octets of large ones are letters.
+// Small tags are assigned in decimal; large ones are four ASCII characters, which hexadecimal digits show
+// better.
 std::string tagText(CORBA_ULong tag, std::span<const Name> names) {
     return withName(tag < 0x10000 ? std::to_string(tag) : hexNumber(tag), nameOf(tag, names));
 }
@@ -56,7 +57,7 @@ std::string octetCount(const CORBA_OctetSequence& octets) {
     return std::to_string(octets.length()) + (octets.length() == 1 ? " octet" : " octets");
 }
 
-// So that an empty text is visible.
+// The word shows that the text is there and empty.
 std::string orEmpty(const char* text) {
     const std::string shown = printable(text);
     return shown.empty() ? "(empty)" : shown;

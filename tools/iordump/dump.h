@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
-// Prints everything in a reference. Control characters in its texts are printed as dots. A part that cannot
-// be read is printed as octets; the result names each such part, for the user.
+// Prints everything in a reference. Characters other than printing ASCII ones become dots, since a terminal
+// could take them for commands. What cannot be decoded is printed as octets; the result names each such
+// place.
 std::vector<std::string> dump(std::ostream& stream, const IOP::IOR& ior);

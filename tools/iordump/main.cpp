@@ -135,7 +135,7 @@ int run(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
-    std::signal(SIGPIPE, SIG_IGN); // a reader that went away is said like any other failure to write
+    std::signal(SIGPIPE, SIG_IGN); // a closed pipe is reported like any other failure to write
     try {
         return run(argc, argv);
     } catch (const BadReference& error) {

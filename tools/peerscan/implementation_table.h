@@ -33,9 +33,9 @@ public:
 
     void add(const AgentName& name);
 
-    // What has a repository id in which the regular expression matches, in the order of the collections, so
-    // that the rows of one host follow each other. Nothing for an expression that is not valid. The syntax is
-    // that which the platform's re_comp takes by default.
+    // The implementations whose repository id contains a match of the regular expression, in the order of the
+    // collections, so that the rows of one host follow each other. Nothing for an invalid expression. The
+    // syntax is the one that the platform's re_comp takes by default.
     std::optional<std::vector<ImplementationRow>> rows(const char* expression) const;
 
 private:

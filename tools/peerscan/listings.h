@@ -1,10 +1,12 @@
 #pragma once
 
-// What peerscan lists. Each function collects one listing whole, in the order in which report.h prints it, so
-// that text and JSON show the same rows. Nothing is returned when there is no agent to ask. A list that fails
-// is said on the standard error stream, whatever the cause, and is missing in the listing.
+// peerscan works in two steps: the functions below ask the agents and collect a listing whole, a Report
+// (report.h) prints it as text or as JSON. main.cpp reads the options and calls both for each listing in
+// turn; implementation_table.h sorts the names of objects.
 //
-// All of them wait for the answers of agents, and for names of hosts as long as the resolver takes.
+// A function returns nothing when there is no agent to ask. When a list fails, whatever the cause, it says so
+// on the standard error stream and returns what it has. Each blocks until the agents have answered or were
+// given up, and for each name of a host as long as the resolver takes.
 
 #include "agent/session/dsuser.h"
 #include "peerscan/implementation_table.h"

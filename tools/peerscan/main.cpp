@@ -82,7 +82,8 @@ void printUsage() {
     std::cout << "\n";
 }
 
-// As a whole, unlike the numbers that the session reads from the front of a text.
+// The session takes the number at the start of a text and ignores the rest; here all of it must be the
+// number.
 bool isPort(const std::string& text) {
     int port = 0;
     const char* end = text.data() + text.size();
@@ -95,7 +96,7 @@ void complainUnlessPort(const char* source, const std::string& value) {
         std::cerr << "peerscan: " << source << ": '" << withoutControls(value) << "' is no port" << std::endl;
 }
 
-// Only of what the session will read: the option wins over the variable, unless it is 0 or the default.
+// The variable counts only where the session will read it: an option other than 0 or the default replaces it.
 void complainOfPorts() {
     const auto given = DSOptions::current()->option("ORBagentport");
     if (given && *given != "0")
@@ -105,7 +106,7 @@ void complainOfPorts() {
         complainUnlessPort("LOCD_PORT", value);
 }
 
-// False when the report ended early, for want of an agent or of a valid expression.
+// False when the report ended early: no agent, or an invalid expression.
 bool list(const Choice& choice, Report& report) {
     const Wanted wanted = choice.wanted();
     bool hasAgent = true;
@@ -141,14 +142,15 @@ void waitForReturn() {
 } // namespace
 
 int main(int argc, char** argv) {
-    // A reader that goes away must not keep the session from telling its agent that it ends.
+    // When the reader closes the pipe, the session still has to tell its agent that it ends.
     std::signal(SIGPIPE, SIG_IGN);
-    // The library says some things on the standard output, which must not get into a document.
+    // The library prints some messages on the standard output. A JSON document has to be alone there, so
+    // these go to the standard error stream.
     std::ostream out(std::cout.rdbuf());
     if (std::any_of(argv, argv + argc, [](const char* word) { return std::string_view(word) == "--json"; }))
         std::cout.rdbuf(std::cerr.rdbuf());
     CORBA_ORB_init(argc, argv, nullptr);
-    // No adapter runs here that would take its own words out.
+    // Words for an object adapter are taken out by the adapter, which this program does not have.
     if (TRXORB* orb = TRXORB::current())
         orb->parse(argc, argv, "-OA");
     const Choice choice = readOptions(argc, argv);
@@ -166,7 +168,7 @@ int main(int argc, char** argv) {
     const bool written = report->end();
     if (complete && choice.pause)
         waitForReturn();
-    // A full disk or a reader that went away leaves the exit status as it is, but not unsaid.
+    // The exit status is 0 all the same, as for every report.
     if (!written || !std::cout)
         std::cerr << "peerscan: the report could not be written completely" << std::endl;
     return 0;

@@ -4,28 +4,28 @@
 
 #include <memory>
 
-// Prints listings as they come, each at most once. Control characters in what the network tells don't reach a
-// terminal.
+// Prints listings, each at most once. Control characters in what agents tell are replaced or escaped, so that
+// they cannot control the user's terminal.
 class Report {
 public:
     virtual ~Report() = default;
 
     virtual void agents(const AgentListing& listing) = 0;
     virtual void oads(const OADListing& listing) = 0;
-    // What has a repository id that the expression matches. False for an expression that is not valid: the
-    // report says so, and is over.
+    // The implementations whose repository id the expression matches. False for an invalid expression: the
+    // report says so, and nothing may follow but `end`.
     virtual bool implementations(const ImplementationListing& listing, const char* expression,
                                  bool hostNames) = 0;
-    // There is no agent to ask, and the report is over.
+    // There is no agent to ask. Nothing may follow but `end`.
     virtual void noAgent() = 0;
-    // Prints what has not been printed yet. False when the report could not be written completely.
+    // Completes the output. False when not all of the report could be written.
     virtual bool end() = 0;
 };
 
-// Text for people, in lines that leave at once.
+// Text, flushed after each line.
 std::unique_ptr<Report> textReport(std::ostream& out);
 
-// One JSON document that leaves at the end, with a member for each listing that is `wanted`. Its text is
+// One JSON document, written by `end`, with a member for each wanted listing; null where there is none. It is
 // UTF-8: an octet that belongs to no character becomes U+FFFD, and control characters are escaped.
 struct Wanted {
     bool agents;
