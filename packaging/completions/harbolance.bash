@@ -24,7 +24,7 @@ _harbolance() {
         mapfile -t COMPREPLY < <(compgen -A hostname -- "$word")
         return
         ;;
-    locd:-p | locd:--*port | locd:--*interval | announce:--port | announce:--reference | peerscan:-r | *:-ORB* | *:-OA* | *:-LOC*)
+    locd:-p | *:--port | *:--list-port | *:--*interval | *:--reference | peerscan:-r | *:-ORB* | *:-OA* | *:-LOC*)
         return # a number or text that nothing is known about
         ;;
     esac

@@ -87,7 +87,9 @@ void Agent::receive(size_t size, const sockaddr_in& from) {
         if (leaving_ || (!inquiries_.take(*reply, from) && !links_.take(*reply, from)))
             sessions_.receive(*reply, from);
     } else if (leaving_) {
-        // A client that looks for another agent must not find this one.
+        // A client that looks for another agent must not find this one, but one may leave at the same time.
+        if (request && request->isCurrentVersion() && request->requestType() == DSRequestEndOfSession)
+            sessions_.receive(*request, from, size);
     } else if (request && request->isCurrentVersion()) {
         sessions_.receive(*request, from, size);
     } else if (request) {

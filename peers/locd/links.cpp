@@ -145,9 +145,6 @@ bool Links::take(DSReply& reply, const sockaddr_in& from) {
     }
     if (reply.replyType() != DSReplyTrigger)
         return false;
-    // One that answers a request is a copy of an answer that was taken.
-    if (reply.requestNum() != 0)
-        return true;
     endpoint_.send(*NCRef<DSReply>(new DSReply(DSReplyTriggerAcknowledged, reply, DSStatusDone)), from);
     // The other agent sends one after another, with growing numbers: one that is not newer is a copy.
     const bool isNewer = !link->notified || static_cast<int32_t>(reply.msgNum() - link->lastNotification) > 0;

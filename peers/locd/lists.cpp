@@ -27,7 +27,8 @@ constexpr double sweepSeconds = 1;
 // One peer that asks for lists.
 class Lists::Connection : public dpIOHandler {
 public:
-    Connection(Lists& lists, Descriptor fd) : lists_(lists), requests_(streamArea, queueLength) {
+    Connection(Lists& lists, Descriptor fd)
+        : lists_(lists), requests_(streamArea, queueLength), lastActivity_(++lists.activities_) {
         requests_.setBlocking(false);
         requests_.setMessageLimit(longestDatagram);
         requests_.attach(fd.release());
@@ -38,8 +39,8 @@ public:
     ~Connection() override { dpDispatcher::instance()->unlink(requests_.fd()); }
 
     int64_t due() const { return due_; }
-    // When it last sent a request or took a part of an answer.
-    int64_t lastActive() const { return lastActive_; }
+    // It last sent a request or took a part of an answer before those with a higher number did.
+    uint64_t lastActivity() const { return lastActivity_; }
     const EncodedList* list() const { return list_.get(); }
 
     int inputReady(int) override {
@@ -52,7 +53,7 @@ public:
                 lists_.close(this);
                 return 0;
             }
-            lastActive_ = nowMilliseconds();
+            lastActivity_ = ++lists_.activities_;
             prepare(*request);
             await(dpDispatcher::writeMask, answerMilliseconds);
             if (!writeSome())
@@ -112,7 +113,7 @@ private:
                 return false;
             }
             written_ += static_cast<size_t>(sent);
-            lastActive_ = nowMilliseconds();
+            lastActivity_ = ++lists_.activities_;
         }
         list_.reset();
         await(dpDispatcher::readMask, requestMilliseconds);
@@ -126,7 +127,7 @@ private:
     std::shared_ptr<const EncodedList> list_; // behind the head; null when there is none
     size_t written_ = 0;                      // of both
     int64_t due_ = 0;
-    int64_t lastActive_ = nowMilliseconds();
+    uint64_t lastActivity_;
 };
 
 Lists::Lists(Log& log, const Registry& registry)
@@ -181,7 +182,7 @@ bool Lists::closeMostSilent(const Connection* except) {
     const Connection* silent = nullptr;
     for (const auto& connection : connections_) {
         const bool candidate = connection.get() != except && (!except || connection->list());
-        if (candidate && (!silent || connection->lastActive() < silent->lastActive()))
+        if (candidate && (!silent || connection->lastActivity() < silent->lastActivity()))
             silent = connection.get();
     }
     if (silent)

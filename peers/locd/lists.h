@@ -66,6 +66,7 @@ private:
     bool listening_ = false;
     std::vector<std::unique_ptr<Connection>> connections_;
     std::vector<Shared> shared_;
+    uint64_t activities_ = 0; // of all connections so far
     Ticker ticker_;
 };
 

@@ -42,9 +42,13 @@ def watch(source, handler):
     return source
 
 
-def close(source):
+def unwatch(source):
     if source.fileno() >= 0 and source.fileno() in _sources.get_map():
         _sources.unregister(source)
+
+
+def close(source):
+    unwatch(source)
     source.close()
 
 
