@@ -11,6 +11,8 @@ namespace {
 constexpr uint32_t firstArea = 1024;
 // How a null object ends a message: a tag and the text "::".
 constexpr uint32_t nullOctets = 12;
+// A stream that has written more objects than this is not kept, for the tables in it.
+constexpr uint32_t manyObjects = 1000;
 
 // Stands for an object of a class, to have the class spelled.
 class Mention : public NCTransObject {
@@ -23,10 +25,16 @@ private:
     const NCTypeInfo& type_;
 };
 
-// Continues a connection that has spelled some classes, and takes note of those that it spells itself.
-class Continuation : public NCipcstream {
+} // namespace
+
+// Takes note of the classes that it spells.
+class ListEncoder::Stream : public NCipcstream {
 public:
-    Continuation(NCipcbuf* buffer, const SpelledClasses& before) : NCipcstream(buffer) {
+    // From here on it writes for a connection that has spelled these classes.
+    void continueWith(NCipcbuf* buffer, const SpelledClasses& before) {
+        setBuffer(buffer);
+        resetTypes();
+        spelled_.clear();
         for (const NCTypeInfo* type : before) {
             const Mention mention(*type);
             writeObject(&mention);
@@ -46,33 +54,41 @@ private:
     SpelledClasses spelled_;
 };
 
-} // namespace
+ListEncoder::ListEncoder() : buffer_(firstArea, 0) {}
+ListEncoder::~ListEncoder() = default;
 
-std::shared_ptr<const EncodedList> encodeList(const DSRequest& request, DSSet& set,
-                                              const SpelledClasses& before) {
-    auto list = std::make_shared<EncodedList>();
-    list->buffer = std::make_unique<NCipcbuf>(firstArea, 0);
-    Continuation stream(list->buffer.get(), before);
-    const NCRef<DSReply> reply(new DSReply(DSReplyPlain, request, DSStatusDone, &set));
-    if (!ncEncodeMessage(stream, reply.get()))
-        return nullptr;
-    list->start = static_cast<uint32_t>(encodeHead(request, before, *list).size());
-    list->after = stream.spelled();
-    return list;
+ListEncoder::Stream& ListEncoder::streamFor(NCipcbuf* buffer, const SpelledClasses& before) {
+    if (!stream_)
+        stream_ = std::make_unique<Stream>();
+    stream_->continueWith(buffer, before);
+    return *stream_;
 }
 
-std::vector<uint8_t> encodeReply(const DSRequest& request, int status, SpelledClasses& spelled) {
-    NCipcbuf buffer(firstArea, 0);
-    Continuation stream(&buffer, spelled);
+std::vector<uint8_t> ListEncoder::reply(const DSRequest& request, int status, SpelledClasses& spelled) {
+    Stream& stream = streamFor(&buffer_, spelled);
     ncEncodeMessage(stream, NCRef<DSReply>(new DSReply(DSReplyPlain, request, status)).get());
     spelled = stream.spelled();
-    return {buffer.wbuf(), buffer.wpos()};
+    return {buffer_.wbuf(), buffer_.wpos()};
 }
 
-std::vector<uint8_t> encodeHead(const DSRequest& request, const SpelledClasses& before,
-                                const EncodedList& list) {
+std::shared_ptr<const EncodedList> ListEncoder::list(const DSRequest& request, DSSet& set,
+                                                     const SpelledClasses& before) {
+    auto list = std::make_shared<EncodedList>();
+    list->buffer = std::make_unique<NCipcbuf>(firstArea, 0);
+    list->start = static_cast<uint32_t>(head(request, before, *list).size());
+    Stream& stream = streamFor(list->buffer.get(), before);
+    const NCRef<DSReply> reply(new DSReply(DSReplyPlain, request, DSStatusDone, &set));
+    const bool encoded = ncEncodeMessage(stream, reply.get());
+    list->after = stream.spelled();
+    if (set.size() > manyObjects)
+        stream_.reset();
+    return encoded ? list : nullptr;
+}
+
+std::vector<uint8_t> ListEncoder::head(const DSRequest& request, const SpelledClasses& before,
+                                       const EncodedList& list) {
     SpelledClasses spelled = before;
-    std::vector<uint8_t> head = encodeReply(request, DSStatusDone, spelled);
+    std::vector<uint8_t> head = reply(request, DSStatusDone, spelled);
     head.resize(head.size() - nullOctets);
     const auto total = static_cast<uint32_t>(head.size()) + list.size();
     for (size_t i = 0; i < ncFrameWord; ++i)

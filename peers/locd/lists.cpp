@@ -87,10 +87,10 @@ private:
     void prepare(const DSRequest& request) {
         list_ = lists_.list(request, spelled_, *this);
         if (list_) {
-            head_ = encodeHead(request, spelled_, *list_);
+            head_ = lists_.encoder_.head(request, spelled_, *list_);
             spelled_ = list_->after;
         } else {
-            head_ = encodeReply(request, badRequest, spelled_);
+            head_ = lists_.encoder_.reply(request, badRequest, spelled_);
         }
         written_ = 0;
     }
@@ -227,7 +227,7 @@ std::shared_ptr<const EncodedList> Lists::list(const DSRequest& request, const S
     const NCRef<DSSet> set = ofProviders ? providers(*name) : names();
     log_(LogLevel::debug, "list request %d is answered with %u records", type, set->size());
     makeSpace(receiver);
-    auto encoded = encodeList(request, *set, before);
+    auto encoded = encoder_.list(request, *set, before);
     if (encoded)
         shared_.push_back(
             {type, ofProviders ? new DSName(*name) : nullptr, registry_.version(), before, encoded});

@@ -65,6 +65,7 @@ private:
     TcpListener listener_;
     bool listening_ = false;
     std::vector<std::unique_ptr<Connection>> connections_;
+    ListEncoder encoder_;
     std::vector<Shared> shared_;
     uint64_t activities_ = 0; // of all connections so far
     Ticker ticker_;
