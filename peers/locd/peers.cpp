@@ -1,6 +1,6 @@
 #include "locd/peers.h"
 
-#include "agent/session/dsbcast.h"
+#include "agent/session/broadcast_table.h"
 #include "locd/wire.h"
 
 #include <algorithm>
@@ -136,7 +136,7 @@ bool Peers::openSender() {
 // The networks are asked for each time, since interfaces come and go.
 void Peers::broadcast(const DSAMessage& message) {
     int reached = 0;
-    DSBroadcastTable(sender_.fd(), endpoint_.port(), false).forEachTarget([&](const sockaddr_in& target) {
+    harbolance::BroadcastTable(sender_.fd(), endpoint_.port(), false).forEachTarget([&](const sockaddr_in& target) {
         reached += sender_.sendTo(target, &message) == 0 ? 1 : 0;
         return 0; // one network that is down does not keep the others from hearing
     });

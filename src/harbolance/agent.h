@@ -11,6 +11,5 @@
 #include "agent/records/dsmsg.h"
 #include "agent/records/dsname.h"
 #include "agent/records/dsprovid.h"
-#include "agent/session/dstrigger.h"
 #include "agent/session/dsuser.h"
 #include "net/dispatcher.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/session/dsoptions.h"
+#include "agent/session/session_options.h"
 #include "orb/module_registry.h"
 
 // The objects by which this folder takes part in the start-up. src/modules.cpp makes one of each.
@@ -40,7 +40,7 @@ public:
 
 // Gives the agent session the options of the ORB. A question for one of the session's own starts the ORB if
 // it has not been started; one for the adapter's address does not.
-class TRXAgentOptions : public DSOptions {
+class TRXAgentOptions : public harbolance::SessionOptions {
 public:
     TRXAgentOptions() { install(this); }
     TRXAgentOptions(const TRXAgentOptions&) = delete;

@@ -123,7 +123,7 @@ private:
         if (command == "untrigger")
             return session_.unregisterTrigger(nameOf(name).get(), &handler);
         if (command == "verify")
-            return verifier_.verify(DSAddr(std::stoi(more), name.c_str()));
+            return verifier_.verify(NCRef<DSAddr>(new DSAddr(std::stoi(more), name.c_str())).get());
         if (command != "unreachable")
             return session_.registerTrigger(nameOf(name).get(), &handler);
         provider->setAgentAddr(DSAddr(session_.port(), more.c_str()));

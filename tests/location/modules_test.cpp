@@ -19,7 +19,7 @@ TEST(LocateInitializer, takesItsOptionsWhereverTheyStand) {
 }
 
 TEST(AgentOptions, areThoseOfTheOrb) {
-    DSOptions* options = DSOptions::current();
+    harbolance::SessionOptions* options = harbolance::SessionOptions::current();
     EXPECT_EQ(options->option("OAipaddr"), std::nullopt);
     EXPECT_EQ(TRXORB::current(), nullptr); // asking for the adapter's address starts no ORB
     EXPECT_EQ(options->option("ORBagentaddr"), std::nullopt);

@@ -1,14 +1,29 @@
 #pragma once
 
-#include "agent/collections/dsdict.h"
-#include "agent/records/dslogin.h"
+// The session with a location agent. DSUser is what programs use; behind it AgentLink (agent_link.h) looks
+// for an agent (agent_search.h), logs in and replaces an agent that is lost. What belongs to one agent dies
+// with its AgentConnection; one request and its reply are an Exchange. Registrations and AgentQueries are the
+// operations. DSVerify (dsverify.h) tells whether a peer is alive, BroadcastTable where a search is
+// broadcast. The options come from above, through SessionOptions.
+
+#include "agent/collections/dsset.h"
 #include "agent/records/dsmsg.h"
 #include "agent/records/dsprovid.h"
-#include "agent/session/dssearch.h"
-#include "agent/session/dstrigger.h"
 #include "agent/session/dsverify.h"
+#include "net/dispatcher.h"
 
-#include <functional>
+#include <memory>
+
+// Told by the session when a provider of a watched name comes or goes. Called from the event loop or from
+// inside a request; may register and unregister triggers. Hold the provider to keep it.
+class DSTriggerHandler {
+public:
+    virtual void serviceUp(DSProvider* provider) = 0;
+    virtual void serviceDown(DSProvider*) {}
+
+protected:
+    ~DSTriggerHandler() = default; // handlers are not destroyed through the session
+};
 
 // The process's one session with a location agent: it finds an agent, logs in over UDP, keeps the session
 // alive and moves to another agent when this one goes away. Whoever needs an agent takes `DSUser::instance`.
@@ -19,6 +34,8 @@
 //
 // While the global dispatcher runs, the session keeps itself alive, answers its agent, and looks for an agent
 // every 15 seconds when there is none.
+//
+// Records that are handed in are heap objects; one that nobody holds is gone afterwards, whatever the result.
 class DSUser : public dpIOHandler, public DSVerify {
 public:
     // What operations give to their callers, 0 apart.
@@ -36,16 +53,18 @@ public:
     // made, on the default port, which searches for an agent. Null without `create` and while the process
     // ends.
     static DSUser* instance(bool create);
-    // A new session on `port`; the default port gives way to -ORBagentport and then to LOCD_PORT.
+    // A new session on `port`; the default port gives way to -ORBagentport and then to LOCD_PORT. It exists
+    // until the process ends.
     static DSUser* create(const char* loginName, const char* loginExtra, int port);
     ~DSUser() override;
 
-    bool isLoggedIn() const { return state_ == loggedIn; }
-    const DSAddr& agentAddr() const { return agentAddr_; }
+    bool isLoggedIn() const;
+    // The last agent's; this host, port 0, before there was one.
+    const DSAddr& agentAddr() const;
     // The agent port, which names the domain. Setting it looks for an agent there.
-    int port() const { return port_; }
+    int port() const;
     void setPort(int port);
-    bool debug() const { return debug_; }
+    bool debug() const { return DSVerify::debug(); }
     void setDebug(bool debug);
     // Seconds without traffic after which the agent is asked whether it lives.
     static int keepAlivePeriod();
@@ -54,12 +73,14 @@ public:
     // Sends until the reply is there, which `lastReply` then holds. A limit of 0 is none. 0, or a code above.
     // The request is held for the time of the call.
     int request(DSRequest* request, NCrtt& rtt, int timeoutSeconds);
+    // Null unless the last `request` gave 0.
     DSReply* lastReply() const { return lastReply_.get(); }
 
-    // A new record for the caller to hold, or null with the status saying why.
-    DSProvider* locate(DSName* name, int& status, int timeoutSeconds);
-    // Records are heap objects; one that nobody holds is gone afterwards, whatever the result.
-    // The session holds what is registered, and registers it again with the next agent.
+    // A new record, or null with the status saying why.
+    NCRef<DSProvider> locate(DSName* name, int& status, int timeoutSeconds);
+    // The session holds what is registered, and registers it again with the next agent; also what it could
+    // not register for `noAgent`. A record that fits in no datagram is refused with `noAnswer` and a line on
+    // the standard error stream.
     int registerProvider(DSProvider* provider);
     int unregisterProvider(DSProvider* provider);
     // The handler is called for each provider of that name that comes or goes, until it is unregistered. It
@@ -69,99 +90,25 @@ public:
     // Tells the agent of a provider, without waiting for anything, that the provider does not respond.
     void providerDown(DSProvider* provider);
 
-    // Lists: new sets for the caller to hold, or null with the status saying why.
+    // Lists: new sets, or null with the status saying why. With `wait` all agents of the domain are asked,
+    // except for a minute those that have let such a question time out; else the connected agent only.
+    //
     // The agents of the domain other than the connected one, of DSAddr.
-    DSSet* agents(int& status);
-    // Every name registered, of DSName. With `wait` in the whole domain, else at the connected agent.
-    DSSet* names(int& status, bool wait);
-    // Every DSProvider registered under a name; `wait` as above.
-    DSSet* providers(DSName* name, int& status, bool wait);
+    NCRef<DSSet> agents(int& status);
+    // Every name registered, of DSName.
+    NCRef<DSSet> names(int& status, bool wait);
+    // Every DSProvider registered under a name.
+    NCRef<DSSet> providers(DSName* name, int& status, bool wait);
 
     int inputReady(int fd) override;
     void timerExpired(long sec, long usec) override;
 
 private:
-    enum State { searching = 0, lost = 1, found = 2, loggedIn = 4 };
-    enum Waiting { idle = 0, forReply = 1, replied = 2 };
-
-    static constexpr int searchTries = 5;
-    static constexpr int searchPeriod = 15; // seconds between searches without an agent
+    struct Parts;
 
     DSUser(const char* loginName, const char* loginExtra);
-
-    bool hasAgent() const { return state_ > lost; }
-
-    // The session's life: dsuser.cpp.
     static void endAtExit();
-    void leave();
-    void tryConnect(int tries, int port);
-    void connect(int port);
-    bool login();
-    void reconnect();
-    void dropConnection();
-    bool registerAgain();
-    void tellAgentOfEnd();
-    void startTimer(int seconds);
-    void stopTimer();
 
-    // A call of the session is on the stack: who ends the session meanwhile leaves the object alone.
-    class Inside {
-    public:
-        explicit Inside(DSUser& session) : session_(session) { ++session_.inside_; }
-        Inside(const Inside&) = delete;
-        Inside& operator=(const Inside&) = delete;
-        ~Inside() { --session_.inside_; }
-
-    private:
-        DSUser& session_;
-    };
-
-    // Requests and what comes in: dsrequest.cpp.
-    int waitForReply(DSRequest* request, NCrtt& rtt, int timeoutSeconds);
-    bool sendOrReconnect(const DSMessage* message);
-    bool isRepeat(const DSMessage& message);
-    void receiveReq(const DSRequest& request);
-    void receiveReply(DSReply* reply);
-    void triggerService(DSReply* reply);
-
-    // Queries and registrations: dsquery.cpp, dsregister.cpp.
-    int readyToAsk() const;
-    int askPlain(DSRequest* request, NCrtt& rtt, NCRef<DSReply>& reply);
-    DSSet* query(int& status, DSRequest* request, bool wait);
-    DSSet* queryAll(int& status, DSRequest* request);
-    DSSet* queryAgent(int& status, const DSAddr& address, DSRequest* request);
-    std::optional<DSAddr> tcpEndpoint(int& status, const DSAddr& address);
-    template <class T>
-    T* copyOf(const DSReply& reply, const char* complaint) const;
-
-    static bool exiting_;
-
-    DSAddr agentAddr_{0};
-    NCRef<DSLogin> login_;
-    NCudpstream stream_;
-    int port_ = dsDefaultPort;
-    bool debug_ = false;
-    DSSet providers_{16};           // of DSProvider: what this process has registered
-    DSDictionary triggers_{16};     // from DSName to DSSet of DSTrigWrapper
-    NCRef<DSOrderedCltn> addrList_; // made by the first search
-
-    // May change while a call waits.
-    NCRef<DSRequest> currentRequest_;
+    std::unique_ptr<Parts> parts_;
     NCRef<DSReply> lastReply_;
-    NCRef<DSReply> sentReply_;   // the last one sent to the agent, for repeats
-    NCRef<DSReply> lastTrigger_; // the last notification, to drop repeats
-    State state_ = searching;
-    Waiting waiting_ = idle;
-    timeval lastInput_{};
-    uint32_t lastMsgNum_ = 0;
-    bool firstMessage_ = true; // none yet on this connection
-    bool reconnected_ = false; // set at the end of each reconnect
-    bool connecting_ = false;  // a loss is left to whoever is connecting
-    bool timerActive_ = false;
-    int inside_ = 0;           // calls on the stack
-    uint32_t connections_ = 0; // made so far
-    NCrtt rttLogin_;           // login and keep-alive
-    NCrtt rttQuery_;           // locate, triggers, lists
-    NCrtt rttUnregister_;
-    NCrtt rttRegister_;
 };

@@ -1,6 +1,7 @@
 #include "agent/session/dsverify.h"
 
 #include "agent/records/dsmsg.h"
+#include "stream/ncudpstr.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -47,25 +48,27 @@ int DSVerify::bind(int port, const char* ipaddr) {
     return 0;
 }
 
-DSAddr* DSVerify::localAddr() const { return mode_ == listening ? new DSAddr(port()) : nullptr; }
+int DSVerify::port() const { return socket_ ? socket_->port() : 0; }
 
-int DSVerify::verify(const DSAddr& peer) {
+NCRef<DSAddr> DSVerify::localAddr() const { return mode_ == listening ? new DSAddr(port()) : nullptr; }
+
+int DSVerify::verify(const DSAddr* peer) {
     if (mode_ != idle)
         return busy;
     if (const int status = open(0, nullptr))
         return status;
-    if (socket_->connect(peer.socketAddress()) != 0) {
+    if (socket_->connect(peer->socketAddress()) != 0) {
         if (debug_) {
             std::perror("connect:");
             std::cout << "DSVerify::verify: Unable to connect to "
-                      << "host (" << peer.dottedAddr() << "), port (" << peer.port() << ")" << std::endl;
+                      << "host (" << peer->dottedAddr() << "), port (" << peer->port() << ")" << std::endl;
         }
         socket_.reset();
         return connectFailed;
     }
     if (ask() != 0) {
         if (debug_)
-            std::cout << "DSVerify::verify: Client at (" << peer.dottedAddr() << "), port (" << peer.port()
+            std::cout << "DSVerify::verify: Client at (" << peer->dottedAddr() << "), port (" << peer->port()
                       << ") is down" << std::endl;
         socket_.reset();
         peerDown();
@@ -73,7 +76,7 @@ int DSVerify::verify(const DSAddr& peer) {
     }
     if (debug_)
         std::cout << "DSVerify::verify: Sent a areYouAlive message to "
-                  << "client at (" << peer.dottedAddr() << "), port (" << peer.port() << ")" << std::endl;
+                  << "client at (" << peer->dottedAddr() << "), port (" << peer->port() << ")" << std::endl;
     auto* loop = dpDispatcher::instance();
     loop->link(socket_->fd(), dpDispatcher::readMask, handler_.get());
     if (!handler_->valid)

@@ -3,13 +3,15 @@
 #include "agent/records/dsaddr.h"
 #include "net/dispatcher.h"
 #include "net/ncrtt.h"
-#include "stream/ncudpstr.h"
 
 #include <memory>
+#include <netinet/in.h>
 
 class DSVerify;
+class NCTransObject;
+class NCudpstream;
 
-// What hangs on the dispatcher for a DSVerify, and its estimate of the round trip.
+// What a DSVerify links to the dispatcher, and its estimate of the round trip.
 class DSVerifyHandler : public dpIOHandler, public NCrtt {
 public:
     explicit DSVerifyHandler(DSVerify* owner) : owner_(owner) {}
@@ -47,13 +49,14 @@ protected:
 public:
     // Listens and answers from now on. Port 0 is any port, a null address any address. 0, or a code above.
     int bind(int port, const char* ipaddr);
-    // Starts one check. 0, or a code above; on `sendFailed` the peer has been declared down already.
-    int verify(const DSAddr& peer);
+    // Starts one check. 0, or a code above; on `sendFailed` the peer has been declared down already. The
+    // address is not kept.
+    int verify(const DSAddr* peer);
 
     // The socket's port, 0 without a socket.
-    int port() const { return socket_ ? socket_->port() : 0; }
-    // While listening, this host and the port, for the caller to hold; else null.
-    DSAddr* localAddr() const;
+    int port() const;
+    // While listening, this host and the port; else null.
+    NCRef<DSAddr> localAddr() const;
     bool debug() const { return debug_; }
     void setDebug(bool debug) { debug_ = debug; }
 

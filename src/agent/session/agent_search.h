@@ -7,19 +7,21 @@
 
 #include <optional>
 
+namespace harbolance {
+
 // One search for a location agent: a locate message is sent to one place after another until an agent
 // answers.
 //
 //     the option ORBagentaddr - this host - each listed address - broadcast
 //
 // It blocks, outside the event loop: up to 1 second for this host and 5 seconds for each other place.
-class DSAgentSearch {
+class AgentSearch {
 public:
-    // `listed` takes the texts of `dsAgentAddresses` when a search comes that far; it outlives the search.
+    // `listed` takes the result of `agentAddresses` when a search comes that far; it outlives the search.
     // Ends the process with status 1 when there is no socket to search with.
-    DSAgentSearch(int port, NCRef<DSOrderedCltn>& listed);
+    AgentSearch(int port, NCRef<DSOrderedCltn>& listed);
 
-    // Where the first agent that answered wants to be talked to, or nothing.
+    // Where the first agent that answered is to be asked from now on, or nothing.
     std::optional<DSAddr> run();
 
 private:
@@ -37,8 +39,7 @@ private:
 };
 
 // Hosts at which an agent may be: those of LOCD_ADDR, of the file of LOCD_ADDR_FILE or HARBOLANCE_ADM
-// ("agentaddr"), of the option ORBagentaddr. A list of TRXString, for the caller to hold.
-DSOrderedCltn* dsAgentAddresses();
+// ("agentaddr"), of the option ORBagentaddr. A list of TRXString.
+NCRef<DSOrderedCltn> agentAddresses();
 
-// Waits until the descriptor can be read: 1, 0 when the time ran out, -1 for an error. Signals do not end it.
-int dsWaitReadable(int fd, int seconds);
+} // namespace harbolance

@@ -1,7 +1,7 @@
-#include "agent/session/dsbcast.h"
+#include "agent/session/broadcast_table.h"
 
 #include "agent/records/dswrap.h"
-#include "agent/session/dsfile.h"
+#include "agent/session/word_file.h"
 #include "stream/ncudpstr.h"
 
 #include <net/if.h>
@@ -12,10 +12,12 @@
 #include <cstring>
 #include <iostream>
 
+using namespace harbolance;
+
 namespace {
 
 std::unique_ptr<NCBroadcastTable> makeTable(int fd, int port, bool debug) {
-    return std::make_unique<DSBroadcastTable>(fd, port, debug);
+    return std::make_unique<BroadcastTable>(fd, port, debug);
 }
 
 [[maybe_unused]] const bool registered = (NCudpstream::setBroadcastTableMaker(makeTable), true);
@@ -38,19 +40,19 @@ std::ostream& operator<<(std::ostream& out, const NCBroadcastEntry& entry) {
     return out << "  Broadcast: " << entry.broadcast.dottedAddr();
 }
 
-DSBroadcastTable::DSBroadcastTable(int fd, int port, bool debug) : port_(port), debug_(debug) {
+BroadcastTable::BroadcastTable(int fd, int port, bool debug) : port_(port), debug_(debug) {
     readFile();
     if (networks_.isEmpty())
         askInterfaces(fd);
 }
 
-void DSBroadcastTable::add(const DSAddr& local, const DSAddr& netmask, const DSAddr& broadcast) {
+void BroadcastTable::add(const DSAddr& local, const DSAddr& netmask, const DSAddr& broadcast) {
     entries_.push_back({port_, netmask, broadcast});
     networks_.put(new DSAddr(local), new DSWrapper(&entries_.back()));
 }
 
-void DSBroadcastTable::readFile() {
-    auto file = DSWordFile::fromEnvironment("LOCD_LOCAL_FILE", "localaddr");
+void BroadcastTable::readFile() {
+    auto file = WordFile::fromEnvironment("LOCD_LOCAL_FILE", "localaddr");
     if (!file)
         return;
     if (!file->isOpen()) {
@@ -68,22 +70,21 @@ void DSBroadcastTable::readFile() {
     }
 }
 
-bool DSBroadcastTable::ask(int fd, unsigned long question, void* answer, const char* failure) const {
+bool BroadcastTable::ask(int fd, unsigned long question, void* answer, const char* failure) const {
     const bool answered = ioctl(fd, question, answer) != -1;
     if (!answered && debug_)
         std::perror(failure);
     return answered;
 }
 
-std::optional<DSAddr> DSBroadcastTable::askAddress(int fd, unsigned long question,
-                                                   const ifreq& record) const {
+std::optional<DSAddr> BroadcastTable::askAddress(int fd, unsigned long question, const ifreq& record) const {
     ifreq answer = record;
     if (!ask(fd, question, &answer, "NCudpstream::getLocalAddr: ioctl"))
         return std::nullopt;
     return addressOf(answer.ifr_addr, port_);
 }
 
-void DSBroadcastTable::askInterfaces(int fd) {
+void BroadcastTable::askInterfaces(int fd) {
     constexpr size_t areaSize = 8192;
     std::array<ifreq, areaSize / sizeof(ifreq)> records{};
     ifconf request{};
@@ -96,7 +97,7 @@ void DSBroadcastTable::askInterfaces(int fd) {
         askInterface(fd, records[i]);
 }
 
-void DSBroadcastTable::askInterface(int fd, const ifreq& record) {
+void BroadcastTable::askInterface(int fd, const ifreq& record) {
     if (record.ifr_addr.sa_family != AF_INET)
         return;
     ifreq flags = record;
@@ -110,11 +111,12 @@ void DSBroadcastTable::askInterface(int fd, const ifreq& record) {
     const auto netmask = local ? askAddress(fd, SIOCGIFNETMASK, record) : std::nullopt;
     const auto broadcast =
         netmask ? askAddress(fd, pointToPoint ? SIOCGIFDSTADDR : SIOCGIFBRDADDR, record) : std::nullopt;
-    if (broadcast)
+    // The system gives 0 for an address that is not set.
+    if (broadcast && broadcast->addr() != INADDR_ANY)
         add(*local, *netmask, *broadcast);
 }
 
-int DSBroadcastTable::forEachTarget(const std::function<int(const sockaddr_in&)>& send) const {
+int BroadcastTable::forEachTarget(const std::function<int(const sockaddr_in&)>& send) const {
     for (const DSResource* element : networks_) {
         if (const int status = send(entryOf(element).broadcast.socketAddress()))
             return status;
@@ -122,7 +124,7 @@ int DSBroadcastTable::forEachTarget(const std::function<int(const sockaddr_in&)>
     return 0;
 }
 
-const DSAddr* DSBroadcastTable::localAddrFor(const sockaddr_in& address) const {
+const DSAddr* BroadcastTable::localAddrFor(const sockaddr_in& address) const {
     for (const DSResource* element : networks_) {
         const auto* local = static_cast<const DSAddr*>(static_cast<const DSAssoc*>(element)->key());
         const in_addr_t mask = entryOf(element).netmask.addr();

@@ -4,13 +4,15 @@
 #include <optional>
 #include <string>
 
-// A file of words for the search of agents: blanks and newlines separate, a word that begins with # drops the
-// rest of its line.
-class DSWordFile {
+namespace harbolance {
+
+// A configuration file of words: spaces and newlines separate them, and a word that begins with # starts a
+// comment to the end of its line.
+class WordFile {
 public:
     // The file that `variable` names, else `name` in the directory of HARBOLANCE_ADM; nothing when neither is
     // set.
-    static std::optional<DSWordFile> fromEnvironment(const char* variable, const char* name);
+    static std::optional<WordFile> fromEnvironment(const char* variable, const char* name);
 
     bool isOpen() const { return file_.is_open(); }
     const std::string& path() const { return path_; }
@@ -22,10 +24,12 @@ public:
     std::optional<std::string> nextRawWord();
 
 private:
-    DSWordFile(std::string path, bool namedByVariable)
+    WordFile(std::string path, bool namedByVariable)
         : path_(std::move(path)), namedByVariable_(namedByVariable), file_(path_) {}
 
     std::string path_;
     bool namedByVariable_;
     std::ifstream file_;
 };
+
+} // namespace harbolance

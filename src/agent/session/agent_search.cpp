@@ -1,34 +1,23 @@
-#include "agent/session/dssearch.h"
+#include "agent/session/agent_search.h"
 
 #include "agent/records/trxstring.h"
-#include "agent/session/dsfile.h"
-#include "agent/session/dsoptions.h"
+#include "agent/session/session_options.h"
+#include "agent/session/word_file.h"
 #include "net/descriptors.h"
 
 #include <poll.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
 
-using namespace harbolance;
+namespace harbolance {
 
-int dsWaitReadable(int fd, int seconds) {
-    using Clock = std::chrono::steady_clock;
-    const auto end = Clock::now() + std::chrono::seconds(seconds);
-    return uninterrupted([&] {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-        pollfd watched{fd, POLLIN, 0};
-        return ::poll(&watched, 1, static_cast<int>(left > 0 ? left : 0));
-    });
-}
-
-DSOrderedCltn* dsAgentAddresses() {
-    auto* list = new DSOrderedCltn(16);
+NCRef<DSOrderedCltn> agentAddresses() {
+    NCRef<DSOrderedCltn> list = new DSOrderedCltn(16);
     if (const char* host = std::getenv("LOCD_ADDR"))
         list->add(new TRXString(host));
-    if (auto file = DSWordFile::fromEnvironment("LOCD_ADDR_FILE", "agentaddr")) {
+    if (auto file = WordFile::fromEnvironment("LOCD_ADDR_FILE", "agentaddr")) {
         if (!file->isOpen()) {
             if (file->isNamedByVariable())
                 std::cout << "DSUser::Unable to open agentaddr file - " << file->path() << std::endl;
@@ -37,17 +26,17 @@ DSOrderedCltn* dsAgentAddresses() {
         while (const auto host = file->nextWord())
             list->add(new TRXString(host->c_str()));
     }
-    if (const auto host = DSOptions::current()->option("ORBagentaddr"))
+    if (const auto host = SessionOptions::current()->option("ORBagentaddr"))
         list->add(new TRXString(host->c_str()));
     return list;
 }
 
-DSAgentSearch::DSAgentSearch(int port, NCRef<DSOrderedCltn>& listed)
+AgentSearch::AgentSearch(int port, NCRef<DSOrderedCltn>& listed)
     : port_(port), listed_(listed), message_(new DSAMessage(DSTypeLocateAgent)) {
     probe_.setBlocking(true);
 }
 
-void DSAgentSearch::open(const char* ipaddr) {
+void AgentSearch::open(const char* ipaddr) {
     if (probe_.isOpen())
         probe_.close();
     if (probe_.bind(0, ipaddr) == 0)
@@ -57,11 +46,11 @@ void DSAgentSearch::open(const char* ipaddr) {
     std::exit(1);
 }
 
-std::optional<DSAddr> DSAgentSearch::run() {
-    const auto ipaddr = DSOptions::current()->option("OAipaddr");
+std::optional<DSAddr> AgentSearch::run() {
+    const auto ipaddr = SessionOptions::current()->option("OAipaddr");
     const char* ownAddress = ipaddr ? ipaddr->c_str() : nullptr;
     open(ownAddress);
-    if (const auto host = DSOptions::current()->option("ORBagentaddr")) {
+    if (const auto host = SessionOptions::current()->option("ORBagentaddr")) {
         if (const auto agent = ask(host->c_str()))
             return agent;
         open(nullptr);
@@ -70,7 +59,7 @@ std::optional<DSAddr> DSAgentSearch::run() {
         return agent;
     open(ownAddress);
     if (!listed_)
-        listed_ = dsAgentAddresses();
+        listed_ = agentAddresses();
     for (const DSResource* element : *listed_) {
         if (const auto agent = ask(static_cast<const TRXString*>(element)->str()))
             return agent;
@@ -84,7 +73,7 @@ std::optional<DSAddr> DSAgentSearch::run() {
     return ask(nullptr);
 }
 
-std::optional<DSAddr> DSAgentSearch::askThisHost() {
+std::optional<DSAddr> AgentSearch::askThisHost() {
     if (probe_.connect(DSAddr(port_).socketAddress()) != 0 || probe_.send(message_.get()) != 0)
         return std::nullopt;
     return awaitAnswer();
@@ -92,7 +81,7 @@ std::optional<DSAddr> DSAgentSearch::askThisHost() {
 
 // Each attempt sends again; the first good answer wins and later ones are never read. Without a host the
 // question is broadcast.
-std::optional<DSAddr> DSAgentSearch::ask(const char* host) {
+std::optional<DSAddr> AgentSearch::ask(const char* host) {
     for (int attempt = 0; attempt < attempts; ++attempt) {
         const int status =
             host ? probe_.sendTo(host, port_, message_.get()) : probe_.broadcast(message_.get(), port_);
@@ -104,9 +93,9 @@ std::optional<DSAddr> DSAgentSearch::ask(const char* host) {
     return std::nullopt;
 }
 
-std::optional<DSAddr> DSAgentSearch::awaitAnswer() {
+std::optional<DSAddr> AgentSearch::awaitAnswer() {
     constexpr int seconds = 1;
-    const int ready = dsWaitReadable(probe_.fd(), seconds);
+    const int ready = pollUntil(probe_.fd(), POLLIN, Deadline(seconds));
     if (ready < 0) {
         std::perror("DSUser::connect: select:");
         std::cout << "DSUser:: select error\n";
@@ -125,3 +114,5 @@ std::optional<DSAddr> DSAgentSearch::awaitAnswer() {
         return std::nullopt;
     return *agent;
 }
+
+} // namespace harbolance

@@ -1,17 +1,19 @@
-#include "agent/session/dsfile.h"
+#include "agent/session/word_file.h"
 
 #include <cstdlib>
 #include <iomanip>
 
-std::optional<DSWordFile> DSWordFile::fromEnvironment(const char* variable, const char* name) {
+namespace harbolance {
+
+std::optional<WordFile> WordFile::fromEnvironment(const char* variable, const char* name) {
     if (const char* path = std::getenv(variable))
-        return DSWordFile(path, true);
+        return WordFile(path, true);
     if (const char* directory = std::getenv("HARBOLANCE_ADM"))
-        return DSWordFile(std::string(directory) + "/" + name, false);
+        return WordFile(std::string(directory) + "/" + name, false);
     return std::nullopt;
 }
 
-std::optional<std::string> DSWordFile::nextWord() {
+std::optional<std::string> WordFile::nextWord() {
     constexpr int longestComment = 254;
     auto word = nextRawWord();
     while (word && word->front() == '#') {
@@ -21,10 +23,12 @@ std::optional<std::string> DSWordFile::nextWord() {
     return word;
 }
 
-std::optional<std::string> DSWordFile::nextRawWord() {
+std::optional<std::string> WordFile::nextRawWord() {
     constexpr int longestWord = 255;
     std::string word;
     if (!(file_ >> std::setw(longestWord) >> word))
         return std::nullopt;
     return word;
 }
+
+} // namespace harbolance

@@ -1,0 +1,88 @@
+#include "agent/session/agent_connection.h"
+
+#include "agent/records/dsprovid.h"
+#include "agent/session/session_options.h"
+
+namespace harbolance {
+
+std::unique_ptr<AgentConnection> AgentConnection::open(const DSAddr& agent, dpIOHandler& handler) {
+    std::unique_ptr<AgentConnection> connection(new AgentConnection);
+    NCudpstream& stream = connection->stream_;
+    if (bindOwnAddress(stream) != 0 || stream.fd() >= dpDispatcher::maxDescriptors)
+        return nullptr;
+    stream.connect(agent.socketAddress());
+    dpDispatcher::instance()->link(stream.fd(), dpDispatcher::readMask, &handler);
+    return connection;
+}
+
+AgentConnection::~AgentConnection() {
+    if (stream_.isConnected())
+        dpDispatcher::instance()->unlink(stream_.fd());
+}
+
+std::chrono::seconds AgentConnection::silence() const {
+    using namespace std::chrono;
+    return lastInput_ ? duration_cast<seconds>(steady_clock::now() - *lastInput_) : seconds::max();
+}
+
+bool AgentConnection::send(const DSMessage& message) {
+    return stream_.send(&message) != NCudpstream::refused;
+}
+
+int AgentConnection::answer(const DSMessage& message, int replyType) {
+    lastAnswer_ = new DSReply(replyType, message, DSStatusDone);
+    return stream_.send(lastAnswer_.get());
+}
+
+NCRef<DSReply> AgentConnection::answerTo(const DSRequest& request) const {
+    return lastAnswer_ && lastAnswer_->answers(request) ? lastAnswer_ : nullptr;
+}
+
+NCRef<DSMessage> AgentConnection::receive(bool& lost) {
+    int status = 0;
+    sockaddr_in from{};
+    std::unique_ptr<NCTransObject> received(stream_.receive(status, &from));
+    // Another dispatcher has read what was announced, or the system has dropped it.
+    if (status == NCudpstream::noData)
+        return nullptr;
+    auto* known = nc_cast<DSMessage>(received.get());
+    if (status != 0 || !known || !known->isCurrentVersion()) {
+        const sockaddr_in& agent = stream_.peer();
+        const bool fromAgent =
+            from.sin_addr.s_addr == agent.sin_addr.s_addr && from.sin_port == agent.sin_port;
+        lost = fromAgent || from.sin_family == AF_UNSPEC; // the latter is a failure of the socket
+        return nullptr;
+    }
+    NCRef<DSMessage> message = known;
+    static_cast<void>(received.release());
+    lastInput_ = std::chrono::steady_clock::now();
+    return isRepeat(*message) ? nullptr : message;
+}
+
+bool AgentConnection::isRepeat(const DSMessage& message) {
+    const auto* reply = nc_cast<DSReply>(&message);
+    const bool isAnswer = reply && reply->replyType() != DSReplyTrigger;
+    const auto before = std::exchange(lastNumber_, message.msgNum());
+    if (before == message.msgNum())
+        return isAnswer;
+    if (before && isAnswer)
+        lastNotification_ = nullptr;
+    return false;
+}
+
+bool AgentConnection::isRepeatedNotification(DSReply& notification) {
+    const auto valueOf = [](const DSReply& reply) {
+        const auto* provider = nc_cast<DSProvider>(reply.reply());
+        return provider ? provider->name().value() : nullptr;
+    };
+    if (lastNotification_ && lastNotification_->status() == notification.status()) {
+        const DSResource* value = valueOf(*lastNotification_);
+        const DSResource* otherValue = valueOf(notification);
+        if (value && otherValue && value->compare(otherValue) == 0)
+            return true;
+    }
+    lastNotification_ = &notification;
+    return false;
+}
+
+} // namespace harbolance

@@ -1,0 +1,220 @@
+#include "agent/session/agent_link.h"
+
+#include "agent/session/agent_search.h"
+#include "agent/session/dsuser.h"
+#include "agent/session/registrations.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+
+namespace harbolance {
+
+AgentLink::AgentLink(dpIOHandler& session, Registrations& registrations, const char* loginName,
+                     const char* loginExtra)
+    : session_(session), registrations_(registrations), login_(new DSLogin(loginName, loginExtra)) {}
+
+void AgentLink::open(int port) {
+    port_ = port;
+    connect();
+}
+
+void AgentLink::setPort(int port) {
+    port_ = port;
+    reconnect();
+}
+
+void AgentLink::close() {
+    if (closed_)
+        return;
+    closed_ = true;
+    if (connection_)
+        connection_->send(*NCRef<DSRequest>(new DSRequest(DSRequestEndOfSession)));
+    connection_.reset();
+    stopTimer();
+}
+
+void AgentLink::reconnect() {
+    connection_.reset();
+    if (connecting_ || closed_)
+        return;
+    const Connecting connecting(*this);
+    // An agent may answer the search and the login and then be silent, so that it is lost over the first
+    // registration.
+    for (int round = 0; round < searchTries && !connection_; ++round) {
+        connect();
+        if (!connection_)
+            break;
+        registrations_.registerAgain();
+    }
+    if (!connection_)
+        startTimer(searchPeriod);
+}
+
+void AgentLink::connect() {
+    const Connecting connecting(*this);
+    for (int i = 0; i < searchTries && !isLoggedIn(); ++i) {
+        search();
+        logIn();
+    }
+    if (!connection_) {
+        std::cout << "Harbolance: Unable to locate agent. Will try "
+                  << "every " << searchPeriod << " seconds to locate agent" << std::endl;
+    }
+    startTimer(connection_ ? keepAlivePeriod : searchPeriod);
+}
+
+// Without an answer everything stays as it is.
+void AgentLink::search() {
+    const auto agent = AgentSearch(port_, listedAgents_).run();
+    auto connection = agent ? AgentConnection::open(*agent, session_) : nullptr;
+    if (!connection)
+        return;
+    agentAddr_ = *agent;
+    connection_ = std::move(connection);
+    ++connections_;
+    for (NCrtt* rtt : {&rttLogin, &rttQuery, &rttUnregister, &rttRegister})
+        rtt->reset();
+}
+
+void AgentLink::logIn() {
+    if (!connection_)
+        return;
+    const NCRef<DSRequest> question = new DSRequest(DSRequestLogin, login_.get());
+    NCRef<DSReply> reply;
+    if (ask(*question, rttLogin, 0, reply) != DSUser::done)
+        return;
+    if (reply->replyType() != DSReplyLogin) {
+        std::cout << "DSUser::login: Unexpected reply while logging in\n";
+        std::exit(1);
+    }
+    if (reply->status() == DSStatusDone || reply->status() == DSStatusKnownClient)
+        connection_->setLoggedIn();
+    else if (reply->status() == DSStatusVersionMismatch)
+        std::cout << "Version mismatch with agent at " << agentAddr_.dottedAddr() << "\n";
+}
+
+int AgentLink::readiness() const {
+    if (!isLoggedIn())
+        return DSUser::notLoggedIn;
+    return exchange_ ? DSUser::busy : DSUser::done;
+}
+
+int AgentLink::ask(DSRequest& request, NCrtt& rtt, int seconds, NCRef<DSReply>& reply) {
+    const NCRef<DSRequest> held = &request;
+    reply = nullptr;
+    if (closed_)
+        return DSUser::noAgent;
+    if (exchange_)
+        return DSUser::busy;
+    const Call call(*this);
+    Exchange exchange(*this, request);
+    const int status = exchange.run(rtt, seconds);
+    reply = exchange.reply();
+    return status;
+}
+
+int AgentLink::inputReady() {
+    if (!connection_)
+        return -1;
+    const Call call(*this);
+    bool lost = false;
+    const NCRef<DSMessage> message = connection_->receive(lost);
+    if (lost)
+        reconnect();
+    else if (const auto* request = nc_cast<DSRequest>(message.get()))
+        answer(*request);
+    else if (auto* reply = nc_cast<DSReply>(message.get()))
+        take(*reply);
+    else if (message && debug_)
+        std::cout << "DSUser::inputReady: Unknown message type" << std::endl;
+    return closed_ ? -1 : 0;
+}
+
+void AgentLink::answer(const DSRequest& request) {
+    if (const NCRef<DSReply> again = connection_->answerTo(request)) {
+        if (!connection_->send(*again))
+            reconnect();
+    } else if (request.requestType() == DSRequestAreYouAlive) {
+        if (connection_->answer(request, DSReplyAlive) == NCudpstream::refused)
+            reconnect();
+    } else if (request.requestType() == DSRequestEndOfSession) {
+        if (connection_->answer(request, DSReplyEndOfSession) != 0 && debug_) {
+            std::perror("DSUser: ");
+            std::cout << "DSUser::udpstream: send :" << std::endl;
+        }
+        reconnect();
+    } else if (debug_) {
+        std::cout << "DSUser::receiveReq: Unknown request from agent\n" << std::endl;
+    }
+}
+
+void AgentLink::take(DSReply& reply) {
+    if (exchange_ && exchange_->awaits(reply)) {
+        // A login that the agent does not accept is left to the search. Any other request goes to the next
+        // agent.
+        const bool isLogin = exchange_->request().requestType() == DSRequestLogin;
+        if (reply.status() == DSStatusReconnect && !isLogin)
+            reconnect();
+        else
+            exchange_->take(reply);
+        return;
+    }
+    if (reply.replyType() != DSReplyTrigger)
+        return; // a late answer to an earlier request
+    const bool lost = connection_->answer(reply, DSReplyTriggerAcknowledged) == NCudpstream::refused;
+    const uint32_t connection = connections_;
+    notify(reply);
+    if (lost && connection == connections_) // a handler may have replaced it
+        reconnect();
+}
+
+void AgentLink::notify(DSReply& notification) {
+    auto* provider = nc_cast<DSProvider>(notification.reply());
+    if (!provider) {
+        if (debug_)
+            std::cout << "Reply doesn't contain a DSProvider: \n" << notification;
+        return;
+    }
+    if (connection_ && !connection_->isRepeatedNotification(notification))
+        registrations_.notify(*provider, notification.status() != DSStatusProviderDown);
+}
+
+void AgentLink::startTimer(int seconds) {
+    stopTimer();
+    if (closed_)
+        return;
+    dpDispatcher::instance()->startTimer(seconds, 0, &session_);
+    timerRuns_ = true;
+}
+
+void AgentLink::stopTimer() {
+    if (std::exchange(timerRuns_, false))
+        dpDispatcher::instance()->stopTimer(&session_);
+}
+
+void AgentLink::startKeepAlive() {
+    if (!timerRuns_)
+        startTimer(keepAlivePeriod);
+}
+
+void AgentLink::timerExpired() {
+    const Call call(*this);
+    timerRuns_ = false;
+    if (!connection_) {
+        reconnect();
+        return;
+    }
+    const auto silence = connection_->silence();
+    if (silence < std::chrono::seconds(keepAlivePeriod)) {
+        startTimer(keepAlivePeriod - static_cast<int>(silence.count()));
+        return;
+    }
+    // A request that is under way finds out by itself whether the agent lives.
+    NCRef<DSReply> reply;
+    if (!exchange_)
+        ask(*NCRef<DSRequest>(new DSRequest(DSRequestAreYouAlive)), rttLogin, 0, reply);
+    startKeepAlive();
+}
+
+} // namespace harbolance

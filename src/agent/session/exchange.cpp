@@ -1,0 +1,73 @@
+#include "agent/session/exchange.h"
+
+#include "agent/session/agent_link.h"
+#include "agent/session/dsuser.h"
+#include "net/timer.h"
+
+namespace harbolance {
+
+Exchange::Exchange(AgentLink& link, DSRequest& request) : link_(link), request_(&request) {
+    link_.exchange_ = this;
+}
+
+Exchange::~Exchange() { link_.exchange_ = nullptr; }
+
+int Exchange::run(NCrtt& rtt, int seconds) {
+    const int status = waitForReply(rtt, seconds);
+    // A new connection may have started the estimate afresh, with nothing to measure.
+    if (rtt.started.tv_sec != 0)
+        rtt.stop();
+    return status;
+}
+
+int Exchange::waitForReply(NCrtt& rtt, int seconds) {
+    dpDispatcher loop;
+    DSTimer retransmit(&loop);
+    DSTimer deadline(&loop);
+    if (seconds > 0)
+        deadline.start(seconds, 0);
+    uint32_t connection = 0; // the one that the last sending went to
+    int agents = 0;
+    bool startTimer = true;
+    while (link_.connection_) {
+        if (link_.connections_ != connection) {
+            if (++agents > mostAgents)
+                return DSUser::noAnswer;
+            connection = link_.connections_;
+            if (!rtt.valid)
+                rtt.reset();
+            rtt.nrexmt = 0;
+            startTimer = true;
+        }
+        if (!link_.connection_->send(*request_)) {
+            link_.reconnect();
+            continue;
+        }
+        // The time-out begins with the first sending and each repeat after a time-out; another wake-up, such
+        // as a notification, sends again within it.
+        if (std::exchange(startTimer, false))
+            retransmit.start(rtt.start(), 0);
+
+        const int fd = link_.connection_->fd();
+        loop.link(fd, dpDispatcher::readMask, &link_.session_);
+        loop.dispatch();
+        loop.unlink(fd);
+
+        if (link_.connections_ != connection || !link_.connection_)
+            continue;
+        if (reply_)
+            return DSUser::done;
+        if (deadline.expired)
+            return DSUser::timedOut;
+        if (retransmit.expired) {
+            startTimer = true;
+            if (++rtt.nrexmt > NCrtt::maxRetransmissions) {
+                rtt.valid = 0;
+                link_.reconnect();
+            }
+        }
+    }
+    return DSUser::noAgent;
+}
+
+} // namespace harbolance
