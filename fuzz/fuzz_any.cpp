@@ -60,6 +60,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     try {
         input.in() >> any;
     } catch (const CORBA_SystemException&) {
+        inputRefused = true;
         return 0;
     }
     checkWire(any);

@@ -59,7 +59,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         else
             checkKnown(input.in());
     } catch (const CORBA_SystemException&) {
-        // no exception, or a type without values
+        inputRefused = true;
     }
     return 0;
 }

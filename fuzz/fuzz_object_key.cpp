@@ -14,6 +14,7 @@ TRXRef<TRXObjectId> read(const CORBA_OctetSequence& key) {
         return TRXRef<TRXObjectId>(TRXUtil::id_from_key(key));
     } catch (const CORBA_MARSHAL&) {
         require(TRXUtil::is_key(key), "only what bears the magic is read further");
+        inputRefused = true;
         return {};
     }
 }

@@ -65,6 +65,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     try {
         ior.reset(TRXUtil::string_to_ior(input.c_str()));
     } catch (const CORBA_INV_OBJREF&) {
+        inputRefused = true;
         return 0;
     }
     const CORBA_String_var text = TRXUtil::ior_to_string(*ior);

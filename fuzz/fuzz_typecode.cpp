@@ -20,11 +20,7 @@ CORBA_TypeCode_var read(CORBA_MarshalInBuffer& in) {
 
 void check(CORBA_TypeCode* type) {
     CORBA_MarshalOutBuffer out(255);
-    try {
-        out << type;
-    } catch (const CORBA_MARSHAL&) {
-        return; // nested deeper than what is written may be
-    }
+    out << type;
     CORBA_MarshalInBuffer in(out.data(), out.offset());
     const CORBA_TypeCode_var again = read(in);
     require(type->equal(again), "a TypeCode survives its wire form");
@@ -37,11 +33,7 @@ void check(CORBA_TypeCode* type) {
 void checkDump(CORBA_TypeCode* type) {
     std::ostringstream text;
     TRXostream stream(text);
-    try {
-        CORBA_TypeCode::dump(stream, type);
-    } catch (const CORBA_MARSHAL&) {
-        // nested deeper than what is printed may be
-    }
+    CORBA_TypeCode::dump(stream, type);
 }
 
 } // namespace
@@ -51,12 +43,19 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         return 0;
     MarshalInput input(data, size);
     harbolance::marshalSettings.backDII = input.flag(2);
+    CORBA_TypeCode_var type;
     try {
-        const CORBA_TypeCode_var type = read(input.in());
-        check(type);
-        checkDump(type);
+        type = read(input.in());
     } catch (const CORBA_SystemException&) {
-        // no TypeCode
+        inputRefused = true;
+        return 0;
+    }
+    for (auto* use : {check, checkDump}) {
+        try {
+            use(type);
+        } catch (const CORBA_MARSHAL&) {
+            // Indirections may make a type deeper than what is written or compared, or larger than a dump.
+        }
     }
     return 0;
 }

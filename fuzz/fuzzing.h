@@ -12,6 +12,10 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
+// Set by a target that refuses an input as a whole. A file of the corpus whose name begins with "refused-"
+// has to be refused.
+inline bool inputRefused = false;
+
 // The complaints of the decoders cost more than the decoding.
 inline void silenceComplaints() {
     std::cout.setstate(std::ios::failbit);

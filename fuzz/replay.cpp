@@ -14,7 +14,9 @@ void replay(const fs::path& file) {
     std::fprintf(stderr, "%s\n", file.c_str());
     std::ifstream in(file, std::ios::binary);
     const std::string input{std::istreambuf_iterator<char>(in), {}};
+    inputRefused = false;
     LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(input.data()), input.size());
+    require(inputRefused || !file.filename().string().starts_with("refused-"), "the input is refused");
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <malloc.h>
 #include <new>
 #include <utility>
 
@@ -9,13 +10,25 @@ namespace {
 
 uint64_t count = 0;
 size_t largest = 0;
+size_t inUse = 0;
+size_t start = 0;
+size_t peak = 0;
 
 void* counted(size_t size) {
     ++count;
     largest = std::max(largest, size);
-    if (void* memory = std::malloc(size))
-        return memory;
-    throw std::bad_alloc();
+    void* memory = std::malloc(size);
+    if (!memory)
+        throw std::bad_alloc();
+    inUse += malloc_usable_size(memory);
+    peak = std::max(peak, inUse);
+    return memory;
+}
+
+void discounted(void* memory) {
+    if (memory)
+        inUse -= malloc_usable_size(memory);
+    std::free(memory);
 }
 
 } // namespace
@@ -24,9 +37,15 @@ uint64_t allocationCount() { return count; }
 
 size_t takeLargestAllocation() { return std::exchange(largest, 0); }
 
+size_t takePeakOfMemory() {
+    const size_t above = peak - start;
+    start = peak = inUse;
+    return above;
+}
+
 void* operator new(size_t size) { return counted(size); }
 void* operator new[](size_t size) { return counted(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, size_t) noexcept { std::free(memory); }
+void operator delete(void* memory) noexcept { discounted(memory); }
+void operator delete[](void* memory) noexcept { discounted(memory); }
+void operator delete(void* memory, size_t) noexcept { discounted(memory); }
+void operator delete[](void* memory, size_t) noexcept { discounted(memory); }

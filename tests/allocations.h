@@ -8,3 +8,6 @@ uint64_t allocationCount();
 
 // The largest allocation since the last call.
 size_t takeLargestAllocation();
+
+// The most octets of memory in use at a time since the last call, above what was in use then.
+size_t takePeakOfMemory();

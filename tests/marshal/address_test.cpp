@@ -1,6 +1,5 @@
 #include "marshal/exception/vexcept.h"
 #include "marshal/reference/vutil.h"
-#include "marshal/text/vstr.h"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +7,6 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
-
-using namespace harbolance;
 
 namespace {
 

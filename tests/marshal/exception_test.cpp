@@ -1,16 +1,8 @@
 #include "marshal/exception/orb_exceptions.h"
 #include "marshal/exception/user_exception.h"
-#include "marshal/exception/vexcept.h"
-#include "marshal/text/vstr.h"
+#include "marshal/support.h"
 
-#include <gtest/gtest.h>
-
-#include <iostream>
 #include <memory>
-#include <sstream>
-#include <string>
-
-using namespace harbolance;
 
 namespace {
 
@@ -27,18 +19,17 @@ public:
 };
 TRX_DEFINE_USER_EXCEPTION(Refused, "Gate::Refused", "IDL:Gate/Refused:1.0")
 
-// `stream` is one of the standard three.
-template <class Print>
-std::string printedOn(std::ostream& stream, Print print) {
-    std::ostringstream text;
-    std::streambuf* saved = stream.rdbuf(text.rdbuf());
-    print(stream);
-    stream.rdbuf(saved);
-    return text.str();
+Refused refused() {
+    Refused made;
+    made.reason = 3;
+    made.where = static_cast<const char*>("north");
+    return made;
 }
 
-std::string printed(const CORBA_Exception& exception, std::ostream& stream = std::cout) {
-    return printedOn(stream, [&](std::ostream& out) { out << exception; });
+std::unique_ptr<CORBA_Exception> readException(TRXistream& in) {
+    CORBA_Exception* read = nullptr;
+    in >> read;
+    return std::unique_ptr<CORBA_Exception>(read);
 }
 
 TEST(Exception, hasTheTwentyNineInTheDictionary) {
@@ -61,18 +52,13 @@ TEST(Exception, hasTheTwentyNineInTheDictionary) {
     EXPECT_EQ(CORBA_ExceptionDesc::dictionarySlots(), 128u);
     EXPECT_EQ(CORBA_ExceptionDesc::lookup("IDL:omg.org/CORBA/NOTHING:1.0"), nullptr);
     EXPECT_EQ(CORBA_ExceptionDesc::lookup(nullptr), nullptr);
-}
-
-TEST(Exception, keepsTheFirstOfTwoDescriptorsWithOneId) {
     {
         const CORBA_ExceptionDesc second("Gate::Other", "IDL:Gate/Refused:1.0", nullptr, nullptr);
-        EXPECT_EQ(CORBA_ExceptionDesc::lookup("IDL:Gate/Refused:1.0"), &Refused::_descriptor());
-    }
-    EXPECT_EQ(CORBA_ExceptionDesc::lookup("IDL:Gate/Refused:1.0"), &Refused::_descriptor());
-    {
         const CORBA_ExceptionDesc passing("Gate::Passing", "IDL:Gate/Passing:1.0", nullptr, nullptr);
+        EXPECT_EQ(CORBA_ExceptionDesc::lookup("IDL:Gate/Refused:1.0"), &Refused::_descriptor());
         EXPECT_EQ(CORBA_ExceptionDesc::lookup("IDL:Gate/Passing:1.0"), &passing);
     }
+    EXPECT_EQ(CORBA_ExceptionDesc::lookup("IDL:Gate/Refused:1.0"), &Refused::_descriptor());
     EXPECT_EQ(CORBA_ExceptionDesc::lookup("IDL:Gate/Passing:1.0"), nullptr);
 }
 
@@ -95,58 +81,64 @@ TEST(Exception, raisesAndCopiesItsOwnClass) {
     try {
         copy->_raise();
         FAIL();
-    } catch (const CORBA_TRANSIENT& raised) {
-        EXPECT_NE(&raised, copy.get());
-        EXPECT_EQ(raised.minor(), 7u);
-        EXPECT_EQ(raised.completed(), COMPLETED_YES);
+    } catch (const std::exception& raised) {
+        const auto* transient = dynamic_cast<const CORBA_TRANSIENT*>(&raised);
+        ASSERT_NE(transient, nullptr);
+        EXPECT_NE(transient, copy.get());
+        EXPECT_EQ(transient->minor(), 7u);
+        EXPECT_EQ(transient->completed(), COMPLETED_YES);
+        EXPECT_STREQ(raised.what(), "IDL:omg.org/CORBA/TRANSIENT:1.0");
     }
-    const CORBA_SystemException root(1, COMPLETED_YES);
-    EXPECT_THROW(root._raise(), CORBA_SystemException);
+    EXPECT_THROW(CORBA_SystemException(1, COMPLETED_YES)._raise(), CORBA_SystemException);
     EXPECT_NO_THROW(CORBA_UserException()._raise());
 }
 
-TEST(Exception, printsLinesOnTheConsole) {
+TEST(Exception, printsLinesOnTheConsoleAndItsMembersElsewhere) {
     CORBA_COMM_FAILURE failure(104, COMPLETED_MAYBE);
-    const std::string lines = "Exception: CORBA::COMM_FAILURE\n\tMinor: 104\n\tCompletion Status: MAYBE\n";
-    EXPECT_EQ(printed(failure), lines);
-    EXPECT_EQ(printed(failure, std::cerr), lines);
-    EXPECT_EQ(printed(failure, std::clog), lines);
+    const std::string lines = "Exception: CORBA::COMM_FAILURE\n\tMinor: 104\n\tCompletion Status: ";
+    for (std::ostream* console : {&std::cout, &std::cerr, &std::clog})
+        EXPECT_EQ(printed(failure, *console), lines + "MAYBE\n");
     failure.completed(static_cast<CORBA_CompletionStatus>(7));
-    EXPECT_EQ(printed(failure),
-              "Exception: CORBA::COMM_FAILURE\n\tMinor: 104\n\tCompletion Status: Invalid status\n");
+    EXPECT_EQ(printed(failure), lines + "Invalid status\n");
     EXPECT_EQ(printed(CORBA_UserException()), "Exception: CORBA::UserException\n");
     EXPECT_EQ(printed(CORBA_ORB_InvalidName()), "EXCEPTION CORBA_ORB_InvalidName {\n}\n");
-    Refused refused;
-    refused.reason = 3;
-    refused.where = static_cast<const char*>("north");
-    EXPECT_EQ(printed(refused), "EXCEPTION Gate::Refused {\n\treason:\n3 \n\twhere:\nnorth\n}\n");
-}
-
-TEST(Exception, writesItsMembersToAnyOtherStream) {
+    EXPECT_EQ(printed(refused()), "EXCEPTION Gate::Refused {\n\treason:\n3 \n\twhere:\nnorth\n}\n");
     std::ostringstream text;
     text << CORBA_BAD_PARAM(5, COMPLETED_YES);
     EXPECT_EQ(text.str(), "5 0 ");
 }
 
-TEST(Exception, isReadBackFromText) {
+TEST(Exception, isItsIdAndItsMembers) {
+    // Its id has 31 characters, so that the members need no padding.
+    const std::string id = hex("IDL:omg.org/CORBA/BAD_PARAM:1.0") + "00";
+    EXPECT_EQ(written(CORBA_BAD_PARAM(5, COMPLETED_MAYBE)), "20000000" + id + "0500000002000000");
+    EXPECT_EQ(written(CORBA_ORB_InvalidName()),
+              "26000000" + hex("IDL:omg.org/CORBA/ORB/InvalidName:1.0") + "00");
+    const auto bad = readException(Source("00000020" + id + "00000005 00000007", 0).in());
+    ASSERT_NE(CORBA_BAD_PARAM::_narrow(bad.get()), nullptr);
+    EXPECT_EQ(CORBA_BAD_PARAM::_narrow(bad.get())->minor(), 5u);
+    EXPECT_EQ(CORBA_BAD_PARAM::_narrow(bad.get())->completed(), 7u);
+    EXPECT_THROW(readException(Source("00000020" + id + "00000005", 0).in()), CORBA_MARSHAL);
     std::stringstream text;
-    TRXostream out(text);
-    Refused refused;
-    refused.reason = 3;
-    refused.where = static_cast<const char*>("north");
-    out << CORBA_MARSHAL(9, static_cast<CORBA_CompletionStatus>(7)) << refused << Refused();
+    toText(text, refused());
     TRXistream in(text);
-    CORBA_Exception* read = nullptr;
-    in >> read;
-    std::unique_ptr<CORBA_Exception> holder(read);
-    ASSERT_NE(CORBA_MARSHAL::_narrow(read), nullptr);
-    EXPECT_EQ(CORBA_MARSHAL::_narrow(read)->minor(), 9u);
-    EXPECT_EQ(CORBA_MARSHAL::_narrow(read)->completed(), 7u);
-    in >> read;
-    holder.reset(read);
-    ASSERT_NE(Refused::_narrow(read), nullptr);
-    EXPECT_EQ(Refused::_narrow(read)->reason, 3u);
-    EXPECT_STREQ(Refused::_narrow(read)->where, "north");
+    const auto read = readException(in);
+    ASSERT_NE(Refused::_narrow(read.get()), nullptr);
+    EXPECT_EQ(Refused::_narrow(read.get())->reason, 3u);
+    EXPECT_STREQ(Refused::_narrow(read.get())->where, "north");
+}
+
+TEST(Exception, ofAnUnknownOrAbstractClassIsRead) {
+    for (const char* id : {"IDL:Nobody/Knows:1.0", "IDL:omg.org/CORBA/SystemException:1.0"}) {
+        CORBA_MarshalOutBuffer out(255);
+        out << id << 5 << 7;
+        CORBA_MarshalInBuffer in(out.data(), out.offset());
+        const auto unknown = readException(in);
+        ASSERT_NE(CORBA_UNKNOWN::_narrow(unknown.get()), nullptr) << id;
+        EXPECT_EQ(CORBA_UNKNOWN::_narrow(unknown.get())->minor(), 0u);
+        EXPECT_EQ(CORBA_UNKNOWN::_narrow(unknown.get())->completed(), COMPLETED_NO);
+        EXPECT_TRUE(in.has(8)) << id;
+    }
 }
 
 } // namespace

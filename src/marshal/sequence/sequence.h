@@ -182,7 +182,9 @@ void TRXSequence<T, Element>::_read(TRXistream& stream, CORBA_ULong bound) {
     const uint64_t octets = uint64_t{count} * Element::minimumOctets;
     if (!stream.stream() && (octets > UINT32_MAX || !stream.has(static_cast<CORBA_ULong>(octets))))
         throw CORBA_MARSHAL();
-    if ((harbolance::isArrayElement<Stored> || std::is_same_v<Stored, CORBA_Char>)&&!stream.stream())
+    if (count == 0)
+        _length = 0;
+    else if ((harbolance::isArrayElement<Stored> || std::is_same_v<Stored, CORBA_Char>)&&!stream.stream())
         readArray(stream, count);
     else
         readOneByOne(stream, count);
@@ -191,8 +193,6 @@ void TRXSequence<T, Element>::_read(TRXistream& stream, CORBA_ULong bound) {
 template <class T, class Element>
 void TRXSequence<T, Element>::readArray(TRXistream& stream, CORBA_ULong count) {
     fitToOverwrite(count);
-    if (count == 0)
-        return;
     if constexpr (std::is_same_v<Stored, CORBA_Char>)
         stream.read_raw(_buffer, count);
     else if constexpr (harbolance::isArrayElement<Stored>)

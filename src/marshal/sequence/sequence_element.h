@@ -42,7 +42,7 @@ struct TRXValueElement {
     static constexpr CORBA_ULong minimumOctets = [] {
         if constexpr (std::is_same_v<T, CORBA_WChar>)
             return CORBA_ULong{2};
-        else if constexpr (std::is_same_v<T, long> || std::is_same_v<T, unsigned long>)
+        else if constexpr (std::is_same_v<T, long> || std::is_same_v<T, unsigned long> || std::is_enum_v<T>)
             return CORBA_ULong{4}; // on the wire
         else if constexpr (std::is_arithmetic_v<T> || std::is_enum_v<T>)
             return static_cast<CORBA_ULong>(sizeof(T));
