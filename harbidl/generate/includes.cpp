@@ -9,7 +9,7 @@ namespace harbidl {
 
 namespace {
 
-constexpr const char* runtimeHeader = "\"object/generated_code.h\"";
+constexpr const char* runtimeHeader = "<harbolance/corba.h>";
 
 // The files that declare something, or include what does.
 std::set<uint32_t> filesThatMatter(const Reading& reading) {

@@ -19,6 +19,7 @@
 #include "marshal/typecode/typecode.h"
 #include "marshal/types.h"
 #include "object/bind_options.h"
+#include "object/generated_code.h"
 #include "object/vobject.h"
 #include "object/vtypeinf.h"
 #include "orb/vorb.h"

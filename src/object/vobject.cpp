@@ -3,7 +3,7 @@
 #include "base/assertion.h"
 #include "marshal/exception/vexcept.h"
 #include "marshal/reference/vior.h"
-#include "object/root_types.h"
+#include "object/vtypeinf.h"
 
 #include <string_view>
 

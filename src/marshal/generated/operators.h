@@ -63,8 +63,13 @@ void insert(CORBA_Any& any, CORBA_TypeCode* type, const T& value) {
     insertMarshalled(any, type, value);
 }
 template <class T>
-bool extract(const CORBA_Any& any, CORBA_TypeCode* type, T&& value) {
+bool extract(const CORBA_Any& any, CORBA_TypeCode* type, T& value) {
     return extractMarshalled(any, type, value);
+}
+template <class ForAny>
+bool extract(const CORBA_Any& any, CORBA_TypeCode* type, const ForAny& array) {
+    ForAny same = array; // what is filled is the array that both refer to
+    return extractMarshalled(any, type, same);
 }
 
 // An Any holds the number of an enumerator.
@@ -81,15 +86,6 @@ bool extractEnum(const CORBA_Any& any, CORBA_TypeCode* type, Enum& value) {
 }
 
 } // namespace harbolance
-
-// The new value replaces the one that is held, which stays when the stream raises.
-template <class T>
-TRXistream& operator>>(TRXistream& stream, TRXVar<T>& holder) {
-    T* read = nullptr;
-    stream >> read;
-    holder = read;
-    return stream;
-}
 
 // An exception as it is written: its id, then its members. That of another exception raises CORBA_MARSHAL.
 template <std::derived_from<CORBA_UserException> E>

@@ -1,7 +1,10 @@
+#include "marshal/any/any_access.h"
 #include "marshal/generated/operators.h"
+#include "marshal/limits.h"
 #include "marshal/reference/vior.h"
 #include "marshal/sequence/octet_sequence.h"
-#include "marshal/text/print_form.h"
+#include "marshal/text/print_line.h"
+#include "marshal/typecode/kinds.h"
 
 #include <cstdio>
 #include <string>
@@ -9,18 +12,6 @@
 namespace harbolance {
 
 namespace {
-
-CORBA_TypeCode_var unaliased(CORBA_TypeCode_var type) {
-    while (type->kind() == tk_alias)
-        type = type->content_type();
-    return type;
-}
-
-bool hasName(CORBA_TCKind kind) {
-    return (kind >= tk_objref && kind <= tk_enum) || kind == tk_alias || kind == tk_except;
-}
-
-bool isBlock(CORBA_TCKind kind) { return tcIsConstructed(kind); }
 
 // A character as part of a quoted text that stays on its line.
 void putCharacter(std::ostream& out, CORBA_WChar character, char quote) {
@@ -43,23 +34,23 @@ public:
     ValuePrinter(std::ostream& out, CORBA_MarshalInBuffer& in, std::string indent)
         : _out(out), _in(in), _indent(std::move(indent)) {}
 
-    void value(const CORBA_TypeCode_var& given) {
-        const TRXNesting nesting;
-        const CORBA_TypeCode_var type = unaliased(given);
-        switch (type->kind()) {
+    void value(const CORBA_TypeCode& given) {
+        const OwnNesting nesting;
+        const CORBA_TypeCode& type = TypeCodeAccess::unaliased(given);
+        switch (type.kind()) {
         case tk_struct:
         case tk_except: return record(type);
         case tk_union: return unionValue(type);
         case tk_sequence: return elements(type, take<CORBA_ULong>());
-        case tk_array: return elements(type, type->length());
+        case tk_array: return elements(type, TypeCodeAccess::length(type));
         case tk_enum: return enumerator(type);
         case tk_string: return text(take<CORBA_String_var>());
         case tk_wstring: return wideText(take<CORBA_WString_var>());
         case tk_any: return any(take<CORBA_Any>());
-        case tk_TypeCode: return typeCode(take<CORBA_TypeCode_var>());
+        case tk_TypeCode: return typeCode(*take<CORBA_TypeCode_var>());
         case tk_Principal: return principal(take<CORBA_OctetSequence>());
         case tk_objref: return reference(take<IOP::IOR>());
-        default: return number(type->kind());
+        default: return number(type.kind());
         }
     }
 
@@ -79,66 +70,78 @@ private:
         _indent.pop_back();
         _out << "\n";
     }
-    void part(const char* name, const CORBA_TypeCode_var& type) {
+    void part(const char* name, const CORBA_TypeCode& type) {
         line([&] {
             _out << name << ": ";
             value(type);
         });
     }
+    void member(const CORBA_TypeCode& type, CORBA_ULong index) {
+        part(TypeCodeAccess::memberName(type, index), *TypeCodeAccess::memberType(type, index));
+    }
 
-    void record(const CORBA_TypeCode_var& type) {
-        _out << type->name() << " {\n";
-        for (CORBA_ULong i = 0; i < type->member_count(); ++i)
-            part(type->member_name(i), type->member_type(i));
+    void record(const CORBA_TypeCode& type) {
+        _out << TypeCodeAccess::name(type) << " {\n";
+        for (CORBA_ULong i = 0; i < TypeCodeAccess::memberCount(type); ++i)
+            member(type, i);
         _out << _indent << "}";
     }
 
-    void unionValue(const CORBA_TypeCode_var& type) {
-        const CORBA_TypeCode_var switched = type->discriminator_type();
+    void unionValue(const CORBA_TypeCode& type) {
+        const CORBA_TypeCode& discriminator = TypeCodeAccess::unaliased(TypeCodeAccess::discriminator(type));
+        const uint64_t selected = discriminatorAhead(discriminator.kind());
+        _out << TypeCodeAccess::name(type) << " {\n";
+        part("_d", discriminator);
+        CORBA_Long branch = TypeCodeAccess::defaultIndex(type); // -1 for a value without a branch
+        for (CORBA_ULong i = TypeCodeAccess::memberCount(type); i > 0; --i) {
+            if (TypeCodeAccess::label(type, i - 1) == selected && !isDefault(type, i - 1))
+                branch = static_cast<CORBA_Long>(i - 1);
+        }
+        if (branch >= 0)
+            member(type, static_cast<CORBA_ULong>(branch));
+        _out << _indent << "}";
+    }
+
+    // The octet that stands for the label of the default is no label.
+    static bool isDefault(const CORBA_TypeCode& type, CORBA_ULong index) {
+        return static_cast<CORBA_Long>(index) == TypeCodeAccess::defaultIndex(type) &&
+               TypeCodeAccess::discriminator(type).kind() != tk_octet;
+    }
+
+    // The value that comes next, which is left where it is.
+    uint64_t discriminatorAhead(CORBA_TCKind kind) {
         CORBA_MarshalInBuffer ahead(_in.data(), _in.size());
         ahead.seek(_in.offset());
-        CORBA_Any discriminator;
-        discriminator.read_value(ahead, unaliased(switched));
-        _out << type->name() << " {\n";
-        part("_d", switched);
-        if (const CORBA_Long branch = branchFor(type, discriminator); branch >= 0) {
-            const auto index = static_cast<CORBA_ULong>(branch);
-            part(type->member_name(index), type->member_type(index));
-        }
-        _out << _indent << "}";
+        uint64_t octets = 0;
+        forBasicKind(kind, [&]<class T>(std::type_identity<T>) {
+            T value{};
+            ahead >> value;
+            octets = TypeCodeAccess::labelOf(value);
+        });
+        return octets;
     }
 
-    // -1 for a value without a branch.
-    static CORBA_Long branchFor(const CORBA_TypeCode_var& type, const CORBA_Any& discriminator) {
-        for (CORBA_ULong i = 0; i < type->member_count(); ++i) {
-            const CORBA_Any_var label = type->member_label(i);
-            if (*label == discriminator)
-                return static_cast<CORBA_Long>(i);
-        }
-        return type->default_index();
-    }
-
-    void elements(const CORBA_TypeCode_var& type, CORBA_ULong count) {
-        const CORBA_TypeCode_var content = type->content_type();
-        if (!content.in())
+    void elements(const CORBA_TypeCode& type, CORBA_ULong count) {
+        const CORBA_TypeCode* content = TypeCodeAccess::content(type);
+        if (!content)
             throw CORBA_BAD_TYPECODE();
-        const bool onOneLine = count == 0 || tcFixedSize(unaliased(content)->kind()) > 0;
+        const bool onOneLine = count == 0 || basicSize(TypeCodeAccess::valueKind(*content)) > 0;
         _out << (onOneLine ? "[" : "[\n");
         for (CORBA_ULong i = 0; i < count; ++i) {
             if (!onOneLine) {
-                line([&] { value(content); });
+                line([&] { value(*content); });
             } else {
                 _out << (i > 0 ? " " : "");
-                value(content);
+                value(*content);
             }
         }
         _out << (onOneLine ? "]" : _indent + "]");
     }
 
-    void enumerator(const CORBA_TypeCode_var& type) {
+    void enumerator(const CORBA_TypeCode& type) {
         const auto number = take<CORBA_ULong>();
-        if (number < type->member_count())
-            _out << type->member_name(number);
+        if (number < TypeCodeAccess::memberCount(type))
+            _out << TypeCodeAccess::memberName(type, number);
         else
             _out << number;
     }
@@ -162,22 +165,22 @@ private:
     }
 
     void any(const CORBA_Any& any) {
-        const CORBA_TypeCode_var type = any.type();
+        const CORBA_TypeCode& type = *AnyAccess::type(any);
         typeCode(type);
+        if (type.kind() == tk_null || type.kind() == tk_void)
+            return;
         CORBA_MarshalOutBuffer members(255);
         any.write_members(members);
         CORBA_MarshalInBuffer in(members.data(), members.offset());
-        if (type->kind() == tk_null || type->kind() == tk_void)
-            return;
         _out << " ";
         ValuePrinter(_out, in, _indent).value(type);
     }
 
-    void typeCode(const CORBA_TypeCode_var& type) {
-        const char* kind = tcKindName(type->kind());
+    void typeCode(const CORBA_TypeCode& type) {
+        const char* kind = kindName(type.kind());
         _out << "(" << (kind ? kind : "unknown kind");
-        if (hasName(type->kind()))
-            _out << " " << type->name();
+        if (isNamed(type.kind()))
+            _out << " " << TypeCodeAccess::name(type);
         _out << ")";
     }
 
@@ -228,9 +231,8 @@ private:
 bool isReadableTarget(const std::ostream& stream) { return isConsole(stream); }
 
 void printValue(std::ostream& stream, CORBA_TypeCode* type, CORBA_MarshalInBuffer& octets) {
-    const CORBA_TypeCode_var held = CORBA_TypeCode::_duplicate(type);
-    ValuePrinter(stream, octets, "").value(held);
-    if (isBlock(unaliased(held)->kind()))
+    ValuePrinter(stream, octets, "").value(*type);
+    if (isConstructed(TypeCodeAccess::valueKind(*type)))
         stream << "\n";
 }
 

@@ -41,7 +41,7 @@ CORBA_TypeCode* arrayType(CORBA_TypeCode* content, CORBA_ULong length) {
 }
 
 CORBA_TypeCode* recursiveSequenceType(CORBA_ULong levels, CORBA_ULong bound) {
-    return new CORBA_TypeCode(TRXRecursion{bound, levels}, false);
+    return new CORBA_TypeCode(TRXRecursion{bound, levels, true}, false);
 }
 
 CORBA_TypeCode* aliasType(const char* id, const char* name, CORBA_TypeCode* original) {

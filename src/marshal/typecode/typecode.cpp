@@ -118,6 +118,7 @@ CORBA_TypeCode::CORBA_TypeCode(CORBA_TCKind kind, CORBA_ULong length, CORBA_Type
 CORBA_TypeCode::CORBA_TypeCode(TRXRecursion recursion, ExactBool constant)
     : CORBA_TypeCode(Raw{}, tk_sequence, constant) {
     _offset = recursion.offset;
+    _behind_arrays = recursion.behindArrays;
     _length = recursion.bound;
     _waits = true;
 }

@@ -50,6 +50,8 @@ enum class TRXStringWidth : bool { narrow, wide };
 struct TRXRecursion {
     CORBA_ULong bound;
     CORBA_ULong offset;
+    // Also where an array stands in between, as definitions may have it. By itself an array ends the search.
+    bool behindArrays = false;
 };
 
 struct TRXFixed {
@@ -211,7 +213,8 @@ private:
     CORBA_TypeCode* _next = nullptr;
     CORBA_Long _ref_count = 1; // of the family, where this is its first type
     TRXFixed _fixed{};
-    CORBA_ULong _offset = 0; // of a recursive sequence
+    CORBA_ULong _offset = 0;     // of a recursive sequence
+    bool _behind_arrays = false; // likewise
     bool _constant = false;
     bool _counted = false;
     bool _waits = false;   // a recursive sequence in it may still wait for the type that encloses it

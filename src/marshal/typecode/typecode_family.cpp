@@ -89,16 +89,16 @@ private:
     CORBA_Long _joined = 0;
 };
 
-// `byRule` says that a sequence found here is resolved: the path from the target passes only members of
-// structs and unions, which count as levels, and sequences of sequences. Other types are visited because they
-// may still be on a cycle.
+// Only what lies `byRule` is resolved: members of structs and unions, which are one level each, and sequences
+// in sequences; further recursive sequences that ask for it. The rest is visited because it may lead to the
+// target all the same.
 void CORBA_TypeCode::Resolution::visit(CORBA_TypeCode& type, CORBA_ULong depth, bool byRule) {
     if (!type._waits || !_visited.insert({&type, byRule ? depth : UINT32_MAX}).second)
         return;
     const OwnNesting nesting;
     if (type._kind != tk_sequence || type._content)
         visitParts(type, depth, byRule);
-    else if (byRule && type._offset == depth)
+    else if ((byRule || type._behind_arrays) && type._offset == depth)
         close(type);
     _candidates.push_back(&type);
 }

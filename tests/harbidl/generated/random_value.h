@@ -93,7 +93,7 @@ private:
         case tk_string: out << text<char>(type->length()).c_str(); break;
         case tk_wstring: out << text<CORBA_WChar>(type->length()).c_str(); break;
         case tk_objref: out << static_cast<CORBA_Object*>(nullptr); break;
-        case tk_TypeCode: out << (below(2) == 0 ? _tc_long : _tc_NamedValue); break;
+        case tk_TypeCode: out << (below(2) == 0 ? _tc_long : _tc_string); break;
         case tk_Principal: writeElements(out, _tc_octet, below(4), true, depth); break;
         case tk_any: out << anyValue(); break;
         case tk_struct:
