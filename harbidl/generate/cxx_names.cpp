@@ -62,8 +62,10 @@ bool means(const Scope& from, const Declaration& declaration) {
 } // namespace
 
 CxxNames::CxxNames(const Model& model) {
-    for (const auto& declaration : model.declarations())
-        declared_.insert(declaration->name);
+    for (const auto& declaration : model.declarations()) {
+        if (declaration->kind != Declaration::Kind::member)
+            declared_.insert(declaration->name);
+    }
 }
 
 bool CxxNames::isCxxScope(const Scope& scope) { return scope.scope && !isFlattened(scope); }
@@ -124,6 +126,12 @@ std::string CxxNames::libraryTypeCode(const std::string& name) const {
 
 std::string CxxNames::parameter(const std::string& name) const {
     return declared_.contains(name) ? "_" + name : name;
+}
+
+std::string CxxNames::parameter(const Union& owner, const std::string& name) const {
+    const auto isBranch = [&](const Branch* branch) { return branch->name == name; };
+    const bool hidden = std::any_of(owner.branches.begin(), owner.branches.end(), isBranch);
+    return hidden ? "_" + name : parameter(name);
 }
 
 } // namespace harbidl

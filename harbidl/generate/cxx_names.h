@@ -25,8 +25,9 @@ public:
     // That of a type that the library names: "_tc_long".
     std::string libraryTypeCode(const std::string& name) const;
 
-    // A name for a parameter, which hides nothing that the definition declares.
+    // A name for a parameter of a function, or of an accessor of the union, that hides nothing.
     std::string parameter(const std::string& name) const;
+    std::string parameter(const Union& owner, const std::string& name) const;
 
     // The namespaces that the module is in C++, from the outermost: none for CORBA.
     static std::vector<const Scope*> namespaces(const Scope& module);
@@ -36,7 +37,7 @@ public:
 private:
     std::string prefixed(const Scope& from, const Declaration& declaration, const std::string& last) const;
 
-    std::set<std::string> declared_; // every name in the definition
+    std::set<std::string> declared_; // every name in the definition but those of members
 };
 
 } // namespace harbidl

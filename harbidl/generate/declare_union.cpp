@@ -83,7 +83,7 @@ void DeclarationsCode::unionType(const Union& owner) {
         )",
                    {{"octets", std::to_string(owner.type.minimumOctets)},
                     {"discriminator", unit_.types.plain(owner, *owner.discriminator)},
-                    {"value", unit_.names.parameter("value")}});
+                    {"value", unit_.names.parameter(owner, "value")}});
         for (size_t i = 0; i < owner.branches.size(); ++i)
             accessors(owner, *owner.branches[i], i);
         if (owner.unlabelled && !hasDefault(owner))
@@ -141,7 +141,7 @@ void DeclarationsCode::accessors(const Union& owner, const Branch& branch, size_
                                        {"holder", type == "char" ? "CORBA_String_var" : "CORBA_WString_var"},
                                        {"index", std::to_string(index)},
                                        {"label", label(owner, firstLabel(owner, branch))},
-                                       {"value", unit_.names.parameter("value")}});
+                                       {"value", unit_.names.parameter(owner, "value")}});
     out_.blankLine();
 }
 

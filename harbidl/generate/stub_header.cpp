@@ -1,5 +1,6 @@
 #include "generate/stub_header.h"
 
+#include "generate/corba_names.h"
 #include "generate/declarations_code.h"
 
 namespace harbidl {
@@ -15,6 +16,7 @@ std::string stubHeader(const Unit& unit) {
     for (const std::string& include : unit.includes)
         out.print("#include $include$", {{"include", include}});
     DeclarationsCode(unit, out).all(unit.model.contents().contents);
+    printCorbaNames(unit, out);
     return out.text();
 }
 

@@ -34,7 +34,9 @@ const char* const enumOperators = R"(
     std::istream& operator>>(std::istream& $stream$, $type$& $value$) {
         return harbolance::readText($stream$, $value$);
     }
-    void operator<<=(CORBA_Any& $any$, $type$ $value$) { harbolance::insertEnum($any$, $typeCode$, $value$); }
+    void operator<<=(CORBA_Any& $any$, $type$ $value$) {
+        harbolance::insertEnum($any$, $typeCode$, $value$);
+    }
     bool operator>>=(const CORBA_Any& $any$, $type$& $value$) {
         return harbolance::extractEnum($any$, $typeCode$, $value$);
     }
@@ -49,7 +51,9 @@ const char* const textOperators = R"(
     }
 )";
 const char* const anyOperators = R"(
-    void operator<<=(CORBA_Any& $any$, const $type$& $value$) { harbolance::insert($any$, $typeCode$, $value$); }
+    void operator<<=(CORBA_Any& $any$, const $type$& $value$) {
+        harbolance::insert($any$, $typeCode$, $value$);
+    }
     bool operator>>=(const CORBA_Any& $any$, $target$ $value$) {
         return harbolance::extract($any$, $typeCode$, $value$);
     }

@@ -13,6 +13,7 @@
 #include "marshal/exception/orb_exceptions.h"
 #include "marshal/exception/user_exception.h"
 #include "marshal/exception/vexcept.h"
+#include "marshal/reference/vior.h"
 #include "marshal/sequence/octet_sequence.h"
 #include "marshal/sequence/string_sequence.h"
 #include "marshal/text/vstr.h"
@@ -20,6 +21,7 @@
 #include "marshal/types.h"
 #include "object/bind_options.h"
 #include "object/generated_code.h"
+#include "object/implementation_def.h"
 #include "object/vobject.h"
 #include "object/vtypeinf.h"
 #include "orb/vorb.h"
@@ -66,6 +68,7 @@ using StringSequence_var = ::CORBA_StringSequence_var;
 // References. Both functions take whatever CORBA_release and CORBA_is_nil take, plain pointers and holders.
 using BOA = ::CORBA_BOA;
 using BindOptions = ::CORBA_BindOptions;
+using ImplementationDef = ::CORBA_ImplementationDef;
 using Object = ::CORBA_Object;
 using Object_ptr = ::CORBA_Object_ptr;
 using Object_var = ::CORBA_Object_var;
