@@ -24,7 +24,7 @@ PROGRAMS = pathlib.Path(os.environ.get("HARBOLANCE_BIN", "build/release/bin")).r
 CORPUS = pathlib.Path(__file__).resolve().parents[2] / "fuzz" / "corpus"
 LOOPBACK_BROADCAST = "127.255.255.255"
 FASTER = 6  # the clock of a program that has `FAST_CLOCK` in its environment
-FAST_CLOCK = {"LD_PRELOAD": PROGRAMS / "fast_clock.so",
+FAST_CLOCK = {"LD_PRELOAD": PROGRAMS / "test_clock.so", "CLOCK_FACTOR": FASTER,
               "ASAN_OPTIONS": "verify_asan_link_order=0:" + os.environ.get("ASAN_OPTIONS", "")}
 SILENT = object()
 Result = collections.namedtuple("Result", "out err status")
@@ -419,9 +419,9 @@ class Client(Endpoint):
 
     def query(self, question):
         """The members of a list."""
-        connection = self.list_connection()
-        connection.send(question)
-        return connection.receive().reply.members
+        with self.list_connection() as connection:
+            connection.send(question)
+            return connection.receive().reply.members
 
     def names(self):
         return sorted(one.name for one in self.query(wire.request(wire.LIST_NAMES)))
