@@ -23,7 +23,7 @@ struct Wire {
         if constexpr (isFloating) {
             std::memcpy(out, &value, sizeof value);
         } else {
-            const auto bits = static_cast<uint32_t>(value);
+            const auto bits = static_cast<uint32_t>(static_cast<std::make_unsigned_t<T>>(value));
             for (size_t i = 0; i < octets; ++i)
                 out[i] = static_cast<uint8_t>(bits >> (8 * (octets - 1 - i)));
         }

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <iostream>
 #include <type_traits>
+#include <utility>
 
 using namespace harbolance;
 
@@ -181,7 +182,7 @@ NCistream& NCistream::getCString(char* buffer, int max) {
 NCistream& NCistream::getText(std::string& text) {
     std::string read;
     if (readQuoted(read, std::numeric_limits<size_t>::max()))
-        text = read.c_str(); // a NUL ends it, as in the binary form
+        text = std::move(read);
     return *this;
 }
 

@@ -166,7 +166,15 @@ TEST(Forms, spellAClassAgainOnlyWhenToldToForget) {
     out.writeObject(&leaf).writeObject(&leaf);
     out.resetTypes();
     out.writeObject(&leaf);
-    EXPECT_EQ(OctetListing(leafTag + known(0) + leafTag).differenceFrom(writtenTo(buffer)), "");
+    // The only holder of an outermost object may be inside it.
+    auto* const ring = new TestNode("a");
+    ring->left = ring;
+    out.resetTypes();
+    out.writeObject(ring);
+    const NCRef<TestNode> held = std::move(ring->left);
+    EXPECT_EQ(OctetListing(leafTag + known(0) + leafTag + nodeTag + a + again(0) + none)
+                  .differenceFrom(writtenTo(buffer)),
+              "");
 }
 
 TEST(BinaryForm, copiesACStringUpToTheLimitAndSkipsTheRest) {

@@ -181,7 +181,7 @@ TEST_F(TcpStream, boundsConnectingToAHostThatDoesNotAnswer) {
     harbolance::Descriptor waiting[4];
     for (harbolance::Descriptor& each : waiting) {
         each.reset(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
-        ::connect(each.get(), harbolance::generic(address), sizeof address);
+        static_cast<void>(::connect(each.get(), harbolance::generic(address), sizeof address));
     }
     NCtcpstream late(64, 2);
     const Interruptions interruptions;
@@ -225,7 +225,7 @@ protected:
         return order;
     }
 
-    static constexpr size_t large = 16 * 1024 * 1024;
+    static constexpr size_t large = size_t{16} * 1024 * 1024;
     const std::unique_ptr<NCtcpstream> other = atOtherEnd();
 };
 
