@@ -1,4 +1,4 @@
-#include "agent/session/dsoptions.h"
+#include "agent/session/session_options.h"
 #include "base/printable.h"
 #include "orb/vorb.h"
 #include "peerscan/report.h"
@@ -98,7 +98,7 @@ void complainUnlessPort(const char* source, const std::string& value) {
 
 // The variable counts only where the session will read it: an option other than 0 or the default replaces it.
 void complainOfPorts() {
-    const auto given = DSOptions::current()->option("ORBagentport");
+    const auto given = SessionOptions::current()->option("ORBagentport");
     if (given && *given != "0")
         complainUnlessPort("-ORBagentport", *given);
     const bool variableCounts = !given || *given == "0" || *given == std::to_string(dsDefaultPort);
