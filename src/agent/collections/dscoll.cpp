@@ -20,7 +20,7 @@ uint32_t DSCollection::hash() const {
     return hash;
 }
 
-// The order counts, as it does when two collections are compared, those of sets included.
+// Depends on the order of the elements, as the comparison of two collections does, also of two sets.
 uint64_t DSCollection::fingerprint() const {
     uint64_t print = size();
     for (const DSResource* element : *this)

@@ -24,7 +24,7 @@ DSLinkedList::DSLinkedList(NCistream& in) : DSCollection(in) {
         DSLinkedList::add(value);
 }
 
-// `before` null puts the value first.
+// With `before` null the value becomes the first.
 DSResource* DSLinkedList::insertBehind(DSLink* before, DSResource* object) {
     auto* link = new DSLink(object);
     DSLink*& place = before ? before->next_ : first_;

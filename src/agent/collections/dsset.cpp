@@ -5,7 +5,7 @@ using namespace harbolance;
 const NCTypeInfo DSSet::info("DSSet", ncCreate<DSSet>, {&DSCollection::info});
 
 DSSet::DSSet(NCistream& in, const NCTypeInfo& elementType) : DSCollection(in), table_(0) {
-    unsigned int capacity = 0; // the writer's own; this table is sized by the count
+    unsigned int capacity = 0; // that of the writer's table; this one is sized by the count
     unsigned int count = 0;
     in.read(capacity).read(count);
     const auto elements = readElements(in, count, elementType);

@@ -1,15 +1,15 @@
 #pragma once
 
-// Messages and records of the location agents, their collections, and this process's session with one agent.
-//
-// Codes are here, records in files of their own (dsmsg.h and its neighbours), collections in dscoll.h to
-// dslnklst.h. DSUser (dsuser.h) is the session: it finds an agent, logs in, waits for replies, asks and
-// registers. DSVerify (dsverify.h) tells whether a peer is alive.
+// The codes of the protocol of the location agents. This folder holds the protocol's messages and records:
+// DSMessage, DSRequest and DSReply travel on a session (dsmsg.h), DSAMessage and DSAReply outside of one
+// (dsamsg.h); what they carry is in dsname.h, dsaddr.h, dsprovid.h, dslogin.h and trxstring.h. A record class
+// is declared by its fields, with record.h and keyed_record.h. Collections of records are in
+// agent/collections (dscoll.h), the session with an agent in agent/session (dsuser.h).
 
-// What every message carries first. Another text is another protocol.
+// The first field of every message. A message with another text is of another version.
 inline constexpr const char* dsVersion = "Kestrune 2.0";
 
-// The UDP port of the domain when nothing says otherwise.
+// The UDP port of the domain when no other is given.
 inline constexpr int dsDefaultPort = 14000;
 
 // `msgType` of DSMessage and DSAMessage.
@@ -48,7 +48,7 @@ enum DSReplyType : int {
     DSReplyEndOfSession = 12,
 };
 
-// `status` of DSReply and DSAReply. Any other value than these is the failure of the request in hand.
+// `status` of DSReply and DSAReply. Any other value than these means that the request has failed.
 enum DSReplyStatus : int {
     DSStatusDone = 0,
     DSStatusProviderDown = -95, // in a notification; in a login: not logged in

@@ -7,7 +7,7 @@ const NCTypeInfo DSTrigWrapper::info("DSTrigWrapper", ncCreate<DSTrigWrapper>, {
 
 namespace {
 
-// Never 0 for different words, whatever is lost in the narrowing.
+// The difference in units. It has fewer bits than the words, but is never 0 for different ones.
 int wordOrder(uintptr_t a, uintptr_t b, uintptr_t unit) {
     if (a == b)
         return 0;

@@ -47,6 +47,7 @@ NCRef<DSMessage> AgentConnection::receive(bool& lost) {
         return nullptr;
     auto* known = nc_cast<DSMessage>(received.get());
     if (status != 0 || !known || !known->isCurrentVersion()) {
+        // The socket is open to everybody: only what comes from the agent's own port tells of the agent.
         const sockaddr_in& agent = stream_.peer();
         const bool fromAgent =
             from.sin_addr.s_addr == agent.sin_addr.s_addr && from.sin_port == agent.sin_port;

@@ -64,7 +64,7 @@ void AgentLink::connect() {
     startTimer(connection_ ? keepAlivePeriod : searchPeriod);
 }
 
-// Without an answer everything stays as it is.
+// When no agent answers, or there is no socket for it, the present connection stays.
 void AgentLink::search() {
     const auto agent = AgentSearch(port_, listedAgents_).run();
     auto connection = agent ? AgentConnection::open(*agent, session_) : nullptr;
@@ -151,8 +151,8 @@ void AgentLink::answer(const DSRequest& request) {
 
 void AgentLink::take(DSReply& reply) {
     if (exchange_ && exchange_->awaits(reply)) {
-        // A login that the agent does not accept is left to the search. Any other request goes to the next
-        // agent.
+        // After a refused login the search goes on by itself. Any other request with this status is sent
+        // again, to the next agent.
         const bool isLogin = exchange_->request().requestType() == DSRequestLogin;
         if (reply.status() == DSStatusReconnect && !isLogin)
             reconnect();

@@ -17,8 +17,7 @@ class Registrations;
 // `connection()` is asked for again after each wait.
 class AgentLink {
 public:
-    static constexpr int keepAliveDefault = 120;
-    static inline int keepAlivePeriod = keepAliveDefault; // seconds
+    static inline int keepAlivePeriod = 120; // seconds
 
     // The dispatcher calls `session` for input and timers, which hands both on to here.
     AgentLink(dpIOHandler& session, Registrations& registrations, const char* loginName,

@@ -16,15 +16,15 @@ namespace harbolance {
 
 namespace {
 
-// How long an agent may take to accept and to answer a list query, each. Lists come from the agent's memory;
-// one that says nothing for so long counts as silent.
+// Seconds for the connection and for the answer of a list query, each. An agent answers from its memory, so
+// one that takes longer counts as silent.
 constexpr int listTimeout = 30;
 
-// How long a listing of the whole domain goes on asking further agents. One datagram can name hundreds of
-// them.
+// Seconds after which a listing of the domain asks no further agents: one datagram may name hundreds of them.
 constexpr int domainTimeout = 120;
 
-// Some 100 octets a name: more names than a domain holds, and less than a hostile answer could cost.
+// Octets of one agent's list. A name takes some 100, so this is more than a domain holds, and it bounds what
+// a hostile answer can cost.
 constexpr int longestList = 64 * 1024 * 1024;
 
 constexpr uint32_t listBufferSize = 1024;
@@ -180,7 +180,7 @@ std::optional<DSAddr> AgentQueries::tcpEndpoint(const DSAddr& agent, bool& silen
         stream.connect(agent.socketAddress()) != 0)
         return std::nullopt;
     const NCRef<DSAMessage> question = new DSAMessage(DSTypeTcpEndpoint);
-    silent = true;
+    bool answered = false;
     for (int attempt = 0; attempt < attempts; ++attempt) {
         if (stream.send(question.get()) != 0)
             return std::nullopt;
@@ -189,7 +189,7 @@ std::optional<DSAddr> AgentQueries::tcpEndpoint(const DSAddr& agent, bool& silen
             return std::nullopt;
         if (ready == 0)
             continue;
-        silent = false;
+        answered = true;
         int received = 0;
         const std::unique_ptr<NCTransObject> object(stream.receive(received));
         const auto* reply = nc_cast<DSAReply>(object.get());
@@ -198,6 +198,7 @@ std::optional<DSAddr> AgentQueries::tcpEndpoint(const DSAddr& agent, bool& silen
         if (const auto* endpoint = nc_cast<DSAddr>(reply->object()))
             return *endpoint;
     }
+    silent = !answered;
     return std::nullopt;
 }
 

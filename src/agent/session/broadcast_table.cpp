@@ -64,7 +64,7 @@ void BroadcastTable::readFile() {
         const auto netmask = file->nextRawWord();
         const auto broadcast = file->nextRawWord();
         if (!netmask || !broadcast)
-            return; // half a line at the end names no network
+            return; // an incomplete line at the end of the file
         add(DSAddr(port_, local->c_str()), DSAddr(port_, netmask->c_str()),
             DSAddr(port_, broadcast->c_str()));
     }

@@ -102,7 +102,7 @@ int DSVerify::receiveMsg(int) {
     sockaddr_in from{};
     const std::unique_ptr<NCTransObject> received(socket_->receive(status, &from));
     if (status == NCudpstream::noData)
-        return 0; // what was announced has been dropped by the system
+        return 0; // the system has dropped the datagram since
     if (mode_ == listening) {
         answer(received.get(), status, from);
         return 0;
