@@ -61,7 +61,8 @@ class Requests(SessionCase):
         agent, probe = self.session()
         self.talk(probe, "register b IOR:1: 0", f"register b: {REGISTERED}", f"unregister c: {UNKNOWN}",
                   "unregister b: 0", f"unregister b: {UNKNOWN}", f"untrigger b: {UNKNOWN_TRIGGER}",
-                  "trigger b: 0", "untrigger b: 0")
+                  "trigger b: 0", "untrigger b: 0", f"register {9000 * 'x'}: {NO_ANSWER}")
+        self.assertIn("DSUser::registerProvider: The record does not fit in a datagram", probe.lines("err"))
         own = harness.own_host()
         sent = wire.provider("b", "127.0.0.1", 4711, own, own, reference="IOR:1")
         kinds = wire.REGISTER, wire.UNREGISTER, wire.REGISTER_TRIGGER, wire.UNREGISTER_TRIGGER
@@ -154,7 +155,10 @@ class Queries(SessionCase):
             self.talk(probe, row)  # without a listener
             agent.script, agent.tcp = {}, "serve"
         second.end()  # one that has ended is left out too
-        self.talk(probe, "names: 0 of0 of2 shared")
+        third.heard.clear()
+        third.script = {TCP_ENDPOINT: SILENT}
+        self.talk(probe, "names: 0 of0 shared", "names: 0 of0 shared")
+        self.assertEqual(len(third.all(TCP_ENDPOINT)), 3, "one that is silent is waited for once")
         first.heard.clear()
         first.script = {TCP_ENDPOINT: SILENT, LIST_AGENTS: -1}
         self.talk(probe, f"names here: {NO_ANSWER} none", f"names: {NO_ANSWER} none")
@@ -262,7 +266,7 @@ class Verification(SessionCase):
 
     def test_hostile_datagrams(self):
         agent, probe = self.session()
-        other = self.client(Place("127.0.0.1", agent.client()[1]), host=self.host(9))
+        other = self.client(Place("127.0.0.1", agent.client()[1]), host=agent.host)  # and another port
 
         def flood(_):
             agent.script.clear()  # once: each wake-up of the session sends the request again
