@@ -2,7 +2,6 @@
 
 #include "base/quoted_text.h"
 #include "marshal/exception/vexcept.h"
-#include "marshal/text/text_form.h"
 #include "marshal/text/vstr.h"
 #include "marshal/typecode/typecode_table.h"
 
@@ -17,6 +16,34 @@
 using namespace harbolance;
 
 namespace {
+
+// A number in decimal, whatever base the stream is set to; 0 for what is no number or does not fit.
+template <class T>
+void readDecimal(std::istream& stream, T& value) {
+    const auto flags = stream.flags(std::ios::dec | std::ios::skipws);
+    if (!(stream >> value))
+        value = 0;
+    stream.flags(flags);
+}
+
+// Reads one quoted text of at most `limit` octets. On failure prints a message on the error stream.
+bool readText(std::istream& stream, std::string& text, size_t limit) {
+    switch (readQuoted(stream, text, limit)) {
+    case QuotedText::good: return true;
+    case QuotedText::notQuoted:
+        std::cerr << "TRXistream::getCString: Error reading Object "
+                  << "from  stream. Make sure your 'write' "
+                  << "function and constructor from stream are "
+                  << "correct\n";
+        return false;
+    case QuotedText::tooLong: std::cerr << "TRXistream::getCString: String Overflow\n"; return false;
+    case QuotedText::missing:
+    case QuotedText::unfinished:
+    case QuotedText::badEscape: break;
+    }
+    std::cerr << "TRXistream::getCString: Unexpected EOF\n";
+    return false;
+}
 
 // Consumes the separator behind a value. The end of the text is no error here.
 void skipOne(std::istream& stream) {
@@ -86,7 +113,7 @@ TRXostream& TRXostream::operator<<(const char* string) {
     if (size < 2)
         *_strm << ' ';
     else
-        harbolance::writeQuoted(*_strm, {string, size - 1});
+        writeQuoted(*_strm, {string, size - 1});
     return *this;
 }
 
@@ -140,7 +167,7 @@ TRXostream& TRXostream::write(const double* array, CORBA_ULong count) { return p
 TRXostream& TRXostream::putCString(const char* string) {
     if (takesPlainStrings(_strm))
         return *this << string;
-    harbolance::writeQuoted(*_strm, string ? string : "");
+    writeQuoted(*_strm, string ? string : "");
     return *this;
 }
 TRXostream& TRXostream::write(const long long* array, CORBA_ULong count) { return printAll(array, count); }
@@ -213,7 +240,7 @@ TRXistream& TRXistream::operator>>(char*& string) {
         return *this;
     }
     std::string text;
-    if (!readQuoted(*_strm, text, size - 1))
+    if (!readText(*_strm, text, size - 1))
         _strm->setstate(std::ios::failbit);
     skipOne(*_strm);
     string = CORBA_string_dup(_strm->fail() ? "" : text.c_str());
@@ -301,7 +328,7 @@ TRXistream& TRXistream::read(double* array, CORBA_ULong count) { return scanAll(
 
 TRXistream& TRXistream::getCString(char* buffer, CORBA_ULong size) {
     std::string text;
-    if (size > 0 && readQuoted(*_strm, text, size - 1))
+    if (size > 0 && readText(*_strm, text, size - 1))
         std::memcpy(buffer, text.c_str(), text.size() + 1);
     else
         _strm->setstate(std::ios::failbit);
