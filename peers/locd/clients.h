@@ -20,7 +20,7 @@ class RequestMemory {
 public:
     static constexpr size_t mostRequests = 16;
     // Of all answers that are kept; two of any size always are.
-    static constexpr size_t mostOctets = 16 * 1024;
+    static constexpr size_t mostOctets = size_t{16} * 1024;
 
     enum class State {
         fresh,

@@ -131,7 +131,7 @@ void Links::sendNext(Link& link) {
     if (!link.rtt.valid)
         link.rtt.reset();
     link.rtt.nrexmt = 0;
-    link.due = nowMilliseconds() + 1000 * link.rtt.start();
+    link.due = nowMilliseconds() + int64_t{1000} * link.rtt.start();
     endpoint_.send(*link.request, link.address);
 }
 
@@ -212,7 +212,7 @@ void Links::repeat(Link& link) {
         return;
     }
     endpoint_.send(*link.request, link.address);
-    link.due = nowMilliseconds() + 1000 * link.rtt.start();
+    link.due = nowMilliseconds() + int64_t{1000} * link.rtt.start();
 }
 
 } // namespace locd

@@ -24,7 +24,7 @@ class Links : private RegistryObserver {
 public:
     // Octets of the names in requests that wait for one agent. More than all triggers of the registry: when
     // it is exceeded, by triggers that come and go, all that is waited for is told anew.
-    static constexpr size_t mostOctets = 48 * 1024 * 1024;
+    static constexpr size_t mostOctets = size_t{48} * 1024 * 1024;
 
     Links(Log& log, Endpoint& endpoint, Peers& peers, const Registry& registry, Notifier& notifier);
 

@@ -24,7 +24,7 @@ namespace locd {
 class Lists : public dpIOHandler {
 public:
     static constexpr size_t mostConnections = 64;
-    static constexpr size_t mostOctets = 128 * 1024 * 1024;
+    static constexpr size_t mostOctets = size_t{128} * 1024 * 1024;
 
     Lists(Log& log, const Registry& registry);
     ~Lists() override;

@@ -38,10 +38,14 @@ void HostLookup::start() {
 // The child's part. It leaves by `_exit`, since handlers and buffers belong to the parent.
 void HostLookup::answerAll(int fd) const {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    // A connection that the parent closes ends when this copy of it is closed too.
+    constexpr int own = STDERR_FILENO + 1;
+    ::dup2(fd, own);
+    ::close_range(own + 1, ~0U, 0);
     for (const std::string& host : hosts_) {
         const auto address = find_(host.c_str());
         const Answer answer{address.value_or(0), address.has_value()};
-        if (::write(fd, &answer, sizeof answer) != sizeof answer)
+        if (::write(own, &answer, sizeof answer) != sizeof answer)
             break;
     }
     ::_exit(0);

@@ -71,7 +71,7 @@ void Notifier::sendNext(Client& client) {
     if (!outbox.rtt.valid)
         outbox.rtt.reset();
     outbox.rtt.nrexmt = 0;
-    outbox.due = nowMilliseconds() + 1000 * outbox.rtt.start();
+    outbox.due = nowMilliseconds() + int64_t{1000} * outbox.rtt.start();
     unacknowledged_.append(&client);
     if (!ticker_.running())
         ticker_.start(tickSeconds);
@@ -120,7 +120,7 @@ void Notifier::repeat(Client& client) {
     if (!outbox.rtt.valid)
         hooks_.silent(client);
     endpoint_.sendOctets(outbox.sent, client.address);
-    outbox.due = nowMilliseconds() + 1000 * outbox.rtt.start();
+    outbox.due = nowMilliseconds() + int64_t{1000} * outbox.rtt.start();
 }
 
 } // namespace locd

@@ -15,8 +15,8 @@ public:
     // which more arrive does not keep up: it is given to `overrun`.
     static constexpr size_t mostOfClient = 250'000;
     static constexpr size_t mostWaiting = 1'000'000;
-    static constexpr size_t mostOctetsOfClient = 16 * 1024 * 1024;
-    static constexpr size_t mostOctets = 64 * 1024 * 1024;
+    static constexpr size_t mostOctetsOfClient = size_t{16} * 1024 * 1024;
+    static constexpr size_t mostOctets = size_t{64} * 1024 * 1024;
 
     // Told of a client that does not acknowledge, and of one that does not keep up. Called while other work
     // is in hand: the client must not be removed until that is done.

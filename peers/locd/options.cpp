@@ -180,6 +180,7 @@ private:
 Command readCommand(int argc, const char* const* argv, const char* portVariable) {
     // getopt moves words about, so it gets an array of its own.
     std::vector<char*> words;
+    words.reserve(static_cast<size_t>(argc) + 1);
     for (int i = 0; i < argc; ++i)
         words.push_back(const_cast<char*>(argv[i]));
     return Reader().read(std::move(words), portVariable);

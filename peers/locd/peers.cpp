@@ -25,6 +25,7 @@ constexpr int64_t leavingMilliseconds = 5'000;
 
 std::vector<std::string> hostsOf(const std::vector<PeerName>& named) {
     std::vector<std::string> hosts;
+    hosts.reserve(named.size());
     for (const PeerName& name : named)
         hosts.push_back(name.host);
     return hosts;

@@ -73,8 +73,8 @@ public:
     struct Limits {
         uint32_t count = 1'000'000;
         uint32_t countOfHolder = 250'000;
-        size_t octets = 32 * 1024 * 1024;
-        size_t octetsOfHolder = 16 * 1024 * 1024;
+        size_t octets = size_t{32} * 1024 * 1024;
+        size_t octetsOfHolder = size_t{16} * 1024 * 1024;
     };
 
     enum class Result { done, already, missing, full };
