@@ -66,7 +66,7 @@ TEST(Listings, recordsOfAnotherClassAreLeftOut) {
     EXPECT_TRUE(recordsOf<DSName>(nullptr).empty());
     const NCRef<DSSet> set = new DSSet;
     const NCRef<DSName> name = new DSName("x", dsArgType, DSServiceManual);
-    const NCRef<DSAddr> address = new DSAddr(1, in_addr{});
+    const NCRef<DSAddr> address = new DSAddr(1, in_addr_t{0});
     set->add(name.get());
     set->add(address.get());
     EXPECT_EQ(recordsOf<DSName>(set), std::vector<const DSName*>{name.get()});
