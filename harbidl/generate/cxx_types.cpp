@@ -156,7 +156,8 @@ std::string CxxTypes::argument(const Scope& from, const Type& type) const {
 std::string CxxTypes::parameter(const Scope& from, const Type& type, const std::string& name) const {
     if (handlingOf(type) != Handling::array)
         return argument(from, type) + " " + name;
-    return "const " + member(from, type) + " (&" + name + ")" + dimensions(type);
+    const std::string element = "const " + member(from, type);
+    return type.declaration ? element + "& " + name : element + " (&" + name + ")" + dimensions(type);
 }
 
 std::string CxxTypes::elementArguments(const Scope& from, const Type& element) const {
