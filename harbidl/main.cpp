@@ -16,7 +16,7 @@ namespace {
 std::string ownDefinitions() {
     std::error_code failure;
     const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", failure);
-    return (program.parent_path().parent_path() / "share/harbolance/idl").string();
+    return (program.parent_path() / HARBIDL_DEFINITIONS).lexically_normal().string();
 }
 
 // A rule for make: what the outputs depend on.

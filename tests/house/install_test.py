@@ -8,6 +8,7 @@ installed. Programs are compiled against them in a folder that has files of the 
 and through the CMake package.
 """
 
+import fnmatch
 import os
 import pathlib
 import re
@@ -18,6 +19,7 @@ import sys
 import tempfile
 
 PUBLIC = ("corba.h", "agent.h")
+GENERATED = "*_stub.h"  # from our own definitions
 INCLUDE = re.compile(r"^#include <harbolance/([^>]+)>", re.MULTILINE)
 # Handles for generated code, and CORBA::ORB::InvalidName.
 UNNAMED = {"CORBA_Object_type", "CORBA_Current_type", "CORBA_ORB_InvalidName"}
@@ -30,6 +32,21 @@ foreach(source {sources})
     add_executable(${{name}} ${{source}})
     target_include_directories(${{name}} BEFORE PRIVATE {own})
     target_link_libraries(${{name}} PRIVATE Harbolance::harbolance)
+endforeach()
+# Two targets compile the same definition in one folder; one finds another definition in a folder of its own.
+file(COPY {idl} DESTINATION ${{CMAKE_CURRENT_SOURCE_DIR}}/sub)
+file(WRITE ${{CMAKE_CURRENT_SOURCE_DIR}}/sub/more.idl [[
+#include <orb.idl>
+#include "sub/records.idl"
+#ifdef WANTED
+struct More {{ Library::Book book; CORBA::TypeCode type; }};
+#endif
+]])
+foreach(name one two)
+    add_executable(records_${{name}} {records})
+    target_include_directories(records_${{name}} PRIVATE ${{CMAKE_CURRENT_BINARY_DIR}}/harbidl/records_${{name}}/sub)
+    harbidl_generate(records_${{name}} sub/records.idl sub/more.idl INCLUDE . DEFINE WANTED)
+    target_link_libraries(records_${{name}} PRIVATE Harbolance::harbolance)
 endforeach()
 """
 
@@ -50,7 +67,7 @@ def expect(condition, what):
 
 def check_headers(include):
     installed = {str(path.relative_to(include)) for path in include.rglob("*") if path.is_file()}
-    reached, pending = set(), list(PUBLIC)
+    reached, pending = set(), [*PUBLIC, *(path.name for path in include.glob(GENERATED))]
     while pending:
         name = pending.pop()
         expect(name in installed, f"{name} is installed")
@@ -63,7 +80,8 @@ def check_headers(include):
 
     texts = {name: re.sub(r"//.*", "", (include / name).read_text()) for name in reached}
     spelled = set(re.findall(r"\bCORBA_\w+", " ".join(texts.values())))
-    without = spelled - set(re.findall(r"\bCORBA_\w+", texts["corba.h"])) - UNNAMED
+    named = " ".join(text for name, text in texts.items() if name == "corba.h" or fnmatch.fnmatch(name, GENERATED))
+    without = spelled - set(re.findall(r"\bCORBA_\w+", named)) - UNNAMED
     without = {name for name in without if not re.search(rf"X\({name[6:]}\)", texts["marshal/exception/vexcept.h"])}
     expect(not without, f"{sorted(without)} have names in namespace CORBA (corba.h)")
 
@@ -103,11 +121,14 @@ def main():
         project = scratch / "other"
         project.mkdir()
         examples = " ".join(str(path) for path in (book, source / "examples/announce.cpp"))
-        (project / "CMakeLists.txt").write_text(PROJECT.format(sources=examples, own=own))
+        (project / "CMakeLists.txt").write_text(PROJECT.format(
+            sources=examples, own=own, idl=source / "examples/records/records.idl",
+            records=source / "examples/records/records.cpp"))
         run("cmake", "-G", generator, "-S", project, "-B", project / "build", f"-DCMAKE_PREFIX_PATH={moved}",
             f"-DCMAKE_CXX_COMPILER={compiler}")
         run("cmake", "--build", project / "build")
         expect(run(project / "build/by_the_book") == "by the book\n", "a program of the standard mapping runs")
+        expect("Charles Darwin" in run(project / "build/records_two", scratch / "books"), "a compiled definition works")
         expect("Usage: announce" in run(project / "build/announce", "--help"), "announce --help tells its usage")
 
 
