@@ -46,6 +46,7 @@ Agent::~Agent() {
     for (const UdpSocket& socket : endpoint_.sockets())
         dpDispatcher::instance()->unlink(socket.fd());
     leaving_ = true;
+    // The registry and the clients are linked with each other: these links go before either does.
     clients_.forEach([this](Client& client) {
         registry_.removeAll(client);
         notifier_.forget(client);
@@ -84,6 +85,7 @@ void Agent::receive(size_t size, const sockaddr_in& from) {
     auto* reply = nc_cast<DSReply>(record.get());
     const auto* message = nc_cast<DSAMessage>(record.get());
     if (reply && reply->isCurrentVersion()) {
+        // Another agent may also be a client, so what this agent has asked comes first.
         if (leaving_ || (!inquiries_.take(*reply, from) && !links_.take(*reply, from)))
             sessions_.receive(*reply, from);
     } else if (leaving_) {
@@ -137,6 +139,7 @@ void Agent::providerUp(const Registration& registration) {
 }
 
 void Agent::providerDown(const Registration& registration) {
+    // A client that leaves while the agent does registers elsewhere: for the others nothing has gone.
     if (!leaving_)
         notifier_.tell(*registration.service,
                        {registration.provider, DSStatusProviderDown, registration.octets});

@@ -27,8 +27,8 @@ public:
     Agent& operator=(const Agent&) = delete;
     ~Agent() override;
 
-    // Opens the sockets, and serves from the global dispatcher from then on. The port that could not be bound
-    // and errno, or nothing.
+    // Opens the sockets, and serves from the global dispatcher from then on. The result is the port that
+    // could not be bound, with errno set; nothing when all is well.
     std::optional<int> start();
     int port() const { return endpoint_.port(); }
 
@@ -70,7 +70,7 @@ private:
     NCRef<DSRequest> farewell_; // made when the agent leaves
     uint64_t malformed_ = 0;    // datagrams dropped
     const int64_t started_ = nowMilliseconds();
-    std::vector<sockaddr_in> overrun_; // clients to be dropped when the work in hand is done
+    std::vector<sockaddr_in> overrun_; // clients that are dropped when the work in hand is done
 };
 
 } // namespace locd

@@ -26,6 +26,7 @@ RequestMemory::State RequestMemory::stateOf(uint32_t number) const {
 }
 
 void RequestMemory::begin(uint32_t number) {
+    // A request this old is forgotten altogether: a copy of it that is still under way would count as new.
     Entry& entry = entries_[next_];
     next_ = (next_ + 1) % mostRequests;
     forgetAnswer(entry);
@@ -36,7 +37,7 @@ void RequestMemory::begin(uint32_t number) {
 void RequestMemory::answered(uint32_t number, std::span<const uint8_t> octets) {
     auto* entry = const_cast<Entry*>(find(number));
     if (!entry)
-        return;
+        return; // so many others came meanwhile
     octets_ += octets.size();
     for (size_t i = 0; octets_ > mostOctets && i < mostRequests; ++i) // the oldest answers first
         forgetAnswer(entries_[(next_ + i) % mostRequests]);
@@ -60,6 +61,7 @@ sockaddr_in Client::verifyAddress() const {
 
 Clients::Clients()
     : byAddress_(firstTables), byVerifyAddress_(firstTables), byId_(firstTables),
+      // So that answers to questions of an agent that ran here before are not taken for answers of clients.
       nextId_(std::random_device{}()) {}
 
 Client* Clients::find(const sockaddr_in& address) const {
@@ -93,7 +95,7 @@ void Clients::remove(Client& client) {
     byId_.take(uint64_t{client.id});
     if (client.verifyPort != 0)
         byVerifyAddress_.take(keyOf(client.verifyAddress()));
-    byAddress_.take(client.key());
+    byAddress_.take(client.key()); // the last one, since it destroys the client
 }
 
 } // namespace locd

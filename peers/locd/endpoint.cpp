@@ -9,6 +9,7 @@ bool Endpoint::open(in_addr_t address, int port) {
         return false;
     if (address == INADDR_ANY)
         return true;
+    // The kernel gives a broadcast only to sockets that are bound to its address or to none.
     for (const in_addr_t network : broadcastAddressesOf(address)) {
         UdpSocket broadcasts;
         if (broadcasts.open(network, main().port(), true))

@@ -20,7 +20,7 @@ bool Inquiries::ask(const Client& client, const DSRequest& request, DSName& name
         return false;
     auto inquiry = std::make_unique<Inquiry>();
     inquiry->client = client.id;
-    inquiry->request = const_cast<DSRequest*>(&request);
+    inquiry->request = const_cast<DSRequest*>(&request); // to be held, not to be changed
     inquiry->question = new DSRequest(DSRequestLocate, &name, peers_.id());
     for (const Peer& peer : peers_.all())
         inquiry->unanswered.push_back(peer.address);
@@ -44,6 +44,7 @@ bool Inquiries::take(const DSReply& reply, const sockaddr_in& from) {
         return false;
     Inquiry& inquiry = **found;
     auto* provider = reply.replyOk() ? nc_cast<DSProvider>(reply.reply()) : nullptr;
+    // By sender, since a doubled answer must not count for an agent that has not answered.
     std::erase_if(inquiry.unanswered, [&](const sockaddr_in& agent) { return keyOf(agent) == keyOf(from); });
     if (provider || inquiry.unanswered.empty())
         finish(reply.requestNum(), provider);
@@ -54,6 +55,7 @@ void Inquiries::finish(uint32_t number, DSProvider* found) {
     const auto inquiry = inquiries_.take(number);
     if (inquiries_.size() == 0)
         ticker_.stop();
+    // By its number: its address may be that of another process by now.
     Client* client = clients_.findById(inquiry->client);
     if (client)
         done_(*client, *inquiry->request, found);
@@ -61,7 +63,7 @@ void Inquiries::finish(uint32_t number, DSProvider* found) {
 
 void Inquiries::tick() {
     const int64_t now = nowMilliseconds();
-    std::vector<uint32_t> over;
+    std::vector<uint32_t> over; // to finish one changes the table
     for (uint32_t i = inquiries_.next(0); i < inquiries_.capacity(); i = inquiries_.next(i + 1)) {
         Inquiry& inquiry = *inquiries_.slot(i);
         const int64_t age = now - inquiry.since;

@@ -16,7 +16,7 @@ constexpr int64_t listMilliseconds = 5'000;
 // Of a name beside its text.
 constexpr size_t fieldOctets = 32;
 
-// Value and all, a name may be as long as a datagram. The value tells nobody anything here.
+// With its value a name may be as long as a datagram. Names are compared without it.
 NCRef<DSName> withoutValue(DSName& name) {
     return name.value() ? new DSName(name.name(), name.argType(), name.serviceType()) : &name;
 }
@@ -80,15 +80,16 @@ void Links::begin(Link& link) {
     sendNext(link);
     registry_.forEachService([&](const ServiceName& service) {
         if (service.watchers > 0)
-            add(link, DSRequestRegisterTrigger, service.name.get());
+            add(link, DSRequestRegisterTrigger, withoutValue(*service.name).get());
     });
     if (!ticker_.running())
         ticker_.start(tickSeconds);
 }
 
 void Links::watch(DSName& name) {
+    const NCRef<DSName> told = withoutValue(name);
     for (const auto& link : links_)
-        add(*link, DSRequestRegisterTrigger, &name);
+        add(*link, DSRequestRegisterTrigger, told.get());
 }
 
 void Links::unwatch(DSName& name) {
@@ -96,8 +97,9 @@ void Links::unwatch(DSName& name) {
         const Registration& first = *service->registrations.front();
         remote_.remove(*first.holder, *NCRef<DSProvider>(first.provider));
     }
+    const NCRef<DSName> told = withoutValue(name);
     for (const auto& link : links_)
-        add(*link, DSRequestUnregisterTrigger, &name);
+        add(*link, DSRequestUnregisterTrigger, told.get());
 }
 
 void Links::add(Link& link, int type, DSName* name) {
@@ -108,8 +110,7 @@ void Links::add(Link& link, int type, DSName* name) {
         link.overrun = true;
         return;
     }
-    const NCRef<DSName> told = name ? withoutValue(*name) : NCRef<DSName>();
-    link.tasks.push_back({type, told.get(), octets});
+    link.tasks.push_back({type, name, octets});
     link.octets += octets;
     if (!link.request)
         sendNext(link);
@@ -118,7 +119,7 @@ void Links::add(Link& link, int type, DSName* name) {
 void Links::sendNext(Link& link) {
     link.request = nullptr;
     if (link.tasks.empty()) {
-        if (link.overrun)
+        if (link.overrun) // what was not told so far is told now
             begin(link);
         return;
     }

@@ -50,7 +50,7 @@ public:
             if (status == NCtcpstream::noData || status == NCtcpstream::partlyRead)
                 return 0;
             if (!request || !request->isCurrentVersion()) {
-                lists_.close(this);
+                lists_.close(this); // which destroys this object
                 return 0;
             }
             lastActivity_ = ++lists_.activities_;
@@ -69,6 +69,7 @@ public:
 
 private:
     void await(int mask, int64_t milliseconds) {
+        // For one thing at a time: while an answer is written, requests wait in the system's buffers.
         dpDispatcher::instance()->unlink(requests_.fd());
         dpDispatcher::instance()->link(requests_.fd(), mask, this);
         due_ = nowMilliseconds() + milliseconds;
@@ -104,7 +105,8 @@ private:
             const uint8_t* from =
                 inHead ? head_.data() + written_ : list_->data() + (written_ - head_.size());
             const size_t count = inHead ? head_.size() - written_ : total - written_;
-            const int more = inHead && list_ ? MSG_MORE : 0;
+            const int more =
+                inHead && list_ ? MSG_MORE : 0; // head and list in one packet when they are short
             const ssize_t sent =
                 uninterrupted([&] { return ::send(requests_.fd(), from, count, MSG_NOSIGNAL | more); });
             if (sent < 0) {
@@ -217,6 +219,7 @@ std::shared_ptr<const EncodedList> Lists::list(const DSRequest& request, const S
         log_(LogLevel::debug, "list request %d is refused", type);
         return nullptr;
     }
+    // A list lives as long as a connection waits for it. What is registered later belongs to another list.
     std::erase_if(shared_, [](const Shared& one) { return one.list.expired(); });
     for (const Shared& one : shared_) {
         const bool same = one.requestType == type && one.version == registry_.version() &&
@@ -236,7 +239,8 @@ std::shared_ptr<const EncodedList> Lists::list(const DSRequest& request, const S
 
 // For one more list, by closing connections that wait for others.
 void Lists::makeSpace(const Connection& receiver) {
-    const size_t more = 2 * registry_.registrationOctets();
+    const size_t more =
+        2 * registry_.registrationOctets(); // a buffer that doubles may be twice as long as needed
     for (;;) {
         size_t octets = more;
         for (const Shared& one : shared_) {

@@ -87,7 +87,7 @@ bool Log::open(const std::string& path) {
 
 void Log::operator()(LogLevel level, const char* format, ...) {
     if (level > level_)
-        return;
+        return; // before anything is formatted
     std::va_list values;
     va_start(values, format);
     std::string text = formatted(format, values);
@@ -152,7 +152,7 @@ void Log::writeLine(const char* label, const std::string& text) {
 
 // False when the line is not written, nor ever will be.
 bool Log::write(const std::string& line) {
-    const std::string all = rest_ + line;
+    const std::string all = rest_ + line; // what was taken in part has to be completed first
     ssize_t count = -1;
     if (isSocket_) {
         count = ::send(fd_, all.data(), all.size(), MSG_DONTWAIT | MSG_NOSIGNAL);

@@ -21,7 +21,7 @@ const char* nameOf(LogLevel level);
 //
 // Writing never waits: lines that the reader of a pipe or terminal does not take are lost and counted. Of
 // each kind of line, which is one format text, `burst` are written as they come; of more, one a second is
-// written with the number of those left out. So whoever sends nonsense does not fill the disk and does not
+// written with the number of those left out. So a sender of nonsense does not fill the disk and does not
 // hide lines of another kind.
 class Log {
 public:

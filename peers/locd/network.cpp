@@ -94,6 +94,7 @@ bool Socket::bind(in_addr_t address, int port, bool shared) {
 bool UdpSocket::open(in_addr_t address, int port, bool shared) {
     if (!make(SOCK_DGRAM))
         return false;
+    // A smaller area than asked for is no failure.
     ::setsockopt(fd(), SOL_SOCKET, SO_RCVBUF, &receiveArea, sizeof receiveArea);
     return bind(address, port, shared);
 }

@@ -34,10 +34,8 @@ void Notifier::enqueue(Client& client, const Notice& notice) {
     if (!client.outbox)
         client.outbox = std::make_unique<Outbox>();
     Outbox& outbox = *client.outbox;
-    const bool countReached = outbox.waiting.size() >= mostOfClient || waiting_ >= mostWaiting;
-    const bool octetsReached =
-        outbox.octets + notice.octets > mostOctetsOfClient || octets_ + notice.octets > mostOctets;
-    if (countReached || octetsReached) {
+    if (!hasShare(waiting_, mostWaiting, outbox.waiting.size(), mostOfClient, 1) ||
+        !hasShare(octets_, mostOctets, outbox.octets, mostOctetsOfClient, notice.octets)) {
         hooks_.overrun(client);
         return;
     }
@@ -52,6 +50,7 @@ void Notifier::enqueue(Client& client, const Notice& notice) {
 // Nothing is on its way: the first that waits is sent.
 void Notifier::sendNext(Client& client) {
     Outbox& outbox = *client.outbox;
+    // One that does not fit a datagram is left out, but such a provider is not registered in the first place.
     while (outbox.sent.empty() && !outbox.waiting.empty()) {
         const Notice notice = outbox.waiting.front();
         outbox.waiting.pop_front();
@@ -87,7 +86,7 @@ void Notifier::settle(Client& client) {
 void Notifier::acknowledged(Client& client, uint32_t number) {
     if (!client.outbox || client.outbox->sent.empty() || client.outbox->number != number)
         return;
-    client.outbox->rtt.stop();
+    client.outbox->rtt.stop(); // the estimate is of this client alone: its network may be slower than others
     settle(client);
     sendNext(client);
 }
@@ -104,6 +103,7 @@ void Notifier::forget(Client& client) {
 
 void Notifier::repeat() {
     const int64_t now = nowMilliseconds();
+    // What is repeated stays in its place of the chain.
     for (Client* client = unacknowledged_.front(); client;) {
         Client* const due = client;
         client = decltype(unacknowledged_)::after(client);

@@ -11,8 +11,8 @@ namespace locd {
 // as silent, which others find out. A client has one on its way at a time.
 class Notifier {
 public:
-    // Notifications that may wait, and the octets of their providers, for one client and in all. A client for
-    // which more arrive does not keep up: it is given to `overrun`.
+    // Notifications that may wait, and the octets of their providers, for one client and in all (see
+    // `hasShare`). A client whose share is used up does not keep up: it is given to `overrun`.
     static constexpr size_t mostOfClient = 250'000;
     static constexpr size_t mostWaiting = 1'000'000;
     static constexpr size_t mostOctetsOfClient = size_t{16} * 1024 * 1024;

@@ -55,7 +55,7 @@ public:
     Command read(std::vector<char*> words, const char* portVariable) {
         const int count = static_cast<int>(words.size());
         words.push_back(nullptr);
-        opterr = 0;
+        opterr = 0; // complaints are made here, in the form of this program
         optind = 0; // the reader of the C library starts afresh
         int value = 0;
         while (command_.action == Command::Action::run && value != -1) {
@@ -102,6 +102,8 @@ private:
     }
 
     void refuseOption(const std::string& word) {
+        // An unknown letter is in optopt; an unknown long option leaves 0 there, and a value too many the
+        // option's own number.
         const bool isLetter = optopt > 0 && optopt < listPort && !word.starts_with("--");
         if (isLetter)
             refuse(std::string("unknown option '-") + static_cast<char>(optopt) + "'");

@@ -137,10 +137,11 @@ bool Peers::openSender() {
 // The networks are asked for each time, since interfaces come and go.
 void Peers::broadcast(const DSAMessage& message) {
     int reached = 0;
-    harbolance::BroadcastTable(sender_.fd(), endpoint_.port(), false).forEachTarget([&](const sockaddr_in& target) {
-        reached += sender_.sendTo(target, &message) == 0 ? 1 : 0;
-        return 0; // one network that is down does not keep the others from hearing
-    });
+    harbolance::BroadcastTable(sender_.fd(), endpoint_.port(), false)
+        .forEachTarget([&](const sockaddr_in& target) {
+            reached += sender_.sendTo(target, &message) == 0 ? 1 : 0;
+            return 0; // one network that is down does not keep the others from hearing
+        });
     if (reached == 0 && !warnedOfNetworks_)
         log_(LogLevel::warning,
              "there is no network to broadcast to: this agent finds no other, and no client "
@@ -187,7 +188,7 @@ bool Peers::take(const DSAMessage& message, const sockaddr_in& from) {
     if (!address || id == 0)
         return true;
     if (id == id_)
-        return false;
+        return false; // broadcasts come back, and an answer would make this agent its own peer
     sockaddr_in place = address->socketAddress();
     if (place.sin_addr.s_addr == INADDR_ANY)
         place.sin_addr = from.sin_addr;

@@ -14,8 +14,8 @@ Registry::Registry(RegistryObserver& observer, const Limits& limits)
 
 template <class T>
 bool Registry::hasSpace(uint32_t count, size_t octets, const Holding<T>& holding, uint32_t more) const {
-    return count < limits_.count && holding.count < limits_.countOfHolder &&
-           octets + more <= limits_.octets && holding.octets + more <= limits_.octetsOfHolder;
+    return hasShare(count, limits_.count, holding.count, limits_.countOfHolder, 1) &&
+           hasShare(octets, limits_.octets, holding.octets, limits_.octetsOfHolder, more);
 }
 
 ServiceName* Registry::serviceFor(const DSName& name) {
@@ -23,11 +23,13 @@ ServiceName* Registry::serviceFor(const DSName& name) {
     if (services_.slot(index))
         return services_.slot(index).get();
     auto made = std::make_unique<ServiceName>();
+    // A copy: the name that was given may be part of a provider, which goes when it is withdrawn.
     made->name = new DSName(name);
     return services_.insertAt(index, std::move(made)).entry->get();
 }
 
 void Registry::dropIfIdle(const ServiceName* service) {
+    // The probe is held, since it is part of what it takes out; so are those below.
     if (service->registrations.empty() && service->triggers.empty())
         services_.take(*NCRef<DSName>(service->name));
 }
@@ -41,6 +43,7 @@ Registry::Result Registry::add(Holder& holder, DSProvider* provider, uint32_t oc
     ServiceName* service = serviceFor(provider->name());
     if (service->registrations.empty()) {
         ++names_;
+        // So far the name was that of a trigger, whose value is not what lists show.
         if (!service->triggers.empty())
             service->name = new DSName(provider->name());
     }
@@ -75,6 +78,7 @@ void Registry::remove(Registration* registration) {
     holder->registrations.octets -= registration->octets;
     registrationOctets_ -= registration->octets;
     ++version_;
+    // Out of the tables before the observer hears of it, and destroyed after that.
     const auto taken = registrations_.take(RegistrationProbe{*registration->provider, holder});
     if (service->registrations.empty())
         --names_;
@@ -120,6 +124,7 @@ void Registry::removeTrigger(Trigger* trigger) {
     holder->triggers.octets -= trigger->octets;
     triggerOctets_ -= trigger->octets;
     triggers_.take(TriggerProbe{*NCRef<DSName>(trigger->name), holder});
+    // Agents watch for their own clients. Told on, they would keep each other's triggers for ever.
     if (!holder->isAgent && --service->watchers == 0)
         observer_.watchEnds(*service);
     dropIfIdle(service);

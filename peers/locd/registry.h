@@ -68,8 +68,9 @@ public:
 // from those that walk.
 class Registry {
 public:
-    // What the registry holds at the most, in all and of one client: so many registrations, and as many
-    // triggers. A client of this agent takes lists of 64 MiB, and no list is longer than all registrations.
+    // What the registry holds at the most, in all and of one client (see `hasShare`): so many registrations,
+    // and as many triggers. A client of this agent takes lists of 64 MiB, and no list is longer than all
+    // registrations.
     struct Limits {
         uint32_t count = 1'000'000;
         uint32_t countOfHolder = 250'000;
@@ -94,7 +95,7 @@ public:
 
     // The one registered first, or null.
     DSProvider* find(const DSName& name) const;
-    // Whoever has registered such a provider, or null.
+    // A holder that has registered such a provider, or null.
     Holder* holderOf(const DSProvider& provider) const;
     const ServiceName* service(const DSName& name) const;
 

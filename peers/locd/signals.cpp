@@ -67,7 +67,7 @@ void Signals::take(uint32_t signal) {
 }
 
 void Signals::leave() {
-    done_ = leaving_;
+    done_ = leaving_; // at the second signal the clients are not waited for
     if (!leaving_) {
         leaving_ = true;
         agent_.beginLeaving();

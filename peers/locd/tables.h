@@ -8,6 +8,13 @@ namespace locd {
 
 using harbolance::GrowAtHalf;
 
+// Whether one client may hold `more` of something of which all clients together hold `all`. Beside both
+// limits it gets at most twice what is left for the others, so that a few greedy clients cannot take
+// everything.
+inline bool hasShare(size_t all, size_t limit, size_t own, size_t ownLimit, size_t more) {
+    return all + more <= limit && own + more <= ownLimit && own + more <= 2 * (limit - all);
+}
+
 // The place of an element in one chain.
 template <class T>
 struct ChainLink {

@@ -29,8 +29,10 @@ void Watch::suspect(Client& client) {
 bool Watch::answered(const DSMessage& answer, const sockaddr_in& from) {
     const uint32_t id = cookieWord(answer.cookie());
     Client* client = clients_.findById(id);
+    // The process may have lost this agent and come back: its answer to the former session is as good.
     if (!client)
         client = clients_.findByVerifyAddress(from.sin_addr.s_addr, portOf(from));
+    // Without a number it answers something that this agent asks of no client, such as the end of a session.
     if (!client)
         return id == 0;
     if (keyOf(from) == client->key()) {
@@ -62,7 +64,7 @@ bool Watch::hasVanished(Client& client, int64_t now) {
 
 void Watch::sweep() {
     const int64_t now = nowMilliseconds();
-    std::vector<Client*> vanished;
+    std::vector<Client*> vanished; // to remove one changes the table
     clients_.forEach([&](Client& client) {
         if (hasVanished(client, now))
             vanished.push_back(&client);

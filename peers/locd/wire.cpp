@@ -30,15 +30,17 @@ NCRef<DSResource> Decoder::decode(size_t count) {
     if (claimed != count || claimed < ncFrameWord)
         return nullptr;
     NCTransObject* object = stream_.readObject();
-    stream_.resetTypes();
+    stream_.resetTypes(); // the classes of one datagram mean nothing in the next
     auto* record = nc_cast<DSResource>(object);
     if (!record)
-        delete object;
+        delete object; // a class without a count
     return record;
 }
 
 NCRef<DSMessage> Decoder::foreignHeader(size_t count) {
     rewind(count);
+    // A message of another version is read no further than its version. What follows is where this version
+    // has it, or the answer is lost on its receiver.
     unsigned int length = 0;
     char tag = 0;
     std::string className;
@@ -63,6 +65,7 @@ std::span<const uint8_t> Encoder::encode(const NCTransObject& message) {
     return {buffer_.wbuf(), buffer_.bytesWritten()};
 }
 
+// Written and read back, since a message that is made here takes a number of its own.
 NCRef<DSMessage> standInRequest(uint32_t number, const harbolance::MessageCookie& cookie) {
     NCipcbuf buffer(longestDatagram, 0);
     NCipcstream out(&buffer);

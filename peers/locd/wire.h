@@ -20,7 +20,7 @@ constexpr uint32_t longestDatagram = 8192;
 // request.
 enum AgentStatus : int {
     notRegistered = -1, // nothing like that is registered by this client
-    noSuchService = -2, // nobody provides it, here or at the other agents
+    noSuchService = -2, // there is no provider of it, here or at the other agents
     badRequest = -3,    // an unknown request, or one without the record it needs
     limitReached = -4,  // of this client or of the agent
     tooLarge = -5,      // the answer would not fit a datagram

@@ -105,8 +105,10 @@ TEST_F(LocdRegistry, leavingClientHearsNothingOfItselfAndAgentsAreNoWatchers) {
 
 TEST_F(LocdRegistry, limitsHoldForOneClientAndForAll) {
     // How many the first client gets in, and how many then the second one, of 100 octets each.
-    const std::tuple<Registry::Limits, int, int> cases[] = {
-        {{5, 3, 1000, 1000}, 3, 2}, {{9, 9, 500, 300}, 3, 2}, {{9, 9, 1000, 399}, 3, 3}};
+    const std::tuple<Registry::Limits, int, int> cases[] = {{{5, 3, 1000, 1000}, 3, 2},
+                                                            {{9, 9, 500, 300}, 3, 2},
+                                                            {{9, 9, 1000, 399}, 3, 3},
+                                                            {{90, 90, 1000, 1000}, 7, 2}};
     for (const auto& [limits, ofFirst, ofSecond] : cases) {
         Registry limited(record, limits);
         for (const auto& [holder, expected] : {std::pair{&one, ofFirst}, std::pair{&two, ofSecond}}) {
