@@ -1,8 +1,9 @@
 #include "generate/includes.h"
 
+#include "syntax/original_lines.h"
+
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <set>
 
 namespace harbidl {
@@ -25,15 +26,13 @@ std::set<uint32_t> filesThatMatter(const Reading& reading) {
 // The operand of the #include, as the user wrote it: with its quotes or angles. Empty for one that is a
 // macro.
 std::string writtenInclude(const SourceText::Place& place) {
-    std::ifstream file(place.file);
-    std::string line;
-    for (uint32_t i = 0; i < place.line && std::getline(file, line); ++i) {
-    }
-    const size_t begin = line.find_first_of("\"<");
-    if (begin == line.npos || line.find("include") > begin)
+    OriginalLines lines;
+    const std::string* const line = lines.line(place.file, place.line);
+    const size_t begin = line ? line->find_first_of("\"<") : std::string::npos;
+    if (begin == std::string::npos || line->find("include") > begin)
         return {};
-    const size_t end = line.find(line[begin] == '<' ? '>' : '"', begin + 1);
-    return end == line.npos ? std::string() : line.substr(begin, end - begin + 1);
+    const size_t end = line->find((*line)[begin] == '<' ? '>' : '"', begin + 1);
+    return end == line->npos ? std::string() : line->substr(begin, end - begin + 1);
 }
 
 bool isIn(const std::string& file, const std::string& folder) {

@@ -1,7 +1,7 @@
 #include "syntax/diagnostics.h"
 
-#include <fstream>
-#include <map>
+#include "syntax/original_lines.h"
+
 #include <ostream>
 
 namespace harbidl {
@@ -34,30 +34,6 @@ size_t originalOffset(std::string_view original, std::string_view preprocessed, 
         --there;
     return there;
 }
-
-// The lines of the user's files, each file read once.
-class OriginalLines {
-public:
-    // Null when there is no such line to be had.
-    const std::string* line(const std::string& file, uint32_t number) {
-        auto known = files_.find(file);
-        if (known == files_.end())
-            known = files_.emplace(file, linesOf(file)).first;
-        const std::vector<std::string>& lines = known->second;
-        return number >= 1 && number <= lines.size() ? &lines[number - 1] : nullptr;
-    }
-
-private:
-    static std::vector<std::string> linesOf(const std::string& file) {
-        std::vector<std::string> lines;
-        std::ifstream stream(file);
-        for (std::string line; std::getline(stream, line);)
-            lines.push_back(line);
-        return lines;
-    }
-
-    std::map<std::string, std::vector<std::string>> files_;
-};
 
 // The line, and below it a caret at the offset.
 void printLine(std::ostream& out, std::string_view line, size_t offset) {
