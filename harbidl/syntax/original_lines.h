@@ -7,8 +7,8 @@
 
 namespace harbidl {
 
-// The lines of the user's files as they were before the preprocessor. Each file is read once, and only if it is an
-// ordinary one of a reasonable size.
+// The lines of the user's files as they were before the preprocessor. Each file is read once, and only if it
+// is an ordinary one of a reasonable size.
 class OriginalLines {
 public:
     // Lines count from 1. Null when there is no such line to be had.

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <utility>
 
-// Limits on nesting and memory. A peer chooses how deep values nest and how many elements a sequence announces,
-// so every reader that can recurse holds one of these objects for each level.
+// Limits on nesting and memory. A peer chooses how deep values nest and how many elements a sequence
+// announces, so every reader that can recurse holds one of these objects for each level.
 
 namespace harbolance {
 

@@ -30,7 +30,9 @@ CORBA_Object::~CORBA_Object() {
 
 const CORBA_TypeInfo* CORBA_Object::_type_info() const { return &CORBA_Object_type; }
 
-void* CORBA_Object::_cast(const CORBA_TypeInfo* target) { return *target == CORBA_Object_type ? this : nullptr; }
+void* CORBA_Object::_cast(const CORBA_TypeInfo* target) {
+    return *target == CORBA_Object_type ? this : nullptr;
+}
 
 void CORBA_release(CORBA_Object* object) {
     if (!object)

@@ -81,8 +81,8 @@ public:
     const char* _interface_name() const { return _impl->role().interface_name(); }
     TRXObjectImpl* impl() const { return _impl; }
 
-    // The interface of the object's class, and the object as the class of an interface: null when it is not of
-    // that class.
+    // The interface of the object's class, and the object as the class of an interface: null when it is not
+    // of that class.
     virtual const CORBA_TypeInfo* _type_info() const;
     virtual void* _cast(const CORBA_TypeInfo* target);
 

@@ -2,8 +2,8 @@
 #include "invoke/transport/transport_settings.h"
 #include "marshal/exception/vexcept.h"
 #include "marshal/marshal_settings.h"
-#include "object/global_table.h"
 #include "marshal/typecode/typecode_access.h"
+#include "object/global_table.h"
 #include "orb/orb_settings.h"
 #include "orb/vorb.h"
 

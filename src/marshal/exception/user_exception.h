@@ -48,7 +48,8 @@ public:
         forEachMember([&](const auto& member) { stream << operand(self().*member.value); });
     }
     void _read(TRXistream& stream) override {
-        forEachMember([&](const auto& member) { stream >> operand(static_cast<Self&>(*this).*member.value); });
+        forEachMember(
+            [&](const auto& member) { stream >> operand(static_cast<Self&>(*this).*member.value); });
     }
     void _print(TRXostream& stream) const override {
         harbolance::printExceptionBegin(stream, Self::_scoped_name);
