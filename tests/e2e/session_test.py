@@ -62,7 +62,7 @@ class Requests(SessionCase):
         self.talk(probe, "register b IOR:1: 0", f"register b: {REGISTERED}", f"unregister c: {UNKNOWN}",
                   "unregister b: 0", f"unregister b: {UNKNOWN}", f"untrigger b: {UNKNOWN_TRIGGER}",
                   "trigger b: 0", "untrigger b: 0", f"register {9000 * 'x'}: {NO_ANSWER}")
-        self.assertIn("DSUser::registerProvider: The record does not fit in a datagram", probe.lines("err"))
+        self.assertIn("DSUser::registerProvider: The record does not fit in a datagram", probe.err)
         own = harness.own_host()
         sent = wire.provider("b", "127.0.0.1", 4711, own, own, reference="IOR:1")
         kinds = wire.REGISTER, wire.UNREGISTER, wire.REGISTER_TRIGGER, wire.UNREGISTER_TRIGGER
