@@ -3,6 +3,7 @@
 // reported is the nanoseconds of the best turn of each and their quotients beside the limit that they are
 // held to.
 
+#include "readings_by_hand.h"
 #include "readings_stub.h"
 
 #include <benchmark/benchmark.h>
@@ -15,35 +16,6 @@ namespace {
 
 constexpr CORBA_ULong recordCount = 1000;
 constexpr double limit = 1.05;
-
-namespace by_hand {
-
-struct Reading {
-    CORBA_Long number = 0;
-    CORBA_Double value = 0;
-    CORBA_String_var name;
-};
-TRXostream& operator<<(TRXostream& stream, const Reading& reading) {
-    return stream << reading.number << reading.value << reading.name.in();
-}
-TRXistream& operator>>(TRXistream& stream, Reading& reading) {
-    return stream >> reading.number >> reading.value >> reading.name;
-}
-
-struct BoundedReading : Reading {};
-TRXostream& operator<<(TRXostream& stream, const BoundedReading& reading) {
-    if (std::strlen(reading.name.in()) > 16)
-        throw CORBA_BAD_PARAM();
-    return stream << reading.number << reading.value << reading.name.in();
-}
-TRXistream& operator>>(TRXistream& stream, BoundedReading& reading) {
-    stream >> reading.number >> reading.value >> reading.name;
-    if (std::strlen(reading.name.in()) > 16)
-        throw CORBA_MARSHAL();
-    return stream;
-}
-
-} // namespace by_hand
 
 template <class Sequence>
 Sequence makeReadings() {
