@@ -77,8 +77,10 @@ bool Builder::checkSize(uint64_t minimumOctets, Position position) {
 }
 
 void Builder::complete(DeclaredType& declared, uint64_t minimumOctets, Position position) {
-    declared.complete = checkSize(minimumOctets, position);
-    declared.type.minimumOctets = static_cast<uint32_t>(std::min<uint64_t>(minimumOctets, INT32_MAX));
+    // What is too large is said once, and not again of all that contains it.
+    declared.type.minimumOctets =
+        checkSize(minimumOctets, position) ? static_cast<uint32_t>(minimumOctets) : 0;
+    declared.complete = true;
 }
 
 // --- The use of types
@@ -192,6 +194,7 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
         if (!original || !declared)
             continue;
         declared->original = original;
+        declared->real = &unaliased(*original);
         declared->type = {TypeKind::alias, 0, nullptr, declared, original->minimumOctets, original->variable,
                           original->native};
         declared->complete = true;

@@ -3,10 +3,7 @@
 namespace harbidl {
 
 const Type& unaliased(const Type& type) {
-    const Type* real = &type;
-    while (real->kind == TypeKind::alias)
-        real = static_cast<const Alias*>(real->declaration)->original;
-    return *real;
+    return type.kind == TypeKind::alias ? *static_cast<const Alias*>(type.declaration)->real : type;
 }
 
 bool isInteger(TypeKind kind) {

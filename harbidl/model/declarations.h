@@ -125,7 +125,8 @@ struct Enum : Declaration, DeclaredType {
 
 struct Alias : Declaration, DeclaredType {
     Alias() : Declaration(Kind::alias) {}
-    const Type* original = nullptr;
+    const Type* original = nullptr; // which may be an alias too
+    const Type* real = nullptr;     // which is none
 };
 
 struct Native : Declaration, DeclaredType {

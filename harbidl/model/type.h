@@ -45,10 +45,9 @@ struct Type {
     const Declaration* declaration = nullptr; // of a type with a name
 
     // What is known of a type once it is complete.
-    uint32_t minimumOctets =
-        0;                 // that a value takes in a stream, without padding; UINT32_MAX for more than that
-    bool variable = false; // of variable size by the rules of the C++ mapping
-    bool native = false;   // it is native, or contains what is
+    uint32_t minimumOctets = 0; // that a value takes in a stream, without padding
+    bool variable = false;      // of variable size by the rules of the C++ mapping
+    bool native = false;        // it is native, or contains what is
 };
 
 // What aliases stand for.
