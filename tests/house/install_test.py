@@ -44,8 +44,7 @@ struct More {{ Library::Book book; CORBA::TypeCode type; }};
 ]])
 foreach(name one two)
     add_executable(records_${{name}} {records})
-    target_include_directories(records_${{name}} PRIVATE ${{CMAKE_CURRENT_BINARY_DIR}}/harbidl/records_${{name}}/sub)
-    harbidl_generate(records_${{name}} sub/records.idl sub/more.idl INCLUDE . DEFINE WANTED)
+    harbidl_generate(records_${{name}} sub/records.idl sub/more.idl INCLUDE . sub DEFINE WANTED)
     target_link_libraries(records_${{name}} PRIVATE Harbolance::harbolance)
 endforeach()
 """
