@@ -84,7 +84,6 @@ void Builder::complete(DeclaredType& declared, uint64_t minimumOctets, Position 
 }
 
 // --- The use of types
-// ----------------------------------------------------------------------------------------
 
 const Type* Builder::typeOf(Place place, const tree::Type& type) {
     if (const auto* basic = std::get_if<tree::Basic>(&type.what))
@@ -183,7 +182,6 @@ const Type* Builder::declaredType(Place place, const Type* type, const tree::Dec
 }
 
 // --- Declarations of types
-// -----------------------------------------------------------------------------------
 
 void Builder::define(Place place, const tree::Definition& definition, const tree::Typedef& alias) {
     const Type* const type = completeType(place, alias.type);

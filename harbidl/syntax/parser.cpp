@@ -24,7 +24,6 @@ Parser::Level::Level(Parser& parser) : parser_(parser) {
 }
 
 // --- Tokens
-// --------------------------------------------------------------------------------------------------
 
 void Parser::advance() {
     previous_ = token_;
@@ -107,7 +106,6 @@ void Parser::recover(int braces) {
 }
 
 // --- Definitions
-// ---------------------------------------------------------------------------------------------
 
 std::vector<tree::Definition> Parser::specification() {
     advance();
@@ -296,7 +294,6 @@ tree::Attribute Parser::attribute() {
 }
 
 // --- Names
-// ---------------------------------------------------------------------------------------------------
 
 tree::Identifier Parser::identifier(const char* what) {
     if (token_.kind != Token::Kind::word)

@@ -26,7 +26,6 @@ struct ScopedName {
 };
 
 // --- Expressions
-// ---------------------------------------------------------------------------------------------
 
 struct Literal {
     std::variant<uint64_t, double, bool, unsigned char, char16_t, std::string, std::u16string> value;
@@ -58,7 +57,6 @@ struct Expression {
 };
 
 // --- Types
-// ---------------------------------------------------------------------------------------------------
 
 enum class Basic {
     void_,
@@ -106,7 +104,6 @@ struct Declarator {
 };
 
 // --- Definitions
-// ---------------------------------------------------------------------------------------------
 
 struct Member {
     std::string comment;

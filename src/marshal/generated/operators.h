@@ -11,7 +11,6 @@
 namespace harbolance {
 
 // --- Enums on a stream: their numbers
-// ------------------------------------------------------------------------
 
 // Writing needs nothing of its own: an enum goes out as the number that it is. One that is read and that the
 // type has no name for raises CORBA_BAD_PARAM.
@@ -26,7 +25,6 @@ TRXistream& readEnum(TRXistream& stream, Enum& value, CORBA_ULong count) {
 }
 
 // --- Standard streams: readable on cout, cerr and clog, the text form of the members on all others.
-// -------------
 
 // Readable lines for the value that `octets` hold.
 void printValue(std::ostream& stream, CORBA_TypeCode* type, CORBA_MarshalInBuffer& octets);
@@ -56,7 +54,6 @@ std::istream& readText(std::istream& stream, T&& value) {
 }
 
 // --- Anys
-// ----------------------------------------------------------------------------------------------------------
 
 template <class T>
 void insert(CORBA_Any& any, CORBA_TypeCode* type, const T& value) {
@@ -72,7 +69,8 @@ bool extract(const CORBA_Any& any, CORBA_TypeCode* type, const ForAny& array) {
     return extractMarshalled(any, type, same);
 }
 
-// An Any holds the number of an enumerator.
+// An Any holds the number of an enumerator. What a stream brought into it may be no enumerator's, and raises
+// CORBA_BAD_PARAM.
 inline void insertEnum(CORBA_Any& any, CORBA_TypeCode* type, CORBA_ULong number) {
     any.replace(type, new CORBA_ULong(number), 1);
 }
@@ -81,7 +79,10 @@ bool extractEnum(const CORBA_Any& any, CORBA_TypeCode* type, Enum& value) {
     const CORBA_TypeCode_var held = any.type();
     if (!type->equal(held) || !any.value())
         return false;
-    value = static_cast<Enum>(*static_cast<const CORBA_ULong*>(any.value()));
+    const CORBA_ULong number = *static_cast<const CORBA_ULong*>(any.value());
+    if (number >= type->member_count())
+        throw CORBA_BAD_PARAM();
+    value = static_cast<Enum>(number);
     return true;
 }
 

@@ -96,6 +96,7 @@ TEST(GeneratedValues, BeyondTheirBoundsAreRefused) {
     EXPECT_THROW(read(marshalled(CORBA_ULong{1}) + marshalled("abcd"), strings), CORBA_MARSHAL);
     Suit suit;
     EXPECT_THROW(read(marshalled(CORBA_ULong{4}), suit), CORBA_BAD_PARAM);
+    EXPECT_THROW(CORBA_Any(_tc_Suit, new CORBA_ULong(4), 1) >>= suit, CORBA_BAD_PARAM);
 }
 
 // A count that the octets cannot hold costs nothing.
