@@ -18,11 +18,11 @@ constexpr size_t longestText = size_t{1} << 30;
 
 std::vector<std::string> commandWords() {
     const char* const chosen = std::getenv("CPP");
-    std::istringstream words(chosen && *chosen ? chosen : "c++ -E");
+    std::istringstream words(chosen ? chosen : "");
     std::vector<std::string> result;
     for (std::string word; words >> word;)
         result.push_back(word);
-    return result;
+    return result.empty() ? std::vector<std::string>{"c++", "-E"} : result;
 }
 
 std::vector<std::string> wholeCommand(const std::string& file, const std::vector<std::string>& options,
@@ -99,9 +99,12 @@ std::optional<std::string> preprocessed(const std::string& file, const std::vect
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
-    if (!whole || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
+    if (!whole)
         return std::nullopt;
-    return text;
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 0)
+        return text;
+    std::cerr << "harbidl: the preprocessor " << commandWords().front() << " failed\n";
+    return std::nullopt;
 }
 
 } // namespace harbidl
