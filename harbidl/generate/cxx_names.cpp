@@ -29,7 +29,12 @@ bool isCxxKeyword(const std::string& name) {
     return keywords.contains(name);
 }
 
-std::string escaped(const std::string& name) { return isCxxKeyword(name) ? "_cxx_" + name : name; }
+// The namespaces that generated code names everywhere.
+bool isNeeded(const std::string& name) { return name == "std" || name == "harbolance"; }
+
+std::string escaped(const std::string& name) {
+    return isCxxKeyword(name) || isNeeded(name) ? "_cxx_" + name : name;
+}
 
 // The module CORBA and the modules in it.
 bool isFlattened(const Scope& scope) {

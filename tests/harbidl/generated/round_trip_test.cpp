@@ -144,6 +144,7 @@ TEST(Generated, ValuesOfEveryTypeSurviveEveryStream) {
     expectRoundTrips<Base::Held>(Base::_tc_Held);
     expectRoundTrips<_cxx_class>(_tc_class);
     expectRoundTrips<stream>(_tc_stream);
+    expectRoundTrips<_cxx_std>(_tc_std);
     expectRoundTrips<Again::Uses>(Again::_tc_Uses);
 }
 
