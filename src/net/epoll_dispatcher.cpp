@@ -1,17 +1,15 @@
 #include "net/epoll_dispatcher.h"
 
-#include <fcntl.h>
 #include <pthread.h>
 #include <sys/epoll.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 
 namespace harbolance {
 
 namespace {
-
-constexpr timeval compareInterval{0, 100'000};
-constexpr timeval longestWait{1'000'000, 0}; // in milliseconds still an int
 
 // What `select` calls readable, writable and exceptional.
 constexpr uint32_t readable = EPOLLIN | EPOLLRDNORM | EPOLLRDBAND | EPOLLHUP | EPOLLERR;
@@ -26,9 +24,12 @@ void countForks() {
     static_cast<void>(registered);
 }
 
-// Rounded up, so that a timer is due when the wait for it is over.
-int milliseconds(const timeval& time) {
-    return static_cast<int>(time.tv_sec * 1000 + (time.tv_usec + 999) / 1000);
+// For `epoll_wait`: rounded up, so that a timer is due when the wait for it is over. What does not fit in an
+// int, 24 days, ends early.
+int milliseconds(const timeval* time) {
+    if (!time)
+        return -1;
+    return static_cast<int>(std::min<time_t>(time->tv_sec * 1000 + (time->tv_usec + 999) / 1000, INT_MAX));
 }
 
 uint64_t tagOf(int fd, uint32_t serial) { return uint64_t{serial} << 32 | static_cast<uint32_t>(fd); }
@@ -50,24 +51,22 @@ void dpEpollDispatcher::detach(int fd) {
     dpDispatcher::detach(fd);
     if (!wasLinked)
         return;
-    // Without success when the descriptor is closed. If its file is still open elsewhere, in a child for one,
-    // the set keeps it; its events have a serial that is not the present one then.
-    if (entry(fd).isInSet && forks_ == forks)
+    // Fails when the descriptor is closed. The set keeps its file as long as that is open elsewhere, in a
+    // child for one; the new serial tells its events from later ones.
+    if (hasSet())
         control(EPOLL_CTL_DEL, fd);
     entry(fd) = {entry(fd).serial + 1};
     alwaysReady_.reset(fd);
 }
 
-// Makes the set when there is none, with all that is linked.
-bool dpEpollDispatcher::hasSet() {
-    if (set_.isOpen() && forks_ == forks)
-        return true;
+bool dpEpollDispatcher::hasSet() const { return set_.isOpen() && forks_ == forks; }
+
+// With all that is linked. False when the system does not have what it takes.
+bool dpEpollDispatcher::makeSet() {
     countForks();
     forks_ = forks;
     set_.reset(::epoll_create1(EPOLL_CLOEXEC));
-    alwaysReady_.clear();
     for (int fd = 0; fd < nfds() && set_.isOpen(); ++fd) {
-        entry(fd) = {entry(fd).serial + 1};
         if (isLinked(fd))
             enter(fd);
     }
@@ -88,87 +87,50 @@ bool dpEpollDispatcher::control(int operation, int fd) {
     return ::epoll_ctl(set_.get(), operation, fd, &event) == 0;
 }
 
-// Makes the set hold the file that has this number now. False when there is none. The set is given up when it
-// does not work.
-bool dpEpollDispatcher::enter(int fd) {
-    Entry& entered = entry(fd);
-    if (entered.isInSet && control(EPOLL_CTL_MOD, fd))
-        return true;
+// Makes the set hold the file that has this number now, if there is one. The set is given up when it does not
+// work.
+void dpEpollDispatcher::enter(int fd) {
+    if (control(EPOLL_CTL_MOD, fd))
+        return;
     // Another file has come under the number, or none has been entered yet.
-    entered = {entered.serial + 1};
+    entry(fd) = {entry(fd).serial + 1};
     alwaysReady_.reset(fd);
-    if (control(EPOLL_CTL_ADD, fd)) {
-        entered.isInSet = true;
-        return true;
-    }
-    if (errno == EPERM) {
+    if (control(EPOLL_CTL_ADD, fd))
+        return;
+    if (errno == EPERM)
         alwaysReady_.set(fd);
-        return true;
-    }
-    if (errno == EBADF && ::fcntl(set_.get(), F_GETFD) != -1)
-        return false;
-    // The set was closed from outside, and its number may be somebody else's by now; or memory is short.
-    if (errno == EBADF || errno == EINVAL)
-        set_.release();
-    set_.reset();
-    return true;
-}
-
-void dpEpollDispatcher::compare() {
-    compared_ = monotonicTime();
-    for (bool closed = true; closed && set_.isOpen();) {
-        closed = false;
-        for (int fd = 0; fd < nfds() && set_.isOpen(); ++fd)
-            closed = (isLinked(fd) && !enter(fd)) || closed;
-        if (closed) {
-            errno = EBADF; // as `select` has it
-            handleError();
-        }
-    }
+    else if (errno != EBADF)
+        set_.reset();
 }
 
 int dpEpollDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit) {
     const timeval zero{};
     const timeval end = timeSum(monotonicTime(), limit && isEarlier(zero, *limit) ? *limit : zero);
-    // Handlers and callers may have closed anything since the last wait. Within a wait no code of the process
-    // runs, so one comparison is enough.
-    bool isCompared = false;
     for (;;) {
         const timeval now = monotonicTime();
         timeval left = isEarlier(now, end) ? timeDifference(end, now) : zero;
-        if (!hasSet())
-            return dpDispatcher::waitFor(r, w, e, limit ? &left : nullptr);
-        const timeval due = timeSum(compared_, compareInterval);
-        if (!isCompared && !isEarlier(now, due)) {
-            compare();
-            isCompared = true;
-            continue;
-        }
-        timeval wait = isCompared ? longestWait : timeDifference(due, now);
-        const timeval* wanted = calculateTimeout(limit ? &left : nullptr);
-        const bool isWhole = wanted && !isEarlier(wait, *wanted);
-        if (isWhole)
-            wait = *wanted;
-        const int found = collect(wait, r, w, e);
-        if (found > 0 || (found == 0 && isWhole))
+        timeval* rest = limit ? &left : nullptr;
+        if (!hasSet() && !makeSet())
+            return dpDispatcher::waitFor(r, w, e, rest);
+        const int found = collect(calculateTimeout(rest), r, w, e);
+        if (found >= 0)
             return found;
     }
 }
 
-// What is ready after at most that time; -1 when something happened that changes nothing for the caller.
-int dpEpollDispatcher::collect(const timeval& longest, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
+// What is ready within the limit; -1 when something happened that changes nothing for the caller.
+int dpEpollDispatcher::collect(const timeval* limit, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
     e.clear();
     r = alwaysReady_.intersection(watched(readMask));
     w = alwaysReady_.intersection(watched(writeMask));
     int found = r.count() + w.count();
     std::array<epoll_event, maxDescriptors> events;
     const int count =
-        ::epoll_wait(set_.get(), events.data(), events.size(), found > 0 ? 0 : milliseconds(longest));
+        ::epoll_wait(set_.get(), events.data(), events.size(), found > 0 ? 0 : milliseconds(limit));
     if (count < 0) {
-        if (errno == EBADF || errno == EINVAL)
-            set_.release(); // closed from outside
-        else
-            handleError();
+        // The set was closed from outside, and its number may stand for something else by now.
+        if (errno != EINTR)
+            set_.release();
         return -1;
     }
     for (int i = 0; i < count; ++i)
@@ -180,8 +142,9 @@ int dpEpollDispatcher::collect(const timeval& longest, dpFdMask& r, dpFdMask& w,
 int dpEpollDispatcher::take(const epoll_event& event, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
     const auto fd = static_cast<int>(event.data.u64 & UINT32_MAX);
     Entry& known = entry(fd);
-    if (!known.isInSet || event.data.u64 != tagOf(fd, known.serial)) {
-        // Of a file that is closed here and open elsewhere: only a new set is without it.
+    if (event.data.u64 != tagOf(fd, known.serial)) {
+        // Of a file that was unlinked when it was closed here; it is open elsewhere. Only a new set is
+        // without it.
         set_.reset();
         return 0;
     }

@@ -13,14 +13,12 @@ namespace harbolance {
 // the set of descriptors. Everything else about a turn is that of the base class. The global dispatcher is
 // one of these; for a private one, which serves a single wait, the set would cost more than it saves.
 //
-// `select` looks at numbers, the set holds open files. Where that makes a difference, this class does as
-// `select` does:
+// `select` looks at numbers, the set holds open files:
 //
-//   - A descriptor that is closed while it is linked leaves the set in silence, and a file that is then
-//   opened
-//     under its number does not enter it. So before a wait all descriptors are compared with the set, at most
-//     ten times a second; a wait that starts sooner is interrupted for it. What is closed is dropped.
-//   - A file that cannot be waited for, such as a regular one, is always ready for reading and writing.
+//   - A descriptor that is closed while it is linked is silent from then on. A file that is opened under its
+//     number is watched once it is linked itself.
+//   - A file that cannot be waited for, such as a regular one, is always ready for reading and writing, as it
+//     is for `select`.
 //   - After a fork the child makes a set of its own, since the one it has got is still its parent's.
 //   - When the system has no descriptor or memory left for the set, `select` does the waiting.
 class dpEpollDispatcher : public dpDispatcher {
@@ -30,27 +28,24 @@ protected:
     int waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit) override;
 
 private:
-    // What the set has of a descriptor.
     struct Entry {
-        uint32_t serial = 0; // tells the events of this entry from those of an earlier one of the same number
-        bool isInSet = false;
+        uint32_t serial = 0; // tells the events of this file from those of an earlier one under its number
         bool onlyChanges = false; // in a state that is reported unasked and that no handler watches for
     };
 
     Entry& entry(int fd) { return entries_[static_cast<size_t>(fd)]; }
     bool isLinked(int fd) const;
-    bool hasSet();
+    bool hasSet() const;
+    bool makeSet();
     bool control(int operation, int fd);
-    bool enter(int fd);
-    void compare();
-    int collect(const timeval& longest, dpFdMask& r, dpFdMask& w, dpFdMask& e);
+    void enter(int fd);
+    int collect(const timeval* limit, dpFdMask& r, dpFdMask& w, dpFdMask& e);
     int take(const epoll_event& event, dpFdMask& r, dpFdMask& w, dpFdMask& e);
 
     Descriptor set_;
     int forks_ = 0; // before the set was made
     std::array<Entry, maxDescriptors> entries_{};
     dpFdMask alwaysReady_;
-    timeval compared_{}; // when `compare` ran last
 };
 
 } // namespace harbolance
