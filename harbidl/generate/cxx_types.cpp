@@ -17,7 +17,7 @@ int levelsOut(const Declaration& owner, const Type& element) {
     return 0;
 }
 
-std::string argumentList(std::string first, uint32_t bound) {
+std::string argumentList(const std::string& first, uint32_t bound) {
     return first + (bound == 0 ? "" : ", " + std::to_string(bound)) + ")";
 }
 

@@ -21,7 +21,7 @@ void DeclarationsCode::alias(const Alias& alias) {
             break;
         case TypeKind::object:
         case TypeKind::typeCode:
-        case TypeKind::interface: sameNames(alias, {"_ptr", "_var"}); break;
+        case TypeKind::interface:
         case TypeKind::sequence: sameNames(alias, {"_ptr", "_var"}); break;
         case TypeKind::any:
         case TypeKind::principal:

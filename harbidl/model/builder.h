@@ -89,12 +89,13 @@ template <class D, class... Arguments>
 D* Builder::make(const tree::Identifier& name, std::string comment, Arguments... arguments) {
     auto made = std::make_unique<D>(arguments...);
     D* const result = made.get();
+    Declaration& declaration = *made;
     model_.declarations_.push_back(std::move(made));
-    result->name = name.text;
-    result->escaped = name.escaped;
-    result->position = name.position;
-    result->file = source_.fileAt(name.position);
-    result->comment = std::move(comment);
+    declaration.name = name.text;
+    declaration.escaped = name.escaped;
+    declaration.position = name.position;
+    declaration.file = source_.fileAt(name.position);
+    declaration.comment = std::move(comment);
     return result;
 }
 

@@ -45,6 +45,7 @@ std::vector<std::string> wholeCommand(const std::string& file, const std::vector
 // Starts the command with its standard output in a pipe. Gives the end to read; -1 after a message.
 int start(const std::vector<std::string>& command, pid_t& child) {
     std::vector<char*> words;
+    words.reserve(command.size() + 1);
     for (const std::string& word : command)
         words.push_back(const_cast<char*>(word.c_str()));
     words.push_back(nullptr);

@@ -78,7 +78,7 @@ static_assert(sizeof(long) == sizeof(uint64_t) || std::endian::native == std::en
 
 // A loop over descriptors with a queue of timers. This class waits by `select`; the global instance, which
 // serves the long-lived connections, by `epoll` (epoll_dispatcher.h). A wait that must keep everything else
-// out makes a dispatcher of its own on the stack. Descriptors are never closed.
+// out makes a dispatcher of its own on the stack. Descriptors are never closed; unlink one before closing it.
 //
 // A descriptor outside 0..255 or an unknown mask in `link`, `handler` or `setReady` ends the process by
 // `abort`: compare with `maxDescriptors` what a peer can make you open.
