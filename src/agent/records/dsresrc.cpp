@@ -8,7 +8,7 @@ DSResource::~DSResource() {
     if (refCount() > 1) {
         std::cout << "DSResource::~DSResource: Deleting instance "
                   << "which has outstanding references\n"
-                  << "Class name: '" << typeInfo().name() << "'. "
+                  << "Class name: '" << info.name() << "'. "
                   << "Num of references: " << refCount() << "\n";
     }
 }
