@@ -51,17 +51,17 @@ std::optional<DSAddr> AgentSearch::run() {
     const char* ownAddress = ipaddr ? ipaddr->c_str() : nullptr;
     open(ownAddress);
     if (const auto host = SessionOptions::current()->option("ORBagentaddr")) {
-        if (const auto agent = ask(host->c_str()))
+        if (auto agent = ask(host->c_str()))
             return agent;
         open(nullptr);
     }
-    if (const auto agent = askThisHost())
+    if (auto agent = askThisHost())
         return agent;
     open(ownAddress);
     if (!listed_)
         listed_ = agentAddresses();
     for (const DSResource* element : *listed_) {
-        if (const auto agent = ask(static_cast<const TRXString*>(element)->str()))
+        if (auto agent = ask(static_cast<const TRXString*>(element)->str()))
             return agent;
     }
     if (!listed_->isEmpty()) {
@@ -87,7 +87,7 @@ std::optional<DSAddr> AgentSearch::ask(const char* host) {
             host ? probe_.sendTo(host, port_, message_.get()) : probe_.broadcast(message_.get(), port_);
         if (status != 0)
             return std::nullopt;
-        if (const auto agent = awaitAnswer())
+        if (auto agent = awaitAnswer())
             return agent;
     }
     return std::nullopt;
