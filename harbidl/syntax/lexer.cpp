@@ -23,7 +23,7 @@ std::string_view withoutBlanks(std::string_view text) {
 
 Keyword keywordOf(std::string_view text) {
 #define X(name, spelling)                                                                                    \
-    if (text == (spelling))                                                                                  \
+    if (text == spelling)                                                                                    \
         return Keyword::name;
     HARBIDL_KEYWORDS(X)
 #undef X

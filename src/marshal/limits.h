@@ -72,7 +72,7 @@ public:
     bool granted() const { return _octets > 0; }
 
 private:
-    static constexpr uint64_t freeOctets = 32 * 1024;
+    static constexpr uint64_t freeOctets = uint64_t{32} * 1024;
     static constexpr uint64_t octetsForEachLeft = 8;
 
     static inline uint64_t _taken = 0;

@@ -54,7 +54,7 @@ void TRXUtil::make_addr(const char* host, unsigned short port, sockaddr_in* addr
 void TRXUtil::sleep_milliseconds(CORBA_ULong milliseconds) {
     timeval limit{};
     limit.tv_sec = milliseconds / 1000;
-    limit.tv_usec = milliseconds % 1000 * 1000;
+    limit.tv_usec = static_cast<suseconds_t>(milliseconds % 1000) * 1000;
     select(0, nullptr, nullptr, nullptr, &limit);
 }
 
