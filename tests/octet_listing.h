@@ -6,7 +6,7 @@
 #include <vector>
 
 // Octets of a message as a person writes them down: pairs of hexadecimal digits, text in single quotes, and
-// `..` for an octet of padding that a writer may set as it likes and a reader has to ignore. Blanks mean
+// `..` for an octet of padding that a writer may set as it likes and a reader has to ignore. Spaces mean
 // nothing.
 class OctetListing {
 public:
@@ -28,7 +28,7 @@ public:
         }
     }
 
-    // Padding is noise here, to see that nobody takes it for data.
+    // Padding is filled with noise, which a reader that takes it for data would show.
     const std::string& bytes() const { return octets_; }
     // Empty when a writer may have written this, else what differs first.
     std::string differenceFrom(std::string_view written) const {

@@ -19,7 +19,7 @@ void Descriptor::reset(int fd) {
 }
 
 bool Descriptor::close() {
-    // An interrupted close has closed: the number may already be somebody else's.
+    // An interrupted close has closed: the number may belong to another file by now.
     if (isOpen() && ::close(fd_) == -1 && errno != EINTR)
         return false;
     fd_ = -1;

@@ -241,8 +241,8 @@ int dpDispatcher::serve(int fd, int mask, dpFdMask& ready) {
     default: result = called->exceptionRaised(fd); break;
     }
 
-    // The answer is about the link that was called. When the handler has given the number to another
-    // connection meanwhile, that one must not suffer for it.
+    // The result is about the link that was called. The handler may have linked another connection under the
+    // number meanwhile, which it does not concern.
     if (handlers_[mask][fd] != called)
         return 1;
     if (result < 0)
@@ -277,7 +277,7 @@ void dpDispatcher::handleError() {
     }
     const int before = watched_[readMask].count();
     checkConnections();
-    // Without a culprit among the readers the wait would fail again, for ever.
+    // When none of the readers was closed the wait would fail again, for ever.
     if (watched_[readMask].count() == before) {
         dropClosed(writeMask);
         dropClosed(exceptMask);

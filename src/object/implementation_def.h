@@ -9,7 +9,7 @@
 class Activator;
 
 // How an object describes its implementation, to its adapter and to an activation daemon. Definitions are
-// values: a second reference to one is a copy of it, so that nobody sees what another one changes.
+// values: a second reference to one is a copy of it, so that a change of one is not seen through the other.
 class CORBA_ImplementationDef {
 public:
     CORBA_ImplementationDef() = default;

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-// What the tests of this folder share. Octets are written as pairs of hexadecimal digits with blanks as it
+// What the tests of this folder share. Octets are written as pairs of hexadecimal digits with spaces as it
 // suits, and are little-endian unless a test says otherwise: buffers are written in the host's order.
 static_assert(harbolance::hostByteOrder == 1);
 
@@ -43,7 +43,7 @@ inline std::string hex(const CORBA_MarshalOutBuffer& buffer) { return hex({buffe
 inline std::string hex(const CORBA_OctetSequence& octets) {
     return hex({reinterpret_cast<const char*>(octets.buffer()), octets.length()});
 }
-inline std::string digits(std::string_view text) { return hex(octets(text)); } // without the blanks
+inline std::string digits(std::string_view text) { return hex(octets(text)); } // without the spaces
 
 inline CORBA_OctetSequence sequence(std::string_view digits) {
     const std::string bytes = octets(digits);

@@ -2,7 +2,7 @@
 
 #include "agent/records/message_parts.h"
 
-// The short exchanges outside a session: find an agent, ask for its TCP endpoint, tell of a dead provider.
+// The short exchanges outside a session: find an agent, ask for its TCP endpoint, report a provider that does not respond.
 //
 // A message of another protocol version is read no further than its version.
 class DSAMessage : public harbolance::KeyedRecord<DSAMessage> {

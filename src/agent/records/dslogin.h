@@ -2,7 +2,7 @@
 
 #include "agent/records/dsaddr.h"
 
-// What a process tells of itself when it logs in to an agent.
+// What a process says about itself when it logs in to an agent.
 class DSLogin : public harbolance::KeyedRecord<DSLogin> {
 public:
     static const NCTypeInfo info;

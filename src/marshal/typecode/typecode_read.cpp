@@ -147,7 +147,7 @@ void Reader::readIdentity(CORBA_TypeCode& type, TRXistream& stream) {
     Access::identify(type, std::move(id), readText(stream));
 }
 
-// Text cannot say how much of it is left; what somebody writes by hand has fewer members than this.
+// Text cannot say how much of it is left; a type written by hand has fewer members than this.
 CORBA_ULong readCount(TRXistream& stream, CORBA_ULong octetsEach) {
     constexpr CORBA_ULong maxFromText = 1u << 16;
     CORBA_ULong count = 0;
