@@ -198,21 +198,21 @@ private:
     }
 
     void number(CORBA_TCKind kind) {
-        switch (kind) {
-        case tk_short: _out << take<CORBA_Short>(); break;
-        case tk_long: _out << take<CORBA_Long>(); break;
-        case tk_ushort: _out << take<CORBA_UShort>(); break;
-        case tk_ulong: _out << take<CORBA_ULong>(); break;
-        case tk_longlong: _out << take<CORBA_LongLong>(); break;
-        case tk_ulonglong: _out << take<CORBA_ULongLong>(); break;
-        case tk_float: _out << take<CORBA_Float>(); break;
-        case tk_double: _out << take<CORBA_Double>(); break;
-        case tk_boolean: _out << (take<CORBA_Boolean>() ? "TRUE" : "FALSE"); break;
-        case tk_octet: _out << CORBA_ULong{take<CORBA_Octet>()}; break;
-        case tk_char: character(static_cast<unsigned char>(take<CORBA_Char>())); break;
-        case tk_wchar: character(take<CORBA_WChar>()); break;
-        default: break; // a kind without values
+        if (kind == tk_boolean) {
+            _out << (take<CORBA_Boolean>() ? "TRUE" : "FALSE");
+            return;
         }
+        forBasicKind(kind, [this]<class T>(std::type_identity<T>) {
+            const T value = take<T>();
+            if constexpr (std::same_as<T, CORBA_Char>)
+                character(static_cast<unsigned char>(value));
+            else if constexpr (std::same_as<T, CORBA_WChar>)
+                character(value);
+            else if constexpr (std::same_as<T, CORBA_Octet>)
+                _out << CORBA_ULong{value};
+            else
+                _out << value;
+        });
     }
 
     void character(CORBA_WChar character) {
