@@ -38,7 +38,7 @@ TEST(ImplementationDef, isNarrowedToItsOwnClassOnly) {
     EXPECT_EQ(same->activator(), activator);
 }
 
-TEST(ImplementationDef, travelsMemberByMember) {
+TEST(ImplementationDef, travelsAndPrintsMemberByMember) {
     CORBA_MarshalOutBuffer out(255), plain(255);
     out << creation();
     plain << "IDL:A:1.0"
@@ -49,15 +49,11 @@ TEST(ImplementationDef, travelsMemberByMember) {
     TRXEXT_CreationImplDef* read = nullptr;
     static_cast<TRXistream&>(in) >> read;
     const std::unique_ptr<TRXEXT_CreationImplDef> owned(read);
-    CORBA_MarshalOutBuffer again(255);
-    again << *owned;
-    EXPECT_EQ(std::string(again.data(), again.offset()), std::string(out.data(), out.offset()));
-}
+    EXPECT_EQ(in.offset(), out.offset());
 
-TEST(ImplementationDef, printsALineForEachMember) {
     std::ostringstream text;
     std::streambuf* const console = std::cout.rdbuf(text.rdbuf());
-    std::cout << creation();
+    std::cout << *owned;
     std::cout.rdbuf(console);
     EXPECT_EQ(text.str(),
               "Interface Name: IDL:A:1.0\nObject Name: one\n"
