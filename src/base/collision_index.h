@@ -104,7 +104,7 @@ private:
     };
 
     static uint32_t fold(uint64_t fingerprint) { return static_cast<uint32_t>(fingerprint >> 32); }
-    // From the folded print alone, so that a place gives its home without the entry.
+    // Depends on the 32 folded bits only, which a place keeps: its home is found without the entry.
     uint64_t homeOf(uint64_t fingerprint) const { return homeOfPrint(fold(fingerprint)); }
     uint64_t homeOfPrint(uint32_t print) const {
         return (print * uint64_t{0x9E3779B97F4A7C15u} >> 32) & (places_.size() - 1);

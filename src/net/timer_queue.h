@@ -40,7 +40,7 @@ timeval monotonicTime();
 
 } // namespace harbolance
 
-// One timer that has been started: when it is due, by the monotonic clock, and whom to tell.
+// One timer that has been started: when it is due, by the monotonic clock, and which handler is called.
 struct dpTimer {
     long sec;
     long usec;

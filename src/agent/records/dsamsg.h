@@ -2,7 +2,8 @@
 
 #include "agent/records/message_parts.h"
 
-// The short exchanges outside a session: find an agent, ask for its TCP endpoint, report a provider that does not respond.
+// The short exchanges outside a session: find an agent, ask for its TCP endpoint, report a provider that does
+// not respond.
 //
 // A message of another protocol version is read no further than its version.
 class DSAMessage : public harbolance::KeyedRecord<DSAMessage> {

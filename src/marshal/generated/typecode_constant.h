@@ -18,8 +18,8 @@ class TypeCodeConstant {
 public:
     using Make = CORBA_TypeCode* (*)();
 
-    // A type that is recursive by way of what it stands in names that: its own TypeCode has no end before the
-    // other one has.
+    // `enclosing` is the type in which this one is defined, for a type that refers back to it: its own
+    // TypeCode is complete only when that of `enclosing` is.
     constexpr explicit TypeCodeConstant(Make make, const TypeCodeConstant* enclosing = nullptr)
         : _make(make), _enclosing(enclosing) {}
     TypeCodeConstant(const TypeCodeConstant&) = delete;

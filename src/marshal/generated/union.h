@@ -105,7 +105,7 @@ public:
             *this, [&](const auto& branch) { stream << branch; }, Indices());
     }
     // A discriminator that no value can have raises CORBA_BAD_PARAM and changes nothing. A branch that is
-    // there is read over.
+    // there is overwritten by what is read.
     void read(TRXistream& stream) {
         Discriminator discriminator{};
         stream >> discriminator;
@@ -128,7 +128,7 @@ private:
         _index = index;
         _discriminator = discriminator;
     }
-    // Onto nothing. The branch is copied or moved as the other value is handed in.
+    // Only while there is no branch. The branch is copied or moved as the other value is handed in.
     template <class Other>
     void constructFrom(Other&& other) {
         const auto take = [&](auto& branch) -> decltype(auto) {
