@@ -56,7 +56,6 @@ void dpEpollDispatcher::detach(int fd) {
     if (hasSet())
         control(EPOLL_CTL_DEL, fd);
     entry(fd) = {entry(fd).serial + 1};
-    alwaysReady_.reset(fd);
 }
 
 bool dpEpollDispatcher::hasSet() const { return set_.isOpen() && forks_ == forks; }
