@@ -380,6 +380,7 @@ class Client(Endpoint):
     def __init__(self, agent, host="127.0.0.1", **told):
         super().__init__(**told)
         self._agent, self._asked = agent, None
+        self.agent_place = agent.host, agent.port
         self._udp = self.open(udp_socket(host))
         self.address = self._udp.getsockname()
         self.verify_port = self.open(udp_socket(host)).getsockname()[1]
