@@ -2,10 +2,11 @@
 
 #include "records_stub.h"
 
+#include <exception>
 #include <fstream>
 #include <iostream>
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     const char* const name = argc > 1 ? argv[1] : "books.txt";
 
     Library::Book book;
@@ -30,4 +31,8 @@ int main(int argc, char** argv) {
     }
     std::cout << again;
     return 0;
+} catch (const std::exception& raised) {
+    // What the ORB raises says its repository id.
+    std::cerr << "records: " << raised.what() << "\n";
+    return 1;
 }
