@@ -1,4 +1,10 @@
 #include "location/modules.h"
+#include "adapter/adapter_factory.h"
+#include "adapter/skel_info.h"
+#include "adapter/vgsrv.h"
+#include "adapter/vsoa.h"
+#include "invoke/stub/vstub.h"
+#include "invoke/transport/viconn.h"
 #include "orb/vorb.h"
 
 // The library's modules, in the order in which they register. The order is visible: initialisers of equal
@@ -8,6 +14,32 @@
 
 namespace {
 
+std::unique_ptr<harbolance::StubHalf> makeStub(CORBA_Object* owner) {
+    return std::make_unique<TRXStubInfo>(owner);
+}
+std::unique_ptr<harbolance::SkelHalf> makeSkel(CORBA_Object* owner) {
+    return std::make_unique<TRXSkelInfo>(owner);
+}
+harbolance::ProfileORB* orbOfTag(CORBA_ULong tag) {
+    TRXORB* orb = TRXORB::current();
+    return orb && static_cast<CORBA_ULong>(orb->key()) == tag ? orb : nullptr;
+}
+
+// What lower layers ask of higher ones.
+struct Hooks {
+    Hooks() {
+        harbolance::ObjectHalves::install(makeStub);
+        harbolance::ObjectHalves::install(makeSkel);
+        harbolance::ProfileORB::install(orbOfTag);
+        harbolance::ObjectAdapters::install(&harbolance::AllAdapters::instance());
+        harbolance::LocalCalls::install(&localCalls);
+    }
+    harbolance::InProcessServer localCalls;
+};
+
+Hooks hooks;
+TRXTCPConnFactory tcpTransport;
+TRXIIOPAdapterFactory adapterFactory;
 TRXIIOPORBFactory orbFactory;
 TRXLocationService locationService;
 LocateInitializer locateInitializer;

@@ -88,6 +88,9 @@ public:
     void _add_ref() { ++_ref_count; }
     void _remove_ref();
     uint32_t _refcount() const { return _ref_count; }
+    // Gives up the maker's reference without destroying the object: whoever takes the next one is the first
+    // to own it.
+    void _disown() { --_ref_count; }
 
 protected:
     TRXResource() = default;
@@ -127,6 +130,7 @@ public:
     T* operator->() const { return _object; }
     T& operator*() const { return *_object; }
     explicit operator bool() const { return _object != nullptr; }
+    bool operator==(const TRXRef& other) const { return _object == other._object; }
     T* detach() { return std::exchange(_object, nullptr); }
 
 private:

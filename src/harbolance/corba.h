@@ -7,9 +7,14 @@
 // module. Namespace CORBA has the names of the standard C++ mapping for all of it. Each is another name for
 // the same thing, so both may stand in one program.
 
+#include "adapter/server_interceptor.h"
+#include "adapter/voa.h"
+#include "invoke/stub/vcinter.h"
+#include "invoke/stub/vstub.h"
 #include "marshal/any/any.h"
 #include "marshal/any/unknown_user_exception.h"
 #include "marshal/cdr/vbuf.h"
+#include "marshal/exception/environment.h"
 #include "marshal/exception/orb_exceptions.h"
 #include "marshal/exception/user_exception.h"
 #include "marshal/exception/vexcept.h"
@@ -21,6 +26,7 @@
 #include "marshal/types.h"
 #include "object/bind_options.h"
 #include "object/generated_code.h"
+#include "object/global_table.h"
 #include "object/implementation_def.h"
 #include "object/vobject.h"
 #include "object/vtypeinf.h"
@@ -66,9 +72,7 @@ using StringSequence = ::CORBA_StringSequence;
 using StringSequence_var = ::CORBA_StringSequence_var;
 
 // References. Both functions take whatever CORBA_release and CORBA_is_nil take, plain pointers and holders.
-using BOA = ::CORBA_BOA;
 using BindOptions = ::CORBA_BindOptions;
-using ImplementationDef = ::CORBA_ImplementationDef;
 using Object = ::CORBA_Object;
 using Object_ptr = ::CORBA_Object_ptr;
 using Object_var = ::CORBA_Object_var;
@@ -92,6 +96,20 @@ inline ORB_ptr ORB_init(int& argc, char** argv, const char* orb_id = nullptr) {
     return ::CORBA_ORB_init(argc, argv, orb_id);
 }
 inline ORB_ptr ORB_init() { return ::CORBA_ORB_init(); }
+
+using Environment = ::CORBA_Environment;
+
+// Object adapters.
+using BOA = ::CORBA_BOA;
+using BOA_ptr = ::CORBA_BOA_ptr;
+using BOA_var = ::CORBA_BOA_var;
+using ActivationPolicy = ::CORBA_ActivationPolicy;
+using enum ::CORBA_ActivationPolicy;
+using ImplementationDef = ::CORBA_ImplementationDef;
+using ImplementationDef_ptr = ::CORBA_ImplementationDef_ptr;
+using Principal = ::CORBA_OctetSequence;
+using Principal_ptr = ::CORBA_OctetSequence*;
+using ReferenceData = ::CORBA_OctetSequence;
 
 // Types and values at run time.
 using Any = ::CORBA_Any;
@@ -129,6 +147,9 @@ using CompletionStatus = ::CORBA_CompletionStatus;
 using enum ::CORBA_CompletionStatus;
 using Exception = ::CORBA_Exception;
 using ExceptionDesc = ::CORBA_ExceptionDesc;
+using ExceptionList = ::CORBA_ExceptionList;
+using ExceptionList_ptr = ::CORBA_ExceptionList*;
+using ExceptionList_var = TRXVar<::CORBA_ExceptionList>;
 using SystemException = ::CORBA_SystemException;
 using UserException = ::CORBA_UserException;
 using UnknownUserException = ::CORBA_UnknownUserException;
@@ -140,8 +161,10 @@ TRX_SYSTEM_EXCEPTIONS(TRX_NAME_SYSTEM_EXCEPTION)
 
 // Marshal buffers, in which arguments and results travel.
 using MarshalInBuffer = ::CORBA_MarshalInBuffer;
+using MarshalInBuffer_var = ::CORBA_MarshalInBuffer_var;
 using MarshalInBuffer_ptr = ::CORBA_MarshalInBuffer_ptr;
 using MarshalOutBuffer = ::CORBA_MarshalOutBuffer;
+using MarshalOutBuffer_var = ::CORBA_MarshalOutBuffer_var;
 using MarshalOutBuffer_ptr = ::CORBA_MarshalOutBuffer_ptr;
 
 } // namespace CORBA

@@ -16,6 +16,23 @@ concept TRXHasBorrowed = requires(const Source& source) {
 }
 &&!std::derived_from<Source, Self>;
 
+namespace harbolance {
+
+// Where a holder keeps its pointer, as an out argument: for operations that take a `T*&` or a `T**`.
+template <class T>
+class OutPointer {
+public:
+    explicit OutPointer(T*& place) : _place(&place) {}
+    operator T*&() const { return *_place; }
+    operator T**() const { return _place; }
+    T*& operator*() const { return *_place; }
+
+private:
+    T** _place;
+};
+
+} // namespace harbolance
+
 // Owns one reference to an object, sequence or buffer, or nothing. From a `T*` it takes the reference over; a
 // copy adds one. T has a static `_duplicate(T*)`, and `CORBA_release(T*)` gives a reference back; both accept
 // null. A plain `T*` (a `_ptr`) never owns.
@@ -54,11 +71,11 @@ public:
     decltype(auto) operator[](Index index) const { return (*_ptr)[index]; }
     T* in() const { return _ptr; }
     T*& inout() { return _ptr; }
-    // For an out argument: releases the object and returns the address of the pointer, which then owns what
-    // is stored there.
-    T** out() {
+    // For an out argument: releases the object and returns the place of the pointer. The holder owns what is
+    // stored there.
+    harbolance::OutPointer<T> out() {
         *this = static_cast<T*>(nullptr);
-        return &_ptr;
+        return harbolance::OutPointer<T>(_ptr);
     }
     T* _retn() { return std::exchange(_ptr, nullptr); } // the caller owns the reference
 

@@ -1,5 +1,7 @@
 #include "net/descriptors.h"
 
+#include "net/termination.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
@@ -7,6 +9,7 @@
 #include <algorithm>
 #include <climits>
 #include <csignal>
+#include <iterator>
 
 namespace harbolance {
 
@@ -53,9 +56,13 @@ int Deadline::milliseconds() const {
 
 int pollUntil(int fd, short events, const Deadline& deadline) {
     for (;;) {
-        pollfd watched{fd, events, 0};
-        const int result = ::poll(&watched, 1, deadline.milliseconds());
-        const bool again = result == -1 ? errno == EINTR : result == 0 && !deadline.passed();
+        pollfd watched[] = {{fd, events, 0}, {Termination::fd(), POLLIN, 0}}; // -1 is passed over
+        const int result = ::poll(watched, std::size(watched), deadline.milliseconds());
+        if (watched[1].revents != 0)
+            Termination::act();
+        if (watched[0].revents != 0)
+            return 1;
+        const bool again = result == -1 ? errno == EINTR : result > 0 || !deadline.passed();
         if (!again)
             return result;
     }

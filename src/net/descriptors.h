@@ -69,6 +69,7 @@ private:
 
 // Waits until the descriptor is ready for `events` (those of poll) or broken: 1. At the deadline 0, on an
 // error -1. A deadline that has passed still finds out what is ready now.
+// A termination signal is acted on (termination.h).
 int pollUntil(int fd, short events, const Deadline& deadline);
 
 } // namespace harbolance

@@ -2,8 +2,8 @@
 
 // This folder holds the event loop and what else talks to the system about descriptors: the dispatcher (this
 // file; epoll_dispatcher.h is the one that waits by `epoll`), its timers (timer_queue.h; timer.h is one to
-// wait with), the round-trip estimate (ncrtt.h), descriptors and interrupted calls (descriptors.h), host
-// names and addresses (host_address.h).
+// wait with), the end by a signal (termination.h), the round-trip estimate (ncrtt.h), descriptors and
+// interrupted calls (descriptors.h), host names and addresses (host_address.h).
 //
 // The event loop. One turn, `dpDispatcher::dispatch`, goes like this:
 //

@@ -10,3 +10,4 @@
 #include "marshal/generated/value_var.h"
 #include "marshal/sequence/octet_sequence.h"
 #include "object/interface.h"
+#include "object/operation.h"

@@ -8,6 +8,13 @@
 
 class Activator;
 
+// How many clients one process of an implementation serves.
+enum CORBA_ActivationPolicy : CORBA_ULong {
+    SHARED_SERVER,     // all of them
+    UNSHARED_SERVER,   // one: the process ends with its connection
+    SERVER_PER_METHOD, // one call of one: the process ends behind it
+};
+
 // How an object describes its implementation, to its adapter and to an activation daemon. Definitions are
 // values: a second reference to one is a copy of it, so that a change of one is not seen through the other.
 class CORBA_ImplementationDef {
@@ -41,6 +48,8 @@ private:
     CORBA_String_var _object_name;
     CORBA_OctetSequence _id;
 };
+
+using CORBA_ImplementationDef_ptr = CORBA_ImplementationDef*;
 
 // Of an implementation that an activation daemon can start.
 class TRXEXT_CreationImplDef : public CORBA_ImplementationDef {

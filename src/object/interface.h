@@ -23,14 +23,37 @@ public:
     static Self* _narrow(CORBA_Object* object) {
         return object ? _duplicate(static_cast<Self*>(object->_cast(&Self::_type))) : nullptr;
     }
+    // The object of this interface and name, on that host; see CORBA_ORB::bind. The caller owns the
+    // reference.
+    static Self* _bind(const char* object_name = nullptr, const char* host_name = nullptr,
+                       const CORBA_BindOptions* options = nullptr, CORBA_ORB* orb = nullptr) {
+        const CORBA_Object_var bound(
+            CORBA_Object::_bind(Self::_type.id(), object_name, host_name, options, orb));
+        return _narrow(bound.in());
+    }
 
     const CORBA_TypeInfo* _type_info() const override { return &Self::_type; }
     void* _cast(const CORBA_TypeInfo* target) override {
+        void* const found = _upcast(target);
+        return found ? found : CORBA_Object::_cast(target);
+    }
+
+    // This object as one of its own interfaces, or null. The server is asked behind all of them, once.
+    void* _upcast(const CORBA_TypeInfo* target) {
         if (*target == Self::_type)
             return static_cast<Self*>(this);
         void* found = nullptr;
-        (void)(((found = Bases::_cast(target)) != nullptr) || ...);
+        (void)(((found = _upcastTo<Bases>(target)) != nullptr) || ...);
         return found;
+    }
+
+private:
+    template <class Base>
+    void* _upcastTo(const CORBA_TypeInfo* target) {
+        if constexpr (std::same_as<Base, CORBA_Object>)
+            return nullptr;
+        else
+            return Base::_upcast(target);
     }
 };
 

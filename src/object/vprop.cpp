@@ -127,3 +127,11 @@ std::optional<bool> TRXPropertyList::flag(const char* key) const {
         return std::nullopt;
     return static_cast<unsigned char>(*value) != 0;
 }
+
+const char* harbolance::wordBehind(int argc, char** argv, const char* option) {
+    for (int i = 0; i < argc - 1; ++i) {
+        if (std::string_view(argv[i]) == option)
+            return argv[i + 1];
+    }
+    return nullptr;
+}

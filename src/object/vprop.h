@@ -41,3 +41,11 @@ private:
 
     harbolance::KeyedTable<std::unique_ptr<Property>, &Property::key> _table{16};
 };
+
+namespace harbolance {
+
+// The word behind the first `option` of a command line; null when there is none. A last word has nothing
+// behind it.
+const char* wordBehind(int argc, char** argv, const char* option);
+
+} // namespace harbolance

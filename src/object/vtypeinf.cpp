@@ -2,6 +2,7 @@
 
 #include "base/assertion.h"
 #include "marshal/exception/vexcept.h"
+#include "object/vobject.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -221,5 +222,4 @@ CORBA_Object* CORBA_TypeInfo::createWrappedStub() const {
     return wrapped == stub.in() ? CORBA_Object::_duplicate(wrapped) : wrapped;
 }
 
-const CORBA_TypeInfo CORBA_Object_type("CORBA::Object", "IDL:omg.org/CORBA/Object:1.0", nullptr);
 const CORBA_TypeInfo CORBA_Current_type("CORBA::Current", "IDL:omg.org/CORBA/Current:1.0", nullptr);

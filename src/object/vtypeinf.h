@@ -4,7 +4,6 @@
 #include "base/list.h"
 #include "base/refcount.h"
 #include "marshal/text/vstr.h"
-#include "object/vobject.h"
 
 #include <concepts>
 #include <initializer_list>
@@ -18,6 +17,7 @@
 // operations. A client has the stub halves only.
 
 class CORBA_MarshalInBuffer;
+class CORBA_Object;
 class CORBA_OctetSequence;
 class CORBA_TypeInfo;
 
@@ -187,6 +187,7 @@ private:
 };
 
 // The types of the CORBA module itself, which every process has: the root of all references, and the root of
-// interfaces that have no reference of their own. Neither has a stub factory.
+// interfaces that have no reference of their own. Objects whose interface is not known here are stubs of the
+// first.
 extern const CORBA_TypeInfo CORBA_Object_type;
 extern const CORBA_TypeInfo CORBA_Current_type;

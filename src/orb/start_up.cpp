@@ -3,12 +3,14 @@
 #include "marshal/exception/vexcept.h"
 #include "marshal/marshal_settings.h"
 #include "marshal/typecode/typecode_access.h"
+#include "net/termination.h"
 #include "object/global_table.h"
+#include "object/object_halves.h"
 #include "orb/orb_settings.h"
 #include "orb/vorb.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <new>
 #include <unistd.h>
@@ -28,44 +30,24 @@ namespace {
 // agent session's, have run before; on a signal they run here. Each function leaves the list before it runs,
 // so none runs twice, this one included.
 void shutDown() {
+    if (ObjectAdapters* adapters = ObjectAdapters::installed()) {
+        adapters->shutDown();
+        adapters->flush();
+    }
     runExitFunctions();
     orbSettings.shuttingDown = true;
 }
 
-extern "C" void endOnSignal(int) {
+void endOnSignal() {
     shutDown();
     ::_exit(0);
 }
 
-// The shut-down allocates memory, which is not safe in a signal handler: a signal that arrives inside malloc
-// may block it for ever. The handler is therefore installed for one signal; a second one ends the process.
-void handleIfDefault(int signal) {
-    struct sigaction present {};
-    if (::sigaction(signal, nullptr, &present) != 0)
-        return;
-    if ((present.sa_flags & SA_SIGINFO) != 0 || present.sa_handler != SIG_DFL)
-        return;
-    struct sigaction handler {};
-    handler.sa_handler = endOnSignal;
-    handler.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
-    ::sigaction(signal, &handler, nullptr);
-}
-
 void prepareProcess() {
     std::set_new_handler(raiseNoResources);
-    handleIfDefault(SIGINT);
-    handleIfDefault(SIGTERM);
+    Termination::install(endOnSignal);
     registerExitFunction(shutDown);
     TypeCodeAccess::startUp();
-}
-
-// "-ORBid" as the last word has no value and is not looked at here; `parse` reports it.
-const char* idFrom(int argc, char** argv) {
-    for (int i = 0; i < argc - 1; ++i) {
-        if (std::strcmp(argv[i], "-ORBid") == 0)
-            return argv[i + 1];
-    }
-    return "ORB";
 }
 
 void readFlag(const TRXPropertyList& list, const char* key, bool& flag) {
@@ -100,13 +82,17 @@ void readSettings(const TRXPropertyList& list) {
     readNumberAsFlag(list, "ORBtcpnodelay", transportSettings.tcpNoDelay);
     readFlag(list, "ORBtcindirection", marshalSettings.tcIndirection);
     readNumberAsFlag(list, "ORBcacheDSQuery", orbSettings.cacheDSQuery);
+    if (const auto seconds = list.number("ORBstallLimit"))
+        transportSettings.stallLimit = static_cast<unsigned>(std::max(*seconds, 0L));
 }
 
 } // namespace
 
 CORBA_ORB* CORBA_ORB_init(int& argc, char** argv, const char* orb_id) {
     if (!orb_id)
-        orb_id = idFrom(argc, argv);
+        orb_id = wordBehind(argc, argv, "-ORBid");
+    if (!orb_id)
+        orb_id = "ORB";
     [[maybe_unused]] static const bool prepared = (prepareProcess(), true);
     TRXORBFactory* factory = TRXORBFactory::find(std::string_view(orb_id));
     if (!factory)

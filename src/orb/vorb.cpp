@@ -1,28 +1,35 @@
 #include "orb/vorb.h"
 
+#include "invoke/giop/giop_connections.h"
+#include "marshal/exception/environment.h"
+#include "marshal/exception/orb_exceptions.h"
 #include "marshal/exception/vexcept.h"
+#include "object/object_halves.h"
 
-namespace {
-
-constinit TRXORB* currentORB = nullptr;
-
-} // namespace
-
-CORBA_ORB::~CORBA_ORB() = default;
+using namespace harbolance;
 
 TRXORB::TRXORB(const char* name, CORBA_Long key, int& argc, char** argv, const char* prefix)
     : _name(name), _key(key) {
     TRXPropertyList::parse(argc, argv, prefix);
     TRXORB::readProperties();
-    currentORB = this;
+    setCurrentORB(this);
 }
 
 TRXORB::~TRXORB() {
-    if (currentORB == this)
-        currentORB = nullptr;
+    if (currentORB() == this)
+        setCurrentORB(nullptr);
 }
 
-TRXORB* TRXORB::current() { return currentORB; }
+TRXORB* TRXORB::current() { return static_cast<TRXORB*>(currentORB()); }
+
+CORBA_BOA* TRXORB::BOA_init(int& argc, char** argv, const char* boa_id) {
+    const char* id = boa_id ? boa_id : wordBehind(argc, argv, "-OAid");
+    ObjectAdapters* adapters = ObjectAdapters::installed();
+    CORBA_BOA* boa = adapters ? adapters->make(id ? id : "TSingle", argc, argv) : nullptr;
+    if (boa)
+        TRXInit::initializeAll(argc, argv, boa);
+    return boa;
+}
 
 CORBA_StringSequence* TRXORB::list_initial_services() {
     const auto names = TRXResolver::names();
@@ -42,7 +49,45 @@ CORBA_Object* TRXORB::resolve_initial_references(const char* name) {
     return resolver->resolve(this);
 }
 
-void TRXORB::readProperties() { _agentEnabled = flag("ORBagent").value_or(_agentEnabled); }
+void TRXORB::readProperties() {
+    _agentEnabled = flag("ORBagent").value_or(_agentEnabled);
+    if (const auto count = number("ORBConnectionMax"))
+        connection_max(static_cast<CORBA_ULong>(*count));
+    if (const auto seconds = number("ORBConnectionMaxIdle"))
+        connection_max_idle(static_cast<CORBA_ULong>(*seconds));
+}
+
+void TRXORB::create_environment(CORBA_Environment*& environment) { environment = new CORBA_Environment; }
+
+// --- Client connections ------------------------------------------------------------------------------------
+
+// Those of the transport that the ORB serves; null when there is none.
+TRXGIOPConnFactory* TRXORB::connections() const {
+    const auto tag = static_cast<CORBA_ULong>(_key);
+    return TRXConnFactory::find(tag) ? &TRXGIOPConnFactory::of(tag) : nullptr;
+}
+
+void TRXORB::connection_max(CORBA_ULong count) {
+    if (TRXGIOPConnFactory* all = connections())
+        all->max_connections(count);
+}
+
+CORBA_ULong TRXORB::connection_max() {
+    const TRXGIOPConnFactory* all = connections();
+    return all ? all->max_connections() : 0;
+}
+
+CORBA_ULong TRXORB::connection_count() {
+    const TRXGIOPConnFactory* all = connections();
+    return all ? all->connections() : 0;
+}
+
+void TRXORB::connection_max_idle(CORBA_ULong seconds) {
+    if (TRXGIOPConnFactory* all = connections())
+        all->max_idle_time(seconds);
+}
+
+// --- Options and the factory -------------------------------------------------------------------------------
 
 void TRXORB::parse(int& argc, char** argv, const char* prefix) {
     TRXPropertyList::parse(argc, argv, prefix);

@@ -1,38 +1,19 @@
 #pragma once
 
-#include "marshal/exception/orb_exceptions.h"
-#include "marshal/sequence/string_sequence.h"
+#include "invoke/stub/profile_orb.h"
+#include "object/corba_orb.h"
 #include "object/vobject.h"
 #include "object/vprop.h"
+#include "object/vtypeinf.h"
 #include "orb/module_registry.h"
 
+#include <iosfwd>
 #include <memory>
+
+class TRXGIOPConnFactory;
 
 // The ORB: how a program starts it and what it asks of it. The steps of the start-up and the shut-down are in
 // start_up.cpp, what takes part in them in module_registry.h.
-
-// It is not counted: the references that programs duplicate and release are all to the one ORB, which lives
-// until the process ends.
-class CORBA_ORB {
-public:
-    using InvalidName = CORBA_ORB_InvalidName;
-
-    static CORBA_ORB* _duplicate(CORBA_ORB* orb) { return orb; }
-    static CORBA_ORB* _nil() { return nullptr; }
-
-    // The names that `resolve_initial_references` knows; the caller owns the sequence.
-    virtual CORBA_StringSequence* list_initial_services() = 0;
-    // The object, or nil; the caller owns the reference. Raises CORBA_ORB_InvalidName for an unknown name,
-    // CORBA_OBJECT_NOT_EXIST when the process has no initial references at all, and what the resolver raises.
-    virtual CORBA_Object* resolve_initial_references(const char* name) = 0;
-    virtual ~CORBA_ORB();
-};
-
-inline void CORBA_release(CORBA_ORB*) {}
-inline bool CORBA_is_nil(const CORBA_ORB* orb) { return orb == nullptr; }
-
-using CORBA_ORB_ptr = CORBA_ORB*;
-using CORBA_ORB_var = TRXVar<CORBA_ORB>;
 
 // Starts the ORB with the id that `orb_id`, or else -ORBid, or else "ORB" names, and returns it; later calls
 // return the same one, which stays the library's. Null for an unknown id.
@@ -49,7 +30,7 @@ CORBA_ORB* CORBA_ORB_init(int& argc, char** argv, const char* orb_id = nullptr);
 // Without a command line: the usual way to the ORB that is there.
 CORBA_ORB* CORBA_ORB_init();
 
-class TRXORB : public CORBA_ORB, public TRXPropertyList {
+class TRXORB : public CORBA_ORB, public TRXPropertyList, public harbolance::ProfileORB {
 public:
     // Parses the words of `argv` that start with `prefix` and becomes the current ORB.
     TRXORB(const char* name, CORBA_Long key, int& argc, char** argv, const char* prefix);
@@ -58,13 +39,37 @@ public:
     // Null before the first CORBA_ORB_init.
     static TRXORB* current();
 
+    CORBA_BOA* BOA_init(int& argc, char** argv, const char* boa_id = nullptr) override;
     CORBA_StringSequence* list_initial_services() override;
     CORBA_Object* resolve_initial_references(const char* name) override;
+    char* object_to_string(CORBA_Object* object) override;
+    CORBA_Object* string_to_object(const char* text) override;
+    CORBA_Object* bind(const char* rep_id, const char* object_name = nullptr, const char* host_name = nullptr,
+                       const CORBA_BindOptions* options = nullptr) override;
+    void create_environment(CORBA_Environment*& environment) override;
+    void connection_max(CORBA_ULong count) override;
+    CORBA_ULong connection_max() override;
+    CORBA_ULong connection_count() override;
+    void connection_max_idle(CORBA_ULong seconds) override;
+
+    TRXGIOPConn* locate(TRXGIOPConn* connection, IOP::IOR& ior, CORBA_ULong seconds) override;
     // Applies the properties that this class has fields for.
     virtual void readProperties();
+    IOP::IOR* locate_reference(const char* repId, const char* objectName, const char* host) override;
+    // A new profile of this ORB with another key; the caller's.
+    virtual IOP::TaggedProfile* rekeyed(const IOP::TaggedProfile& profile, const CORBA_OctetSequence& key);
+    // What is made around or in place of the stubs and servants of an interface. An unknown repository id
+    // raises CORBA_BAD_PARAM.
+    virtual void set_object_factory(const char* repId, TRXObjectFactory factory);
+    virtual void clear_object_factory(const char* repId);
+    virtual void add_object_wrapper(const char* repId, TRXObjectFactory factory, CORBA_Boolean client);
+    virtual void remove_object_wrapper(const char* repId, TRXObjectFactory factory, CORBA_Boolean client);
+    CORBA_OctetSequence* object_key(const IOP::TaggedProfile& profile) override;
+    virtual void print_profile(std::ostream& stream, const IOP::TaggedProfile& profile);
 
     // Also applies what it reads.
     void parse(int& argc, char** argv, const char* prefix) override;
+    const TRXPropertyList& properties() const override { return *this; }
 
     const std::string& name() const { return _name; }
     CORBA_Long key() const { return _key; }
@@ -72,6 +77,8 @@ public:
     bool agentEnabled() const { return _agentEnabled; }
 
 private:
+    TRXGIOPConnFactory* connections() const;
+
     std::string _name;
     CORBA_Long _key; // of its factory
     bool _agentEnabled = true;

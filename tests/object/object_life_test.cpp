@@ -26,11 +26,11 @@ TEST(Object, livesUntilItsLastReferenceGoes) {
         [&kept](CORBA_Object& object) { kept = CORBA_Object::_duplicate(&object); },
     };
     for (const auto& row : rows) {
-        auto* servant = new PlainObject(TRXObjectImpl::server);
+        auto* servant = new PlainServant;
         int deactivations = 0;
-        servant->role().onDeactivate = [&](CORBA_Object& object) {
+        servant->skel().onDeactivate = [&](CORBA_Object& object) {
             ++deactivations;
-            EXPECT_EQ(PlainObject::alive, 1);
+            EXPECT_EQ(PlainServant::alive, 1);
             row(object);
         };
         EXPECT_EQ(CORBA_Object::_duplicate(servant), servant);
@@ -39,31 +39,31 @@ TEST(Object, livesUntilItsLastReferenceGoes) {
         EXPECT_EQ(deactivations, 0);
         CORBA_release(servant);
         EXPECT_EQ(deactivations, 1);
-        EXPECT_EQ(PlainObject::alive, kept.in() ? 1 : 0);
+        EXPECT_EQ(PlainServant::alive, kept.in() ? 1 : 0);
         if (!kept.in())
             continue;
         EXPECT_EQ(servant->_ref_count(), 1u);
-        servant->role().onDeactivate = [&](CORBA_Object&) { ++deactivations; };
+        servant->skel().onDeactivate = [&](CORBA_Object&) { ++deactivations; };
         kept = static_cast<CORBA_Object*>(nullptr);
-        EXPECT_EQ(PlainObject::alive, 0);
+        EXPECT_EQ(PlainServant::alive, 0);
         EXPECT_EQ(deactivations, 2);
     }
     // One that is not released at all.
     int deactivations = 0;
     {
-        PlainObject onTheStack(TRXObjectImpl::server);
-        onTheStack.role().onDeactivate = [&](CORBA_Object&) { ++deactivations; };
+        PlainServant onTheStack;
+        onTheStack.skel().onDeactivate = [&](CORBA_Object&) { ++deactivations; };
     }
     EXPECT_EQ(deactivations, 1);
 }
 
-struct PlainVar : TRXVar<PlainObject> {
+struct PlainVar : TRXVar<PlainServant> {
     using TRXVar::TRXVar;
 };
 
 TEST(Object, isSharedByHoldersAndElementsAsTheyTakeItFromEachOther) {
     {
-        const PlainVar plain = new PlainObject;
+        const PlainVar plain = new PlainServant;
         ObjectSeq sequence;
         sequence.length(3);
         sequence[0] = plain;
@@ -80,7 +80,7 @@ TEST(Object, isSharedByHoldersAndElementsAsTheyTakeItFromEachOther) {
         sequence[1] = CORBA_Object::_nil();
         EXPECT_EQ(plain->_ref_count(), 6u);
     }
-    EXPECT_EQ(PlainObject::alive, 0);
+    EXPECT_EQ(PlainServant::alive, 0);
 }
 
 } // namespace

@@ -2,35 +2,53 @@
 
 #include "marshal/reference/vior.h"
 #include "object/vobject.h"
+#include "orb/vorb.h"
 
 #include <functional>
 #include <memory>
-#include <string>
 
 // Objects that need no connection and no adapter.
 
-struct PlainRole : TRXObjectRole {
-    const char* interface_name() const override { return reference.type_id; }
-    const char* type_name() const override { return "Plain"; }
+struct PlainSkel : harbolance::SkelHalf {
+    explicit PlainSkel(CORBA_Object* servant) : owner(servant) {}
+
     const IOP::IOR& ior() override { return reference; }
-    void deactivate(CORBA_Object& object) override {
+    bool is_in_adapter() const override { return false; }
+    CORBA_ImplementationDef* implementation() const override { return nullptr; }
+    void serve(const char*, const CORBA_OctetSequence&) override {}
+    CORBA_MarshalOutBuffer* prepare_reply(void*) override { return nullptr; }
+    void deactivate() override {
         if (onDeactivate)
-            onDeactivate(object);
+            onDeactivate(*owner);
     }
 
+    CORBA_Object* const owner;
     IOP::IOR reference;
     std::function<void(CORBA_Object&)> onDeactivate;
 };
 
-class PlainObject : public CORBA_Object {
+class PlainServant : public CORBA_Object {
 public:
-    explicit PlainObject(TRXObjectImpl::Kind kind = TRXObjectImpl::stub)
-        : CORBA_Object(kind, std::make_unique<PlainRole>()) {
-        ++alive;
-    }
-    ~PlainObject() override { --alive; }
+    PlainServant() : CORBA_Object(new TRXObjectImpl(std::make_unique<PlainSkel>(this))) { ++alive; }
+    ~PlainServant() override { --alive; }
 
-    PlainRole& role() { return static_cast<PlainRole&>(impl()->role()); }
+    PlainSkel& skel() { return static_cast<PlainSkel&>(*_object_impl()->skel); }
+
+    static inline int alive = 0;
+};
+
+// Stubs may be made from then on.
+inline void startORB() {
+    char name[] = "test";
+    char* argv[] = {name, nullptr};
+    int argc = 1;
+    CORBA_ORB_init(argc, argv);
+}
+
+class PlainStub : public CORBA_Object {
+public:
+    PlainStub() : CORBA_Object((startORB(), true)) { ++alive; }
+    ~PlainStub() override { --alive; }
 
     static inline int alive = 0;
 };

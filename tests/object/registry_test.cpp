@@ -12,8 +12,8 @@ namespace {
 template <int>
 void skeleton(void*, CORBA_MarshalInBuffer&, CORBA_OctetSequence*, const char*, void*) {}
 
-CORBA_Object* makeStub() { return new PlainObject; }
-CORBA_Object* makeServant() { return new PlainObject(TRXObjectImpl::server); }
+CORBA_Object* makeStub() { return new PlainStub; }
+CORBA_Object* makeServant() { return new PlainServant; }
 
 constexpr TRXSkeleton sk[] = {skeleton<0>, skeleton<1>, skeleton<2>, skeleton<3>, skeleton<4>};
 
@@ -174,7 +174,7 @@ TEST(Wrappers, comeFromTheListOfTheObjectsSide) {
     EXPECT_TRUE(CORBA_Object_var(client.createWrappedStub())->_is_local()); // in place of the stub
     client.impl()->setWrapper(nullptr);
     EXPECT_EQ(CORBA_Object_var(client.createWrappedStub())->_ref_count(), 1u);
-    EXPECT_EQ(PlainObject::alive, 0);
+    EXPECT_EQ(PlainServant::alive + PlainStub::alive, 0);
 }
 
 } // namespace

@@ -5,6 +5,8 @@
 #include "marshal/exception/orb_exceptions.h"
 #include "marshal/exception/vexcept.h"
 #include "marshal/marshal_settings.h"
+#include "net/descriptors.h"
+#include "net/dispatcher.h"
 #include "object/global_table.h"
 #include "orb/orb_settings.h"
 #include "orb/vorb.h"
@@ -142,15 +144,24 @@ void tell() { std::fputs(orbSettings.shuttingDown ? "after " : "before ", stderr
     std::_Exit(1);
 }
 
+void waitBriefly() {
+    timeval none{};
+    dpDispatcher::instance()->dispatch(&none);
+}
+
 TEST(EndDeathTest, runsWhatRegisteredLaterFirst) {
     EXPECT_EXIT(startAndEnd([] { std::exit(3); }), testing::ExitedWithCode(3), "^before after $");
-    // A signal ends the process without the functions of the C library.
-    EXPECT_EXIT(startAndEnd([] { std::raise(SIGINT); }), testing::ExitedWithCode(0), "^before $");
-    EXPECT_EXIT(startAndEnd([] { std::raise(SIGTERM); }), testing::ExitedWithCode(0), "^before $");
+    // A signal ends the process at its next wait, without the functions of the C library.
+    EXPECT_EXIT(startAndEnd([] { std::raise(SIGINT), waitBriefly(); }), testing::ExitedWithCode(0),
+                "^before $");
+    EXPECT_EXIT(startAndEnd([] { std::raise(SIGTERM), pollUntil(0, 0, Deadline(0)); }),
+                testing::ExitedWithCode(0), "^before $");
+    EXPECT_EXIT(startAndEnd([] { std::raise(SIGTERM), std::raise(SIGTERM); }),
+                testing::KilledBySignal(SIGTERM), "^$");
     const auto withOwnHandlers = [] {
         std::signal(SIGINT, [](int) { std::fputs("mine", stderr); });
         std::signal(SIGTERM, SIG_IGN);
-        startAndEnd([] { std::raise(SIGTERM), std::raise(SIGINT); });
+        startAndEnd([] { std::raise(SIGTERM), std::raise(SIGINT), waitBriefly(); });
     };
     EXPECT_EXIT(withOwnHandlers(), testing::ExitedWithCode(1), "^mine$");
     // As the last word it is no id, and lacks its value.

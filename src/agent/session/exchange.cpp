@@ -2,6 +2,7 @@
 
 #include "agent/session/agent_link.h"
 #include "agent/session/dsuser.h"
+#include "net/termination.h"
 #include "net/timer.h"
 
 namespace harbolance {
@@ -22,6 +23,7 @@ int Exchange::run(NCrtt& rtt, int seconds) {
 
 int Exchange::waitForReply(NCrtt& rtt, int seconds) {
     dpDispatcher loop;
+    const TerminationWatch signals(loop);
     DSTimer retransmit(&loop);
     DSTimer deadline(&loop);
     if (seconds > 0)

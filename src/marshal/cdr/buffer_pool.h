@@ -45,27 +45,3 @@ public:
 private:
     Buffer* _cached = nullptr;
 };
-
-// A message as it came from a connection. The connection fills `data()` with `size()` octets.
-class TRXMarshalInBuffer : public CORBA_MarshalInBuffer {
-public:
-    using Pool = TRXBufferPool<TRXMarshalInBuffer>;
-
-    // Not pooled, so that later messages do not overwrite it. `align` starts at `start`.
-    explicit TRXMarshalInBuffer(CORBA_ULong size, CORBA_ULong start = 0);
-
-    // From the pool; the caller owns one reference.
-    static TRXMarshalInBuffer* create(CORBA_ULong size, CORBA_ULong start = 0, Pool& pool = processPool());
-    static Pool& processPool();
-
-    CORBA_ULong capacity() const { return _capacity; }
-    void recycle(CORBA_ULong size);
-
-private:
-    // May be larger than `size()`, beyond which the octets of an earlier message cannot be read.
-    CORBA_ULong _capacity;
-};
-
-using CORBA_MarshalOutBuffer_var = TRXVar<CORBA_MarshalOutBuffer>;
-using CORBA_MarshalInBuffer_var = TRXVar<CORBA_MarshalInBuffer>;
-using TRXMarshalInBuffer_var = TRXVar<TRXMarshalInBuffer>;

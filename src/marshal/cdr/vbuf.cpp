@@ -304,6 +304,8 @@ const char* CORBA_MarshalInBuffer::take_string(CORBA_ULong& length) {
         length = reversed(length);
     if (length - 1 >= left() - head) [[unlikely]] // 0, or more than is left
         return take_odd_string(length, head);
+    if (_strings_end && place[length - 1] != '\0') [[unlikely]]
+        throw CORBA_MARSHAL();
     _offset += head + length;
     return place;
 }

@@ -2,6 +2,7 @@
 
 #include "marshal/cdr/byte_order.h"
 #include "marshal/text/vstream.h"
+#include "marshal/var.h"
 
 #include <cstring>
 
@@ -180,6 +181,9 @@ public:
     CORBA_Octet byte_order() const { return _byte_order; }
     void byte_order(CORBA_Octet order) { _byte_order = order != 0; } // 0 big-endian, else little-endian
 
+    // From then on a string without a NUL at its end raises CORBA_MARSHAL.
+    void demand_string_ends() { _strings_end = true; }
+
     void rewind(); // to offset 0 and the host's order, without stored TypeCodes
     void rewind_offset() { _offset = _start = 0; }
     // Offset and stream position become `offset`; the old offset is returned. Beyond the size it raises
@@ -215,6 +219,7 @@ private:
     CORBA_ULong _start = 0; // the stream position of the first octet of `_data`, modulo 2^32
     CORBA_Boolean _own;
     CORBA_Octet _byte_order;
+    bool _strings_end = false;
     CORBA_Long _ref_count = 1;
 };
 
@@ -225,6 +230,9 @@ void release_buffer(CORBA_MarshalOutBuffer* buffer);
 void release_buffer(CORBA_MarshalInBuffer* buffer);
 inline void CORBA_release(CORBA_MarshalOutBuffer* buffer) { release_buffer(buffer); }
 inline void CORBA_release(CORBA_MarshalInBuffer* buffer) { release_buffer(buffer); }
+
+using CORBA_MarshalOutBuffer_var = TRXVar<CORBA_MarshalOutBuffer>;
+using CORBA_MarshalInBuffer_var = TRXVar<CORBA_MarshalInBuffer>;
 
 // Fast path for primitives. `_offset` is the only loop-carried dependency, so the bounds check is kept off
 // that chain.

@@ -4,6 +4,7 @@
 #include "marshal/text/vstr.h"
 #include "marshal/text/vstream.h"
 
+#include <concepts>
 #include <utility>
 
 namespace harbolance {
@@ -29,8 +30,9 @@ using BoundedString = BoundedText<TRXNarrowText, bound>;
 template <CORBA_ULong bound>
 using BoundedWString = BoundedText<TRXWideText, bound>;
 
-template <class Text, CORBA_ULong bound>
-TRXostream& operator<<(TRXostream& stream, const BoundedText<Text, bound>& text) {
+// For whatever stream: that of a base would not be better than what the stream has for plain strings.
+template <std::derived_from<TRXostream> Stream, class Text, CORBA_ULong bound>
+TRXostream& operator<<(Stream& stream, const BoundedText<Text, bound>& text) {
     if (textLength(text.in()) > bound)
         throw CORBA_BAD_PARAM();
     return stream << text.in();

@@ -1,0 +1,118 @@
+#include "adapter/activator.h"
+
+#include "adapter/skel_info.h"
+#include "adapter/voa.h"
+#include "base/assertion.h"
+
+#include <cstring>
+#include <memory>
+
+using namespace harbolance;
+
+Activator::~Activator() = default;
+
+namespace {
+
+// Of proxies whose interface this process does not know.
+const CORBA_TypeInfo unknownImplementation("TRXImplHelper", "IDL:Tarnwicknet/TRXImplHelper:1.0", nullptr);
+
+} // namespace
+
+// --- The proxy ---------------------------------------------------------------------------------------------
+
+TRXRef<TRXObjectId> TRXImplHelper::id_of(const CORBA_ImplementationDef& definition) {
+    if (std::strcmp(definition.interface_name(), "*") == 0)
+        return TRXRef<TRXObjectId>(new TRXServiceId(definition.object_name(), definition.id()));
+    return TRXRef<TRXObjectId>(new TRXPersistentId(definition.interface_name(), definition.object_name()));
+}
+
+TRXImplHelper::TRXImplHelper(const CORBA_ImplementationDef& definition)
+    : _type(CORBA_TypeInfo::lookup(definition.interface_name())), _proxy_id(id_of(definition)) {
+    TRXSkelInfo& skel = *TRXSkelInfo::of(this);
+    skel.impl.reset(definition._clone());
+    skel.name = definition.object_name();
+    if (!_type)
+        _type = &unknownImplementation;
+}
+
+TRXImplHelper::~TRXImplHelper() {
+    if (!_target.in())
+        return;
+    const std::unique_ptr<TRXEXT_ActivationImplDef> definition(
+        TRXEXT_ActivationImplDef::_narrow(TRXSkelInfo::of(this)->impl.get()));
+    if (!definition || !definition->activator())
+        return;
+    try {
+        definition->activator()->deactivate(CORBA_Object::_duplicate(_target.in()), definition.get());
+    } catch (...) {
+        // the proxy goes all the same
+    }
+}
+
+const CORBA_TypeInfo* TRXImplHelper::_type_info() const {
+    return _target.in() ? _target->_type_info() : _type;
+}
+
+void* TRXImplHelper::_cast(const CORBA_TypeInfo* target) {
+    if (!_target.in())
+        _target = activate(nullptr);
+    return _target.in() ? _target->_cast(target) : nullptr;
+}
+
+CORBA_Object* TRXImplHelper::activate(const CORBA_OctetSequence* id) const {
+    const std::unique_ptr<TRXEXT_ActivationImplDef> definition(
+        TRXEXT_ActivationImplDef::_narrow(TRXSkelInfo::of(this)->impl.get()));
+    if (!definition || !definition->activator())
+        return nullptr;
+    if (id)
+        definition->id(*id);
+    return definition->activator()->activate(definition.get());
+}
+
+// --- The record of a service id ----------------------------------------------------------------------------
+
+TRXActivatorHelper::TRXActivatorHelper(const TRXServiceId& id, TRXImplHelper* proxy, TRXAdapter* adapter,
+                                       CORBA_Object* target)
+    : _target(CORBA_Object::_duplicate(target)), _proxy(CORBA_Object::_duplicate(proxy)),
+      _state(target ? ACTIVE : INACTIVE), _service_id(id.service_name(), id.service_id()), _adapter(adapter) {
+}
+
+TRXActivatorHelper::~TRXActivatorHelper() = default;
+
+CORBA_Object* TRXActivatorHelper::servant() {
+    if (_state == INACTIVE) {
+        const auto self = TRXRef<TRXActivatorHelper>::duplicate(this); // the activator may take it out of use
+        CORBA_Object_var made(static_cast<TRXImplHelper*>(_proxy.in())->activate(&_service_id.service_id()));
+        TRXSkelInfo* skel = TRXSkelInfo::of(made.in());
+        if (!skel)
+            throw CORBA_BAD_PARAM();
+        skel->helpers.append(self);
+        _target = made;
+        _state = ACTIVE;
+    }
+    if (_state != ACTIVE)
+        throw CORBA_OBJECT_NOT_EXIST();
+    return CORBA_Object::_duplicate(_target.in());
+}
+
+void TRXActivatorHelper::taken_back() {
+    _state = DEACTIVATED;
+    _target = CORBA_Object::_nil();
+}
+
+void TRXActivatorHelper::going_out_of_service() {
+    if (_state == DEACTIVATED)
+        return;
+    _state = DEACTIVATING;
+    _target = CORBA_Object::_nil();
+}
+
+void TRXActivatorHelper::servant_destroyed() {
+    if (_state == DEACTIVATED) {
+        _state = DESTROYED;
+        _adapter->forget(*this);
+    } else {
+        _state = INACTIVE;
+    }
+    _target = CORBA_Object::_nil();
+}

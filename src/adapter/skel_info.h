@@ -1,0 +1,65 @@
+#pragma once
+
+#include "adapter/activator.h"
+#include "base/list.h"
+#include "object/object_halves.h"
+#include "object/vtypeinf.h"
+
+class TRXAdapter;
+
+// The server's half of an object: its name, the adapters that it stands in, and its references. Every servant
+// has one from its construction.
+class TRXSkelInfo final : public harbolance::SkelHalf {
+public:
+    explicit TRXSkelInfo(CORBA_Object* owner);
+    ~TRXSkelInfo() override;
+
+    // The record of a servant; null for a stub.
+    static TRXSkelInfo* of(const CORBA_Object* object);
+
+    // The reference by which the object is published, kept until the object enters or leaves an adapter.
+    const IOP::IOR& ior() override;
+    // The same as one adapter says it; the caller's.
+    IOP::IOR* ior(TRXAdapter& adapter);
+    void drop_ior() { _ior.reset(); }
+    void replace_ior(const IOP::IOR& ior) { _ior = std::make_unique<IOP::IOR>(ior); }
+
+    bool is_in_adapter() const override { return adapters.count() > 0; }
+    CORBA_ImplementationDef* implementation() const override {
+        return CORBA_ImplementationDef::_duplicate(impl.get());
+    }
+    void serve(const char* serviceName, const CORBA_OctetSequence& id) override;
+    CORBA_MarshalOutBuffer* prepare_reply(void* pdata) override;
+    void deactivate() override;
+
+    // The id in this process, and the one that the object is published under.
+    const TRXKeyId& id() const { return *_id; }
+    const TRXObjectId& full_id();
+
+    // Reads the arguments from `in`, calls the servant and writes the results. `found` is the type that owns
+    // the operation, set before the call. Raises CORBA_BAD_OPERATION, CORBA_TRANSIENT for a servant that
+    // takes one call at a time and has one, and whatever the servant raises.
+    void dispatch(CORBA_MarshalInBuffer& in, CORBA_OctetSequence* principal, const char* operation,
+                  void* pdata, const CORBA_TypeInfo*& found);
+
+    CORBA_Object* object() const { return _object; } // not counted
+    CORBA_ULong serial() const { return _serial; }
+
+    std::unique_ptr<CORBA_ImplementationDef> impl; // of an activated implementation; else null
+    TRXList<TRXAdapter*> adapters;
+    TRXList<TRXRef<TRXActivatorHelper>> helpers;
+    CORBA_ULong activation_policy = SHARED_SERVER;
+    bool ready = false;     // has entered an adapter and not gone out of service
+    bool synch = false;     // takes one call at a time
+    bool code_sets = false; // the reference tells the character sets
+
+private:
+    IOP::IOR made_ior();
+
+    CORBA_Object* _object;
+    CORBA_ULong _serial; // seconds of the time at which the object was made
+    TRXRef<TRXKeyId> _id;
+    TRXRef<TRXObjectId> _full_id;
+    std::unique_ptr<IOP::IOR> _ior;
+    bool _busy = false;
+};

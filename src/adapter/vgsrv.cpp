@@ -1,0 +1,210 @@
+#include "adapter/vgsrv.h"
+
+#include "adapter/adapter_factory.h"
+#include "adapter/skel_info.h"
+#include "marshal/reference/vutil.h"
+
+#include <cerrno>
+
+// A connection's messages: what each asks for, and what ends the connection. Requests are served in
+// dispatch.cpp.
+
+using namespace harbolance;
+
+namespace {
+
+constinit CORBA_UShort inProgress = 0;
+
+bool endsWithItsClient(const TRXAdapter* adapter) {
+    return adapter && adapter->activation_policy() != SHARED_SERVER;
+}
+
+} // namespace
+
+// Counts a message that is being handled. A count, since a servant that calls out may be interrupted by the
+// next.
+class TRXGIOPServer::Busy {
+public:
+    explicit Busy(TRXGIOPServer& server) : _server(server) {
+        ++_server._busy;
+        ++inProgress;
+    }
+    Busy(const Busy&) = delete;
+    Busy& operator=(const Busy&) = delete;
+    ~Busy() {
+        --_server._busy;
+        --inProgress;
+    }
+
+private:
+    TRXGIOPServer& _server;
+};
+
+TRXGIOPServer::TRXGIOPServer(TRXAdapter* adapter, TRXGIOPConn* connection, bool reuseReply)
+    : _adapter(adapter), _connection(GIOPUse::another(connection)) {
+    if (reuseReply)
+        _reply = new CORBA_MarshalOutBuffer(initialBufferSize);
+    IOP::TaggedProfile profile;
+    profile.tag = IOP::TAG_TRX_LOCAL;
+    if (connection) {
+        _fd = connection->connection().fd();
+        connection->handler(this);
+    }
+    TRXChainServerIntercepFactory* factory = TRXChainServerIntercepFactory::instance();
+    if (!factory)
+        return;
+    if (connection) {
+        const std::unique_ptr<IOP::TaggedProfile> own(connection->profile());
+        profile = *own;
+    }
+    _interceptor = TRXRef<TRXServerInterceptor>(factory->create(_fd, profile));
+}
+
+TRXGIOPServer::~TRXGIOPServer() {
+    if (endsWithItsClient(_adapter))
+        AllAdapters::instance().shutDown();
+}
+
+CORBA_UShort TRXGIOPServer::in_progress() { return inProgress; }
+
+// --- The event loop ----------------------------------------------------------------------------------------
+
+int TRXGIOPServer::inputReady(int) {
+    const auto self = TRXRef<TRXGIOPServer>::duplicate(this);
+    const Busy busy(*this);
+    try {
+        const TRXRef<TRXGIOPMessage> message(_connection->next_message());
+        if (message)
+            handle(message.get(), TRXGlobalTable::instance());
+    } catch (const CORBA_COMM_FAILURE& failure) {
+        _connection->fail_output(failure);
+        end(false);
+        return -1;
+    } catch (const CORBA_Exception& exception) {
+        // The message cannot be read, so there is no request to reply to.
+        _connection->fail_output(exception);
+        _adapter->connection_closed(this);
+    } catch (...) {
+        // An interceptor has thrown what it must not; the others' connections go on.
+        _connection->fail_output(CORBA_UNKNOWN());
+        end(false);
+        return -1;
+    }
+    return 0;
+}
+
+int TRXGIOPServer::outputReady(int) {
+    const auto self = TRXRef<TRXGIOPServer>::duplicate(this);
+    try {
+        _connection->write_queued();
+    } catch (const CORBA_COMM_FAILURE& failure) {
+        _connection->fail_output(failure);
+        end(false);
+    }
+    return 0;
+}
+
+int TRXGIOPServer::exceptionRaised(int) {
+    const auto self = TRXRef<TRXGIOPServer>::duplicate(this);
+    _connection->fail_output(CORBA_COMM_FAILURE(ETIMEDOUT, COMPLETED_NO));
+    end(false);
+    return 0;
+}
+
+void TRXGIOPServer::end(bool byServer) {
+    if (_interceptor)
+        _interceptor->disconnected(byServer);
+    _adapter->connection_closed(this);
+}
+
+void TRXGIOPServer::close() {
+    if (_interceptor)
+        _interceptor->disconnected(1);
+    _connection->send_close(0);
+    _connection->unregister_io();
+    _connection->connection().close();
+    _remove_ref();
+}
+
+// --- Messages ----------------------------------------------------------------------------------------------
+
+void TRXGIOPServer::handle(TRXGIOPMessage* message, TRXGlobalTable* table) {
+    if (!message->header().is_valid()) {
+        _connection->send_message_error(0);
+        return;
+    }
+    switch (message->type()) {
+    case GIOP::Request: {
+        auto* received = TRXGIOPRequest::narrow(message);
+        if (_interceptor)
+            request(received, table, _interceptor.get());
+        else
+            request(received, table);
+        break;
+    }
+    case GIOP::LocateRequest: locate(TRXGIOPLocateRequest::narrow(message)); break;
+    case GIOP::CancelRequest: cancel(TRXGIOPCancelRequest::narrow(message)); break;
+    case GIOP::MessageError: message_error(message); break;
+    case GIOP::CloseConnection: end(false); break;
+    default: _connection->send_message_error(0); break;
+    }
+}
+
+// A request that is in its servant runs to its end, and its reply goes out.
+void TRXGIOPServer::cancel(TRXGIOPCancelRequest*) {}
+
+void TRXGIOPServer::message_error(TRXGIOPMessage*) {}
+
+// The object of a key, or null for a key that leads to none: it may be of another ORB, or cut short, or name
+// an object that has gone. What an activator raises passes.
+CORBA_Object* TRXGIOPServer::find(const CORBA_OctetSequence& key) {
+    bool fromCache = false;
+    try {
+        return _adapter->find(key, _cache, fromCache);
+    } catch (const CORBA_OBJECT_NOT_EXIST&) {
+        return nullptr;
+    } catch (const CORBA_MARSHAL&) {
+        return nullptr;
+    }
+}
+
+void TRXGIOPServer::locate(TRXGIOPLocateRequest* message) {
+    const GIOP::LocateRequestHeader& header = message->header();
+    const CORBA_OctetSequence& key = *header.object_key;
+    TRXClosure closure;
+    const auto interceptor = _interceptor;
+    std::unique_ptr<IOP::IOR> forward;
+    GIOP::LocateReplyHeader reply;
+    reply.request_id = header.request_id;
+
+    if (interceptor)
+        forward.reset(interceptor->locate(header.request_id, key, closure));
+    if (forward) {
+        interceptor->locate_forwarded(header.request_id, *forward, closure);
+    } else {
+        CORBA_Object_var found;
+        try {
+            found = find(key);
+        } catch (const CORBA_Exception&) {
+            // an activator that fails has no object to name
+        }
+        if (!found.in()) {
+            if (interceptor)
+                forward.reset(interceptor->locate_failed(header.request_id, key, closure));
+        } else if (TRXUtil::is_key_or_service(key)) {
+            reply.locate_status = GIOP::OBJECT_HERE;
+            if (interceptor)
+                interceptor->locate_succeeded(header.request_id, closure);
+        } else {
+            forward.reset(_adapter->short_ior(found.in()));
+            if (interceptor)
+                interceptor->locate_forwarded(header.request_id, *forward, closure);
+        }
+    }
+    if (forward)
+        reply.locate_status = GIOP::OBJECT_FORWARD;
+    const CORBA_MarshalOutBuffer_var buffer(_connection->write_locate_reply_header(reply));
+    if (forward)
+        *buffer << *forward;
+    _connection->send_locate_reply(header, reply, buffer.in(), 0);
+}

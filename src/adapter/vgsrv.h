@@ -1,0 +1,102 @@
+#pragma once
+
+#include "adapter/server_interceptor.h"
+#include "adapter/voa.h"
+#include "invoke/giop/giop_connections.h"
+#include "invoke/stub/vstub.h"
+#include "object/global_table.h"
+
+namespace harbolance {
+
+// One request while it is served. A skeleton hands it back for the reply buffer (`pdata`).
+struct RequestInProgress {
+    RequestInProgress(TRXGIOPServer& servedBy, const GIOP::RequestHeader& header)
+        : server(servedBy), request(header) {
+        reply_header.request_id = header.request_id;
+    }
+
+    TRXGIOPServer& server;
+    const GIOP::RequestHeader& request;
+    GIOP::ReplyHeader reply_header;
+    CORBA_MarshalOutBuffer_var reply; // null until the reply is begun
+    TRXClosure closure;               // of the server's interceptors
+    bool prepared = false;            // the reply's header has been written
+    bool local = false;               // inside this process: no message header
+};
+
+} // namespace harbolance
+
+// The server's half of one accepted connection: reads messages, finds the target through the adapter, drives
+// the skeleton, and queues the reply. A servant may call out and so turn the event loop: other requests, on
+// this connection too, are then served inside its call.
+class TRXGIOPServer : public dpIOHandler, public TRXResource {
+public:
+    // Takes a use of its own. With `reuseReply` one buffer serves for the replies of the connection.
+    TRXGIOPServer(TRXAdapter* adapter, TRXGIOPConn* connection, bool reuseReply);
+    TRXGIOPServer(const TRXGIOPServer&) = delete;
+    TRXGIOPServer& operator=(const TRXGIOPServer&) = delete;
+    // An adapter that serves one client or one call shuts the process down.
+    ~TRXGIOPServer() override;
+
+    int inputReady(int fd) override;
+    int outputReady(int fd) override;
+    int exceptionRaised(int fd) override; // the peer has made no progress for too long
+
+    virtual void handle(TRXGIOPMessage* message, TRXGlobalTable* table);
+    virtual void locate(TRXGIOPLocateRequest* message);
+    virtual void request(TRXGIOPRequest* message, TRXGlobalTable* table);
+    virtual void request(TRXGIOPRequest* message, TRXGlobalTable* table, TRXServerInterceptor* interceptor);
+    virtual void cancel(TRXGIOPCancelRequest* message);
+    virtual void message_error(TRXGIOPMessage* message);
+    // Tells the client and gives one reference back.
+    virtual void close();
+
+    // The buffer for the results of the request behind `pdata`, its header written; the caller's.
+    static CORBA_MarshalOutBuffer* prepare_reply(CORBA_Object* object, void* pdata);
+    // Serves a request of this process. The arguments in `buffer` become the reply, without a message header.
+    void execute_local(GIOP::RequestHeader& header, CORBA_MarshalOutBuffer* buffer, CORBA_Object* target);
+
+    TRXGIOPConn* connection() const { return _connection.get(); } // stays the server's; null for local calls
+    int fd() const { return _fd; }
+    CORBA_ULong busy() const { return _busy; } // requests being served on this connection
+    static CORBA_UShort in_progress();         // on all connections
+
+private:
+    class Busy;
+    class Published;
+
+    using Raised = std::unique_ptr<CORBA_Exception>; // null for nothing
+
+    CORBA_Object* find(const CORBA_OctetSequence& key);
+    void serve(harbolance::RequestInProgress& progress, CORBA_MarshalInBuffer* in, CORBA_Object_var& target,
+               Raised raised);
+    Raised show_request(harbolance::RequestInProgress& progress, CORBA_MarshalInBuffer* in,
+                        CORBA_Object_var& target, CORBA_MarshalInBuffer_var& replacement);
+    Raised call(CORBA_MarshalInBuffer& in, harbolance::RequestInProgress& progress, CORBA_Object* target);
+    Raised show_reply(harbolance::RequestInProgress& progress, CORBA_Object* target);
+    void reply_exception(harbolance::RequestInProgress& progress, CORBA_Object* target, Raised raised);
+    void send(TRXGIOPMessage* message, harbolance::RequestInProgress& progress, CORBA_Object* target,
+              TRXServerInterceptor* interceptor);
+    void write_exception(harbolance::RequestInProgress& progress, const CORBA_Exception& exception);
+    void write_forward(harbolance::RequestInProgress& progress, CORBA_Object* target);
+    CORBA_MarshalOutBuffer* begin_reply(harbolance::RequestInProgress& progress, CORBA_Object* object);
+    void end(bool byServer);
+
+    harbolance::TargetCache _cache;
+    TRXAdapter* _adapter; // not counted; null for local calls
+    harbolance::GIOPUse _connection;
+    TRXRef<TRXServerInterceptor> _interceptor;
+    CORBA_MarshalOutBuffer_var _reply; // when replies share a buffer
+    int _fd = -1;
+    CORBA_ULong _busy = 0;
+};
+
+namespace harbolance {
+
+// The server of calls inside this process.
+class InProcessServer final : public LocalCalls {
+public:
+    void execute(GIOP::RequestHeader& header, CORBA_MarshalOutBuffer* buffer, CORBA_Object* target) override;
+};
+
+} // namespace harbolance

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "base/free_list.h"
+#include "base/refcount.h"
+#include "invoke/giop/giop_header.h"
+#include "marshal/cdr/vbuf.h"
+
+// A received message. It keeps its body, which stands behind the headers and is what the results or arguments
+// are read from.
+class TRXGIOPMessage : public TRXResource {
+public:
+    TRXGIOPMessage(CORBA_MarshalInBuffer* body, const GIOP::MessageHeader& header);
+    ~TRXGIOPMessage() override;
+
+    // The message of the type that the header names, with the header of that type read from `body`, on which
+    // it takes a reference. The caller owns it. A type without a body of its own gives a plain message that
+    // does not keep `body`. What cannot be read raises CORBA_MARSHAL or CORBA_BAD_PARAM.
+    static TRXGIOPMessage* create(CORBA_MarshalInBuffer* body, const GIOP::MessageHeader& header);
+
+    GIOP::MsgType type() const { return _header.type(); }
+    const GIOP::MessageHeader& header() const { return _header; }
+    // Stays the message's; null in a plain message.
+    CORBA_MarshalInBuffer* stream() const { return _stream; }
+    // Takes another buffer, of which the caller owns a reference, in place of the one that came.
+    void stream(CORBA_MarshalInBuffer* stream);
+
+private:
+    GIOP::MessageHeader _header;
+    CORBA_MarshalInBuffer* _stream;
+};
+
+namespace harbolance {
+
+// A message with the header of its type.
+template <class Header, GIOP::MsgType Type>
+class TypedMessage final : public TRXGIOPMessage, public FreeListed<TypedMessage<Header, Type>> {
+public:
+    TypedMessage(CORBA_MarshalInBuffer* body, const GIOP::MessageHeader& header)
+        : TRXGIOPMessage(body, header) {
+        *body >> _header;
+    }
+    ~TypedMessage() override;
+
+    Header& header() { return _header; }
+
+    // Null for a message of another type.
+    static TypedMessage* narrow(TRXGIOPMessage* message) {
+        return message->type() == Type ? static_cast<TypedMessage*>(message) : nullptr;
+    }
+
+private:
+    Header _header;
+};
+
+} // namespace harbolance
+
+using TRXGIOPRequest = harbolance::TypedMessage<GIOP::RequestHeader, GIOP::Request>;
+using TRXGIOPReply = harbolance::TypedMessage<GIOP::ReplyHeader, GIOP::Reply>;
+using TRXGIOPCancelRequest = harbolance::TypedMessage<GIOP::CancelRequestHeader, GIOP::CancelRequest>;
+using TRXGIOPLocateRequest = harbolance::TypedMessage<GIOP::LocateRequestHeader, GIOP::LocateRequest>;
+using TRXGIOPLocateReply = harbolance::TypedMessage<GIOP::LocateReplyHeader, GIOP::LocateReply>;

@@ -1,0 +1,116 @@
+#include "invoke/giop/message_reader.h"
+
+#include "invoke/transport/vconn.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace harbolance {
+
+namespace {
+
+constexpr size_t headerSize = GIOP::messageHeaderSize;
+constexpr size_t largeStep = 65536;
+
+uint64_t wholeSize(const GIOP::MessageHeader& header) { return uint64_t{headerSize} + header.message_size; }
+
+} // namespace
+
+bool MessageReader::fill(TRXConnection& connection) {
+    makeRoom();
+    const size_t count = connection.receive_available(_block->data() + _end, room());
+    _end += count;
+    _received += count;
+    skipReceived();
+    return count > 0;
+}
+
+bool MessageReader::ready() const {
+    GIOP::MessageHeader header;
+    return _skip == 0 && peek(header) && (!header.is_valid() || _end - _begin >= wholeSize(header));
+}
+
+TRXMarshalInBuffer* MessageReader::take(GIOP::MessageHeader& header) {
+    if (_skip > 0 || !peek(header))
+        return nullptr;
+    if (!header.is_valid()) {
+        _begin += headerSize;
+        _skip = header.message_size;
+        skipReceived();
+        return nullptr;
+    }
+    if (_end - _begin < wholeSize(header))
+        return nullptr;
+    auto* body = new TRXMarshalInBuffer(_block, _block->data() + _begin + headerSize, header.message_size,
+                                        header.byte_order != 0, headerSize);
+    _begin += headerSize + header.message_size;
+    if (_large) {
+        _block = {};
+        _large = nullptr;
+        _begin = _end = 0;
+    }
+    return body;
+}
+
+bool MessageReader::peek(GIOP::MessageHeader& header) const {
+    if (_end - _begin < headerSize)
+        return false;
+    std::memcpy(&header, _block->data() + _begin, headerSize);
+    if ((header.byte_order != 0) != (hostByteOrder != 0))
+        header.message_size = reversed(header.message_size);
+    return true;
+}
+
+// Room for at least one octet, and for the whole of a message that fits a small block.
+void MessageReader::makeRoom() {
+    const bool shared = _block && _block->_refcount() > 1;
+    const size_t have = _end - _begin;
+    if (have == 0) {
+        if (!_block || shared)
+            _block = TRXRef<ReceiveBlock>(new SmallReceiveBlock);
+        _begin = _end = 0;
+        return;
+    }
+    if (_large) {
+        if (_end == _large->capacity())
+            _large->grow(static_cast<size_t>(std::min<uint64_t>(_needed, 2 * _large->capacity())));
+        return;
+    }
+    GIOP::MessageHeader header;
+    const uint64_t needed = peek(header) ? wholeSize(header) : headerSize;
+    if (_begin + needed <= _block->capacity())
+        return;
+    if (needed <= SmallReceiveBlock::size) {
+        if (!shared) {
+            std::memmove(_block->data(), _block->data() + _begin, have);
+            _begin = 0;
+            _end = have;
+        } else {
+            moveTo(TRXRef<ReceiveBlock>(new SmallReceiveBlock));
+        }
+        return;
+    }
+    _large = new LargeReceiveBlock(static_cast<size_t>(std::min<uint64_t>(needed, largeStep)));
+    _needed = needed;
+    moveTo(TRXRef<ReceiveBlock>(_large));
+}
+
+void MessageReader::moveTo(TRXRef<ReceiveBlock> block) {
+    const size_t have = _end - _begin;
+    std::memcpy(block->data(), _block->data() + _begin, have);
+    _block = std::move(block);
+    _begin = 0;
+    _end = have;
+}
+
+// What follows a large message is not received behind it: nothing would have to be copied out again. (A large
+// block's capacity never exceeds its message.)
+size_t MessageReader::room() const { return _block->capacity() - _end; }
+
+void MessageReader::skipReceived() {
+    const uint64_t count = std::min<uint64_t>(_skip, _end - _begin);
+    _begin += static_cast<size_t>(count);
+    _skip -= count;
+}
+
+} // namespace harbolance

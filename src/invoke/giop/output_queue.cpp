@@ -1,0 +1,102 @@
+#include "invoke/giop/output_queue.h"
+
+#include "invoke/transport/vconn.h"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+namespace harbolance {
+
+OutputQueue::Ticket OutputQueue::send(TRXConnection& connection, CORBA_MarshalOutBuffer* message) {
+    size_t written = 0;
+    if (_messages.empty()) {
+        const iovec part{message->data(), message->offset()};
+        written = connection.transmit_available(&part, 1);
+        if (written == part.iov_len)
+            return _lastLeft = ++_lastTicket;
+        _begun = written;
+    }
+    _messages.push_back({++_lastTicket, CORBA_MarshalOutBuffer::_duplicate(message), nullptr});
+    _size += message->offset() - written;
+    _written += written;
+    return _lastTicket;
+}
+
+void OutputQueue::observe(Ticket ticket, OutputObserver* observer) {
+    const auto found = std::find_if(_messages.begin(), _messages.end(),
+                                    [ticket](const Message& message) { return message.ticket == ticket; });
+    if (found != _messages.end())
+        found->observer = observer;
+}
+
+void OutputQueue::advance(TRXConnection& connection) {
+    constexpr size_t most = 16; // messages in one system call
+    while (!_messages.empty()) {
+        std::array<iovec, most> parts;
+        const size_t count = std::min(most, _messages.size());
+        size_t total = 0;
+        for (size_t i = 0; i < count; ++i) {
+            const CORBA_MarshalOutBuffer& buffer = *_messages[i].buffer;
+            const size_t begun = i == 0 ? _begun : 0;
+            parts[i] = {buffer.data() + begun, buffer.offset() - begun};
+            total += parts[i].iov_len;
+        }
+        size_t left = connection.transmit_available(parts.data(), static_cast<int>(count));
+        const bool all = left == total;
+        _written += left;
+        _size -= left;
+        std::vector<OutputObserver*> observers;
+        while (left > 0 && left >= _messages.front().buffer->offset() - _begun) {
+            left -= _messages.front().buffer->offset() - _begun;
+            finishFirst(observers);
+        }
+        _begun += left;
+        // Last, since an observer may send and turn the event loop.
+        for (OutputObserver* observer : observers)
+            observer->left();
+        if (!all)
+            return;
+    }
+}
+
+void OutputQueue::finishFirst(std::vector<OutputObserver*>& observers) {
+    const Message message = _messages.front();
+    _messages.pop_front();
+    _begun = 0;
+    _lastLeft = message.ticket;
+    release_buffer(message.buffer);
+    if (message.observer)
+        observers.push_back(message.observer);
+}
+
+bool OutputQueue::withdraw(Ticket ticket) {
+    const auto found = std::find_if(_messages.begin(), _messages.end(),
+                                    [ticket](const Message& message) { return message.ticket == ticket; });
+    if (found == _messages.end() || (found == _messages.begin() && _begun > 0))
+        return false;
+    _size -= found->buffer->offset();
+    release_buffer(found->buffer);
+    _messages.erase(found);
+    return true;
+}
+
+void OutputQueue::fail(const CORBA_Exception& exception) {
+    std::deque<Message> failed;
+    failed.swap(_messages);
+    _begun = 0;
+    _size = 0;
+    for (const Message& message : failed) {
+        release_buffer(message.buffer);
+        if (message.observer)
+            message.observer->failed(exception);
+    }
+}
+
+void OutputQueue::drop() {
+    for (const Message& message : _messages)
+        release_buffer(message.buffer);
+    _messages.clear();
+}
+
+} // namespace harbolance

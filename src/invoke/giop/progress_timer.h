@@ -1,0 +1,31 @@
+#pragma once
+
+#include "invoke/giop/vgconn.h"
+
+#include <chrono>
+
+// Ends a connection whose peer stops in the middle of a message, or takes nothing of what waits for it, for
+// as long as `transportSettings.stallLimit` says. It runs only while something is incomplete.
+class TRXGIOPConn::ProgressTimer final : public dpIOHandler {
+public:
+    explicit ProgressTimer(TRXGIOPConn& connection) : _connection(connection) {}
+    ProgressTimer(const ProgressTimer&) = delete;
+    ProgressTimer& operator=(const ProgressTimer&) = delete;
+    ~ProgressTimer() override;
+
+    // Something is incomplete: begins to watch, or notes the progress that has been made.
+    void watch();
+
+    void timerExpired(long sec, long usec) override;
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void start(std::chrono::microseconds interval);
+    uint64_t progress() const;
+
+    TRXGIOPConn& _connection;
+    bool _running = false;
+    uint64_t _seen = 0;         // the progress that had been made ...
+    Clock::time_point _since{}; // ... when it was looked at last and had changed
+};

@@ -1,0 +1,135 @@
+#pragma once
+
+// The client's half of an object reference: a TRXStubInfo (this file) keeps the reference, the connection
+// that it leads to and the state of the binding. stub_bind.cpp makes and remakes the binding,
+// reference_connection.h finds a connection for a reference, stub_call.cpp makes calls, stub_reply.cpp reads
+// replies. Interceptors (vcinter.h) hear of all of it.
+
+#include "invoke/giop/giop_connections.h"
+#include "invoke/stub/exception_list.h"
+#include "invoke/stub/vcinter.h"
+#include "object/object_halves.h"
+
+namespace harbolance {
+class ProfileORB;
+
+// Carries the calls of a stub on an object in this process; the layer of the adapters derives and installs
+// it.
+class LocalCalls {
+public:
+    // Serves the request whose arguments stand in `buffer`, and leaves the reply, without a message header,
+    // there.
+    virtual void execute(GIOP::RequestHeader& header, CORBA_MarshalOutBuffer* buffer,
+                         CORBA_Object* target) = 0;
+
+    static void install(LocalCalls* calls);
+    static LocalCalls& installed(); // none raises CORBA_INITIALIZE
+
+protected:
+    ~LocalCalls() = default;
+};
+
+} // namespace harbolance
+
+// Made with its stub, which has to be made after CORBA_ORB_init; before, the process is ended with a message.
+//
+// A call waits in the event loop (invoke/giop/vgconn.h), so other calls, on this stub too, may be made and
+// served meanwhile. What calls and binding raise, besides what the server raises:
+//
+//     CORBA_NO_IMPLEMENT   nobody can be reached at the reference
+//     CORBA_NO_RESOURCES   the limit of connections is reached; or the server closed the connection and
+//                          `enableRebind` is off
+//     CORBA_TRANSIENT      the call is to be made again: the connection was lost and `enableRebind` is on, or
+//     the
+//                          server named another place. Generated stubs do so, without a limit
+//     CORBA_COMM_FAILURE   the connection was lost and `enableRebind` is off
+//     CORBA_NO_RESPONSE    a time-out of the options has passed
+//     CORBA_INV_OBJREF     the reference has no profile that this process can use
+class TRXStubInfo final : public harbolance::StubHalf {
+public:
+    enum State : CORBA_ULong {
+        _INITIAL, // never bound
+        _BOUND,   // by the first binding
+        _UNBOUND, // the connection has gone
+        _REBOUND, // bound again
+        _FORWARD, // a reply has named another place, which is still to be connected to
+    };
+    static constexpr CORBA_ULong unknownKind = 5;
+
+    explicit TRXStubInfo(CORBA_Object* owner);
+    ~TRXStubInfo() override;
+
+    // The record of a stub; null for a servant.
+    static TRXStubInfo* of(const CORBA_Object* object);
+
+    // To an object of this process, by calls that still pass the interceptors.
+    void bind(CORBA_Object* localTarget) override;
+    void bind(const IOP::IOR& ior, bool connectNow) override;
+    // To the object of that interface and name, wherever it is found.
+    void bind(const char* repId, const char* objectName, const char* host, const CORBA_BindOptions* options,
+              bool connectNow);
+    // Makes a new binding, from the reference that the last reply named or else from the original one.
+    void rebind();
+    void copy(CORBA_Object* stub) override;
+
+    // A request that `invoke` or `send` takes; arguments are written into it. The caller owns it. The
+    // operation's name has to live as long as the request.
+    CORBA_MarshalOutBuffer* create_request(const char* operation, CORBA_Boolean responseExpected) override;
+    // Sends the request and waits for the reply. The results, which the caller owns; null when an interceptor
+    // has absorbed an exception. `exceptions` tells the types of user exceptions whose classes this process
+    // lacks.
+    CORBA_MarshalInBuffer* invoke(CORBA_MarshalOutBuffer* request, CORBA_ExceptionList* exceptions);
+    CORBA_MarshalInBuffer* invoke(CORBA_MarshalOutBuffer* request) override {
+        return invoke(request, nullptr);
+    }
+    // Sends it without waiting for the reply, which `receive_reply` takes later. `poll` tells whether that
+    // would not wait, and `cancel` gives the request up.
+    void send(CORBA_MarshalOutBuffer* request, CORBA_Boolean responseExpected, CORBA_ULong* id = nullptr);
+    void send_oneway(CORBA_MarshalOutBuffer* request) override { send(request, 0); }
+    CORBA_MarshalInBuffer* receive_reply(CORBA_MarshalOutBuffer* request,
+                                         CORBA_ExceptionList* exceptions = nullptr);
+    CORBA_Boolean poll(CORBA_MarshalOutBuffer* request);
+    void cancel(CORBA_MarshalOutBuffer* request);
+
+    const IOP::IOR& original_ior() const override { return _original_ior; }
+    const IOP::IOR& current_ior() const { return _current_ior; }
+    bool is_bound() const override { return _state == _BOUND || _state == _REBOUND; }
+    State state() const { return _state; }
+    CORBA_ULong id_kind() const { return _id_kind; } // of the object id in the reference; `unknownKind`
+
+private:
+    harbolance::GIOPUse connection();
+    void connect_now();
+    void make_interceptor();
+    void settle_binding(bool first);
+    bool bind_is_announced();
+    void send_bind_request();
+
+    CORBA_MarshalInBuffer* invoke_local(TRXMarshalOutBuffer& request, CORBA_Boolean responseExpected,
+                                        CORBA_ExceptionList* exceptions);
+    template <class Step>
+    auto mapped(Step step) -> decltype(step());
+
+    CORBA_MarshalInBuffer* take_reply(TRXGIOPMessage* message, TRXMarshalOutBuffer& request,
+                                      CORBA_ExceptionList* exceptions);
+    CORBA_MarshalInBuffer* finish(const GIOP::ReplyHeader& header, CORBA_MarshalInBuffer* in,
+                                  TRXMarshalOutBuffer& request, CORBA_ExceptionList* exceptions);
+    void raise_remote(TRXMarshalOutBuffer& request, CORBA_MarshalInBuffer& in,
+                      CORBA_ExceptionList* exceptions);
+    void follow_forward(CORBA_MarshalInBuffer& in);
+
+    CORBA_ULong _id_kind = unknownKind;
+    CORBA_Object* _object; // the stub, not counted
+    IOP::IOR _original_ior;
+    IOP::IOR _current_ior;        // what the connection was made from
+    bool _ior_changed = false;    // the original reference is to be replaced by what the first binding finds
+    CORBA_OctetSequence_var _key; // of each request
+    TRXRef<TRXClientInterceptor> _interceptor;
+    bool _send_bind;
+    CORBA_Object* _local_target = nullptr; // holds a reference; only of a stub on an object of this process
+
+    // May change while a call waits.
+    State _state = _INITIAL;
+    harbolance::GIOPUse _connection;
+    harbolance::ProfileORB* _orb; // of the profile that is bound
+};

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "marshal/types.h"
+#include "net/dispatcher.h"
+#include "net/termination.h"
+
+#include <optional>
+
+// A timer to wait with: `fired` tells that the time is over.
+class TRXTimer : public dpIOHandler {
+public:
+    explicit TRXTimer(dpDispatcher& owner) : dispatcher(&owner) {}
+    TRXTimer(const TRXTimer&) = delete;
+    TRXTimer& operator=(const TRXTimer&) = delete;
+    ~TRXTimer() override { stop(); }
+
+    void start(long seconds, long microseconds = 0) {
+        stop();
+        fired = false;
+        _running = true;
+        dispatcher->startTimer(seconds, microseconds, this);
+    }
+    void stop() {
+        if (_running)
+            dispatcher->stopTimer(this);
+        _running = false;
+    }
+
+    void timerExpired(long, long) override {
+        _running = false;
+        fired = true;
+    }
+
+    bool fired = false;
+    dpDispatcher* dispatcher;
+
+private:
+    bool _running = false;
+};
+
+namespace harbolance {
+
+// How a call waits: it turns the event loop, so that everything else of the process is served meanwhile and
+// any handler may run inside the wait. With the property OAnoCallback the wait has a loop of its own, in
+// which only what the waiting call links is served.
+class LoopWait {
+public:
+    LoopWait();
+
+    // Where the waiting call links what it waits for, and unlinks it before the wait ends.
+    dpDispatcher& dispatcher() { return *_dispatcher; }
+    bool isPrivate() const { return _own.has_value(); }
+
+    // Turns the loop until `done()`: true. False after so many seconds, 0 for no limit. What is done in the
+    // very turn in which the time runs out does not count.
+    template <class Done>
+    bool until(CORBA_ULong seconds, Done done) {
+        if (done())
+            return true;
+        if (seconds == 0) {
+            do
+                _dispatcher->dispatch();
+            while (!done());
+            return true;
+        }
+        TRXTimer timer(*_dispatcher);
+        timer.start(static_cast<long>(seconds));
+        do {
+            _dispatcher->dispatch();
+            if (timer.fired)
+                return false;
+        } while (!done());
+        return true;
+    }
+
+    void pause(CORBA_ULong seconds);
+
+private:
+    std::optional<dpDispatcher> _own;
+    std::optional<TerminationWatch> _signals; // of a loop of its own
+    dpDispatcher* _dispatcher;
+};
+
+} // namespace harbolance

@@ -1,0 +1,83 @@
+#include "net/termination.h"
+
+#include <cerrno>
+#include <csignal>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+namespace harbolance {
+
+namespace {
+
+using Action = void (*)();
+constinit Action installedAction = nullptr;
+volatile std::sig_atomic_t signalled = 0;
+volatile std::sig_atomic_t wakeUp = -1; // the descriptor
+
+extern "C" void noteSignal(int) {
+    const int error = errno;
+    signalled = 1;
+    const uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = ::write(static_cast<int>(wakeUp), &one, sizeof one);
+    errno = error;
+}
+
+// One signal is noted. The next finds the default action, which ends the process even if it never waits.
+void handleIfDefault(int signal) {
+    struct sigaction present {};
+    if (::sigaction(signal, nullptr, &present) != 0)
+        return;
+    if ((present.sa_flags & SA_SIGINFO) != 0 || present.sa_handler != SIG_DFL)
+        return;
+    struct sigaction handler {};
+    handler.sa_handler = noteSignal;
+    handler.sa_flags = static_cast<int>(SA_RESETHAND);
+    ::sigaction(signal, &handler, nullptr);
+}
+
+} // namespace
+
+void Termination::install(void (*action)()) {
+    if (installedAction)
+        return;
+    const int fd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (fd == -1)
+        return; // the default action ends the process
+    installedAction = action;
+    wakeUp = fd;
+    // Never destroyed: waits may go on until the process has ended.
+    static auto& global = *new TerminationWatch(*dpDispatcher::instance());
+    static_cast<void>(global);
+    handleIfDefault(SIGINT);
+    handleIfDefault(SIGTERM);
+}
+
+void Termination::act() {
+    uint64_t count = 0;
+    while (::read(static_cast<int>(wakeUp), &count, sizeof count) == -1 && errno == EINTR) {
+    }
+    if (signalled == 0)
+        return; // noted by a process that this one shares the descriptor with, since a fork
+    signalled = 0;
+    installedAction();
+}
+
+int Termination::fd() { return static_cast<int>(wakeUp); }
+
+TerminationWatch::TerminationWatch(dpDispatcher& dispatcher)
+    : dispatcher_(dispatcher), fd_(Termination::fd()) {
+    if (fd_ != -1)
+        dispatcher_.link(fd_, dpDispatcher::readMask, this);
+}
+
+TerminationWatch::~TerminationWatch() {
+    if (fd_ != -1)
+        dispatcher_.unlink(fd_);
+}
+
+int TerminationWatch::inputReady(int) {
+    Termination::act();
+    return 0;
+}
+
+} // namespace harbolance

@@ -1,0 +1,308 @@
+#pragma once
+
+#include "marshal/cdr/vbuf.h"
+#include "marshal/exception/vexcept.h"
+#include "marshal/generated/array.h"
+#include "marshal/generated/bounded_string.h"
+#include "marshal/generated/value_var.h"
+#include "marshal/typecode/typecode.h"
+#include "object/interface.h"
+
+#include <memory>
+
+// What generated operations are made of. A stub is one statement:
+//
+//   Account_ptr Branch::open(const char* owner, Fees*& fees) {
+//       return harbolance::call<Account_ptr>(*this, "open", harbolance::in(owner), harbolance::out(fees));
+//   }
+//
+// The C++ type says how a value travels and who frees it; strings with a bound and arrays, which C++ does not
+// tell from those without, are named: `in<BoundedString<8>>(text)`, `in(array<Row>(row))`.
+
+namespace harbolance {
+
+// --- Stubs -------------------------------------------------------------------------------------------------
+
+// The stub of an interface: its operations call the server.
+template <class T>
+class Stub final : public T {
+public:
+    Stub() : CORBA_Object(true) {}
+};
+template <class T>
+CORBA_Object* makeStub() {
+    return new Stub<T>;
+}
+
+// An array that a pointer to its first slice stands for.
+template <class Array>
+ArrayRef<Array> array(const SliceOf<Array>* slice) {
+    return const_cast<SliceOf<Array>*>(slice);
+}
+
+// --- What comes back ---------------------------------------------------------------------------------------
+
+// A result or out argument while the reply is being read: nothing of it leaks when that raises. `Type` is
+// what the caller gets, and frees if it is a pointer. Numbers and what is of fixed size come by value.
+template <class T>
+class Received {
+public:
+    using Type = T;
+    void read(TRXistream& stream) { stream >> _value; }
+    T give() { return std::move(_value); }
+
+private:
+    T _value{};
+};
+
+template <>
+class Received<void> {
+public:
+    using Type = void;
+    void read(TRXistream&) {}
+    void give() {}
+};
+
+// Structs, unions, sequences and Anys of variable size.
+template <class T>
+class Received<T*> {
+public:
+    using Type = T*;
+    void read(TRXistream& stream) {
+        _value = std::make_unique<T>();
+        stream >> *_value;
+    }
+    T* give() { return _value.release(); }
+
+private:
+    std::unique_ptr<T> _value;
+};
+
+// Strings and references: what a holder reads and owns.
+template <class Holder, class Pointer>
+class ReceivedByHolder {
+public:
+    using Type = Pointer;
+    void read(TRXistream& stream) { stream >> _holder; }
+    Pointer give() { return _holder._retn(); }
+    // In place of what the caller owns and hands over.
+    void replace(Pointer& owned) {
+        const Holder old(owned);
+        owned = give();
+    }
+
+private:
+    Holder _holder{static_cast<Pointer>(nullptr)};
+};
+template <>
+class Received<char*> : public ReceivedByHolder<CORBA_String_var, char*> {};
+template <>
+class Received<CORBA_WChar*> : public ReceivedByHolder<CORBA_WString_var, CORBA_WChar*> {};
+template <class Text, CORBA_ULong bound>
+class Received<BoundedText<Text, bound>>
+    : public ReceivedByHolder<BoundedText<Text, bound>, typename Text::Char*> {};
+template <>
+class Received<CORBA_TypeCode*> : public ReceivedByHolder<TRXVar<CORBA_TypeCode>, CORBA_TypeCode*> {};
+template <std::derived_from<CORBA_Object> T>
+class Received<T*> : public ReceivedByHolder<TRXVar<T>, T*> {};
+
+template <class T, size_t length>
+class Received<T[length]> {
+public:
+    using Type = SliceOf<T[length]>*;
+    void read(TRXistream& stream) {
+        _array = allocateArray<T[length]>();
+        stream >> ArrayRef<T[length]>(_array.inout());
+    }
+    Type give() { return _array._retn(); }
+
+private:
+    ArrayVar<T[length]> _array;
+};
+
+// --- Arguments ---------------------------------------------------------------------------------------------
+
+// Each of the classes below refers to what the caller of a stub has given. `write` and `read` are its part
+// in the request and in the reply; `give` hands over what has been read, once the whole reply was sound.
+struct Argument {
+    void write(TRXostream&) const {}
+    void read(TRXistream&) {}
+    void give() {}
+};
+
+template <class T>
+inline constexpr bool hasBound = false;
+template <class Text, CORBA_ULong bound>
+inline constexpr bool hasBound<BoundedText<Text, bound>> = true;
+
+// Whatever is not told by its C++ type.
+template <class T>
+concept NamedArgument = hasBound<T> || std::is_array_v<T>;
+
+// A bound that is exceeded raises CORBA_BAD_PARAM.
+template <class T>
+struct Written {
+    template <class Given>
+    static void write(TRXostream& stream, const Given& value) {
+        stream << value;
+    }
+};
+template <class Text, CORBA_ULong bound>
+struct Written<BoundedText<Text, bound>> : TextElement<Text, bound> {};
+
+template <class T, class Given = T>
+class In : public Argument {
+public:
+    explicit In(const Given& value) : _value(value) {}
+    void write(TRXostream& stream) const { Written<T>::write(stream, _value); }
+
+private:
+    const Given& _value;
+};
+
+template <class T>
+class Out : public Argument {
+public:
+    using Type = typename Received<T>::Type;
+    explicit Out(Type& target) : _target(target) {
+        if constexpr (std::is_pointer_v<Type>)
+            target = nullptr;
+    }
+    void read(TRXistream& stream) { _received.read(stream); }
+    void give() { _target = _received.give(); }
+
+private:
+    Type& _target;
+    Received<T> _received;
+};
+
+// A string or reference, which the new one replaces.
+template <class T>
+class InOut : public Argument {
+public:
+    using Type = typename Received<T>::Type;
+    explicit InOut(Type& target) : _target(target) {}
+    void write(TRXostream& stream) const { Written<T>::write(stream, _target); }
+    void read(TRXistream& stream) { _received.read(stream); }
+    void give() { _received.replace(_target); }
+
+private:
+    Type& _target;
+    Received<T> _received;
+};
+
+// What is read into the caller's own value. `inout` tells whether it also goes out.
+template <class T, bool inout>
+class InPlace : public Argument {
+public:
+    explicit InPlace(T& value) : _value(value) {}
+    void write(TRXostream& stream) const {
+        if constexpr (inout)
+            stream << _value;
+    }
+    void read(TRXistream& stream) { stream >> _value; }
+
+private:
+    T& _value;
+};
+
+template <class T>
+requires(!NamedArgument<T>) In<T> in(const T& value) { return In<T>(value); }
+template <NamedArgument T>
+In<T, const char*> in(const char* const& text) {
+    return In<T, const char*>(text);
+}
+template <NamedArgument T>
+In<T, const CORBA_WChar*> in(const CORBA_WChar* const& text) {
+    return In<T, const CORBA_WChar*>(text);
+}
+
+template <class T>
+requires(!NamedArgument<T>) Out<T> out(T& target) { return Out<T>(target); }
+template <NamedArgument T>
+Out<T> out(typename Received<T>::Type& target) {
+    return Out<T>(target);
+}
+template <class Array> // of fixed size: in the caller's memory
+InPlace<const ArrayRef<Array>, false> out(const ArrayRef<Array>& target) {
+    return InPlace<const ArrayRef<Array>, false>(target);
+}
+
+template <class T>
+requires(!NamedArgument<T> && !std::is_pointer_v<T>) InPlace<T, true> inout(T& value) {
+    return InPlace<T, true>(value);
+}
+template <class Array>
+InPlace<const ArrayRef<Array>, true> inout(const ArrayRef<Array>& value) {
+    return InPlace<const ArrayRef<Array>, true>(value);
+}
+template <class T>
+InOut<T*> inout(T*& target) {
+    return InOut<T*>(target);
+}
+template <NamedArgument T>
+InOut<T> inout(typename Received<T>::Type& target) {
+    return InOut<T>(target);
+}
+
+// --- Calls -------------------------------------------------------------------------------------------------
+
+// Calls an operation and waits for the reply. A request that CORBA_TRANSIENT sends elsewhere is made again;
+// every other exception is the caller's. An interceptor may leave no reply: then there is no result, and the
+// arguments are as they were.
+template <class Result = void, class... Arguments>
+typename Received<Result>::Type call(CORBA_Object& target, const char* operation, Arguments... arguments) {
+    for (;;) {
+        try {
+            const CORBA_MarshalOutBuffer_var request(target._stub_request(operation, 1));
+            (arguments.write(*request), ...);
+            const CORBA_MarshalInBuffer_var reply(target._stub_invoke(request.in()));
+            Received<Result> result;
+            if (reply.in()) {
+                result.read(*reply);
+                (arguments.read(*reply), ...);
+                (arguments.give(), ...);
+            }
+            return result.give();
+        } catch (const CORBA_TRANSIENT&) {
+            continue;
+        }
+    }
+}
+
+// The same for an operation that nothing comes back from.
+template <class... Arguments>
+void callOneway(CORBA_Object& target, const char* operation, Arguments... arguments) {
+    for (;;) {
+        try {
+            const CORBA_MarshalOutBuffer_var request(target._stub_request(operation, 0));
+            (arguments.write(*request), ...);
+            target._stub_send(request.in());
+            return;
+        } catch (const CORBA_TRANSIENT&) {
+            continue;
+        }
+    }
+}
+
+// --- Skeletons ---------------------------------------------------------------------------------------------
+
+// A result or out argument of variable size, as the servant has given it. Null raises CORBA_BAD_PARAM.
+template <class T>
+const T& given(const TRXVar<T>& holder) {
+    if (!holder.in())
+        throw CORBA_BAD_PARAM();
+    return *holder;
+}
+template <class T>
+const T& given(const VariableVar<T>& holder) {
+    return holder.in();
+}
+template <class Array>
+ArrayRef<Array> given(const ArrayVar<Array>& holder) {
+    if (!holder.in())
+        throw CORBA_BAD_PARAM();
+    return array<Array>(holder.in());
+}
+
+} // namespace harbolance
