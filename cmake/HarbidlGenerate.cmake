@@ -1,9 +1,10 @@
 # harbidl_generate(target files... [INCLUDE folders...] [DEFINE names...])
 #
 # Compiles interface definitions and adds what comes out to the target, whose sources, and those of whoever links it,
-# include it as "name_stub.h". A file that is named by a relative path has its outputs under the same path, so that
-# definitions can include each other as they stand. INCLUDE names folders to look for included definitions in; what is
-# generated from definitions in them is found in the same way. DEFINE names macros, with or without a value.
+# include it as "name_stub.h" and "name_skel.h". A file that is named by a relative path has its outputs under the
+# same path, so that definitions can include each other as they stand. INCLUDE names folders to look for included
+# definitions in; what is generated from definitions in them is found in the same way. DEFINE names macros, with or
+# without a value.
 function(harbidl_generate target)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "INCLUDE;DEFINE")
     if(NOT arg_UNPARSED_ARGUMENTS)
@@ -45,11 +46,11 @@ function(harbidl_compile target file into)
     cmake_path(NORMAL_PATH into)
     cmake_path(APPEND into ${name} OUTPUT_VARIABLE base)
     add_custom_command(
-        OUTPUT ${base}_stub.h ${base}_stub.cpp
+        OUTPUT ${base}_stub.h ${base}_stub.cpp ${base}_skel.h ${base}_skel.cpp
         COMMAND Harbolance::harbidl ${ARGN} -o ${into} --depfile ${base}.d ${file}
         DEPENDS ${file} Harbolance::harbidl
         DEPFILE ${base}.d
         COMMENT "Compiling ${name}.idl"
         VERBATIM)
-    target_sources(${target} PRIVATE ${base}_stub.h ${base}_stub.cpp)
+    target_sources(${target} PRIVATE ${base}_stub.h ${base}_stub.cpp ${base}_skel.h ${base}_skel.cpp)
 endfunction()

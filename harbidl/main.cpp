@@ -1,4 +1,6 @@
 #include "generate/includes.h"
+#include "generate/servant.h"
+#include "generate/skel_header.h"
 #include "generate/stub_source.h"
 #include "options.h"
 #include "outputs.h"
@@ -39,18 +41,67 @@ std::string dependencies(const Reading& reading, const std::vector<std::string>&
     return rule + "\n";
 }
 
+// What the definition may say and no code can be made for yet.
+void refuseWhatIsMissing(Reading& reading) try {
+    for (const auto& declaration : reading.model.declarations()) {
+        if (declaration->kind != Declaration::Kind::operation || declaration->file != SourceText::mainFile)
+            continue;
+        const auto& operation = static_cast<const Operation&>(*declaration);
+        if (!operation.contexts.empty())
+            reading.diagnostics.error(operation.position,
+                                      "'" + operation.scopedName() +
+                                          "' has a context clause, and this compiler makes "
+                                          "no code for contexts");
+    }
+} catch (const GiveUp&) {
+    // there are more of them than are shown
+}
+
+using Generator = std::string (*)(const Unit& unit);
+
+// Header and source of one part of the output.
+struct Part {
+    std::string name; // "_stub": what is added to the name of the definition
+    Includes includes;
+    CxxNames::Place place;
+    Generator header;
+    Generator source;
+};
+
+std::vector<Part> partsOf(const Options& options, const Reading& reading) {
+    std::vector<Part> parts{
+        {"_stub", includesOf(reading, ownDefinitions()), CxxNames::Place::inside, stubHeader, stubSource}};
+    if (options.clientOnly)
+        return parts;
+    parts.push_back({"_skel", skeletonIncludesOf(reading, ownDefinitions()), CxxNames::Place::outside,
+                     skelHeader, skelSource});
+    const std::string base = std::filesystem::path(options.file).filename().string();
+    if (options.servant)
+        parts.push_back({"_impl",
+                         {"\"" + outputName(base, "_skel.h") + "\""},
+                         CxxNames::Place::inside,
+                         servantHeader,
+                         servantSource});
+    return parts;
+}
+
 bool writeOutputs(const Options& options, const Reading& reading) {
     const std::filesystem::path folder = options.folder;
     const std::string base = std::filesystem::path(options.file).filename().string();
-    const std::string header = stubHeaderName(base);
-    const std::string source = header.substr(0, header.size() - 1) + "cpp";
-    const Unit unit{reading.model, base, header, includesOf(reading, ownDefinitions())};
     Outputs outputs;
-    outputs.add((folder / header).string(), stubHeader(unit));
-    outputs.add((folder / source).string(), stubSource(unit));
+    std::vector<std::string> names;
+    for (const Part& part : partsOf(options, reading)) {
+        const std::string header = outputName(base, part.name + ".h");
+        const Unit unit{reading.model, base, header, part.includes, part.place};
+        const Outputs::Existing existing =
+            part.name == "_impl" ? Outputs::Existing::refused : Outputs::Existing::replaced;
+        names.push_back((folder / header).string());
+        outputs.add(names.back(), part.header(unit), existing);
+        names.push_back((folder / outputName(base, part.name + ".cpp")).string());
+        outputs.add(names.back(), part.source(unit), existing);
+    }
     if (!options.dependencies.empty())
-        outputs.add(options.dependencies,
-                    dependencies(reading, {(folder / header).string(), (folder / source).string()}));
+        outputs.add(options.dependencies, dependencies(reading, names));
     return outputs.write();
 }
 
@@ -60,6 +111,8 @@ int run(const Options& options) {
         return 1;
     const std::unique_ptr<Reading> reading =
         Reading::of(std::move(*text), options.file, options.warningsAreErrors);
+    if (!options.dumpModel && !reading->diagnostics.failed())
+        refuseWhatIsMissing(*reading);
     reading->diagnostics.print(std::cerr);
     if (reading->diagnostics.failed())
         return 1;

@@ -7,19 +7,23 @@ namespace harbidl {
 
 namespace {
 
-constexpr char usage[] = "usage: harbidl [options] FILE.idl\n"
-                         "Compiles an interface definition to C++: FILE_stub.h and FILE_stub.cpp.\n"
-                         "\n"
-                         "  -o DIR           put the outputs into DIR\n"
-                         "  -I DIR           look for included files in DIR\n"
-                         "  -D NAME[=VALUE]  define a macro\n"
-                         "  -U NAME          forget a macro\n"
-                         "  --depfile FILE   write what the outputs depend on as a rule for make\n"
-                         "  --client-only    no skeletons\n"
-                         "  --dump-model     print what the definition means, and write nothing\n"
-                         "  -Werror          take warnings for errors\n"
-                         "  --help           print this\n"
-                         "  --version        print the version\n";
+constexpr char usage[] =
+    "usage: harbidl [options] FILE.idl\n"
+    "Compiles an interface definition to C++: FILE_stub.h and FILE_stub.cpp for clients,\n"
+    "FILE_skel.h and FILE_skel.cpp for servers.\n"
+    "\n"
+    "  -o DIR           put the outputs into DIR\n"
+    "  -I DIR           look for included files in DIR\n"
+    "  -D NAME[=VALUE]  define a macro\n"
+    "  -U NAME          forget a macro\n"
+    "  --depfile FILE   write what the outputs depend on as a rule for make\n"
+    "  --client-only    no skeletons\n"
+    "  --servant        also write a first servant, FILE_impl.h and FILE_impl.cpp,\n"
+    "                   unless these are there\n"
+    "  --dump-model     print what the definition means, and write nothing\n"
+    "  -Werror          take warnings for errors\n"
+    "  --help           print this\n"
+    "  --version        print the version\n";
 
 int wrongUsage(const std::string& message) {
     std::cerr << "harbidl: " << message << "\nTry 'harbidl --help'.\n";
@@ -37,6 +41,8 @@ public:
         }
         if (options_.file.empty())
             return wrongUsage("no file is named");
+        if (options_.servant && options_.clientOnly)
+            return wrongUsage("a servant needs the skeletons: --servant or --client-only");
         return options_;
     }
 
@@ -46,8 +52,9 @@ private:
             std::cout << (word == "--help" ? usage : "harbidl " HARBIDL_VERSION "\n");
             return std::cout.flush() ? 0 : 1;
         }
-        if (word == "--client-only" || word == "--dump-model" || word == "-Werror") {
+        if (word == "--client-only" || word == "--servant" || word == "--dump-model" || word == "-Werror") {
             (word == "--client-only"  ? options_.clientOnly
+             : word == "--servant"    ? options_.servant
              : word == "--dump-model" ? options_.dumpModel
                                       : options_.warningsAreErrors) = true;
             return std::nullopt;

@@ -12,6 +12,7 @@ struct Options {
     std::vector<std::string> preprocessor; // the -I, -D and -U
     std::string dependencies;              // the file for them; empty for none
     bool clientOnly = false;
+    bool servant = false;
     bool warningsAreErrors = false;
     bool dumpModel = false;
 };

@@ -42,6 +42,13 @@ bool replace(const std::string& path, const std::string& content) {
 } // namespace
 
 bool Outputs::write() const {
+    std::error_code ignored;
+    for (const File& file : files_) {
+        if (file.existing == Existing::refused && std::filesystem::exists(file.path, ignored)) {
+            std::cerr << "harbidl: " << file.path << " is there already, and is not overwritten\n";
+            return false;
+        }
+    }
     for (const File& file : files_) {
         if (!hasContent(file.path, file.content) && !replace(file.path, file.content))
             return false;

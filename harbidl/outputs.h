@@ -9,8 +9,10 @@ namespace harbidl {
 // content already, so that what depends on it need not be built again.
 class Outputs {
 public:
-    void add(std::string path, std::string content) {
-        files_.push_back({std::move(path), std::move(content)});
+    // What becomes of a file that is there already. When one is refused, nothing is written.
+    enum class Existing { replaced, refused };
+    void add(std::string path, std::string content, Existing existing = Existing::replaced) {
+        files_.push_back({std::move(path), std::move(content), existing});
     }
     // False, after a message, when one could not be written.
     bool write() const;
@@ -19,6 +21,7 @@ private:
     struct File {
         std::string path;
         std::string content;
+        Existing existing;
     };
     std::vector<File> files_;
 };

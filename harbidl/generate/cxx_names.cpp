@@ -66,7 +66,7 @@ bool means(const Scope& from, const Declaration& declaration) {
 
 } // namespace
 
-CxxNames::CxxNames(const Model& model) {
+CxxNames::CxxNames(const Model& model, Place place) : place_(place) {
     for (const auto& declaration : model.declarations()) {
         if (declaration->kind != Declaration::Kind::member)
             declared_.insert(declaration->name);
@@ -105,10 +105,13 @@ std::string CxxNames::global(const Declaration& declaration) const {
 std::string CxxNames::prefixed(const Scope& from, const Declaration& declaration,
                                const std::string& last) const {
     const std::vector<const Declaration*> path = pathTo(declaration);
-    const auto found = std::find_if(path.rbegin(), path.rend(), [&](const Declaration* part) {
+    const auto isKnown = [&](const Declaration* part) {
         // What is flattened is known by a name that only C++ has.
         return (part->scope && isFlattened(*part->scope)) || means(from, *part);
-    });
+    };
+    // From outside only the outermost part can be found.
+    const auto found =
+        std::find_if(place_ == Place::inside ? path.rbegin() : path.rend() - 1, path.rend(), isKnown);
     std::string name = found == path.rend() ? "::" : "";
     const size_t first =
         found == path.rend() ? 0 : path.size() - 1 - static_cast<size_t>(found - path.rbegin());
@@ -137,6 +140,11 @@ std::string CxxNames::parameter(const Union& owner, const std::string& name) con
     const auto isBranch = [&](const Branch* branch) { return branch->name == name; };
     const bool hidden = std::any_of(owner.branches.begin(), owner.branches.end(), isBranch);
     return hidden ? "_" + name : parameter(name);
+}
+
+std::string CxxNames::parameter(const Parameter& parameter) const {
+    const std::string name = escaped(parameter.name);
+    return name == parameter.name && declared_.contains(name) ? name + "_" : name;
 }
 
 } // namespace harbidl

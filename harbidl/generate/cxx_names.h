@@ -10,7 +10,10 @@ namespace harbidl {
 // names in it, as in CORBA_Object. Names that C++ has a meaning for begin with _cxx_.
 class CxxNames {
 public:
-    explicit CxxNames(const Model& model);
+    // What `seenFrom` is for: code in the classes and modules that a definition becomes, or code in other
+    // ones, which uses whole names.
+    enum class Place { inside, outside };
+    explicit CxxNames(const Model& model, Place place = Place::inside);
 
     // Where it is declared: "Book", "CORBA_Repository", "_cxx_class".
     std::string local(const Declaration& declaration) const;
@@ -28,6 +31,8 @@ public:
     // A name for a parameter of a function, or of an accessor of the union, that hides nothing.
     std::string parameter(const std::string& name) const;
     std::string parameter(const Union& owner, const std::string& name) const;
+    // Of an operation. An underscore in front would make it the name of a member that all interfaces have.
+    std::string parameter(const Parameter& parameter) const;
 
     // The namespaces that the module is in C++, from the outermost: none for CORBA.
     static std::vector<const Scope*> namespaces(const Scope& module);
@@ -37,6 +42,7 @@ public:
 private:
     std::string prefixed(const Scope& from, const Declaration& declaration, const std::string& last) const;
 
+    Place place_;
     std::set<std::string> declared_; // every name in the definition but those of members
 };
 

@@ -88,6 +88,18 @@ Handling handlingOf(const Type& type) {
     }
 }
 
+bool isGivenByPointer(const Type& type) {
+    const Handling handling = handlingOf(type);
+    return handling != Handling::number &&
+           (handling != Handling::value || unaliased(type).variable || type.native);
+}
+
+bool isAmbiguousArgument(const Type& type) {
+    const Type& real = unaliased(type);
+    const bool text = real.kind == TypeKind::string || real.kind == TypeKind::wstring;
+    return real.kind == TypeKind::array || (text && real.bound > 0);
+}
+
 bool isAnonymousSequence(const Type& type) {
     const Type* inner = &type;
     while (inner->kind == TypeKind::array)
@@ -110,6 +122,8 @@ std::string CxxTypes::plain(const Scope& from, const Type& type) const {
 }
 
 std::string CxxTypes::holder(const Scope& from, const Type& type) const {
+    if (unaliased(type).kind == TypeKind::native)
+        return "harbolance::VariableVar<" + plain(from, type) + ">";
     if (isNamed(type))
         return names_.seenFrom(from, *type.declaration) + "_var";
     if (type.bound == 0)
@@ -158,6 +172,27 @@ std::string CxxTypes::parameter(const Scope& from, const Type& type, const std::
         return argument(from, type) + " " + name;
     const std::string element = "const " + member(from, type);
     return type.declaration ? element + "& " + name : element + " (&" + name + ")" + dimensions(type);
+}
+
+std::string CxxTypes::returned(const Scope& from, const Type& type) const {
+    switch (handlingOf(type)) {
+    case Handling::array: return plain(from, type) + "_slice*";
+    case Handling::value: return plain(from, type) + (isGivenByPointer(type) ? "*" : "");
+    default: return plain(from, type);
+    }
+}
+
+std::string CxxTypes::parameter(const Scope& from, const Parameter& parameter,
+                                const std::string& name) const {
+    const Type& type = *parameter.type;
+    const Handling handling = handlingOf(type);
+    if (parameter.direction == Parameter::Direction::in)
+        return (handling == Handling::array ? "const " + plain(from, type) : argument(from, type)) + " " +
+               name;
+    const bool out = parameter.direction == Parameter::Direction::out;
+    if (handling == Handling::array)
+        return plain(from, type) + (out && type.variable ? "_slice*& " : "_slice* ") + name;
+    return (out ? returned(from, type) : plain(from, type)) + "& " + name;
 }
 
 std::string CxxTypes::elementArguments(const Scope& from, const Type& element) const {

@@ -15,6 +15,11 @@ enum class Handling {
 };
 Handling handlingOf(const Type& type);
 
+// Whether operations return the type, and give it in out arguments, as a pointer to what the caller frees.
+bool isGivenByPointer(const Type& type);
+// A string with a bound or an array: its C++ type as an argument is that of others too.
+bool isAmbiguousArgument(const Type& type);
+
 // A sequence without a name: nothing names its class but the member that has it.
 bool isAnonymousSequence(const Type& type);
 
@@ -34,6 +39,13 @@ public:
     std::string argument(const Scope& from, const Type& type) const;
     // The same with the name of a parameter, which has the dimensions of an array behind it.
     std::string parameter(const Scope& from, const Type& type, const std::string& name) const;
+    // A parameter of an operation, with its name: "const Book& book", "Book*& book", "Row_slice* row".
+    std::string parameter(const Scope& from, const Parameter& parameter, const std::string& name) const;
+    // What an operation returns: "CORBA_Long", "char*", "Desk_ptr", "Book*", "Row_slice*".
+    std::string returned(const Scope& from, const Type& type) const;
+    // What owns a result that is returned as a pointer: "CORBA_String_var", "Desk_var", "Row_var".
+    std::string holder(const Scope& from, const Type& type) const;
+
     // What such an argument is before anything is decided about it: "char*", "Desk_ptr", "Book".
     std::string plain(const Scope& from, const Type& type) const;
 
@@ -45,8 +57,6 @@ public:
 
 private:
     std::string elementArguments(const Scope& from, const Type& element) const;
-    std::string holder(const Scope& from, const Type& type) const;
-
     const CxxNames& names_;
 };
 

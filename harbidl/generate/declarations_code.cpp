@@ -1,5 +1,6 @@
 #include "generate/declarations_code.h"
 
+#include "generate/calls.h"
 #include "generate/literals.h"
 
 #include <utility>
@@ -294,6 +295,22 @@ void DeclarationsCode::forward(const Interface& interface) {
     typeCode(interface, false);
 }
 
+// Behind the types, which stand in their order.
+void DeclarationsCode::operations(const Interface& interface) {
+    const Emitter::Indented indented(out_);
+    for (const Call& call : callsOf(interface, unit_.names)) {
+        const Signature signature(call, interface, unit_.names, unit_.types);
+        out_.comment(call.comment);
+        if (!call.raises.empty()) {
+            std::vector<std::string> names;
+            for (const Struct* exception : call.raises)
+                names.push_back(unit_.names.seenFrom(interface, *exception));
+            out_.list("// Raises ", names, ", ", ".");
+        }
+        out_.list("virtual " + signature.returned + " " + call.name + "(", signature.parameters, ", ", ");");
+    }
+}
+
 void DeclarationsCode::interface(const Interface& interface) {
     const std::string name = local(interface);
     const Scope& from = *interface.scope;
@@ -310,6 +327,8 @@ void DeclarationsCode::interface(const Interface& interface) {
     out_.list("class " + name + " : public harbolance::Interface<" + name + ", ", bases, ", ", "> {");
     out_.print("public:");
     inside(interface.contents);
+    operations(interface);
+    out_.blankLine();
     out_.print(R"(
             static const CORBA_TypeInfo _type;
 

@@ -27,6 +27,7 @@ private:
     void exception(const Struct& exception);
     void forward(const Interface& interface);
     void interface(const Interface& interface);
+    void operations(const Interface& interface);
     void anonymousType(const Member& member);
     void members(const std::vector<Member*>& members);
     void typeCode(const Declaration& declaration, bool native);

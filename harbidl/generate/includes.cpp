@@ -12,10 +12,13 @@ namespace {
 
 constexpr const char* runtimeHeader = "<harbolance/corba.h>";
 
-// The files that declare something, or include what does.
-std::set<uint32_t> filesThatMatter(const Reading& reading) {
+// The files that declare something that `counts`, or include what does.
+template <class Counts>
+std::set<uint32_t> filesThatMatter(const Reading& reading, Counts counts) {
     std::set<uint32_t> files;
     for (const auto& declaration : reading.model.declarations()) {
+        if (!counts(*declaration))
+            continue;
         uint32_t file = declaration->file;
         while (files.insert(file).second)
             file = reading.source.files()[file].includer;
@@ -41,23 +44,38 @@ bool isIn(const std::string& file, const std::string& folder) {
            !failure;
 }
 
-std::string includeFor(const Reading& reading, const IncludedFile& file, const std::string& ownFolder) {
+std::string includeFor(const Reading& reading, const IncludedFile& file, const std::string& ownFolder,
+                       std::string_view ending) {
     const std::string base = std::filesystem::path(file.name).filename().string();
     if (isIn(file.name, ownFolder))
-        return "<harbolance/" + stubHeaderName(base) + ">";
+        return "<harbolance/" + outputName(base, ending) + ">";
     const std::string written = writtenInclude(reading.source.place(file.included));
     if (written.empty())
-        return "\"" + stubHeaderName(base) + "\"";
-    return written.front() + stubHeaderName(written.substr(1, written.size() - 2)) + written.back();
+        return "\"" + outputName(base, ending) + "\"";
+    return written.front() + outputName(written.substr(1, written.size() - 2), ending) + written.back();
+}
+
+// The headers with that ending for the definitions that the file itself includes.
+template <class Counts>
+std::vector<std::string> headersOf(const Reading& reading, const std::string& ownFolder,
+                                   std::string_view ending, Counts counts) {
+    std::vector<std::string> headers;
+    const std::set<uint32_t> matter = filesThatMatter(reading, counts);
+    const std::vector<IncludedFile>& files = reading.source.files();
+    for (uint32_t i = 1; i < files.size(); ++i) {
+        if (files[i].includer == SourceText::mainFile && matter.contains(i))
+            headers.push_back(includeFor(reading, files[i], ownFolder, ending));
+    }
+    return headers;
 }
 
 } // namespace
 
-std::string stubHeaderName(std::string_view definition) {
+std::string outputName(std::string_view definition, std::string_view ending) {
     const size_t slash = definition.rfind('/');
     const size_t dot = definition.rfind('.');
     const bool hasSuffix = dot != definition.npos && (slash == definition.npos || dot > slash + 1);
-    return std::string(hasSuffix ? definition.substr(0, dot) : definition) + "_stub.h";
+    return std::string(hasSuffix ? definition.substr(0, dot) : definition).append(ending);
 }
 
 std::vector<std::string> includesOf(const Reading& reading, const std::string& ownFolder) {
@@ -70,12 +88,20 @@ std::vector<std::string> includesOf(const Reading& reading, const std::string& o
         if (header.file == SourceText::mainFile)
             add("\"" + header.name + "\"");
     }
-    const std::set<uint32_t> matter = filesThatMatter(reading);
-    const std::vector<IncludedFile>& files = reading.source.files();
-    for (uint32_t i = 1; i < files.size(); ++i) {
-        if (files[i].includer == SourceText::mainFile && matter.contains(i))
-            add(includeFor(reading, files[i], ownFolder));
-    }
+    for (const std::string& header :
+         headersOf(reading, ownFolder, "_stub.h", [](const Declaration&) { return true; }))
+        add(header);
+    return includes;
+}
+
+std::vector<std::string> skeletonIncludesOf(const Reading& reading, const std::string& ownFolder) {
+    std::vector<std::string> includes = headersOf(reading, ownFolder, "_skel.h", [](const Declaration& one) {
+        return one.kind == Declaration::Kind::interface && static_cast<const Interface&>(one).complete;
+    });
+    const std::string& file = reading.source.files().front().name;
+    const std::string stub = outputName(std::filesystem::path(file).filename().string(), "_stub.h");
+    includes.insert(includes.begin(),
+                    isIn(file, ownFolder) ? "<harbolance/" + stub + ">" : "\"" + stub + "\"");
     return includes;
 }
 

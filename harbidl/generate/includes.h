@@ -10,7 +10,12 @@ namespace harbidl {
 // <harbolance/...>.
 std::vector<std::string> includesOf(const Reading& reading, const std::string& ownFolder);
 
-// The name of the header for a definition, with what leads to it: "sub/records.idl" has "sub/records_stub.h".
-std::string stubHeaderName(std::string_view definition);
+// What the header with the skeletons includes: that of the stub, and for each definition that the file
+// includes and that has interfaces, directly or by what it includes, the header with their skeletons.
+std::vector<std::string> skeletonIncludesOf(const Reading& reading, const std::string& ownFolder);
+
+// The name of an output for a definition, with what leads to it: "sub/records.idl" and "_stub.h" give
+// "sub/records_stub.h".
+std::string outputName(std::string_view definition, std::string_view ending);
 
 } // namespace harbidl

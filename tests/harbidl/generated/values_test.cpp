@@ -1,6 +1,8 @@
 #include "everything_stub.h"
 #include "marshal/typecode/typecode_access.h"
 
+#include "marshal/reference/vutil.h"
+
 #include <harbolance/ir_stub.h>
 #include <harbolance/obj_location_stub.h>
 
@@ -221,27 +223,11 @@ TEST(GeneratedPrinting, IsReadableOnATerminal) {
     EXPECT_EQ(printed(hearts), "hearts");
 }
 
-// An instance of the interface Later, and one of nothing in particular.
-class Role : public TRXObjectRole {
-public:
-    explicit Role(const CORBA_TypeInfo& type) : type_(type) { ior_.profiles.length(1); }
-    const char* interface_name() const override { return type_.id(); }
-    const char* type_name() const override { return type_.name(); }
-    const IOP::IOR& ior() override { return ior_; }
-
-private:
-    const CORBA_TypeInfo& type_;
-    IOP::IOR ior_;
-};
-struct LaterObject : virtual Later {
-    LaterObject() : CORBA_Object(TRXObjectImpl::server, std::make_unique<Role>(Later::_type)) {}
-};
-struct PlainObject : CORBA_Object {
-    PlainObject() : CORBA_Object(TRXObjectImpl::server, std::make_unique<Role>(CORBA_Object_type)) {}
-};
+struct LaterServant : virtual Later {};
+struct PlainServant : CORBA_Object {};
 
 TEST(GeneratedInterfaces, AreNarrowedByTheirTypes) {
-    const CORBA_Object_var object = new LaterObject;
+    const CORBA_Object_var object = new LaterServant;
     const Base_var base = Base::_narrow(object);
     const Right_var right = Right::_narrow(base);
     const Alias_var later = Later::_narrow(right);
@@ -253,34 +239,31 @@ TEST(GeneratedInterfaces, AreNarrowedByTheirTypes) {
     EXPECT_EQ(Base::_narrow(nullptr), nullptr);
 }
 
-CORBA_Object* nextObject = nullptr;
-
 TEST(GeneratedInterfaces, TravelAsReferences) {
-    using namespace harbolance;
-    const auto give = [](const IOP::IOR&, const CORBA_TypeInfo*, CORBA_Boolean, CORBA_Boolean,
-                         CORBA_Boolean) { return CORBA_Object::_duplicate(nextObject); };
-    const ReferenceConverter before = setReferenceConverter(give);
-    const Later_var later = new LaterObject;
-    const CORBA_Object_var plain = new PlainObject;
+    char name[] = "test";
+    char* argv[] = {name, nullptr};
+    int argc = 1;
+    CORBA::ORB_init(argc, argv);
+    IOP::IOR reference;
+    reference.type_id = Later::_type.id();
+    reference.profiles.length(1);
+    const CORBA_Object_var object = TRXUtil::convert(reference, nullptr, 0, 0, 1);
     Base::Held held;
-    held.owner = later;
-    const std::string octets = marshalled(held);
-    nextObject = later.in();
+    held.owner = Base::_narrow(object);
+    ASSERT_TRUE(held.owner.in());
     Base::Held again;
-    read(octets, again);
-    EXPECT_EQ(again.owner.in(), static_cast<Base*>(later.in()));
-    nextObject = plain.in();
-    EXPECT_THROW(read(octets, again), CORBA_INV_OBJREF);
+    read(marshalled(held), again);
+    EXPECT_TRUE(again.owner->_is_equivalent(object));
+    EXPECT_EQ(again.owner->_type_info(), &Later::_type);
 
     CORBA_Any any;
-    any <<= later.in();
-    Base_var taken;
+    any <<= held.owner.in();
+    Later_var taken;
     EXPECT_TRUE(any >>= taken.inout());
-    EXPECT_EQ(taken.in(), static_cast<Base*>(later.in()));
-    any <<= plain.in();
-    Base_ptr untouched = taken;
+    EXPECT_EQ(static_cast<Base*>(taken.in()), held.owner.in());
+    any <<= CORBA_Object_var(new PlainServant).in();
+    Base_ptr untouched = held.owner;
     EXPECT_FALSE(any >>= untouched);
-    setReferenceConverter(before);
 }
 
 // What travels of a profile's body depends on its version.

@@ -1,0 +1,194 @@
+#include "generate/calls.h"
+#include "generate/interfaces.h"
+#include "generate/literals.h"
+#include "generate/skel_header.h"
+
+#include <algorithm>
+
+namespace harbidl {
+
+namespace {
+
+using Direction = Parameter::Direction;
+
+// One argument in the function that serves a request.
+struct Local {
+    Local(const Unit& unit, const Interface& from, const Parameter& parameter, const std::string& name);
+
+    std::string declaration;
+    std::string passed;  // to the servant
+    std::string read;    // from the request; empty for an out argument
+    std::string written; // into the reply; empty for an in argument
+};
+
+Local::Local(const Unit& unit, const Interface& from, const Parameter& parameter, const std::string& name)
+    : passed(name) {
+    const Type& type = *parameter.type;
+    const Handling handling = handlingOf(type);
+    const bool in = parameter.direction == Direction::in;
+    const bool out = parameter.direction == Direction::out;
+    const bool array = handling == Handling::array;
+    const bool owned =
+        handling == Handling::string || handling == Handling::wstring || handling == Handling::reference;
+    const bool allocated = out && !owned && isGivenByPointer(type) && (!array || type.variable);
+    const std::string elements = array ? "harbolance::elements(" + name + ")" : name;
+    const bool zero = handling == Handling::number || (array && out);
+    declaration = (allocated ? unit.types.holder(from, type) : unit.types.member(from, type)) + " " + name +
+                  (zero && !allocated ? "{};" : ";");
+    if (owned || allocated)
+        passed += in ? ".in()" : out ? ".out()" : ".inout()";
+    if (!out)
+        read = elements;
+    if (!in)
+        written = allocated ? "harbolance::given(" + name + ")" : elements;
+}
+
+class SkeletonCode {
+public:
+    SkeletonCode(const Unit& unit, Emitter& out, const Interface& interface)
+        : unit_(unit), out_(out), interface_(interface), calls_(callsOf(interface, unit.names)),
+          type_(unit.names.seenFrom(interface, interface)) {}
+
+    void print();
+
+private:
+    void constructors();
+    void function(const Call& call);
+    void body(const Call& call, const Signature& signature);
+    std::string answered(const Call& call, const std::string& invocation);
+    void table();
+
+    // A name that no parameter of the operation has.
+    std::string free(const Call& call, const std::string& name) const;
+
+    const Unit& unit_;
+    Emitter& out_;
+    const Interface& interface_;
+    const std::vector<Call> calls_;
+    const std::string type_;
+};
+
+void SkeletonCode::print() {
+    constructors();
+    const std::string functions = "_calls_" + skeletonName(unit_, interface_).substr(4);
+    out_.print(R"(
+
+        namespace {
+        namespace $functions$ {
+    )",
+               {{"functions", functions}});
+    for (const Call& call : calls_)
+        function(call);
+    table();
+    out_.print(R"(
+
+        } // namespace $functions$
+        } // namespace
+    )",
+               {{"functions", functions}});
+}
+
+void SkeletonCode::constructors() {
+    out_.print(R"(
+        $name$::$name$(const char* object_name) { _object_name(object_name); }
+        $name$::$name$(const char* service_name, const CORBA_OctetSequence& id) {
+            _service(service_name, id);
+        }
+    )",
+               {{"name", skeletonName(unit_, interface_)}});
+}
+
+void SkeletonCode::function(const Call& call) {
+    const bool reads = std::any_of(call.parameters.begin(), call.parameters.end(),
+                                   [](const Parameter& one) { return one.direction != Direction::out; });
+    out_.blankLine();
+    out_.list("void " + (call.ofAttribute ? call.operation : call.name) + "(",
+              {"void* " + free(call, "object"),
+               "CORBA_MarshalInBuffer&" + (reads ? " " + free(call, "arguments") : ""),
+               "CORBA_OctetSequence*", "const char*", call.oneway ? "void*" : "void* " + free(call, "pdata")},
+              ", ", ") {");
+    {
+        const Emitter::Indented indented(out_);
+        body(call, Signature(call, interface_, unit_.names, unit_.types));
+    }
+    out_.print("}");
+}
+
+void SkeletonCode::body(const Call& call, const Signature& signature) {
+    std::vector<std::string> passed, read, written;
+    const std::string servant = free(call, "servant");
+    out_.print("auto* const $servant$ = static_cast<$type$*>($object$);",
+               {{"servant", servant}, {"type", type_}, {"object", free(call, "object")}});
+    for (size_t i = 0; i < call.parameters.size(); ++i) {
+        const Local local(unit_, interface_, call.parameters[i], signature.names[i]);
+        out_.print(local.declaration);
+        passed.push_back(local.passed);
+        if (!local.read.empty())
+            read.push_back(">> " + local.read);
+        if (!local.written.empty())
+            written.push_back("<< " + local.written);
+    }
+    if (!read.empty())
+        out_.list(free(call, "arguments") + " ", read, " ", ";");
+    const std::string reply = "*" + servant + "->_prepare_reply(" + free(call, "pdata") + ")";
+    std::string head = servant + "->" + call.name + "(";
+    std::string tail = ");";
+    if (call.result) {
+        const std::string result = free(call, "result");
+        if (call.ofAttribute && handlingOf(*call.result) == Handling::number)
+            return out_.print("$reply$ << $call$);", {{"reply", reply}, {"call", head}});
+        if (!isGivenByPointer(*call.result)) {
+            head = "const " + unit_.types.plain(interface_, *call.result) + " " + result + " = " + head;
+        } else {
+            head = "const " + unit_.types.holder(interface_, *call.result) + " " + result + "(" + head;
+            tail = "));";
+        }
+        const Handling handling = handlingOf(*call.result);
+        const bool checked =
+            isGivenByPointer(*call.result) && (handling == Handling::value || handling == Handling::array);
+        written.insert(written.begin(), checked ? "<< harbolance::given(" + result + ")" : "<< " + result);
+    }
+    out_.list(head, passed, ", ", tail);
+    if (call.oneway)
+        return;
+    if (written.empty())
+        return out_.print("$reply$;", {{"reply", reply.substr(1)}});
+    out_.list(reply + " ", written, " ", ";");
+}
+
+void SkeletonCode::table() {
+    const std::string name = cxxString(interface_.scopedName());
+    out_.blankLine();
+    if (calls_.empty())
+        return out_.print("const CORBA_TypeInfo _skeleton($name$, 0, nullptr);", {{"name", name}});
+    out_.print("constexpr TRXMethod _methods[] = {");
+    for (const Call& call : calls_) {
+        const Emitter::Indented indented(out_);
+        out_.print("{$operation$, $function$},",
+                   {{"operation", cxxString(call.operation)},
+                    {"function", call.ofAttribute ? call.operation : call.name}});
+    }
+    out_.print(R"(
+        };
+        const CORBA_TypeInfo _skeleton($name$, std::size(_methods), _methods);
+    )",
+               {{"name", name}});
+}
+
+std::string SkeletonCode::free(const Call& call, const std::string& name) const {
+    const bool taken = std::any_of(call.parameters.begin(), call.parameters.end(),
+                                   [&](const Parameter& parameter) { return parameter.name == name; });
+    return taken ? "_" + name + "_" : unit_.names.parameter(name);
+}
+
+} // namespace
+
+std::string skelSource(const Unit& unit) {
+    Emitter out;
+    beginSource(unit, out);
+    printInterfaces(unit, out, "_sk_",
+                    [&](const Interface& interface) { SkeletonCode(unit, out, interface).print(); });
+    return out.text();
+}
+
+} // namespace harbidl
