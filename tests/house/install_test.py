@@ -19,7 +19,7 @@ import sys
 import tempfile
 
 PUBLIC = ("corba.h", "agent.h")
-GENERATED = "*_stub.h"  # from our own definitions
+GENERATED = ("*_stub.h", "*_skel.h")  # from our own definitions
 INCLUDE = re.compile(r"^#include <harbolance/([^>]+)>", re.MULTILINE)
 # Handles for generated code, and CORBA::ORB::InvalidName.
 UNNAMED = {"CORBA_Object_type", "CORBA_Current_type", "CORBA_ORB_InvalidName"}
@@ -47,14 +47,27 @@ foreach(name one two)
     harbidl_generate(records_${{name}} sub/records.idl sub/more.idl INCLUDE . sub DEFINE WANTED)
     target_link_libraries(records_${{name}} PRIVATE Harbolance::harbolance)
 endforeach()
+# Both halves, and the skeleton of an interface of the library.
+file(COPY {hello}/hello.idl DESTINATION ${{CMAKE_CURRENT_SOURCE_DIR}}/idl)
+file(WRITE ${{CMAKE_CURRENT_SOURCE_DIR}}/idl/watcher.idl [[
+#include <obj_location.idl>
+#include "hello.idl"
+interface Watcher : ObjLocation::TriggerHandler, Hello {{}};
+]])
+foreach(part server client)
+    add_executable(hello_${{part}} {hello}/${{part}}.cpp)
+    harbidl_generate(hello_${{part}} idl/hello.idl idl/watcher.idl)
+    target_include_directories(hello_${{part}} PRIVATE ${{CMAKE_CURRENT_BINARY_DIR}}/harbidl/hello_${{part}}/idl)
+    target_link_libraries(hello_${{part}} PRIVATE Harbolance::harbolance)
+endforeach()
 """
 
 
-def run(*command, **environment):
+def run(*command, status=0, **environment):
     environment = {"PATH": os.environ["PATH"], "LC_ALL": "C", **environment}
     done = subprocess.run(command, env=environment, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
                           timeout=300)
-    if done.returncode != 0:
+    if done.returncode != status:
         sys.exit(f"{' '.join(map(str, command))} ended with {done.returncode}:\n{done.stdout}")
     return done.stdout
 
@@ -66,7 +79,7 @@ def expect(condition, what):
 
 def check_headers(include):
     installed = {str(path.relative_to(include)) for path in include.rglob("*") if path.is_file()}
-    reached, pending = set(), [*PUBLIC, *(path.name for path in include.glob(GENERATED))]
+    reached, pending = set(), [*PUBLIC, *(path.name for one in GENERATED for path in include.glob(one))]
     while pending:
         name = pending.pop()
         expect(name in installed, f"{name} is installed")
@@ -79,7 +92,7 @@ def check_headers(include):
 
     texts = {name: re.sub(r"//.*", "", (include / name).read_text()) for name in reached}
     spelled = set(re.findall(r"\bCORBA_\w+", " ".join(texts.values())))
-    named = " ".join(text for name, text in texts.items() if name == "corba.h" or fnmatch.fnmatch(name, GENERATED))
+    named = " ".join(text for name, text in texts.items() if name == "corba.h" or fnmatch.fnmatch(name, GENERATED[0]))
     without = spelled - set(re.findall(r"\bCORBA_\w+", named)) - UNNAMED
     without = {name for name in without if not re.search(rf"X\({name[6:]}\)", texts["marshal/exception/vexcept.h"])}
     expect(not without, f"{sorted(without)} have names in namespace CORBA (corba.h)")
@@ -122,12 +135,13 @@ def main():
         examples = " ".join(str(path) for path in (book, source / "examples/announce.cpp"))
         (project / "CMakeLists.txt").write_text(PROJECT.format(
             sources=examples, own=own, idl=source / "examples/records/records.idl",
-            records=source / "examples/records/records.cpp"))
+            records=source / "examples/records/records.cpp", hello=source / "examples/hello"))
         run("cmake", "-G", generator, "-S", project, "-B", project / "build", f"-DCMAKE_PREFIX_PATH={moved}",
             f"-DCMAKE_CXX_COMPILER={compiler}")
         run("cmake", "--build", project / "build")
         expect(run(project / "build/by_the_book") == "by the book\n", "a program of the standard mapping runs")
         expect("Charles Darwin" in run(project / "build/records_two", scratch / "books"), "a compiled definition works")
+        expect("INV_OBJREF" in run(project / "build/hello_client", "none", status=1), "a client runs")
         expect("Usage: announce" in run(project / "build/announce", "--help"), "announce --help tells its usage")
 
 
