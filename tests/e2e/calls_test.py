@@ -1,0 +1,382 @@
+"""Calls between processes, and what hostile or dying peers do to them."""
+
+import os
+import resource
+import socket
+import struct
+import time
+import unittest
+
+import giop
+import harness
+from giop import NO_EXCEPTION, SYSTEM_EXCEPTION, Writer, message, reply, reply_of, request
+from harness import PATIENCE, wait_until
+
+TYPE = "IDL:Calls/Echo:1.0"
+NOT_THERE = giop.exception("OBJECT_NOT_EXIST", 0, 1)
+LOCAL = ("-OAipaddr", "127.0.0.1")
+
+
+class CallCase(harness.Case):
+    def server(self, name="echo", *options, **env):
+        program = self.start("calls_server", name, *LOCAL, "-OAtcpdelay", *options, **env)
+        program.reference = program.wait_line("IOR:[0-9a-f]+$").group()
+        program.host, program.port, program.key = giop.target(program.reference)
+        return program
+
+    def probe(self, reference, *options):
+        program = self.start("calls_probe", reference, *LOCAL, "-ORBtcpdelay", *options)
+        program.talked = 0
+        return program
+
+    def talk(self, probe, *rows, limit=PATIENCE):
+        for row in rows:
+            command = row.partition(": ")[0]
+            probe.type(command + "\n")
+            said = probe.wait_line("= .*", probe.talked, limit)
+            probe.talked = len(probe.lines())
+            self.assertEqual(f"{command}: {said.group()[2:]}", row)
+
+    def connect(self, server):
+        peer = RawPeer(socket.create_connection((server.host, server.port), PATIENCE))
+        self.addCleanup(peer.close)
+        return peer
+
+    def listener(self):
+        """A server of the test's own, whose handler answers one message with octets, or None, or closes."""
+        server = FakeServer()
+        self.addCleanup(server.close)
+        return server
+
+
+class RawPeer:
+    """One connection, read and written by hand. What a wait of the test serves."""
+
+    def __init__(self, sock, answer=None):
+        self.sock, self.parser, self.messages, self.ended = sock, giop.Parser(), [], False
+        self._answer = answer
+        harness.watch(sock, self._read)
+
+    def _read(self, sock):
+        try:
+            octets = sock.recv(65536)
+        except ConnectionError:
+            octets = b""
+        for one in self.parser.feed(octets):
+            self.messages.append(one)
+            answer = self._answer(one) if self._answer else None
+            if isinstance(answer, bytes):
+                self.sock.sendall(answer)
+        if not octets:
+            self.ended = True
+            self.close()
+
+    def send(self, octets):
+        self.sock.sendall(octets)
+
+    def take(self, count=1):
+        """The next messages."""
+        wait_until(lambda: len(self.messages) >= count or self.ended, lambda: f"{count} messages: {self.messages}")
+        taken, self.messages = self.messages[:count], self.messages[count:]
+        return taken
+
+    def reply(self):
+        return reply_of(self.take()[0])
+
+    def end(self):
+        """All messages until the connection has ended."""
+        wait_until(lambda: self.ended, lambda: f"the end, after {self.messages}")
+        return self.messages
+
+    def close(self):
+        harness.close(self.sock)
+
+
+class FakeServer:
+    def __init__(self):
+        self.sock = socket.create_server(("127.0.0.1", 0))
+        self.port = self.sock.getsockname()[1]
+        self.reference = giop.reference(TYPE, "127.0.0.1", self.port, b"key")
+        self.answer, self.peers = None, []
+        harness.watch(self.sock, self._accept)
+
+    def _accept(self, sock):
+        peer = RawPeer(sock.accept()[0], lambda one: self._answer(peer, one))
+        self.peers.append(peer)
+
+    def _answer(self, peer, one):
+        if one.type == giop.LOCATE:  # a client asks so about a key that it does not understand
+            return message(giop.LOCATED, one.body[:4] + struct.pack("<I", 1))
+        return self.answer(peer, one)
+
+    def requests(self):
+        return sum(len(peer.messages) for peer in self.peers)
+
+    def close(self):
+        for closable in (self, *self.peers):
+            harness.close(closable.sock)
+
+
+def id_of(one):
+    """Of a request without contexts."""
+    return struct.unpack_from("<I" if one.little else ">I", one.body, 4)[0]
+
+
+class Calls(CallCase):
+    def test_what_is_called_answers(self):
+        for reference in (self.server().reference, self.server("").reference):
+            probe = self.probe(reference)
+            self.talk(probe, "null 3: ok", "say hello: echo hello", "say no: Refused told so 7", "note 5: ok",
+                      "notes: 5", "next 2: 0", "next 7: CORBA::BAD_PARAM 1", "give 0: ok", "give 1: ok",
+                      "give 3000000: ok", "turn 1000: ok", "defer 64: ok", "exists: yes", f"is_a {TYPE}: yes",
+                      "is_a IDL:Other:1.0: no", "hash: ok", "another: 2", "late: CORBA::OBJECT_NOT_EXIST 1",
+                      "fail system: CORBA::NO_PERMISSION 2", "fail unknown: CORBA::UNKNOWN 1",
+                      "fail user: Refused undeclared 0", "relay 10: 10")
+
+    def test_what_is_not_there(self):
+        unreachable = giop.reference(TYPE, "127.0.0.1", 1, b"key")
+        self.talk(self.probe(unreachable), "rebind 0: ok", "null 1: CORBA::NO_IMPLEMENT 1")
+        server = self.server()
+        probe = self.probe(giop.reference(TYPE, server.host, server.port, b"no key"))
+        self.talk(probe, "null 1: CORBA::NO_IMPLEMENT 1", "exists: no")
+
+    def test_a_server_that_dies_and_comes_back(self):
+        server = self.server("echo")
+        probe, other = self.probe(server.reference), self.probe(server.reference)
+        self.talk(other, "rebind 0: ok", "null 1: ok")
+        self.talk(probe, "null 1: ok")
+        server.kill()
+        server = self.server("echo", "-OAport", server.port)
+        self.talk(probe, "say again: echo again")
+        self.talk(other, "null 1: ok")
+        server.killed = True
+        self.talk(other, "crash: CORBA::COMM_FAILURE 1")
+
+    def test_nothing_is_left_behind(self):
+        self.talk(self.probe(self.server().reference), "load 500: 0 bounded")
+
+    def test_a_server_ends_in_good_order(self):
+        server = self.server()
+        peer = self.connect(server)
+        peer.send(request(1, server.key, "give", lambda body: body.sequence(bytes(8 << 20))))
+        self.talk(self.probe(server.reference), "null 1: ok")  # the large request has been served
+        server.process.terminate()
+        self.assertEqual(len(peer.take()[0].body), 16 + (8 << 20))
+        self.assertEqual(server.wait(), 0)
+
+
+class Octets(CallCase):
+    """A client of hand-made octets."""
+
+    def expect_alive(self, server, peer, number=999):
+        peer.send(request(number, server.key, "null"))
+        self.assertEqual(peer.reply(), (number, NO_EXCEPTION, b""))
+
+    def test_replies(self):
+        server = self.server()
+        peer = self.connect(server)
+
+        def text(value):
+            return lambda body: body.string(value)
+        rows = [
+            ("say", text("hi"), (NO_EXCEPTION, Writer().string("echo hi").octets)),
+            ("say", text("no"), (1, Writer().string("IDL:Calls/Refused:1.0").string("told so").ulong(7).octets)),
+            ("say", lambda body: body.sequence(b"no end"), (SYSTEM_EXCEPTION, giop.exception("MARSHAL", 0, 1))),
+            ("next", lambda body: body.ulong(2), (NO_EXCEPTION, Writer().ulong(0).octets)),
+            ("next", lambda body: body.ulong(3), (SYSTEM_EXCEPTION, giop.exception("BAD_PARAM", 0, 1))),
+            ("take", lambda body: body.ulong(1 << 31), (SYSTEM_EXCEPTION, giop.exception("MARSHAL", 0, 1))),
+            ("nothing", lambda body: body, (SYSTEM_EXCEPTION, giop.exception("BAD_OPERATION", 0, 1))),
+            ("_get_notes", lambda body: body, (NO_EXCEPTION, Writer().ulong(0).octets)),
+            ("note", lambda body: body.ulong(0), (NO_EXCEPTION, b"")),  # one-way, yet a response is expected
+        ]
+        for number, (operation, arguments, expected) in enumerate(rows):
+            peer.send(request(number, server.key, operation, arguments))
+            self.assertEqual(peer.reply(), (number, *expected), operation)
+            # In the other byte order, and octet by octet.
+            for octet in request(number, server.key, operation, arguments, little=False):
+                peer.send(bytes([octet]))
+            self.assertEqual(peer.reply()[:2], (number, expected[0]), operation)
+        peer.send(request(50, server.key, "say", text("silent"), response=0))
+        for key in (b"", b"\0" * 40, server.key[:-1], server.key[:9]):
+            peer.send(request(51, key, "null") + giop.locate(52, key))
+            replies = [reply_of(one) for one in peer.take(2)]
+            self.assertEqual(replies, [(51, SYSTEM_EXCEPTION, NOT_THERE), (52, 0, b"")], key)
+        peer.send(giop.locate(53, server.key))
+        self.assertEqual(peer.reply()[:2], (53, 2))  # a name is answered with a shorter key
+        many = b"".join(request(number, server.key, "null") for number in range(500))
+        peer.send(many)
+        self.assertEqual([reply_of(one) for one in peer.take(500)], [(n, NO_EXCEPTION, b"") for n in range(500)])
+
+    def test_what_is_no_message(self):
+        server = self.server()
+        peer = self.connect(server)
+        body = Writer().ulong(0).octets
+        for octets in (message(0, body, magic=b"GIOQ"), message(0, body, version=(1, 1)),
+                       message(0, body, version=(1, 2)), message(0, body, version=(2, 0)), message(7, body),
+                       message(255, body, little=False), reply(1),
+                       message(giop.LOCATED, Writer().ulong(1).ulong(1).octets)):
+            peer.send(octets)
+            self.assertEqual(peer.take()[0][::2], (giop.ERROR, b""), octets)
+            self.expect_alive(server, peer)
+        for octets in (message(giop.CANCEL, Writer().ulong(9).octets), message(giop.ERROR)):
+            peer.send(octets)
+            self.expect_alive(server, peer)
+        for octets in (message(giop.CLOSE), message(0), message(0, b"\0\0\0"), message(3, b"\0"),
+                       request(1, server.key, "null", contexts=1 << 31), request(1, server.key, "null", contexts=3),
+                       message(0, Writer().ulong(0).ulong(1).octet(1).ulong(1 << 30).octets)):
+            other = self.connect(server)
+            other.send(octets)
+            self.assertEqual(other.end(), [], octets)
+        self.expect_alive(server, peer)
+
+    def test_sizes_that_lie_cost_nothing(self):
+        server = self.server()
+        peers = [self.connect(server) for _ in range(50)]
+        for peer in peers:
+            peer.send(message(0, b"\0", size=0xffffffff))
+        self.expect_alive(server, self.connect(server))
+        with open(f"/proc/{server.process.pid}/status") as status:
+            peak = int(next(line for line in status if line.startswith("VmHWM")).split()[1])
+        baseline = 50 * 64 + (16 << 10 if "Sanitizer" not in os.environ.get("HARBOLANCE_BUILD", "") else 1 << 20)
+        self.assertLess(peak, baseline * 8)
+
+    def test_peers_that_stop(self):
+        server = self.server("echo", "-ORBstallLimit", 1)
+        half, deaf = self.connect(server), self.connect(server)
+        half.send(request(1, server.key, "null")[:-1])
+        harness.unwatch(deaf.sock)
+        deaf.sock.settimeout(0.2)
+        huge = request(1, server.key, "give", lambda body: body.sequence(bytes(4 << 20)))
+        try:
+            for _ in range(20):
+                deaf.send(huge)
+            self.fail("the server reads more and more, and keeps the replies")
+        except TimeoutError:
+            pass
+        self.expect_alive(server, self.connect(server))
+        self.assertEqual(half.end(), [])
+        with self.assertRaises(ConnectionError):
+            deaf.sock.settimeout(PATIENCE)
+            while True:
+                deaf.send(huge)
+
+    def test_many_connections(self):
+        limit = self.server("echo", CALLS_CONNECTIONS=3)
+        peers = [self.connect(limit) for _ in range(3)]
+        for peer in peers:
+            self.expect_alive(limit, peer)
+        self.expect_alive(limit, self.connect(limit))
+        self.assertEqual([one.type for one in peers[0].end()], [giop.CLOSE])
+        few = self.server("echo")
+        resource.prlimit(few.process.pid, resource.RLIMIT_NOFILE, (40, 40))
+        crowd = [self.connect(few) for _ in range(60)]
+        self.expect_alive(few, self.connect(few))
+        del crowd
+
+
+class Servers(CallCase):
+    """Servers of hand-made octets."""
+
+    def call(self, answer, *rows, **told):
+        server = self.listener()
+        server.answer = answer
+        probe = self.probe(server.reference)
+        self.talk(probe, *rows, **told)
+        return server
+
+    def test_replies_that_are_none(self):
+        def bad(make):
+            return lambda peer, one: make(id_of(one))
+        for make, result in (
+                (lambda id: reply(id, 4), "CORBA::BAD_PARAM 1"),
+                (lambda id: reply(id, 1 << 31), "CORBA::BAD_PARAM 1"),
+                (lambda id: reply(id + 1), "CORBA::OBJECT_NOT_EXIST 1"),
+                (lambda id: reply(id, SYSTEM_EXCEPTION), "CORBA::MARSHAL 1"),
+                (lambda id: message(giop.REPLY), "CORBA::MARSHAL 1"),
+                (lambda id: message(giop.ERROR), "CORBA::INV_OBJREF 1"),
+                (lambda id: request(id, b"key", "null"), "CORBA::INV_OBJREF 1"),
+                (lambda id: message(9, bytes(4)), "CORBA::INV_OBJREF 1"),
+                (lambda id: b"GARBAGE" * 9, "CORBA::INV_OBJREF 1")):
+            with self.subTest(make(5)):
+                self.call(bad(make), "rebind 0: ok", f"null 1: {result}")
+        self.call(lambda peer, one: reply(id_of(one), results=lambda body: body.sequence(b"no end")), "rebind 0: ok",
+                  "say x: CORBA::MARSHAL 1")
+        self.call(lambda peer, one: reply(id_of(one), little=False, results=lambda body: body.string("big")),
+                  "say x: big")
+
+    def test_connections_that_end(self):
+        answered = []
+
+        def every_other(peer, one):
+            answered.append(one)
+            if len(answered) % 2:
+                return reply(id_of(one)) + message(giop.CLOSE)
+            peer.close()
+        server = self.call(every_other, "null 1: ok", "null 1: ok")
+        self.assertEqual(len(server.peers), 3)
+        for last in (message(giop.CLOSE), b"GI", reply(0)[:-2]):
+            def cut(peer, one, last=last):
+                peer.send(last)
+                peer.close()
+            result = "NO_RESOURCES 1" if last == message(giop.CLOSE) else "COMM_FAILURE 1"
+            self.call(cut, "rebind 0: ok", f"null 1: CORBA::{result}")
+
+    def test_replies_that_come_late(self):
+        server = self.listener()
+        late = []
+
+        def answer(peer, one):
+            late.append(id_of(one))
+            return None if len(late) == 1 else reply(late[0]) + reply(late[1])
+        server.answer = answer
+        probe = self.probe(server.reference)
+        self.talk(probe, "limits 0 1 0: ok", "null 1: CORBA::NO_RESPONSE 1", "null 1: ok")
+        self.assertEqual(len(server.peers), 1)
+
+    def test_a_reply_that_drips(self):
+        server = self.listener()
+        dripping = []
+        server.answer = lambda peer, one: dripping.append((peer, reply(id_of(one))))
+        probe = self.probe(server.reference)
+        probe.type("limits 0 1 0\nnull 1\n")
+        wait_until(lambda: dripping, "the request")
+        peer, octets = dripping[0]
+        started = time.monotonic()
+        for octet in octets[:20]:
+            peer.send(bytes([octet]))
+            wait_until(lambda: len(probe.lines()) > 1 or time.monotonic() > started + 0.15 * len(octets), "time")
+            started = time.monotonic()
+            if len(probe.lines()) > 1:
+                break
+        probe.wait_line("= CORBA::NO_RESPONSE 1$")
+
+    def test_forwards(self):
+        real = self.server()
+        target_profile = bytes.fromhex(real.reference[4:])[4:]
+        hops = []
+
+        def forward(reference):
+            def answer(peer, one):
+                hops.append(one)
+                octets = bytes.fromhex(reference[4:])
+                little = octets[0] & 1
+                return message(giop.REPLY, struct.pack("<III" if little else ">III", 0, id_of(one), giop.FORWARD) +
+                               octets[4:], bool(little))
+            return answer
+        self.assertTrue(target_profile)
+        self.call(forward(real.reference), "say hi: echo hi", "say more: echo more")
+        self.assertEqual(len(hops), 1)
+        # Two servers that forward to each other for ever: every hop works, and the process goes on.
+        one, two = self.listener(), self.listener()
+        one.answer, two.answer = forward(two.reference), forward(one.reference)
+        hops.clear()
+        probe = self.probe(one.reference)
+        probe.type("null 1\n")
+        wait_until(lambda: len(hops) > 200, lambda: f"{len(hops)} hops")
+        self.assertLess(len(one.peers) + len(two.peers), 5)
+        two.answer = lambda peer, message: reply(id_of(message))
+        probe.wait_line("= ok$")
+
+
+if __name__ == "__main__":
+    unittest.main()
