@@ -5,72 +5,53 @@ namespace {
 int send(NCudpstream& stream, const NCTransObject* object) { return stream.send(object); }
 int send(NCtcpstream& stream, const NCTransObject* object) { return stream.send(object, 10); }
 
-std::string told;
-
 // What holds for messages on UDP and TCP alike.
 template <class Connection>
-class Carrier : public testing::Test, public Connection {
-protected:
-    Carrier() {
-        told.clear();
-        harbolance::setComplaintSink([](std::ostream&, std::string_view text) { told += text; });
-    }
-    ~Carrier() override {
-        EXPECT_NE(harbolance::setComplaintSink(nullptr), nullptr);
-        EXPECT_EQ(Counted::alive, 0);
-    }
-};
+class Carrier : public Connection {};
 
-using Carriers = testing::Types<UdpConnection, TcpConnection>;
+using Carriers = testing::Types<UdpStream, TcpStream>;
 TYPED_TEST_SUITE(Carrier, Carriers);
 
 TYPED_TEST(Carrier, putsALengthBeforeTheObject) {
     const TestLeaf leaf;
     EXPECT_EQ(send(this->stream, nullptr), 0);
-    EXPECT_EQ(OctetListing("00 00 00 10 3A .. .. .. 00 00 00 04 '::' 00 ..").differenceFrom(this->atPeer()),
-              "");
+    EXPECT_EQ(this->differenceAtPeer(word(16) + none), "");
     EXPECT_EQ(send(this->stream, &leaf), 0);
-    EXPECT_EQ(OctetListing(leafMessage).differenceFrom(this->atPeer()), "");
+    EXPECT_EQ(this->differenceAtPeer(leafMessage), "");
 }
 
 TYPED_TEST(Carrier, dropsBadMessagesAndStaysUsable) {
-    using Stream = decltype(TypeParam::stream);
     EXPECT_EQ(this->stream.setBlocking(false), 0);
     EXPECT_FALSE(this->receive());
-    EXPECT_EQ(this->stream.status(), Stream::noData);
-    const std::pair<const char*, std::string> cases[] = {
-        {"no object", "00 00 00 04"},
-        {"a null object", "00 00 00 10 3A .. .. .. 00 00 00 04 '::' 00 .."},
-        {"garbage behind the tag", "00 00 00 18 3A .. .. .. FF FF FF FF 'TestLeaf' 00 .. .. .. "},
-        {"an unknown class", "00 00 00 18 3A .. .. .. 00 00 00 0C 'Nobody' 00 .. .. .. .. .. "},
-    };
-    for (const auto& [what, listing] : cases) {
-        this->sendFromPeer(listing);
-        EXPECT_FALSE(this->receive()) << what;
-        EXPECT_EQ(this->stream.status(), Stream::badObject) << what;
+    EXPECT_EQ(this->stream.status(), TestFixture::Stream::noData);
+    for (const std::string& bad :
+         {word(4), word(16) + none, word(24) + "3A...... FFFFFFFF 'TestLeaf' 00 ......",
+          word(24) + "3A...... 0000000C 'Nobody' 00 .........."}) {
+        this->sendFromPeer(bad);
+        EXPECT_FALSE(this->receive()) << bad;
+        EXPECT_EQ(this->stream.status(), TestFixture::Stream::badObject) << bad;
         this->sendFromPeer(leafMessage);
-        EXPECT_TRUE(this->receive()) << "after " << what;
+        EXPECT_TRUE(this->receive()) << "after " << bad;
     }
-    EXPECT_EQ(told,
+    EXPECT_EQ(this->told,
               "NCipcbuf::underflow: Underflow occured\n"
               "NCistream::readObject: Received Object of class 'Nobody', but this class is not linked in\n")
         << "complaints go where the program wants them";
-    this->sendFromPeer("00 00 00 1C 3A .. .. .. 00 00 00 0C 'TestLeaf' 00 .. .. .. 00 00 00 05");
+    this->sendFromPeer(word(28) + leafTag + word(5));
     EXPECT_TRUE(this->receive()) << "octets behind the object are those of a later version";
 }
 
 TYPED_TEST(Carrier, answersWhenClosedAndTellsItWhenDebugging) {
-    using Stream = decltype(TypeParam::stream);
     EXPECT_EQ(this->stream.close(), 0);
     EXPECT_FALSE(this->stream.isOpen());
-    EXPECT_EQ(this->stream.close(), Stream::notOpen);
-    EXPECT_EQ(told, "");
+    EXPECT_EQ(this->stream.close(), TestFixture::Stream::notOpen);
+    EXPECT_EQ(this->told, "");
     this->stream.setDebug(true);
-    EXPECT_EQ(send(this->stream, nullptr), Stream::notOpen);
-    EXPECT_NE(told.find("::send: File not open\n"), std::string::npos) << told;
+    EXPECT_EQ(send(this->stream, nullptr), TestFixture::Stream::notOpen);
+    EXPECT_NE(this->told.find("::send: File not open\n"), std::string::npos) << this->told;
     int status = 0;
     EXPECT_EQ(this->stream.receive(status), nullptr);
-    EXPECT_EQ(status, Stream::notOpen);
+    EXPECT_EQ(status, TestFixture::Stream::notOpen);
 }
 
 TYPED_TEST(Carrier, waitsInBlockingModeThroughSignals) {

@@ -1,7 +1,7 @@
 #include "stream/records.h"
 
 #include <cstdio>
-#include <unistd.h>
+#include <filesystem>
 
 namespace {
 
@@ -29,9 +29,8 @@ TEST(ClassRegistry, keepsTheFirstOfANameAndKnowsIndirectBases) {
 // What this program prints when it starts with DEBUG_STATIC set and only lists its tests. Whether
 // registrations are traced is decided by the first one of a process, so this takes another.
 TEST(ClassRegistry, tracesRegistrationsWhenTheEnvironmentAsks) {
-    char program[4096] = {};
-    ASSERT_GT(readlink("/proc/self/exe", program, sizeof program - 1), 0);
-    FILE* pipe = popen(("DEBUG_STATIC= '" + std::string(program) + "' --gtest_list_tests").c_str(), "r");
+    const std::string program = std::filesystem::read_symlink("/proc/self/exe");
+    FILE* pipe = popen(("DEBUG_STATIC= '" + program + "' --gtest_list_tests").c_str(), "r");
     std::string trace(1 << 16, '\0');
     trace.resize(fread(trace.data(), 1, trace.size(), pipe));
     pclose(pipe);
@@ -50,13 +49,10 @@ TEST(NCString, isNeverNullAndStaysInItsBounds) {
     string = "abc";
     string += static_cast<const char*>(nullptr);
     EXPECT_EQ(string + "d" + NCString("e"), "abcde");
-    EXPECT_TRUE(string.at(2) == 'c' && string.at(3) == '\0');
-    EXPECT_TRUE(string.put(0, 'X') == 1 && string.put(3, 'X') == 0);
-    EXPECT_EQ(string.len(), 3u);
+    EXPECT_TRUE(string.put(0, 'X') == 1 && string.put(3, 'X') == 0 && string.at(3) == '\0');
     EXPECT_TRUE(string < "a" && string != NCString("abc") && string >= "Xbc");
     const NCString same("Xbc");
-    EXPECT_TRUE(string.isEqual(&same));
-    EXPECT_FALSE(string.isSame(&same));
+    EXPECT_TRUE(string.isEqual(&same) && !string.isSame(&same));
 }
 
 TEST(NCipcbuf, growsAndKeepsWhatIsInIt) {
@@ -66,20 +62,16 @@ TEST(NCipcbuf, growsAndKeepsWhatIsInIt) {
     EXPECT_EQ(buffer.overflow(8), 0) << "to twice its size";
     EXPECT_NE(buffer.wbuf(), area);
     EXPECT_EQ(writtenTo(buffer), "01");
-    EXPECT_EQ(buffer.wpos()[0], 0);
     EXPECT_EQ(buffer.wsize(), 32u);
     EXPECT_EQ(buffer.overflow(32), 0) << "by twice the need";
     EXPECT_EQ(buffer.wsize(), 96u);
-    EXPECT_TRUE(buffer.fitsWrite(94));
-    EXPECT_FALSE(buffer.fitsWrite(95));
+    EXPECT_TRUE(buffer.fitsWrite(94) && !buffer.fitsWrite(95));
     EXPECT_EQ(buffer.overflow(NCipcbuf::maxSize), -1);
 
     fill(buffer, "abcdefgh");
     buffer.advanceRead(5);
-    EXPECT_FALSE(buffer.fitsRead(1));
     EXPECT_EQ(buffer.growRead(12), 0);
-    EXPECT_EQ(buffer.rpos(), buffer.rbuf());
-    EXPECT_EQ(std::string(buffer.rpos(), buffer.rend()), "fgh");
+    EXPECT_EQ(std::string(buffer.rbuf(), buffer.rend()), "fgh");
     EXPECT_TRUE(buffer.fitsRead(9));
     EXPECT_EQ(buffer.growRead(2), -1) << "what is unread has to fit";
 }

@@ -2,11 +2,13 @@
 
 #include "base/refcount.h"
 #include "octet_listing.h"
+#include "stream/complaints.h"
 #include "stream/ncipcstream.h"
 #include "stream/ncstring.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -82,29 +84,21 @@ public:
 };
 inline const NCTypeInfo TestPair::info("TestPair", ncCreate<TestPair>, {&Counted::info});
 
-// A block of any size, to fill a message with.
-class TestBlock : public Counted {
-public:
-    static const NCTypeInfo info;
-    explicit TestBlock(std::string text) : data(std::move(text)) {}
-    explicit TestBlock(NCistream& in) : Counted(in) {
-        unsigned int size = 0;
-        in.read(size);
-        if (size > in.remaining()) {
-            in.setFailed();
-            return;
-        }
-        data.resize(size);
-        in.read(data.data(), size);
-    }
-    void write(NCostream& out) const override {
-        out.write(static_cast<unsigned int>(data.size())).write(data.data(), data.size());
-    }
-    const NCTypeInfo& typeInfo() const override { return info; }
-
-    std::string data;
-};
-inline const NCTypeInfo TestBlock::info("TestBlock", ncCreate<TestBlock>, {&Counted::info});
+// Such records in octets: class names, then what stands for no object, a class and an object met before.
+inline const std::string nodeTag = "3A .. .. .. 00 00 00 0C 'TestNode' 00 .. .. .. ";
+inline const std::string leafTag = "3A .. .. .. 00 00 00 0C 'TestLeaf' 00 .. .. .. ";
+inline const std::string pairTag = "3A .. .. .. 00 00 00 0C 'TestPair' 00 .. .. .. ";
+inline const std::string none = "3A .. .. .. 00 00 00 04 '::' 00 .. ";
+inline std::string word(unsigned value) {
+    char digits[16];
+    std::snprintf(digits, sizeof digits, "%08X ", value);
+    return digits;
+}
+inline std::string known(int type) { return "23 .. .. .. " + word(static_cast<unsigned>(type)); }
+inline std::string again(int object) { return "40 .. .. .. " + word(static_cast<unsigned>(object)); }
+inline std::string named(char letter) {
+    return "00000001 00000004 '" + std::string(1, letter) + "' 00 .. .. ";
+}
 
 inline std::string octets(const std::string& listing) { return OctetListing(listing).bytes(); }
 
@@ -121,3 +115,17 @@ inline void fill(NCipcbuf& buffer, const std::string& data) {
 inline std::string writtenTo(const NCipcbuf& buffer) {
     return {reinterpret_cast<const char*>(buffer.wbuf()), buffer.bytesWritten()};
 }
+
+// Complaints are collected, and nothing that was read may stay alive.
+class StreamTest : public testing::Test {
+protected:
+    StreamTest() {
+        told.clear();
+        harbolance::setComplaintSink([](std::ostream&, std::string_view text) { told += text; });
+    }
+    ~StreamTest() override {
+        EXPECT_NE(harbolance::setComplaintSink(nullptr), nullptr);
+        EXPECT_EQ(Counted::alive, 0);
+    }
+    static inline std::string told;
+};
