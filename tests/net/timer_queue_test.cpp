@@ -11,9 +11,7 @@ TEST(TimevalArithmetic, carriesAndBorrowsOneSecond) {
     EXPECT_EQ(std::pair(sum.tv_sec, sum.tv_usec), std::pair(4L, 0L));
     const timeval difference = timeDifference({5, 100000}, {2, 100001});
     EXPECT_EQ(std::pair(difference.tv_sec, difference.tv_usec), std::pair(2L, 999999L));
-    EXPECT_TRUE(isEarlier({1, 999999}, {2, 0}));
-    EXPECT_TRUE(isEarlier({2, 0}, {2, 1}));
-    EXPECT_FALSE(isEarlier({2, 1}, {2, 1}));
+    EXPECT_TRUE(isEarlier({1, 999999}, {2, 0}) && isEarlier({2, 0}, {2, 1}) && !isEarlier({2, 1}, {2, 1}));
 }
 
 // Timers with one-letter names.
@@ -37,7 +35,7 @@ protected:
     std::string fired;
 };
 
-TEST_F(TimerQueue, equalOfTheHeadGoesSecondAndLaterEqualsGoInFront) {
+TEST_F(TimerQueue, firesWhatIsStrictlyEarlierAndOfEqualsTheFirstThenTheOthersBackwards) {
     for (const char name : {'a', 'b', 'c'})
         start(name, {10, 0});
     EXPECT_EQ(expire(), "acb");
@@ -45,35 +43,19 @@ TEST_F(TimerQueue, equalOfTheHeadGoesSecondAndLaterEqualsGoInFront) {
                                                {'d', {30, 0}}, {'e', {20, 4}}, {'f', {9, 0}}};
     for (const auto& [name, due] : timers)
         start(name, due);
-    EXPECT_EQ(expire(), "faecbd");
-}
-
-TEST_F(TimerQueue, expiresWhatIsStrictlyEarlierWithTheTimeOfDay) {
-    start('b', {10, 5});
-    start('c', {10, 6});
-    const Recorder* const first = start('a', {10, 0});
-    EXPECT_EQ(expire(10, 6), "ab");
-    EXPECT_EQ(first->lastTime, 77);
-    EXPECT_EQ(expire(11, 0), "c");
-}
-
-TEST_F(TimerQueue, removeTakesTheEarliestOfAHandlerOnly) {
-    dpIOHandler* const twice = start('t', {30, 0});
-    start('o', {20, 0});
-    queue.insert({10, 0}, twice);
-    EXPECT_TRUE(queue.remove(twice));
-    EXPECT_EQ(queue.head()->sec, 20);
-    EXPECT_TRUE(queue.remove(twice));
-    EXPECT_FALSE(queue.remove(twice));
-    EXPECT_EQ(expire(), "o");
+    EXPECT_EQ(expire(20, 5), "fae");
+    EXPECT_EQ(expire(), "cbd");
+    EXPECT_EQ(handlers.back()->lastTime, 77) << "the time of day is told";
 }
 
 // What a callback may do to the queue that is calling it.
 TEST_F(TimerQueue, callbacksMayStopOthersStartNewOnesAndExpireTheRest) {
-    dpIOHandler* const victim = start('v', {20, 0});
+    dpIOHandler* const victim = start('v', {40, 0});
+    queue.insert({20, 0}, victim);
     start('a', {10, 0}, [&] { return queue.remove(victim) ? 1 : 0; });
     start('b', {30, 0});
-    EXPECT_EQ(expire(), "ab");
+    EXPECT_EQ(expire(), "abv") << "the earliest is removed, and no other";
+    EXPECT_FALSE(queue.remove(victim));
 
     // Each one is due at once and starts the next: without a bound the turn would never end.
     dpIOHandler* eager = nullptr;
