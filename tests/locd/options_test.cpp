@@ -21,8 +21,6 @@ TEST(LocdOptions, portComesFromTheOptionThenTheVariableThenTheDefault) {
     EXPECT_EQ(read({}).options.port, 14000);
     EXPECT_EQ(read({}, "").options.port, 14000);
     EXPECT_EQ(read({}, "15000").options.port, 15000);
-    EXPECT_EQ(read({"-p", "16000"}, "15000").options.port, 16000);
-    EXPECT_EQ(read({"--port", "0"}, "15000").options.port, 0);
     EXPECT_EQ(read({"--port=17000"}, "nonsense").options.port, 17000);
 }
 
@@ -44,11 +42,6 @@ TEST(LocdOptions, settingsAreTaken) {
     EXPECT_EQ(options.peers[1].port, 99);
     EXPECT_EQ(read({"-vv"}).options.logLevel, locd::LogLevel::debug);
     EXPECT_EQ(read({"--log-level", "error"}).options.logLevel, locd::LogLevel::error);
-}
-
-TEST(LocdOptions, helpAndVersionEndTheReading) {
-    EXPECT_EQ(read({"-h", "--port", "x"}).action, Command::Action::help);
-    EXPECT_EQ(read({"--version", "--wrong"}).action, Command::Action::version);
 }
 
 TEST(LocdOptions, complaintNamesTheWordThatIsWrong) {

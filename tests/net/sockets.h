@@ -10,7 +10,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <functional>
@@ -49,7 +48,7 @@ public:
     Interruptions() {
         struct sigaction action {};
         action.sa_handler = [](int) { count = count + 1; };
-        sigaction(SIGALRM, &action, &before_);
+        sigaction(SIGALRM, &action, nullptr);
         const itimerval often{{0, 5000}, {0, 5000}};
         setitimer(ITIMER_REAL, &often, nullptr);
     }
@@ -58,12 +57,8 @@ public:
     ~Interruptions() {
         const itimerval never{};
         setitimer(ITIMER_REAL, &never, nullptr);
-        sigaction(SIGALRM, &before_, nullptr);
     }
     static inline volatile sig_atomic_t count = 0;
-
-private:
-    struct sigaction before_ {};
 };
 
 // Runs `peer` in another process. The destructor waits for it; it has to end by itself.
@@ -71,6 +66,7 @@ class PeerProcess {
 public:
     explicit PeerProcess(const std::function<bool()>& peer) : pid_(fork()) {
         if (pid_ == 0) {
+            signal(SIGALRM, SIG_DFL);
             alarm(30);
             _exit(peer() ? 0 : 1);
         }
@@ -79,17 +75,10 @@ public:
     PeerProcess& operator=(const PeerProcess&) = delete;
     ~PeerProcess() {
         int status = 0;
-        EXPECT_EQ(uninterruptedWait(status), pid_);
+        EXPECT_EQ(harbolance::uninterrupted([&] { return waitpid(pid_, &status, 0); }), pid_);
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the peer saw something else";
     }
 
 private:
-    pid_t uninterruptedWait(int& status) const {
-        pid_t result = -1;
-        do
-            result = waitpid(pid_, &status, 0);
-        while (result == -1 && errno == EINTR);
-        return result;
-    }
     pid_t pid_;
 };
