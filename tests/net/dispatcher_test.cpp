@@ -349,14 +349,16 @@ TEST_F(StepsDeathTest, endTheProcessOnABadNumberAndAnUnknownError) {
                 "Dispatcher: select: Invalid argument\nDispatcher::handleError: Select error \\(22\\)\n");
 }
 
-TEST(WaitingTimer, stopsWithItsEnd) {
+TEST(WaitingTimer, hasOnePeriodAtATimeAndStopsWithItsEnd) {
     dpDispatcher loop;
-    DSTimer(&loop).start(-1, 0);
+    DSTimer(&loop).start(-1, 0); // would be called after its end
     DSTimer timer(&loop);
-    timer.start(1000, 0);
     timer.start(-1, 0);
-    EXPECT_TRUE(timer.running);
-    // One turn fires it and nothing else: the destroyed timer and the first period are out of the queue.
+    timer.start(1000, 0);
+    timeval atOnce{};
+    EXPECT_FALSE(loop.dispatch(&atOnce));
+    EXPECT_TRUE(timer.running && !timer.expired);
+    timer.start(-1, 0);
     EXPECT_FALSE(loop.dispatch());
     EXPECT_TRUE(timer.expired && !timer.running);
 }
