@@ -55,7 +55,9 @@ NCRef<TestNode> node(const char* name, const NCRef<TestNode>& left = {}, const N
 
 const std::string noneText = ": \"::\"\n";
 const std::string a = named('a');
-const std::string b = named('b');
+// A node without neighbours.
+const std::string lone = named('b') + none + none;
+const std::string loneText = "1 \"b\"\n" + noneText + noneText;
 
 std::vector<Form> forms() {
     const auto shared = node("b");
@@ -87,21 +89,17 @@ std::vector<Form> forms() {
              std::string("\b\t\n\f\r\"\\{}a \x01\x7f\xff")),
         form(none + leafTag + known(0), noneText + ": \"TestLeaf\"\n# 0 ", Object(), Object(new TestLeaf),
              Object(new TestLeaf)),
-        form(nodeTag + b + none + none + known(0) + b + none + none,
-             ": \"TestNode\"\n1 \"b\"\n" + noneText + noneText + "# 0 1 \"b\"\n" + noneText + noneText,
+        form(nodeTag + lone + known(0) + lone, ": \"TestNode\"\n" + loneText + "# 0 " + loneText,
              Object(shared), Object(shared)),
-        form(nodeTag + a + known(0) + b + none + none + again(2),
-             ": \"TestNode\"\n1 \"a\"\n# 0 1 \"b\"\n" + noneText + noneText + "@ 2 ",
+        form(nodeTag + a + known(0) + lone + again(2), ": \"TestNode\"\n1 \"a\"\n# 0 " + loneText + "@ 2 ",
              Object(node("a", shared, shared))),
         // Written by its only holder and then borrowed, and the other way round.
-        form(pairTag + none + nodeTag + a + known(1) + b + none + none + none + again(3),
-             ": \"TestPair\"\n" + noneText + ": \"TestNode\"\n1 \"a\"\n# 1 1 \"b\"\n" + noneText + noneText +
-                 noneText + "@ 3 ",
+        form(pairTag + none + nodeTag + a + known(1) + lone + none + again(3),
+             ": \"TestPair\"\n" + noneText + ": \"TestNode\"\n1 \"a\"\n# 1 " + loneText + noneText + "@ 3 ",
              Object(new TestPair({}, holder, held))),
-        form(pairTag + known(0) + none + none + nodeTag + b + none + none + known(1) + a + again(2) + none +
-                 none,
-             ": \"TestPair\"\n# 0 " + noneText + noneText + ": \"TestNode\"\n1 \"b\"\n" + noneText +
-                 noneText + "# 1 1 \"a\"\n@ 2 " + noneText + noneText,
+        form(pairTag + known(0) + none + none + nodeTag + lone + known(1) + a + again(2) + none + none,
+             ": \"TestPair\"\n# 0 " + noneText + noneText + ": \"TestNode\"\n" + loneText +
+                 "# 1 1 \"a\"\n@ 2 " + noneText + noneText,
              Object(new TestPair(borrower, holder, nullptr))),
     };
 }

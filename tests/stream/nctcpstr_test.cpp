@@ -176,7 +176,7 @@ protected:
         EXPECT_EQ(sendName(stream, 'x', 10, large), NCtcpstream::partlyWritten);
     }
     // Flushes and reads in turns until that many messages are over there. The first characters of the nodes'
-    // names and "L" for a leaf, in the order in which they came.
+    // names and "L" for any other record, in the order in which they came.
     std::string exchange(size_t messages) {
         EXPECT_EQ(other.setBlocking(false), 0);
         std::string order;
@@ -203,23 +203,18 @@ TEST_F(TcpQueue, lowNumbersLeaveFirstAndClassesAreLearntInThatOrder) {
     EXPECT_EQ(send(stream, new TestLeaf, 9), NCtcpstream::queued);
     EXPECT_EQ(stream.send(pair.get(), 5), NCtcpstream::queued);
     EXPECT_EQ(sendName(stream, 'n', 1), NCtcpstream::queued);
-    EXPECT_EQ(exchange(4), "xnLL");
-    // The node, the pair and the leaf were spelled once each.
-    EXPECT_EQ(send(stream, new TestLeaf, 1), 0);
-    EXPECT_EQ(differenceAtPeer(word(12) + known(2)), "");
-}
-
-TEST_F(TcpQueue, refusesTheNewMessageWhenFullAndDropsAllWhenClosed) {
-    for (const char name : {'a', 'b', 'c'})
-        EXPECT_EQ(sendName(stream, name, 1), NCtcpstream::queued);
     EXPECT_EQ(sendName(stream, 'd', 0), NCtcpstream::queueFull);
     stream.setQueueLimit(2);
     EXPECT_EQ(stream.queueLimit(), 3);
     stream.setQueueLimit(4);
     EXPECT_EQ(sendName(stream, 'e', 1), NCtcpstream::queued);
-    EXPECT_EQ(exchange(5), "xabce");
-    startAnew(); // the buffers of the old connection have grown
-    EXPECT_EQ(sendName(stream, 'y', 1, large), NCtcpstream::partlyWritten);
+    EXPECT_EQ(exchange(5), "xneLL");
+    // The node, the pair and the leaf were spelled once each.
+    EXPECT_EQ(send(stream, new TestLeaf, 1), 0);
+    EXPECT_EQ(differenceAtPeer(word(12) + known(2)), "");
+}
+
+TEST_F(TcpQueue, closingDropsWhatWaits) {
     EXPECT_EQ(sendName(stream, 'f', 1), NCtcpstream::queued);
     startAnew();
     EXPECT_EQ(stream.queueCount(), 0);
