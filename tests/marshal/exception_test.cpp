@@ -110,15 +110,16 @@ TEST(Exception, printsLinesOnTheConsoleAndItsMembersElsewhere) {
 
 TEST(Exception, isItsIdAndItsMembers) {
     // Its id has 31 characters, so that the members need no padding.
-    const std::string id = hex("IDL:omg.org/CORBA/BAD_PARAM:1.0") + "00";
-    EXPECT_EQ(written(CORBA_BAD_PARAM(5, COMPLETED_MAYBE)), "20000000" + id + "0500000002000000");
+    const std::string name = "'IDL:omg.org/CORBA/BAD_PARAM:1.0' ";
+    EXPECT_EQ(written(CORBA_BAD_PARAM(5, COMPLETED_MAYBE)),
+              digits("20000000 " + name + "00 05000000 02000000"));
     EXPECT_EQ(written(CORBA_ORB_InvalidName()),
-              "26000000" + hex("IDL:omg.org/CORBA/ORB/InvalidName:1.0") + "00");
-    const auto bad = readException(Source("00000020" + id + "00000005 00000007", 0).in());
+              digits("26000000 'IDL:omg.org/CORBA/ORB/InvalidName:1.0' 00"));
+    const auto bad = readException(Source("20000000 " + name + "00 05000000 07000000", 0).in());
     ASSERT_NE(CORBA_BAD_PARAM::_narrow(bad.get()), nullptr);
     EXPECT_EQ(CORBA_BAD_PARAM::_narrow(bad.get())->minor(), 5u);
     EXPECT_EQ(CORBA_BAD_PARAM::_narrow(bad.get())->completed(), 7u);
-    EXPECT_THROW(readException(Source("00000020" + id + "00000005", 0).in()), CORBA_MARSHAL);
+    EXPECT_THROW(readException(Source("20000000 " + name + "00 05000000", 0).in()), CORBA_MARSHAL);
     std::stringstream text;
     toText(text, refused());
     TRXistream in(text);

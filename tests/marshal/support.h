@@ -12,20 +12,28 @@
 #include <string_view>
 #include <vector>
 
-// What the tests of this folder share. Octets are written as pairs of hexadecimal digits with spaces as it
-// suits, and are little-endian unless a test says otherwise: buffers are written in the host's order.
+// What the tests of this folder share. Octets are listed as hexadecimal digits and text in single quotes. A
+// group of digits is one word as it stands in memory; "@" at its beginning is the octet that says the byte
+// order. Listings are little-endian, as buffers are written in the host's order; in the other order the
+// octets of each word are reversed.
 static_assert(harbolance::hostByteOrder == 1);
 
-inline std::string octets(std::string_view hex) {
+inline std::string octets(std::string_view listing, CORBA_Octet order = 1) {
     std::string result;
-    int high = -1;
-    for (char c : hex) {
-        if (c == ' ' || c == '\n')
-            continue;
-        const int digit = c <= '9' ? c - '0' : c - 'a' + 10;
-        if (high >= 0)
-            result.push_back(static_cast<char>(high * 16 + digit));
-        high = high >= 0 ? -1 : digit;
+    for (size_t i = 0; i < listing.size(); ++i) {
+        if (listing[i] == '\'') {
+            const size_t end = listing.find('\'', i + 1);
+            result += listing.substr(i + 1, end - i - 1);
+            i = end;
+        } else if (listing[i] == '@') {
+            result += static_cast<char>(order);
+        } else if (listing[i] != ' ') {
+            std::string word;
+            for (; i + 1 < listing.size() && std::isxdigit(listing[i]); i += 2)
+                word += static_cast<char>(std::stoi(std::string(listing.substr(i, 2)), nullptr, 16));
+            result += order ? word : std::string(word.rbegin(), word.rend());
+            --i;
+        }
     }
     return result;
 }
@@ -43,18 +51,21 @@ inline std::string hex(const CORBA_MarshalOutBuffer& buffer) { return hex({buffe
 inline std::string hex(const CORBA_OctetSequence& octets) {
     return hex({reinterpret_cast<const char*>(octets.buffer()), octets.length()});
 }
-inline std::string digits(std::string_view text) { return hex(octets(text)); } // without the spaces
+// A listing as digits alone.
+inline std::string digits(std::string_view listing, CORBA_Octet order = 1) {
+    return hex(octets(listing, order));
+}
 
-inline CORBA_OctetSequence sequence(std::string_view digits) {
-    const std::string bytes = octets(digits);
+inline CORBA_OctetSequence sequence(std::string_view listing, CORBA_Octet order = 1) {
+    const std::string bytes = octets(listing, order);
     return CORBA_OctetSequence(std::span(reinterpret_cast<const CORBA_Octet*>(bytes.data()), bytes.size()));
 }
 
 // Octets to be read.
 class Source {
 public:
-    explicit Source(std::string_view hexadecimal, CORBA_Octet order = 1)
-        : octets_(octets(hexadecimal)),
+    explicit Source(std::string_view listing, CORBA_Octet order = 1)
+        : octets_(octets(listing, order)),
           in_(octets_.data(), static_cast<CORBA_ULong>(octets_.size()), 0, order) {}
     CORBA_MarshalInBuffer& in() { return in_; }
 
@@ -72,8 +83,8 @@ std::string written(const T& value) {
 
 // What comes out of a stream as a pointer, in a holder.
 template <class Holder>
-Holder readFrom(std::string_view digits, CORBA_Octet order = 1) {
-    Source source(digits, order);
+Holder readFrom(std::string_view listing, CORBA_Octet order = 1) {
+    Source source(listing, order);
     Holder holder;
     source.in() >> holder;
     return holder;
