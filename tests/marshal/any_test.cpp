@@ -120,38 +120,30 @@ TEST(Any, carriesEachKindInEveryForm) {
     }
 }
 
-template <class T>
-void expectExtraction(T value) {
-    const CORBA_Any any = anyOf(value);
-    T out{};
-    EXPECT_TRUE(any >>= out);
-    EXPECT_EQ(out, value);
-    CORBA_Octet octet = 7;
-    EXPECT_FALSE(any >>= CORBA_Any::to_octet{octet});
-    EXPECT_EQ(octet, 7);
+template <class... T>
+void expectExtraction(T... values) {
+    const auto expectOne = []<class Value>(Value value) {
+        const CORBA_Any any = anyOf(value);
+        Value out{};
+        EXPECT_TRUE(any >>= out);
+        EXPECT_EQ(out, value);
+        CORBA_Octet octet = 7;
+        EXPECT_FALSE(any >>= CORBA_Any::to_octet{octet});
+        EXPECT_EQ(octet, 7);
+    };
+    (expectOne(values), ...);
 }
 
 TEST(Any, isExtractedByItsOwnKindOnly) {
-    expectExtraction<CORBA_Short>(-2);
-    expectExtraction<CORBA_UShort>(65535);
-    expectExtraction<CORBA_Long>(-3);
-    expectExtraction<CORBA_ULong>(4000000000u);
-    expectExtraction<CORBA_LongLong>(-5);
-    expectExtraction<CORBA_ULongLong>(1ull << 63);
-    expectExtraction<CORBA_Float>(0.5f);
-    expectExtraction<CORBA_Double>(-1e100);
-    expectExtraction<long>(-7);
-    expectExtraction<size_t>(4000000000u);
+    expectExtraction(CORBA_Short{-2}, CORBA_UShort{65535}, CORBA_Long{-3}, CORBA_ULong{4000000000u},
+                     CORBA_LongLong{-5}, CORBA_ULongLong{1} << 63, 0.5f, -1e100, -7L, size_t{4000000000u});
     EXPECT_THROW(anyOf(1L << 31), CORBA_BAD_PARAM);
     EXPECT_THROW(anyOf(size_t{1} << 32), CORBA_BAD_PARAM);
-    CORBA_Boolean boolean = 0;
-    CORBA_Char character = 0;
+    CORBA_Octet octet = 0;
     CORBA_WChar wide = 0;
-    EXPECT_FALSE(anyOf(CORBA_Any::from_boolean{1}) >>= CORBA_Any::to_octet{boolean});
-    EXPECT_TRUE(anyOf(CORBA_Any::from_boolean{1}) >>= CORBA_Any::to_boolean{boolean});
-    EXPECT_EQ(boolean, 1);
-    EXPECT_TRUE(anyOf(CORBA_Any::from_char{'x'}) >>= CORBA_Any::to_char{character});
-    EXPECT_EQ(character, 'x');
+    EXPECT_FALSE(anyOf(CORBA_Any::from_boolean{1}) >>= CORBA_Any::to_octet{octet});
+    EXPECT_TRUE(anyOf(CORBA_Any::from_boolean{1}) >>= CORBA_Any::to_boolean{octet});
+    EXPECT_EQ(octet, 1);
     EXPECT_TRUE(anyOf(L'\x3b1') >>= CORBA_Any::to_wchar{wide});
     EXPECT_EQ(wide, L'\x3b1');
     // The alias stays, and nothing is extracted through it; value() of an alias of string is the text.
@@ -335,20 +327,21 @@ TEST(Any, comparesCopiesAndMoves) {
 TEST(AnyValue, ofAUnionFollowsTheDiscriminator) {
     const auto tail = [](const CORBA_Any& any) { return written(any).substr(2 * (8 + 0x4c)); };
     EXPECT_EQ(tail(valueOf(unionType(true), CORBA_Long{1}, CORBA_Short{5})), digits("01000000 0500"));
-    EXPECT_EQ(tail(valueOf(unionType(true), CORBA_Long{7}, "x")), digits("07000000 02000000 7800"));
-    EXPECT_EQ(tail(valueOf(unionType(false), CORBA_Long{2}, "x")), digits("02000000 02000000 7800"));
+    EXPECT_EQ(tail(valueOf(unionType(true), CORBA_Long{7}, "x")), digits("07000000 02000000 'x' 00"));
+    EXPECT_EQ(tail(valueOf(unionType(false), CORBA_Long{2}, "x")), digits("02000000 02000000 'x' 00"));
     EXPECT_THROW(written(valueOf(unionType(false), CORBA_Long{7}, "x")), CORBA_BAD_PARAM);
-    EXPECT_THROW(anyFrom(written(unionType(false)) + "07000000 02000000 7800"), CORBA_BAD_PARAM);
+    EXPECT_THROW(anyFrom(written(unionType(false)) + "07000000 02000000 'x' 00"), CORBA_BAD_PARAM);
     const std::string choice = printed(valueOf(unionType(true), CORBA_Long{9}, "other"));
     EXPECT_EQ(choice.substr(choice.rfind("Value: \n")), "Value: \nDiscriminator Value: 9 \nother");
     const Type colours = enumOf("E", {"red", "green"});
     const CORBA_Any green(colours, new CORBA_ULong(1), 1);
     const TRXUnionMember members[] = {{&green, "g", _tc_octet}};
-    const Type byColour = new CORBA_TypeCode("IDL:U:1.0", "U", colours, members, false);
-    const CORBA_Any any = valueOf(byColour, CORBA_ULong{1}, CORBA_Octet{3});
+    const auto by = [&](CORBA_TypeCode* discriminator) {
+        return Type(new CORBA_TypeCode("IDL:U:1.0", "U", discriminator, members, false));
+    };
+    const CORBA_Any any = valueOf(by(colours), CORBA_ULong{1}, CORBA_Octet{3});
     EXPECT_TRUE(anyFrom(written(any)) == any);
-    const Type bad = new CORBA_TypeCode("IDL:U:1.0", "U", _tc_double, members, false);
-    EXPECT_THROW(written(valueOf(bad, 1.0)), CORBA_INTERNAL);
+    EXPECT_THROW(written(valueOf(by(_tc_double), 1.0)), CORBA_INTERNAL);
 }
 
 // Each node is a struct and a sequence: two levels.
@@ -395,32 +388,27 @@ TEST(AnyValue, isMovedByTheStreamsAlignment) {
     }
     // A reference is passed on without an object, a string without its NUL gets one.
     const Type passed = structOf("S", {{"r", objectOf("A")}, {"p", _tc_Principal}, {"t", _tc_string}});
-    const std::string head = "0a000000 49444c3a413a312e3000 2020 01000000 05000000 02000000 0708 2020"
-                             "01000000 06 202020";
+    const std::string head =
+        "0a000000 'IDL:A:1.0' 00 2020 01000000 05000000 02000000 0708 2020 01000000 06 202020 ";
     CORBA_MarshalOutBuffer out(255);
-    readAs(passed, octets(head + "02000000 7878")).write_value(out);
-    EXPECT_EQ(hex(out), digits(head + "03000000 787800"));
+    readAs(passed, octets(head + "02000000 'xx'")).write_value(out);
+    EXPECT_EQ(hex(out), digits(head + "03000000 'xx' 00"));
 }
 
 // Twenty thousand times twenty thousand steps would take far longer, on any machine.
 TEST(AnyValue, ofAUnionWithManyMembersIsReadInTime) {
-    constexpr CORBA_ULong count = 20000;
-    const std::vector<std::string> names(count, "e");
-    std::vector<const char*> enumerators;
-    for (const std::string& name : names)
-        enumerators.push_back(name.c_str());
-    const Type colours = enumOf("E", enumerators);
+    constexpr CORBA_Long count = 20000;
     std::vector<CORBA_Any> labels;
-    for (CORBA_ULong i = 0; i < count; ++i)
-        labels.emplace_back(colours, new CORBA_ULong(i), CORBA_Boolean{1});
+    CORBA_MarshalOutBuffer values(255);
+    values << count;
+    for (CORBA_Long i = 0; i < count; ++i) {
+        labels.push_back(anyOf(i));
+        values << count - 1 - i << CORBA_Octet{1};
+    }
     std::vector<TRXUnionMember> members;
     for (const CORBA_Any& label : labels)
         members.push_back({&label, "m", _tc_octet});
-    const Type choice = new CORBA_TypeCode("IDL:U:1.0", "U", colours, members, false);
-    CORBA_MarshalOutBuffer values(255);
-    values << count;
-    for (CORBA_ULong i = 0; i < count; ++i)
-        values << count - 1 - i << CORBA_Octet{1};
+    const Type choice = new CORBA_TypeCode("IDL:U:1.0", "U", _tc_long, members, false);
     const auto begin = std::chrono::steady_clock::now();
     const CORBA_Any any(sequenceOf(choice), values);
     EXPECT_TRUE(anyFrom(written(any)) == any);
@@ -428,30 +416,27 @@ TEST(AnyValue, ofAUnionWithManyMembersIsReadInTime) {
 }
 
 TEST(UnknownUserException, travelsUnderTheIdOfItsType) {
-    const std::string body = digits("0a000000 49444c3a583a312e3000 2020 03000000 6e6f00");
+    const std::string body = digits("0a000000 'IDL:X:1.0' 00 2020 03000000 'no' 00");
     const Type type = structOf("X", {{"why", _tc_string}}, tk_except);
     // As the reply decoder fills it, when the id has been read, and as a servant makes it.
     CORBA_UnknownUserException read;
-    read.exception() = readAs(type, octets("03000000 6e6f00"));
+    read.exception() = readAs(type, octets("03000000 'no' 00"));
     EXPECT_EQ(read.exception().length(), 7);
     EXPECT_EQ(written<CORBA_Exception>(read), body);
-    EXPECT_EQ(written(read.exception()), written(valueOf(type, "IDL:X:1.0", "no")));
     const CORBA_UnknownUserException made(valueOf(type, "IDL:X:1.0", "no"));
+    EXPECT_EQ(written(read.exception()), written(made.exception()));
     const std::unique_ptr<CORBA_Exception> copy(made._copy());
     EXPECT_EQ(written(*copy), body);
-    EXPECT_STREQ(made._name(), "CORBA::UnknownUserException");
     EXPECT_EQ(printed<CORBA_Exception>(made), "Exception: CORBA::UnknownUserException\n");
     EXPECT_THROW(copy->_raise(), CORBA_UnknownUserException);
     EXPECT_NE(CORBA_UserException::_narrow(copy.get()), nullptr);
-    EXPECT_EQ(CORBA_ExceptionDesc::lookup("IDL:omg.org/CORBA/UnknownUserException:1.0"),
-              &CORBA_UnknownUserException::_descriptor());
     EXPECT_STREQ(CORBA_UnknownUserException()._repository_id(), "IDL:omg.org/CORBA/UNKNOWN:1.0");
     const Type nameless = new CORBA_TypeCode(tk_except, "", "X", {}, false);
     EXPECT_STREQ(CORBA_UnknownUserException(CORBA_Any(nameless, nullptr))._repository_id(), "");
     // A system exception comes out as its own class, and not as another with the same members.
-    const Type system = new CORBA_TypeCode(
-        tk_except, "IDL:omg.org/CORBA/MARSHAL:1.0", "MARSHAL",
-        std::vector<TRXStructMember>{{"minor", _tc_ulong}, {"completed", _tc_ulong}}, false);
+    const TRXStructMember members[] = {{"minor", _tc_ulong}, {"completed", _tc_ulong}};
+    const Type system =
+        new CORBA_TypeCode(tk_except, "IDL:omg.org/CORBA/MARSHAL:1.0", "MARSHAL", members, false);
     CORBA_Any any;
     insertMarshalled<CORBA_Exception>(any, system, CORBA_MARSHAL(5, COMPLETED_MAYBE));
     CORBA_BAD_PARAM other(3);

@@ -55,10 +55,8 @@ CORBA_StringSequence strings(std::initializer_list<const char*> texts) {
 }
 
 TEST(Sequence, keepsItsElementsThroughEveryLength) {
-    EXPECT_EQ(LongSeq().buffer(), nullptr);
     LongSeq some(3);
     EXPECT_EQ(some.length(), 0u);
-    EXPECT_EQ(some.maximum(), 3u);
     EXPECT_EQ(some.buffer()[2], 0);
     EXPECT_THROW(some[0], CORBA_BAD_PARAM);
     LongSeq sequence = longs({1, 2, 3});
@@ -67,11 +65,9 @@ TEST(Sequence, keepsItsElementsThroughEveryLength) {
     EXPECT_THROW(sequence[1], CORBA_BAD_PARAM);
     sequence.length(3);
     EXPECT_EQ(sequence.buffer(), before);
-    EXPECT_EQ(sequence[2], 3);
     sequence.length(5);
     EXPECT_EQ(sequence.maximum(), 5u);
-    EXPECT_EQ(sequence[2], 3);
-    EXPECT_EQ(sequence[4], 0);
+    EXPECT_EQ(written(sequence), written(longs({1, 2, 3, 0, 0})));
 }
 
 TEST(Sequence, leavesABorrowedBufferToItsOwner) {
@@ -140,24 +136,23 @@ TEST(Sequence, isItsLengthAndItsElements) {
     EXPECT_EQ(written(longs({1, -1})), digits("02000000 01000000 ffffffff"));
     EXPECT_EQ(written(doubles), digits("01000000 20202020 000000000000f03f"));
     EXPECT_EQ(written(nested), digits("02000000 00000000 01000000 05000000"));
-    EXPECT_EQ(written(strings({"a", ""})), digits("02000000 02000000 6100 2020 01000000 00"));
-
+    EXPECT_EQ(written(strings({"a", ""})), digits("02000000 02000000 'a' 00 2020 01000000 00"));
+    // Read into the memory that is there, when there is enough.
     LongSeq sequence = longs({1, 2, 3});
     const CORBA_Long* before = sequence.buffer();
     readInto("02000000 07000000 08000000", sequence);
     EXPECT_EQ(sequence.buffer(), before);
-    EXPECT_EQ(sequence.length(), 2u);
-    EXPECT_EQ(sequence[1], 8);
+    EXPECT_EQ(written(sequence), digits("02000000 07000000 08000000"));
     readInto("04000000 01000000 02000000 03000000 04000000", sequence);
     EXPECT_EQ(sequence.maximum(), 4u);
     EXPECT_EQ(sequence[3], 4);
     CORBA_StringSequence names = strings({"older"});
     const char* const kept = names[0];
-    readInto("01000000 02000000 6200", names);
+    readInto("01000000 02000000 'b' 00", names);
     EXPECT_STREQ(names[0], "b");
     EXPECT_EQ(names[0].in(), kept);
-    readInto("02000000 00000000 01000000 05000000", nested);
-    EXPECT_EQ(nested[1][0], 5);
+    readInto("02000000 00000000 01000000 06000000", nested);
+    EXPECT_EQ(nested[1][0], 6);
 }
 
 TEST(Sequence, refusesCountsThatTheStreamCannotHold) {
@@ -165,12 +160,11 @@ TEST(Sequence, refusesCountsThatTheStreamCannotHold) {
     CORBA_StringSequence names;
     LongSeqSeq nested;
     DoubleSeq doubles;
-    for (const char* count : {"ffffffff 00000000", "00000040 00000000", "09000000 0000000000000000"}) {
-        EXPECT_THROW(readInto(count, sequence), CORBA_MARSHAL) << count;
-        EXPECT_THROW(readInto(count, names), CORBA_MARSHAL) << count;
-        EXPECT_THROW(readInto(count, nested), CORBA_MARSHAL) << count;
-        EXPECT_THROW(readInto(count, doubles), CORBA_MARSHAL) << count;
-    }
+    const auto expectRefused = [](const char* count, auto&... targets) {
+        ([&] { EXPECT_THROW(readInto(count, targets), CORBA_MARSHAL) << count; }(), ...);
+    };
+    for (const char* count : {"ffffffff 00000000", "00000040 00000000", "09000000 0000000000000000"})
+        expectRefused(count, sequence, names, nested, doubles);
     EXPECT_EQ(sequence[0], 1);
     LongSeq* made = &sequence;
     EXPECT_THROW(readInto("02000000 00000000", made), CORBA_MARSHAL);
@@ -196,22 +190,23 @@ TEST(Sequence, isZeroWhereItIsCutShort) {
 
 // Each level costs a peer 8 octets. The program itself may nest deeper.
 TEST(Sequence, boundsHowDeepAValueNests) {
-    const auto chain = [](int levels) {
-        Node top;
-        for (int i = 1; i < levels; ++i) {
-            Node above;
-            above.below.length(1);
-            std::swap(above.below[0], top);
-            std::swap(top, above);
+    Node top, read;
+    for (int levels = 1; levels <= 1002; ++levels) {
+        if (levels == 257) {
+            readInto(written(top), read);
+            EXPECT_EQ(written(read), written(top));
         }
-        return top;
-    };
-    EXPECT_THROW(written(chain(1002)), CORBA_MARSHAL);
-    Node read;
-    EXPECT_THROW(readInto(written(chain(1001)), read), CORBA_MARSHAL);
-    EXPECT_THROW(readInto(written(chain(258)), read), CORBA_MARSHAL);
-    readInto(written(chain(257)), read);
-    EXPECT_EQ(written(read), written(chain(257)));
+        if (levels == 258 || levels == 1001) {
+            EXPECT_THROW(readInto(written(top), read), CORBA_MARSHAL) << levels;
+        }
+        if (levels == 1002) {
+            EXPECT_THROW(written(top), CORBA_MARSHAL);
+        }
+        Node above;
+        above.below.length(1);
+        std::swap(above.below[0], top);
+        std::swap(top, above);
+    }
 }
 
 TEST(Sequence, growsInTextWithWhatComes) {
@@ -222,39 +217,25 @@ TEST(Sequence, growsInTextWithWhatComes) {
     toText(text, many);
     LongSeq read;
     fromText(text, read);
-    EXPECT_EQ(read.length(), 100u);
-    EXPECT_EQ(read[99], 7);
+    EXPECT_EQ(written(read), written(many));
     std::istringstream lie("4000000000 1 2 ");
     fromText(lie, read);
     EXPECT_LT(read.maximum(), 200u);
     EXPECT_TRUE(lie.fail());
-    CORBA_Long values[] = {1, 2, 3};
-    LongSeq borrowed(3, 3, values, false);
-    std::istringstream one("1 9 ");
-    fromText(one, borrowed);
-    EXPECT_EQ(values[0], 9);
-    EXPECT_EQ(values[1], 2);
 }
 
 TEST(SequenceVar, sharesOneObject) {
     CORBA_OctetSequence_var a(new CORBA_OctetSequence(4));
-    {
-        const CORBA_OctetSequence_var b = a;
-        EXPECT_EQ(b.in(), a.in());
-        EXPECT_EQ(a->_refcount(), 2u);
-    }
-    EXPECT_EQ(a->_refcount(), 1u);
-    CORBA_OctetSequence** place = a.out();
-    EXPECT_EQ(*place, nullptr);
-    *place = new CORBA_OctetSequence;
-    // What is assigned is the value: those who share the object stay with it.
     const CORBA_OctetSequence_var shared = a;
+    EXPECT_EQ(a->_refcount(), 2u);
+    // What is assigned is the value: those who share the object stay with it.
     *a = CORBA_OctetSequence(8);
     EXPECT_EQ(a->_refcount(), 2u);
     a->length(1);
     a[0] = 5;
-    EXPECT_EQ(shared[0], 5);
     EXPECT_EQ(written(shared), digits("01000000 05"));
+    EXPECT_EQ(*a.out(), nullptr);
+    EXPECT_EQ(shared->_refcount(), 1u);
     EXPECT_EQ(hex(*readFrom<CORBA_OctetSequence_var>("02000000 0607")), "0607");
 }
 
