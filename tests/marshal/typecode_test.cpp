@@ -234,39 +234,33 @@ TEST(TypeCode, refusesWhatAConstructorDoesNotMake) {
 }
 
 TEST(TypeCode, tellsWhatItIsMadeOf) {
+    using Bounds = CORBA_TypeCode::Bounds;
+    using BadKind = CORBA_TypeCode::BadKind;
     const Type type = structOf("S", {{"a", _tc_short}, {"b", _tc_string}});
     EXPECT_STREQ(type->id(), "IDL:S:1.0");
     EXPECT_EQ(type->member_count(), 2u);
     EXPECT_STREQ(type->member_name(1), "b");
     EXPECT_EQ(Type(type->member_type(1)).in(), _tc_string);
-    EXPECT_THROW(type->member_name(2), CORBA_TypeCode::Bounds);
-    EXPECT_THROW(type->member_type(0x80000000), CORBA_TypeCode::Bounds);
-    EXPECT_THROW(type->parameter(5), CORBA_TypeCode::Bounds);
-    EXPECT_THROW(type->length(), CORBA_TypeCode::BadKind);
-    EXPECT_THROW(type->content_type(), CORBA_TypeCode::BadKind);
-    EXPECT_THROW(type->default_index(), CORBA_TypeCode::BadKind);
-    EXPECT_THROW(_tc_long->id(), CORBA_TypeCode::BadKind);
-    EXPECT_THROW(_tc_long->name(), CORBA_TypeCode::BadKind);
-    EXPECT_THROW(_tc_string->member_count(), CORBA_TypeCode::BadKind);
-    const Type colours = enumOf("E", {"red", "green"});
-    EXPECT_EQ(colours->member_count(), 2u);
-    EXPECT_STREQ(colours->member_name(1), "green");
-    EXPECT_THROW(colours->member_type(0), CORBA_TypeCode::BadKind);
+    EXPECT_THROW(type->member_name(2), Bounds);
+    EXPECT_THROW(type->member_type(0x80000000), Bounds);
+    EXPECT_THROW(type->parameter(5), Bounds);
+    EXPECT_THROW(type->length(), BadKind);
+    EXPECT_THROW(type->content_type(), BadKind);
+    EXPECT_THROW(type->default_index(), BadKind);
+    EXPECT_THROW(_tc_long->id(), BadKind);
+    EXPECT_THROW(_tc_string->member_count(), BadKind);
+    EXPECT_THROW(enumOf("E", {"red"})->member_type(0), BadKind);
     const Type fixed = new CORBA_TypeCode(TRXFixed{9, -2}, false);
-    EXPECT_EQ(fixed->fixed_digits(), 9u);
     EXPECT_EQ(fixed->fixed_scale(), -2);
-    EXPECT_THROW(typeFrom("1c000000")->fixed_digits(), CORBA_TypeCode::Bounds);
+    EXPECT_THROW(typeFrom("1c000000")->fixed_digits(), Bounds);
     const Type choice = unionType(false);
     EXPECT_EQ(choice->default_index(), -1);
     EXPECT_EQ(unionType(true)->default_index(), 1);
-    EXPECT_STREQ(choice->member_name(1), "b");
     EXPECT_EQ(Type(choice->discriminator_type()).in(), _tc_long);
     EXPECT_TRUE(*CORBA_Any_var(choice->member_label(1)) == anyOf(CORBA_Long{2}));
-    EXPECT_THROW(choice->member_label(2), CORBA_TypeCode::Bounds);
-    for (const char* id : {"Bounds", "BadKind"})
-        EXPECT_NE(
-            CORBA_ExceptionDesc::lookup(("IDL:omg.org/CORBA/TypeCode/" + std::string(id) + ":1.0").c_str()),
-            nullptr);
+    EXPECT_THROW(choice->member_label(2), Bounds);
+    for (const char* id : {"IDL:omg.org/CORBA/TypeCode/Bounds:1.0", "IDL:omg.org/CORBA/TypeCode/BadKind:1.0"})
+        EXPECT_NE(CORBA_ExceptionDesc::lookup(id), nullptr);
 }
 
 // The parameters of each kind in order, as the hash of the type puts them together.
@@ -301,16 +295,15 @@ TEST(TypeCode, hashesItsKindAndParameters) {
 TEST(TypeCode, findsTheFirstMemberOfAnEqualLabel) {
     std::vector<CORBA_Any> labels(40);
     std::vector<TRXUnionMember> members;
-    for (CORBA_Short i = 0; i < 40; ++i) {
-        labels[static_cast<size_t>(i)] <<= static_cast<CORBA_Short>(i == 30 ? -5 : 20 - i);
-        members.push_back({&labels[static_cast<size_t>(i)], "m", i == 25 ? _tc_double : _tc_octet});
+    for (CORBA_Short i = 0; CORBA_Any & label : labels) {
+        label <<= static_cast<CORBA_Short>(i == 30 ? -5 : 20 - i);
+        members.push_back({&label, "m", i++ == 25 ? _tc_double : _tc_octet});
     }
     labels[39] <<= CORBA_Long{100}; // of another type than the discriminator
     const Type type = new CORBA_TypeCode("IDL:U:1.0", "U", _tc_short, members, false);
     EXPECT_EQ(Access::memberFor(*type, Access::labelOf(CORBA_Short{-5})), _tc_double);
     EXPECT_EQ(Access::memberFor(*type, Access::labelOf(CORBA_Short{20})), _tc_octet);
     EXPECT_THROW(Access::memberFor(*type, Access::labelOf(CORBA_Short{100})), CORBA_BAD_PARAM);
-    EXPECT_EQ(Access::memberFor(*unionType(true), 3), _tc_string);
 }
 
 TEST(TypeCode, isResolvedAgainstTheTypeThatEnclosesIt) {
@@ -426,29 +419,24 @@ TEST(TypeCode, comparesByStructureAndSeesThroughAliases) {
 }
 
 TEST(TypeCode, dumpsItsParametersAndEndsARecursiveTypeInItsId) {
-    const std::string stringType = "CORBA::TCKind:tk_string\nParameter Number: 0 \nTypeCode: \n"
-                                   "CORBA::TCKind:tk_ulong\nValue: \n0 \n";
     const auto parameter = [](int i, const std::string& type, const std::string& value) {
         return "Parameter Number: " + std::to_string(i) + " \nTypeCode: \n" + type + "Value: \n" + value +
                "\n";
     };
-    const auto typeParameter = [&](int i, const std::string& type) {
-        return parameter(i, "CORBA::TCKind:tk_TypeCode\n", type);
-    };
-    EXPECT_EQ(printed(_tc_string), stringType);
+    const std::string number = "CORBA::TCKind:tk_ulong\n", type = "CORBA::TCKind:tk_TypeCode\n";
+    const std::string string = "CORBA::TCKind:tk_string\n" + parameter(0, number, "0 ");
     EXPECT_EQ(printed(static_cast<CORBA_TypeCode*>(nullptr)), "(nil)");
     EXPECT_EQ(printed(typeFrom("28000000").in()), "CORBA::TCKind:");
     const std::string id = "Repository id: IDL:Node:1.0\n";
-    const std::string bound = parameter(1, "CORBA::TCKind:tk_ulong\n", "0 ");
-    EXPECT_EQ(printed(nodeType().in()),
-              id + "CORBA::TCKind:tk_struct\n" + parameter(0, stringType, "Node") +
-                  parameter(1, stringType, "v") + typeParameter(2, "CORBA::TCKind:tk_long\n") +
-                  parameter(3, stringType, "kids") +
-                  typeParameter(4, "CORBA::TCKind:tk_sequence\n" + typeParameter(0, id) + bound));
+    EXPECT_EQ(
+        printed(nodeType().in()),
+        id + "CORBA::TCKind:tk_struct\n" + parameter(0, string, "Node") + parameter(1, string, "v") +
+            parameter(2, type, "CORBA::TCKind:tk_long\n") + parameter(3, string, "kids") +
+            parameter(4, type,
+                      "CORBA::TCKind:tk_sequence\n" + parameter(0, type, id) + parameter(1, number, "0 ")));
     // An exception that comes again is dumped again, and a tower of them is not dumped for ever.
     const Type why = structOf("X", {}, tk_except);
-    const std::string exception =
-        "Repository id: IDL:X:1.0\nCORBA::TCKind:tk_except\n" + parameter(0, stringType, "X");
+    const std::string exception = "CORBA::TCKind:tk_except\n" + parameter(0, string, "X");
     const std::string both = printed(twice(why, why).in());
     EXPECT_NE(both.find(exception, both.find(exception) + 1), std::string::npos);
     Type tower = why;
