@@ -62,7 +62,8 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size > NCudpstream::datagramSize - ncFrameWord)
         return 0;
     const auto object = carrier.decode(framed(data, size));
-    if (!object)
+    inputRefused = !object;
+    if (inputRefused)
         return 0;
     const std::string first = carrier.encode(object.get());
     const auto again = carrier.decode(first);

@@ -7,9 +7,7 @@
 #include "agent/records/trxstring.h"
 #include "allocations.h"
 
-#include <chrono>
 #include <memory>
-#include <utility>
 
 namespace {
 
@@ -40,48 +38,24 @@ protected:
 
 const std::string s = string("s"); // the first of its class
 const std::string set = tag("DSSet") + "00000020 ";
-const std::string version = text("Kestrune 2.0");
-const std::string name = tag("DSName") + text("n") + "00000001 00000004 ";
-const std::string provider = tag("DSProvider") + text("a") + "00000001 00000004 ";
-const std::string places = "0A000001 00000FA0 0A000002 00000000 0A000003 00000000 00000000 00000000 ";
-const std::string request = tag("DSRequest") + version + "00000001 00000009 00000004 00000000 00000005 ";
 
-TEST_F(HostileMessages, areDropped) {
-    const std::pair<const char*, std::string> cases[] = {
-        {"a class that is not counted, in a field", name + tag("NCString") + text("")},
-        {"another one", name + tag("DSUserInfo") + text("") + "0A000007 00000001 00000001 "},
-        {"no association in a dictionary", tag("DSDictionary") + "00000020 00000001 " + s},
-        {"null in a set", set + "00000001 " + null},
-        {"null for a key", tag("DSAssoc") + null + null},
-        {"an abstract class", tag("DSResource")},
-        {"a class id one beyond the table", set + "00000001 " + again(1)},
-        {"more elements than octets", set + "00100000 " + s},
-        {"one element too many", set + "00000002 " + s},
-        {"a capacity and a count of 4 GiB", tag("DSOrderedCltn") + "FFFFFFFF FFFFFFFF " + s},
-        {"more elements than the capacity",
-         tag("DSOrderedCltn") + "00000001 00000002 " + s + string("t", again(1))},
-        {"one in a list too many", tag("DSLinkedList") + "00000002 " + s},
-        {"a set that is its own element", set + "00000001 " + seen(0)},
-        {"a set within a set that holds it", set + "00000001 " + again(0) + "00000020 00000001 " + seen(0)},
-        {"a name whose value is the provider that it is in",
-         tag("DSProvider") + text("a") + "00000001 00000004 " + seen(0) + places},
-        {"a key for an association",
-         tag("DSDictionary") + "00000020 00000002 " + tag("DSAssoc") + s + seen(2) + seen(2)},
-        {"another version within a message", request + again(0) + text("Kestrune 1.0")},
-        {"another one", request + tag("DSAMessage") + text("Kestrune 1.0")},
-    };
-    for (const auto& [what, listing] : cases) {
-        SCOPED_TRACE(what);
-        expectDroppedListing(listing);
-    }
+// Messages that are complete and make no sense stand in the corpus of fuzz_datagram, as do those that name
+// what they hold so often that it would take for ever to walk. These claim more than they have.
+TEST_F(HostileMessages, areDroppedAndNoClaimCostsMemory) {
+    expectDroppedListing(set + "00000001 " + again(1)); // a class id one beyond the table
+    expectDroppedListing(set + "00100000 " + s);
+    expectDroppedListing(tag("DSOrderedCltn") + "FFFFFFFF FFFFFFFF " + s);
     for (const char* length : {"FFFFFFFF ", "7FFFFFFF ", "00100000 ", "00000009 ", "00000003 ", "00000000 "})
         expectDroppedListing(tag("TRXString") + length + "'s' 00 's' 00 ");
     for (const char* length : {"FFFFFFFF ", "7FFFFFFF ", "80000000 ", "00100000 ", "00000005 "})
-        expectDroppedListing(tag("DSMessage") + version + "00000001 00000001 " + length + "01020304");
+        expectDroppedListing(tag("DSMessage") + text("Kestrune 2.0") + "00000001 00000001 " + length +
+                             "01020304");
     // Ids: 0 the set, 1 the provider, 2 its name, 3 the name's text, 4 to 6 its addresses.
+    const std::string provider = tag("DSProvider") + text("a") + "00000001 00000004 " + null +
+                                 "0A000001 00000FA0 0A000002 00000000 0A000003 00000000 00000000 00000000 ";
     for (const char* id : {"00000000 ", "00000002 ", "00000003 ", "00000006 ", "00000007 ", "FFFFFFFF "})
-        expectDroppedListing(set + "00000002 " + provider + null + places + "40...... " + id);
-    EXPECT_LT(takeLargestAllocation(), 4096u); // no claim costs memory
+        expectDroppedListing(set + "00000002 " + provider + "40...... " + id);
+    EXPECT_LT(takeLargestAllocation(), 4096u);
 }
 
 TEST_F(HostileMessages, capacitiesAllocateNothing) {
@@ -100,22 +74,6 @@ TEST_F(HostileMessages, duplicatesInASetAreFreed) {
     EXPECT_EQ(received->size(), 2u);
     for (const DSResource* element : *received)
         EXPECT_EQ(element->refCount(), 1u);
-}
-
-// Each level names the one within it twice: sixty of them stand for 2^60 strings.
-TEST_F(HostileMessages, repetitionThatDoublesIsRefusedQuickly) {
-    constexpr uint32_t levels = 60;
-    const auto start = std::chrono::steady_clock::now();
-    for (const char* className : {"DSSet", "DSOrderedCltn"}) {
-        std::string listing = tag(className) + "00000002 00000002 ";
-        for (uint32_t i = 1; i < levels; ++i)
-            listing += again(0) + "00000002 00000002 ";
-        listing += s + string("t", again(1));
-        for (uint32_t i = levels - 1; i > 0; --i)
-            listing += seen(i);
-        expectDroppedListing(listing);
-    }
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
 TEST_F(HostileMessages, cutAnywhereAreDropped) {
