@@ -174,16 +174,12 @@ TEST(CdrInput, alignsByTheStreamAndNotByTheBuffer) {
     EXPECT_EQ(in.seek(4), 12u);
     EXPECT_EQ(in.align(), 4u);
     EXPECT_THROW(in.seek(13), CORBA_BAD_PARAM);
-    in.rewind_offset();
-    in.get();
-    in.reset_align();
-    EXPECT_EQ(in.align(), 0u);
-    EXPECT_EQ(in.offset(), 1u);
     in.rewind();
     EXPECT_EQ(in.position(), 0);
-    Source odd("00 02000000 6100");
+    Source odd("00 02000000 'a' 00");
     odd.in().get();
     odd.in().reset_align();
+    EXPECT_EQ(odd.in().align(), 0u);
     CORBA_String_var text;
     odd.in() >> text;
     EXPECT_STREQ(text, "a");

@@ -97,7 +97,6 @@ TEST(Exception, printsLinesOnTheConsoleAndItsMembersElsewhere) {
     failure.completed(static_cast<CORBA_CompletionStatus>(7));
     EXPECT_EQ(printed(failure), lines + "Invalid status\n");
     EXPECT_EQ(printed(CORBA_UserException()), "Exception: CORBA::UserException\n");
-    EXPECT_EQ(printed(CORBA_ORB_InvalidName()), "EXCEPTION CORBA_ORB_InvalidName {\n}\n");
     EXPECT_EQ(printed(refused()), "EXCEPTION Gate::Refused {\n\treason:\n3 \n\twhere:\nnorth\n}\n");
     std::ostringstream text;
     text << CORBA_BAD_PARAM(5, COMPLETED_YES);

@@ -151,13 +151,14 @@ TEST(TypeCodeWire, readsWhatOthersWrite) {
 }
 
 TEST(TypeCodeWire, givesOneObjectForWhatIsPointedAt) {
+    const auto member = [](const Type& type, CORBA_ULong i) { return Access::memberType(*type, i); };
     const Type shared = typeFrom(sharedEnum);
-    EXPECT_EQ(Access::memberType(*shared, 0), Access::memberType(*shared, 1));
+    EXPECT_EQ(member(shared, 0), member(shared, 1));
     // An alias is no target, and the enum inside it is.
     const Type one = enumOf("E", {"red", "green"});
     const Type reversed = typeFrom(written(twice(aliasOf("F", one), one)));
-    EXPECT_EQ(Access::memberType(*reversed, 0)->kind(), tk_alias);
-    EXPECT_EQ(Access::memberType(*reversed, 1), Access::content(*Access::memberType(*reversed, 0)));
+    EXPECT_EQ(member(reversed, 0)->kind(), tk_alias);
+    EXPECT_EQ(member(reversed, 1), Access::content(*member(reversed, 0)));
     // A part alone: its member's type is the part itself.
     const Type ring = typeFrom(written(nodeType()));
     const Type kids = ring->member_type(1);
@@ -171,9 +172,7 @@ TEST(TypeCodeWire, givesOneObjectForWhatIsPointedAt) {
     const Type apart = aliasOf("A", sequenceOf(sequenceOf(deep)));
     EXPECT_EQ(written(twice(deep, apart)), written(twice(deep, rows)));
     // All object references are equal, and are written apart all the same.
-    EXPECT_EQ(typeFrom(written(twice(objectOf("A"), objectOf("B"))))->member_count(), 2u);
-    EXPECT_STREQ(
-        Access::name(*Access::memberType(*typeFrom(written(twice(objectOf("A"), objectOf("B")))), 1)), "B");
+    EXPECT_STREQ(Access::name(*member(typeFrom(written(twice(objectOf("A"), objectOf("B")))), 1)), "B");
 }
 
 TEST(TypeCodeWire, withoutIndirectionsWritesEverythingAndRefusesRings) {
@@ -387,18 +386,21 @@ TEST(TypeCode, comparesByStructureAndSeesThroughAliases) {
     for (const Type& other : {structOf("T", {{"a", _tc_short}}), structOf("S", {{"b", _tc_short}}),
                               structOf("S", {{"a", _tc_long}}), Type()})
         EXPECT_FALSE(a->equal(other));
-    EXPECT_EQ(CORBA_TypeCode::compare(nullptr, nullptr), 0);
-    EXPECT_EQ(CORBA_TypeCode::compare(nullptr, a), -1);
-    EXPECT_EQ(CORBA_TypeCode::compare(a, nullptr), 1);
-    EXPECT_EQ(CORBA_TypeCode::compare(_tc_long, _tc_short), 1);
-    EXPECT_EQ(CORBA_TypeCode::compare(a, structOf("S", {})), 2);
+    const std::tuple<Type, Type, int> orders[] = {
+        {Type(), Type(), 0},
+        {Type(), a, -1},
+        {a, Type(), 1},
+        {CORBA_TypeCode::_duplicate(_tc_long), CORBA_TypeCode::_duplicate(_tc_short), 1},
+        {a, structOf("S", {}), 2},
+        {objectOf("A"), objectOf("B"), 0},
+        {structOf("X", {{"a", _tc_long}}, tk_except), structOf("Y", {{"b", _tc_any}}, tk_except), 0},
+        {nodeType(), nodeType(), 0},
+    };
+    for (const auto& [left, right, order] : orders)
+        EXPECT_EQ(CORBA_TypeCode::compare(left, right), order);
     EXPECT_FALSE(sequenceOf(_tc_long)->equal(sequenceOf(_tc_long, 4)));
     EXPECT_FALSE(unionType(true)->equal(unionType(false)));
     EXPECT_FALSE(recursiveSequence(1)->equal(recursiveSequence(2)));
-    EXPECT_TRUE(objectOf("A")->equal(_tc_Object));
-    EXPECT_TRUE(
-        structOf("X", {{"a", _tc_long}}, tk_except)->equal(structOf("Y", {{"b", _tc_any}}, tk_except)));
-    EXPECT_TRUE(nodeType()->equal(nodeType()));
     EXPECT_FALSE(nodeType()->equal(structOf("Node", {{"v", _tc_short}, {"kids", recursiveSequence(1)}})));
     // Recursion that passes through an alias: struct R { sequence<A> }, with an alias A of R.
     const std::string throughAlias = "0f000000 64000000 @ 202020 0a000000 'IDL:R:1.0' 00 2020 02000000 'R' "

@@ -58,6 +58,7 @@ TEST(StartUp, fillsTheSettingsOfTheLayers) {
         CommandLine words;
         const char* settings;
     } rows[] = {
+        {{"-ORBbackcompat", "1"}, "compat dii null 0 0 0"},
         {{"-ORBnullstring", "0", "-ORBbackcompat", "1"}, "compat dii 0 0 0"},
         {{"-ORBbackcompat", "0", "-ORBbackdii", "1", "-ORBtcindirection", "0"}, "dii flat 0 0 0"},
         {{"-ORBtcpdelay", "-ORBcacheDSQuery", "0"}, "dii flat nodelay uncached 0 0 0"},
