@@ -68,14 +68,6 @@ TEST_F(HostileMessages, capacitiesAllocateNothing) {
     EXPECT_LT(takeLargestAllocation(), 4096u);
 }
 
-TEST_F(HostileMessages, duplicatesInASetAreFreed) {
-    const std::string list = s + string("s", again(1)) + seen(1) + string("t", again(1));
-    const auto received = read<DSSet>(set + "00000004 " + list);
-    EXPECT_EQ(received->size(), 2u);
-    for (const DSResource* element : *received)
-        EXPECT_EQ(element->refCount(), 1u);
-}
-
 TEST_F(HostileMessages, cutAnywhereAreDropped) {
     const NCRef<DSSet> all = new DSSet;
     const NCRef<TRXString> shared = new TRXString("shared");

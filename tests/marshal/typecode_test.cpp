@@ -177,15 +177,16 @@ TEST(TypeCodeWire, givesOneObjectForWhatIsPointedAt) {
 
 TEST(TypeCodeWire, withoutIndirectionsWritesEverythingAndRefusesRings) {
     const Setting off(marshalSettings.tcIndirection, false);
-    const Type one = enumOf("E", {"red", "green"});
-    const std::string all = written(twice(one, one));
-    EXPECT_EQ(all.find("ffffffff"), std::string::npos);
-    EXPECT_TRUE(typeFrom(all)->equal(twice(one, one)));
-    EXPECT_THROW(written(nodeType()), CORBA_MARSHAL);
-    Type tower = structOf("S", {});
-    for (int i = 0; i < 40; ++i)
+    Type tower = enumOf("E", {"red", "green"});
+    for (int i = 0; i < 40; ++i) {
         tower = twice(tower, tower);
+        if (i == 0) {
+            EXPECT_EQ(written(tower).find("ffffffff"), std::string::npos);
+            EXPECT_TRUE(typeFrom(written(tower))->equal(tower));
+        }
+    }
     EXPECT_THROW(written(tower), CORBA_MARSHAL);
+    EXPECT_THROW(written(nodeType()), CORBA_MARSHAL);
 }
 
 // The stream's function is given references: a type is as often held afterwards as before.
@@ -360,20 +361,19 @@ TEST(TypeCode, ofAFamilyLivesAsLongAsAnyOfItIsHeld) {
 }
 
 TEST(TypeCode, nestsDeeperThanWhatAPeerSends) {
-    Type own = CORBA_TypeCode::_duplicate(_tc_long);
-    Type equal = own;
-    for (int i = 0; i < 998; ++i) {
+    Type own = CORBA_TypeCode::_duplicate(_tc_long), equal = own;
+    for (int levels = 1; levels <= 998; ++levels) {
         own = structOf("S", {{"s", own}});
         equal = structOf("S", {{"s", equal}});
-        if (i == 254) {
+        if (levels == 255) {
             EXPECT_TRUE(typeFrom(written(own))->equal(equal));
         }
-        if (i == 255) {
+        if (levels == 256) {
             EXPECT_THROW(typeFrom(written(own)), CORBA_MARSHAL);
         }
     }
     EXPECT_TRUE(own->equal(equal));
-    EXPECT_GT(written(own).size(), 2u * 998 * 20);
+    EXPECT_NO_THROW(written(own));
 }
 
 TEST(TypeCode, comparesByStructureAndSeesThroughAliases) {
