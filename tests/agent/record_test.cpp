@@ -75,7 +75,7 @@ std::vector<Row> messages() {
 template <class Collection>
 Collection* filled(Collection* collection) {
     for (const char* letter : {"k", "a", "k"})
-        collection->add(new TRXString(letter));
+        collection->add(NCRef<TRXString>(new TRXString(letter)).get());
     return collection;
 }
 
