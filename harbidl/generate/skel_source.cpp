@@ -37,8 +37,11 @@ Local::Local(const Unit& unit, const Interface& from, const Parameter& parameter
                   (zero && !allocated ? "{};" : ";");
     if (owned || allocated)
         passed += in ? ".in()" : out ? ".out()" : ".inout()";
+    const Type& real = unaliased(type);
+    const bool octets =
+        real.kind == TypeKind::sequence && real.bound == 0 && unaliased(*real.element).kind == TypeKind::octet;
     if (!out)
-        read = elements;
+        read = in && octets ? "harbolance::inMessage(" + name + ")" : elements;
     if (!in)
         written = allocated ? "harbolance::given(" + name + ")" : elements;
 }

@@ -305,4 +305,22 @@ ArrayRef<Array> given(const ArrayVar<Array>& holder) {
     return array<Array>(holder.in());
 }
 
+// An `in` argument is valid for the call, and so is the message: a large octet sequence need not be copied.
+template <std::derived_from<TRXSequence<CORBA_Octet>> T>
+struct InMessage {
+    T& sequence;
+};
+template <class T>
+InMessage<T> inMessage(T& sequence) {
+    return {sequence};
+}
+// Of a message's buffer only.
+template <class T>
+TRXistream& operator>>(TRXistream& stream, InMessage<T> argument) {
+    CORBA_ULong length = 0;
+    const unsigned char* octets = static_cast<CORBA_MarshalInBuffer&>(stream).octets_in_place(length);
+    argument.sequence = T(length, length, const_cast<unsigned char*>(octets), false);
+    return stream;
+}
+
 } // namespace harbolance

@@ -17,9 +17,36 @@ char* resized(char* memory, size_t capacity) {
 
 } // namespace
 
-LargeReceiveBlock::LargeReceiveBlock(size_t capacity) : ReceiveBlock(resized(nullptr, capacity), capacity) {}
+namespace {
 
-LargeReceiveBlock::~LargeReceiveBlock() { std::free(_data); }
+constexpr size_t mostSpare = size_t{2} << 20;
+
+// Memory of a block that has gone: fresh pages cost more than what is received into them.
+struct Spare {
+    char* memory = nullptr;
+    size_t capacity = 0;
+};
+constinit Spare spare;
+
+} // namespace
+
+LargeReceiveBlock::LargeReceiveBlock(size_t capacity) : ReceiveBlock(nullptr, 0) {
+    if (capacity <= spare.capacity) {
+        _data = std::exchange(spare.memory, nullptr);
+        _capacity = std::exchange(spare.capacity, 0);
+    } else {
+        _data = resized(nullptr, capacity);
+        _capacity = capacity;
+    }
+}
+
+LargeReceiveBlock::~LargeReceiveBlock() {
+    if (_capacity <= mostSpare && _capacity > spare.capacity) {
+        std::swap(_data, spare.memory);
+        std::swap(_capacity, spare.capacity);
+    }
+    std::free(_data);
+}
 
 void LargeReceiveBlock::grow(size_t capacity) {
     _data = resized(_data, capacity);

@@ -103,9 +103,11 @@ void MessageReader::moveTo(TRXRef<ReceiveBlock> block) {
     _end = have;
 }
 
-// What follows a large message is not received behind it: nothing would have to be copied out again. (A large
-// block's capacity never exceeds its message.)
-size_t MessageReader::room() const { return _block->capacity() - _end; }
+// What follows a large message is not received behind it: nothing would have to be copied out again.
+size_t MessageReader::room() const {
+    const uint64_t whole = _large ? std::min<uint64_t>(_needed, _block->capacity()) : _block->capacity();
+    return static_cast<size_t>(whole) - _end;
+}
 
 void MessageReader::skipReceived() {
     const uint64_t count = std::min<uint64_t>(_skip, _end - _begin);

@@ -131,10 +131,15 @@ private:
     }
 
     void copyFrom(const TRXSequence& other) {
-        _buffer = allocbuf(other._maximum);
         _maximum = other._maximum;
-        std::transform(other.begin(), other.end(), _buffer,
-                       [](const Stored& element) { return Element::copy(element); });
+        if constexpr (Element::plain) {
+            _buffer = _maximum == 0 ? nullptr : new Stored[_maximum];
+            std::fill(std::copy(other.begin(), other.end(), _buffer), _buffer + _maximum, Stored());
+        } else {
+            _buffer = allocbuf(_maximum);
+            std::transform(other.begin(), other.end(), _buffer,
+                           [](const Stored& element) { return Element::copy(element); });
+        }
         _length = other._length;
     }
 
