@@ -296,6 +296,8 @@ class Servers(CallCase):
                 (lambda id: message(giop.ERROR), "CORBA::INV_OBJREF 1"),
                 (lambda id: request(id, b"key", "null"), "CORBA::INV_OBJREF 1"),
                 (lambda id: message(9, bytes(4)), "CORBA::INV_OBJREF 1"),
+                (lambda id: message(giop.REPLY, bytes(12), version=(1, 1)), "CORBA::INV_OBJREF 1"),
+                (lambda id: message(giop.CLOSE, magic=b"GIOQ"), "CORBA::INV_OBJREF 1"),
                 (lambda id: b"GARBAGE" * 9, "CORBA::INV_OBJREF 1")):
             with self.subTest(make(5)):
                 self.call(bad(make), "rebind 0: ok", f"null 1: {result}")

@@ -43,9 +43,10 @@ public:
 
     Header& header() { return _header; }
 
-    // Null for a message of another type.
+    // Null for a message of another type, and for one of which only the header of 12 octets was taken.
     static TypedMessage* narrow(TRXGIOPMessage* message) {
-        return message->type() == Type ? static_cast<TypedMessage*>(message) : nullptr;
+        const bool whole = message->stream() != nullptr;
+        return whole && message->type() == Type ? static_cast<TypedMessage*>(message) : nullptr;
     }
 
 private:

@@ -136,7 +136,7 @@ void TRXGIOPConn::deliver(TRXGIOPMessage* message) {
         reply_received(reply->header().request_id, message);
     } else if (auto* located = TRXGIOPLocateReply::narrow(message)) {
         reply_received(located->header().request_id, message);
-    } else if (message->type() == GIOP::CloseConnection) {
+    } else if (message->header().is_valid() && message->type() == GIOP::CloseConnection) {
         lose(CORBA_TRANSIENT());
         _connection->close();
     } else {
@@ -163,7 +163,7 @@ TRXGIOPMessage* TRXGIOPConn::receive_message(CORBA_ULong timeout) {
                 throw CORBA_NO_RESPONSE();
             continue;
         }
-        if (message->type() != GIOP::CloseConnection)
+        if (!message->header().is_valid() || message->type() != GIOP::CloseConnection)
             return message.detach();
         unregister_io();
         _connection->close();
