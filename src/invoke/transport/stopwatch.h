@@ -23,13 +23,17 @@ class TimeLimit {
 public:
     explicit TimeLimit(CORBA_ULong seconds) : _seconds(seconds) {}
 
-    // Raises CORBA_NO_RESPONSE when nothing is left.
-    void check() const {
-        if (_seconds != 0 && _watch.seconds() >= _seconds)
+    // Raises CORBA_NO_RESPONSE when nothing is left, as `left` does.
+    void check() const { left(); }
+    // For the next step; 0 for no limit.
+    CORBA_ULong left() const {
+        if (_seconds == 0)
+            return 0;
+        const CORBA_ULong spent = _watch.seconds();
+        if (spent >= _seconds)
             throw CORBA_NO_RESPONSE();
+        return _seconds - spent;
     }
-    // For the next step, behind `check`; 0 for no limit.
-    CORBA_ULong left() const { return _seconds == 0 ? 0 : _seconds - _watch.seconds(); }
 
 private:
     CORBA_ULong _seconds;
