@@ -58,12 +58,9 @@ void TRXGIOPConn::send(CORBA_ULong id, CORBA_MarshalOutBuffer* buffer, CORBA_Boo
     }
     _pending.add(waiter);
     made.release();
-    try {
-        write(buffer, timeout);
-    } catch (const CORBA_Exception&) {
-        _pending.abandon(id);
-        throw;
-    }
+    OutstandingRequest request(_pending, id);
+    write(buffer, timeout);
+    request.stays();
 }
 
 void TRXGIOPConn::await_departure(Ticket ticket, CORBA_ULong timeout) {
@@ -101,27 +98,22 @@ CORBA_Boolean TRXGIOPConn::poll(CORBA_ULong id) {
 }
 
 TRXGIOPMessage* TRXGIOPConn::receive_reply(CORBA_ULong id, CORBA_ULong timeout) {
+    _pending.find(id);
+    const OutstandingRequest request(_pending, id);
+    await_reply(id, timeout);
     TRXReplyWaiter& waiter = _pending.find(id);
-    try {
-        await_reply(waiter, timeout);
-    } catch (const CORBA_Exception&) {
-        _pending.abandon(id);
-        throw;
-    }
-    TRXRef<TRXGIOPMessage> reply = std::move(waiter.reply);
-    const std::unique_ptr<CORBA_Exception> exception = std::move(waiter.exception);
-    _pending.remove(id);
-    if (exception)
-        exception->_raise();
-    return reply.detach();
+    if (waiter.exception)
+        waiter.exception->_raise();
+    return waiter.reply.detach();
 }
 
-void TRXGIOPConn::await_reply(TRXReplyWaiter& waiter, CORBA_ULong timeout) {
-    if (waiter.state != TRXReplyWaiter::WAITING)
+// Something else that runs meanwhile may cancel the request, or take its reply: CORBA_OBJECT_NOT_EXIST then.
+void TRXGIOPConn::await_reply(CORBA_ULong id, CORBA_ULong timeout) {
+    if (reply_ready(id))
         return;
     LoopWait wait;
     const WaitPlace place(*this, wait);
-    if (!wait.until(timeout, [&waiter] { return waiter.state != TRXReplyWaiter::WAITING; }))
+    if (!wait.until(timeout, [this, id] { return reply_ready(id) != 0; }))
         throw CORBA_NO_RESPONSE();
 }
 
@@ -138,10 +130,9 @@ TRXGIOPMessage* TRXGIOPConn::invoke(CORBA_ULong id, CORBA_MarshalOutBuffer* buff
     }
     const Stopwatch sending;
     send(id, buffer, 1, sendTimeout, &waiter);
-    if (sending.seconds() > sendTimeout) {
-        _pending.abandon(id);
+    const OutstandingRequest request(_pending, id);
+    if (sending.seconds() > sendTimeout)
         throw CORBA_NO_RESPONSE();
-    }
     return receive_reply(id, replyTimeout);
 }
 
@@ -171,12 +162,7 @@ CORBA_ULong TRXGIOPConn::locate(IOP::IOR& ior, CORBA_ULong timeout) {
     const TimeLimit limit(timeout);
     TRXReplyWaiter waiter(header.request_id);
     send(header.request_id, request.in(), 1, timeout, &waiter);
-    try {
-        limit.check();
-    } catch (const CORBA_NO_RESPONSE&) {
-        _pending.abandon(header.request_id);
-        throw;
-    }
+    const OutstandingRequest outstanding(_pending, header.request_id);
     const TRXRef<TRXGIOPMessage> reply(receive_reply(header.request_id, limit.left()));
     auto* located = TRXGIOPLocateReply::narrow(reply.get());
     if (!located)

@@ -31,7 +31,11 @@ void WaiterTable::remove(CORBA_ULong id) {
 
 void WaiterTable::abandon(CORBA_ULong id) {
     constexpr size_t most = 1024;
+    TRXReplyWaiter* const* found = _waiters.find(id);
+    const bool waits = found && (*found)->state == TRXReplyWaiter::WAITING;
     remove(id);
+    if (!waits)
+        return;
     if (_abandoned.size() == most)
         _abandoned.erase(_abandoned.begin());
     _abandoned.push_back(id);

@@ -42,7 +42,7 @@ public:
     TRXReplyWaiter& find(CORBA_ULong id) const;
     // Takes the waiter out, and destroys it when it is on the heap; an unknown id is passed over.
     void remove(CORBA_ULong id);
-    // The same for a request whose reply nobody waits for any longer.
+    // The same for a request whose reply nobody waits for any longer, if that is still to come.
     void abandon(CORBA_ULong id);
 
     // Hands the reply to its waiter. That of an abandoned request is dropped; any other unknown id raises
@@ -67,6 +67,25 @@ private:
 
     HashTable<Traits> _waiters{16};
     std::vector<CORBA_ULong> _abandoned; // the last ones, oldest first
+};
+
+// A request that has entered the table, while a call deals with it: gives it up however the call ends, unless
+// the request stays with its caller.
+class OutstandingRequest {
+public:
+    OutstandingRequest(WaiterTable& table, CORBA_ULong id) : _table(table), _id(id) {}
+    OutstandingRequest(const OutstandingRequest&) = delete;
+    OutstandingRequest& operator=(const OutstandingRequest&) = delete;
+    ~OutstandingRequest() {
+        if (!_stays)
+            _table.abandon(_id);
+    }
+    void stays() { _stays = true; }
+
+private:
+    WaiterTable& _table;
+    CORBA_ULong _id;
+    bool _stays = false;
 };
 
 } // namespace harbolance

@@ -127,7 +127,7 @@ private:
     void lose(const CORBA_Exception& exception);
     Ticket queue_header(GIOP::MsgType type);
     void await_departure(Ticket ticket, CORBA_ULong timeout);
-    void await_reply(TRXReplyWaiter& waiter, CORBA_ULong timeout);
+    void await_reply(CORBA_ULong id, CORBA_ULong timeout);
     bool stops_reading() const;
 
     CORBA_ULong _use_count = 1;
