@@ -76,6 +76,8 @@ void TRXGIOPConn::await_departure(Ticket ticket, CORBA_ULong timeout) {
     }
     if (_output.hasLeft(ticket))
         return;
+    if (over && _lost)
+        _lost->_raise();
     if (over)
         throw CORBA_COMM_FAILURE(_connection->saved_errno(), COMPLETED_NO);
     _output.withdraw(ticket);

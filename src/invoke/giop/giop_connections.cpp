@@ -86,6 +86,13 @@ void TRXGIOPConnFactory::release_connection(TRXGIOPConn* connection) {
     cool();
 }
 
+void TRXGIOPConnFactory::review_idle(TRXGIOPConn* connection) {
+    if (connection->connection().state() == TRXConnection::CONNECTED)
+        cool();
+    else if (_idle.find(&connection->connection()))
+        remove(connection);
+}
+
 // Out of whichever map has it.
 void TRXGIOPConnFactory::remove(TRXGIOPConn* connection) {
     if (!_active.take(&connection->connection()))

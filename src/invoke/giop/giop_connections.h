@@ -57,6 +57,8 @@ public:
 
     // Gives one use back; after the last one the connection is idle, or goes when it is closed.
     void release_connection(TRXGIOPConn* connection);
+    // An idle connection has been closed, or its last output has left.
+    void review_idle(TRXGIOPConn* connection);
     // Closes what has been idle for too long. Runs when a connection becomes idle.
     void cool();
 

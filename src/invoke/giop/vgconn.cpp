@@ -93,8 +93,11 @@ bool TRXGIOPConn::is_incomplete() const {
 }
 
 int TRXGIOPConn::exceptionRaised(int) {
+    const auto self = TRXRef<TRXGIOPConn>::duplicate(this);
     lose(CORBA_COMM_FAILURE(ETIMEDOUT, COMPLETED_NO));
     _connection->close();
+    if (_use_count == 0)
+        _factory.review_idle(this);
     return 0;
 }
 
@@ -128,6 +131,8 @@ int TRXGIOPConn::inputReady(int) {
     } catch (const CORBA_Exception& exception) {
         fail_all(exception);
     }
+    if (_use_count == 0 && !_dispatcher)
+        _factory.review_idle(this);
     return 0;
 }
 
@@ -150,6 +155,7 @@ void TRXGIOPConn::fail_all(const CORBA_Exception& exception) { _pending.failAll(
 
 void TRXGIOPConn::lose(const CORBA_Exception& exception) {
     unregister_io();
+    _lost.reset(exception._copy());
     fail_all(exception);
     _output.fail(exception);
 }
@@ -197,6 +203,8 @@ int TRXGIOPConn::outputReady(int) {
     } catch (const CORBA_COMM_FAILURE& failure) {
         lose(failure);
     }
+    if (_use_count == 0 && !has_output())
+        _factory.review_idle(this);
     return 0;
 }
 

@@ -137,6 +137,7 @@ private:
     harbolance::MessageReader _reader;
     harbolance::OutputQueue _output;
     harbolance::WaiterTable _pending;
+    std::unique_ptr<CORBA_Exception> _lost; // what ended the connection, when a handler has seen the end
     CORBA_ULong _next_id = 0;
 
     // The socket's place in an event loop.
