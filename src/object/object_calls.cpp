@@ -41,8 +41,10 @@ CORBA_MarshalInBuffer* CORBA_Object::_stub_invoke(CORBA_MarshalOutBuffer* reques
 namespace {
 
 // One two-way call: `write` puts the arguments into the request, `read` takes the result out of the reply.
+// What is served during the wait may release the object.
 template <class Write, class Read>
 void call(CORBA_Object& object, const char* operation, Write write, Read read) {
+    const CORBA_Object_var held(CORBA_Object::_duplicate(&object));
     const CORBA_MarshalOutBuffer_var request(object._stub_request(operation, 1));
     write(*request);
     const CORBA_MarshalInBuffer_var reply(object._stub_invoke(request.in()));
@@ -108,6 +110,7 @@ CORBA_Object* CORBA_Object::_resolve_reference(const char* name) {
             throw CORBA_ORB_InvalidName();
         return resolved._retn();
     }
+    const CORBA_Object_var held(CORBA_Object::_duplicate(this));
     for (;;) {
         try {
             CORBA_Object_var answer;

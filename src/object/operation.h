@@ -249,9 +249,10 @@ InOut<T> inout(typename Received<T>::Type& target) {
 
 // Calls an operation and waits for the reply. A request that CORBA_TRANSIENT sends elsewhere is made again;
 // every other exception is the caller's. An interceptor may leave no reply: then there is no result, and the
-// arguments are as they were.
+// arguments are as they were. What is served during the wait may release the target.
 template <class Result = void, class... Arguments>
 typename Received<Result>::Type call(CORBA_Object& target, const char* operation, Arguments... arguments) {
+    const CORBA_Object_var held(CORBA_Object::_duplicate(&target));
     for (;;) {
         try {
             const CORBA_MarshalOutBuffer_var request(target._stub_request(operation, 1));
@@ -273,6 +274,7 @@ typename Received<Result>::Type call(CORBA_Object& target, const char* operation
 // The same for an operation that nothing comes back from.
 template <class... Arguments>
 void callOneway(CORBA_Object& target, const char* operation, Arguments... arguments) {
+    const CORBA_Object_var held(CORBA_Object::_duplicate(&target));
     for (;;) {
         try {
             const CORBA_MarshalOutBuffer_var request(target._stub_request(operation, 0));
