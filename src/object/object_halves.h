@@ -34,6 +34,8 @@ public:
     virtual void send_oneway(CORBA_MarshalOutBuffer* request) = 0;
     // The results; the caller owns the buffer.
     virtual CORBA_MarshalInBuffer* invoke(CORBA_MarshalOutBuffer* request) = 0;
+    // The stub goes, and is still an object. Waits for nothing.
+    virtual void leave() = 0;
 
     CORBA_String_var name;             // of the object or service; empty when it is not known
     CORBA_OctetSequence_var principal; // sent with each request; null for none

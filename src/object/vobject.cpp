@@ -32,6 +32,8 @@ CORBA_Object::CORBA_Object(bool isStub)
                    : new TRXObjectImpl(ObjectHalves::makeSkel(this))) {}
 
 CORBA_Object::~CORBA_Object() {
+    if (_impl->stub)
+        _impl->stub->leave();
     if (_impl->skel && !_impl->_deactivated)
         _impl->deactivate();
     _impl->_remove_ref();

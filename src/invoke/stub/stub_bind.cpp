@@ -43,18 +43,7 @@ TRXStubInfo::TRXStubInfo(CORBA_Object* owner)
         principal = new CORBA_OctetSequence(*table.defaultPrincipal);
 }
 
-TRXStubInfo::~TRXStubInfo() {
-    // Only over a connection that is still there; nothing is waited for.
-    if (_send_bind && is_bound() && _connection && _connection->connection().fd() != -1) {
-        try {
-            const CORBA_MarshalOutBuffer_var request(create_request("__unbind", 0));
-            _connection->queue(request.in());
-        } catch (const CORBA_Exception&) {
-            // the server learns it by the end of the connection
-        }
-    }
-    CORBA_release(_local_target);
-}
+TRXStubInfo::~TRXStubInfo() { CORBA_release(_local_target); }
 
 TRXStubInfo* TRXStubInfo::of(const CORBA_Object* object) {
     return static_cast<TRXStubInfo*>(object->_object_impl()->stub.get());

@@ -11,6 +11,13 @@ TRXMarshalOutBuffer& requestIn(CORBA_MarshalOutBuffer* buffer) {
     return static_cast<TRXMarshalOutBuffer&>(*buffer);
 }
 
+// Where a reply to the request may come. A call inside this process has had its reply when it was sent.
+TRXGIOPConn& connectionOf(TRXMarshalOutBuffer& request) {
+    if (!request.connection())
+        throw CORBA_OBJECT_NOT_EXIST();
+    return *request.connection();
+}
+
 // A reply that stands in the buffer of its request.
 class LocalReply final : public CORBA_MarshalInBuffer {
 public:
@@ -86,26 +93,47 @@ void TRXStubInfo::send(CORBA_MarshalOutBuffer* buffer, CORBA_Boolean responseExp
         release_buffer(invoke_local(request, responseExpected, nullptr));
         return;
     }
-    if (!_interceptor) {
-        mapped([&] {
-            request.connection()->send(request.request_id(), buffer, responseExpected, options.sendTimeout);
-        });
-        return;
-    }
+    send_intercepted(request, [&](CORBA_MarshalOutBuffer* message) {
+        connectionOf(request).send(request.request_id(), message, responseExpected, options.sendTimeout);
+    });
+}
+
+// Sends the request, or what the interceptor gives in its place, by `transmit(message)`. The interceptor
+// hears of a lost connection only, not of a time-out.
+template <class Transmit>
+void TRXStubInfo::send_intercepted(TRXMarshalOutBuffer& request, Transmit transmit) {
+    if (!_interceptor)
+        return mapped([&] { transmit(&request); });
     const GIOP::RequestHeader& header = request.header();
-    const auto interceptor = _interceptor; // outlives what the call may do to this stub
     const CORBA_MarshalOutBuffer_var replacement(
-        interceptor->send_request(header, buffer, request.closure()));
+        _interceptor->send_request(header, &request, request.closure()));
     mapped([&] {
         try {
-            request.connection()->send(request.request_id(), replacement.in() ? replacement.in() : buffer,
-                                       responseExpected, options.sendTimeout);
-        } catch (const CORBA_Exception& failure) {
-            interceptor->send_failed(header, failure, request.closure());
+            transmit(replacement.in() ? replacement.in() : &request);
+        } catch (const CORBA_TRANSIENT& failure) {
+            _interceptor->send_failed(header, failure, request.closure());
+            throw;
+        } catch (const CORBA_COMM_FAILURE& failure) {
+            _interceptor->send_failed(header, failure, request.closure());
             throw;
         }
     });
-    interceptor->request_sent(header, request.closure());
+    _interceptor->request_sent(header, request.closure());
+}
+
+// Only over a connection that is still there.
+void TRXStubInfo::leave() {
+    const bool connected = _connection && _connection->connection().state() == TRXConnection::CONNECTED;
+    if (!_send_bind || !is_bound() || !connected)
+        return;
+    try {
+        const CORBA_MarshalOutBuffer_var buffer(create_request("__unbind", 0));
+        TRXMarshalOutBuffer& request = requestIn(buffer.in());
+        send_intercepted(request,
+                         [&](CORBA_MarshalOutBuffer* message) { request.connection()->queue(message); });
+    } catch (const CORBA_Exception&) {
+        // the server learns it by the end of the connection
+    }
 }
 
 CORBA_MarshalInBuffer* TRXStubInfo::receive_reply(CORBA_MarshalOutBuffer* buffer,
@@ -113,7 +141,7 @@ CORBA_MarshalInBuffer* TRXStubInfo::receive_reply(CORBA_MarshalOutBuffer* buffer
     TRXMarshalOutBuffer& request = requestIn(buffer);
     const TRXRef<TRXGIOPMessage> reply(mapped([&] {
         try {
-            return request.connection()->receive_reply(request.request_id(), options.receiveTimeout);
+            return connectionOf(request).receive_reply(request.request_id(), options.receiveTimeout);
         } catch (const CORBA_Exception& failure) {
             if (_interceptor)
                 _interceptor->receive_failed(request.request_id(), failure, request.closure());
@@ -125,12 +153,12 @@ CORBA_MarshalInBuffer* TRXStubInfo::receive_reply(CORBA_MarshalOutBuffer* buffer
 
 CORBA_Boolean TRXStubInfo::poll(CORBA_MarshalOutBuffer* buffer) {
     TRXMarshalOutBuffer& request = requestIn(buffer);
-    return request.connection()->poll(request.request_id());
+    return connectionOf(request).poll(request.request_id());
 }
 
 void TRXStubInfo::cancel(CORBA_MarshalOutBuffer* buffer) {
     TRXMarshalOutBuffer& request = requestIn(buffer);
-    request.connection()->cancel(request.request_id(), 0);
+    connectionOf(request).cancel(request.request_id(), 0);
 }
 
 // --- Calls inside this process -----------------------------------------------------------------------------
@@ -146,10 +174,9 @@ CORBA_MarshalInBuffer* TRXStubInfo::invoke_local(TRXMarshalOutBuffer& request, C
         if (CORBA_MarshalOutBuffer* replacement =
                 interceptor->send_request(header, &request, request.closure()))
             buffer = replacement;
+        interceptor->request_sent(header, request.closure());
     }
     LocalCalls::installed().execute(header, buffer.in(), target.in());
-    if (interceptor)
-        interceptor->request_sent(header, request.closure());
     if (!responseExpected)
         return nullptr;
     CORBA_MarshalInBuffer_var in(new LocalReply(buffer));

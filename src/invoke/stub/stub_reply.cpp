@@ -41,7 +41,7 @@ CORBA_Exception* unknownException(const char* id, CORBA_MarshalInBuffer& in,
     for (CORBA_ULong i = 0; exceptions && i < exceptions->count(); ++i) {
         CORBA_TypeCode* type = exceptions->item(i);
         try {
-            if (std::strcmp(type->id(), id) != 0)
+            if (!type || CORBA_string_compare(type->id(), id) != 0)
                 continue;
         } catch (const CORBA_Exception&) {
             continue; // a type without an id

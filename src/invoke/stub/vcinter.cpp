@@ -150,7 +150,8 @@ TRXClientInterceptor* TRXChainClientIntercepFactory::create(CORBA_Object* stub) 
     if (_factories.count() == 0)
         return nullptr;
     TRXRef<TRXChainClientInterceptor> chain(new TRXChainClientInterceptor(stub));
-    for (const auto& factory : _factories) {
+    const auto factories = _factories; // one may add and remove others
+    for (const auto& factory : factories) {
         const TRXRef<TRXClientInterceptor> made(factory->create(stub));
         if (made)
             chain->add(made.get());

@@ -88,6 +88,8 @@ public:
     void send_oneway(CORBA_MarshalOutBuffer* request) override { send(request, 0); }
     CORBA_MarshalInBuffer* receive_reply(CORBA_MarshalOutBuffer* request,
                                          CORBA_ExceptionList* exceptions = nullptr);
+    // Tells the server that a client has gone, where it was told that one had come.
+    void leave() override;
     CORBA_Boolean poll(CORBA_MarshalOutBuffer* request);
     void cancel(CORBA_MarshalOutBuffer* request);
 
@@ -109,6 +111,8 @@ private:
                                         CORBA_ExceptionList* exceptions);
     template <class Step>
     auto mapped(Step step) -> decltype(step());
+    template <class Transmit>
+    void send_intercepted(TRXMarshalOutBuffer& request, Transmit transmit);
 
     CORBA_MarshalInBuffer* take_reply(TRXGIOPMessage* message, TRXMarshalOutBuffer& request,
                                       CORBA_ExceptionList* exceptions);
