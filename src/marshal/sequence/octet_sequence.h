@@ -1,12 +1,14 @@
 #pragma once
 
+#include "base/free_list.h"
 #include "marshal/sequence/sequence.h"
 
 #include <iosfwd>
 #include <span>
 
-// The octets of keys, principals and encapsulations.
-class CORBA_OctetSequence : public TRXSequence<CORBA_Octet> {
+// The octets of keys, principals and encapsulations. Each request that is received shows two of them.
+class CORBA_OctetSequence : public TRXSequence<CORBA_Octet>,
+                            public harbolance::FreeListed<CORBA_OctetSequence> {
 public:
     using TRXSequence::TRXSequence;
     CORBA_OctetSequence() = default;
