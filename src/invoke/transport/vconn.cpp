@@ -63,7 +63,11 @@ size_t TRXConnection::transmit_available(const iovec* parts, int count) {
     msghdr message{};
     message.msg_iov = const_cast<iovec*>(parts);
     message.msg_iovlen = static_cast<size_t>(count);
-    const ssize_t sent = uninterrupted([&] { return ::sendmsg(_fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL); });
+    constexpr int flags = MSG_DONTWAIT | MSG_NOSIGNAL;
+    const ssize_t sent = uninterrupted([&] {
+        return count == 1 ? ::send(_fd, parts->iov_base, parts->iov_len, flags)
+                          : ::sendmsg(_fd, &message, flags);
+    });
     if (sent >= 0)
         return static_cast<size_t>(sent);
     if (errno == EAGAIN || errno == EWOULDBLOCK)

@@ -40,10 +40,24 @@ void setOption(int fd, int level, int option, int value) {
 
 bool isLoopback(const char* address) { return std::strcmp(address, "127.0.0.1") == 0; }
 
+bool isOwnAddress(const char* address) {
+    const CORBA_String_var own = TRXUtil::host_address(nullptr);
+    return CORBA_string_compare(address, own.in()) == 0;
+}
+
 bool isThisHost(const char* host) {
     const CORBA_String_var address = TRXUtil::host_address(host);
-    const CORBA_String_var own = TRXUtil::host_address(nullptr);
-    return address.in() && (isLoopback(address.in()) || CORBA_string_compare(address.in(), own.in()) == 0);
+    return address.in() && (isLoopback(address.in()) || isOwnAddress(address.in()));
+}
+
+// Which interfaces a listener for the host serves; 0 for all.
+in_addr_t interfaceOf(const char* host) {
+    if (!*host)
+        return INADDR_ANY;
+    const CORBA_String_var address = TRXUtil::host_address(host);
+    if (address.in() && !isLoopback(address.in()) && isOwnAddress(address.in()))
+        return INADDR_ANY;
+    return addressOfHost(host).value_or(INADDR_NONE);
 }
 
 // For a profile whose tag the caller vouches for.
@@ -55,13 +69,7 @@ void checkTag(const IOP::TaggedProfile& profile) {
 
 TRXTCPConn::TRXTCPConn() : TRXConnection(IOP::TAG_INTERNET_IOP) { ignoreBrokenPipes(); }
 
-TRXTCPConn::~TRXTCPConn() {
-    TRXTCPConn::close();
-    for (const int fd : {_waiting_fd, _spare_fd}) {
-        if (fd != -1)
-            ::close(fd);
-    }
-}
+TRXTCPConn::~TRXTCPConn() { TRXTCPConn::close(); }
 
 // --- Client side -------------------------------------------------------------------------------------------
 
@@ -104,13 +112,7 @@ void TRXTCPConn::set_client_options() {
 void TRXTCPConn::listen(const IOP::TaggedProfile& profile) {
     TRX_ASSERT(_state == INITIAL || _state == CLOSED, "viconn");
     set_profile(profile);
-    sockaddr_in address = socketAddress(INADDR_ANY, _body.port);
-    const char* host = _body.host.in();
-    if (isLoopback(host))
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    else if (*host && !isThisHost(host))
-        address.sin_addr.s_addr = addressOfHost(host).value_or(INADDR_NONE);
-
+    sockaddr_in address = socketAddress(interfaceOf(_body.host.in()), _body.port);
     const int fd = open_socket();
     setOption(fd, SOL_SOCKET, SO_REUSEADDR, 1);
     constexpr int backlog = 1024;
@@ -136,7 +138,7 @@ TRXConnection* TRXTCPConn::accept() {
     accept(fd);
     TRXRef<TRXTCPConn> accepted(new TRXTCPConn);
     accepted->attach(fd);
-    accepted->_blocking = false;
+    accepted->blocking(0);
     return accepted.detach();
 }
 
@@ -209,6 +211,10 @@ void TRXTCPConn::close() {
     if (TRXConnFactory* factory = TRXConnFactory::find(_profile_id))
         factory->destroy(this);
     TRXConnection::close();
+    for (int* fd : {&_waiting_fd, &_spare_fd}) {
+        if (*fd != -1)
+            ::close(std::exchange(*fd, -1));
+    }
     _state = CLOSED;
 }
 
@@ -305,7 +311,7 @@ void TRXTCPConn::read(char* buffer, CORBA_ULong& length, CORBA_ULong timeout) {
         transferAll(_fd, total, length, POLLIN, timeout,
                     [&](CORBA_ULong done, CORBA_ULong left) { return ::read(_fd, buffer + done, left); });
     if (result == 0)
-        fail_closed(errno);
+        fail_closed(0);
     if (result < 0)
         failWithErrno();
     mode.done();
