@@ -6,6 +6,9 @@
 //     another: one more object of the server is called; late: and once more when it has gone there
 //     defer COUNT: so many requests are sent before the first reply is taken
 //     limits SEND RECEIVE CONNECT, rebind 0 or 1: options of the reference
+//     spent COUNT: the allocations that so many null calls cost, of both processes
+//     cancelled: a timer cancels the request that is being waited for
+//     dropped: the server calls back a servant that releases the reference of the call; the last command
 //     load ROUNDS: calls of every kind; the descriptors and the octets of the heap that they cost
 
 #include "echo_servant.h"
@@ -141,6 +144,39 @@ string load(int rounds) {
            (more < 4096 || ::mallinfo2().uordblks < used ? "bounded" : std::to_string(more));
 }
 
+string spent(CORBA::ULong count) {
+    const auto allocations = [] { return allocationCount() + echo->allocations(); };
+    allocations();
+    const uint64_t before = allocations();
+    for (CORBA::ULong i = 0; i < count; ++i)
+        echo->null();
+    return std::to_string(allocations() - before);
+}
+
+string cancelled() {
+    struct Canceller : dpIOHandler {
+        void timerExpired(long, long) override { stub.cancel(request); }
+        TRXStubInfo& stub = *TRXStubInfo::of(echo);
+        CORBA::MarshalOutBuffer_var request{stub.create_request("null", 1)};
+    } canceller;
+    canceller.stub.send(canceller.request, 1);
+    dpDispatcher::instance()->startTimer(0, 0, &canceller);
+    release_buffer(canceller.stub.receive_reply(canceller.request));
+    return "a reply";
+}
+
+string dropped() {
+    struct Dropping : EchoServant {
+        CORBA::Long relay(Calls::Echo_ptr, CORBA::Long) override {
+            echo = Calls::Echo::_nil();
+            return 1;
+        }
+    };
+    const Calls::Echo_var dropping = new Dropping;
+    self->_boa()->obj_is_ready(dropping);
+    return std::to_string(echo->relay(dropping, 2));
+}
+
 string run(const string& line) {
     std::istringstream in(line);
     string command;
@@ -191,6 +227,10 @@ string run(const string& line) {
         return another(command == "late");
     if (command == "defer")
         return defer(static_cast<int>(number()));
+    if (command == "cancelled" || command == "dropped")
+        return command == "dropped" ? dropped() : cancelled();
+    if (command == "spent")
+        return spent(number());
     if (command == "load")
         return load(static_cast<int>(number()));
     if (command == "limits" || command == "rebind")

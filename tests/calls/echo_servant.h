@@ -1,5 +1,6 @@
 #pragma once
 
+#include "allocations.h"
 #include "calls_skel.h"
 
 #include <vector>
@@ -10,6 +11,7 @@ public:
     explicit EchoServant(const char* name = nullptr) : _sk_Echo(name) {}
 
     CORBA::Long notes() override { return notes_; }
+    CORBA::ULong allocations() override { return static_cast<CORBA::ULong>(allocationCount()); }
     void null() override {}
     char* say(const char* text) override;
     void note(CORBA::Long number) override { notes_ += number; }
