@@ -24,6 +24,9 @@ public:
         return taken;
     }
 
+    static void* operator new(size_t, void* place) noexcept { return place; }
+    static void operator delete(void*, void*) noexcept {}
+
     static void operator delete(void* memory, size_t size) noexcept {
         if (!memory)
             return;
@@ -40,8 +43,10 @@ private:
         Block* next;
     };
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__SANITIZE_ADDRESS__) // g++
     static constexpr bool keeps = false;
+#elif defined(__has_feature) // clang
+    static constexpr bool keeps = !__has_feature(address_sanitizer);
 #else
     static constexpr bool keeps = true;
 #endif
