@@ -281,8 +281,7 @@ int main(int argc, char** argv) {
     const CORBA::BOA_var boa = orb->BOA_init(argc, argv);
     self = new EchoServant;
     boa->obj_is_ready(self);
-    const CORBA::Object_var object = orb->string_to_object(argc > 1 ? argv[1] : "");
-    echo = Calls::Echo::_narrow(object);
+    echo = Calls::Echo::_narrow(CORBA::Object_var(orb->string_to_object(argc > 1 ? argv[1] : "")));
     Commands commands;
     dpDispatcher& loop = *dpDispatcher::instance();
     loop.link(STDIN_FILENO, dpDispatcher::readMask, &commands);
