@@ -152,6 +152,8 @@ TRXMarshalOutBuffer* TRXMarshalOutBuffer::create(CORBA_ULong size) {
 }
 
 void TRXMarshalOutBuffer::recycle(CORBA_ULong) {
+    // What an interceptor kept may make a call when it goes: the pool has to see that the buffer is in use.
+    const CORBA_MarshalOutBuffer_var held(CORBA_MarshalOutBuffer::_duplicate(this));
     rewind();
     _closure.clear();
     _connection.reset();

@@ -165,7 +165,10 @@ TRXGIOPMessage* TRXGIOPConn::receive_message(CORBA_ULong timeout) {
     for (;;) {
         TRXRef<TRXGIOPMessage> message(next_message());
         if (!message) {
-            if (pollUntil(_connection->fd(), POLLIN, deadline) != 1)
+            const int readable = pollUntil(_connection->fd(), POLLIN, deadline);
+            if (readable == -1)
+                throw CORBA_COMM_FAILURE(static_cast<CORBA_ULong>(errno), COMPLETED_NO);
+            if (readable == 0)
                 throw CORBA_NO_RESPONSE();
             continue;
         }

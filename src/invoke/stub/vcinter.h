@@ -68,6 +68,7 @@ public:
     // Before the request leaves. A buffer that is returned leaves in its place; the caller owns it.
     virtual CORBA_MarshalOutBuffer* send_request(const GIOP::RequestHeader& header,
                                                  CORBA_MarshalOutBuffer* buffer, TRXClosure& closure);
+    // The connection was lost while the request was sent. A time-out is not told.
     virtual void send_failed(const GIOP::RequestHeader& header, const CORBA_Exception& exception,
                              TRXClosure& closure);
     // The last step for a request that expects no response.
