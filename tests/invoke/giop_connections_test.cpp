@@ -1,0 +1,101 @@
+#include "invoke/giop/giop_connections.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+using harbolance::GIOPUse;
+
+namespace {
+
+constexpr CORBA_ULong fakeTag = 77;
+
+// A connection without a socket.
+class FakeConnection : public TRXConnection {
+public:
+    FakeConnection() : TRXConnection(fakeTag) {
+        _state = CONNECTED;
+        ++alive;
+    }
+    ~FakeConnection() override { --alive; }
+
+    void listen(const IOP::TaggedProfile&) override {}
+    void connect(const IOP::TaggedProfile&, CORBA_ULong) override {}
+    TRXConnection* clone(CORBA_ULong) override { return nullptr; }
+    IOP::TaggedProfile* profile(const CORBA_OctetSequence*) override { return nullptr; }
+    TRXConnection* accept() override { return nullptr; }
+    void read(char*, CORBA_ULong&, CORBA_ULong) override {}
+    void write(const char*, CORBA_ULong&, CORBA_ULong) override {}
+    void close() override { _state = CLOSED; }
+
+    static inline int alive = 0;
+};
+
+class FakeTransport : public TRXConnFactory {
+public:
+    FakeTransport() : TRXConnFactory(fakeTag) {}
+    void destroy(TRXConnection*) override {}
+    TRXConnection* create(const IOP::TaggedProfile&) override { return nullptr; }
+    TRXConnection* connection(const IOP::TaggedProfile&, CORBA_ULong) override { return nullptr; }
+};
+
+class GIOPConnections : public ::testing::Test {
+protected:
+    GIOPConnections() {
+        all.max_idle_time(300);
+        all.max_connections(0);
+    }
+    ~GIOPConnections() override {
+        all.max_idle_time(0);
+        all.cool();
+        EXPECT_EQ(FakeConnection::alive, 0);
+    }
+
+    GIOPUse use() {
+        const TRXConnection_var connection(new FakeConnection);
+        return GIOPUse(all.connection(connection.get()));
+    }
+
+    static inline FakeTransport transport;
+    TRXGIOPConnFactory& all = TRXGIOPConnFactory::of(fakeTag);
+};
+
+} // namespace
+
+TEST_F(GIOPConnections, FiveIdleOnesAreKeptAndOneGoesAtSix) {
+    std::vector<GIOPUse> uses;
+    for (int i = 0; i < 6; ++i)
+        uses.push_back(use());
+    TRXConnection* const first = &uses[0]->connection();
+    uses[0].reset();
+    EXPECT_EQ(GIOPUse(all.connection(first))->connection().state(), TRXConnection::CONNECTED);
+    uses.resize(2); // and four more
+    EXPECT_EQ(FakeConnection::alive, 6);
+    uses.clear();
+    EXPECT_EQ(FakeConnection::alive, 5);
+    all.max_idle_time(0);
+    all.cool();
+    EXPECT_EQ(FakeConnection::alive, 0);
+}
+
+TEST_F(GIOPConnections, OneWithoutUsersGoesAtOnceWhenItIsClosedOrNothingMayBeIdle) {
+    GIOPUse closed = use();
+    const GIOPUse another = closed;
+    closed->connection().close();
+    closed.reset();
+    EXPECT_EQ(FakeConnection::alive, 1);
+    GIOPUse(another).reset();
+    all.max_idle_time(0);
+    use().reset();
+    EXPECT_EQ(FakeConnection::alive, 1);
+}
+
+TEST_F(GIOPConnections, AtTheLimitOneOnWhichNothingIsOutstandingMakesRoom) {
+    all.max_connections(1);
+    use().reset();
+    GIOPUse active = use(); // the idle one went
+    EXPECT_EQ(FakeConnection::alive, 1);
+    GIOPUse second = use(); // its users find the other one closed
+    EXPECT_EQ(active->connection().state(), TRXConnection::CLOSED);
+    EXPECT_EQ(all.connections(), 1U);
+}
