@@ -74,34 +74,45 @@ CORBA_Object* TRXImplHelper::activate(const CORBA_OctetSequence* id) const {
 TRXActivatorHelper::TRXActivatorHelper(const TRXServiceId& id, TRXImplHelper* proxy, TRXAdapter* adapter,
                                        CORBA_Object* target)
     : _target(CORBA_Object::_duplicate(target)), _proxy(CORBA_Object::_duplicate(proxy)),
-      _state(target ? ACTIVE : INACTIVE), _service_id(id.service_name(), id.service_id()), _adapter(adapter) {
-}
+      _state(target ? ACTIVE : INACTIVE), _service_id(new TRXServiceId(id.service_name(), id.service_id())),
+      _adapter(adapter) {}
 
 TRXActivatorHelper::~TRXActivatorHelper() = default;
 
 CORBA_Object* TRXActivatorHelper::servant() {
     if (_state == INACTIVE) {
         const auto self = TRXRef<TRXActivatorHelper>::duplicate(this); // the activator may take it out of use
-        CORBA_Object_var made(static_cast<TRXImplHelper*>(_proxy.in())->activate(&_service_id.service_id()));
+        CORBA_Object_var made(static_cast<TRXImplHelper*>(_proxy.in())->activate(&service_id().service_id()));
         TRXSkelInfo* skel = TRXSkelInfo::of(made.in());
         if (!skel)
             throw CORBA_BAD_PARAM();
-        skel->helpers.append(self);
-        _target = made;
-        _state = ACTIVE;
+        // Unless the activator has asked for this very object, and so activated it already.
+        if (_state == INACTIVE) {
+            skel->helpers.append(self);
+            _target = made;
+            _state = ACTIVE;
+        }
     }
     if (_state != ACTIVE)
         throw CORBA_OBJECT_NOT_EXIST();
     return CORBA_Object::_duplicate(_target.in());
 }
 
+// In all of these the target is released last: with its last reference the servant tells its records.
+
 void TRXActivatorHelper::taken_back() {
     _state = DEACTIVATED;
     _target = CORBA_Object::_nil();
 }
 
+void TRXActivatorHelper::adapter_gone() {
+    _adapter = nullptr;
+    _state = DESTROYED;
+    _target = CORBA_Object::_nil();
+}
+
 void TRXActivatorHelper::going_out_of_service() {
-    if (_state == DEACTIVATED)
+    if (_state == DEACTIVATED || _state == DESTROYED)
         return;
     _state = DEACTIVATING;
     _target = CORBA_Object::_nil();
@@ -111,7 +122,7 @@ void TRXActivatorHelper::servant_destroyed() {
     if (_state == DEACTIVATED) {
         _state = DESTROYED;
         _adapter->forget(*this);
-    } else {
+    } else if (_state != DESTROYED) {
         _state = INACTIVE;
     }
     _target = CORBA_Object::_nil();

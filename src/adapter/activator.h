@@ -65,14 +65,17 @@ public:
     void taken_back();
     void going_out_of_service();
     void servant_destroyed();
+    // The adapter leaves: the record is no longer in use.
+    void adapter_gone();
 
     State state() const { return _state; }
-    const TRXServiceId& service_id() const { return _service_id; }
+    const TRXServiceId& service_id() const { return *_service_id; }
+    bool serves(const CORBA_Object* servant) const { return _target.in() == servant; }
 
 private:
     CORBA_Object_var _target; // nil when there is no servant
     CORBA_Object_var _proxy;
     State _state = INACTIVE;
-    TRXServiceId _service_id;
-    TRXAdapter* _adapter;
+    TRXRef<TRXServiceId> _service_id; // shared with the adapter's table
+    TRXAdapter* _adapter; // null when it has gone
 };

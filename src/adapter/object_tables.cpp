@@ -61,14 +61,7 @@ bool operator==(const TRXObjectId& a, const TRXObjectId& b) {
 namespace {
 
 // Older clients ask by the interface's name.
-bool alsoByName(const CORBA_TypeInfo& info) {
-    return TRXGlobalTable::instance()->backCompat && std::strcmp(info.name(), info.id()) != 0;
-}
-
-const char* nameOf(CORBA_Object* object) {
-    const char* name = object->_object_name();
-    return name ? name : "";
-}
+bool hasOtherName(const CORBA_TypeInfo& info) { return std::strcmp(info.name(), info.id()) != 0; }
 
 } // namespace
 
@@ -82,13 +75,13 @@ bool NamedObjects::addUnder(std::string_view interfaceId, const char* name, CORB
     return true;
 }
 
-void NamedObjects::add(const CORBA_TypeInfo& info, CORBA_Object* object) {
-    if (info == CORBA_Object_type || !addUnder(info.id(), nameOf(object), object))
+void NamedObjects::add(const CORBA_TypeInfo& info, const char* name, CORBA_Object* object) {
+    if (info == CORBA_Object_type || !addUnder(info.id(), name, object))
         return;
-    if (alsoByName(info))
-        addUnder(info.name(), nameOf(object), object);
+    if (TRXGlobalTable::instance()->backCompat && hasOtherName(info))
+        addUnder(info.name(), name, object);
     for (const CORBA_TypeInfo* base : info.impl()->bases())
-        add(*base, object);
+        add(*base, name, object);
 }
 
 bool NamedObjects::removeUnder(std::string_view interfaceId, const char* name) {
@@ -100,13 +93,15 @@ bool NamedObjects::removeUnder(std::string_view interfaceId, const char* name) {
     return true;
 }
 
-void NamedObjects::remove(const CORBA_TypeInfo& info, CORBA_Object* object) {
-    if (info == CORBA_Object_type || !removeUnder(info.id(), nameOf(object)))
+void NamedObjects::remove(const CORBA_TypeInfo& info, const char* name) {
+    // While the process ends, a type may go before its objects.
+    if (info == CORBA_Object_type || !info.id() || !removeUnder(info.id(), name))
         return;
-    if (alsoByName(info))
-        removeUnder(info.name(), nameOf(object));
+    // Whatever the option says by now: the entry must not outlive the object.
+    if (hasOtherName(info))
+        removeUnder(info.name(), name);
     for (const CORBA_TypeInfo* base : info.impl()->bases())
-        remove(*base, object);
+        remove(*base, name);
 }
 
 CORBA_Object* NamedObjects::find(const char* repId, const char* name) const {

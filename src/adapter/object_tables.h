@@ -36,13 +36,16 @@ public:
         if (!added.added)
             throw CORBA_BAD_PARAM();
     }
-    // One that is not raises CORBA_OBJECT_NOT_EXIST.
+    // An id that is not there raises CORBA_OBJECT_NOT_EXIST.
     Value remove(const TRXObjectId& id) {
         auto taken = _table.take(id);
         if (!taken.id)
             throw CORBA_OBJECT_NOT_EXIST();
         return std::move(taken.value);
     }
+
+    // The same without a complaint.
+    void discard(const TRXObjectId& id) { _table.take(id); }
 
     CORBA_ULong size() const { return _table.size(); }
     // In slot order.
@@ -115,8 +118,9 @@ private:
 // objects with one name the first stays. Holds no references.
 class NamedObjects {
 public:
-    void add(const CORBA_TypeInfo& info, CORBA_Object* object);
-    void remove(const CORBA_TypeInfo& info, CORBA_Object* object);
+    void add(const CORBA_TypeInfo& info, const char* name, CORBA_Object* object);
+    // Takes the name out, whichever object has it, and goes on with the bases as long as it finds it.
+    void remove(const CORBA_TypeInfo& info, const char* name);
     // Null when nothing is known of the interface. With an empty name any object of it; a name that nothing
     // has raises CORBA_OBJECT_NOT_EXIST.
     CORBA_Object* find(const char* repId, const char* name) const;

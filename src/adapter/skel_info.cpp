@@ -32,7 +32,11 @@ TRXSkelInfo::TRXSkelInfo(CORBA_Object* owner)
         style = transient;
 }
 
+// The object itself is gone.
 TRXSkelInfo::~TRXSkelInfo() {
+    while (is_in_adapter())
+        adapters.at(0)->drop(*this);
+    ready = false;
     TRXSkelInfo::deactivate();
     const TRXList<TRXRef<TRXActivatorHelper>> told = std::move(helpers);
     for (const auto& helper : told)
@@ -51,7 +55,11 @@ void TRXSkelInfo::deactivate() {
     }
     while (is_in_adapter()) {
         TRXAdapter* first = adapters.at(0);
-        first->deactivate_obj(_object);
+        try {
+            first->deactivate_obj(_object);
+        } catch (...) {
+            // The object goes all the same: the adapter is made to forget it.
+        }
         // One that has been stopped leaves its tables alone, but must not keep an object that goes.
         if (is_in_adapter() && adapters.at(0) == first)
             first->drop(*this);

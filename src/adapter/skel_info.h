@@ -32,9 +32,15 @@ public:
     CORBA_MarshalOutBuffer* prepare_reply(void* pdata) override;
     void deactivate() override;
 
-    // The id in this process, and the one that the object is published under.
+    // The id in this process, and the one that the object is published under. The latter is made of name and
+    // style when it is first asked for; it is made again when the object enters its first adapter, and stays
+    // as it is while the object stands in one.
     const TRXKeyId& id() const { return *_id; }
     const TRXObjectId& full_id();
+    void fix_full_id() {
+        if (!is_in_adapter())
+            _full_id = {};
+    }
 
     // Reads the arguments from `in`, calls the servant and writes the results. `found` is the type that owns
     // the operation, set before the call. Raises CORBA_BAD_OPERATION, CORBA_TRANSIENT for a servant that

@@ -7,7 +7,7 @@
 #include "net/dispatcher.h"
 #include "object/global_table.h"
 
-#include <algorithm>
+#include <utility>
 
 // An adapter's life, and what enters and leaves its tables. How a key leads to an object is in
 // adapter_lookup.cpp.
@@ -56,13 +56,28 @@ TRXAdapter::TRXAdapter(const char* id, bool agent) : _id(id) {
         _announcer = ObjectAnnouncer::make(this);
 }
 
+// What outlives the adapter must not lead back to it. Servants are destroyed on the way, so the tables that
+// hold references are taken apart first.
 TRXAdapter::~TRXAdapter() {
-    _activators.each([](TRXImplHelper* proxy) { CORBA_release(proxy); });
     _objects.each([this](CORBA_Object* object) {
         TRXSkelInfo::of(object)->adapters.remove(this);
         TRXSkelInfo::of(object)->drop_ior();
     });
     allAdapters().remove(this);
+    for (TRXAdapter* other : allAdapters()) {
+        other->_children.remove(this);
+        if (other->_child == this)
+            other->_child = nullptr;
+        if (other->_parent == this)
+            other->_parent = nullptr;
+    }
+    TRXGlobalTable& table = *TRXGlobalTable::instance();
+    if (table.currentBOA == this)
+        table.currentBOA = nullptr;
+    const auto services = std::exchange(_services, {});
+    services.each([](const TRXRef<TRXActivatorHelper>& helper) { helper->adapter_gone(); });
+    const auto activators = std::exchange(_activators, {});
+    activators.each([](TRXImplHelper* proxy) { CORBA_release(proxy); });
     if (defaultAdapter == this)
         defaultAdapter = allAdapters().count() > 0 ? allAdapters().at(allAdapters().count() - 1) : nullptr;
     if (_state == active)
@@ -88,7 +103,7 @@ void TRXAdapter::deactivate() {
 
 void TRXAdapter::parse(int& argc, char** argv, const char* prefix) {
     TRXPropertyList::parse(argc, argv, prefix);
-    if (!number("OAagent").value_or(1))
+    if (!flag("OAagent").value_or(true))
         _announcer.reset();
     else if (!_announcer)
         _announcer = ObjectAnnouncer::make(this);
@@ -164,14 +179,18 @@ void TRXAdapter::_register_object(CORBA_Object* object) {
         return;
     if (!skel.type)
         skel.type = object->_type_info();
+    skel.fix_full_id();
+    const TRXObjectId& id = skel.full_id();
     _objects.insert(skel.id(), object);
-    switch (skel.style) {
-    case SkelHalf::persistent: _types.add(*skel.type, object); break;
-    case SkelHalf::transient: _objects.insert(skel.full_id(), object); break;
-    case SkelHalf::service: register_service(skel); break;
+    switch (id.type()) {
+    case TRXObjectId::ID_PERSISTENT:
+        _types.add(*skel.type, static_cast<const TRXPersistentId&>(id).object_name(), object);
+        break;
+    case TRXObjectId::ID_SERVICE: register_service(skel); break;
+    default: _objects.insert(id, object); break;
     }
-    if (const auto synch = number("OAsynch"))
-        skel.synch = *synch != 0;
+    if (const auto synch = flag("OAsynch"))
+        skel.synch = *synch;
     skel.adapters.append(this);
     skel.ready = true;
     skel.drop_ior();
@@ -199,38 +218,53 @@ void TRXAdapter::deactivate_obj(CORBA_Object* object) {
     if (_state == deactivated)
         return;
     ++_generation;
-    for (TRXAdapter* child : _children)
-        child->deactivate_obj(object);
-    unregister(skelOf(object));
+    // A service's record may hold the last reference.
+    const CORBA_Object_var kept(CORBA_Object::_duplicate(object));
+    TRXSkelInfo& skel = skelOf(object);
+    for (TRXAdapter* child : _children) {
+        // When the object goes, a child may have been told already.
+        if (child->_objects.has(skel.id()))
+            child->deactivate_obj(object);
+    }
+    unregister(skel);
 }
 
 // Takes a servant out of the tables, and out of service when it stands in no other adapter.
 void TRXAdapter::unregister(TRXSkelInfo& skel) {
     _objects.remove(skel.id());
-    switch (skel.style) {
-    case SkelHalf::persistent:
-        _types.remove(*skel.type, skel.object());
-        if (_announcer)
-            _announcer->unregister_object(skel.object());
-        break;
-    case SkelHalf::transient: _objects.remove(skel.full_id()); break;
-    case SkelHalf::service:
-        if (const auto helper = _services.find(skel.full_id()))
-            helper->taken_back();
-        break;
-    }
+    leave_tables(skel);
+    if (_announcer && skel.full_id().type() == TRXObjectId::ID_PERSISTENT)
+        _announcer->unregister_object(skel.object());
     skel.adapters.remove(this);
     skel.drop_ior();
     if (!skel.is_in_adapter())
         skel.deactivate();
 }
 
+// By the id under which it has entered them.
+void TRXAdapter::leave_tables(TRXSkelInfo& skel) {
+    const TRXObjectId& id = skel.full_id();
+    switch (id.type()) {
+    case TRXObjectId::ID_PERSISTENT:
+        _types.remove(*skel.type, static_cast<const TRXPersistentId&>(id).object_name());
+        break;
+    case TRXObjectId::ID_SERVICE:
+        // The record may be of another servant with this id.
+        if (const auto helper = _services.find(id); helper && helper->serves(skel.object()))
+            helper->taken_back();
+        break;
+    default: _objects.discard(id); break;
+    }
+}
+
 void TRXAdapter::drop(TRXSkelInfo& skel) {
     ++_generation;
-    _announcer.reset(); // a stopped adapter announces nothing any more
-    if (_objects.has(skel.id()))
-        unregister(skel);
+    if (_objects.has(skel.id())) {
+        _objects.discard(skel.id());
+        leave_tables(skel);
+    }
     skel.adapters.remove(this);
+    skel.drop_ior();
 }
 
 void TRXAdapter::deactivate_impl(CORBA_ImplementationDef* definition) {
@@ -281,6 +315,7 @@ void TRXAdapter::dispose(CORBA_Object* object) {
         throw CORBA_BAD_PARAM();
     if (!TRXSkelInfo::of(object))
         throw CORBA_NO_PERMISSION();
+    const CORBA_Object_var kept(CORBA_Object::_duplicate(object));
     deactivate_obj(object);
     daemon().unreg_implementation(object->_interface_name(), object->_object_name());
 }

@@ -165,7 +165,8 @@ public:
     const char* id() const { return _id.in(); }
     // The helper's service id is no longer in use.
     void forget(TRXActivatorHelper& helper);
-    // The servant goes, whatever the state of the adapter.
+    // Forgets a servant that goes, whatever the state of the adapter. Looks at the record only: the object
+    // may be gone already.
     void drop(TRXSkelInfo& skel);
 
     // The adapter made last; null when there is none.
@@ -180,6 +181,7 @@ private:
     void _register_object(CORBA_Object* object);
     void register_service(TRXSkelInfo& skel);
     void unregister(TRXSkelInfo& skel);
+    void leave_tables(TRXSkelInfo& skel);
     IOP::IOR* reference(CORBA_Object* object, const TRXObjectId& id);
     TRXImplHelper* service_proxy(const char* serviceName) const;
     CORBA_Object* find_service(const TRXServiceId& id);
