@@ -8,7 +8,8 @@ using namespace harbolance;
 
 namespace {
 
-// Hears what becomes of a reply that could not leave at once; destroys itself.
+// Hears what becomes of a reply that could not leave at once; destroys itself. What the interceptor throws
+// ends here: the request is over, and what writes for the connection has others to tell.
 class ReplyObserver final : public OutputObserver {
 public:
     ReplyObserver(TRXGIOPMessage* message, RequestInProgress& progress, CORBA_Object* target,
@@ -21,11 +22,17 @@ public:
 
     void left() override {
         const std::unique_ptr<ReplyObserver> self(this);
-        _interceptor->reply_sent(_header, _target.in(), _closure);
+        try {
+            _interceptor->reply_sent(_header, _target.in(), _closure);
+        } catch (...) {
+        }
     }
     void failed(const CORBA_Exception& exception) override {
         const std::unique_ptr<ReplyObserver> self(this);
-        _interceptor->send_reply_failed(_header, _reply, _target.in(), exception, _closure);
+        try {
+            _interceptor->send_reply_failed(_header, _reply, _target.in(), exception, _closure);
+        } catch (...) {
+        }
     }
 
 private:
@@ -203,8 +210,10 @@ void TRXGIOPServer::reply_exception(RequestInProgress& progress, CORBA_Object* t
     if (_interceptor && !progress.prepared)
         begin_reply(progress, target);
     write_exception(progress, *raised);
-    if (const std::unique_ptr<CORBA_Exception> replaced = show_reply(progress, target))
+    if (const std::unique_ptr<CORBA_Exception> replaced = show_reply(progress, target)) {
+        begin_reply(progress, target);
         write_exception(progress, *replaced);
+    }
 }
 
 void TRXGIOPServer::request(TRXGIOPRequest* message, TRXGlobalTable* table) {
@@ -259,6 +268,12 @@ void TRXGIOPServer::execute_local(GIOP::RequestHeader& header, CORBA_MarshalOutB
     progress.reply = CORBA_MarshalOutBuffer::_duplicate(buffer);
     CORBA_Object_var served(CORBA_Object::_duplicate(target));
     serve(progress, &in, served, nullptr);
+    if (!header.response_expected)
+        return;
+    if (progress.reply.in() != buffer) { // an interceptor has put another one in its place
+        buffer->rewind();
+        buffer->write_raw(progress.reply->data(), progress.reply->offset());
+    }
     if (_interceptor)
         _interceptor->reply_sent(header, served.in(), progress.closure);
 }

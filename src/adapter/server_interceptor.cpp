@@ -53,7 +53,8 @@ TRXServerInterceptor* TRXChainServerIntercepFactory::create(int fd, const IOP::T
     if (_factories.count() == 0)
         return nullptr;
     TRXRef<TRXChainServerInterceptor> chain(new TRXChainServerInterceptor);
-    for (const auto& factory : _factories) {
+    const TRXList<TRXRef<TRXServerInterceptorFactory>> factories = _factories; // one may remove itself
+    for (const auto& factory : factories) {
         const TRXRef<TRXServerInterceptor> made(factory->create(fd, profile));
         if (made)
             chain->add(made.get());

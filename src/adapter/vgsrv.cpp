@@ -15,6 +15,16 @@ namespace {
 
 constinit CORBA_UShort inProgress = 0;
 
+// The address of calls inside this process, for interceptors; the caller's.
+IOP::TaggedProfile* localProfile() {
+    IIOP::ProfileBody body;
+    body.iiop_version = {1, 1};
+    auto profile = std::make_unique<IOP::TaggedProfile>();
+    profile->tag = IOP::TAG_TRX_LOCAL;
+    profile->profile_data = IIOP::encoded(body);
+    return profile.release();
+}
+
 bool endsWithItsClient(const TRXAdapter* adapter) {
     return adapter && adapter->activation_policy() != SHARED_SERVER;
 }
@@ -44,8 +54,6 @@ TRXGIOPServer::TRXGIOPServer(TRXAdapter* adapter, TRXGIOPConn* connection, bool 
     : _adapter(adapter), _connection(GIOPUse::another(connection)) {
     if (reuseReply)
         _reply = new CORBA_MarshalOutBuffer(initialBufferSize);
-    IOP::TaggedProfile profile;
-    profile.tag = IOP::TAG_TRX_LOCAL;
     if (connection) {
         _fd = connection->connection().fd();
         connection->handler(this);
@@ -53,14 +61,13 @@ TRXGIOPServer::TRXGIOPServer(TRXAdapter* adapter, TRXGIOPConn* connection, bool 
     TRXChainServerIntercepFactory* factory = TRXChainServerIntercepFactory::instance();
     if (!factory)
         return;
-    if (connection) {
-        const std::unique_ptr<IOP::TaggedProfile> own(connection->profile());
-        profile = *own;
-    }
-    _interceptor = TRXRef<TRXServerInterceptor>(factory->create(_fd, profile));
+    const std::unique_ptr<IOP::TaggedProfile> profile(connection ? connection->profile() : localProfile());
+    _interceptor = TRXRef<TRXServerInterceptor>(factory->create(_fd, *profile));
 }
 
 TRXGIOPServer::~TRXGIOPServer() {
+    if (_connection)
+        _connection->fail_output(CORBA_COMM_FAILURE());
     if (endsWithItsClient(_adapter))
         AllAdapters::instance().shutDown();
 }
@@ -77,17 +84,14 @@ int TRXGIOPServer::inputReady(int) {
         if (message)
             handle(message.get(), TRXGlobalTable::instance());
     } catch (const CORBA_COMM_FAILURE& failure) {
-        _connection->fail_output(failure);
-        end(false);
+        end(failure);
         return -1;
     } catch (const CORBA_Exception& exception) {
         // The message cannot be read, so there is no request to reply to.
-        _connection->fail_output(exception);
-        _adapter->connection_closed(this);
+        end(exception, false);
     } catch (...) {
         // An interceptor has thrown what it must not; the others' connections go on.
-        _connection->fail_output(CORBA_UNKNOWN());
-        end(false);
+        end(CORBA_UNKNOWN());
         return -1;
     }
     return 0;
@@ -98,28 +102,42 @@ int TRXGIOPServer::outputReady(int) {
     try {
         _connection->write_queued();
     } catch (const CORBA_COMM_FAILURE& failure) {
-        _connection->fail_output(failure);
-        end(false);
+        end(failure);
     }
     return 0;
 }
 
 int TRXGIOPServer::exceptionRaised(int) {
     const auto self = TRXRef<TRXGIOPServer>::duplicate(this);
-    _connection->fail_output(CORBA_COMM_FAILURE(ETIMEDOUT, COMPLETED_NO));
-    end(false);
+    end(CORBA_COMM_FAILURE(ETIMEDOUT, COMPLETED_NO));
     return 0;
 }
 
-void TRXGIOPServer::end(bool byServer) {
-    if (_interceptor)
+void TRXGIOPServer::end(const CORBA_Exception& why, bool telling) {
+    _connection->fail_output(why);
+    if (telling)
+        tell_disconnected(false);
+    if (_adapter)
+        _adapter->connection_closed(this);
+}
+
+void TRXGIOPServer::tell_disconnected(bool byServer) {
+    if (!_interceptor)
+        return;
+    try {
         _interceptor->disconnected(byServer);
-    _adapter->connection_closed(this);
+    } catch (...) {
+        // There is no request that it could fail, and the connection ends all the same.
+    }
+}
+
+void TRXGIOPServer::adapter_gone() {
+    _connection->unregister_io();
+    _adapter = nullptr;
 }
 
 void TRXGIOPServer::close() {
-    if (_interceptor)
-        _interceptor->disconnected(1);
+    tell_disconnected(true);
     _connection->send_close(0);
     _connection->unregister_io();
     _connection->connection().close();
@@ -145,7 +163,7 @@ void TRXGIOPServer::handle(TRXGIOPMessage* message, TRXGlobalTable* table) {
     case GIOP::LocateRequest: locate(TRXGIOPLocateRequest::narrow(message)); break;
     case GIOP::CancelRequest: cancel(TRXGIOPCancelRequest::narrow(message)); break;
     case GIOP::MessageError: message_error(message); break;
-    case GIOP::CloseConnection: end(false); break;
+    case GIOP::CloseConnection: end(CORBA_COMM_FAILURE()); break;
     default: _connection->send_message_error(0); break;
     }
 }
@@ -185,8 +203,8 @@ void TRXGIOPServer::locate(TRXGIOPLocateRequest* message) {
         CORBA_Object_var found;
         try {
             found = find(key);
-        } catch (const CORBA_Exception&) {
-            // an activator that fails has no object to name
+        } catch (...) {
+            // an activator that fails, whatever it throws, has no object to name
         }
         if (!found.in()) {
             if (interceptor)

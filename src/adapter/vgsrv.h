@@ -51,6 +51,9 @@ public:
     // Tells the client and gives one reference back.
     virtual void close();
 
+    // The adapter leaves while a request is being served: that one ends, and no further one is read.
+    void adapter_gone();
+
     // The buffer for the results of the request behind `pdata`, its header written; the caller's.
     static CORBA_MarshalOutBuffer* prepare_reply(CORBA_Object* object, void* pdata);
     // Serves a request of this process. The arguments in `buffer` become the reply, without a message header.
@@ -80,10 +83,11 @@ private:
     void write_exception(harbolance::RequestInProgress& progress, const CORBA_Exception& exception);
     void write_forward(harbolance::RequestInProgress& progress, CORBA_Object* target);
     CORBA_MarshalOutBuffer* begin_reply(harbolance::RequestInProgress& progress, CORBA_Object* object);
-    void end(bool byServer);
+    void end(const CORBA_Exception& why, bool telling = true);
+    void tell_disconnected(bool byServer);
 
     harbolance::TargetCache _cache;
-    TRXAdapter* _adapter; // not counted; null for local calls
+    TRXAdapter* _adapter; // not counted; null for local calls, and when it has gone
     harbolance::GIOPUse _connection;
     TRXRef<TRXServerInterceptor> _interceptor;
     CORBA_MarshalOutBuffer_var _reply; // when replies share a buffer

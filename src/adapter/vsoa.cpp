@@ -23,8 +23,12 @@ TRXSimpleAdapter::~TRXSimpleAdapter() {
     loop.stopTimer(this);
     if (_listener)
         loop.unlink(_listener->connection().fd());
-    for (uint32_t i = _servers.next(0); i < _servers.capacity(); i = _servers.next(i + 1))
-        _servers.slot(i).server->_remove_ref();
+    for (uint32_t i = _servers.next(0); i < _servers.capacity(); i = _servers.next(i + 1)) {
+        TRXGIOPServer* server = _servers.slot(i).server;
+        if (server->_refcount() > 1)
+            server->adapter_gone();
+        server->_remove_ref();
+    }
 }
 
 void TRXSimpleAdapter::stop() {
@@ -62,7 +66,11 @@ int TRXSimpleAdapter::inputReady(int fd) {
     TRX_ASSERT(fd == _listener->connection().fd(), "vsoa");
     if (!is_active())
         return -1;
-    accept_connection();
+    try {
+        accept_connection();
+    } catch (const CORBA_Exception&) {
+        // The new peer loses its connection; the others and the listener go on.
+    }
     return 0;
 }
 
@@ -197,8 +205,8 @@ GIOPUse TRXIIOPAdapterFactory::open_listener() {
     if (!body.host.in())
         body.host = "127.0.0.1"; // a host whose name leads nowhere can still serve itself
     body.port = static_cast<CORBA_UShort>(_adapter->number("OAport").value_or(0));
-    if (const auto noCallback = _adapter->number("OAnoCallback"))
-        TRXGlobalTable::instance()->noCallback = *noCallback != 0;
+    if (const auto noCallback = _adapter->flag("OAnoCallback"))
+        TRXGlobalTable::instance()->noCallback = *noCallback;
     IOP::TaggedProfile profile;
     profile.tag = IOP::TAG_INTERNET_IOP;
     profile.profile_data = IIOP::encoded(body);

@@ -26,9 +26,6 @@ public:
     virtual TRXGIOPConn* listener(); // with one use for the caller, or null
     virtual CORBA_UShort requests_in_progress();
 
-    // Whether replies wait to be taken.
-    bool has_output() const;
-
     int inputReady(int fd) override;
     void timerExpired(long sec, long usec) override;
 
