@@ -3,6 +3,7 @@
 #include "adapter/skel_info.h"
 #include "adapter/vgsrv.h"
 #include "adapter/vsoa.h"
+#include "agent/session/dsuser.h"
 #include "invoke/stub/vstub.h"
 #include "invoke/transport/viconn.h"
 #include "orb/vorb.h"
@@ -33,6 +34,7 @@ struct Hooks {
         harbolance::ProfileORB::install(orbOfTag);
         harbolance::ObjectAdapters::install(&harbolance::AllAdapters::instance());
         harbolance::LocalCalls::install(&localCalls);
+        harbolance::AllAdapters::instance().endSessionBy(DSUser::endAtExit);
     }
     harbolance::InProcessServer localCalls;
 };

@@ -50,10 +50,11 @@ std::vector<TRXAdapterFactory*> TRXAdapterFactory::all() {
 
 namespace {
 
-// A profile that cannot be read, or that names an object which is not here any more, is not of this process.
-CORBA_Object* localObject(TRXAdapterFactory& factory, const IOP::TaggedProfile& profile, bool checkAddress) {
+// A key or profile that cannot be read, or that names an object which is not here, is not of this process.
+template <class Search>
+CORBA_Object* localObject(Search search) {
     try {
-        return factory.find_local(profile, checkAddress);
+        return search();
     } catch (const CORBA_OBJECT_NOT_EXIST&) {
         return nullptr;
     } catch (const CORBA_MARSHAL&) {
@@ -72,7 +73,7 @@ CORBA_Object* AllAdapters::find(const CORBA_OctetSequence& key) {
     CORBA_Object* found = nullptr;
     TRXAdapterFactory::each([&](TRXAdapterFactory& factory) {
         if (!found && factory.adapter())
-            found = factory.adapter()->find(key);
+            found = localObject([&] { return factory.adapter()->find(key); });
     });
     return found;
 }
@@ -82,7 +83,7 @@ CORBA_Object* AllAdapters::find(const IOP::IOR& ior, bool checkAddress) {
     TRXAdapterFactory::each([&](TRXAdapterFactory& factory) {
         for (const IOP::TaggedProfile& profile : ior.profiles) {
             if (!found)
-                found = localObject(factory, profile, checkAddress);
+                found = localObject([&] { return factory.find_local(profile, checkAddress); });
         }
     });
     return found;
@@ -106,6 +107,8 @@ CORBA_BOA* AllAdapters::make(const char* id, int& argc, char** argv) {
 
 void AllAdapters::shutDown() {
     TRXAdapterFactory::each([](TRXAdapterFactory& factory) { factory.shutdown(); });
+    if (_endSession)
+        _endSession();
     _shuttingDown = true;
 }
 

@@ -50,10 +50,13 @@ public:
     void flush() override;
 
     static AllAdapters& instance();
+    // What ends the session with the location agent: a part of the shut-down.
+    void endSessionBy(void (*end)()) { _endSession = end; }
     // Serving is to end: `run` returns.
     bool shuttingDown() const { return _shuttingDown; }
 
 private:
+    void (*_endSession)() = nullptr;
     bool _shuttingDown = false;
 };
 

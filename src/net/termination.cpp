@@ -11,18 +11,25 @@ namespace {
 
 using Action = void (*)();
 constinit Action installedAction = nullptr;
-volatile std::sig_atomic_t signalled = 0;
-volatile std::sig_atomic_t wakeUp = -1; // the descriptor
+volatile std::sig_atomic_t signalled = 0; // and not acted on yet
+volatile std::sig_atomic_t noted = 0;     // by this process, ever
+volatile std::sig_atomic_t wakeUp = -1;   // the descriptor
 
-extern "C" void noteSignal(int) {
+extern "C" void noteSignal(int signal) {
+    if (noted != 0) { // the other one of the two has come before
+        ::raise(signal);
+        return;
+    }
     const int error = errno;
+    noted = 1;
     signalled = 1;
     const uint64_t one = 1;
     [[maybe_unused]] const ssize_t written = ::write(static_cast<int>(wakeUp), &one, sizeof one);
     errno = error;
 }
 
-// One signal is noted. The next finds the default action, which ends the process even if it never waits.
+// One signal is noted. The next of either kind finds the default action, which ends the process even if it
+// never waits.
 void handleIfDefault(int signal) {
     struct sigaction present {};
     if (::sigaction(signal, nullptr, &present) != 0)

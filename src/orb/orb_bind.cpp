@@ -56,7 +56,7 @@ CORBA_Object* TRXORB::bind(const char* rep_id, const char* object_name, const ch
     const CORBA_TypeInfo* info = CORBA_TypeInfo::lookup(rep_id);
     if (info)
         rep_id = table.backCompat ? info->name() : info->id();
-    else
+    if (!info || !info->impl()->hasFactory())
         info = &CORBA_Object_type;
 
     CORBA_Object_var local;

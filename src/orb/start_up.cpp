@@ -26,8 +26,8 @@ namespace {
     throw CORBA_NO_RESOURCES(static_cast<CORBA_ULong>(errno), COMPLETED_NO);
 }
 
-// Runs at exit and on a termination signal. At exit the functions that were registered later, such as the
-// agent session's, have run before; on a signal they run here. Each function leaves the list before it runs,
+// Runs at exit and on a termination signal. At exit the functions that were registered later have run before;
+// on a signal they run here. Each function leaves the list before it runs,
 // so none runs twice, this one included.
 void shutDown() {
     if (ObjectAdapters* adapters = ObjectAdapters::installed()) {
@@ -35,7 +35,6 @@ void shutDown() {
         adapters->flush();
     }
     runExitFunctions();
-    orbSettings.shuttingDown = true;
 }
 
 void endOnSignal() {

@@ -57,6 +57,9 @@ public:
     // until the process ends.
     static DSUser* create(const char* loginName, const char* loginExtra, int port);
     ~DSUser() override;
+    // Tells the agent that the process goes; there is no session from then on. Runs when the ORB shuts down or
+    // the process ends, whichever comes first.
+    static void endAtExit();
 
     bool isLoggedIn() const;
     // The last agent's; this host, port 0, before there was one.
@@ -107,7 +110,6 @@ private:
     struct Parts;
 
     DSUser(const char* loginName, const char* loginExtra);
-    static void endAtExit();
 
     std::unique_ptr<Parts> parts_;
     NCRef<DSReply> lastReply_;
