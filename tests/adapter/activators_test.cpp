@@ -51,7 +51,6 @@ TEST(Services, haveAServantForEachIdThatIsAskedFor) {
         {"7", "7", ""},
         {"8", "8", "+8"},
         {"none", "CORBA::BAD_PARAM", "+none"},
-        {"none", "CORBA::BAD_PARAM", "+none"},
         {"fails", "CORBA::NO_PERMISSION", "+fails"},
         {"itself", "itself", "+itself+itself"},
         {"itself", "itself", ""},
