@@ -2,6 +2,7 @@
 #include "invoke/stub/profile_orb.h"
 #include "invoke/stub/reference_connection.h"
 #include "invoke/stub/vstub.h"
+#include "invoke/transport/loop_wait.h"
 #include "marshal/marshal_settings.h"
 #include "marshal/reference/vutil.h"
 #include "object/corba_orb.h"
@@ -16,6 +17,10 @@
 using namespace harbolance;
 
 namespace {
+
+// Calls that wait, each made by a servant that is called inside the wait of the one before. More of them
+// would let clients exhaust the stack.
+constexpr unsigned mostNested = 128;
 
 constinit LocalCalls* localCalls = nullptr;
 
@@ -132,6 +137,8 @@ void TRXStubInfo::connect_now() {
 }
 
 GIOPUse TRXStubInfo::connection() {
+    if (LoopWait::nested() > mostNested)
+        throw CORBA_NO_RESOURCES();
     if (_state == _FORWARD) {
         _connection.reset();
     } else if (_connection && _connection->connection().state() == TRXConnection::CLOSED) {

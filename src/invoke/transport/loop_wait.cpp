@@ -5,6 +5,7 @@
 namespace harbolance {
 
 LoopWait::LoopWait() {
+    ++_nested;
     if (!TRXGlobalTable::instance()->noCallback) {
         _dispatcher = dpDispatcher::instance();
         return;

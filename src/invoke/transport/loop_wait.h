@@ -46,6 +46,12 @@ namespace harbolance {
 class LoopWait {
 public:
     LoopWait();
+    LoopWait(const LoopWait&) = delete;
+    LoopWait& operator=(const LoopWait&) = delete;
+    ~LoopWait() { --_nested; }
+
+    // How many waits there are, each in a handler that the one before has called.
+    static unsigned nested() { return _nested; }
 
     // Where the waiting call links what it waits for, and unlinks it before the wait ends.
     dpDispatcher& dispatcher() { return *_dispatcher; }
@@ -76,6 +82,8 @@ public:
     void pause(CORBA_ULong seconds);
 
 private:
+    static inline constinit unsigned _nested = 0;
+
     std::optional<dpDispatcher> _own;
     std::optional<TerminationWatch> _signals; // of a loop of its own
     dpDispatcher* _dispatcher;
