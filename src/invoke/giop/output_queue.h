@@ -45,6 +45,7 @@ public:
     void fail(const CORBA_Exception& exception);
 
     bool empty() const { return _messages.empty(); }
+    size_t count() const { return _messages.size(); }
     bool hasLeft(Ticket ticket) const { return ticket <= _lastLeft; }
     // Octets that wait.
     uint64_t size() const { return _size; }

@@ -14,8 +14,10 @@ using namespace harbolance;
 
 namespace {
 
-// A server reads no further request while so much of its replies waits to be taken.
+// A server reads no further request while so much of its replies waits to be taken, with what a message costs
+// beside its octets: small replies to a peer that takes none fill the memory as well.
 constexpr uint64_t mostOutput = uint64_t{16} << 20;
+constexpr uint64_t messageCost = 512;
 
 constinit CORBA_ULong writingConnections = 0;
 
@@ -50,7 +52,8 @@ void TRXGIOPConn::unregister_io(dpDispatcher* dispatcher) {
 }
 
 bool TRXGIOPConn::stops_reading() const {
-    return _connection->state() == TRXConnection::ATTACHED && _output.size() > mostOutput;
+    return _connection->state() == TRXConnection::ATTACHED &&
+           _output.size() + _output.count() * messageCost > mostOutput;
 }
 
 // Links the socket for what the connection can go on with. A dispatcher takes a descriptor out for everything
