@@ -42,8 +42,9 @@ public:
     Busy(const Busy&) = delete;
     Busy& operator=(const Busy&) = delete;
     ~Busy() {
-        --_server._busy;
         --inProgress;
+        if (--_server._busy == 0)
+            _server._connection->became_idle();
     }
 
 private:
@@ -135,6 +136,7 @@ void TRXGIOPServer::adapter_gone() {
     _connection->unregister_io();
     _adapter = nullptr;
 }
+
 
 void TRXGIOPServer::close() {
     tell_disconnected(true);

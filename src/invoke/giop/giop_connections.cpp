@@ -48,7 +48,7 @@ TRXGIOPConnFactory& TRXGIOPConnFactory::of(CORBA_ULong tag) {
     static auto& all = *new HashTable<FactoryTraits>(16);
     if (const auto* found = all.find(transport))
         return *found->connections;
-    auto* made = new TRXGIOPConnFactory(*transport);
+    auto* made = new TRXGIOPConnFactory;
     all.insert({transport, made});
     return *made;
 }
@@ -82,7 +82,7 @@ void TRXGIOPConnFactory::release_connection(TRXGIOPConn* connection) {
     }
     if (_active.take(&connection->connection()))
         _idle.insert(connection);
-    ::gettimeofday(&connection->_last_used, nullptr);
+    connection->became_idle();
     cool();
 }
 

@@ -43,7 +43,7 @@ private:
 // Each connection of a client stands in one of the two maps; accepted ones stand in neither.
 class TRXGIOPConnFactory {
 public:
-    explicit TRXGIOPConnFactory(TRXConnFactory& transport) : _transport(transport) {}
+    TRXGIOPConnFactory() = default;
     TRXGIOPConnFactory(const TRXGIOPConnFactory&) = delete;
     TRXGIOPConnFactory& operator=(const TRXGIOPConnFactory&) = delete;
     virtual ~TRXGIOPConnFactory();
@@ -91,7 +91,6 @@ private:
     TRXGIOPConn* oldest(Map& map, bool (*closable)(TRXGIOPConn&));
     void remove(TRXGIOPConn* connection);
 
-    TRXConnFactory& _transport;
     Map _active{16};
     Map _idle{16};
     CORBA_ULong _max_idle_time = 300;

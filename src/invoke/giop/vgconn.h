@@ -83,7 +83,9 @@ public:
                            CORBA_ULong replyTimeout);
 
     TRXConnection& connection() const { return *_connection; }
+    // When it was made, or became idle.
     const timeval& last_used() const { return _last_used; }
+    void became_idle() { ::gettimeofday(&_last_used, nullptr); }
 
     // --- For those who read and write on the connection ------------------------------------------------
 
