@@ -38,8 +38,8 @@ Local::Local(const Unit& unit, const Interface& from, const Parameter& parameter
     if (owned || allocated)
         passed += in ? ".in()" : out ? ".out()" : ".inout()";
     const Type& real = unaliased(type);
-    const bool octets =
-        real.kind == TypeKind::sequence && real.bound == 0 && unaliased(*real.element).kind == TypeKind::octet;
+    const bool octets = real.kind == TypeKind::sequence && real.bound == 0 &&
+                        unaliased(*real.element).kind == TypeKind::octet;
     if (!out)
         read = in && octets ? "harbolance::inMessage(" + name + ")" : elements;
     if (!in)

@@ -77,5 +77,5 @@ private:
     CORBA_Object_var _proxy;
     State _state = INACTIVE;
     TRXRef<TRXServiceId> _service_id; // shared with the adapter's table
-    TRXAdapter* _adapter; // null when it has gone
+    TRXAdapter* _adapter;             // null when it has gone
 };

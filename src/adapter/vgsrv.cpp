@@ -137,7 +137,6 @@ void TRXGIOPServer::adapter_gone() {
     _adapter = nullptr;
 }
 
-
 void TRXGIOPServer::close() {
     tell_disconnected(true);
     _connection->send_close(0);

@@ -82,7 +82,7 @@ def faults_of_examples(root, library):
     for source in sources(root):
         for name in QUOTED.findall(source.read_text()):
             definition = re.sub(r"_(stub|skel)\.h$", ".idl", name)
-            if not (source.parent / name).exists() and not (source.parent / definition).exists():
+            if not (source.parent / name).exists() and not any(root.rglob(definition)):
                 yield f'{source}: "{name}" is no file of the example'
         for name in PUBLIC.findall(source.read_text()):
             if not (library / name).exists():

@@ -57,8 +57,8 @@ public:
     // until the process ends.
     static DSUser* create(const char* loginName, const char* loginExtra, int port);
     ~DSUser() override;
-    // Tells the agent that the process goes; there is no session from then on. Runs when the ORB shuts down or
-    // the process ends, whichever comes first.
+    // Tells the agent that the process goes; there is no session from then on. Runs when the ORB shuts down
+    // or the process ends, whichever comes first.
     static void endAtExit();
 
     bool isLoggedIn() const;
