@@ -57,7 +57,7 @@ void TRXGIOPConn::send(CORBA_ULong id, CORBA_MarshalOutBuffer* buffer, CORBA_Boo
         waiter = made.get();
     }
     _pending.add(waiter);
-    made.release();
+    static_cast<void>(made.release()); // the table has it
     OutstandingRequest request(_pending, id);
     write(buffer, timeout);
     request.stays();
