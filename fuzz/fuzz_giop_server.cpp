@@ -75,11 +75,12 @@ struct Server {
         int argc = 5;
         CORBA::ORB_ptr orb = CORBA::ORB_init(argc, argv);
         adapter = static_cast<TRXAdapter*>(orb->BOA_init(argc, argv));
-        adapter->obj_is_ready(new Servant);
+        adapter->obj_is_ready(servant);
         const TRXPersistentId id("IDL:Hostile/Target:1.0", "target");
         const CORBA_OctetSequence_var octets(TRXUtil::key_from_id(id));
         key.assign(reinterpret_cast<const char*>(octets->buffer()), octets->length());
     }
+    CORBA::Object_ptr servant = new Servant; // outlives the adapter, which the library destroys at the end
     TRXAdapter* adapter;
     std::string key;
 };

@@ -58,7 +58,7 @@ public:
         const BenchEcho::Octets data = octets(1024);
         for (int i = 0; i < count; ++i) {
             const BenchEcho::Octets_var result = echo_->give(data);
-            check(result->length() == data.length() && result[1023] == data[1023]);
+            check(result->length() == data.length() && result[1023u] == data[1023]);
         }
     }
 

@@ -52,9 +52,9 @@ CORBA_Object* TRXORB::resolve_initial_references(const char* name) {
 void TRXORB::readProperties() {
     _agentEnabled = flag("ORBagent").value_or(_agentEnabled);
     if (const auto count = number("ORBConnectionMax"))
-        connection_max(static_cast<CORBA_ULong>(*count));
+        TRXORB::connection_max(static_cast<CORBA_ULong>(*count));
     if (const auto seconds = number("ORBConnectionMaxIdle"))
-        connection_max_idle(static_cast<CORBA_ULong>(*seconds));
+        TRXORB::connection_max_idle(static_cast<CORBA_ULong>(*seconds));
 }
 
 void TRXORB::create_environment(CORBA_Environment*& environment) { environment = new CORBA_Environment; }
