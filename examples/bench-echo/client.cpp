@@ -90,8 +90,8 @@ public:
     }
 
     void pipe64(int count) {
-        echo_
-            ->null(); // binds the stub; by itself it would have to be asked again when the server forwards it
+        // Binds the stub, which may be forwarded; its own operations would have to be repeated then.
+        echo_->null();
         TRXStubInfo& stub = *TRXStubInfo::of(echo_);
         std::array<CORBA::MarshalOutBuffer_var, 64> window;
         for (int left = count; left > 0;) {
