@@ -9,6 +9,7 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <vector>
 
 namespace harbidl {
 
@@ -26,18 +27,43 @@ bool writeNew(const std::string& path, const std::string& content) {
     return !file.fail();
 }
 
-bool replace(const std::string& path, const std::string& content) {
-    std::error_code ignored; // the file then cannot be written either
-    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
-    if (!folder.empty())
-        std::filesystem::create_directories(folder, ignored);
-    const std::string fresh = path + "." + std::to_string(getpid());
-    if (writeNew(fresh, content) && std::rename(fresh.c_str(), path.c_str()) == 0)
+// Files beside those that they will replace. What has not replaced its file is removed in the end.
+class Replacements {
+public:
+    Replacements() = default;
+    Replacements(const Replacements&) = delete;
+    Replacements& operator=(const Replacements&) = delete;
+    ~Replacements() {
+        for (const std::string& path : paths_)
+            std::remove(fresh(path).c_str());
+    }
+
+    bool write(const std::string& path, const std::string& content) {
+        std::error_code ignored; // the file then cannot be written either
+        const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+        if (!folder.empty())
+            std::filesystem::create_directories(folder, ignored);
+        paths_.push_back(path);
+        return writeNew(fresh(path), content) || failed(path);
+    }
+    bool replaceAll() {
+        for (; !paths_.empty(); paths_.pop_back()) {
+            const std::string& path = paths_.back();
+            if (std::rename(fresh(path).c_str(), path.c_str()) != 0)
+                return failed(path);
+        }
         return true;
-    std::cerr << "harbidl: cannot write " << path << ": " << std::strerror(errno) << "\n";
-    std::remove(fresh.c_str());
-    return false;
-}
+    }
+
+private:
+    static std::string fresh(const std::string& path) { return path + "." + std::to_string(getpid()); }
+    static bool failed(const std::string& path) {
+        std::cerr << "harbidl: cannot write " << path << ": " << std::strerror(errno) << "\n";
+        return false;
+    }
+
+    std::vector<std::string> paths_;
+};
 
 } // namespace
 
@@ -49,11 +75,14 @@ bool Outputs::write() const {
             return false;
         }
     }
+    // All are written before the first replaces anything, so that a full disk leaves the old ones as they
+    // are.
+    Replacements replacements;
     for (const File& file : files_) {
-        if (!hasContent(file.path, file.content) && !replace(file.path, file.content))
+        if (!hasContent(file.path, file.content) && !replacements.write(file.path, file.content))
             return false;
     }
-    return true;
+    return replacements.replaceAll();
 }
 
 } // namespace harbidl
