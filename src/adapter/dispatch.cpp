@@ -96,8 +96,17 @@ CORBA_MarshalOutBuffer* TRXGIOPServer::begin_reply(RequestInProgress& progress, 
     return &buffer;
 }
 
-// In a buffer of its own: the skeleton may have begun to write results into the other.
 void TRXGIOPServer::write_exception(RequestInProgress& progress, const CORBA_Exception& exception) {
+    try {
+        write_one_exception(progress, exception);
+    } catch (const CORBA_SystemException& failure) {
+        // The exception has a member that cannot be written. The caller gets a reply all the same.
+        write_one_exception(progress, failure);
+    }
+}
+
+// In a buffer of its own: the skeleton may have begun to write results into the other.
+void TRXGIOPServer::write_one_exception(RequestInProgress& progress, const CORBA_Exception& exception) {
     const bool system = CORBA_Exception::_is_a(&exception, CORBA_SystemException::_descriptor());
     progress.reply_header.reply_status = system ? GIOP::SYSTEM_EXCEPTION : GIOP::USER_EXCEPTION;
     if (progress.local)

@@ -81,6 +81,7 @@ private:
     void send(TRXGIOPMessage* message, harbolance::RequestInProgress& progress, CORBA_Object* target,
               TRXServerInterceptor* interceptor);
     void write_exception(harbolance::RequestInProgress& progress, const CORBA_Exception& exception);
+    void write_one_exception(harbolance::RequestInProgress& progress, const CORBA_Exception& exception);
     void write_forward(harbolance::RequestInProgress& progress, CORBA_Object* target);
     CORBA_MarshalOutBuffer* begin_reply(harbolance::RequestInProgress& progress, CORBA_Object* object);
     void end(const CORBA_Exception& why, bool telling = true);

@@ -59,6 +59,13 @@ std::string called(TRXGIOPServer& server, CORBA_Object* target, const char* oper
     return id.in();
 }
 
+// An exception that cannot be written.
+class Unwritable : public CORBA_UserException {
+public:
+    CORBA_Exception* _copy() const override { return new Unwritable; }
+    void _write(TRXostream&) const override { throw CORBA_BAD_PARAM(); }
+};
+
 TEST(Dispatch, repliesWithWhatTheServantDoes) {
     TRXGIOPServer server(nullptr, nullptr, false);
     auto* guard = new Guard;
@@ -71,6 +78,7 @@ TEST(Dispatch, repliesWithWhatTheServantDoes) {
         {"answer", nullptr, "8"},
         {"nothing", nullptr, "IDL:omg.org/CORBA/BAD_OPERATION:1.0"},
         {"answer", [] { throw CORBA_ORB_InvalidName(); }, "IDL:omg.org/CORBA/ORB/InvalidName:1.0"},
+        {"answer", [] { throw Unwritable(); }, "IDL:omg.org/CORBA/BAD_PARAM:1.0"},
         {"answer", [] { throw 7; }, "IDL:omg.org/CORBA/UNKNOWN:1.0"},
         {"answer", [&] { EXPECT_EQ(called(server, guard, "answer", false), ""); }, "8"},
         {"answer",
@@ -82,7 +90,7 @@ TEST(Dispatch, repliesWithWhatTheServantDoes) {
         {"answer", [&] { held = CORBA_Object::_nil(); }, "8"}, // in its own call
     };
     for (const auto& row : rows) {
-        const bool nests = &row == &rows[4];
+        const bool nests = &row == &rows[5];
         guard->act = [&, depth = 0]() mutable {
             if (row.act && (!nests || depth++ == 0))
                 row.act();
