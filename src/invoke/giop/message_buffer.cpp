@@ -1,7 +1,9 @@
 #include "invoke/giop/message_buffer.h"
 
+#include "marshal/exception/vexcept.h"
+
+#include <cerrno>
 #include <cstdlib>
-#include <new>
 #include <utility>
 
 namespace harbolance {
@@ -11,13 +13,9 @@ namespace {
 char* resized(char* memory, size_t capacity) {
     void* grown = std::realloc(memory, capacity);
     if (!grown)
-        throw std::bad_alloc();
+        throw CORBA_NO_RESOURCES(static_cast<CORBA_ULong>(errno), COMPLETED_NO);
     return static_cast<char*>(grown);
 }
-
-} // namespace
-
-namespace {
 
 constexpr size_t mostSpare = size_t{2} << 20;
 

@@ -31,8 +31,8 @@ private:
     char _memory[size];
 };
 
-// For one large message. It grows while the message comes in. The memory of one such block is kept for the
-// next, up to 2 MiB.
+// For one large message. It grows while the message comes in; without memory it raises CORBA_NO_RESOURCES.
+// The memory of one such block is kept for the next, up to 2 MiB.
 class LargeReceiveBlock final : public ReceiveBlock {
 public:
     explicit LargeReceiveBlock(size_t capacity);

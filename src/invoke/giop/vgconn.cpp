@@ -131,6 +131,10 @@ int TRXGIOPConn::inputReady(int) {
             deliver(message.get());
     } catch (const CORBA_COMM_FAILURE& failure) {
         lose(failure);
+    } catch (const CORBA_NO_RESOURCES& failure) {
+        // The rest of a message without memory for it cannot be passed over: its octets are the next to read.
+        lose(failure);
+        _connection->close();
     } catch (const CORBA_Exception& exception) {
         fail_all(exception);
     }
