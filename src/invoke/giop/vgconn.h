@@ -33,7 +33,8 @@ public:
     // lives.
     virtual void register_io(dpDispatcher* dispatcher = nullptr);
     virtual void unregister_io(dpDispatcher* dispatcher = nullptr);
-    // A reply that nobody waits for, and that nobody has given up, raises CORBA_OBJECT_NOT_EXIST.
+    // An id that belongs to no outstanding request, nor to one that was given up, raises
+    // CORBA_OBJECT_NOT_EXIST.
     virtual void reply_received(CORBA_ULong id, TRXGIOPMessage* reply);
     virtual void fail_all(const CORBA_Exception& exception);
     // Completes the message's size and sends it; waits until it has left.
@@ -59,7 +60,9 @@ public:
     // come in time raises CORBA_NO_RESPONSE, and the connection stays usable.
     virtual TRXGIOPMessage* receive_reply(CORBA_ULong id, CORBA_ULong timeout = 0);
     virtual TRXGIOPMessage* invoke(CORBA_ULong id, CORBA_MarshalOutBuffer* buffer, CORBA_ULong timeout);
-    // Gives a request up and tells the peer so.
+    // Gives a request up: its reply will be dropped.
+    void give_up(CORBA_ULong id) { _pending.abandon(id); }
+    // The same, and tells the peer so.
     virtual void cancel(CORBA_ULong id, CORBA_ULong timeout);
     virtual void send_message_error(CORBA_ULong timeout);
     // A buffer that begins a reply; the caller's.

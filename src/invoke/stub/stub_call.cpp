@@ -118,7 +118,12 @@ void TRXStubInfo::send_intercepted(TRXMarshalOutBuffer& request, Transmit transm
             throw;
         }
     });
-    _interceptor->request_sent(header, request.closure());
+    try {
+        _interceptor->request_sent(header, request.closure());
+    } catch (...) {
+        connectionOf(request).give_up(header.request_id); // the caller will not ask for the reply
+        throw;
+    }
 }
 
 // Only over a connection that is still there.
