@@ -23,9 +23,16 @@ OutputQueue::Ticket OutputQueue::send(TRXConnection& connection, CORBA_MarshalOu
     return _lastTicket;
 }
 
+// Tickets ascend in the queue. Its end when the message has left.
+std::deque<OutputQueue::Message>::iterator OutputQueue::find(Ticket ticket) {
+    const auto found =
+        std::lower_bound(_messages.begin(), _messages.end(), ticket,
+                         [](const Message& message, Ticket sought) { return message.ticket < sought; });
+    return found != _messages.end() && found->ticket == ticket ? found : _messages.end();
+}
+
 void OutputQueue::observe(Ticket ticket, OutputObserver* observer) {
-    const auto found = std::find_if(_messages.begin(), _messages.end(),
-                                    [ticket](const Message& message) { return message.ticket == ticket; });
+    const auto found = find(ticket);
     if (found != _messages.end())
         found->observer = observer;
 }
@@ -71,8 +78,7 @@ void OutputQueue::finishFirst(std::vector<OutputObserver*>& observers) {
 }
 
 bool OutputQueue::withdraw(Ticket ticket) {
-    const auto found = std::find_if(_messages.begin(), _messages.end(),
-                                    [ticket](const Message& message) { return message.ticket == ticket; });
+    const auto found = find(ticket);
     if (found == _messages.end() || (found == _messages.begin() && _begun > 0))
         return false;
     _size -= found->buffer->offset();

@@ -59,6 +59,7 @@ private:
         OutputObserver* observer;
     };
 
+    std::deque<Message>::iterator find(Ticket ticket);
     void drop();
     void finishFirst(std::vector<OutputObserver*>& observers);
 
