@@ -1,5 +1,5 @@
-// The yardstick of call_ratios.py: what a broker has to do for a call and nothing else. Octets that nobody
-// encodes, static buffers, `select` before every message, 12 octets of header and then the body.
+// The yardstick of call_ratios.py: what a broker has to do for a call and nothing else. Octets that are
+// not encoded, static buffers, `select` before every message, 12 octets of header and then the body.
 //
 //     plain_echo server                                      prints its port and serves until it is ended
 //     plain_echo client PORT CASE COUNT REQUEST REPLY        as bench-echo-client, with messages of so many

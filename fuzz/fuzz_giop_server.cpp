@@ -1,8 +1,8 @@
 // The input is what a client sends to a server over one connection: an octet that says in how large pieces it
 // comes, and then messages. Each begins with an octet of flags. Either a count follows, and so many octets
 // that are sent as they are, or an operation, two octets of a count, and so many octets of arguments, which
-// are sent as a request to the servant. The pieces must not matter, and the server must not connect to
-// anybody.
+// are sent as a request to the servant. The pieces must not matter, and the server must not connect
+// anywhere.
 
 #include "fuzzing.h"
 #include "hostile_skel.h"

@@ -53,8 +53,7 @@ const char* const arrayAnyOperators = R"(
 
 } // namespace
 
-// --- The order of a file
-// -------------------------------------------------------------------------------------
+// --- The order of a file -----------------------------------------------------------------------------------
 
 void DeclarationsCode::all(const std::vector<Declaration*>& declarations) {
     const Declaration* before = nullptr;
@@ -155,8 +154,7 @@ void DeclarationsCode::operators(const Declaration& declaration) {
         print(anyOperators);
 }
 
-// --- Declarations
-// --------------------------------------------------------------------------------------------
+// --- Declarations ------------------------------------------------------------------------------------------
 
 void DeclarationsCode::constant(const Constant& constant) {
     const Scope& from = *constant.scope;

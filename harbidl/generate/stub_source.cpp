@@ -142,8 +142,7 @@ void DefinitionsCode::one(const Scope& from, const Declaration& declaration) {
     }
 }
 
-// --- TypeCodes
-// -----------------------------------------------------------------------------------------------
+// --- TypeCodes ---------------------------------------------------------------------------------------------
 
 // In one line, or one for what is plain, one for each piece of the list, and one for what is behind it.
 void DefinitionsCode::printMaker(const Maker& maker, bool recursive) {
@@ -227,8 +226,7 @@ std::string DefinitionsCode::label(const Union& owner, const std::optional<Value
     }
 }
 
-// --- Definitions
-// ---------------------------------------------------------------------------------------------
+// --- Definitions -------------------------------------------------------------------------------------------
 
 std::string DefinitionsCode::chain(const std::string& stream, const std::string& operation,
                                    const Struct& structure) {

@@ -14,7 +14,7 @@ public:
         skipBlanks();
         return {offset_ + static_cast<uint32_t>(rest_.data() - begin_)};
     }
-    // Up to a blank; empty at the end of the line.
+    // The next word, up to a space; empty at the end of the line.
     std::string_view word() {
         skipBlanks();
         return take(std::min(rest_.find_first_of(" \t\r"), rest_.size()));

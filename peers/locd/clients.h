@@ -106,7 +106,7 @@ public:
     bool full() const { return byAddress_.size() >= most; }
     uint32_t size() const { return byAddress_.size(); }
 
-    // Nobody may have the same session address.
+    // No other client may have the same session address.
     Client& add(std::unique_ptr<Client> client);
     // Its registrations must be gone.
     void remove(Client& client);

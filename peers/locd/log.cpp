@@ -185,7 +185,7 @@ protected:
 private:
     void end() {
         const std::string line = std::exchange(line_, {});
-        // The streams' complaints about what a peer sent, which anybody can cause.
+        // The streams' complaints about what a peer sent, which any peer can cause.
         const bool aboutInput = line.starts_with("NCistream::") || line.starts_with("NCipcbuf::");
         if (line.empty())
             return;

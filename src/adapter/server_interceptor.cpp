@@ -4,8 +4,7 @@
 
 #include <memory>
 
-// --- The class that programs derive from: every step does nothing
-// -------------------------------------------
+// --- The class that programs derive from: every step does nothing ------------------------------------------
 
 IOP::IOR* TRXServerInterceptor::locate(CORBA_ULong, const CORBA_OctetSequence&, TRXClosure&) {
     return nullptr;
@@ -62,8 +61,7 @@ TRXServerInterceptor* TRXChainServerIntercepFactory::create(int fd, const IOP::T
     return chain.detach();
 }
 
-// --- The interceptors of one connection
-// ----------------------------------------------------------------------
+// --- The interceptors of one connection --------------------------------------------------------------------
 
 IOP::IOR* TRXChainServerInterceptor::locate(CORBA_ULong requestId, const CORBA_OctetSequence& key,
                                             TRXClosure& closure) {

@@ -70,7 +70,8 @@ public:
     bool forwarded = false;               // the object is reached through a stub even in this process
 };
 
-// The upper layers install what makes the two halves. A half that nobody makes raises CORBA_INITIALIZE.
+// The upper layers install what makes the two halves. A half whose maker is not installed raises
+// CORBA_INITIALIZE.
 class ObjectHalves {
 public:
     using MakeStub = std::unique_ptr<StubHalf> (*)(CORBA_Object*);

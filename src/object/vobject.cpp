@@ -73,7 +73,7 @@ void* CORBA_Object::_cast(const CORBA_TypeInfo* target) {
     CORBA_Object_var stub(target->impl()->createStub());
     stub->_impl->stub->copy(this);
     stub = target->createWrappedObject(stub._retn());
-    // The caller's `_duplicate` is the first reference that anybody owns.
+    // The stub has no owner until the caller's `_duplicate`.
     CORBA_Object* result = stub._retn();
     result->_impl->_disown();
     return result->_cast(target);

@@ -198,7 +198,7 @@ TEST_P(Dispatcher, aClosedDescriptorIsDroppedAndItsNumberServedOnceItIsLinkedAga
     EXPECT_EQ(wait(), "c");
 }
 
-TEST_P(Dispatcher, knowsWhatIsAlwaysReadyAndSleepsOverStatesThatNobodyWatches) {
+TEST_P(Dispatcher, knowsWhatIsAlwaysReadyAndSleepsOverUnwatchedStates) {
     {
         const std::unique_ptr<FILE, int (*)(FILE*)> file(tmpfile(), fclose);
         for (const int mask : {0, 1, 2})

@@ -9,7 +9,7 @@
 
 using namespace harbolance;
 
-// The resolver of this program: it answers for the names that the tests know and asks nobody.
+// The resolver of this program: it answers for the names that the tests know and asks no server.
 namespace {
 
 int asked = 0;

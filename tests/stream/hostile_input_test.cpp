@@ -98,7 +98,7 @@ TEST_F(HostileInput, refusesWhatNoWriterMakes) {
 }
 
 // Two nodes that refer to the one before twice stand for twice as much: without a bound, thirty of them would
-// stand for more than anybody can visit.
+// stand for more than can be visited.
 TEST_F(HostileInput, boundsWhatReferencesRepeat) {
     const auto pyramid = [](int levels) {
         std::string top = inner + none + none;

@@ -136,7 +136,7 @@ TEST_F(TcpStream, givesEachMisuseItsStatus) {
     for (const int status : {stream.flush(), stream.accept()})
         EXPECT_EQ(status, NCtcpstream::notOpen);
     EXPECT_EQ(stream.attach(-1), NCtcpstream::badDescriptor);
-    const int port = portOf(boundSocket(SOCK_STREAM).get()); // where nobody listens
+    const int port = portOf(boundSocket(SOCK_STREAM).get()); // where no socket listens
     for (const int seconds : {-1, 2}) {
         EXPECT_EQ(stream.connect("127.0.0.1", port, seconds), NCtcpstream::systemError);
         EXPECT_EQ(errno, ECONNREFUSED);

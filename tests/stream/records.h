@@ -63,7 +63,7 @@ public:
 };
 inline const NCTypeInfo TestLeaf::info("TestLeaf", ncCreate<TestLeaf>, {&Counted::info});
 
-// Anything, a node, and something that is passed by a pointer which anybody may have.
+// Anything, a node, and something that is passed by pointer.
 class TestPair : public Counted {
 public:
     static const NCTypeInfo info;

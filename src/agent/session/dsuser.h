@@ -35,7 +35,8 @@ protected:
 // While the global dispatcher runs, the session keeps itself alive, answers its agent, and looks for an agent
 // every 15 seconds when there is none.
 //
-// Records that are handed in are heap objects; one that nobody holds is gone afterwards, whatever the result.
+// Records that are handed in are heap objects; one without a holder is destroyed afterwards, whatever the
+// result.
 class DSUser : public dpIOHandler, public DSVerify {
 public:
     // What operations give to their callers, 0 apart.

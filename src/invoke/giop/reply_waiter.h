@@ -42,7 +42,7 @@ public:
     TRXReplyWaiter& find(CORBA_ULong id) const;
     // Takes the waiter out, and destroys it when it is on the heap; an unknown id is passed over.
     void remove(CORBA_ULong id);
-    // The same for a request whose reply nobody waits for any longer, if that is still to come.
+    // The same for a request that is given up: a reply to it that is still to come will be dropped.
     void abandon(CORBA_ULong id);
 
     // Hands the reply to its waiter. That of an abandoned request is dropped; any other unknown id raises

@@ -54,8 +54,7 @@ TRXStubInfo* TRXStubInfo::of(const CORBA_Object* object) {
     return static_cast<TRXStubInfo*>(object->_object_impl()->stub.get());
 }
 
-// --- Binding to something
-// -----------------------------------------------------------------------------------
+// --- Binding to something ----------------------------------------------------------------------------------
 
 void TRXStubInfo::make_interceptor() {
     TRXChainClientIntercepFactory* factory = TRXChainClientIntercepFactory::instance();

@@ -6,8 +6,7 @@
 
 using namespace harbolance;
 
-// --- The classes that programs derive from: every step does nothing
-// -----------------------------------------
+// --- The classes that programs derive from: every step does nothing ----------------------------------------
 
 CORBA_Boolean TRXBindInterceptor::bind(IOP::IOR&, CORBA_Object*, TRXClosure&) { return 0; }
 CORBA_Boolean TRXBindInterceptor::bind_failed(IOP::IOR&, CORBA_Object*, TRXClosure&) { return 0; }

@@ -36,12 +36,12 @@ protected:
 // A call waits in the event loop (invoke/giop/vgconn.h), so other calls, on this stub too, may be made and
 // served meanwhile. What calls and binding raise, besides what the server raises:
 //
-//     CORBA_NO_IMPLEMENT   nobody can be reached at the reference
+//     CORBA_NO_IMPLEMENT   no server can be reached at the addresses of the reference
 //     CORBA_NO_RESOURCES   the limit of connections is reached; or the server closed the connection and
-//                          `enableRebind` is off
-//     CORBA_TRANSIENT      the call is to be made again: the connection was lost and `enableRebind` is on, or
-//     the
-//                          server named another place. Generated stubs do so, without a limit
+//                          `enableRebind` is off; or 128 calls wait already, each made while the one before
+//                          it waited
+//     CORBA_TRANSIENT      the call is to be made again: the connection was lost and `enableRebind` is on,
+//                          or the server named another place. Generated stubs do so, without a limit
 //     CORBA_COMM_FAILURE   the connection was lost and `enableRebind` is off
 //     CORBA_NO_RESPONSE    a time-out of the options has passed
 //     CORBA_INV_OBJREF     the reference has no profile that this process can use
