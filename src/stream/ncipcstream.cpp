@@ -109,6 +109,17 @@ bool NCipcstream::fetch(size_t count) {
 
 template <class T>
 NCostream& NCipcstream::putSlot(T value) {
+    constexpr size_t size = Wire<T>::slots * slotSize;
+    // Growing has a function of its own, called last, so that the common case needs no stack frame.
+    if (!buffer_ || !buffer_->fitsWrite(size)) [[unlikely]]
+        return putSlotGrown(value);
+    Wire<T>::store(buffer_->wpos(), value);
+    buffer_->advanceWrite(size);
+    return *this;
+}
+
+template <class T>
+[[gnu::noinline]] NCostream& NCipcstream::putSlotGrown(T value) {
     if (uint8_t* out = reserve(Wire<T>::slots * slotSize))
         Wire<T>::store(out, value);
     return *this;
@@ -164,14 +175,19 @@ NCostream& NCipcstream::write(const char* bytes, size_t count) {
 }
 
 NCostream& NCipcstream::write(const unsigned char* bytes, size_t count) {
+    // Addresses are this long: a constant size needs no call.
+    if (count != slotSize || !buffer_ || !buffer_->fitsWrite(slotSize))
+        return writePadded(bytes, count);
+    std::memcpy(buffer_->wpos(), bytes, slotSize);
+    buffer_->advanceWrite(slotSize);
+    return *this;
+}
+
+NCostream& NCipcstream::writePadded(const unsigned char* bytes, size_t count) {
     if (count == 0)
         return *this;
-    if (uint8_t* out = reserve(padded(count))) {
-        if (count == slotSize)
-            std::memcpy(out, bytes, slotSize); // a constant size needs no call, and addresses are this long
-        else
-            std::memcpy(out, bytes, count);
-    }
+    if (uint8_t* out = reserve(padded(count)))
+        std::memcpy(out, bytes, count);
     return *this;
 }
 

@@ -107,6 +107,9 @@ private:
     template <class T>
     NCostream& putSlot(T value);
     template <class T>
+    NCostream& putSlotGrown(T value);
+    NCostream& writePadded(const unsigned char* bytes, size_t count);
+    template <class T>
     NCostream& putSlots(const T* values, size_t count);
     template <class T>
     NCistream& getSlot(T& value);

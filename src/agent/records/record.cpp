@@ -13,9 +13,7 @@ bool readField(NCistream& in, in_addr& address) {
 }
 
 void writeField(NCostream& out, in_addr address) {
-    unsigned char octets[sizeof address];
-    std::memcpy(octets, &address, sizeof address);
-    out.write(octets, sizeof octets);
+    out.write(reinterpret_cast<const unsigned char*>(&address), sizeof address);
 }
 
 } // namespace harbolance
