@@ -6,6 +6,7 @@
 #include "agent/session/dsuser.h"
 #include "invoke/stub/vstub.h"
 #include "invoke/transport/viconn.h"
+#include "location/object_location.h"
 #include "orb/vorb.h"
 
 // The library's modules, in the order in which they register. The order is visible: initialisers of equal
@@ -35,13 +36,18 @@ struct Hooks {
         harbolance::ObjectAdapters::install(&harbolance::AllAdapters::instance());
         harbolance::LocalCalls::install(&localCalls);
         harbolance::AllAdapters::instance().endSessionBy(DSUser::endAtExit);
+        harbolance::ObjectAnnouncer::install(harbolance::makeAnnouncer);
+        harbolance::ActivationDaemon::install(&activationDaemon);
+        TRXChainBindInterceptor::install(TRXLocation::ofChain);
     }
     harbolance::InProcessServer localCalls;
+    harbolance::LocalActivationDaemon activationDaemon;
 };
 
 Hooks hooks;
 TRXTCPConnFactory tcpTransport;
 TRXIIOPAdapterFactory adapterFactory;
+BindInitializer bindChain;
 TRXIIOPORBFactory orbFactory;
 TRXLocationService locationService;
 LocateInitializer locateInitializer;

@@ -1,6 +1,7 @@
-// Calls the object whose reference is the first argument as it is told, one command a line on standard input,
-// and ends each with the line "= RESULT", which is the exception's name when there was one:
+// Calls the object whose reference is the first argument, if it is one, as it is told, one command a line on
+// standard input, and ends each with the line "= RESULT", which is the exception's name when there was one:
 //
+//     bind [NAME [HOST]]: from here on the object of that name on that host, or any Echo
 //     null COUNT, say TEXT, note COUNT (ones), notes, relay DEPTH, fail HOW, crash, exists, is_a ID, hash
 //     give OCTETS, take OCTETS, turn COUNT: [ok] when what comes back is what it has to be
 //     another: one more object of the server is called; late: and once more when it has gone there
@@ -145,6 +146,10 @@ string load(int rounds) {
            (more < 32768 || ::mallinfo2().uordblks < used ? "bounded" : std::to_string(more));
 }
 
+void bindTo(const string& name, const string& host) {
+    echo = Calls::Echo::_bind(name.c_str(), host.empty() ? nullptr : host.c_str());
+}
+
 string spent(CORBA::ULong count) {
     const auto allocations = [] { return allocationCount() + echo->allocations(); };
     allocations();
@@ -192,6 +197,10 @@ string run(const string& line) {
         in >> value;
         return value;
     };
+    if (command == "bind") {
+        const string name = word();
+        return bindTo(name, word()), "ok";
+    }
     if (command == "null") {
         for (CORBA::ULong i = number(); i > 0; --i)
             echo->null();
@@ -282,7 +291,8 @@ int main(int argc, char** argv) {
     const CORBA::BOA_var boa = orb->BOA_init(argc, argv);
     self = new EchoServant;
     boa->obj_is_ready(self);
-    echo = Calls::Echo::_narrow(CORBA::Object_var(orb->string_to_object(argc > 1 ? argv[1] : "")));
+    if (argc > 1)
+        echo = Calls::Echo::_narrow(CORBA::Object_var(orb->string_to_object(argv[1])));
     Commands commands;
     dpDispatcher& loop = *dpDispatcher::instance();
     loop.link(STDIN_FILENO, dpDispatcher::readMask, &commands);

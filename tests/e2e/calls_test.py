@@ -14,7 +14,7 @@ from harness import PATIENCE, wait_until
 
 TYPE = "IDL:Calls/Echo:1.0"
 NOT_THERE = giop.exception("OBJECT_NOT_EXIST", 0, 1)
-LOCAL = ("-OAipaddr", "127.0.0.1")
+LOCAL = ("-OAipaddr", "127.0.0.1", "-ORBagent", "0")
 SANITIZED = b"__asan_init" in (harness.PROGRAMS / "calls_server").read_bytes()
 
 

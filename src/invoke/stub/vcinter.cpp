@@ -55,6 +55,15 @@ template <class Member, class Step>
 
 TRXChainBindInterceptor* TRXChainBindInterceptor::_instance = nullptr;
 
+static constinit TRXChainBindInterceptor::MakeFirst makeFirst = nullptr;
+
+void TRXChainBindInterceptor::install(MakeFirst make) { makeFirst = make; }
+
+TRXChainBindInterceptor::TRXChainBindInterceptor() {
+    if (makeFirst)
+        _chain.add(TRXRef<TRXBindInterceptor>(makeFirst()).get());
+}
+
 TRXChainBindInterceptor* TRXChainBindInterceptor::instance() {
     if (!_instance)
         _instance = new TRXChainBindInterceptor;

@@ -39,6 +39,10 @@ public:
     // Takes a reference, and gives it back.
     static void add(TRXBindInterceptor* member);
     static void remove(TRXBindInterceptor* member);
+    // What makes the first member of the chain, whose reference the chain takes over. The layer that finds
+    // objects by name installs it before the chain is made.
+    using MakeFirst = TRXBindInterceptor* (*)();
+    static void install(MakeFirst make);
 
     ~TRXChainBindInterceptor() override;
 
@@ -54,7 +58,7 @@ public:
                             TRXClosure& closure) override;
 
 private:
-    TRXChainBindInterceptor() = default;
+    TRXChainBindInterceptor();
 
     static TRXChainBindInterceptor* _instance;
     harbolance::InterceptorChain<TRXBindInterceptor> _chain;

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "adapter/voa.h"
+
+#include <harbolance/activation_stub.h>
+
+#include <memory>
+
+namespace harbolance {
+
+// The activation daemon of this host as the servers of one adapter use it: they tell it which objects they
+// serve, and it says how an object is registered with it, if it is. Whatever goes wrong on the way counts as
+// an object that is not registered.
+class OADClient {
+public:
+    explicit OADClient(CORBA_BOA* adapter);
+
+    // The definition under which the object is registered as one of `type`; null when it is not.
+    std::unique_ptr<TRXEXT_CreationImplDef> activate(const CORBA_TypeInfo& type, CORBA_Object* object);
+    void deactivate(const CORBA_TypeInfo& type, CORBA_Object* object);
+    // The daemon's reference, after `activate` has given a definition.
+    const IOP::IOR& reference() const;
+
+private:
+    bool found(const CORBA_TypeInfo& type);
+    Activation::OAD* search();
+
+    CORBA_BOA* _adapter;
+    Activation::OAD_var _oad;
+    CORBA_Long _uid = 0;
+    bool _checked = false; // it has been looked for
+    bool _always;          // and is looked for each time
+};
+
+// A reference to the object that the daemon at `host` starts for that interface and name; null when there is
+// none. May wait for as long as the daemon does.
+std::unique_ptr<IOP::IOR> startByDaemon(const char* host, const char* repId, const char* objectName);
+
+// The daemon of this host, for what adapters ask of it by name. It is looked for each time; what it raises
+// passes.
+class LocalActivationDaemon final : public ActivationDaemon {
+public:
+    CORBA_Object* reg_implementation(const TRXEXT_CreationImplDef& definition) override;
+    void unreg_implementation(const char* repId, const char* objectName) override;
+    void change_implementation(const TRXEXT_CreationImplDef& from, const TRXEXT_CreationImplDef& to) override;
+};
+
+} // namespace harbolance

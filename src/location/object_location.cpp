@@ -1,0 +1,210 @@
+#include "location/object_location.h"
+
+#include "adapter/skel_info.h"
+#include "adapter/voa.h"
+#include "base/assertion.h"
+#include "marshal/reference/vutil.h"
+#include "object/global_table.h"
+
+#include <cstring>
+
+using namespace harbolance;
+
+TRXLocation::TRXLocation(CORBA_BOA* adapter) : _adapter(adapter), _oad(adapter) {}
+
+// --- Objects of this process -------------------------------------------------------------------------------
+
+struct TRXLocation::Registration {
+    explicit Registration(CORBA_Object* servant)
+        : object(servant), skel(skelOf(servant)), reference(skel.ior()),
+          announcement(skel.name.in(), reference) {}
+
+    CORBA_Object* object;
+    TRXSkelInfo& skel;
+    IOP::IOR reference; // by which the object is published from now on
+    const Announcement announcement;
+    bool taken = false; // by the activation daemon, for one of its interfaces
+
+private:
+    static TRXSkelInfo& skelOf(CORBA_Object* servant) {
+        TRXSkelInfo* skel = TRXSkelInfo::of(servant);
+        TRX_ASSERT(skel != nullptr, "location");
+        return *skel;
+    }
+};
+
+void TRXLocation::register_object(CORBA_Object* object) {
+    Registration registration(object);
+    registerType(*object->_type_info(), registration);
+    if (registration.taken)
+        registration.skel.replace_ior(registration.reference);
+}
+
+void TRXLocation::unregister_object(CORBA_Object* object) {
+    // What was announced is the object's own reference, and the daemon is given that as well.
+    TRXSkelInfo::of(object)->drop_ior();
+    Registration registration(object);
+    unregisterType(*object->_type_info(), registration);
+}
+
+void TRXLocation::registerType(const CORBA_TypeInfo& type, Registration& registration) {
+    if (type == CORBA_Object_type || !type.id())
+        return;
+    if (const auto definition = _oad.activate(type, registration.object)) {
+        takenByDaemon(*definition, registration);
+    } else {
+        registration.announcement.announce(type.id());
+        if (TRXGlobalTable::instance()->backCompat)
+            registration.announcement.announce(type.name());
+    }
+    for (const CORBA_TypeInfo* base : type.impl()->bases())
+        registerType(*base, registration);
+}
+
+void TRXLocation::unregisterType(const CORBA_TypeInfo& type, Registration& registration) {
+    if (type == CORBA_Object_type || !type.id())
+        return;
+    _oad.deactivate(type, registration.object);
+    registration.announcement.withdraw(type.id());
+    if (TRXGlobalTable::instance()->backCompat)
+        registration.announcement.withdraw(type.name());
+    for (const CORBA_TypeInfo* base : type.impl()->bases())
+        unregisterType(*base, registration);
+}
+
+// Clients go to the daemon, unless the server is for all of them: then they go there when they find no server
+// any more.
+void TRXLocation::takenByDaemon(const TRXEXT_CreationImplDef& definition, Registration& registration) {
+    if (auto* adapter = dynamic_cast<TRXAdapter*>(_adapter))
+        adapter->activation_policy(definition.activation_policy());
+    if (std::strcmp(definition.interface_name(), "*") == 0)
+        return;
+    TRXSkelInfo& skel = registration.skel;
+    if (!skel.impl)
+        skel.impl.reset(definition._clone());
+    skel.activation_policy = definition.activation_policy();
+
+    IOP::IOR daemon = _oad.reference();
+    const CORBA_OctetSequence_var key(TRXUtil::key_from_id(skel.full_id()));
+    TRXUtil::set_object_key(daemon, *key);
+    IOP::TaggedProfileSeq& profiles = registration.reference.profiles;
+    if (definition.activation_policy() != SHARED_SERVER) {
+        profiles = daemon.profiles;
+    } else {
+        const CORBA_ULong own = profiles.length();
+        profiles.length(own + daemon.profiles.length());
+        for (CORBA_ULong i = 0; i < daemon.profiles.length(); ++i)
+            profiles[own + i] = daemon.profiles[i];
+    }
+    registration.taken = true;
+}
+
+// --- Objects of other processes ----------------------------------------------------------------------------
+
+namespace {
+
+// What a reference asks for that has a name in place of an address; null when it is none, or when what a peer
+// has sent as one cannot be read.
+std::unique_ptr<TRXLocationClosureData> named(const IOP::IOR& ior) {
+    if (ior.profiles.length() != 1 || ior.profiles[0].tag != IOP::TAG_TRX_LOCATE)
+        return nullptr;
+    try {
+        const IIOP::ProfileBody body = IIOP::decoded(ior.profiles[0].profile_data);
+        TRXRef<TRXObjectId> id(TRXUtil::id_from_key(body.object_key));
+        if (!id || id->type() != TRXObjectId::ID_PERSISTENT)
+            return nullptr;
+        return std::make_unique<TRXLocationClosureData>(
+            TRXRef<TRXPersistentId>(static_cast<TRXPersistentId*>(id.detach())), body.host.in());
+    } catch (const CORBA_MARSHAL&) {
+        return nullptr;
+    }
+}
+
+// What a reference stands for that leads to an address; null when that is not said.
+std::unique_ptr<TRXLocationClosureData> addressed(const IOP::IOR& ior, bool& service) {
+    if (ior.profiles.length() > 0 && ior.profiles[0].tag == IOP::TAG_TRX_LOCATE)
+        return nullptr;
+    TRXRef<TRXObjectId> id;
+    try {
+        CORBA_OctetSequence key;
+        TRXUtil::object_key_of(ior, IOP::TAG_INTERNET_IOP, key);
+        id = TRXRef<TRXObjectId>(TRXUtil::id_from_key(key));
+    } catch (const CORBA_Exception&) {
+        return nullptr; // another ORB's, or damaged
+    }
+    if (!id)
+        return nullptr;
+    service = id->type() == TRXObjectId::ID_SERVICE;
+    if (service)
+        id = TRXRef<TRXObjectId>(
+            new TRXPersistentId("*", static_cast<const TRXServiceId&>(*id).service_name()));
+    if (id->type() != TRXObjectId::ID_PERSISTENT)
+        return nullptr;
+    return std::make_unique<TRXLocationClosureData>(
+        TRXRef<TRXPersistentId>(static_cast<TRXPersistentId*>(id.detach())), "");
+}
+
+} // namespace
+
+CORBA_Boolean TRXLocation::bind(IOP::IOR& ior, CORBA_Object*, TRXClosure& closure) {
+    auto wanted = named(ior);
+    if (!wanted)
+        return 0;
+    const auto found = _finder.find(wanted->rep_id(), wanted->object_name(), wanted->host());
+    if (!found)
+        return 0;
+    ior = *found;
+    closure.data(wanted.release());
+    return 1;
+}
+
+CORBA_Boolean TRXLocation::rebind(IOP::IOR& ior, CORBA_Object* object, TRXClosure& closure) {
+    return bind(ior, object, closure);
+}
+
+CORBA_Boolean TRXLocation::bind_failed(IOP::IOR& ior, CORBA_Object* object, TRXClosure& closure) {
+    bool service = false;
+    if (!closure.data())
+        closure.data(addressed(ior, service).release());
+    if (!closure.data())
+        return 0;
+    const auto& wanted = static_cast<const TRXLocationClosureData&>(*closure.data());
+    const std::unique_ptr<CORBA_BindOptions> options(object->_bind_options());
+    if (!options || !options->enableRebind) {
+        _finder.invalidate(ior, wanted.rep_id(), wanted.object_name(), wanted.host());
+        return 0;
+    }
+    const auto fresh = _finder.refresh(ior, wanted.rep_id(), wanted.object_name(), wanted.host());
+    // A service that is found where it has failed would fail again.
+    if (!fresh || (service && *fresh == ior))
+        return 0;
+    ior = *fresh;
+    return 1;
+}
+
+CORBA_Boolean TRXLocation::rebind_failed(IOP::IOR& ior, CORBA_Object* object, TRXClosure& closure) {
+    return bind_failed(ior, object, closure);
+}
+
+// --- Start-up ----------------------------------------------------------------------------------------------
+
+BindInitializer::BindInitializer() : TRXInit(-10) {}
+void BindInitializer::ORB_init(int&, char**, CORBA_ORB*) { TRXChainBindInterceptor::instance(); }
+
+namespace {
+
+class AdapterAnnouncer final : public ObjectAnnouncer {
+public:
+    explicit AdapterAnnouncer(CORBA_BOA* adapter) : _location(new TRXLocation(adapter)) {}
+    void register_object(CORBA_Object* object) override { _location->register_object(object); }
+    void unregister_object(CORBA_Object* object) override { _location->unregister_object(object); }
+
+private:
+    TRXRef<TRXLocation> _location;
+};
+
+} // namespace
+
+std::unique_ptr<ObjectAnnouncer> harbolance::makeAnnouncer(CORBA_BOA* adapter) {
+    return std::make_unique<AdapterAnnouncer>(adapter);
+}
