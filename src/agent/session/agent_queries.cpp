@@ -1,13 +1,8 @@
 #include "agent/session/agent_queries.h"
 
-#include "agent/records/dsamsg.h"
 #include "agent/session/agent_link.h"
 #include "agent/session/dsuser.h"
-#include "agent/session/session_options.h"
 #include "net/descriptors.h"
-#include "stream/nctcpstr.h"
-
-#include <poll.h>
 
 #include <algorithm>
 #include <iostream>
@@ -16,20 +11,12 @@ namespace harbolance {
 
 namespace {
 
-// Seconds for the connection and for the answer of a list query, each. An agent answers from its memory, so
-// one that takes longer counts as silent.
-constexpr int listTimeout = 30;
-
 // Seconds after which a listing of the domain asks no further agents: one datagram may name hundreds of them.
 constexpr int domainTimeout = 120;
 
-// Octets of one agent's list. A name takes some 100, so this is more than a domain holds, and it bounds what
-// a hostile answer can cost.
-constexpr int longestList = 64 * 1024 * 1024;
-
-constexpr uint32_t listBufferSize = 1024;
-constexpr int listQueue = 50;
-constexpr uint8_t listPriority = 10;
+// Connections that stay open between the queries of a batch: the descriptors are shared with the event loop,
+// and an answer may name any number of agents.
+constexpr int mostConnections = 16;
 
 // The reply's object as a record of the caller's own, or null.
 template <class T>
@@ -99,30 +86,62 @@ NCRef<DSSet> AgentQueries::query(int& status, DSRequest& question, bool wait) {
     status = link_.readiness();
     if (status != DSUser::done)
         return nullptr;
-    bool silent = false;
-    return wait ? queryDomain(status, question) : queryAgent(status, ownAgent(), question, silent);
+    return wait ? queryDomain(status, question)
+                : ListSource(ownAgent()).query(status, question, link_.debug());
+}
+
+void AgentQueries::endBatch() {
+    if (--batches_ == 0)
+        domain_.reset();
 }
 
 NCRef<DSSet> AgentQueries::queryDomain(int& status, DSRequest& question) {
+    beginBatch();
+    NCRef<DSSet> result = findDomain(status) ? queryAll(status, question) : nullptr;
+    endBatch();
+    return result;
+}
+
+// Asks who the agents are, unless the batch knows. Another agent of the session's own may know others.
+bool AgentQueries::findDomain(int& status) {
+    if (domain_ && domain_->connection == link_.connections())
+        return true;
+    domain_.reset();
     const auto others = agents(status);
     if (status != DSUser::done)
-        return nullptr;
-    NCRef<DSSet> result = queryMember(status, ownAgent(), question);
-    if (status != DSUser::done || !others)
+        return false;
+    domain_.emplace();
+    domain_->connection = link_.connections();
+    domain_->sources.push_back(std::make_unique<ListSource>(ownAgent()));
+    if (!others)
+        return true;
+    for (const DSResource* element : *others) {
+        if (const auto* agent = nc_cast<DSAddr>(element))
+            domain_->sources.push_back(std::make_unique<ListSource>(*agent));
+        else if (link_.debug())
+            std::cout << "Expected a DSAddr in reply: [" << *element << "]" << std::endl;
+    }
+    return true;
+}
+
+NCRef<DSSet> AgentQueries::queryAll(int& status, DSRequest& question) {
+    const auto& sources = domain_->sources;
+    NCRef<DSSet> result = querySource(status, *sources.front(), question);
+    if (status != DSUser::done)
         return result;
     const Deadline deadline(domainTimeout);
-    for (const DSResource* element : *others) {
-        if (deadline.passed())
-            break;
-        const auto* agent = nc_cast<DSAddr>(element);
-        if (!agent) {
-            if (link_.debug())
-                std::cout << "Expected a DSAddr in reply: [" << *element << "]" << std::endl;
+    int connections = sources.front()->isConnected() ? 1 : 0;
+    for (size_t i = 1; i < sources.size(); ++i) {
+        ListSource& source = *sources[i];
+        if (deadline.passed()) {
+            source.giveUp();
             continue;
         }
         // An agent that is silent or refuses does not spoil the listing.
         int otherStatus = DSUser::done;
-        const NCRef<DSSet> more = queryMember(otherStatus, *agent, question);
+        const NCRef<DSSet> more = querySource(otherStatus, source, question);
+        if (source.isConnected() && ++connections > mostConnections)
+            source.disconnect();
         if (!more)
             continue;
         if (!result)
@@ -133,73 +152,14 @@ NCRef<DSSet> AgentQueries::queryDomain(int& status, DSRequest& question) {
     return result;
 }
 
-NCRef<DSSet> AgentQueries::queryMember(int& status, const DSAddr& agent, DSRequest& question) {
+NCRef<DSSet> AgentQueries::querySource(int& status, ListSource& source, DSRequest& question) {
     status = DSUser::noAnswer;
-    if (silent_.include(agent))
+    if (source.isGivenUp() || silent_.include(source.agent()))
         return nullptr;
-    bool silent = false;
-    auto list = queryAgent(status, agent, question, silent);
-    if (silent)
-        silent_.add(agent);
+    auto list = source.query(status, question, link_.debug());
+    if (source.wasSilent())
+        silent_.add(source.agent());
     return list;
-}
-
-NCRef<DSSet> AgentQueries::queryAgent(int& status, const DSAddr& agent, DSRequest& question, bool& silent) {
-    status = DSUser::noAnswer;
-    const auto endpoint = tcpEndpoint(agent, silent);
-    if (!endpoint)
-        return nullptr;
-    NCtcpstream stream(listBufferSize, listQueue);
-    const int connected = stream.connect(endpoint->addr(), endpoint->port(), listTimeout);
-    silent = connected == NCtcpstream::timedOut;
-    if (connected != 0)
-        return nullptr;
-    stream.setMessageLimit(longestList);
-    stream.setBlocking(true);
-    if (stream.send(&question, listPriority) != 0)
-        return nullptr;
-    int received = 0;
-    std::unique_ptr<NCTransObject> object(stream.receive(received, listTimeout));
-    silent = received == NCtcpstream::timedOut;
-    auto* known = nc_cast<DSReply>(object.get());
-    if (received != 0 || !known || !known->isCurrentVersion())
-        return nullptr;
-    const NCRef<DSReply> reply = known;
-    static_cast<void>(object.release());
-    status = DSUser::done;
-    return copyOf<DSSet>(*reply, "Reply did not contain a DSSet: \n", link_.debug());
-}
-
-// Where the agent takes list queries. The answer's own status does not matter, only that it carries an
-// address.
-std::optional<DSAddr> AgentQueries::tcpEndpoint(const DSAddr& agent, bool& silent) {
-    constexpr int attempts = 3;
-    constexpr int seconds = 1;
-    NCudpstream stream;
-    if (bindOwnAddress(stream) != 0 || stream.setBlocking(true) != 0 ||
-        stream.connect(agent.socketAddress()) != 0)
-        return std::nullopt;
-    const NCRef<DSAMessage> question = new DSAMessage(DSTypeTcpEndpoint);
-    bool answered = false;
-    for (int attempt = 0; attempt < attempts; ++attempt) {
-        if (stream.send(question.get()) != 0)
-            return std::nullopt;
-        const int ready = pollUntil(stream.fd(), POLLIN, Deadline(seconds));
-        if (ready < 0)
-            return std::nullopt;
-        if (ready == 0)
-            continue;
-        answered = true;
-        int received = 0;
-        const std::unique_ptr<NCTransObject> object(stream.receive(received));
-        const auto* reply = nc_cast<DSAReply>(object.get());
-        if (received != 0 || !reply)
-            return std::nullopt;
-        if (const auto* endpoint = nc_cast<DSAddr>(reply->object()))
-            return *endpoint;
-    }
-    silent = !answered;
-    return std::nullopt;
 }
 
 } // namespace harbolance

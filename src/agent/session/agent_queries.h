@@ -2,12 +2,11 @@
 
 #include "agent/collections/dsset.h"
 #include "agent/records/dsprovid.h"
+#include "agent/session/list_source.h"
 
 #include <chrono>
 #include <optional>
 #include <vector>
-
-class DSRequest;
 
 namespace harbolance {
 
@@ -32,7 +31,7 @@ private:
     std::vector<Entry> entries_;
 };
 
-// Questions to agents: short ones over the session, lists over a TCP connection for each. The operations are
+// Questions to agents: short ones over the session, lists over TCP. The operations are
 // those of DSUser and give its statuses.
 class AgentQueries {
 public:
@@ -43,18 +42,30 @@ public:
     NCRef<DSSet> names(int& status, bool wait);
     NCRef<DSSet> providers(DSName* name, int& status, bool wait);
 
+    // Lists of the domain between the two share what they ask: who the agents are, and where each takes list
+    // queries. May be nested.
+    void beginBatch() { ++batches_; }
+    void endBatch();
+
 private:
+    // What the queries of a batch share.
+    struct Domain {
+        uint32_t connection;                              // of the link, whose agent told of the others
+        std::vector<std::unique_ptr<ListSource>> sources; // that agent's own, then the others'
+    };
+
     NCRef<DSSet> query(int& status, DSRequest& question, bool wait);
     NCRef<DSSet> queryDomain(int& status, DSRequest& question);
+    NCRef<DSSet> queryAll(int& status, DSRequest& question);
     // One agent of the domain, unless it is known to be silent.
-    NCRef<DSSet> queryMember(int& status, const DSAddr& agent, DSRequest& question);
-    // `silent` tells whether a wait has ended without an answer.
-    NCRef<DSSet> queryAgent(int& status, const DSAddr& agent, DSRequest& question, bool& silent);
-    std::optional<DSAddr> tcpEndpoint(const DSAddr& agent, bool& silent);
+    NCRef<DSSet> querySource(int& status, ListSource& source, DSRequest& question);
+    bool findDomain(int& status);
     DSAddr ownAgent() const;
 
     AgentLink& link_;
     SilentAgents silent_;
+    int batches_ = 0;
+    std::optional<Domain> domain_; // only within a batch
 };
 
 } // namespace harbolance

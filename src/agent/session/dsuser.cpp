@@ -145,6 +145,14 @@ NCRef<DSSet> DSUser::providers(DSName* name, int& status, bool wait) {
     return parts_->queries.providers(name, status, wait);
 }
 
+DSUser::Batch::Batch(DSUser& user) : user_(user) { user_.parts_->queries.beginBatch(); }
+
+// The session may have ended meanwhile.
+DSUser::Batch::~Batch() {
+    if (theSession == &user_)
+        user_.parts_->queries.endBatch();
+}
+
 int DSUser::inputReady(int) { return parts_->link.inputReady(); }
 
 void DSUser::timerExpired(long, long) { parts_->link.timerExpired(); }

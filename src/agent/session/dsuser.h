@@ -104,6 +104,12 @@ public:
     // Every DSProvider registered under a name.
     NCRef<DSSet> providers(DSName* name, int& status, bool wait);
 
+    // Lists that belong together, such as those of one operation: while an object of this class lives, lists
+    // of the domain share what they all need. The agents of the domain are asked for once and each agent once
+    // for its TCP endpoint, connections to them stay open, and an agent that has failed is left out until the
+    // end. May be nested.
+    class Batch;
+
     int inputReady(int fd) override;
     void timerExpired(long sec, long usec) override;
 
@@ -114,4 +120,15 @@ private:
 
     std::unique_ptr<Parts> parts_;
     NCRef<DSReply> lastReply_;
+};
+
+class DSUser::Batch {
+public:
+    explicit Batch(DSUser& user);
+    Batch(const Batch&) = delete;
+    Batch& operator=(const Batch&) = delete;
+    ~Batch();
+
+private:
+    DSUser& user_;
 };
