@@ -1,5 +1,9 @@
 #include "location/modules.h"
 
+#include "adapter/voa.h"
+#include "location/location_service.h"
+#include "location/location_settings.h"
+#include "object/global_table.h"
 #include "orb/orb_settings.h"
 #include "orb/vorb.h"
 
@@ -31,6 +35,18 @@ unsigned long numberValue(const char* option, const char* value) {
     return number;
 }
 
+// Objects that are made while it lives are not announced.
+class Transient {
+public:
+    Transient() { TRXGlobalTable::instance()->transientObjects = 1; }
+    Transient(const Transient&) = delete;
+    Transient& operator=(const Transient&) = delete;
+    ~Transient() { TRXGlobalTable::instance()->transientObjects = _before; }
+
+private:
+    const CORBA_ULong _before = TRXGlobalTable::instance()->transientObjects;
+};
+
 } // namespace
 
 void LocateInitializer::ORB_init(int& argc, char** argv, CORBA_ORB*) {
@@ -48,17 +64,29 @@ void LocateInitializer::ORB_init(int& argc, char** argv, CORBA_ORB*) {
 bool LocateInitializer::take(const char* option, const char* value) {
     const std::string_view word = option;
     if (word == "-LOCdebug")
-        _debug = switchValue(option, value);
+        locationSettings.debug = switchValue(option, value);
     else if (word == "-LOCverify")
-        _verify = switchValue(option, value);
+        locationSettings.verify = switchValue(option, value);
     else if (word == "-LOCtimeout")
-        _timeout = numberValue(option, value);
+        locationSettings.timeout = numberValue(option, value);
     else
         return false;
     return true;
 }
 
-CORBA_Object* TRXLocationService::resolve(CORBA_ORB*) { return nullptr; }
+CORBA_Object* TRXLocationService::resolve(CORBA_ORB* orb) {
+    if (_object.in())
+        return CORBA_Object::_duplicate(_object.in());
+    int argc = 0;
+    CORBA_BOA* boa = orb->BOA_init(argc, nullptr, nullptr);
+    if (!boa)
+        return nullptr;
+    const Transient transient;
+    ObjLocation::Agent_var made = new AgentImpl(nullptr, locationSettings.debug);
+    boa->obj_is_ready(made.in(), nullptr);
+    _object = made._retn();
+    return CORBA_Object::_duplicate(_object.in());
+}
 
 std::optional<std::string> TRXAgentOptions::option(const char* key) {
     if (!std::string_view(key).starts_with("OA"))

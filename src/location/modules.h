@@ -3,6 +3,8 @@
 #include "agent/session/session_options.h"
 #include "orb/module_registry.h"
 
+#include <harbolance/obj_location_stub.h>
+
 // The objects by which this folder takes part in the start-up. src/modules.cpp makes one of each.
 
 // The location service's own options, each of which takes a value:
@@ -18,24 +20,19 @@ public:
 
     void ORB_init(int& argc, char** argv, CORBA_ORB* orb) override;
 
-    bool debug() const { return _debug; }              // trace lines on the standard output
-    bool verify() const { return _verify; }            // objects are asked whether they exist
-    unsigned long timeout() const { return _timeout; } // seconds that such a question may take
-
 private:
-    bool take(const char* option, const char* value);
-
-    bool _debug = false;
-    bool _verify = false;
-    unsigned long _timeout = 1;
+    static bool take(const char* option, const char* value);
 };
 
-// The initial reference "LocationService". This process offers no location service, so it is nil; callers ask
-// the agents themselves then.
+// The initial reference "LocationService": the location service of this process, which begins with the first
+// request and needs the object adapter, whose listener then opens.
 class TRXLocationService : public TRXResolver {
 public:
     TRXLocationService() : TRXResolver("LocationService") {}
     CORBA_Object* resolve(CORBA_ORB* orb) override;
+
+private:
+    ObjLocation::Agent_var _object;
 };
 
 // Gives the agent session the options of the ORB. A question for one of the session's own starts the ORB if

@@ -75,6 +75,7 @@ public:
     CORBA_Long key() const { return _key; }
     // Whether objects are announced to agents and looked up through them.
     bool agentEnabled() const { return _agentEnabled; }
+    void agentEnabled(bool enabled) { _agentEnabled = enabled; }
 
 private:
     TRXGIOPConnFactory* connections() const;

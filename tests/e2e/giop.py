@@ -65,6 +65,13 @@ def reference(type_id, host, port, key):
     return "IOR:" + ior(type_id, profile.octets).hex()
 
 
+def object_key(repository_id, name):
+    """Of an object that is known by its interface and its name."""
+    body = Writer()
+    body.octets = b"\1QMC"
+    return body.ulong(0).string(repository_id).string(name).octets
+
+
 def ior(type_id, profile):
     return Writer().octet(1).string(type_id).ulong(1).ulong(0).sequence(profile).octets
 

@@ -309,7 +309,7 @@ class FakeAgent(Endpoint):
 
     By default it lets everybody log in, takes every registration, and lists `names`, `providers` and `others`.
     `tcp` is what its TCP endpoint does: serve; mute, reads and never answers; hang or cut, stops or closes within
-    the answer; close, at once; garbage; huge, answers with an absurd length.
+    the answer; close, at once; garbage; huge, answers with an absurd length. It may be a function of the query.
     """
 
     def __init__(self, host, port, names=(), providers=(), others=(), tcp="serve", broadcast=False, **told):
@@ -354,10 +354,11 @@ class FakeAgent(Endpoint):
                 self.queries.append(record)
                 found = self.names if record.requestType == wire.LIST_NAMES else self._found(record.request)
                 octets = connection.encode(wire.reply(0, record, 0, wire.record_set(found)))
+                manner = self.tcp(record) if callable(self.tcp) else self.tcp
                 connection.sock.sendall({
                     "mute": b"", "cut": octets[:-8], "hang": octets[:-8], "garbage": wire.framed(b"\xff" * 60),
-                    "huge": b"\x7f\xff\xff\xff" + octets[4:]}.get(self.tcp, octets))
-            if not record or self.tcp == "cut":
+                    "huge": b"\x7f\xff\xff\xff" + octets[4:]}.get(manner, octets))
+            if not record or manner == "cut":
                 close(connection.sock)
         except OSError:
             close(connection.sock)  # the client had enough of it

@@ -7,12 +7,13 @@ import socket
 import subprocess
 import unittest
 
+import giop
 import harness
 import wire
 from harness import FAST_CLOCK, LOOPBACK_BROADCAST, SILENT
 
 OAD_ID = "IDL:tarnwicknet/Activation/OAD:1.0"
-NO_SERVICE = "Unable to locate initial LocationService\n\tWill use Harbolance 2.0 peerscan mechanism\n"
+FAILED = "CORBA Exception during execution of peerscan: EXCEPTION ObjLocation::Fail {\n\treason:\n%d \n}\n\n"
 NO_AGENTS = "\npeerscan: There are no agents running in your domain.\n"
 NO_OADS = "\npeerscan: There are no OADs running on in your domain.\n"
 NO_REGISTERED = "\npeerscan: There are no Object Implementations registered with OADs.\n"
@@ -22,15 +23,32 @@ STARTED = "\npeerscan: Following are the list of Implementations started manuall
 LOCATE_AGENT, TCP_ENDPOINT = ("message", wire.LOCATE_AGENT), ("message", wire.TCP_ENDPOINT)
 LOGIN, LIST_AGENTS, END = [("request", kind) for kind in (wire.LOGIN, wire.LIST_AGENTS, wire.END)]
 
-# What an agent may hold: implementations, and what is none of them.
+# The names that an agent may hold: objects, and what is none of them. A query for names alone lists these.
 NAMES = [wire.name(f"127.0.0.{text}", service) for text, service in (
     ("1_IDL:Bank/Account:1.0_Alice", 4), ("1_IDL:Bank/Account:1.0_Bob", 4), ("2_IDL:Print/Queue:1.0_Lobby", 4),
     ("1_IDL:Print/Queue:1.0", 4), ("3_IDL:Empty:1.0_", 4), ("3_IDL:\x1b[2J:1.0_a\nb\x7f", 4), (f"1_{OAD_ID}", 4),
     ("1_OAD-of-Activation", 4), ("1_IDL:Bank/Archive:1.0_Vault", 5), ("9_*_Starter", 5), ("1_IDL:OAD:1.0", 5),
     ("1_IDL:Two:1.0", 2), ("1_IDL:Six:1.0", 6))]
 NAMES += [wire.name("IDL:Bank/Account:1.0_Alice"), NAMES[1].with_(argType=3)]  # the last is listed twice
-PROVIDERS = [wire.provider(OAD_ID, "127.0.0.1", 15000), wire.provider(OAD_ID, "127.0.0.7", 15000),
-             wire.provider("Activation::OAD", "127.0.0.6", 15000)]
+
+
+def provider(key, number, name="", service=4, port=15003):
+    """With a reference, as servers announce their objects."""
+    host = f"127.0.0.{number}"
+    return wire.provider(key, host, port, service=service, agent="127.0.0.77",
+                         reference=giop.reference(key, host, port, giop.object_key(key, name)))
+
+
+# The same objects as the location service finds them: by interface, with references.
+OADS = [provider(*told, port=15000) for told in ((OAD_ID, 1), (OAD_ID, 7), ("Activation::OAD", 6))]
+OBJECTS = [provider(*told) for told in (
+    ("IDL:Bank/Account:1.0", 1, "Alice", 4, 15004), ("IDL:Bank/Account:1.0", 1, "Bob"), ("IDL:Print/Queue:1.0", 2, "Lobby"),
+    ("IDL:Print/Queue:1.0", 1, "", 4, 15001), ("IDL:Empty:1.0", 3), ("IDL:\x1b[2J:1.0", 3, "a\nb\x7f"),
+    ("IDL:Bank/Archive:1.0", 1, "Vault", 5), ("*", 9, "Starter", 5), ("IDL:OAD:1.0", 1, "", 5),
+    ("IDL:Bank/Account:1.0", 1, "Bob", 4, 15002))]
+PROVIDERS = OADS + OBJECTS
+IDS = [one.name for one in OBJECTS[2:]]
+ALL = {"names": NAMES + IDS, "providers": PROVIDERS}
 
 
 def golden(name):
@@ -57,22 +75,24 @@ class PeerscanCase(harness.Case):
 class Listings(PeerscanCase):
     def test_one_agent_and_nothing_else(self):
         agent = self.agent()
-        self.expect(self.scan(agent), agents(agent) + NO_OADS + NO_REGISTERED + NO_STARTED, NO_SERVICE)
+        self.expect(self.scan(agent), agents(agent) + NO_OADS + NO_REGISTERED + NO_STARTED)
         agent.wait_for(END)
-        # Two queries for OADs and one for names, each of which asks for the agents first.
+        # The location service asks twice for OADs and once for everything. Whatever number of queries that takes,
+        # each of the three asks for the agents and for their endpoints once.
         self.assertEqual([harness.key_of(heard.record) for heard in agent.heard],
                          [LOCATE_AGENT, LOGIN, LIST_AGENTS] + [LIST_AGENTS, TCP_ENDPOINT] * 3 + [END])
-        self.assertEqual([query.request and query.request.name for query in agent.queries],
-                         ["Activation::OAD", OAD_ID, None])
+        oads = [(name, 4) for name in ("Activation::OAD", OAD_ID)]
+        self.assertEqual([query.request and (query.request.name, query.request.serviceType) for query in agent.queries],
+                         [(OAD_ID, 4), (OAD_ID, 5)] + oads + [oads[0], ("Activation::OAD", 5)] + oads + oads + [None])
         login = agent.wait_for(LOGIN).record.request
         self.assertEqual((login.hostName, login.loginName, login.loginExtra, login.machineType),
                          (socket.gethostname(), "", "", 2))
 
     def test_everything_of_one_agent(self):
-        agent = self.agent(names=NAMES + [wire.addr("127.0.0.1", 1)], providers=PROVIDERS)
-        self.expect(self.scan(agent), agents(agent) + golden("everything.txt"), NO_SERVICE)
+        agent = self.agent(**ALL)
+        self.expect(self.scan(agent), agents(agent) + golden("everything.txt"))
         document = golden("everything.json").replace("HOST", agent.host).replace("PORT", str(agent.port))
-        self.expect(self.scan(agent, "--json", "-ORBagentDebug", "0"), document, NO_SERVICE)
+        self.expect(self.scan(agent, "--json", "-ORBagentDebug", "0"), document)
         # Without -d hosts have names.
         host = f"\tHOST: {socket.gethostbyaddr('127.0.0.1')[0]}\n"
         out = self.run_program("peerscan", "-ORBagentaddr", agent.host, "-ORBagentport", agent.port).out
@@ -81,15 +101,26 @@ class Listings(PeerscanCase):
 
     def test_everything_of_three_agents(self):
         first, second, third = self.fake_domain()
-        first.names, second.names, third.names = NAMES[:3], NAMES[2:9], NAMES[8:]
-        first.providers, second.providers, third.providers = PROVIDERS[:1], PROVIDERS[:2], PROVIDERS[2:]
+        first.names, second.names, third.names = IDS[:3], IDS[2:5], IDS[4:]
+        first.providers, second.providers, third.providers = PROVIDERS[:4], PROVIDERS[:6], PROVIDERS[4:]
         expected = agents(first, second.host, third.host) + golden("everything.txt")
         # In another order than those of one agent.
         self.assertEqual(sorted(self.scan(first).out.splitlines()), sorted(expected.splitlines()))
-        # An agent that does not answer the list query is left out; the others are listed.
+        # An agent that does not answer a list query is left out; the others are listed.
         for second.tcp in ("mute", "hang"):
             lines = self.scan(first, "-r", "Bank", **FAST_CLOCK).out.splitlines()
             self.assertEqual(sorted(line[-5:] for line in lines[-3:]), [": Bob", ": Bob", "Alice"])
+
+    def test_without_the_location_service(self):
+        """It asks for objects of OADs, which the old way does not: an agent that fails there sends peerscan back."""
+        agent = self.agent(names=NAMES, providers=PROVIDERS, tcp=lambda query: "cut" if query.request and
+                           query.request.serviceType == 5 else "serve")
+        agent.names.append(IDS[0])
+        self.expect(self.scan(agent), agents(agent) + golden("everything.txt"), FAILED % 4 * 2)
+        # Both ways are listed.
+        agent.tcp, agent.names = "serve", ALL["names"]
+        both = self.scan(agent, "-b", "-r", "Bank").out
+        self.assertEqual([both.count(f"NAME: {name}\n") for name in ("Alice", "Bob", "Vault")], [2, 4, 2])
 
     def test_answers_that_are_no_lists(self):
         agent, some = self.agent(names=NAMES), wire.record_set([wire.name("x"), wire.addr("127.0.0.8", 1)])
@@ -98,11 +129,12 @@ class Listings(PeerscanCase):
             self.expect(self.scan(agent, "-a"), agents(agent, *others), "" if others else
                         "peerscan: cannot list the other agents: the answer is no list\n")
         # Status and reply type of an endpoint's answer mean nothing: the object decides.
-        places = [wire.addr(agent.host, agent.tcp_port)] + [wire.name("no address")] * 3
+        agent.names, agent.providers = ALL["names"], PROVIDERS
+        places = [wire.addr(agent.host, agent.tcp_port)] + [wire.name("no address")] * 6
         agent.script = {TCP_ENDPOINT: lambda record: wire.agent_reply(77, record, -1, places.pop())}
         failed = ("peerscan: cannot list the names of objects: the agent does not answer, refuses, or answers with "
                   "something else\n")
-        self.expect(self.scan(agent, "-r", "."), NO_REGISTERED + NO_STARTED, NO_SERVICE + failed)
+        self.expect(self.scan(agent, "-r", "."), NO_REGISTERED + NO_STARTED, FAILED % 4 + failed)
         self.assertIn("OBJECT NAME: Alice\n", self.scan(agent, "-r", ".").out)
 
 
@@ -115,19 +147,19 @@ class Options(PeerscanCase):
         self.assertRegex(self.run_program("peerscan", "--version").out, r"^peerscan \d+\.\d+\.\d+\n$")
 
     def test_what_is_asked_for_is_listed(self):
-        agent = self.agent(names=NAMES, providers=PROVIDERS)
+        agent = self.agent(**ALL)
         first, (oads, names) = agents(agent), golden("everything.txt").split(REGISTERED)
         everything = first + oads + REGISTERED + names
         for words, out, err in (
-                ("-a -a", first, ""), ("-o", oads, ""), ("-o -a", first + oads, ""), ("-r Nowhere", "", NO_SERVICE),
-                ("-r . -a", first + REGISTERED + names, NO_SERVICE), ("-b", everything, NO_SERVICE),
-                ("-oadr ^.*", everything, NO_SERVICE), ("word -r^.* -o another -a", everything, NO_SERVICE),
+                ("-a -a", first, ""), ("-o", oads, ""), ("-o -a", first + oads, ""), ("-r Nowhere", "", ""),
+                ("-r . -a", first + REGISTERED + names, ""), ("-o -r ^.*", oads + REGISTERED + names, ""),
+                ("-oadr ^.*", everything, ""), ("word -r^.* -o another -a", everything, ""),
                 ("-a -- -x", first, "")):
             with self.subTest(words=words):
                 self.expect(self.scan(agent, *words.split()), out, err)
 
     def test_expressions(self):
-        agent = self.agent(names=NAMES)
+        agent = self.agent(**ALL)
         for pattern, shown in (("IDL:Bank/Account:1.0", "Account"), ("^Bank", ""), ("Bank", "Account Archive"),
                                ("Queue:1.0$", "Queue Queue"), ("Account\\|Archive", "Account Archive"),
                                ("A[cr]c+", "Account Archive"), ("\\(Bank\\)", "Account Archive"), ("(Bank)", "")):
@@ -135,9 +167,9 @@ class Options(PeerscanCase):
             ids = [line.split("/")[1][:-4] for line in lines if "REPOSITORY ID" in line]
             self.assertEqual(sorted(ids), shown.split(), pattern)
         complaint = "peerscan: Invalid regular expression: \n[a\n"
-        for agent.names, out in ((NAMES[:1], NO_REGISTERED + complaint), (NAMES, complaint),
+        for agent.names, out in ((IDS[:1], NO_REGISTERED + complaint), (IDS, complaint),
                                  ([], NO_REGISTERED + NO_STARTED)):
-            self.expect(self.scan(agent, "-r", "[a"), out, NO_SERVICE)
+            self.expect(self.scan(agent, "-r", "[a"), out)
 
     def test_pause(self):
         agent = self.agent()
@@ -156,7 +188,7 @@ class Options(PeerscanCase):
         program.stop_reading()
         program.close_input()
         self.assertEqual(program.wait(), 0)
-        self.assertEqual(program.err, NO_SERVICE + "peerscan: the report could not be written completely\n")
+        self.assertEqual(program.err, "peerscan: the report could not be written completely\n")
         agent.wait_for(END)
 
     def test_words_of_the_orb(self):
@@ -174,7 +206,7 @@ class Options(PeerscanCase):
         self.assertTrue(out.endswith(agents(agent)), out)
 
     def test_the_source_address(self):
-        agent = self.agent(names=NAMES)
+        agent = self.agent(**ALL)
         self.assertIn("OBJECT NAME: Lobby\n", self.scan(agent, "-OAipaddr", self.host(9), "-r", "Queue").out)
         for kind in (LOCATE_AGENT, LOGIN, LIST_AGENTS, TCP_ENDPOINT, END):
             self.assertEqual(agent.wait_for(kind).sender[0], self.host(9), kind)
@@ -284,11 +316,12 @@ class Search(PeerscanCase):
     def test_a_network_without_an_agent(self):
         search = ("Harbolance: Unable to locate agent. Will try every 15 seconds to locate agent\n"
                   "DSUser:: Unable to contact agent. Make sure there is an agent running on this network\n")
+        failed = "\nThere are no agents running in your domain.\n" + FAILED % 0
         # All at once: each of these waits through five searches. Without a table the host's networks are used,
         # so that run stays in a network of its own.
         env = {**self.env, **FAST_CLOCK, "LOCD_PORT": self.port}
         runs = [(self.start("peerscan", *words.split(), **env), err)
-                for words, err in (("", ""), ("-a -C", ""), ("-o", ""), ("-r [", NO_SERVICE))]
+                for words, err in (("", ""), ("-a -C", ""), ("-o", failed), ("-r [", failed))]
         env["LOCD_LOCAL_FILE"] = self.scratch / "missing"
         alone = ["unshare", "--net"] if os.geteuid() == 0 else ["unshare", "--user", "--net"]
         done = subprocess.run([*alone, harness.PROGRAMS / "peerscan", "-a"], capture_output=True, check=False,
@@ -307,19 +340,24 @@ class Domain(PeerscanCase):
 
     def test_one_agent(self):
         agent, near, far = self.start_locd(self.host(1)), self.host(3), self.host(4)
-        for words in ((near, "--port", 15010, "IDL:Bank/Account:1.0=Alice"),
-                      (far, "--oad", "IDL:Bank/Archive:1.0=Vault"), (far, OAD_ID)):
-            program = self.start("announce", "-ORBagentaddr", agent.host, "-ORBagentport", agent.port,
-                                 "--address", *words)
+        for host, key, name, *words in ((near, "IDL:Bank/Account:1.0", "Alice"), (far, OAD_ID, ""),
+                                        (far, "IDL:Bank/Archive:1.0", "Vault", "--oad"), (far, "IDL:Idle:1.0", "Ann")):
+            text = giop.reference(key, host, 15010, giop.object_key(key, name))
+            program = self.start("announce", "-ORBagentaddr", agent.host, "-ORBagentport", agent.port, *words,
+                                 "--address", host, "--port", 15010, "--reference", text, f"{key}={name}")
             program.wait_line(rf"announce: \d+ names at agent {agent.host}$")
-        self.expect(self.scan(agent), f"{agents(agent)}\npeerscan: Found 1 OADs in your domain\n\tHOST: {far}\n"
-                    f"{REGISTERED}\tHOST: {far}\n\n\t\tREPOSITORY ID: IDL:Bank/Archive:1.0\n"
-                    f"\t\t\tOBJECT NAME: Vault\n{STARTED}\tHOST: {near}\n\n"
-                    "\t\tREPOSITORY ID: IDL:Bank/Account:1.0\n\t\t\tOBJECT NAME: Alice\n", NO_SERVICE)
+        # What is at a daemon's address counts as registered with it; the daemon itself does not.
+        registered = "".join(f"\n\t\tREPOSITORY ID: {key}\n\t\t\tOBJECT NAME: {name}\n"
+                             for key, name in (("IDL:Idle:1.0", "Ann"), ("IDL:Bank/Archive:1.0", "Vault")))
+        started = f"{STARTED}\tHOST: {near}\n\n\t\tREPOSITORY ID: IDL:Bank/Account:1.0\n\t\t\tOBJECT NAME: Alice\n"
+        oads = f"\npeerscan: Found 1 OADs in your domain\n\tHOST: {far}\n{REGISTERED}\tHOST: {far}\n"
+        daemon = f"\tHOST: {far}\n\n\t\tREPOSITORY ID: {OAD_ID}\n"
+        expected = agents(agent) + oads + registered + started + daemon
+        self.assertEqual(sorted(self.scan(agent).out.splitlines()), sorted(expected.splitlines()))
         # What ends says so, and is gone from the list.
         program.process.send_signal(signal.SIGTERM)
         self.assertEqual(program.wait(), 0)
-        self.expect(self.scan(agent, "-o"), NO_OADS)
+        self.assertNotIn("Idle", self.scan(agent).out)
 
 
 if __name__ == "__main__":

@@ -1,4 +1,5 @@
 #include "command_line.h"
+#include "location/location_settings.h"
 #include "location/modules.h"
 #include "orb/orb_settings.h"
 #include "orb/vorb.h"
@@ -9,13 +10,14 @@ namespace {
 
 TEST(LocateInitializer, takesItsOptionsWhereverTheyStand) {
     LocateInitializer options;
-    EXPECT_TRUE(!options.debug() && !options.verify() && options.timeout() == 1);
+    const LocationSettings& settings = locationSettings;
+    EXPECT_TRUE(!settings.debug && !settings.verify && settings.timeout == 1);
     CommandLine line{"prog", "-LOCtimeout",  "5s", "-LOCverify", "1", "-LOCverify",
                      "0",    "-LOCtimeoutx", "5",  "-LOCdebug",  "10"};
     options.ORB_init(line.argc, line.argv(), nullptr);
     EXPECT_EQ(line.left(), (Words{"prog", "-LOCtimeoutx", "5"}));
     // The first character of a switch counts, and the digits of a number.
-    EXPECT_TRUE(options.debug() && !options.verify() && options.timeout() == 5);
+    EXPECT_TRUE(settings.debug && !settings.verify && settings.timeout == 5);
 }
 
 TEST(AgentOptions, areThoseOfTheOrb) {

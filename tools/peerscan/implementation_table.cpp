@@ -30,11 +30,11 @@ const char* textOf(const DSResource* string) { return static_cast<const TRXStrin
 
 } // namespace
 
-std::optional<AgentName> parseAgentName(std::string_view text) {
+std::optional<ListedObject> parseAgentName(std::string_view text) {
     const size_t endOfHost = text.find('_');
     if (endOfHost == text.npos || endOfHost > longestHost)
         return std::nullopt;
-    AgentName name;
+    ListedObject name;
     name.host = text.substr(0, endOfHost);
     if (::inet_addr(name.host.c_str()) == INADDR_NONE)
         return std::nullopt;
@@ -49,10 +49,10 @@ std::optional<AgentName> parseAgentName(std::string_view text) {
     return name;
 }
 
-void ImplementationTable::add(const AgentName& name) {
-    auto& ids = collectionAt<DSDictionary>(hosts_, name.host.c_str());
-    const char* objectName = name.objectName ? name.objectName->c_str() : nullptr;
-    collectionAt<DSOrderedCltn>(ids, name.repositoryId.c_str()).add(new TRXString(objectName));
+void ImplementationTable::add(const ListedObject& object) {
+    auto& ids = collectionAt<DSDictionary>(hosts_, object.host.c_str());
+    const char* objectName = object.objectName ? object.objectName->c_str() : nullptr;
+    collectionAt<DSOrderedCltn>(ids, object.repositoryId.c_str()).add(new TRXString(objectName));
 }
 
 std::optional<std::vector<ImplementationRow>> ImplementationTable::rows(const char* expression) const {

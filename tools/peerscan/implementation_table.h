@@ -7,20 +7,21 @@
 #include <string_view>
 #include <vector>
 
-// A name under which agents know an object: "<host>_<repository id>_<object name>".
-struct AgentName {
-    std::string host; // a dotted quad
+// Where an object is, what it is and what it is called.
+struct ListedObject {
+    std::string host;
     std::string repositoryId;
-    std::optional<std::string> objectName; // everything behind the second '_'
+    std::optional<std::string> objectName;
 };
 
-// Nothing for a text of another form, and for the name of an activation daemon: the daemons are no
-// implementations.
-std::optional<AgentName> parseAgentName(std::string_view text);
+// What a name says under which agents know an object, "<host>_<repository id>_<object name>": the host is a
+// dotted quad, the object's name everything behind the second '_'. Nothing for a text of another form, and
+// for the name of an activation daemon: the daemons are no implementations.
+std::optional<ListedObject> parseAgentName(std::string_view text);
 
 // One implementation as it is listed. The texts belong to the table that the row comes from.
 struct ImplementationRow {
-    const char* host; // a dotted quad
+    const char* host;
     const char* repositoryId;
     std::vector<const char*> objectNames; // of the objects that have a name
 };
@@ -31,7 +32,7 @@ class ImplementationTable {
 public:
     bool isEmpty() const { return hosts_.isEmpty(); }
 
-    void add(const AgentName& name);
+    void add(const ListedObject& object);
 
     // The implementations whose repository id contains a match of the regular expression, in the order of the
     // collections, so that the rows of one host follow each other. Nothing for an invalid expression. The

@@ -3,6 +3,8 @@
 #include "marshal/exception/vexcept.h"
 #include "orb/vorb.h"
 
+#include <harbolance/obj_location_stub.h>
+
 #include <iostream>
 
 namespace {
@@ -28,20 +30,62 @@ void complainWithout(const NCRef<DSSet>& set, const char* what, int status) {
         std::cerr << "peerscan: cannot list the " << what << ": " << reasonOf(status) << std::endl;
 }
 
-// Asks for the location service of this process. Objects are not listed through it yet: the result is false,
-// and the agents have to be asked.
-bool askLocationService(bool sayIfMissing) {
+// What `ask` gets from the location service of this process. Nothing when there is none, which is `missing`,
+// or when it fails, which is said.
+template <class Ask>
+auto throughService(Ask ask, void (*missing)() = nullptr)
+    -> std::optional<decltype(ask(std::declval<ObjLocation::Agent&>()))> {
     try {
-        const CORBA_Object* service = CORBA_ORB_init()->resolve_initial_references("LocationService");
-        if (CORBA_is_nil(service) && sayIfMissing) {
-            std::cerr << "Unable to locate initial LocationService" << std::endl
-                      << "\tWill use Harbolance 2.0 peerscan mechanism" << std::endl;
-        }
+        const CORBA_Object_var service(CORBA_ORB_init()->resolve_initial_references("LocationService"));
+        const ObjLocation::Agent_var agent(ObjLocation::Agent::_narrow(service.in()));
+        if (!CORBA_is_nil(agent.in()))
+            return ask(*agent.in());
+        if (missing)
+            missing();
     } catch (const CORBA_Exception& exception) {
         std::cerr << "CORBA Exception during execution of peerscan: " << exception << std::endl;
     }
-    return false;
+    return std::nullopt;
 }
+
+const char* textOf(const CORBA_String_var& text) { return text.in() ? text.in() : ""; }
+
+// A daemon is known under its repository id or under the name of its interface.
+constexpr const char* oadId = "IDL:tarnwicknet/Activation/OAD:1.0";
+constexpr const char* oadName = "Activation::OAD";
+
+// --- Through the location service
+// ---------------------------------------------------------------------------
+
+std::vector<std::string> oadHosts(ObjLocation::Agent& agent) {
+    const ObjLocation::DescSeq_var byId(agent.all_instances_descs(oadId));
+    const ObjLocation::DescSeq_var byName(agent.all_instances_descs(oadName));
+    std::vector<std::string> hosts;
+    for (const ObjLocation::DescSeq* descs : {byId.in(), byName.in()}) {
+        for (const ObjLocation::Desc& desc : *descs)
+            hosts.emplace_back(textOf(desc.profile.host));
+    }
+    return hosts;
+}
+
+ImplementationListing implementations(ObjLocation::Agent& agent) {
+    ImplementationListing listing{true, {}, {}};
+    const ObjLocation::DescSeqSeq_var all(agent.all_available_descs());
+    for (const ObjLocation::DescSeq& descs : *all) {
+        for (const ObjLocation::Desc& desc : descs)
+            (desc.activable ? listing.registered : listing.started)
+                .add({textOf(desc.profile.host), textOf(desc.repository_id), textOf(desc.instance_name)});
+    }
+    return listing;
+}
+
+void sayServiceIsMissing() {
+    std::cerr << "Unable to locate initial LocationService" << std::endl
+              << "\tWill use Harbolance 2.0 peerscan mechanism" << std::endl;
+}
+
+// --- Through the agents alone
+// -------------------------------------------------------------------------------
 
 NCRef<DSSet> providersOf(DSUser& user, const char* repositoryId) {
     const NCRef<DSName> name = new DSName(repositoryId, dsArgType, DSServiceManual);
@@ -51,10 +95,9 @@ NCRef<DSSet> providersOf(DSUser& user, const char* repositoryId) {
     return providers;
 }
 
-// A daemon is known under the name of its interface or under its repository id.
-NCRef<DSSet> daemonProviders(DSUser& user) {
-    const auto byName = providersOf(user, "Activation::OAD");
-    const auto byId = providersOf(user, "IDL:tarnwicknet/Activation/OAD:1.0");
+NCRef<DSSet> oadProviders(DSUser& user) {
+    const auto byName = providersOf(user, oadName);
+    const auto byId = providersOf(user, oadId);
     if (byName && byId)
         return DSSet::unionOf(*byName, *byId);
     return byName ? byName : byId;
@@ -90,27 +133,34 @@ std::optional<AgentListing> listAgents(bool hostNames) {
 }
 
 std::optional<OADListing> listOADs(bool hostNames) {
-    askLocationService(false);
-    DSUser* user = connectedUser();
-    if (!user)
-        return std::nullopt;
-    const auto providers = daemonProviders(*user);
-    OADListing listing{static_cast<bool>(providers), {}};
-    for (const DSProvider* provider : recordsOf<DSProvider>(providers)) {
-        const std::string host = hostText(provider->addr(), hostNames);
-        listing.hosts.push_back(hostText(DSAddr(0, host.c_str()), hostNames));
+    OADListing listing{true, {}};
+    auto hosts = throughService(oadHosts);
+    if (!hosts) {
+        DSUser* user = connectedUser();
+        if (!user)
+            return std::nullopt;
+        const auto providers = oadProviders(*user);
+        listing.isKnown = static_cast<bool>(providers);
+        hosts.emplace();
+        for (const DSProvider* provider : recordsOf<DSProvider>(providers))
+            hosts->push_back(hostText(provider->addr(), hostNames));
     }
+    for (const std::string& host : *hosts)
+        listing.hosts.push_back(hostText(DSAddr(0, host.c_str()), hostNames));
     return listing;
 }
 
 std::optional<ImplementationListing> listImplementations(bool backCompat) {
-    ImplementationListing listing{true, {}, {}};
-    if (askLocationService(true) && !backCompat)
+    auto listing = throughService(implementations, sayServiceIsMissing);
+    if (listing && !backCompat)
         return listing;
     DSUser* user = connectedUser();
     if (!user)
         return std::nullopt;
-    listing.isKnown = gatherThroughAgent(*user, listing);
+    if (!listing)
+        listing.emplace(false);
+    const bool gathered = gatherThroughAgent(*user, *listing);
+    listing->isKnown = listing->isKnown || gathered;
     return listing;
 }
 

@@ -1,0 +1,172 @@
+#include "location/location_service.h"
+#include "location/location_settings.h"
+#include "marshal/exception/orb_exceptions.h"
+#include "marshal/reference/vutil.h"
+
+#include <cstring>
+#include <iostream>
+#include <memory>
+
+// What the location service makes of a provider: the object, tested on request, and its description.
+
+namespace {
+
+const char* textOr(const char* text, const char* otherwise) { return text ? text : otherwise; }
+
+// The stringified reference that travels with a name; null when there is none.
+const char* referenceText(const DSName& name) {
+    const auto* value = nc_cast<DSName>(name.value());
+    return value ? value->name() : nullptr;
+}
+
+bool isServiceName(const CORBA_Object& object) {
+    const char* name = object._object_name();
+    return name && std::strcmp(name, "*") == 0;
+}
+
+// For the time of a test: time limits for the calls on the object, and no look-up through the agents, which
+// would find another object of that name.
+class TestConditions {
+public:
+    TestConditions(CORBA_Object& object, TRXORB& orb, unsigned long seconds)
+        : _object(object), _orb(orb), _options(object._bind_options()), _agentEnabled(orb.agentEnabled()) {
+        CORBA_BindOptions limited = _options ? *_options : CORBA_BindOptions();
+        const auto limit = static_cast<CORBA_ULong>(std::min<unsigned long>(seconds, UINT32_MAX));
+        limited.deferBind = false;
+        limited.enableRebind = false;
+        limited.maxBindTries = 5;
+        limited.sendTimeout = limited.receiveTimeout = limited.connectTimeout = limit;
+        object._bind_options(limited);
+        orb.agentEnabled(false);
+    }
+    TestConditions(const TestConditions&) = delete;
+    TestConditions& operator=(const TestConditions&) = delete;
+    ~TestConditions() {
+        _orb.agentEnabled(_agentEnabled);
+        if (_options)
+            _object._bind_options(*_options);
+    }
+
+private:
+    CORBA_Object& _object;
+    TRXORB& _orb;
+    std::unique_ptr<const CORBA_BindOptions> _options; // null for a servant of this process
+    bool _agentEnabled;
+};
+
+// What the object key says, where it is one of this ORB.
+void fillNames(const CORBA_OctetSequence& key, ObjLocation::Desc& desc, const char* rep) {
+    try {
+        const TRXRef<TRXObjectId> id(TRXUtil::id_from_key(key));
+        if (!id)
+            return;
+        if (id->type() == TRXObjectId::ID_PERSISTENT) {
+            const auto& persistent = static_cast<const TRXPersistentId&>(*id);
+            desc.repository_id = textOr(rep, textOr(persistent.rep_id(), ""));
+            desc.instance_name = textOr(persistent.object_name(), "");
+        } else if (id->type() == TRXObjectId::ID_SERVICE) {
+            desc.repository_id = "Activation Service";
+            desc.instance_name = textOr(static_cast<const TRXServiceId&>(*id).service_name(), "");
+        }
+    } catch (const CORBA_Exception&) {
+        // a key that is cut short names nothing
+    }
+}
+
+} // namespace
+
+CORBA_Object* AgentImpl::getObject(const DSName& name) {
+    const char* text = referenceText(name);
+    if (!text) {
+        if (_debug)
+            std::cout << "UserObject for [" << name << "] is null" << std::endl;
+        return nullptr;
+    }
+    if (_debug)
+        std::cout << "Obtaining object from userObject [" << text << "]" << std::endl;
+    try {
+        CORBA_Object* object = orb().string_to_object(text);
+        if (_debug && !object)
+            std::cout << "unstringified object is NULL" << std::endl;
+        else if (_debug)
+            std::cout << "Object=[" << textOr(object->_interface_name(), "nil") << ","
+                      << textOr(object->_object_name(), "nil") << "]" << std::endl;
+        return object;
+    } catch (const CORBA_INV_OBJREF&) {
+        if (_debug)
+            std::cout << "Reference is invalid.  May be due to Harbolance 2.0" << std::endl
+                      << "registrations.  This registration will be ignored" << std::endl;
+        return nullptr;
+    }
+}
+
+CORBA_Object* AgentImpl::providerObject(DSProvider& provider, bool activable) {
+    CORBA_Object_var object(getObject(provider.name()));
+    const bool verified = locationSettings.verify && !activable && !isActivable(provider) &&
+                          !(object.in() && isServiceName(*object.in()));
+    if (_debug)
+        std::cout << (verified ? "Verifying" : "Not verifying") << " remote object" << std::endl;
+    if (!verified || !object.in() || !isDead(*object.in()))
+        return object._retn();
+    if (DSUser* user = DSUser::instance(true))
+        user->providerDown(&provider);
+    return nullptr;
+}
+
+bool AgentImpl::isDead(CORBA_Object& object) {
+    const TestConditions conditions(object, orb(), locationSettings.timeout);
+    try {
+        return object._non_existent() != 0;
+    } catch (const CORBA_Exception&) {
+        return true;
+    }
+}
+
+void AgentImpl::fillDesc(const DSProvider& provider, ObjLocation::Desc& desc, const char* rep) {
+    const char* text = referenceText(provider.name());
+    if (!text) {
+        if (_debug)
+            std::cout << "UserObject for [" << provider << "] is null" << std::endl;
+        return;
+    }
+    const CORBA_Object_var object(orb().string_to_object(text));
+    describe(provider, object.in(), desc, rep);
+}
+
+void AgentImpl::describe(const DSProvider& provider, CORBA_Object* object, ObjLocation::Desc& desc,
+                         const char* rep) {
+    desc.ref = CORBA_Object::_duplicate(object);
+    if (!object)
+        throw CORBA_INV_OBJREF();
+    TRXUtil::iiop_body(harbolance::ObjectOperations::installed().reference(object), desc.profile);
+    desc.repository_id = "";
+    desc.instance_name = "";
+    fillNames(desc.profile.object_key, desc, rep);
+    desc.agent_hostname = provider.agentAddr().dottedAddr();
+}
+
+// An index behind the last description. A provider that cannot be described leaves nothing in the sequence.
+CORBA_ULong AgentImpl::_convert(ObjLocation::DescSeq& seq, CORBA_ULong index, const DSSet* set,
+                                bool activable, const char* rep) {
+    if (!set)
+        return index;
+    for (DSResource* element : *set) {
+        auto* provider = nc_cast<DSProvider>(element);
+        if (!provider)
+            continue;
+        try {
+            const CORBA_Object_var object(providerObject(*provider, activable));
+            if (!object.in())
+                continue;
+            ObjLocation::Desc desc;
+            describe(*provider, object.in(), desc, rep);
+            desc.activable = activable;
+            seq[index] = std::move(desc);
+            ++index;
+        } catch (const CORBA_Exception&) {
+            if (_debug)
+                std::cout << "AgentImpl::_convert failed for provider [" << *provider << "]" << std::endl;
+        }
+    }
+    return index;
+}
