@@ -1,0 +1,52 @@
+#include "oadd/gate.h"
+
+#include "marshal/reference/vutil.h"
+#include "oadd/log.h"
+
+namespace oadd {
+
+// The caller's reference, or null for an object that is not registered.
+CORBA_Object* Gate::serverObject(const CORBA_OctetSequence& key) const {
+    const ObjectName object = nameInKey(key);
+    const auto entry = daemon_.references ? daemon_.registrations.ofRequest(object) : nullptr;
+    if (!entry || object.repId.empty())
+        return nullptr;
+    return daemon_.lookups.find(*entry, -1, Lookups::Purpose::request, caller_);
+}
+
+// The exceptions of the daemon's interface mean nothing to a client of another one.
+CORBA_MarshalInBuffer* Gate::receive_request(const GIOP::RequestHeader& header, CORBA_Object*& target,
+                                             CORBA_MarshalInBuffer*, TRXClosure&) {
+    if (target) {
+        if (!caller_.trusted && !Access::isOpenToAll(header.operation)) {
+            log(LogLevel::warning,
+                std::string("'") + header.operation + "' is refused to a peer of another host; see --allow");
+            throw CORBA_NO_PERMISSION();
+        }
+        return nullptr;
+    }
+    try {
+        target = serverObject(*header.object_key);
+    } catch (const Activation::NotResponding&) {
+        throw CORBA_NO_RESPONSE();
+    } catch (const Activation::Busy&) {
+        throw CORBA_NO_RESOURCES();
+    } catch (const CORBA_UserException&) {
+        throw CORBA_NO_IMPLEMENT();
+    }
+    return nullptr;
+}
+
+// A client whose wait has to be begun anew is sent here once more.
+IOP::IOR* Gate::locate_failed(CORBA_ULong, const CORBA_OctetSequence& key, TRXClosure&) {
+    try {
+        const CORBA_Object_var found(serverObject(key));
+        return found.in() ? daemon_.references->iorOf(found.in()) : nullptr;
+    } catch (const CORBA_TRANSIENT&) {
+        return daemon_.references->iorToHere(key);
+    } catch (const CORBA_Exception&) {
+        return nullptr;
+    }
+}
+
+} // namespace oadd

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "oadd/servant.h"
+
+namespace oadd {
+
+// What stands at each connection of the daemon. Operations that are not for everyone are refused to strangers
+// with CORBA_NO_PERMISSION. A request for a registered object, which has come with a reference that leads
+// here, is forwarded to the object's server.
+class Gate : public TRXServerInterceptor {
+public:
+    Gate(Daemon& daemon, int fd) : daemon_(daemon), caller_{fd, daemon.access.isTrusted(fd)} {}
+
+    IOP::IOR* locate_failed(CORBA_ULong requestId, const CORBA_OctetSequence& key,
+                            TRXClosure& closure) override;
+    CORBA_MarshalInBuffer* receive_request(const GIOP::RequestHeader& header, CORBA_Object*& target,
+                                           CORBA_MarshalInBuffer* in, TRXClosure& closure) override;
+
+private:
+    CORBA_Object* serverObject(const CORBA_OctetSequence& key) const;
+
+    Daemon& daemon_;
+    const Lookups::Caller caller_;
+};
+
+class GateFactory : public TRXServerInterceptorFactory {
+public:
+    explicit GateFactory(Daemon& daemon) : daemon_(daemon) {}
+    TRXServerInterceptor* create(int fd, const IOP::TaggedProfile&) override { return new Gate(daemon_, fd); }
+
+private:
+    Daemon& daemon_;
+};
+
+} // namespace oadd

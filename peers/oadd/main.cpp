@@ -1,0 +1,141 @@
+#include "oadd/gate.h"
+#include "oadd/options.h"
+#include "oadd/signals.h"
+
+#include "orb/vorb.h"
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+
+using namespace harbolance;
+
+namespace {
+
+constexpr int usageError = 2;
+constexpr const char* objectName = "oadd";
+
+// Otherwise the first socket would get the number of a closed stream, and what is printed would go there.
+void openStandardStreams() {
+    int fd = 0;
+    while (fd >= 0 && fd <= STDERR_FILENO)
+        fd = open("/dev/null", O_RDWR);
+    close(fd);
+}
+
+int fail(const std::string& message) {
+    std::fprintf(stderr, "oadd: %s\n", message.c_str());
+    return EXIT_FAILURE;
+}
+
+CORBA_BOA* openAdapter(CORBA_ORB& orb, std::vector<std::string> words) {
+    std::vector<char*> argv = {const_cast<char*>("oadd")};
+    for (std::string& word : words)
+        argv.push_back(word.data());
+    int argc = static_cast<int>(argv.size());
+    argv.push_back(nullptr);
+    return orb.BOA_init(argc, argv.data());
+}
+
+// The servers look for their agent where the daemon does.
+std::vector<std::string> domainWords() {
+    std::vector<std::string> words;
+    for (const char* key : {"ORBagentaddr", "ORBagentport"}) {
+        if (const auto value = TRXORB::current()->property(key))
+            words.insert(words.end(), {std::string("-") + key, *value});
+    }
+    return words;
+}
+
+bool writeReference(const std::string& path, const std::string& reference) {
+    std::ofstream file(path);
+    return file << reference << std::endl && true;
+}
+
+// Serves until a signal says otherwise. Raises what the adapter raises when it cannot listen.
+int serve(const oadd::Options& options, const oadd::Programs& programs, oadd::RegistrationFile& file,
+          oadd::Registry registry) {
+    CORBA_ORB* orb = CORBA_ORB_init();
+    const oadd::Access access(options.allow);
+    oadd::Registrations registrations(file, std::move(registry));
+    oadd::Servers servers(programs, options.limits);
+    oadd::Lookups lookups(servers);
+    oadd::Daemon daemon{programs, access, registrations, servers, lookups};
+    oadd::Signals signals(servers, lookups);
+    if (!signals.open())
+        return fail(std::string("cannot receive signals: ") + std::strerror(errno));
+    const TRXRef<TRXServerInterceptorFactory> gates(new oadd::GateFactory(daemon));
+    TRXChainServerIntercepFactory::add(gates.get());
+
+    CORBA_BOA* boa = openAdapter(*orb, options.adapterWords);
+    const Activation::OAD_var servant(new oadd::Servant(objectName, daemon));
+    boa->obj_is_ready(servant.in());
+    const oadd::References references(*orb, servant.in());
+    oadd::Announcer announcer(references, TRXORB::current()->agentEnabled());
+    daemon.references = &references;
+    daemon.announcer = &announcer;
+    servers.use({references.text(), domainWords()});
+    for (const auto& entry : registrations.all())
+        announcer.announce(entry->object);
+    if (!options.referenceFile.empty() && !writeReference(options.referenceFile, references.text()))
+        return fail("cannot write " + options.referenceFile + ": " + std::strerror(errno));
+    std::printf("oadd: listening on %s port %d\n", references.host().c_str(), references.port());
+    std::fflush(stdout);
+    while (!signals.done())
+        dpDispatcher::instance()->dispatch();
+    for (const auto& entry : registrations.all())
+        announcer.withdraw(entry->object);
+    boa->deactivate_obj(servant.in());
+    TRXChainServerIntercepFactory::remove(gates.get());
+    return EXIT_SUCCESS;
+}
+
+int run(const oadd::Options& options) {
+    if (geteuid() == 0 && !options.asRoot)
+        return fail("this would start servers as root; run it as another user, or with --as-root");
+    oadd::setLogLevel(options.logLevel);
+    oadd::Programs programs;
+    for (const std::string& folder : options.programs) {
+        if (const auto complaint = programs.add(folder))
+            return fail(*complaint);
+    }
+    if (options.programs.empty())
+        oadd::log(oadd::LogLevel::warning, "no server can be started without --programs FOLDER");
+    // Processes that a server leaves behind become children of the daemon.
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    oadd::RegistrationFile file(options.file);
+    oadd::Registry registry;
+    if (const auto complaint = file.open(registry))
+        return fail(*complaint);
+    try {
+        return serve(options, programs, file, std::move(registry));
+    } catch (const CORBA_Exception& exception) {
+        return fail(std::string("cannot listen: ") + exception._name() +
+                    "; choose another --address or --port");
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    openStandardStreams();
+    oadd::Signals::hold();
+    CORBA_ORB_init(argc, argv);
+    const oadd::Command command = oadd::readCommand(argc, argv, std::getenv("STATE_DIRECTORY"));
+    switch (command.action) {
+    case oadd::Command::Action::help: std::fputs(oadd::usage(), stdout); return EXIT_SUCCESS;
+    case oadd::Command::Action::version: std::puts("oadd " OADD_VERSION); return EXIT_SUCCESS;
+    case oadd::Command::Action::refuse:
+        std::fprintf(stderr, "oadd: %s; see oadd --help\n", command.complaint.c_str());
+        return usageError;
+    case oadd::Command::Action::run: break;
+    }
+    return run(command.options);
+}

@@ -1,0 +1,64 @@
+#include "oadd/signals.h"
+
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <csignal>
+
+namespace oadd {
+
+namespace {
+
+sigset_t heldSignals() {
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int signal : {SIGTERM, SIGINT, SIGCHLD})
+        sigaddset(&set, signal);
+    return set;
+}
+
+} // namespace
+
+void Signals::hold() {
+    // The end of a terminal, a reader of the log that has gone, or a file at its limit are no reason to end.
+    for (const int signal : {SIGHUP, SIGPIPE, SIGXFSZ})
+        std::signal(signal, SIG_IGN);
+    std::signal(SIGCHLD, SIG_DFL); // ignored, it would take the children's end away
+    const sigset_t set = heldSignals();
+    sigprocmask(SIG_BLOCK, &set, nullptr);
+}
+
+Signals::~Signals() {
+    if (fd_.isOpen())
+        dpDispatcher::instance()->unlink(fd_.get());
+}
+
+bool Signals::open() {
+    const sigset_t set = heldSignals();
+    fd_.reset(signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC));
+    if (!fd_.isOpen())
+        return false;
+    dpDispatcher::instance()->link(fd_.get(), dpDispatcher::readMask, this);
+    return true;
+}
+
+int Signals::inputReady(int) {
+    signalfd_siginfo info{};
+    while (read(fd_.get(), &info, sizeof info) > 0) {
+        if (info.ssi_signo != SIGCHLD)
+            leave();
+    }
+    servers_.reap();
+    return 0;
+}
+
+void Signals::leave() {
+    forced_ = ending_;
+    if (ending_)
+        return;
+    ending_ = true;
+    lookups_.stop();
+    servers_.endAll();
+}
+
+} // namespace oadd
