@@ -35,19 +35,23 @@ public:
     // `mask` is that of the table: its slots less one.
     explicit CollisionIndex(uint32_t mask)
         : mask_(mask), below_(mask + 1u), places_(2 * (uint64_t{mask} + 1)) {
+        // Each slot knows its neighbour only. Longer jumps arise where insertions pass (`firstFreeToFill`).
         for (uint32_t i = 0; i <= mask; ++i)
             below_[i] = (i - 1) & mask;
     }
 
     void add(uint64_t fingerprint, uint32_t slot) {
         uint64_t place = homeOf(fingerprint);
+        // Ends: a table has at most as many entries as slots, so half of the places are free.
         while (places_[place].used)
             place = next(place);
+        // The mask changes nothing: it shows the compiler that the value fits in 31 bits.
         places_[place] = {fold(fingerprint), slot & slotMask, 1};
     }
 
     void remove(uint64_t fingerprint, uint32_t slot) {
         for (uint64_t place = homeOf(fingerprint); places_[place].used; place = next(place)) {
+            // A slot is entered once, so it identifies the entry.
             if (places_[place].slot == slot) {
                 free(place);
                 return;
@@ -80,6 +84,8 @@ public:
     uint32_t firstFreeToFill(uint32_t slot, Occupied occupied) {
         while (occupied(slot)) {
             uint32_t& below = below_[slot];
+            // Two jumps become one. All slots between are occupied; when one becomes free, `reopened` takes
+            // the jump back.
             if (occupied(below))
                 below = below_[below];
             slot = below;
@@ -91,6 +97,7 @@ public:
     template <class Occupied>
     void reopened(uint32_t slot, Occupied occupied) {
         below_[slot] = (slot - 1) & mask_;
+        // A jump never passes a free slot, so those over `slot` start in the run directly above it.
         for (uint32_t i = (slot + 1) & mask_; occupied(i); i = (i + 1) & mask_)
             below_[i] = (i - 1) & mask_;
     }
@@ -107,6 +114,7 @@ private:
     // Depends on the 32 folded bits only, which a place keeps: its home is found without the entry.
     uint64_t homeOf(uint64_t fingerprint) const { return homeOfPrint(fold(fingerprint)); }
     uint64_t homeOfPrint(uint32_t print) const {
+        // Taken from the upper half of the product, which depends on all bits of the print.
         return (print * uint64_t{0x9E3779B97F4A7C15u} >> 32) & (places_.size() - 1);
     }
     uint64_t next(uint64_t place) const { return (place + 1) & (places_.size() - 1); }
@@ -114,6 +122,8 @@ private:
     // Closes the gap in the run behind a place.
     void free(uint64_t hole) {
         for (uint64_t i = next(hole); places_[i].used; i = next(i)) {
+            // An entry whose home lies behind the hole has to stay: a search, which starts at the home, would
+            // not meet it in the hole. Distances count back from the entry and so hold across the end.
             const uint64_t home = homeOfPrint(places_[i].print);
             if (((i - home) & (places_.size() - 1)) >= ((i - hole) & (places_.size() - 1))) {
                 places_[hole] = places_[i];

@@ -8,6 +8,7 @@ namespace harbolance {
 namespace {
 
 std::vector<void (*)()>& functions() {
+    // Never destroyed: static destructors, which may run after these functions, may still register.
     static auto* list = new std::vector<void (*)()>;
     return *list;
 }
@@ -15,6 +16,7 @@ std::vector<void (*)()>& functions() {
 } // namespace
 
 void registerExitFunction(void (*function)()) {
+    // One entry at the C library for all functions: they run together, in this list's order.
     static const int installed = std::atexit(runExitFunctions);
     static_cast<void>(installed);
     functions().push_back(function);
@@ -23,6 +25,8 @@ void registerExitFunction(void (*function)()) {
 void runExitFunctions() {
     while (!functions().empty()) {
         const auto function = functions().back();
+        // Taken out before the call: the function may register others or start this loop again, and runs
+        // once.
         functions().pop_back();
         function();
     }

@@ -15,6 +15,7 @@ namespace harbolance {
 template <class T, size_t limit = 64>
 class FreeListed {
 public:
+    // The kept blocks fit T exactly. A derived class inherits this operator and comes with a larger size.
     static void* operator new(size_t size) {
         if (size != sizeof(T) || !_free)
             return ::operator new(size);
@@ -24,12 +25,14 @@ public:
         return taken;
     }
 
+    // The operators of this class hide the global ones, so that those for a given place are repeated.
     static void* operator new(size_t, void* place) noexcept { return place; }
     static void operator delete(void*, void*) noexcept {}
 
     static void operator delete(void* memory, size_t size) noexcept {
         if (!memory)
             return;
+        // `size` is that of the destroyed object's own class, provided that its destructor is virtual.
         if (!keeps || size != sizeof(T) || _count == limit) {
             ::operator delete(memory);
             return;

@@ -104,6 +104,7 @@ public:
     template <class Probe>
     uint32_t indexOf(const Probe& probe) const {
         const Place place = search(probe);
+        // Not known: the walk was cut short, and the index says where it would have ended.
         return place.known ? place.slot : index_->firstFree(place.slot, occupied());
     }
     template <class Probe>
@@ -115,6 +116,7 @@ public:
     // Keeps an equal entry that is there already and leaves `entry` unused then.
     Insertion insert(Entry&& entry) {
         const uint32_t index = indexOf(entry);
+        // Looked up first: the caller keeps its entry when an equal one is stored.
         if (!Traits::isFree(slots_[index]))
             return {&slots_[index], false};
         return insertAt(index, std::move(entry));
@@ -125,6 +127,7 @@ public:
     Insertion insertAt(uint32_t index, Entry&& entry) {
         store(index, std::move(entry));
         ++count_;
+        // Growing comes after storing: done the other way round, the order of the slots would be another one.
         if (Traits::full(count_, capacity()))
             index = grow(index);
         return {&slots_[index], true};
@@ -138,12 +141,14 @@ public:
             return Entry{};
         Entry taken = vacate(place.slot);
         --count_;
+        // At once: a search ends at the first free slot, so a gap would hide the entries behind it.
         closeGap(place.slot);
         return taken;
     }
 
     // Frees every slot and keeps the capacity.
     void clear() {
+        // An empty table costs nothing here: some tables are cleared for each message.
         if (count_ > 0) {
             for (Entry& entry : slots_)
                 entry = Entry{};
@@ -179,10 +184,12 @@ private:
         const uint32_t hash = Traits::hash(probe);
         const uint32_t home = homeOf(hash);
         uint32_t slot = home;
+        // Ends: each growth rule keeps at least one slot free between two operations.
         for (uint32_t steps = 0; !Traits::isFree(slots_[slot]); ++steps) {
             if (Traits::equal(slots_[slot], probe))
                 return {slot, true, true};
             if constexpr (indexable) {
+                // Most walks are shorter, and comparing a few entries costs less than a fingerprint.
                 if (steps == CollisionIndex::shortProbe && index_)
                     return searchIndex(probe, hash, home);
             }
@@ -202,6 +209,8 @@ private:
         return {found ? slot : home, found, found};
     }
 
+    // The multiplier spreads keys that differ in a few bits over the upper bits, and the shift keeps these.
+    // `bits_` is at least 1, so the shift is defined.
     uint32_t homeOf(uint32_t hash) const { return ((hash * 0x9E3779B9u) >> (32 - bits_)) & mask_; }
 
     auto occupied() const {
@@ -211,6 +220,8 @@ private:
     void store(uint32_t index, Entry&& entry) {
         slots_[index] = std::move(entry);
         if constexpr (indexable) {
+            // While there is no index the counts tell when a block of slots is full: walks may be long from
+            // then on.
             if (index_)
                 index_->add(Traits::fingerprint(slots_[index]), index);
             else if (counts_.add(index))
@@ -220,6 +231,7 @@ private:
 
     Entry vacate(uint32_t index) {
         if constexpr (indexable) {
+            // The entry still stands in its slot here: its fingerprint is needed to find it.
             if (index_)
                 index_->remove(Traits::fingerprint(slots_[index]), index);
             else
@@ -245,11 +257,15 @@ private:
     uint32_t grow(uint32_t watched) {
         std::vector<Entry> old = std::move(slots_);
         const uint32_t count = count_;
+        // Sets the count to 0. `store` does not count, so the old value is put back at the end.
         resize(2 * static_cast<uint32_t>(old.size()));
         uint32_t moved = 0;
+        // From slot 0 upwards: of entries that start at the same slot, the one that comes first gets it. That
+        // order can be seen from outside.
         for (uint32_t i = 0; i < old.size(); ++i) {
             if (Traits::isFree(old[i]))
                 continue;
+            // Stored entries differ from each other, so none is compared here.
             const uint32_t index = freeFrom(homeOf(Traits::hash(old[i])));
             store(index, std::move(old[i]));
             if (i == watched)
@@ -271,6 +287,8 @@ private:
     void closeGap(uint32_t hole) {
         for (uint32_t i = (hole - 1) & mask_; !Traits::isFree(slots_[i]); i = (i - 1) & mask_) {
             const uint32_t home = homeOf(Traits::hash(slots_[i]));
+            // Both are distances upwards from the entry. One that starts below the hole has to stay: a search
+            // for it, which walks downwards, would not pass the hole.
             const bool reachable = ((home - i) & mask_) < ((hole - i) & mask_);
             if (reachable)
                 continue;

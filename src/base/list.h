@@ -13,6 +13,7 @@ class TRXList {
 public:
     TRXList() = default;
     TRXList(const TRXList& other) {
+        // One by one: the copy's capacity follows from its count and is not that of the original.
         for (const T& element : other)
             append(element);
     }
@@ -37,6 +38,7 @@ public:
     void append(T element) { insert(_count, std::move(element)); }
 
     // Puts the element in front of the one at `index`; at `count()` it appends.
+    // The element comes by value: what is passed may stand in this list, whose elements move.
     void insert(uint32_t index, T element) {
         TRX_ASSERT(index <= _count, "vlist");
         if (_count + 1 >= _capacity)
@@ -57,6 +59,7 @@ public:
             return false;
         for (; i + 1 < _count; ++i)
             _data[i] = std::move(_data[i + 1]);
+        // The free slot must not go on holding what it refers to.
         _data[--_count] = T();
         return true;
     }
@@ -74,6 +77,7 @@ private:
     }
 
     void check(uint32_t i) const {
+        // The text and the number are fixed: users know this error by them.
         if (!(i < _count))
             harbolance::assertionFailed("i < _count", "vlist", 72);
     }

@@ -12,6 +12,7 @@ bool isContinuation(unsigned char octet) { return (octet & 0xc0) == 0x80; }
 
 size_t utf8Size(std::string_view text) {
     const auto first = static_cast<unsigned char>(text.front());
+    // 0xc0 and 0xc1 start only forms that are too long; from 0xf5 on the numbers are above U+10FFFF.
     size_t size = 0;
     if (first < 0x80)
         size = 1;
@@ -36,6 +37,7 @@ size_t utf8Size(std::string_view text) {
 
 bool isControl(std::string_view character) {
     const auto first = static_cast<unsigned char>(character.front());
+    // A terminal that does not decode UTF-8 takes an octet of 0x80 to 0x9f for a control.
     if (character.size() == 1)
         return first < 0x20 || (first >= 0x7f && first < 0xa0);
     // The two octets of 0x80 to 0x9f.
@@ -44,6 +46,7 @@ bool isControl(std::string_view character) {
 
 std::string printable(std::string_view text, char replacement) {
     std::string result(text);
+    // Octets from 0x80 on are below the blank where `char` is signed, and above '~' where it is not.
     std::replace_if(
         result.begin(), result.end(), [](char c) { return c < ' ' || c > '~'; }, replacement);
     return result;
@@ -59,6 +62,7 @@ std::string withoutControls(std::string_view text) {
     std::string result;
     result.reserve(text.size());
     while (!text.empty()) {
+        // An octet that starts no character stands for itself, so each pass consumes something.
         const std::string_view character = text.substr(0, std::max<size_t>(utf8Size(text), 1));
         if (isControl(character))
             result += '?';

@@ -40,6 +40,7 @@ int hexDigit(int c) {
 bool readHex(std::istream& in, char& octet) {
     int code = 0;
     int digits = 0;
+    // Not by the stream's own extraction, which has no limit of two digits and takes a sign or "0x".
     for (; digits < 2 && hexDigit(in.peek()) >= 0; ++digits)
         code = code * 16 + hexDigit(in.get());
     octet = static_cast<char>(code);
@@ -48,6 +49,8 @@ bool readHex(std::istream& in, char& octet) {
 
 bool readDecimal(std::istream& in, char& octet) {
     int code = 0;
+    // The caller's stream may be set to another base. A failed extraction leaves the stream failed, which
+    // ends the text with an error.
     const auto flags = in.flags(std::ios::dec | std::ios::skipws);
     in >> code;
     in.flags(flags);
@@ -88,6 +91,7 @@ void writeQuoted(std::ostream& out, std::string_view text) {
         } else if (c >= ' ' && c <= '~') {
             out << c;
         } else {
+            // Without the cast an octet from 0x80 on would be printed as a negative int, "\xffffff80".
             char code[8];
             std::snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned char>(c));
             out << code;
@@ -111,6 +115,7 @@ QuotedText readQuoted(std::istream& in, std::string& text, size_t limit, Decimal
         char octet = static_cast<char>(c);
         if (c == '\\' && !readEscape(in, octet, decimals))
             return in.eof() ? QuotedText::unfinished : QuotedText::badEscape;
+        // Before the octet is added: `text` never holds more than `limit`.
         if (text.size() == limit)
             return QuotedText::tooLong;
         text.push_back(octet);

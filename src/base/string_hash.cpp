@@ -15,7 +15,9 @@ struct Key {
 // Drawn once. A process that gets no random octets still has a key of its own.
 Key drawKey() {
     Key key{};
+    // Without waiting: early after boot the system may have no random octets for a long time.
     if (::getrandom(&key, sizeof key, GRND_NONBLOCK) != static_cast<ssize_t>(sizeof key)) {
+        // The address and the time since boot differ between processes; a peer does not see either.
         timespec now{};
         ::clock_gettime(CLOCK_MONOTONIC, &now);
         key.words[0] = reinterpret_cast<uintptr_t>(&key) ^ static_cast<uint64_t>(now.tv_nsec);
@@ -45,6 +47,7 @@ public:
     }
 
     uint64_t result() {
+        // Marks the end, so that no state inside a longer input equals a result.
         v2_ ^= 0xFF;
         for (int i = 0; i < 3; ++i)
             round();
@@ -74,6 +77,7 @@ uint64_t stringFingerprint(std::string_view text) {
     KeyedHash hash(processKey());
     while (text.size() >= sizeof(uint64_t)) {
         uint64_t word = 0;
+        // Copied, since a text need not be aligned. The host's byte order does not matter inside a process.
         std::memcpy(&word, text.data(), sizeof word);
         hash.add(word);
         text.remove_prefix(sizeof word);
