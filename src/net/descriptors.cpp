@@ -50,6 +50,7 @@ bool ignoreBrokenPipes() {
 int Deadline::milliseconds() const {
     if (!limited_)
         return -1;
+    // Rounded down, the last fraction of a millisecond would be spent in polls that do not wait at all.
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - Clock::now()).count();
     return static_cast<int>(std::clamp<decltype(left)>(left, 0, INT_MAX));
 }
@@ -58,10 +59,13 @@ int pollUntil(int fd, short events, const Deadline& deadline) {
     for (;;) {
         pollfd watched[] = {{fd, events, 0}, {Termination::fd(), POLLIN, 0}}; // -1 is passed over
         const int result = ::poll(watched, std::size(watched), deadline.milliseconds());
+        // First: a peer that keeps the descriptor ready must not put off the end of the process.
         if (watched[1].revents != 0)
             Termination::act();
         if (watched[0].revents != 0)
             return 1;
+        // A result above 0 was the termination descriptor alone. 0 may also come early, for a limit that does
+        // not fit in the int of `poll`.
         const bool again = result == -1 ? errno == EINTR : result > 0 || !deadline.passed();
         if (!again)
             return result;

@@ -19,6 +19,7 @@ dpDispatcher* globalDispatcher = nullptr;
 int turnCounter = 0;
 
 void checkRange(int fd, int mask) {
+    // A number beyond the tables is a missing check of the caller; going on would write outside them.
     if (fd < 0 || fd >= dpDispatcher::maxDescriptors || mask < dpDispatcher::readMask ||
         mask > dpDispatcher::exceptMask)
         std::abort();
@@ -30,6 +31,7 @@ int nextReady(int from, int end, const dpFdMask& r, const dpFdMask& w, const dpF
     for (int base = from - from % bits; base < end; base += bits) {
         const auto index = static_cast<size_t>(base / bits);
         uint64_t word = r.word(index) | w.word(index) | e.word(index);
+        // The first word may begin below `from`: those bits belong to the other half of the turn.
         if (base < from)
             word &= ~uint64_t{0} << (from - base);
         if (word != 0)
@@ -38,6 +40,7 @@ int nextReady(int from, int end, const dpFdMask& r, const dpFdMask& w, const dpF
     return end;
 }
 
+// A `select` on one descriptor that does not wait fails when it is closed, or when a signal comes.
 bool isClosed(int fd) {
     int result = 0;
     do {
@@ -116,6 +119,7 @@ int dpDispatcher::setReady(int fd, int mask) {
 }
 
 bool dpDispatcher::dispatch(long& sec, long& usec) {
+    // The arithmetic below takes microseconds below a million only; callers may pass any number.
     timeval limit{sec + usec / 1000000, usec % 1000000};
     if (limit.tv_sec < 0 || limit.tv_usec < 0)
         limit = {};
@@ -165,6 +169,7 @@ void dpDispatcher::detach(int fd) {
         selected_[mask].reset(fd);
         handlers_[mask][fd] = nullptr;
     }
+    // Kept tight: `select` and each turn walk all numbers below `nfds_`.
     if (fd == nfds_ - 1) {
         while (nfds_ > 0 && !hasHandler(nfds_ - 1))
             --nfds_;
@@ -175,6 +180,7 @@ int dpDispatcher::fillInReady(dpFdMask& r, dpFdMask& w, dpFdMask& e) {
     r = ready_[readMask];
     w = ready_[writeMask];
     e = ready_[exceptMask];
+    // Each mark is good for one call: a handler that wants another says so by its result.
     for (dpFdMask& mask : ready_)
         mask.clear();
     return r.count() + w.count() + e.count();
@@ -187,6 +193,7 @@ int dpDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit)
     if (left.tv_sec < 0 || left.tv_usec < 0)
         left = {};
     for (;;) {
+        // A failed `select` leaves the sets undefined, so they are filled again for each try.
         r = watched_[readMask];
         w = watched_[writeMask];
         e = watched_[exceptMask];
@@ -208,6 +215,7 @@ void dpDispatcher::notify(int nfound, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
         nfound = serveRange(first, end, nfound, r, w, e);
         serveRange(0, first, nfound, r, w, e);
     }
+    // After the descriptors: a reply that has already come is served before its time-out is reported.
     if (!timers_.empty())
         timers_.expire(monotonicTime(), timeOfDay());
 }
@@ -229,6 +237,7 @@ int dpDispatcher::serveRange(int from, int end, int nfound, dpFdMask& r, dpFdMas
 int dpDispatcher::serve(int fd, int mask, dpFdMask& ready) {
     if (!ready.test(fd))
         return 0;
+    // Before the call: a turn inside the handler must not find this bit again.
     ready.reset(fd);
     dpIOHandler* const called = handlers_[mask][fd];
     if (!called)
@@ -257,6 +266,7 @@ timeval* dpDispatcher::calculateTimeout(timeval* limit) {
         return limit;
     const timeval now = monotonicTime();
     const timeval due = timers_.head()->due();
+    // A timer that is due makes the wait zero, so that descriptors are still looked at before it runs.
     wait_ = {};
     if (isEarlier(now, due)) {
         wait_ = timeDifference(due, now);
@@ -270,6 +280,7 @@ void dpDispatcher::handleError() {
     const int error = errno;
     if (error == EINTR)
         return;
+    // Any other error would come back at once from each further wait.
     if (error != EBADF) {
         perror("Dispatcher: select");
         std::cout << "Dispatcher::handleError: Select error (" << error << ")\n";

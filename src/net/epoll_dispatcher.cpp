@@ -20,6 +20,7 @@ constexpr uint32_t exceptional = EPOLLPRI;
 int forks = 0;
 
 void countForks() {
+    // The child shares the parent's set: what it changed there would change for the parent.
     static const int registered = ::pthread_atfork(nullptr, nullptr, [] { ++forks; });
     static_cast<void>(registered);
 }
@@ -64,6 +65,7 @@ bool dpEpollDispatcher::hasSet() const { return set_.isOpen() && forks_ == forks
 bool dpEpollDispatcher::makeSet() {
     countForks();
     forks_ = forks;
+    // Everything is entered from what is linked now, so a set that was lost or given up costs one pass.
     set_.reset(::epoll_create1(EPOLL_CLOEXEC));
     for (int fd = 0; fd < nfds() && set_.isOpen(); ++fd) {
         if (isLinked(fd))
@@ -80,6 +82,7 @@ bool dpEpollDispatcher::control(int operation, int fd) {
         event.events |= writable;
     if (watched(exceptMask).test(fd))
         event.events |= exceptional;
+    // A hang-up or error that is not watched for would be reported at once by every wait.
     if (entry(fd).onlyChanges)
         event.events |= EPOLLET;
     event.data.u64 = tagOf(fd, entry(fd).serial);
@@ -96,6 +99,7 @@ void dpEpollDispatcher::enter(int fd) {
     alwaysReady_.reset(fd);
     if (control(EPOLL_CTL_ADD, fd))
         return;
+    // The system's answer for a file that cannot be waited for, a regular one for example.
     if (errno == EPERM)
         alwaysReady_.set(fd);
     else if (errno != EBADF)
@@ -104,6 +108,7 @@ void dpEpollDispatcher::enter(int fd) {
 
 int dpEpollDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit) {
     const timeval zero{};
+    // One end for all passes of the loop: events that concern no handler do not lengthen the wait.
     const timeval end = timeSum(monotonicTime(), limit && isEarlier(zero, *limit) ? *limit : zero);
     for (;;) {
         const timeval now = monotonicTime();
@@ -123,7 +128,9 @@ int dpEpollDispatcher::collect(const timeval* limit, dpFdMask& r, dpFdMask& w, d
     r = alwaysReady_.intersection(watched(readMask));
     w = alwaysReady_.intersection(watched(writeMask));
     int found = r.count() + w.count();
+    // One event per descriptor at most, so that a call never leaves some behind.
     std::array<epoll_event, maxDescriptors> events;
+    // With something always ready the events are only collected, not waited for.
     const int count =
         ::epoll_wait(set_.get(), events.data(), events.size(), found > 0 ? 0 : milliseconds(limit));
     if (count < 0) {
@@ -154,6 +161,7 @@ int dpEpollDispatcher::take(const epoll_event& event, dpFdMask& r, dpFdMask& w, 
     } kinds[] = {{readMask, readable, r}, {writeMask, writable, w}, {exceptMask, exceptional, e}};
     int found = 0;
     for (const auto& kind : kinds) {
+        // The system reports errors and hang-ups whether they were asked for or not.
         if ((event.events & kind.events) != 0 && watched(kind.mask).test(fd)) {
             kind.ready.set(fd);
             ++found;

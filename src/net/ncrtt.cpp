@@ -16,8 +16,11 @@ double microseconds(const timeval& time) {
 } // namespace
 
 int NCrtt::start() {
+    // A caller that found another agent sends once more. There is no multiplier for that.
     if (nrexmt > maxRetransmissions)
         return currto = maxTimeout;
+    // The multiplier applies to the time-out of the sending before, so 3 becomes 3, 6, 20, 20, 20. The start
+    // of the measurement stays that of the first sending.
     if (nrexmt > 0)
         return currto = std::min(currto * backoff[nrexmt], maxTimeout);
 
@@ -25,6 +28,7 @@ int NCrtt::start() {
         perror("gettimeofday:");
         std::cerr << "NCrtt::start: gettimeofday error\n";
     }
+    // Left by a request that was retransmitted: its last time-out is the best estimate there is.
     if (nxtrto > 0) {
         currto = nxtrto;
         nxtrto = 0;
@@ -53,8 +57,10 @@ void NCrtt::stop() {
         perror("gettimeofday:");
         std::cerr << "NCrtt::stop: gettimeofday error\n";
     }
+    // In double: the microseconds since 1970 need more digits than a float has.
     rtt = static_cast<float>((microseconds(stopped) - microseconds(started)) / 1000000);
     const double delta = static_cast<double>(rtt) - srtt;
+    // A new measurement counts for one eighth, its deviation for a quarter.
     srtt = static_cast<float>(srtt + 0.125 * delta);
     rttdev = static_cast<float>(rttdev + 0.25 * (std::fabs(delta) - rttdev));
 }

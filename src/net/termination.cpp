@@ -20,6 +20,8 @@ extern "C" void noteSignal(int signal) {
         ::raise(signal);
         return;
     }
+    // A handler may run between a failed call and the test of its errno. Only `write` and `raise` are called
+    // here, which are allowed in a signal's handler.
     const int error = errno;
     noted = 1;
     signalled = 1;
@@ -34,6 +36,7 @@ void handleIfDefault(int signal) {
     struct sigaction present {};
     if (::sigaction(signal, nullptr, &present) != 0)
         return;
+    // A program that handles or ignores the signal keeps its own arrangement.
     if ((present.sa_flags & SA_SIGINFO) != 0 || present.sa_handler != SIG_DFL)
         return;
     struct sigaction handler {};
@@ -51,6 +54,7 @@ void Termination::install(void (*action)()) {
     if (fd == -1)
         return; // the default action ends the process
     installedAction = action;
+    // Everything that the handler uses is set before the handler is installed.
     wakeUp = fd;
     // Never destroyed: waits may go on until the process has ended.
     static auto& global = *new TerminationWatch(*dpDispatcher::instance());
@@ -61,10 +65,12 @@ void Termination::install(void (*action)()) {
 
 void Termination::act() {
     uint64_t count = 0;
+    // Emptied first: a signal that comes from here on makes the descriptor readable again.
     while (::read(static_cast<int>(wakeUp), &count, sizeof count) == -1 && errno == EINTR) {
     }
     if (signalled == 0)
         return; // noted by a process that this one shares the descriptor with, since a fork
+    // Before the action, which may wait itself and so come here again.
     signalled = 0;
     installedAction();
 }

@@ -21,6 +21,7 @@ timeval harbolance::monotonicTime() {
 
 namespace {
 
+// Takes the timer out of the list: `place` is the pointer that owns it, the head or the predecessor's.
 std::unique_ptr<dpTimer> unlinkAt(std::unique_ptr<dpTimer>& place) {
     std::unique_ptr<dpTimer> timer = std::move(place);
     place = std::move(timer->next);
@@ -37,6 +38,8 @@ dpTimerQueue::~dpTimerQueue() {
 
 void dpTimerQueue::insert(const timeval& due, dpIOHandler* handler) {
     std::unique_ptr<dpTimer>* place = &head_;
+    // The two comparisons differ on purpose: with the head's time a timer goes behind the head, with the time
+    // of a later one it goes in front of that.
     if (head_ && !isEarlier(due, head_->due())) {
         place = &head_->next;
         while (*place && isEarlier((*place)->due(), due))
@@ -57,12 +60,16 @@ bool dpTimerQueue::remove(const dpIOHandler* handler) {
 
 void dpTimerQueue::expire(const timeval& now, const timeval& timeOfDay) {
     // The list is looked at afresh after each callback, which may have changed any of it.
+    // What a callback starts has a higher serial and waits for the next turn: a timer that restarts itself
+    // with no interval would otherwise keep this loop going for ever.
     const uint64_t serialLimit = nextSerial_;
     while (const std::unique_ptr<dpTimer> timer = takeDue(now, serialLimit))
         timer->handler->timerExpired(timeOfDay.tv_sec, timeOfDay.tv_usec);
 }
 
 std::unique_ptr<dpTimer> dpTimerQueue::takeDue(const timeval& now, uint64_t serialLimit) {
+    // Sorted, so the search ends at the first timer that is not due. A timer is owned by the caller before
+    // its handler is called: the handler may stop others, and destroy itself.
     for (std::unique_ptr<dpTimer>* place = &head_; *place && isEarlier((*place)->due(), now);
          place = &(*place)->next) {
         if ((*place)->serial < serialLimit)
