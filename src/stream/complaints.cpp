@@ -18,6 +18,7 @@ ComplaintSink currentSink = write;
 
 ComplaintSink setComplaintSink(ComplaintSink sink) {
     const ComplaintSink before = std::exchange(currentSink, sink ? sink : write);
+    // The default shows as null outside, so that what comes out of here can be put back in.
     return before == write ? nullptr : before;
 }
 
@@ -35,6 +36,7 @@ int CarrierStatus::failSystem(int status, const char* text) {
 }
 
 void CarrierStatus::tellSystem(const char* text) const {
+    // A sink may write files; the caller still has to tell errors apart by errno.
     const int error = errno;
     if (debug_)
         complain(std::cerr, std::string(text) + ": " + std::strerror(error) + "\n");

@@ -35,6 +35,7 @@ uint8_t* NCipcbuf::allocate(uint32_t size) {
     if (size == 0)
         return nullptr;
     auto* area = static_cast<uint8_t*>(std::calloc(size, 1));
+    // A stream without its buffer cannot do anything; this happens when a stream is made, not for a message.
     if (!area) {
         std::perror("NCipcbuf::NCipcbuf: new");
         std::cerr << "NCipcbuf::NCipcbuf: "
@@ -51,9 +52,12 @@ void NCipcbuf::free(Area& area) {
 }
 
 bool NCipcbuf::replace(Area& area, uint32_t size, const uint8_t* keep, size_t count) {
+    // calloc, since padding octets are sent as they are and must not show old memory. Never of size 0, for
+    // which the result may be null without an error.
     auto* fresh = static_cast<uint8_t*>(std::calloc(size > 0 ? size : 1, 1));
     if (!fresh)
         return false;
+    // `keep` points into the old area, or is null when there is none.
     if (count > 0)
         std::memcpy(fresh, keep, count);
     free(area);
@@ -72,6 +76,7 @@ int NCipcbuf::growRead(uint32_t size) {
 
 int NCipcbuf::growWrite(uint32_t size) {
     const uint32_t written = bytesWritten();
+    // In 64 bits, so that the sum cannot wrap below the limit. Doubling keeps the copying linear.
     const uint64_t wanted =
         write_.size <= size ? uint64_t{write_.size} + 2 * uint64_t{size} : 2 * uint64_t{write_.size};
     if (wanted > maxSize || !replace(write_, static_cast<uint32_t>(wanted), write_.area, written))
@@ -83,6 +88,7 @@ int NCipcbuf::growWrite(uint32_t size) {
 int NCipcbuf::overflow(uint32_t size) { return growWrite(size); }
 
 int NCipcbuf::underflow() {
+    // A message is all there is: nothing is fetched here.
     harbolance::complain(std::cout, "NCipcbuf::underflow: Underflow occured\n");
     return -1;
 }

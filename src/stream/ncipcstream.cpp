@@ -21,8 +21,11 @@ struct Wire {
 
     static void store(uint8_t* out, T value) {
         if constexpr (isFloating) {
+            // Not turned to big-endian like the integers: that is the rule of this protocol.
             std::memcpy(out, &value, sizeof value);
         } else {
+            // By way of the unsigned type: shifting a negative number to the right would depend on its width.
+            // The octets of a slot behind the value stay as they are; readers ignore them.
             const auto bits = static_cast<uint32_t>(static_cast<std::make_unsigned_t<T>>(value));
             for (size_t i = 0; i < octets; ++i)
                 out[i] = static_cast<uint8_t>(bits >> (8 * (octets - 1 - i)));
@@ -37,6 +40,7 @@ struct Wire {
             uint32_t bits = 0;
             for (size_t i = 0; i < octets; ++i)
                 bits = (bits << 8) | in[i];
+            // By way of int32_t: a `long` has 32 bits on the wire and may have 64 here, and its sign counts.
             if constexpr (std::is_signed_v<T> && octets == 4)
                 value = static_cast<T>(static_cast<int32_t>(bits));
             else
@@ -85,6 +89,7 @@ inline uint8_t* NCipcstream::reserve(size_t count) {
 }
 
 bool NCipcstream::grow(size_t count) {
+    // A buffer class may say yes and still not have the room, so that is looked at again.
     const bool grown = count <= largestBlock && buffer_->overflow(static_cast<uint32_t>(count)) != -1 &&
                        buffer_->fitsWrite(count);
     if (!grown)
@@ -128,6 +133,7 @@ template <class T>
 template <class T>
 NCostream& NCipcstream::putSlots(const T* values, size_t count) {
     constexpr size_t step = Wire<T>::slots * slotSize;
+    // The division keeps `count * step` from wrapping to a small number.
     uint8_t* out = count <= largestBlock / step ? reserve(count * step) : nullptr;
     for (size_t i = 0; out && i < count; ++i)
         Wire<T>::store(out + i * step, values[i]);
@@ -144,6 +150,8 @@ NCistream& NCipcstream::getSlot(T& value) {
 template <class T>
 NCistream& NCipcstream::getSlots(T* values, size_t count) {
     constexpr size_t step = Wire<T>::slots * slotSize;
+    // A count of the peer's that is too large becomes a demand that no buffer meets, so it fails like any
+    // other.
     const uint8_t* in = take(count < largestBlock ? count * step : noBuffer);
     for (size_t i = 0; in && i < count; ++i)
         values[i] = Wire<T>::load(in + i * step);
@@ -194,6 +202,7 @@ NCostream& NCipcstream::writePadded(const unsigned char* bytes, size_t count) {
 NCostream& NCipcstream::write(const char* text) { return writeCString(text); }
 
 NCostream& NCipcstream::writeCString(const char* text) {
+    // One reservation for the length and the text: either both are written or neither is.
     const size_t size = std::strlen(text) + 1;
     if (uint8_t* out = reserve(slotSize + padded(size)))
         storeCString(out, text, size);
@@ -204,6 +213,7 @@ void NCipcstream::writeType(const NCTypeInfo& type) {
     if (!gaps_)
         NCostream::writeType(type);
     else if (buffer_)
+        // The class gets no id yet: ids follow the order in which messages leave.
         gaps_->push_back({buffer_->bytesWritten(), &type});
 }
 
@@ -268,12 +278,14 @@ size_t NCipcstream::remaining() const { return buffer_ ? buffer_->bytesUnread() 
 const char* NCipcstream::takeCString(size_t& size) {
     if (!buffer_)
         return nullptr;
+    // Stays negative when the word itself cannot be read.
     int length = -1;
     read(length);
     if (length < 0) {
         setFailed();
         return nullptr;
     }
+    // The length is the padded one. `take` compares it with what is left before anything is touched.
     size = static_cast<size_t>(length);
     return reinterpret_cast<const char*>(take(size));
 }
@@ -281,11 +293,13 @@ const char* NCipcstream::takeCString(size_t& size) {
 NCistream& NCipcstream::getCString(char* buffer, int max) {
     size_t size = 0;
     const char* text = takeCString(size);
+    // With a `max` of 0 not even the NUL has a place.
     if (!text || max == 0)
         return *this;
     if (size == 0)
         buffer[0] = '\0';
     else
+        // A text as long as `max` ends without a NUL: the caller's buffer is no larger.
         std::strncpy(buffer, text, max < 0 ? size : std::min(size, static_cast<size_t>(max)));
     return *this;
 }
@@ -295,6 +309,7 @@ NCistream& NCipcstream::getText(std::string& text) {
     const char* from = takeCString(size);
     if (!from)
         return *this;
+    // A peer may count octets without a NUL among them.
     const auto* end = static_cast<const char*>(std::memchr(from, '\0', size));
     if (!end && size > 0)
         setFailed();

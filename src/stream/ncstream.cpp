@@ -25,6 +25,7 @@ const NCTypeInfo& NCostream::typeInfo() const {
 bool NCostream::isA(const NCTypeInfo& type) const { return typeInfo() == type; }
 
 void NCostream::writeFields(const NCTransObject* object) {
+    // The standard output shows objects to people; any other stream gets what a reader can rebuild.
     if (out_ == &std::cout)
         object->printOn(*this);
     else
@@ -39,6 +40,7 @@ NCostream& NCostream::writeText(const std::string& text) {
     return write(static_cast<unsigned int>(text.size())).writeCString(text.c_str());
 }
 
+// A null looks like a new object of a class that is named "::", which no class is.
 void NCostream::writeNull() { write(':').writeCString("::"); }
 
 void NCostream::writeTag(char tag, int id) { write(tag).write(id); }
@@ -46,6 +48,7 @@ void NCostream::writeTag(char tag, int id) { write(tag).write(id); }
 NCostream& NCostream::write(const NCTransObject* object) { return writeObject(object); }
 
 NCostream& NCostream::writeObject(const NCTransObject* object) {
+    // The caller may have pointers to anything that was written before (invariant of NCOutTable).
     table_->enterAll();
     return writeTagged(object, false);
 }
@@ -55,6 +58,7 @@ NCostream& NCostream::writeTagged(const NCTransObject* object, bool soleHolder) 
         writeNull();
         return *this;
     }
+    // The id comes before the fields, as at the reader, whose constructor registers before it reads any.
     const NCOutTable::Assigned assigned = table_->assign(object, soleHolder);
     ++table_->depth;
     if (assigned.isNew) {
@@ -63,12 +67,14 @@ NCostream& NCostream::writeTagged(const NCTransObject* object, bool soleHolder) 
     } else {
         writeTag('@', assigned.id);
     }
+    // Ids hold within one outermost object only: the same pointer may be another object afterwards.
     if (--table_->depth == 0)
         table_->forgetObjects();
     return *this;
 }
 
 void NCostream::writeType(const NCTypeInfo& type) {
+    // By the name's address, which is what the equality of two types means.
     const NCOutTable::Assigned assigned = table_->assignType(type.name());
     if (assigned.isNew)
         write(':').writeCString(type.name());
@@ -77,6 +83,7 @@ void NCostream::writeType(const NCTypeInfo& type) {
 }
 
 NCostream& NCostream::writeEmbedded(const NCTransObject& member) {
+    // Not searched for and without a tag: the reader's constructor of the member registers it in turn.
     table_->assignMember(&member);
     writeFields(&member);
     return *this;
@@ -104,6 +111,7 @@ int NCistream::registerObject(NCTransObject* object) {
         table_->known.clear(); // of the message before
     if (!table_->known.insert(object).added)
         return -1;
+    // Bounds the table, which is several times as large as the octets that cause an entry.
     if (table_->objects.size() >= NCInTable::mostObjects)
         setFailed();
     table_->objects.push_back({object, nullptr, false, 1});
@@ -111,6 +119,7 @@ int NCistream::registerObject(NCTransObject* object) {
 }
 
 void NCistream::registerCounted(NCResource* object) {
+    // This comes right behind `registerObject` of the same object, so the last entry is its own.
     if (!table_->objects.empty())
         table_->objects.back().counted = object;
 }
@@ -128,6 +137,7 @@ NCTransObject* NCistream::refuse() {
 }
 
 NCTransObject* NCistream::readRestricted(const NCTypeInfo* required) {
+    // Checked for each object: constructors go on reading behind a failure, but must not build more.
     if (failed_)
         return nullptr;
     char tag = '\0';
@@ -142,12 +152,14 @@ NCTransObject* NCistream::readRestricted(const NCTypeInfo* required) {
     case ':': {
         bool isNull = false;
         const NCTypeInfo* type = readNamedType(isNull);
+        // A null is no failure and uses up no id.
         if (isNull)
             return nullptr;
         return type ? readNew(type, required) : refuse();
     }
     case '@': return readReference(required);
     default:
+        // Reader and writer disagree about where they are; there is no way to find the next object.
         complain(std::cerr, std::string("NCistream::readObject: Error reading Object ") + ncReadErrorAdvice);
         return refuse();
     }
@@ -174,6 +186,7 @@ const NCTypeInfo* NCistream::readNamedType(bool& isNull) {
     isNull = name == "::";
     if (isNull)
         return nullptr;
+    // A longer name is that of an unknown class. The whole of it was consumed, and little of it is told.
     const NCTypeInfo* type = name.size() <= longestName ? NCTypeInfo::find(name.c_str()) : nullptr;
     if (type && table_->types.size() >= NCInTable::mostTypes)
         return nullptr;
@@ -197,6 +210,7 @@ NCTransObject* NCistream::readReference(const NCTypeInfo* required) {
     // An object that is still being built does not have its own type yet, so completeness is tested first.
     if (required && (!seen->complete || !seen->object->typeInfo().isSameOrDerived(*required)))
         return refuse();
+    // Written as a difference, which cannot wrap. An incomplete object weighs 1.
     if (seen->weight - 1 > NCInTable::repeatBudget - table_->repeated)
         return refuse();
     table_->repeated += seen->weight - 1;
@@ -205,6 +219,8 @@ NCTransObject* NCistream::readReference(const NCTypeInfo* required) {
 }
 
 NCTransObject* NCistream::readNew(const NCTypeInfo* type, const NCTypeInfo* required) {
+    // Refused before anything is built: an abstract class, one that the field cannot hold, or nesting that
+    // would use up the stack.
     if (!type->creator() || (required && !type->isSameOrDerived(*required)) || table_->depth >= maxDepth)
         return refuse();
 
@@ -215,6 +231,7 @@ NCTransObject* NCistream::readNew(const NCTypeInfo* type, const NCTypeInfo* requ
     ++table_->depth;
     NCTransObject* object = createObject(*type);
     --table_->depth;
+    // A standard stream has no count of what is left: the difference is 0 there.
     const size_t bulk = 1 + (before - remaining()) / NCInTable::octetsPerWeight;
     table_->weight = std::max(table_->weight, static_cast<uint32_t>(bulk));
 

@@ -22,6 +22,7 @@ bool isConsole(const std::ostream* out) { return out == &std::cout || out == &st
 
 template <class T>
 NCostream& NCostream::writeValue(T value) {
+    // A number in the text form, not a character.
     if constexpr (std::is_same_v<T, unsigned char>)
         *out_ << static_cast<unsigned int>(value) << ' ';
     else
@@ -63,6 +64,8 @@ NCostream& NCostream::write(const char* text) {
         *out_ << (text ? text : "") << ' ';
         return *this;
     }
+    // The rule: a count of the octets with the NUL; 0 stands for null, 1 for the empty text, both without
+    // quotes.
     if (!text || !*text) {
         *out_ << (text ? 1 : 0) << ' ';
         return *this;
@@ -78,6 +81,7 @@ NCostream& NCostream::writeCString(const char* text) {
 
 template <class T>
 NCistream& NCistream::readValue(T& value) {
+    // Into a copy: an extraction that fails sets its destination to 0, and this class promises to leave it.
     T read = value;
     if constexpr (std::is_same_v<T, unsigned char>) {
         unsigned int number = 0;
@@ -97,6 +101,7 @@ NCistream& NCistream::readValue(T& value) {
 
 template <class T>
 NCistream& NCistream::readValues(T* values, size_t count) {
+    // Ends at a failure: the count may be a peer's, and a failed stream never gets better.
     for (size_t i = 0; i < count && !failed_; ++i)
         readValue(values[i]);
     return *this;
@@ -137,6 +142,7 @@ size_t NCistream::remaining() const { return std::numeric_limits<size_t>::max();
 // As the extraction of a word into a character array has it: a width that is set counts the NUL.
 void NCistream::readWord(char*& text) {
     const std::streamsize width = in_->width();
+    // The extraction into a string does not count a NUL. A width of 1 leaves room for the NUL only.
     in_->width(width > 1 ? width - 1 : 0);
     std::string word;
     if (width == 1 || !(*in_ >> word)) {
@@ -153,6 +159,7 @@ NCistream& NCistream::read(char*& text) {
         readWord(text);
         return *this;
     }
+    // The count comes first; no memory is taken for it, only for the characters that follow.
     unsigned long size = 0;
     *in_ >> size;
     if (!*in_) {

@@ -49,6 +49,7 @@ public:
         clearObjects();
         if (depth == 0)
             outermost_ = object;
+        // Ids are positions in `written_`, whether or not the object enters the map.
         const auto next = static_cast<int>(written_.size());
         if (!soleHolder || allEntered_ || object == outermost_) {
             const auto known = objects_.insert({object, next});
@@ -127,6 +128,7 @@ struct NCInTable {
     uint32_t repeated = 0;                // how much of the budget is used up
 
     const Seen* object(int id) const {
+        // The id is a peer's number.
         return id >= 0 && static_cast<size_t>(id) < objects.size() ? &objects[static_cast<size_t>(id)]
                                                                    : nullptr;
     }
@@ -153,6 +155,7 @@ struct NCInTable {
     // it holds, so in this order no object is touched after its last holder has destroyed it.
     void destroyOrphans(const NCResource* except) {
         for (NCResource* object : completed) {
+            // A reference count of 0 means that no object of the message took it.
             if (object != except && object->refCount() == 0)
                 NCResource::release(object);
         }

@@ -21,6 +21,7 @@ int connectUntil(int fd, sockaddr_in peer, const Deadline& deadline) {
         return 0;
     if (errno != EINPROGRESS && errno != EINTR)
         return errno;
+    // The socket becomes writable when the connection is made and when it has failed; SO_ERROR tells which.
     const int ready = pollUntil(fd, POLLOUT, deadline);
     if (ready == 0)
         return ETIMEDOUT;
@@ -49,6 +50,7 @@ NCtcpstream::NCtcpstream(std::unique_ptr<NCipcstream> in, std::unique_ptr<NCipcs
 NCtcpstream::~NCtcpstream() { dropQueue(); }
 
 void NCtcpstream::dropQueue() {
+    // The queue does not own its plain pointers. Taking one out gives it an owner, which frees it.
     while (nextQueued())
         ;
 }
@@ -99,6 +101,7 @@ int NCtcpstream::listen(int port, const char* host) {
     if (!name)
         return failSystem("NCtcpstream::listen: Error gethostname");
     hostName_ = *name;
+    // Only now: whatever failed above has closed the socket again.
     open(std::move(socket), ntohs(address.sin_port));
     lingerOff("NCtcpstream::listen: setsockopt-linger");
     return status();
@@ -107,6 +110,7 @@ int NCtcpstream::listen(int port, const char* host) {
 int NCtcpstream::accept() {
     if (!isOpen())
         return status_.fail(notOpen, "NCtcpstream::accept: File not open");
+    // The peer's address is not asked for: this protocol has no use for it.
     const int accepted = uninterrupted([this] { return ::accept4(fd(), nullptr, nullptr, SOCK_CLOEXEC); });
     if (accepted == -1)
         return failSystem("NCtcpstream::accept: accept");
@@ -120,6 +124,7 @@ std::unique_ptr<NCtcpstream> NCtcpstream::acceptStream() {
         return nullptr;
     auto stream = std::make_unique<NCtcpstream>(1024, 50);
     stream->setDebug(debug());
+    // A new stream is closed and blocking, so this cannot fail and the descriptor has an owner.
     stream->attach(accepted);
     return stream;
 }
@@ -147,17 +152,22 @@ int NCtcpstream::openConnection(const sockaddr_in& peer, int seconds) {
     Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!socket.isOpen())
         return failSystem("NCtcpstream::connect: socket");
+    // A blocking connect takes as long as the system likes, minutes; with a limit it is started and waited
+    // for.
     if (limited && !setNonBlocking(socket.get(), true))
         return failSystem("NCtcpstream::connect: fcntl");
+    // Into errno, from where the complaint takes its reason.
     errno = connectUntil(socket.get(), peer, Deadline(seconds));
     if (errno != 0) {
         failSystem("NCtcpstream::connect: connect");
         return limited && errno == ETIMEDOUT ? status_.set(timedOut) : status();
     }
+    // In both directions: a limit has made the socket non-blocking, whatever the stream is.
     if (!setNonBlocking(socket.get(), !blocking_))
         return failSystem("NCtcpstream::connect: fcntl");
     open(std::move(socket), ntohs(peer.sin_port));
     const int on = 1;
+    // A peer whose host has gone down sends nothing: without this the connection would never end.
     if (::setsockopt(fd(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on) == -1)
         failSystem("NCtcpstream::connect: setsockopt-keepalive");
     lingerOff("NCtcpstream::connect: setsockopt-linger");
@@ -172,6 +182,7 @@ int NCtcpstream::attach(int fd) {
     if (!blocking_ && !setNonBlocking(fd, true))
         return failSystem("NCtcpstream::attach: fnctl");
     hostName_.clear();
+    // Taken over last, so that a failure leaves the descriptor with the caller.
     open(Descriptor(fd), 0);
     lingerOff("NCtcpstream::attach: setsockopt-linger");
     return status();
@@ -180,6 +191,7 @@ int NCtcpstream::attach(int fd) {
 int NCtcpstream::close() {
     if (!isOpen())
         return status_.fail(notOpen, "NCtcpstream::close: File not open");
+    // Ids of classes belong to the connection that ends; the next peer knows none of them.
     for (NCipcstream* stream : {in_.get(), out_.get()}) {
         stream->resetTypes();
         stream->resetObjects();
@@ -195,6 +207,7 @@ int NCtcpstream::setBlocking(bool blocking) {
     blocking_ = blocking;
     if (isOpen() && !setNonBlocking(fd(), !blocking))
         return failSystem("NCtcpstream::blocking ");
+    // Otherwise the rest would stay until a later call, and a blocking stream promises not to keep any.
     if (isOpen() && blocking && (writePending_ || !queue_.isEmpty()))
         return flush();
     return status_.done();

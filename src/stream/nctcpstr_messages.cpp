@@ -26,10 +26,12 @@ int NCtcpstream::send(const NCTransObject* object, uint8_t priority) {
         return status_.fail(notOpen, "NCtcpstream::send: File not open");
     if (!writePending_ && queue_.isEmpty())
         return ncEncodeMessage(*out_, object) ? writeBuffer() : status_.set(systemError);
+    // The limit may have been set above what the queue was made for.
     if (queue_.size() >= std::min(queueLimit_, queue_.capacity()))
         return status_.fail(queueFull, "Cannot queue any more messages. Queue Full.");
     if (enqueueObject(object, priority) != 0)
         return status();
+    // Tried at once: output may have become possible since the message ahead was stopped.
     if (flush() == partlyWritten)
         return status_.fail(queued, "Message is Queued.");
     return status();
@@ -39,6 +41,7 @@ int NCtcpstream::enqueueObject(const NCTransObject* object, uint8_t priority) {
     auto message = std::make_unique<NCWaitingMessage>();
     if (!message->encode(*out_, object))
         return status_.set(systemError);
+    // Cannot be full: `send` has looked. From here on the queue is the owner.
     queue_.enqueue(message.release(), priority);
     return status_.done();
 }
@@ -53,6 +56,7 @@ int NCtcpstream::flush() {
         return status_.set(notOpen);
     if (!writePending_ && queue_.isEmpty())
         return status_.set(nothingPending);
+    // The message in hand first: one of higher priority must not start inside it.
     if (writePending_ && writeBuffer() != 0)
         return status();
     while (const auto next = nextQueued()) {
@@ -69,6 +73,7 @@ int NCtcpstream::writeBuffer() {
     const uint32_t total = outBuffer_.bytesWritten();
     if (total == 0)
         return status_.set(nothingToWrite);
+    // Without it a peer that closes its end would end this process by a signal.
     if (!ignoreBrokenPipes())
         status_.tellSystem("NCtcpstream::sigaction ");
     if (!writePending_)
@@ -82,6 +87,7 @@ int NCtcpstream::writeBuffer() {
             writePending_ = true;
             return status_.set(partlyWritten);
         } else if (count == 0 || errno == EPIPE || meansBroken(errno)) {
+            // 0 is no error code, but a write that takes nothing would be repeated for ever.
             return status_.fail(broken, "NCtcpstream::send: Connection broken");
         } else {
             writePending_ = written_ > 0; // the next message must not start inside this one
@@ -105,6 +111,7 @@ NCTransObject* NCtcpstream::receive() {
 NCTransObject* NCtcpstream::receive(int& status, int seconds) {
     NCTransObject* object = nullptr;
     if (isOpen()) {
+        // One deadline for all reads of the message: a peer that sends octet by octet cannot stretch it.
         const Deadline deadline(seconds);
         object = receiveWithin(&deadline);
     } else {
@@ -126,6 +133,7 @@ NCTransObject* NCtcpstream::receiveWithin(const Deadline* deadline) {
 int NCtcpstream::readMessage(Reading reading) {
     const bool resumed = readPending_;
     if (!resumed) {
+        // Positions go back to the start, so that the area does not grow from message to message.
         messageLength_ = -1;
         inBuffer_.resetRead();
     }
@@ -146,6 +154,7 @@ int NCtcpstream::readWord(Reading& reading, const char* text) {
     }
     in_->clearFailed();
     in_->read(messageLength_);
+    // No message is shorter than its length word; the limit is what a peer may make this process hold.
     if (messageLength_ < static_cast<int>(ncFrameWord) || messageLength_ > messageLimit_)
         messageLength_ = 0;
     inBuffer_.resetRead();
@@ -165,6 +174,7 @@ int NCtcpstream::readBody(Reading& reading, const char* text) {
         if (present == inBuffer_.rsize() &&
             inBuffer_.growRead(std::min(length, std::max(2 * present, smallestGrowth))) == -1)
             return failSystem("NCtcpstream::receive: Memory alloc");
+        // Never beyond this message: what is behind it stays in the socket for the next call.
         if (readSome(std::min(length, inBuffer_.rsize()) - present, reading, text,
                      "NCtcpstream::receive:Connection broken") != 0)
             return status();
@@ -195,6 +205,7 @@ int NCtcpstream::readSome(uint32_t wanted, Reading& reading, const char* text, c
         if (errno != EAGAIN)
             return meansBroken(errno) ? status_.fail(broken, "NCtcpstream::recive: Connection broken")
                                       : failSystem(text);
+        // With a deadline the wait is repeated: the readiness was false, or the socket is non-blocking.
         if (!reading.deadline)
             return readInterrupted(partlyRead);
         reading.drained = true;

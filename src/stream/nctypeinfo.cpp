@@ -26,6 +26,7 @@ ClassTable& registry() {
 }
 
 bool tracing() {
+    // Asked once: this runs for every class before `main`.
     static const bool on = std::getenv("DEBUG_STATIC") != nullptr;
     return on;
 }
@@ -46,6 +47,7 @@ NCTypeInfo::NCTypeInfo(const char* name, Create create, std::initializer_list<co
     : name_(name), create_(create), bases_(bases) {
     if (tracing())
         trace();
+    // `insert` keeps what is there: of two classes with one name the first stays.
     if (name_)
         registry().insert({name_, this});
 }

@@ -38,6 +38,7 @@ int NCudpstream::overflow(uint32_t) {
 }
 
 int NCudpstream::underflow() {
+    // Only told: `decode` sets the status when the object turns out to be missing.
     status_.fail(status(), "NCudpstream::underflow: Inconsistent class definitions");
     return -1;
 }
@@ -45,6 +46,7 @@ int NCudpstream::underflow() {
 int NCudpstream::bind(int port, const char* ipaddr) {
     if (isOpen())
         return status_.fail(alreadyOpen, "NCudpstream::bind: File already open");
+    // Dotted texts only: a name would have to be looked up, which may block.
     sockaddr_in address = socketAddress(dottedAddress(ipaddr).value_or(INADDR_ANY), port);
     Descriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     if (!socket.isOpen())
@@ -59,6 +61,7 @@ int NCudpstream::bind(int port, const char* ipaddr) {
         return failSystem("NCudpstream::listen: bind");
     if (!blocking_ && !setNonBlocking(socket.get(), true))
         return failSystem("NCudpstream::listen: fcntl");
+    // From here on nothing can fail, so a stream is either open with all its members or not at all.
     port_ = ntohs(address.sin_port);
     socket_ = std::move(socket);
     return status_.done();
@@ -139,10 +142,12 @@ int NCudpstream::sendTo(const sockaddr_in& address, const NCTransObject* object)
 int NCudpstream::broadcast(const NCTransObject* object, int port) {
     if (!isOpen())
         return status_.fail(notOpen, "NCudpstream::send: File not open");
+    // Built at the first use and kept: it costs system calls for each interface, or reading a file.
     if (!broadcastTableBuilt_ && tableMaker) {
         broadcastTable_ = tableMaker(fd(), port, debug());
         broadcastTableBuilt_ = true;
     }
+    // Encoded once; every network gets the same octets.
     if (encode(object) == 0 && broadcastTable_)
         broadcastTable_->forEachTarget([this](const sockaddr_in& target) { return transmit(target, false); });
     finishSending();
@@ -152,6 +157,7 @@ int NCudpstream::broadcast(const NCTransObject* object, int port) {
 int NCudpstream::encode(const NCTransObject* object) {
     status_.done();
     out_->resetTypes();
+    // An object stream that the caller has put in may have called `overflow` itself.
     if (!ncEncodeMessage(*out_, object) && status() == 0)
         overflow(outBuffer_.bytesWritten());
     return status();
@@ -211,6 +217,7 @@ bool NCudpstream::takeDatagram(sockaddr_in* from) {
             failSystem("NCudpstream::receive: recvfrom");
         return false;
     }
+    // Also for a datagram that is dropped below: the caller judges by the sender whether that matters.
     if (from)
         *from = sender;
     if (count > static_cast<ssize_t>(datagramSize)) {
@@ -227,6 +234,7 @@ NCTransObject* NCudpstream::decode() {
         return nullptr;
     }
     NCTransObject* object = in_->readObject();
+    // A null that a peer has sent is no message either.
     status_.set(object ? 0 : badObject);
     return object;
 }
