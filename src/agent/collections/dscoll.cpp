@@ -32,13 +32,16 @@ std::vector<DSResource*> DSCollection::readElements(NCistream& in, uint32_t coun
     constexpr size_t mostReserved = 4096; // at every level of nesting, before any element has been read
     constexpr size_t smallestElement = 8; // a reference: tag and id
     std::vector<DSResource*> elements;
+    // A count that the octets cannot hold is refused before memory is taken for it.
     if (in.failed() || count > in.remaining() / smallestElement) {
         in.setFailed();
         return elements;
     }
+    // The text form does not know what is left, so that its count has not been checked against anything.
     if (in.remaining() != std::numeric_limits<size_t>::max())
         elements.reserve(std::min<size_t>(count, mostReserved));
     for (uint32_t i = 0; i < count; ++i) {
+        // One of a wrong class has been built by then: the stream destroys it with the message.
         auto* element = in.readRecord<DSResource>();
         if (!element || !element->typeInfo().isSameOrDerived(type)) {
             in.setFailed();
@@ -51,6 +54,7 @@ std::vector<DSResource*> DSCollection::readElements(NCistream& in, uint32_t coun
 }
 
 int DSCollection::compareInOrder(const DSCollection& other) const {
+    // Sizes first: with equal ones neither walk ends before the other.
     if (const int order = difference(size(), other.size()))
         return order;
     Walk theirs = other.begin();

@@ -7,15 +7,19 @@ const NCTypeInfo DSDictionary::info("DSDictionary", ncCreate<DSDictionary>, {&DS
 
 DSAssoc::DSAssoc(NCistream& in) : Record(in) {
     readFields(in);
+    // Tables ask the key for its hash; a null one must not get into any.
     if (!key_)
         in.setFailed();
 }
 
+// The other object is asked, whatever its class: a plain key answers for itself and an association by its own
+// key. So one search takes either as probe.
 int DSAssoc::compare(const NCObject* other) const { return other ? other->compare(key_.get()) : -1; }
 
 bool DSAssoc::isEqual(const NCObject* other) const { return other && other->isEqual(key_.get()); }
 
 DSResource* DSDictionary::add(DSResource* object) {
+    // Exactly this class: the walks here cast elements without looking.
     return object && object->typeInfo() == DSAssoc::info ? DSSet::add(object) : nullptr;
 }
 
@@ -33,6 +37,7 @@ int DSDictionary::includes(const DSResource* object) const {
 }
 
 DSAssoc* DSDictionary::put(DSResource* key, DSResource* value) {
+    // Held here: when the key is there already, the new association dies with this holder.
     const NCRef<DSAssoc> assoc = new DSAssoc(key, value);
     return DSSet::add(assoc.get()) == assoc.get() ? assoc.get() : nullptr;
 }
@@ -55,6 +60,7 @@ int DSDictionary::compare(const NCObject* other) const {
     Walk theirs = that->begin();
     for (const DSResource* element : *this) {
         const auto* mine = static_cast<const DSAssoc*>(element);
+        // The walks go in step; sizes are equal, so `theirs` is not at its end.
         const auto* yours = static_cast<const DSAssoc*>(*theirs);
         const bool sameValue = mine->value() ? mine->value()->isEqual(yours->value()) : !yours->value();
         if (!mine->key()->isEqual(yours->key()) || !sameValue)

@@ -11,6 +11,7 @@ DSSet::DSSet(NCistream& in, const NCTypeInfo& elementType) : DSCollection(in), t
     const auto elements = readElements(in, count, elementType);
     if (in.failed())
         return;
+    // For the count, which `readElements` has checked, and not for a capacity that the peer made up.
     table_.resize(count);
     for (DSResource* element : elements)
         DSSet::add(element);
@@ -22,6 +23,7 @@ DSSet::DSSet(const DSSet& other) : DSCollection(other), table_(other.size()) {
 }
 
 DSResource* DSSet::add(DSResource* object) {
+    // One search serves for the test and for the insertion.
     const uint32_t index = table_.indexOf(object);
     if (const auto& held = table_.slot(index))
         return held.get();
@@ -32,6 +34,7 @@ int DSSet::remove(const DSResource* object) { return table_.take(object) ? 1 : 0
 
 void* DSSet::next(Iterator& it) const {
     const uint32_t index = table_.next(it.position);
+    // The position stays at the end: a further call gives null again.
     if (index >= table_.capacity()) {
         it.position = index;
         return nullptr;
@@ -90,6 +93,8 @@ int DSSet::compare(const NCObject* other) const {
     if (const int order = difference(size(), that->size()))
         return order;
     for (uint32_t i = table_.next(0); i < table_.capacity(); i = table_.next(i + 1)) {
+        // Slot by slot: sets with the same elements differ when these stand in other slots. That is the
+        // protocol's rule for two sets.
         const DSResource* theirs = i < that->capacity() ? that->table_.slot(i).get() : nullptr;
         if (const int order = compareRecords(table_.slot(i).get(), theirs))
             return order;

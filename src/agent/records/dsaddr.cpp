@@ -21,6 +21,7 @@ void reportUnknownHost(const char* host) {
 } // namespace
 
 DSAddr::DSAddr(int port) : port_(port) {
+    // Kept for the process; an unknown address stays 0.
     const ThisHost& host = thisHost();
     if (host.state == ThisHost::State::known)
         addr_.s_addr = host.address;
@@ -42,6 +43,7 @@ DSAddr::DSAddr(int port, const char* host) : port_(port) {
 sockaddr_in DSAddr::socketAddress() const { return harbolance::socketAddress(addr(), port_); }
 
 const char* DSAddr::hostName() const {
+    // The caller gets a plain pointer, as the operation has it; the system has one thread.
     static char name[100];
     if (addr() == 0)
         return nullptr;

@@ -5,6 +5,7 @@
 const NCTypeInfo DSResource::info("DSResource", nullptr, {&NCObject::info});
 
 DSResource::~DSResource() {
+    // A count of 1 is that of the release which destroys the record.
     if (refCount() > 1) {
         std::cout << "DSResource::~DSResource: Deleting instance "
                   << "which has outstanding references\n"
@@ -16,6 +17,7 @@ DSResource::~DSResource() {
 namespace harbolance {
 
 int compareRecords(const DSResource* a, const DSResource* b) {
+    // The protocol's rule: 1, whichever of the two is missing.
     if (!a || !b)
         return a == b ? 0 : 1;
     return a->compare(b);

@@ -18,6 +18,7 @@ int wordOrder(uintptr_t a, uintptr_t b, uintptr_t unit) {
 } // namespace
 
 DSWrapper::DSWrapper(NCistream& in) : DSResource(in) {
+    // A block, not a number: the word travels in the host's order. A failed read leaves zeros.
     unsigned char octets[4] = {};
     in.read(octets, sizeof octets);
     uint32_t low = 0;
@@ -45,6 +46,7 @@ int DSTrigWrapper::compare(const NCObject* other) const {
     const auto* that = nc_cast<DSTrigWrapper>(other);
     if (!that)
         return -1;
+    // The protocol's rule: the distance of two pointers is counted in words of 4 octets.
     constexpr uintptr_t unit = 4;
     return wordOrder(reinterpret_cast<uintptr_t>(handler_), reinterpret_cast<uintptr_t>(that->handler_),
                      unit);

@@ -38,12 +38,14 @@ public:
     // A text or a record, whose fingerprint is mixed already.
     void add(const auto& part) {
         const uint64_t mixed = fingerprintPart(part);
+        // The first part needs no mixing: most keys have one text and little else.
         print_ = print_ == 0 ? mixed : mixFingerprint(print_, mixed);
     }
     uint64_t value() const { return count_ == 0 ? print_ : mixFingerprint(print_, numbers_); }
 
 private:
     void addNumber(uint32_t number) {
+        // Two numbers fill the 64 bits that one mixing takes.
         if (count_ == 2) {
             print_ = mixFingerprint(print_, numbers_);
             count_ = 0;
@@ -68,6 +70,7 @@ public:
         if constexpr (derived)
             return Base::hash();
         else
+            // The protocol's rule: the parts' hashes, one xored with the next.
             return std::apply([](const auto&... part) { return (hashPart(part) ^ ...); },
                               this->self().hashKey());
     }
@@ -77,6 +80,7 @@ public:
         const auto* that = nc_cast<Self>(other);
         if (!that)
             return -1;
+        // The base's key counts first, then what this class adds.
         if constexpr (derived) {
             if (const int order = Base::compare(other))
                 return order;

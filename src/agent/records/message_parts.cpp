@@ -7,6 +7,7 @@ namespace harbolance {
 
 bool readField(NCistream& in, MessageVersion& version) {
     readField(in, version.text_);
+    // What is behind the version has an order that only that version knows.
     if (!version.isCurrent())
         in.stopEarly();
     return version.isCurrent();
@@ -14,6 +15,7 @@ bool readField(NCistream& in, MessageVersion& version) {
 
 MessageCookie::MessageCookie(uint32_t value, int length)
     : octets_(length > 0 ? static_cast<size_t>(length) : sizeof value) {
+    // In the host's order: a cookie has a meaning for its sender only.
     std::memcpy(octets_.data(), &value, std::min(octets_.size(), sizeof value));
 }
 

@@ -131,6 +131,7 @@ protected:
     void readFields(NCistream& in) {
         std::apply(
             [&](const auto&... field) {
+                // `&&` stops at the first field that gives false, and keeps the order of the fields.
                 static_cast<void>((readField(in, static_cast<Self&>(*this).*field.value) && ...));
             },
             Self::fields());

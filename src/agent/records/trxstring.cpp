@@ -5,11 +5,14 @@ const NCTypeInfo TRXString::info("TRXString", ncCreate<TRXString>, {&DSResource:
 TRXString::TRXString(NCistream& in) : DSResource(in) {
     unsigned long size = 0;
     in.read(size);
+    // The size counts the NUL, so that it is 1 at least.
     if (size == 0 || size > in.remaining()) {
         in.setFailed();
         return;
     }
     std::string text;
+    // In pieces of a multiple of 4, so that no padding falls between them. The text form does not know how
+    // much is left: there memory grows with what arrives.
     for (char block[256]; size > 0 && !in.failed();) {
         const size_t count = size < sizeof block ? size : sizeof block;
         in.read(reinterpret_cast<unsigned char*>(block), count);

@@ -27,8 +27,10 @@ void AgentLink::setPort(int port) {
 void AgentLink::close() {
     if (closed_)
         return;
+    // First, so that nothing below starts a search or a timer again.
     closed_ = true;
     if (connection_)
+        // Once and without waiting: the process ends, and an agent finds out by itself if this is lost.
         connection_->send(*NCRef<DSRequest>(new DSRequest(DSRequestEndOfSession)));
     connection_.reset();
     stopTimer();
@@ -36,6 +38,7 @@ void AgentLink::close() {
 
 void AgentLink::reconnect() {
     connection_.reset();
+    // A loss during a search: the loop of that search sees that the connection is gone.
     if (connecting_ || closed_)
         return;
     const Connecting connecting(*this);
@@ -53,6 +56,7 @@ void AgentLink::reconnect() {
 
 void AgentLink::connect() {
     const Connecting connecting(*this);
+    // A login that was refused leads to another search: another agent may answer that.
     for (int i = 0; i < searchTries && !isLoggedIn(); ++i) {
         search();
         logIn();
@@ -61,6 +65,7 @@ void AgentLink::connect() {
         std::cout << "Harbolance: Unable to locate agent. Will try "
                   << "every " << searchPeriod << " seconds to locate agent" << std::endl;
     }
+    // A connection without login counts as one here: it answers, so searching at once would find it again.
     startTimer(connection_ ? keepAlivePeriod : searchPeriod);
 }
 
@@ -73,6 +78,7 @@ void AgentLink::search() {
     agentAddr_ = *agent;
     connection_ = std::move(connection);
     ++connections_;
+    // What was measured with the last agent says nothing about this one.
     for (NCrtt* rtt : {&rttLogin, &rttQuery, &rttUnregister, &rttRegister})
         rtt->reset();
 }
@@ -84,10 +90,12 @@ void AgentLink::logIn() {
     NCRef<DSReply> reply;
     if (ask(*question, rttLogin, 0, reply) != DSUser::done)
         return;
+    // An agent that answers a login with something else speaks another protocol.
     if (reply->replyType() != DSReplyLogin) {
         std::cout << "DSUser::login: Unexpected reply while logging in\n";
         std::exit(1);
     }
+    // `connection_` is there: `ask` gives `done` only while the connection stands that was asked.
     if (reply->status() == DSStatusDone || reply->status() == DSStatusKnownClient)
         connection_->setLoggedIn();
     else if (reply->status() == DSStatusVersionMismatch)
@@ -101,12 +109,14 @@ int AgentLink::readiness() const {
 }
 
 int AgentLink::ask(DSRequest& request, NCrtt& rtt, int seconds, NCRef<DSReply>& reply) {
+    // Taken before the first return: a request that has no other holder dies with this one.
     const NCRef<DSRequest> held = &request;
     reply = nullptr;
     if (closed_)
         return DSUser::noAgent;
     if (exchange_)
         return DSUser::busy;
+    // A handler that is called inside may end the session, which must not destroy this object then.
     const Call call(*this);
     Exchange exchange(*this, request);
     const int status = exchange.run(rtt, seconds);
@@ -132,6 +142,7 @@ int AgentLink::inputReady() {
 }
 
 void AgentLink::answer(const DSRequest& request) {
+    // The agent repeats a request whose answer was lost; it gets the same one, under the same number.
     if (const NCRef<DSReply> again = connection_->answerTo(request)) {
         if (!connection_->send(*again))
             reconnect();
@@ -139,6 +150,7 @@ void AgentLink::answer(const DSRequest& request) {
         if (connection_->answer(request, DSReplyAlive) == NCudpstream::refused)
             reconnect();
     } else if (request.requestType() == DSRequestEndOfSession) {
+        // A failure changes nothing: the agent goes down in any case.
         if (connection_->answer(request, DSReplyEndOfSession) != 0 && debug_) {
             std::perror("DSUser: ");
             std::cout << "DSUser::udpstream: send :" << std::endl;
@@ -162,6 +174,7 @@ void AgentLink::take(DSReply& reply) {
     }
     if (reply.replyType() != DSReplyTrigger)
         return; // a late answer to an earlier request
+    // Acknowledged first: a handler may take long, and the agent would send again meanwhile.
     const bool lost = connection_->answer(reply, DSReplyTriggerAcknowledged) == NCudpstream::refused;
     const uint32_t connection = connections_;
     notify(reply);
@@ -176,6 +189,7 @@ void AgentLink::notify(DSReply& notification) {
             std::cout << "Reply doesn't contain a DSProvider: \n" << notification;
         return;
     }
+    // Acknowledged though, but handlers hear of it once.
     if (connection_ && !connection_->isRepeatedNotification(notification))
         registrations_.notify(*provider, notification.status() != DSStatusProviderDown);
 }
@@ -189,6 +203,7 @@ void AgentLink::startTimer(int seconds) {
 }
 
 void AgentLink::stopTimer() {
+    // The session is the timer's handler and has no other timer, so this stops the right one.
     if (std::exchange(timerRuns_, false))
         dpDispatcher::instance()->stopTimer(&session_);
 }
@@ -200,6 +215,7 @@ void AgentLink::startKeepAlive() {
 
 void AgentLink::timerExpired() {
     const Call call(*this);
+    // A timer runs once; what follows starts the next one.
     timerRuns_ = false;
     if (!connection_) {
         reconnect();
@@ -207,6 +223,7 @@ void AgentLink::timerExpired() {
     }
     const auto silence = connection_->silence();
     if (silence < std::chrono::seconds(keepAlivePeriod)) {
+        // Only the rest of the period: a session with traffic never asks.
         startTimer(keepAlivePeriod - static_cast<int>(silence.count()));
         return;
     }

@@ -32,6 +32,7 @@ NCRef<T> copyOf(const DSReply& reply, const char* complaint, bool debug) {
 
 void SilentAgents::add(const DSAddr& agent) {
     const auto now = Clock::now();
+    // Old entries go when one is added, so that the list needs no timer.
     std::erase_if(entries_, [&](const Entry& entry) { return entry.until <= now || entry.agent == agent; });
     if (entries_.size() < most)
         entries_.push_back({agent, now + period});
@@ -107,6 +108,7 @@ bool AgentQueries::findDomain(int& status) {
     if (domain_ && domain_->connection == link_.connections())
         return true;
     domain_.reset();
+    // First: without this list the result would look complete and lack the rest of the domain.
     const auto others = agents(status);
     if (status != DSUser::done)
         return false;
@@ -133,6 +135,7 @@ NCRef<DSSet> AgentQueries::queryAll(int& status, DSRequest& question) {
     int connections = sources.front()->isConnected() ? 1 : 0;
     for (size_t i = 1; i < sources.size(); ++i) {
         ListSource& source = *sources[i];
+        // What has come by now is still a result.
         if (deadline.passed()) {
             source.giveUp();
             continue;
@@ -145,6 +148,7 @@ NCRef<DSSet> AgentQueries::queryAll(int& status, DSRequest& question) {
         if (!more)
             continue;
         if (!result)
+            // The own agent may have given none. Sets of others are merged; equal names count once.
             result = new DSSet(more->size());
         for (DSResource* record : *more)
             result->add(record);

@@ -21,6 +21,8 @@ NCRef<DSOrderedCltn> agentAddresses() {
         if (!file->isOpen()) {
             if (file->isNamedByVariable())
                 std::cout << "DSUser::Unable to open agentaddr file - " << file->path() << std::endl;
+            // A file that cannot be read ends the list here, without the option, which was tried first
+            // anyway.
             return list;
         }
         while (const auto host = file->nextWord())
@@ -37,6 +39,7 @@ AgentSearch::AgentSearch(int port, NCRef<DSOrderedCltn>& listed)
 }
 
 void AgentSearch::open(const char* ipaddr) {
+    // A new socket for each stage: answers to an earlier question that come late reach a closed port.
     if (probe_.isOpen())
         probe_.close();
     if (probe_.bind(0, ipaddr) == 0)
@@ -50,6 +53,7 @@ std::optional<DSAddr> AgentSearch::run() {
     const auto ipaddr = SessionOptions::current()->option("OAipaddr");
     const char* ownAddress = ipaddr ? ipaddr->c_str() : nullptr;
     open(ownAddress);
+    // The user's own choice comes first, before any agent that happens to be nearer.
     if (const auto host = SessionOptions::current()->option("ORBagentaddr")) {
         if (auto agent = ask(host->c_str()))
             return agent;
@@ -58,6 +62,7 @@ std::optional<DSAddr> AgentSearch::run() {
     if (auto agent = askThisHost())
         return agent;
     open(ownAddress);
+    // Only now: making the list may read a file, and most searches end before.
     if (!listed_)
         listed_ = agentAddresses();
     for (const DSResource* element : *listed_) {
@@ -73,6 +78,7 @@ std::optional<DSAddr> AgentSearch::run() {
     return ask(nullptr);
 }
 
+// One attempt only: on the own host nothing gets lost, so silence means that there is no agent.
 std::optional<DSAddr> AgentSearch::askThisHost() {
     if (probe_.connect(DSAddr(port_).socketAddress()) != 0 || probe_.send(message_.get()) != 0)
         return std::nullopt;
@@ -85,6 +91,7 @@ std::optional<DSAddr> AgentSearch::ask(const char* host) {
     for (int attempt = 0; attempt < attempts; ++attempt) {
         const int status =
             host ? probe_.sendTo(host, port_, message_.get()) : probe_.broadcast(message_.get(), port_);
+        // Sending again would fail the same way: the host is unknown, or there is no network.
         if (status != 0)
             return std::nullopt;
         if (auto agent = awaitAnswer())
@@ -96,6 +103,7 @@ std::optional<DSAddr> AgentSearch::ask(const char* host) {
 std::optional<DSAddr> AgentSearch::awaitAnswer() {
     constexpr int seconds = 1;
     const int ready = pollUntil(probe_.fd(), POLLIN, Deadline(seconds));
+    // Nothing can be found without a socket that works; waiting again would end here again.
     if (ready < 0) {
         std::perror("DSUser::connect: select:");
         std::cout << "DSUser:: select error\n";
@@ -104,12 +112,15 @@ std::optional<DSAddr> AgentSearch::awaitAnswer() {
     if (ready == 0)
         return std::nullopt;
     int status = 0;
+    // Any host may answer. What is no good answer uses up the attempt, so a flood of such cannot hold the
+    // search.
     const std::unique_ptr<NCTransObject> received(probe_.receive(status));
     const auto* reply = nc_cast<DSAReply>(received.get());
     if (status != 0 || !reply || !reply->replyOk() || reply->replyType() != DSReplyAgentLocated)
         return std::nullopt;
     const auto* agent = nc_cast<DSAddr>(reply->object());
     constexpr int highestPort = 65535;
+    // The port is a 32-bit number of the peer's; only these can be sent to.
     if (!agent || agent->port() <= 0 || agent->port() > highestPort)
         return std::nullopt;
     return *agent;

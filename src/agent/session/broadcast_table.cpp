@@ -20,6 +20,7 @@ std::unique_ptr<NCBroadcastTable> makeTable(int fd, int port, bool debug) {
     return std::make_unique<BroadcastTable>(fd, port, debug);
 }
 
+// Installs the table in the stream layer, which does not know address records, before `main`.
 [[maybe_unused]] const bool registered = (NCudpstream::setBroadcastTableMaker(makeTable), true);
 
 const NCBroadcastEntry& entryOf(const DSResource* element) {
@@ -29,6 +30,7 @@ const NCBroadcastEntry& entryOf(const DSResource* element) {
 
 DSAddr addressOf(const sockaddr& address, int port) {
     sockaddr_in internet{};
+    // Copied: the two types must not be read as one another. Both have 16 octets, and the family is AF_INET.
     std::memcpy(&internet, &address, sizeof internet);
     return {port, internet.sin_addr.s_addr};
 }
@@ -47,6 +49,7 @@ BroadcastTable::BroadcastTable(int fd, int port, bool debug) : port_(port), debu
 }
 
 void BroadcastTable::add(const DSAddr& local, const DSAddr& netmask, const DSAddr& broadcast) {
+    // A list, since the wrappers keep pointers to its elements.
     entries_.push_back({port_, netmask, broadcast});
     networks_.put(new DSAddr(local), new DSWrapper(&entries_.back()));
 }
@@ -78,6 +81,7 @@ bool BroadcastTable::ask(int fd, unsigned long question, void* answer, const cha
 }
 
 std::optional<DSAddr> BroadcastTable::askAddress(int fd, unsigned long question, const ifreq& record) const {
+    // The question is the name in the record; the answer overwrites what is behind it.
     ifreq answer = record;
     if (!ask(fd, question, &answer, "NCudpstream::getLocalAddr: ioctl"))
         return std::nullopt;
@@ -92,6 +96,7 @@ void BroadcastTable::askInterfaces(int fd) {
     request.ifc_req = records.data();
     if (!ask(fd, SIOCGIFCONF, &request, "NCudpstream::broadcast: ioctl"))
         return;
+    // The system gives what fits, 204 records, and drops the rest.
     const size_t count = static_cast<size_t>(request.ifc_len) / sizeof(ifreq);
     for (size_t i = 0; i < count; ++i)
         askInterface(fd, records[i]);
@@ -105,10 +110,12 @@ void BroadcastTable::askInterface(int fd, const ifreq& record) {
         return;
     const bool pointToPoint = (flags.ifr_flags & IFF_POINTOPOINT) != 0;
     const bool reachesOthers = pointToPoint || (flags.ifr_flags & IFF_BROADCAST) != 0;
+    // This host is asked on its own, so its loopback is not broadcast to.
     if (!(flags.ifr_flags & IFF_UP) || (flags.ifr_flags & IFF_LOOPBACK) || !reachesOthers)
         return;
     const auto local = askAddress(fd, SIOCGIFADDR, record);
     const auto netmask = local ? askAddress(fd, SIOCGIFNETMASK, record) : std::nullopt;
+    // A point-to-point link has one other end, whose address takes the place of a broadcast address.
     const auto broadcast =
         netmask ? askAddress(fd, pointToPoint ? SIOCGIFDSTADDR : SIOCGIFBRDADDR, record) : std::nullopt;
     // The system gives 0 for an address that is not set.

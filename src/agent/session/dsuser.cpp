@@ -49,8 +49,10 @@ DSUser* DSUser::create(const char* loginName, const char* loginExtra, int port) 
     SessionOptions* options = SessionOptions::current();
     const int ofCommandLine = options->agentPort();
     port = portOf(port, ofCommandLine);
+    // Written back, so that what else reads the option later finds the port in use.
     if (ofCommandLine != 0)
         options->setAgentPort(port);
+    // The constructor has already made this the session: handlers that ask for one during the search get it.
     session->parts_->link.open(port);
     if (!session->parts_->link.connection()) {
         std::cout << "DSUser:: Unable to contact agent. Make sure there "
@@ -65,9 +67,12 @@ DSUser::DSUser(const char* loginName, const char* loginExtra)
     : parts_(std::make_unique<Parts>(*this, loginName, loginExtra)) {
     if (const auto value = SessionOptions::current()->option("ORBagentDebug"))
         setDebug(std::strtol(value->c_str(), nullptr, 10) != 0);
+    // Before the first login, which tells the agent this port. Without a socket the port is 0 and the agent
+    // cannot ask.
     DSVerify::bind(0, nullptr);
     parts_->link.login().setVerifyPort(DSVerify::port());
     theSession = this;
+    // By the first session only; it serves whichever session there is at the end.
     static const bool registered = (registerExitFunction(endAtExit), true);
     static_cast<void>(registered);
 }
@@ -78,6 +83,7 @@ DSUser::~DSUser() {
 }
 
 void DSUser::endAtExit() {
+    // First: what runs below must not make a new session.
     exiting = true;
     DSUser* session = std::exchange(theSession, nullptr);
     if (!session)

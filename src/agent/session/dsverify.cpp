@@ -14,6 +14,7 @@ void DSVerifyHandler::timerExpired(long, long) { owner_->timeout(); }
 DSVerify::DSVerify() : handler_(std::make_unique<DSVerifyHandler>(this)) {}
 
 DSVerify::~DSVerify() {
+    // Only a check has a timer.
     if (mode_ == verifying)
         dpDispatcher::instance()->stopTimer(handler_.get());
     if (mode_ != idle)
@@ -28,6 +29,7 @@ int DSVerify::open(int port, const char* ipaddr) {
     if (socket_->bind(port, ipaddr) == 0) {
         if (socket_->fd() < dpDispatcher::maxDescriptors)
             return 0;
+        // The reason in the system's terms, for the complaint below.
         errno = EMFILE;
     }
     if (debug_) {
@@ -107,6 +109,8 @@ int DSVerify::receiveMsg(int) {
         answer(received.get(), status, from);
         return 0;
     }
+    // Idle before a hook runs: it may start the next check, or destroy this object. Nothing is touched after
+    // a hook.
     stopVerifying();
     if (status == 0) {
         peerUp();
@@ -121,6 +125,7 @@ int DSVerify::receiveMsg(int) {
 
 void DSVerify::answer(const NCTransObject* received, int status, const sockaddr_in& from) {
     const auto* request = nc_cast<DSRequest>(received);
+    // Any request proves that an agent wants to know; its type is not looked at.
     if (!request || !request->isCurrentVersion()) {
         if (debug_)
             std::cout << "DSVerify::receiveMsg: Error receiving "

@@ -23,15 +23,18 @@ int Exchange::run(NCrtt& rtt, int seconds) {
 
 int Exchange::waitForReply(NCrtt& rtt, int seconds) {
     dpDispatcher loop;
+    // The global dispatcher, which looks out for signals otherwise, stands still during this wait.
     const TerminationWatch signals(loop);
     DSTimer retransmit(&loop);
     DSTimer deadline(&loop);
+    // One limit for the whole call, whatever agents come and go meanwhile.
     if (seconds > 0)
         deadline.start(seconds, 0);
     uint32_t connection = 0; // the one that the last sending went to
     int agents = 0;
     bool startTimer = true;
     while (link_.connection_) {
+        // A new agent, also the first: it gets all its sendings, with an estimate of its own.
         if (link_.connections_ != connection) {
             if (++agents > mostAgents)
                 return DSUser::noAnswer;
@@ -41,6 +44,7 @@ int Exchange::waitForReply(NCrtt& rtt, int seconds) {
             rtt.nrexmt = 0;
             startTimer = true;
         }
+        // The while condition decides: `reconnect` leaves either another agent or none.
         if (!link_.connection_->send(*request_)) {
             link_.reconnect();
             continue;
@@ -50,13 +54,17 @@ int Exchange::waitForReply(NCrtt& rtt, int seconds) {
         if (std::exchange(startTimer, false))
             retransmit.start(rtt.start(), 0);
 
+        // Taken before the turn: a handler inside it may destroy the connection, and the number is still to
+        // be unlinked.
         const int fd = link_.connection_->fd();
         loop.link(fd, dpDispatcher::readMask, &link_.session_);
         loop.dispatch();
         loop.unlink(fd);
 
+        // The turn has replaced or ended the connection: the request starts again with what is there now.
         if (link_.connections_ != connection || !link_.connection_)
             continue;
+        // Before the timers: a reply that came in the same turn is not thrown away.
         if (reply_)
             return DSUser::done;
         if (deadline.expired)
@@ -64,6 +72,7 @@ int Exchange::waitForReply(NCrtt& rtt, int seconds) {
         if (retransmit.expired) {
             startTimer = true;
             if (++rtt.nrexmt > NCrtt::maxRetransmissions) {
+                // Five sendings without an answer: the estimate is worth nothing any more.
                 rtt.valid = 0;
                 link_.reconnect();
             }

@@ -25,6 +25,7 @@ bool fitsDatagram(const DSRequest& request, const char* operation) {
 } // namespace
 
 int Registrations::registerProvider(DSProvider* provider) {
+    // Before any way out: a record without a holder is destroyed with this one.
     const NCRef<DSProvider> held = provider;
     if (link_.isAsking())
         return DSUser::busy;
@@ -33,6 +34,7 @@ int Registrations::registerProvider(DSProvider* provider) {
     const NCRef<DSRequest> question = new DSRequest(DSRequestRegisterProvider, provider);
     if (!fitsDatagram(*question, "registerProvider"))
         return DSUser::noAnswer;
+    // Before asking: if the agent is lost during the request, the next one gets the provider with the others.
     providers_.add(provider);
     if (!link_.connection())
         return DSUser::noAgent;
@@ -78,9 +80,12 @@ int Registrations::registerTrigger(DSName* name, DSTriggerHandler* handler) {
     NCRef<DSSet> handlers = static_cast<DSSet*>(triggers_.at(name));
     if (!handlers) {
         handlers = new DSSet(16);
+        // Filled below: the dictionary holds the same set.
         triggers_.put(name, handlers.get());
     }
+    // A handler that is there already stays once; the new wrapper then dies with its holder.
     handlers->add(NCRef<DSResource>(new DSTrigWrapper(handler)).get());
+    // Not a loss: what is in the table is registered with the next agent.
     if (!link_.connection())
         return DSUser::noAgent;
     NCRef<DSReply> reply;
@@ -98,9 +103,12 @@ int Registrations::unregisterTrigger(DSName* name, DSTriggerHandler* handler) {
         return DSUser::noAgent;
     const NCRef<DSSet> handlers = static_cast<DSSet*>(triggers_.at(name));
     const NCRef<DSResource> wrapper = new DSTrigWrapper(handler);
+    // Wrappers are equal when their handlers are, so a new one finds the old.
     if (!handlers || !handlers->remove(wrapper.get()))
         return DSUser::unknownTrigger;
     if (handlers->isEmpty())
+        // Done before the agent is asked: the handler may be destroyed after this call, whatever the agent
+        // says.
         triggers_.removeKey(name);
     if (const int status = link_.readiness())
         return status;
@@ -141,6 +149,7 @@ void Registrations::notify(DSProvider& provider, bool isUp) {
     for (const DSResource* element : *called) {
         if (link_.isClosed())
             return;
+        // A handler that was called before may have unregistered this one, which may not exist any more.
         if (!registered->includes(element))
             continue;
         auto* handler = static_cast<const DSTrigWrapper*>(element)->handler();

@@ -14,6 +14,7 @@ public:
 };
 
 SessionOptions*& installed() {
+    // Inside a function: the ORB may install its options before the objects of this file are set up.
     static SessionOptions* options = nullptr;
     return options;
 }
