@@ -136,6 +136,12 @@ std::vector<tree::Definition> Parser::definitions(bool ofInterface) {
     };
     const int braces = braces_;
     for (takePragmas(); !token_.is("}") && token_.kind != Token::Kind::end; takePragmas()) {
+        // An empty statement, common behind a body in C++, defines nothing.
+        if (token_.is(";")) {
+            diagnostics_.warning(token_.position, "this ';' ends nothing");
+            advance();
+            continue;
+        }
         try {
             tree::Definition next = begin();
             definition(next, ofInterface);
@@ -175,10 +181,8 @@ void Parser::definition(tree::Definition& result, bool ofInterface) {
             result.what = module(result);
         else if (!ofInterface && accept(Keyword::interface))
             result.what = interface(result);
-        else if (!accept(";"))
-            fail("a definition");
         else
-            return diagnostics_.warning(previous_.position, "this ';' ends nothing");
+            fail("a definition");
     }
     expect(";");
 }
