@@ -156,7 +156,12 @@ const Type* Builder::completeType(Place place, const tree::Type& type) {
     auto& declaration = const_cast<Declaration&>(*result->declaration);
     if (declaredTypeOf(declaration)->complete)
         return result;
-    if (!diagnostics_.failed() || std::holds_alternative<tree::ScopedName>(type.what))
+    // What encloses its own use is still being declared. Anything else that is not complete is a union that
+    // has been refused, and its error has been shown.
+    const Scope* around = &place.scope;
+    while (around && around != &declaration)
+        around = around->scope;
+    if (around)
         diagnostics_.error(type.position,
                            "'" + declaration.name + "' cannot contain itself other than in a sequence",
                            declaration.position, "it is still being declared");
