@@ -246,7 +246,8 @@ void DeclarationsCode::structure(const Struct& structure) {
 
 void DeclarationsCode::exception(const Struct& exception) {
     const std::string name = local(exception);
-    const bool flattened = name != exception.name && exception.name.find("_cxx_") != 0;
+    // What stands in the module CORBA itself is known by its flat name, as the library's own exceptions are.
+    const bool flattened = !CxxNames::isCxxScope(*exception.scope) && exception.scope->scope;
     out_.print("class $name$ final : public TRXUserExceptionOf<$name$> {\npublic:", {{"name", name}});
     inside(exception.contents);
     members(exception.members);

@@ -195,6 +195,7 @@ TEST(GeneratedExceptions, AreMadeOfTheirMembers) {
     EXPECT_STREQ(full.names[0], "b");
     EXPECT_EQ(printed(ObjLocation::Fail(ObjLocation::no_such_trigger)),
               "EXCEPTION ObjLocation::Fail {\n\treason:\n3 \n}\n");
+    EXPECT_STREQ(_cxx_catch::_scoped_name, "Everything::catch");
     Empty other;
     EXPECT_THROW(read(marshalled(full), other), CORBA_MARSHAL);
 }
