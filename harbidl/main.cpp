@@ -17,6 +17,7 @@ namespace {
 // The definitions that come with the compiler, found from where its program is.
 std::string ownDefinitions() {
     std::error_code failure;
+    // argv[0] would not do: it may be a bare name that was found by the PATH, or a link.
     const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", failure);
     return (program.parent_path() / HARBIDL_DEFINITIONS).lexically_normal().string();
 }
@@ -26,15 +27,18 @@ std::string dependencies(const Reading& reading, const std::vector<std::string>&
     const auto quoted = [](const std::string& name) {
         std::string result;
         for (const char c : name)
+            // What make would take for the end of a name, a comment or a variable.
             result += c == ' ' || c == '#' ? std::string("\\") + c : c == '$' ? "$$" : std::string(1, c);
         return result;
     };
     std::string rule;
     for (const std::string& output : outputs)
+        // One rule for all outputs: they are written together.
         rule += (rule.empty() ? "" : " ") + quoted(output);
     rule += ":";
     std::set<std::string> names;
     for (const IncludedFile& file : reading.source.files()) {
+        // Names such as <built-in> are the preprocessor's own. A file that is included twice stands once.
         if (!file.name.starts_with('<') && names.insert(file.name).second)
             rule += " \\\n  " + quoted(file.name);
     }
@@ -44,6 +48,7 @@ std::string dependencies(const Reading& reading, const std::vector<std::string>&
 // What the definition may say and no code can be made for yet.
 void refuseWhatIsMissing(Reading& reading) try {
     for (const auto& declaration : reading.model.declarations()) {
+        // What other files declare is refused when code is made for these.
         if (declaration->kind != Declaration::Kind::operation || declaration->file != SourceText::mainFile)
             continue;
         const auto& operation = static_cast<const Operation&>(*declaration);
@@ -93,6 +98,8 @@ bool writeOutputs(const Options& options, const Reading& reading) {
     for (const Part& part : partsOf(options, reading)) {
         const std::string header = outputName(base, part.name + ".h");
         const Unit unit{reading.model, base, header, part.includes, part.place};
+        // The servant is only a beginning, which the user goes on writing. It must not be lost by a second
+        // run.
         const Outputs::Existing existing =
             part.name == "_impl" ? Outputs::Existing::refused : Outputs::Existing::replaced;
         names.push_back((folder / header).string());
@@ -100,25 +107,30 @@ bool writeOutputs(const Options& options, const Reading& reading) {
         names.push_back((folder / outputName(base, part.name + ".cpp")).string());
         outputs.add(names.back(), part.source(unit), existing);
     }
+    // Last, and with the outputs: make must not see a rule for files that could not be written.
     if (!options.dependencies.empty())
         outputs.add(options.dependencies, dependencies(reading, names));
     return outputs.write();
 }
 
 int run(const Options& options) {
+    // Our own definitions are searched behind all others, so that a user can have a file of the same name.
     std::optional<std::string> text = preprocessed(options.file, options.preprocessor, {ownDefinitions()});
     if (!text)
         return 1;
     const std::unique_ptr<Reading> reading =
         Reading::of(std::move(*text), options.file, options.warningsAreErrors);
+    // The model of a definition with errors may lack parts, and is not looked at.
     if (!options.dumpModel && !reading->diagnostics.failed())
         refuseWhatIsMissing(*reading);
+    // Warnings too, also when all is well.
     reading->diagnostics.print(std::cerr);
     if (reading->diagnostics.failed())
         return 1;
     if (!options.dumpModel)
         return writeOutputs(options, *reading) ? 0 : 1;
     std::cout << dumped(reading->model);
+    // A full disk or a closed pipe shows only here.
     return std::cout.flush() ? 0 : 1;
 }
 

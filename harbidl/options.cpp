@@ -59,6 +59,7 @@ private:
                                       : options_.warningsAreErrors) = true;
             return std::nullopt;
         }
+        // A "-" alone would be a file of that name; "./-x" names one that begins so.
         if (word.size() > 1 && word.front() == '-')
             return optionWithValue(word);
         if (!options_.file.empty())
@@ -69,8 +70,11 @@ private:
 
     // The value is the rest of the word, or the next one.
     std::optional<int> optionWithValue(const std::string& word) {
+        // No option is the beginning of another one, so the first that fits is meant.
         for (const std::string option : {"-o", "-I", "-D", "-U", "--depfile"}) {
             const bool isLong = option.starts_with("--");
+            // A long option has its value behind a '=' or in the next word, as "--depfile=x"; "--depfilex" is
+            // unknown. That of a short one may follow at once, as "-Ix".
             if (!word.starts_with(option) ||
                 (isLong && word.size() > option.size() && word[option.size()] != '='))
                 continue;
@@ -79,6 +83,7 @@ private:
                 value.erase(0, 1);
             else if (value.empty() && ++next_ < words_.size())
                 value = words_[next_];
+            // At the end of the words, or an empty word, which would name no folder or macro.
             if (value.empty())
                 return wrongUsage("the option " + option + " needs a value");
             take(option, value);
@@ -93,6 +98,7 @@ private:
         else if (option == "--depfile")
             options_.dependencies = value;
         else
+            // In their order on the command line, since -D and -U cancel each other.
             options_.preprocessor.push_back(option + value);
     }
 

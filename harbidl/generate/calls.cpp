@@ -15,6 +15,7 @@ Call callOf(const Operation& operation, const CxxNames& names) {
 }
 
 void addBehindBases(const Interface& interface, std::vector<const Interface*>& all) {
+    // Bases are virtual in C++, so what is reached by several paths is one base.
     if (std::find(all.begin(), all.end(), &interface) != all.end())
         return;
     for (const Interface* base : interface.bases)
@@ -33,6 +34,8 @@ std::vector<Call> callsOf(const Interface& interface, const CxxNames& names) {
             continue;
         const auto& attribute = static_cast<const Attribute&>(*declaration);
         const std::string name = names.local(attribute);
+        // The names on the wire are a rule of the protocol; in C++ both accessors have the name of the
+        // attribute.
         calls.push_back(
             {"_get_" + attribute.name, name, attribute.type, {}, false, true, {}, attribute.comment});
         if (!attribute.readonly)
@@ -59,6 +62,8 @@ Signature::Signature(const Call& call, const Scope& from, const CxxNames& cxxNam
     for (const Parameter& parameter : call.parameters) {
         std::string name = cxxNames.parameter(parameter);
         const auto isOther = [&](const Parameter& other) { return other.name == name; };
+        // A name that was changed must not become that of another parameter. As it was written it is unique
+        // already.
         while (name != parameter.name && std::any_of(call.parameters.begin(), call.parameters.end(), isOther))
             name += "_";
         names.push_back(name);

@@ -14,6 +14,7 @@ std::vector<std::string> suffixesOf(const Declaration& declaration) {
     case Declaration::Kind::union_: return {"", "_var"};
     case Declaration::Kind::enumeration:
     case Declaration::Kind::exception: return {""};
+    // Which names go with an alias depends on what it stands for, below.
     case Declaration::Kind::alias: break;
     default: return {};
     }
@@ -41,6 +42,7 @@ public:
         for (const Declaration* declaration : declarations) {
             if (declaration->file != SourceText::mainFile)
                 continue;
+            // Modules inside CORBA are searched as well, though only names of CORBA itself are printed.
             if (declaration->kind == Declaration::Kind::opening)
                 all(static_cast<const Opening*>(declaration)->contents);
             else if (declaration->scope && declaration->scope->scopedName() == "CORBA")
@@ -57,6 +59,7 @@ public:
 private:
     void one(const Declaration& declaration) {
         const std::vector<std::string> suffixes = suffixesOf(declaration);
+        // The namespace is opened by the first name that needs it, so that other headers have none.
         if (!suffixes.empty() && !std::exchange(begun_, true)) {
             out_.blankLine();
             out_.print("// The same by the names of the standard mapping.\nnamespace CORBA {");
@@ -68,6 +71,7 @@ private:
                 {{"name", declaration.name}, {"suffix", suffix}, {"flat", unit_.names.local(declaration)}});
         if (!suffixes.empty())
             out_.print("using ::$code$;", {{"code", unit_.names.typeCode(declaration)}});
+        // The enumerators have no flat names, and must be found in the namespace too.
         if (declaration.kind == Declaration::Kind::enumeration)
             out_.print("using enum ::$flat$;", {{"flat", unit_.names.local(declaration)}});
         if (declaration.kind == Declaration::Kind::constant)

@@ -38,9 +38,11 @@ std::string escaped(const std::string& name) {
 
 // The module CORBA and the modules in it.
 bool isFlattened(const Scope& scope) {
+    // The scope below the outermost one, which has no name: the module that all of this stands in.
     const Scope* outermost = &scope;
     while (outermost->scope && outermost->scope->scope)
         outermost = outermost->scope;
+    // Interfaces in CORBA are classes as everywhere; only modules are flattened.
     return scope.kind == Declaration::Kind::module && scope.scope && outermost->name == "CORBA";
 }
 
@@ -59,6 +61,8 @@ bool means(const Scope& from, const Declaration& declaration) {
     for (const Scope* scope = &from; scope; scope = scope->scope) {
         const std::vector<Declaration*> found = Names::meanings(*scope, declaration.name);
         if (!found.empty() && found.front()->name == declaration.name)
+            // Several meanings by inheritance would be ambiguous in C++ as well, so the name has to be
+            // qualified.
             return found.size() == 1 && found.front() == &declaration;
     }
     return false;
@@ -68,6 +72,8 @@ bool means(const Scope& from, const Declaration& declaration) {
 
 CxxNames::CxxNames(const Model& model, Place place) : place_(place) {
     for (const auto& declaration : model.declarations()) {
+        // Members are reached through their object and hide nothing in the functions that have these
+        // parameters.
         if (declaration->kind != Declaration::Kind::member)
             declared_.insert(declaration->name);
     }
@@ -86,9 +92,11 @@ std::vector<const Scope*> CxxNames::namespaces(const Scope& module) {
 std::string CxxNames::local(const Declaration& declaration) const {
     std::string name = declaration.name;
     const bool inCorba = declaration.scope && isFlattened(*declaration.scope);
+    // Enumerators keep their names in CORBA: the mapping names them so, as in tk_long.
     if (!inCorba || declaration.kind == Declaration::Kind::enumerator)
         return escaped(name);
     for (const Scope* scope = declaration.scope; scope->scope; scope = scope->scope)
+        // A name in two parts is no keyword, so nothing is escaped.
         name = scope->name + "_" + name;
     return name;
 }
@@ -112,6 +120,7 @@ std::string CxxNames::prefixed(const Scope& from, const Declaration& declaration
     // From outside only the outermost part can be found.
     const auto found =
         std::find_if(place_ == Place::inside ? path.rbegin() : path.rend() - 1, path.rend(), isKnown);
+    // Not even the outermost part is found by its plain name, so the search has to begin at the global scope.
     std::string name = found == path.rend() ? "::" : "";
     const size_t first =
         found == path.rend() ? 0 : path.size() - 1 - static_cast<size_t>(found - path.rbegin());
@@ -138,12 +147,15 @@ std::string CxxNames::parameter(const std::string& name) const {
 
 std::string CxxNames::parameter(const Union& owner, const std::string& name) const {
     const auto isBranch = [&](const Branch* branch) { return branch->name == name; };
+    // Branches are functions of the union's class, so a parameter of the same name would hide the function in
+    // its own body.
     const bool hidden = std::any_of(owner.branches.begin(), owner.branches.end(), isBranch);
     return hidden ? "_" + name : parameter(name);
 }
 
 std::string CxxNames::parameter(const Parameter& parameter) const {
     const std::string name = escaped(parameter.name);
+    // An escaped name begins with _cxx_, which no declaration of a definition does.
     return name == parameter.name && declared_.contains(name) ? name + "_" : name;
 }
 

@@ -10,6 +10,8 @@ bool isNamed(const Type& type) { return type.declaration != nullptr; }
 // around it.
 int levelsOut(const Declaration& owner, const Type& element) {
     int levels = 1;
+    // An interface is left out: a sequence of references to it is not recursive, since a reference is not the
+    // object.
     for (const Declaration* around = &owner; around; around = around->scope, ++levels) {
         if (element.declaration == around && around->kind != Declaration::Kind::interface)
             return levels;
@@ -38,6 +40,7 @@ const char* basicName(TypeKind kind) {
     case TypeKind::any: return "CORBA_Any";
     case TypeKind::object: return "CORBA_Object";
     case TypeKind::typeCode: return "CORBA_TypeCode";
+    // A principal is a sequence of octets on the wire, and has no class of its own.
     case TypeKind::principal: return "CORBA_OctetSequence";
     default: return "void";
     }
@@ -90,6 +93,8 @@ Handling handlingOf(const Type& type) {
 
 bool isGivenByPointer(const Type& type) {
     const Handling handling = handlingOf(type);
+    // A value of fixed size fits in the caller's memory; a native's size is unknown, so it counts as
+    // variable.
     return handling != Handling::number &&
            (handling != Handling::value || unaliased(type).variable || type.native);
 }
@@ -97,6 +102,7 @@ bool isGivenByPointer(const Type& type) {
 bool isAmbiguousArgument(const Type& type) {
     const Type& real = unaliased(type);
     const bool text = real.kind == TypeKind::string || real.kind == TypeKind::wstring;
+    // An array decays to a pointer to its first slice, and a bounded string is a char* like any other.
     return real.kind == TypeKind::array || (text && real.bound > 0);
 }
 
@@ -109,6 +115,7 @@ bool isAnonymousSequence(const Type& type) {
 
 std::string CxxTypes::plain(const Scope& from, const Type& type) const {
     if (isNamed(type))
+        // An alias of a reference has a _ptr of its own, so the suffix goes by what the alias stands for.
         return names_.seenFrom(from, *type.declaration) +
                (handlingOf(type) == Handling::reference ? "_ptr" : "");
     switch (type.kind) {
@@ -122,6 +129,7 @@ std::string CxxTypes::plain(const Scope& from, const Type& type) const {
 }
 
 std::string CxxTypes::holder(const Scope& from, const Type& type) const {
+    // The header of a native type is written by hand, and need not have a _var.
     if (unaliased(type).kind == TypeKind::native)
         return "harbolance::VariableVar<" + plain(from, type) + ">";
     if (isNamed(type))
@@ -142,6 +150,7 @@ std::string CxxTypes::member(const Scope& from, const Type& type) const {
     switch (handlingOf(*inner)) {
     case Handling::string:
     case Handling::wstring:
+    // Only these are plain pointers in C++, which would own nothing. Other types own what they hold.
     case Handling::reference: return holder(from, *inner);
     default: return plain(from, *inner);
     }
@@ -171,6 +180,7 @@ std::string CxxTypes::parameter(const Scope& from, const Type& type, const std::
     if (handlingOf(type) != Handling::array)
         return argument(from, type) + " " + name;
     const std::string element = "const " + member(from, type);
+    // A reference to the array, so that its length is checked; C++ would take `T name[2]` as a pointer.
     return type.declaration ? element + "& " + name : element + " (&" + name + ")" + dimensions(type);
 }
 
@@ -190,6 +200,8 @@ std::string CxxTypes::parameter(const Scope& from, const Parameter& parameter,
         return (handling == Handling::array ? "const " + plain(from, type) : argument(from, type)) + " " +
                name;
     const bool out = parameter.direction == Parameter::Direction::out;
+    // What is allocated by the callee needs a place for the pointer; an array of fixed size is filled in the
+    // caller's memory.
     if (handling == Handling::array)
         return plain(from, type) + (out && type.variable ? "_slice*& " : "_slice* ") + name;
     return (out ? returned(from, type) : plain(from, type)) + "& " + name;
@@ -206,10 +218,12 @@ std::string CxxTypes::elementArguments(const Scope& from, const Type& element) c
         return "CORBA_WChar*, harbolance::WStringElement<" + (real.bound == 0 ? "" : bound) + ">";
     case TypeKind::typeCode: return "CORBA_TypeCode*, harbolance::TypeCodeElement";
     case TypeKind::object: return "CORBA_Object*, TRXObjectElement<CORBA_Object>";
+    // The name as it is used: an alias names the same class.
     case TypeKind::interface: {
         const std::string name = names_.seenFrom(from, *element.declaration);
         return name + "*, TRXObjectElement<" + name + ">";
     }
+    // The grammar lets only a named array be an element, so there is a declaration.
     case TypeKind::array: {
         const std::string name = names_.seenFrom(from, *element.declaration);
         return name + ", harbolance::ArrayElement<" + name + ">";
@@ -231,6 +245,8 @@ std::string CxxTypes::typeCode(const Scope& from, const Declaration& owner, cons
     const std::string library = "harbolance::";
     switch (type.kind) {
     case TypeKind::sequence:
+        // The type that encloses the sequence has no TypeCode yet while its own is being made, so it is given
+        // by its distance.
         if (const int levels = levelsOut(owner, *type.element))
             return library + "recursiveSequenceType(" + argumentList(std::to_string(levels), type.bound);
         return library + "sequenceType(" + argumentList(typeCode(from, owner, *type.element), type.bound);
@@ -241,6 +257,7 @@ std::string CxxTypes::typeCode(const Scope& from, const Declaration& owner, cons
         if (type.bound > 0)
             return library + (type.kind == TypeKind::string ? "stringType(" : "wideStringType(") +
                    std::to_string(type.bound) + ")";
+        // Without a bound there is one constant for all of them.
         [[fallthrough]];
     default: return names_.libraryTypeCode(basicTypeCode(type.kind));
     }

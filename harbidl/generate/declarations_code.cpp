@@ -11,6 +11,7 @@ namespace {
 
 // The namespace that the operators of a declaration belong in.
 const Scope& moduleOf(const Declaration& declaration) {
+    // Ends at the latest at the outermost scope, which is a module.
     const Scope* scope = declaration.scope;
     while (scope->kind != Declaration::Kind::module)
         scope = scope->scope;
@@ -58,6 +59,8 @@ const char* const arrayAnyOperators = R"(
 void DeclarationsCode::all(const std::vector<Declaration*>& declarations) {
     const Declaration* before = nullptr;
     for (const Declaration* declaration : declarations) {
+        // What another file declares is in the header made of that file. A native is in a header written by
+        // hand.
         if (declaration->file != SourceText::mainFile || declaration->kind == Declaration::Kind::native)
             continue;
         if (declaration->kind == Declaration::Kind::opening) {
@@ -73,6 +76,7 @@ void DeclarationsCode::all(const std::vector<Declaration*>& declarations) {
 }
 
 void DeclarationsCode::opening(const Opening& opening) {
+    // The module CORBA: its declarations stand outside of any namespace.
     if (!CxxNames::isCxxScope(*opening.module))
         return all(opening.contents);
     const std::string name = local(*opening.module);
@@ -86,6 +90,7 @@ void DeclarationsCode::opening(const Opening& opening) {
 }
 
 void DeclarationsCode::one(const Declaration& declaration) {
+    // The comment of an interface stands at its class, behind what forward() prints.
     if (declaration.kind != Declaration::Kind::interface)
         out_.comment(declaration.comment);
     switch (declaration.kind) {
@@ -106,6 +111,7 @@ void DeclarationsCode::inside(const std::vector<Declaration*>& contents) {
     ++depth_;
     const Emitter::Indented indented(out_);
     for (const Declaration* declaration : contents) {
+        // These come behind all types, by operations(); a signature may use any of them.
         if (declaration->kind == Declaration::Kind::operation ||
             declaration->kind == Declaration::Kind::attribute)
             continue;
@@ -117,6 +123,7 @@ void DeclarationsCode::inside(const std::vector<Declaration*>& contents) {
 }
 
 void DeclarationsCode::afterwards() {
+    // Operators for a nested type cannot stand in the class: C++ would take them for members.
     if (inClass())
         return;
     for (const Declaration* declaration : contained_)
@@ -126,18 +133,22 @@ void DeclarationsCode::afterwards() {
 
 void DeclarationsCode::operators(const Declaration& declaration) {
     const auto* declared = dynamic_cast<const DeclaredType*>(&declaration);
+    // The library has operators for all interfaces as templates; those for a native type are written by hand.
     if (!declared || declaration.kind == Declaration::Kind::interface ||
         declaration.kind == Declaration::Kind::native)
         return;
     const std::string type = unit_.names.seenFrom(moduleOf(declaration), declaration);
+    // A native type has no TypeCode, and an Any needs one.
     const bool hasAny = !declared->type.native;
     const auto print = [&](const char* text) { out_.print(text, {{"type", type}}); };
     if (declaration.kind == Declaration::Kind::alias) {
         const Type& original = *static_cast<const Alias&>(declaration).original;
+        // Any other alias is the same type to C++ and has its operators already.
         if (original.kind != TypeKind::sequence && original.kind != TypeKind::array)
             return;
         const bool array = original.kind == TypeKind::array;
         out_.blankLine();
+        // No marshalling operators: those of the sequence's base class and of ArrayRef do.
         print(array ? arrayOperators : textOperators);
         if (hasAny)
             print(array ? arrayAnyOperators : anyOperators);
@@ -146,6 +157,7 @@ void DeclarationsCode::operators(const Declaration& declaration) {
     out_.blankLine();
     if (declaration.kind == Declaration::Kind::enumeration)
         return print(enumOperators);
+    // An exception writes and prints itself through its base class.
     if (declaration.kind != Declaration::Kind::exception) {
         print(marshalOperators);
         print(textOperators);
@@ -215,6 +227,8 @@ void DeclarationsCode::members(const std::vector<Member*>& members) {
         const Type* inner = member->type;
         while (inner->kind == TypeKind::array)
             inner = inner->element;
+        // Numbers would otherwise begin undefined. An array by a typedef may be one of numbers; `{}` suits
+        // any array.
         const bool number = handlingOf(*inner) == Handling::number || handlingOf(*inner) == Handling::array;
         out_.comment(member->comment);
         out_.print(
@@ -230,6 +244,7 @@ void DeclarationsCode::members(const std::vector<Member*>& members) {
 void DeclarationsCode::structure(const Struct& structure) {
     const std::string name = local(structure);
     out_.print("struct $name$ {", {{"name", name}});
+    // Types that are defined inside come before the members that use them.
     inside(structure.contents);
     members(structure.members);
     out_.print(R"(
@@ -255,12 +270,14 @@ void DeclarationsCode::exception(const Struct& exception) {
         const Emitter::Indented indented(out_);
         std::vector<std::string> parameters, fields;
         for (const Member* member : exception.members) {
+            // A name of IDL does not begin with an underscore, so the parameters hide no member.
             parameters.push_back(unit_.types.parameter(exception, *member->type, "_" + member->name));
             fields.push_back("TRXExceptionMember{" + cxxString(member->name) + ", &" + name +
                              "::" + local(*member) + "}");
         }
         if (!exception.members.empty()) {
             out_.blankLine();
+            // Declared again, since the constructor that takes the members takes away the implicit one.
             out_.print("$name$() = default;", {{"name", name}});
             out_.list(std::string(parameters.size() == 1 ? "explicit " : "") + name + "(", parameters, ", ",
                       ");");
@@ -283,6 +300,7 @@ void DeclarationsCode::exception(const Struct& exception) {
 }
 
 void DeclarationsCode::forward(const Interface& interface) {
+    // A definition may announce an interface any number of times, but _ptr and _var are declared once.
     if (!announced_.insert(&interface).second)
         return;
     out_.print(R"(
@@ -313,6 +331,7 @@ void DeclarationsCode::operations(const Interface& interface) {
 void DeclarationsCode::interface(const Interface& interface) {
     const std::string name = local(interface);
     const Scope& from = *interface.scope;
+    // The class uses its own _ptr and _var, so they come first.
     if (!announced_.contains(&interface)) {
         forward(interface);
         out_.blankLine();

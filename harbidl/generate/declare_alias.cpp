@@ -9,10 +9,12 @@ void DeclarationsCode::alias(const Alias& alias) {
     } else if (original.kind == TypeKind::array) {
         arrayAlias(alias);
     } else {
+        // plain() gives a reference as its pointer, such as "Desk_ptr"; the alias is of the class.
         const std::string type = unit_.types.plain(*alias.scope, original);
         const bool reference = handlingOf(original) == Handling::reference;
         out_.print("using $name$ = $type$;",
                    {{"name", local(alias)}, {"type", reference ? type.substr(0, type.rfind("_ptr")) : type}});
+        // Whatever goes with the original under a name made of its own goes with the alias too.
         switch (unaliased(original).kind) {
         case TypeKind::string:
         case TypeKind::wstring:
@@ -51,6 +53,8 @@ void DeclarationsCode::sameNames(const Alias& alias, const std::vector<std::stri
 // elements.
 void DeclarationsCode::sequenceAlias(const Alias& alias) {
     const std::string base = unit_.types.sequence(*alias.scope, *alias.original);
+    // Inside the class its base is known by its plain name without arguments, which inherits the
+    // constructors.
     const std::string withoutArguments = base.substr(0, base.find('<'));
     out_.print(R"(
         class $name$ : public $base$ {
@@ -68,6 +72,7 @@ void DeclarationsCode::sequenceAlias(const Alias& alias) {
 void DeclarationsCode::arrayAlias(const Alias& alias) {
     const Scope& from = *alias.scope;
     const std::string element = unit_.types.member(from, *alias.original);
+    // A slice is the array without its first dimension: what a pointer to an element of it points to.
     const std::string dimensions = CxxTypes::dimensions(*alias.original);
     out_.print(R"(
         using $name$ = $element$$dimensions$;

@@ -49,6 +49,7 @@ const Value& firstLabel(const Union& owner, const Branch& branch) {
         if (label)
             return *label;
     }
+    // Only `default` is left. The model refuses one that no value is left for.
     return *owner.unlabelled;
 }
 
@@ -61,6 +62,7 @@ bool hasDefault(const Union& owner) {
 
 std::string DeclarationsCode::label(const Union& owner, const Value& value) const {
     if (const auto* enumerator = std::get_if<const Enumerator*>(&value))
+        // Seen from the class, in which labels are used.
         return unit_.names.seenFrom(owner, **enumerator);
     return cxxLiteral(value, *owner.discriminator);
 }
@@ -86,6 +88,7 @@ void DeclarationsCode::unionType(const Union& owner) {
                     {"value", unit_.names.parameter(owner, "value")}});
         for (size_t i = 0; i < owner.branches.size(); ++i)
             accessors(owner, *owner.branches[i], i);
+        // Values without any branch exist only then.
         if (owner.unlabelled && !hasDefault(owner))
             out_.print("void _default() { _content.setNoBranch($label$); }",
                        {{"label", label(owner, *owner.unlabelled)}});
@@ -106,6 +109,7 @@ void DeclarationsCode::unionType(const Union& owner) {
             const std::string type = isAnonymousSequence(*branch->type)
                                          ? "_" + branch->name + "_seq" + CxxTypes::dimensions(*branch->type)
                                          : unit_.types.whole(owner, *branch->type);
+            // An array cannot be copied or assigned by itself, so it is held by a struct.
             const bool array = handlingOf(*branch->type) == Handling::array;
             arguments.push_back(array ? "harbolance::ArrayBranch<" + type + ">" : type);
         }
@@ -120,12 +124,14 @@ void DeclarationsCode::unionType(const Union& owner) {
 void DeclarationsCode::accessors(const Union& owner, const Branch& branch, size_t index) {
     const Handling handling = handlingOf(*branch.type);
     std::string type = unit_.types.plain(owner, *branch.type);
+    // The templates for texts need the character, and add the pointer and its const.
     if (handling == Handling::string || handling == Handling::wstring)
         type = handling == Handling::string ? "char" : "CORBA_WChar";
     else if (handling == Handling::array && branch.type->declaration)
         type += "_slice";
     else if (isAnonymousSequence(*branch.type))
         type = "_" + branch.name + "_seq";
+    // Without a typedef there is no name for a slice, which the accessors take and give.
     if (handling == Handling::array && !branch.type->declaration) {
         const std::string dimensions = CxxTypes::dimensions(*branch.type);
         out_.print(
@@ -150,10 +156,13 @@ void DeclarationsCode::branchOf(const Union& owner) {
                {{"discriminator", unit_.types.plain(owner, *owner.discriminator)}});
     {
         const Emitter::Indented indented(out_);
+        // A discriminator that no label names is an error only where the type has no other values, as for an
+        // enum.
         std::string others = owner.unlabelled ? "harbolance::noBranch" : "harbolance::notAllowed";
         out_.print("switch (_discriminator) {");
         for (size_t i = 0; i < owner.branches.size(); ++i) {
             if (owner.branches[i]->isDefault())
+                // Other labels of this branch need no case: they lead here as well.
                 others = std::to_string(i);
             else
                 cases(owner, *owner.branches[i], i);
@@ -164,6 +173,7 @@ void DeclarationsCode::branchOf(const Union& owner) {
 }
 
 void DeclarationsCode::cases(const Union& owner, const Branch& branch, size_t index) {
+    // Not called for a branch with `default`, so every label has a value.
     for (const std::optional<Value>& one : branch.labels)
         out_.print(
             "case $label$:$result$",

@@ -22,6 +22,8 @@ size_t blanksBefore(std::string_view line) { return std::min(line.find_first_not
 const std::string& valueOf(std::string_view name, Emitter::Holes holes) {
     const auto hole =
         std::find_if(holes.begin(), holes.end(), [&](const auto& one) { return one.name == name; });
+    // Templates and their holes stand side by side in the generator, so a wrong name is a mistake in it and
+    // shows in its first run.
     assert(hole != holes.end());
     return hole->value;
 }
@@ -33,6 +35,7 @@ std::string filled(std::string_view line, Emitter::Holes holes, bool& empty) {
     while (!line.empty()) {
         const size_t begin = line.find('$');
         const size_t end = begin == line.npos ? line.npos : line.find('$', begin + 1);
+        // Without a '$' `begin` is npos, and the whole rest is taken.
         result += line.substr(0, begin);
         if (end == line.npos)
             break;
@@ -50,6 +53,7 @@ std::string harmlessComment(std::string_view line) {
     std::string result;
     for (size_t i = 0; i < line.size(); ++i) {
         const std::string_view three = line.substr(i, 3);
+        // U+202A to U+202E and U+2066 to U+2069, as the octets of their UTF-8. Texts compare by octets.
         const bool turns = (three >= "\xe2\x80\xaa" && three <= "\xe2\x80\xae") ||
                            (three >= "\xe2\x81\xa6" && three <= "\xe2\x81\xa9");
         if (turns)
@@ -65,6 +69,7 @@ std::string harmlessComment(std::string_view line) {
 } // namespace
 
 void Emitter::print(std::string_view text, Holes holes) {
+    // A raw string begins behind its opening parenthesis, one line before the template does.
     if (text.starts_with('\n'))
         text.remove_prefix(1);
     std::vector<std::string_view> lines = linesOf(text);
@@ -72,6 +77,7 @@ void Emitter::print(std::string_view text, Holes holes) {
         lines.pop_back(); // before the end of the raw string
     size_t common = std::string_view::npos;
     for (std::string_view line : lines) {
+        // Empty lines inside a template have no indentation, and must not make that of the others nothing.
         if (!line.empty())
             common = std::min(common, blanksBefore(line));
     }
@@ -80,12 +86,15 @@ void Emitter::print(std::string_view text, Holes holes) {
 }
 
 void Emitter::line(std::string_view text, Holes holes) {
+    // The line's own indentation becomes part of the present one, so that a value of several lines is set in
+    // as a whole.
     const size_t own = blanksBefore(text);
     bool empty = false;
     const std::string whole = filled(text.substr(own), holes, empty);
     if (empty)
         return;
     indentation_ += own;
+    // An empty line of the template; linesOf() would give no line for it.
     if (whole.empty())
         put("");
     for (std::string_view line : linesOf(whole))
@@ -100,8 +109,11 @@ void Emitter::put(std::string_view line) {
 }
 
 void Emitter::blankLine() {
+    // The text ends in a line end, so the last line begins behind the one before that. For a single line
+    // rfind gives npos, and npos + 1 is 0.
     const size_t end = text_.empty() ? 0 : text_.rfind('\n', text_.size() - 2) + 1;
     const std::string_view lastLine = std::string_view(text_).substr(end);
+    // Namespaces begin with an empty line, classes and functions do not.
     const bool opensBlock = lastLine.ends_with("{\n") && !lastLine.starts_with("namespace");
     if (!text_.empty() && lastLine != "\n" && !opensBlock && !lastLine.ends_with("public:\n"))
         text_ += '\n';
@@ -120,7 +132,9 @@ void Emitter::list(const std::string& head, const std::vector<std::string>& piec
     const std::string below(head.size(), ' ');
     for (size_t i = 0; i < pieces.size(); ++i) {
         const std::string piece = pieces[i] + (i + 1 < pieces.size() ? std::string(between) : tail);
+        // The space behind a separator does not count, since it goes when the line ends there.
         const size_t width = piece.find_last_not_of(' ') + 1;
+        // The first piece stays with the head, however long it is.
         if (line.size() > head.size() && indentation_ + line.size() + width > longestLine) {
             put(line.substr(0, line.find_last_not_of(' ') + 1));
             line = below;

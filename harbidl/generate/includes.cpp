@@ -19,6 +19,8 @@ std::set<uint32_t> filesThatMatter(const Reading& reading, Counts counts) {
     for (const auto& declaration : reading.model.declarations()) {
         if (!counts(*declaration))
             continue;
+        // Every file on the way to the main one matters too. The main file is its own includer, which ends
+        // the loop.
         uint32_t file = declaration->file;
         while (files.insert(file).second)
             file = reading.source.files()[file].includer;
@@ -29,9 +31,11 @@ std::set<uint32_t> filesThatMatter(const Reading& reading, Counts counts) {
 // The operand of the #include, as the user wrote it: with its quotes or angles. Empty for one that is a
 // macro.
 std::string writtenInclude(const SourceText::Place& place) {
+    // The preprocessor has replaced the line, so it is read from the file again.
     OriginalLines lines;
     const std::string* const line = lines.line(place.file, place.line);
     const size_t begin = line ? line->find_first_of("\"<") : std::string::npos;
+    // The word must stand before the name, else the line is not what it was taken for, as after a #line.
     if (begin == std::string::npos || line->find("include") > begin)
         return {};
     const size_t end = line->find((*line)[begin] == '<' ? '>' : '"', begin + 1);
@@ -47,6 +51,7 @@ bool isIn(const std::string& file, const std::string& folder) {
 std::string includeFor(const Reading& reading, const IncludedFile& file, const std::string& ownFolder,
                        std::string_view ending) {
     const std::string base = std::filesystem::path(file.name).filename().string();
+    // Compared as folders and not as texts, since a folder can be named in many ways.
     if (isIn(file.name, ownFolder))
         return "<harbolance/" + outputName(base, ending) + ">";
     const std::string written = writtenInclude(reading.source.place(file.included));
@@ -63,6 +68,8 @@ std::vector<std::string> headersOf(const Reading& reading, const std::string& ow
     const std::set<uint32_t> matter = filesThatMatter(reading, counts);
     const std::vector<IncludedFile>& files = reading.source.files();
     for (uint32_t i = 1; i < files.size(); ++i) {
+        // Headers of files further in are included by those headers. A file that declares nothing has no
+        // outputs.
         if (files[i].includer == SourceText::mainFile && matter.contains(i))
             headers.push_back(includeFor(reading, files[i], ownFolder, ending));
     }
@@ -74,6 +81,7 @@ std::vector<std::string> headersOf(const Reading& reading, const std::string& ow
 std::string outputName(std::string_view definition, std::string_view ending) {
     const size_t slash = definition.rfind('/');
     const size_t dot = definition.rfind('.');
+    // A dot that begins a name, or stands in a folder's name, begins no suffix.
     const bool hasSuffix = dot != definition.npos && (slash == definition.npos || dot > slash + 1);
     return std::string(hasSuffix ? definition.substr(0, dot) : definition).append(ending);
 }
@@ -84,6 +92,7 @@ std::vector<std::string> includesOf(const Reading& reading, const std::string& o
         if (std::find(includes.begin(), includes.end(), include) == includes.end())
             includes.push_back(include);
     };
+    // Headers of native types come first, since the headers of other definitions may use these types.
     for (const Model::Header& header : reading.model.headers()) {
         if (header.file == SourceText::mainFile)
             add("\"" + header.name + "\"");
@@ -100,6 +109,7 @@ std::vector<std::string> skeletonIncludesOf(const Reading& reading, const std::s
     });
     const std::string& file = reading.source.files().front().name;
     const std::string stub = outputName(std::filesystem::path(file).filename().string(), "_stub.h");
+    // The stub declares the classes that the skeletons derive from.
     includes.insert(includes.begin(),
                     isIn(file, ownFolder) ? "<harbolance/" + stub + ">" : "\"" + stub + "\"");
     return includes;

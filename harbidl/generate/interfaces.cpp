@@ -38,6 +38,7 @@ void printInterfaces(const Unit& unit, Emitter& out, const std::string& prefix,
                 all(inner);
                 continue;
             }
+            // With a prefix the name is no keyword, and needs no escape.
             const std::string name =
                 prefix.empty() ? unit.names.local(*inner.module) : prefix + inner.module->name;
             out.blankLine();

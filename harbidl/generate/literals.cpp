@@ -9,10 +9,12 @@ namespace {
 
 // Whatever the next character is, an octal escape of three digits ends where it should.
 std::string narrowCharacter(unsigned char c, char quote, bool afterQuestionMark) {
+    // Two question marks begin a trigraph for some compilers, so the second one is escaped.
     if (c == static_cast<unsigned char>(quote) || c == '\\' || (c == '?' && afterQuestionMark))
         return {'\\', static_cast<char>(c)};
     if (c == '\n')
         return "\\n";
+    // Printable ASCII. Other octets depend on the encoding of the source file, and are escaped.
     if (c >= ' ' && c <= '~')
         return {static_cast<char>(c)};
     char escape[8];
@@ -49,17 +51,20 @@ std::string floating(double value, bool isFloat) {
                              : std::to_chars(digits, digits + sizeof digits, value);
     std::string text(digits, end.ptr);
     if (text.find_first_of(".en") == text.npos)
+        // The shortest form of a whole number has no point; it would be an int, and "1f" is no literal.
         text += ".0";
     return isFloat ? text + "f" : text;
 }
 
 std::string integer(Integer value, TypeKind kind) {
     switch (kind) {
+    // A suffix fixes the type, which keeps compilers from warning about signs and large numbers.
     case TypeKind::unsignedLong: return decimal(value) + "u";
     case TypeKind::unsignedLongLong: return decimal(value) + "ull";
     case TypeKind::longLong:
         // There are no negative literals, and no literal of the lowest number without its sign.
         return value == -(Integer{1} << 63) ? "-9223372036854775807ll - 1" : decimal(value) + "ll";
+    // Smaller types, and long: -2147483648 is a long in C++, and the constant converts without loss.
     default: return decimal(value);
     }
 }

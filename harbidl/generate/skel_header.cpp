@@ -10,6 +10,8 @@ namespace {
 void printSkeleton(const Unit& unit, Emitter& out, const Interface& interface) {
     const std::string name = skeletonName(unit, interface);
     std::vector<std::string> bases{"public virtual " + unit.names.seenFrom(interface, interface)};
+    // Skeletons derive from each other as the interfaces do, so that a servant inherits the operations of
+    // all. Bases are virtual because an interface may be reached by several paths.
     for (const Interface* base : interface.bases)
         bases.push_back("public virtual " + (base->scope == interface.scope
                                                  ? skeletonName(unit, *base)

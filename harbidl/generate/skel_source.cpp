@@ -28,16 +28,23 @@ Local::Local(const Unit& unit, const Interface& from, const Parameter& parameter
     const bool in = parameter.direction == Direction::in;
     const bool out = parameter.direction == Direction::out;
     const bool array = handling == Handling::array;
+    // Held by a _var, which takes over what the servant puts in its place.
     const bool owned =
         handling == Handling::string || handling == Handling::wstring || handling == Handling::reference;
+    // The servant makes the value on the heap and hands over the pointer, which a _var of its own has to
+    // hold.
     const bool allocated = out && !owned && isGivenByPointer(type) && (!array || type.variable);
     const std::string elements = array ? "harbolance::elements(" + name + ")" : name;
+    // What a servant leaves unset is sent as 0; memory of the server that was never written must not leave
+    // it.
     const bool zero = handling == Handling::number || (array && out);
     declaration = (allocated ? unit.types.holder(from, type) : unit.types.member(from, type)) + " " + name +
                   (zero && !allocated ? "{};" : ";");
     if (owned || allocated)
         passed += in ? ".in()" : out ? ".out()" : ".inout()";
     const Type& real = unaliased(type);
+    // A sequence of plain octets may refer to those in the message, which lives as long as the call. A
+    // bounded one is copied, since its bound is checked then.
     const bool octets = real.kind == TypeKind::sequence && real.bound == 0 &&
                         unaliased(*real.element).kind == TypeKind::octet;
     if (!out)
@@ -73,6 +80,7 @@ private:
 
 void SkeletonCode::print() {
     constructors();
+    // The name of the skeleton without its "_sk_".
     const std::string functions = "_calls_" + skeletonName(unit_, interface_).substr(4);
     out_.print(R"(
 
@@ -102,6 +110,7 @@ void SkeletonCode::constructors() {
 }
 
 void SkeletonCode::function(const Call& call) {
+    // A parameter that is not used gets no name, else compilers warn.
     const bool reads = std::any_of(call.parameters.begin(), call.parameters.end(),
                                    [](const Parameter& one) { return one.direction != Direction::out; });
     out_.blankLine();
@@ -123,6 +132,8 @@ void SkeletonCode::body(const Call& call, const Signature& signature) {
     out_.print("auto* const $servant$ = static_cast<$type$*>($object$);",
                {{"servant", servant}, {"type", type_}, {"object", free(call, "object")}});
     for (size_t i = 0; i < call.parameters.size(); ++i) {
+        // One local for each parameter, in the order of the definition: that is also their order in the
+        // request and in the reply.
         const Local local(unit_, interface_, call.parameters[i], signature.names[i]);
         out_.print(local.declaration);
         passed.push_back(local.passed);
@@ -138,6 +149,8 @@ void SkeletonCode::body(const Call& call, const Signature& signature) {
     std::string tail = ");";
     if (call.result) {
         const std::string result = free(call, "result");
+        // One expression, in which the reply is begun before the servant is called. Everything else is called
+        // first and begins the reply then. What the servant raises gets a buffer of its own in both cases.
         if (call.ofAttribute && handlingOf(*call.result) == Handling::number)
             return out_.print("$reply$ << $call$);", {{"reply", reply}, {"call", head}});
         if (!isGivenByPointer(*call.result)) {
@@ -147,13 +160,18 @@ void SkeletonCode::body(const Call& call, const Signature& signature) {
             tail = "));";
         }
         const Handling handling = handlingOf(*call.result);
+        // A pointer that may not be null but could be. Strings are checked where they are written; a nil
+        // reference is a value.
         const bool checked =
             isGivenByPointer(*call.result) && (handling == Handling::value || handling == Handling::array);
+        // A result comes before the out arguments in the reply.
         written.insert(written.begin(), checked ? "<< harbolance::given(" + result + ")" : "<< " + result);
     }
     out_.list(head, passed, ", ", tail);
+    // There is no reply to write into.
     if (call.oneway)
         return;
+    // An empty reply is still sent, since the client waits for it.
     if (written.empty())
         return out_.print("$reply$;", {{"reply", reply.substr(1)}});
     out_.list(reply + " ", written, " ", ";");
@@ -162,6 +180,7 @@ void SkeletonCode::body(const Call& call, const Signature& signature) {
 void SkeletonCode::table() {
     const std::string name = cxxString(interface_.scopedName());
     out_.blankLine();
+    // C++ has no arrays without elements.
     if (calls_.empty())
         return out_.print("const CORBA_TypeInfo _skeleton($name$, 0, nullptr);", {{"name", name}});
     out_.print("constexpr TRXMethod _methods[] = {");
@@ -181,6 +200,7 @@ void SkeletonCode::table() {
 std::string SkeletonCode::free(const Call& call, const std::string& name) const {
     const bool taken = std::any_of(call.parameters.begin(), call.parameters.end(),
                                    [&](const Parameter& parameter) { return parameter.name == name; });
+    // A name of IDL does not begin with an underscore, so this one is free.
     return taken ? "_" + name + "_" : unit_.names.parameter(name);
 }
 

@@ -13,9 +13,12 @@ std::string passed(const Unit& unit, const Scope& from, const Parameter& paramet
     const std::string direction = parameter.direction == Parameter::Direction::in    ? "harbolance::in"
                                   : parameter.direction == Parameter::Direction::out ? "harbolance::out"
                                                                                      : "harbolance::inout";
+    // The usual case: the C++ type alone tells how the value travels.
     if (!isAmbiguousArgument(type))
         return direction + "(" + name + ")";
     const std::string named = "<" + unit.types.member(from, *parameter.type) + ">(" + name + ")";
+    // The library allocates this one and gives it by its pointer, so it is not an array in the caller's
+    // memory.
     const bool allocated = parameter.direction == Parameter::Direction::out && type.variable;
     return handlingOf(type) == Handling::array && !allocated ? direction + "(harbolance::array" + named + ")"
                                                              : direction + named;

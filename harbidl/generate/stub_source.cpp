@@ -156,6 +156,7 @@ void DefinitionsCode::printMaker(const Maker& maker, bool recursive) {
     const std::string plain = joined(maker.arguments, ", ");
     const std::string inOne = head + plain + (list.empty() ? "" : ", ") + joined(list, ", ") + tail;
     const Emitter::Indented indented(out_);
+    // With its indentation such a line stays within the emitter's limit.
     if (inOne.size() < 100)
         return out_.print("$line$", {{"line", inOne}});
     out_.print("$head$", {{"head", head}});
@@ -175,8 +176,11 @@ void DefinitionsCode::typeCode(const Scope& from, const Declaration& declaration
     // What encloses the declaration is made with it when recursion leads there.
     std::set<const Declaration*> targets = recursionTargets(declaration);
     const bool recursive = !targets.empty();
+    // Recursion that leads to the declaration itself is closed when its own TypeCode is made. Only what leads
+    // further out depends on the enclosing one.
     targets.erase(&declaration);
     const Scope& scope = *declaration.scope;
+    // TypeCodes of the module CORBA have the flat names in them, as those of the library do.
     const bool inCorba = !CxxNames::isCxxScope(scope) && scope.scope;
     const std::string name = !inCorba ? declaration.name
                              : declaration.kind == Declaration::Kind::enumeration
@@ -195,6 +199,7 @@ std::vector<std::string> DefinitionsCode::memberTypes(const Scope& owner,
                                                       const std::vector<Member*>& members) {
     std::vector<std::string> types;
     for (const Member* member : members)
+        // The initialiser of a static member is in the scope of its class, so names are seen from there.
         types.push_back("{" + cxxString(member->name) + ", " +
                         unit_.types.typeCode(*owner.scope, owner, *member->type) + "}");
     return types;
@@ -203,6 +208,7 @@ std::vector<std::string> DefinitionsCode::memberTypes(const Scope& owner,
 std::vector<std::string> DefinitionsCode::branchTypes(const Union& owner) {
     std::vector<std::string> types;
     for (const Branch* branch : owner.branches) {
+        // In a TypeCode each label is a member of its own, with the name and type of its branch.
         for (const std::optional<Value>& one : branch->labels)
             types.push_back("{" + label(owner, one) + ", " + cxxString(branch->name) + ", " +
                             unit_.types.typeCode(*owner.scope, owner, *branch->type) + "}");
@@ -218,6 +224,7 @@ std::string DefinitionsCode::label(const Union& owner, const std::optional<Value
     const auto* enumerator = std::get_if<const Enumerator*>(&*value);
     const std::string text = enumerator ? seen(*owner.scope, **enumerator) : cxxLiteral(*value, type);
     switch (type.kind) {
+    // In C++ these three are the same type.
     case TypeKind::boolean: return "harbolance::label(CORBA_Any::from_boolean{" + text + "})";
     case TypeKind::char_: return "harbolance::label(CORBA_Any::from_char{" + text + "})";
     case TypeKind::octet: return "harbolance::label(CORBA_Any::from_octet{" + text + "})";
@@ -233,6 +240,7 @@ std::string DefinitionsCode::chain(const std::string& stream, const std::string&
     std::vector<std::string> operands;
     for (const Member* member : structure.members) {
         const std::string value = parameter("value") + "." + unit_.names.local(*member);
+        // A plain array would be written as a pointer.
         const bool array = handlingOf(*member->type) == Handling::array;
         operands.push_back(operation + " " + (array ? "harbolance::elements(" + value + ")" : value));
     }
@@ -299,6 +307,7 @@ void DefinitionsCode::exceptionConstructor(const Struct& exception, const std::s
         switch (handlingOf(*member->type)) {
         case Handling::array: body += "harbolance::elements(" + name + ").assign(" + given + ");\n"; break;
         case Handling::reference:
+            // A holder would take the caller's reference over; the parameter only lends it.
             initialisers.push_back(name + "(harbolance::duplicated(" + given + "))");
             break;
         default: initialisers.push_back(name + "(" + given + ")");
@@ -351,6 +360,7 @@ void DefinitionsCode::alias(const Scope& from, const Alias& alias) {
         typeCode(from, alias,
                  {"aliasType", {unit_.types.typeCode(*alias.scope, alias, *alias.original)}, {}});
     const std::string type = seen(from, alias);
+    // Other aliases are the same C++ type as what they stand for, which has its operators already.
     if (alias.original->kind == TypeKind::sequence) {
         out_.blankLine();
         standardOperators(from, alias, alias.type.native, type, type + "&");
@@ -366,6 +376,7 @@ void DefinitionsCode::interface(const Scope& from, const Interface& interface) {
                                        "harbolance::makeStub<" + type + ">"};
     for (const Interface* base : interface.bases)
         arguments.push_back("&" + seen(interface, *base) + "::_type");
+    // Every interface inherits from Object, which therefore answers `is_a` for it too.
     arguments.emplace_back("&CORBA_Object_type");
     typeCode(from, interface, {"interfaceType", {}, {}});
     out_.list("const CORBA_TypeInfo " + type + "::_type(", arguments, ", ", ");");

@@ -9,6 +9,7 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
     Interface* const declared = declareInterface(place, definition);
     if (!declared)
         return;
+    // Any number of forward declarations is allowed, also behind the definition, where they say nothing.
     if (interface.forward) {
         if (declared->complete)
             return;
@@ -22,15 +23,19 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
                            declared->position, "first declared here");
         return;
     }
+    // Messages and the generator go by where it is defined. The repository id stays as it was made by the
+    // forward declaration.
     declared->position = definition.name.position;
     declared->file = source_.fileAt(definition.name.position);
     declared->comment = definition.comment;
     addBases(*declared, place.scope, interface.bases);
+    // Before the body, so that its errors come in the order of the text.
     names_.checkInherited(*declared);
     place.contents.push_back(declared);
     std::string prefix = ids_.enter(declared->file);
     define({*declared, declared->contents}, interface.body);
     ids_.leave(declared->file, std::move(prefix));
+    // Last: until here no interface can inherit from this one.
     declared->complete = true;
 }
 
@@ -42,6 +47,8 @@ Interface* Builder::declareInterface(Place place, const tree::Definition& defini
     auto* const declared = declare<Interface>(place.scope, definition.name, {});
     if (declared) {
         declared->type = {TypeKind::interface, 0, nullptr, declared, 8, true, false};
+        // Each interface is listed, whether declared forward or defined at once; those are complete in the
+        // end.
         forward_.push_back(declared);
     }
     return declared;
@@ -53,6 +60,7 @@ void Builder::addBases(Interface& interface, Scope& scope, const std::vector<tre
         // An alias of an interface will do.
         if (declaration && declaration->kind == Declaration::Kind::alias)
             declaration = unaliased(static_cast<const Alias*>(declaration)->type).declaration;
+        // Not found, or an alias of something without a name such as a sequence.
         if (!declaration)
             continue;
         const auto* base = dynamic_cast<const Interface*>(declaration);
@@ -72,6 +80,8 @@ void Builder::addBases(Interface& interface, Scope& scope, const std::vector<tre
 
 void Builder::define(Place place, const tree::Definition& definition, const tree::Operation& operation) {
     const Type* const result = callType(place, operation.result);
+    // An operation is no scope: its parameters are checked against each other below, and are not found by
+    // name.
     auto* const declared = declare<Operation>(place.scope, definition.name, definition.comment);
     if (!result || !declared)
         return;
@@ -80,6 +90,7 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
     addParameters(*declared, place, operation.parameters);
     addRaises(*declared, place, operation.raises);
     for (const tree::Operation::Context& context : operation.contexts) {
+        // A '*' at the end stands for any continuation; a name that is nothing else is not allowed.
         if (context.text.empty() || context.text.front() == '*')
             diagnostics_.error(context.position, "the name of a context begins with a letter");
         declared->contexts.push_back(context.text);
@@ -92,6 +103,7 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
     const Type* const type = callType(place, attribute.type);
     std::string comment = definition.comment;
     for (const tree::Identifier& name : attribute.names) {
+        // Each name is an attribute of its own on the wire.
         auto* const declared = declare<Attribute>(place.scope, name, std::exchange(comment, {}));
         if (!type || !declared)
             continue;
@@ -103,6 +115,7 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
 
 // What crosses in a call has a name, so that both sides can make it.
 const Type* Builder::callType(Place place, const tree::Type& type) {
+    // Strings need no name, since they have one C++ type. An array cannot be written here at all.
     if (std::holds_alternative<tree::Sequence>(type.what)) {
         diagnostics_.error(type.position, "a sequence needs a name of its own here, by a typedef");
         return nullptr;
@@ -114,6 +127,7 @@ void Builder::addParameters(Operation& operation, Place place,
                             const std::vector<tree::Parameter>& parameters) {
     for (const tree::Parameter& parameter : parameters) {
         const auto sameName = [&](const Parameter& other) {
+            // Names of parameters follow the rule for all names: those that differ only in case are the same.
             return inLowerCase(other.name) == inLowerCase(parameter.name.text);
         };
         if (std::any_of(operation.parameters.begin(), operation.parameters.end(), sameName))
@@ -135,6 +149,7 @@ void Builder::addRaises(Operation& operation, Place place, const std::vector<tre
                                "declared here");
             continue;
         }
+        // Of the declarations of this kind all are Structs; the kind has just been checked.
         const auto* exception = static_cast<const Struct*>(declaration);
         if (std::find(operation.raises.begin(), operation.raises.end(), exception) != operation.raises.end())
             diagnostics_.error(name.position, quoted + " is raised twice");
@@ -150,6 +165,7 @@ void Builder::checkOneway(const Operation& operation, Position position) {
         return parameter.direction != Parameter::Direction::in;
     };
     const auto& parameters = operation.parameters;
+    // There is no reply to a oneway request, so nothing could carry these back.
     if (operation.result->kind != TypeKind::void_ ||
         std::any_of(parameters.begin(), parameters.end(), isOut) || !operation.raises.empty())
         diagnostics_.error(position,

@@ -8,6 +8,7 @@ namespace harbidl {
 namespace {
 
 constexpr auto kindOf = [](tree::Basic basic) {
+    // In the order of tree::Basic, which is the index.
     constexpr TypeKind kinds[] = {TypeKind::void_,
                                   TypeKind::short_,
                                   TypeKind::long_,
@@ -39,6 +40,7 @@ constexpr uint32_t minimumOf(TypeKind kind) {
     case TypeKind::unsignedLongLong:
     case TypeKind::double_:
     case TypeKind::object: return 8;
+    // Numbers of 32 bits, and all that begins with a length or a kind.
     default: return 4;
     }
 }
@@ -49,16 +51,20 @@ const Type* basicType(TypeKind kind) {
         std::vector<Type> all;
         for (int i = 0; i <= static_cast<int>(TypeKind::principal); ++i) {
             const auto basic = static_cast<TypeKind>(i);
+            // From `any` on the kinds are held by a pointer or a class, which makes what contains them
+            // variable.
             all.push_back({basic, 0, nullptr, nullptr, minimumOf(basic), basic >= TypeKind::any, false});
         }
         return all;
     }();
+    // The table never changes, so the addresses can be kept.
     return &types[static_cast<size_t>(kind)];
 }
 
 DeclaredType* declaredTypeOf(Declaration& declaration) {
     if (declaration.kind == Declaration::Kind::exception)
         return nullptr; // it can be raised, and is nothing that a value could have
+    // A Declaration and a DeclaredType are two bases of one object, so a static cast is not possible.
     return dynamic_cast<DeclaredType*>(&declaration);
 }
 
@@ -70,6 +76,7 @@ const Type* Builder::addType(Type type) {
 }
 
 bool Builder::checkSize(uint64_t minimumOctets, Position position) {
+    // Every part is below 2^31 octets then, so that sums and products of parts fit in 64 bits.
     if (minimumOctets <= INT32_MAX)
         return true;
     diagnostics_.error(position, "a value of this type takes more than 2^31 octets");
@@ -80,6 +87,7 @@ void Builder::complete(DeclaredType& declared, uint64_t minimumOctets, Position 
     // What is too large is said once, and not again of all that contains it.
     declared.type.minimumOctets =
         checkSize(minimumOctets, position) ? static_cast<uint32_t>(minimumOctets) : 0;
+    // Also after an error, so that its uses are not reported as uses of something unfinished.
     declared.complete = true;
 }
 
@@ -99,6 +107,7 @@ const Type* Builder::typeOf(Place place, const tree::Type& type) {
 
 const Type* Builder::namedType(Scope& scope, const tree::ScopedName& name) {
     const std::string& first = name.parts.front().text;
+    // A definition may declare such a name itself; then it means that.
     if (name.parts.size() == 1 && !Names::knows(scope, first)) {
         // Old definitions use these as if they were keywords.
         if (first == "TypeCode")
@@ -106,11 +115,14 @@ const Type* Builder::namedType(Scope& scope, const tree::ScopedName& name) {
         if (first == "Principal")
             return basicType(TypeKind::principal);
     }
+    // `Object` is a keyword and cannot be declared, so no module CORBA could contain it.
     if (name.parts.size() == 2 && first == "CORBA" && name.parts.back().text == "Object")
         return basicType(TypeKind::object);
     Declaration* const declaration = names_.find(scope, name);
     if (!declaration)
         return nullptr;
+    // One that has been given up before its type was known, such as an alias of an undeclared name: its error
+    // has been shown.
     if (const DeclaredType* type = declaredTypeOf(*declaration))
         return type->type.declaration || type->complete ? &type->type : nullptr;
     diagnostics_.error(name.position, "'" + declaration->name + "' is not a type", declaration->position,
@@ -120,6 +132,7 @@ const Type* Builder::namedType(Scope& scope, const tree::ScopedName& name) {
 
 const Type* Builder::stringType(Scope& scope, const tree::String& string) {
     const TypeKind kind = string.wide ? TypeKind::wstring : TypeKind::string;
+    // On the wire a string begins with its length, four octets.
     if (!string.bound)
         return addType({kind, 0, nullptr, nullptr, 4, true, false});
     const std::optional<uint32_t> bound = evaluator_.bound(scope, *string.bound);
@@ -130,6 +143,7 @@ const Type* Builder::stringType(Scope& scope, const tree::String& string) {
 const Type* Builder::sequenceType(Place place, const tree::Sequence& sequence) {
     const Type* const element = typeOf(place, *sequence.element);
     uint32_t bound = 0;
+    // Looked at even if the element is wrong, so that both errors are shown.
     if (sequence.bound) {
         const std::optional<uint32_t> given = evaluator_.bound(place.scope, *sequence.bound);
         if (!given)
@@ -145,14 +159,19 @@ const Type* Builder::inlineType(Place place, const tree::Definition& definition)
     define(place, definition);
     if (place.contents.size() == before)
         return nullptr; // after an error
+    // The grammar allows a struct, a union or an enum here, each of which is a type.
     const DeclaredType* const declared = declaredTypeOf(*place.contents.back());
     return declared->complete ? &declared->type : nullptr;
 }
 
 const Type* Builder::completeType(Place place, const tree::Type& type) {
     const Type* const result = typeOf(place, type);
+    // A member that is an interface is a reference, so the interface may still be unfinished. Types without a
+    // name are whole once they exist: a sequence is what recursion goes through.
     if (!result || !result->declaration || result->kind == TypeKind::interface)
         return result;
+    // The model is still being built, by this class, which made all declarations; users of the model see them
+    // as const.
     auto& declaration = const_cast<Declaration&>(*result->declaration);
     if (declaredTypeOf(declaration)->complete)
         return result;
@@ -174,9 +193,12 @@ const Type* Builder::declaredType(Place place, const Type* type, const tree::Dec
         const std::optional<uint32_t> length = evaluator_.bound(place.scope, *dimension);
         if (!length)
             return nullptr;
+        // All are computed before the first array type is made: `long a[2][3]` is an array of 2 of (array of
+        // 3), so the types are made from the last to the first.
         dimensions.push_back(*length);
     }
     for (auto length = dimensions.rbegin(); type && length != dimensions.rend(); ++length) {
+        // Both factors have 32 bits, so the product fits.
         const uint64_t octets = uint64_t{type->minimumOctets} * *length;
         if (!checkSize(octets, declarator.name.position))
             return nullptr;
@@ -193,10 +215,13 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
     std::string comment = definition.comment;
     for (const tree::Declarator& declarator : alias.declarators) {
         const Type* const original = declaredType(place, type, declarator);
+        // Declared even without a type, so that uses of the name do not cause errors of their own. The
+        // comment goes to the first name of the list.
         auto* const declared = declare<Alias>(place.scope, declarator.name, std::exchange(comment, {}));
         if (!original || !declared)
             continue;
         declared->original = original;
+        // What an alias stands for is found in one step from now on, however many there are in a row.
         declared->real = &unaliased(*original);
         declared->type = {TypeKind::alias, 0, nullptr, declared, original->minimumOctets, original->variable,
                           original->native};
@@ -238,6 +263,7 @@ void Builder::defineMembers(Struct& owner, const std::vector<tree::Member>& memb
                 continue;
             declared->type = itsType;
             owner.members.push_back(declared);
+            // 64 bits cannot overflow: each adds at most 2^31, and a text of 1 GiB cannot have 2^33 members.
             minimum += itsType->minimumOctets;
             owner.type.variable = owner.type.variable || itsType->variable;
             owner.type.native = owner.type.native || itsType->native;
@@ -252,10 +278,12 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
         return;
     declared->type = {TypeKind::enumeration, 0, nullptr, declared, 4, false, false};
     for (const tree::Enum::Enumerator& one : enumeration.enumerators) {
+        // In the scope around the enum, as in C: IDL gives an enum no scope of its own.
         auto* const enumerator = declare<Enumerator>(place.scope, one.name, one.comment);
         if (!enumerator)
             continue;
         enumerator->of = declared;
+        // The value on the wire is the place in the list, from 0.
         enumerator->value = static_cast<uint32_t>(declared->enumerators.size());
         declared->enumerators.push_back(enumerator);
     }

@@ -17,6 +17,7 @@ Integer numberOf(const Value& label) {
         return *boolean ? 1 : 0;
     if (const auto* character = std::get_if<unsigned char>(&label))
         return *character;
+    // The evaluator gives only values of the discriminator's type, and this is the last one that is left.
     return std::get<char16_t>(label);
 }
 
@@ -33,6 +34,7 @@ Value labelOf(const Type& type, Integer number) {
 
 // A label that is not among those of the numbers `taken`; nothing when they are all there are.
 std::optional<Value> anotherLabel(const Type& type, const std::set<Integer>& taken) {
+    // For an enum this is an empty range, replaced below by the numbers of its enumerators.
     Range range = rangeOf(type.kind);
     if (type.kind == TypeKind::enumeration)
         range = {0, static_cast<Integer>(static_cast<const Enum*>(type.declaration)->enumerators.size()) - 1};
@@ -40,6 +42,7 @@ std::optional<Value> anotherLabel(const Type& type, const std::set<Integer>& tak
     Integer number = 0;
     while (number <= range.last && taken.contains(number))
         ++number;
+    // All from 0 upwards are taken. Only signed types have more.
     if (number > range.last) {
         number = -1;
         while (number >= range.first && taken.contains(number))
@@ -57,17 +60,22 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
     if (!declared)
         return;
     declared->type = {TypeKind::union_, 0, nullptr, declared};
+    // Also of a refused one: the model is not used for code then. Types that its branches define go to its
+    // own list.
     place.contents.push_back(declared);
     declared->discriminator = completeType({*declared, declared->contents}, union_.discriminator);
     if (declared->discriminator && !isDiscriminator(unaliased(*declared->discriminator).kind)) {
         diagnostics_.error(union_.discriminator.position,
                            "a union cannot be switched by " + typeName(*declared->discriminator));
+        // The branches are read all the same, for their own errors; labels are not computed then.
         declared->discriminator = nullptr;
     }
     std::set<Integer> taken;
     bool hasDefault = false;
     for (const tree::Branch& branch : union_.branches)
         defineBranch(*declared, branch, taken, hasDefault);
+    // Something has been refused. The union stays incomplete, and what is said of labels below would be
+    // wrong.
     if (!declared->discriminator || declared->branches.size() != union_.branches.size())
         return;
     declared->unlabelled = anotherLabel(unaliased(*declared->discriminator), taken);
@@ -85,18 +93,21 @@ void Builder::defineBranch(Union& owner, const tree::Branch& branch, std::set<In
     const Place inside{owner, owner.contents};
     std::vector<std::optional<Value>> labels;
     for (size_t i = 0; i < branch.labels.size(); ++i) {
+        // `default` stands among the labels in its place, since a branch may have it along with others.
         if (!branch.labels[i]) {
             if (std::exchange(hasDefault, true))
                 diagnostics_.error(branch.labelPositions[i], "this union has a \"default\" already");
             labels.emplace_back();
         } else if (owner.discriminator) {
             std::optional<Value> label = evaluator_.value(owner, *branch.labels[i], *owner.discriminator);
+            // Labels are compared as numbers, so that 'a' and '\x61' are one.
             if (label && !taken.insert(numberOf(*label)).second)
                 diagnostics_.error(branch.labels[i]->position, "this label stands at another branch already");
             labels.push_back(std::move(label));
         }
     }
     const Type* const type = declaredType(inside, completeType(inside, branch.type), branch.declarator);
+    // Declared even without a type, as with any member: the name is taken.
     auto* const declared = declare<Branch>(owner, branch.declarator.name, branch.comment);
     if (!type || !declared)
         return;

@@ -9,6 +9,7 @@ Model::Model() {
     auto contents = std::make_unique<Opening>();
     global_ = global.get();
     contents_ = contents.get();
+    // The text outside of all modules is treated as a piece of the outermost one.
     contents_->module = global_;
     declarations_.push_back(std::move(global));
     declarations_.push_back(std::move(contents));
@@ -16,6 +17,7 @@ Model::Model() {
 
 Model Builder::build(const std::vector<tree::Definition>& specification) {
     define({*model_.global_, model_.contents_->contents}, specification);
+    // Last: a definition may stand anywhere behind its forward declarations.
     checkForwardDeclarations();
     return std::move(model_);
 }
@@ -37,6 +39,7 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
     piece->scope = &place.scope;
     piece->module = opened;
     place.contents.push_back(piece);
+    // A #pragma prefix inside counts to the end of this piece of the module.
     std::string prefix = ids_.enter(piece->file);
     define({*opened, piece->contents}, module.body);
     ids_.leave(piece->file, std::move(prefix));
@@ -45,6 +48,7 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
 // The module that has been opened before, or a new one. Null after an error.
 Module* Builder::moduleNamed(Scope& scope, const tree::Definition& definition) {
     Declaration* const known = Names::own(scope, definition.name.text);
+    // The exact name: one that differs in case is left to declare(), which reports it.
     if (known && known->kind == Declaration::Kind::module && known->name == definition.name.text)
         return static_cast<Module*>(known);
     return declare<Module>(scope, definition.name, {});
@@ -54,8 +58,10 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
     const Type* const type = typeOf(place, constant.type);
     if (!type)
         return;
+    // Before the constant is declared, so that its expression cannot name it.
     std::optional<Value> value = evaluator_.value(place.scope, *constant.value, *type);
     auto* const declared = declare<Constant>(place.scope, definition.name, definition.comment);
+    // Without a value the name stays declared: its uses would otherwise be errors too.
     if (!value || !declared)
         return;
     declared->type = type;
@@ -68,6 +74,8 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
     auto* const declared = declare<Native>(place.scope, definition.name, definition.comment);
     if (!declared)
         return;
+    // Marshalled by code written by hand, of which nothing is known: at least one octet, and of variable
+    // size.
     declared->type = {TypeKind::native, 0, nullptr, declared, 1, true, true};
     declared->complete = true;
     if (declared->scopedName() == "CORBA::TypeCode")
@@ -78,6 +86,7 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
 }
 
 void Builder::define(Place place, const tree::Definition& definition, const tree::Pragma& pragma) {
+    // A prefix and a header count for the file they stand in, not for those that include it.
     const uint32_t file = source_.fileAt(definition.position);
     switch (pragma.kind) {
     case tree::Pragma::Kind::prefix: ids_.prefix(file, pragma.text); break;
@@ -88,6 +97,8 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
 
 void Builder::checkForwardDeclarations() {
     for (const Interface* interface : forward_) {
+        // The model would otherwise contain a type that has no members and no bases, as if it were defined
+        // so.
         if (!interface->complete)
             diagnostics_.error(interface->position, "the interface '" + interface->name +
                                                         "' is declared here and defined nowhere");

@@ -94,6 +94,7 @@ D* Builder::make(const tree::Identifier& name, std::string comment, Arguments...
     declaration.name = name.text;
     declaration.escaped = name.escaped;
     declaration.position = name.position;
+    // The file of the name, since generators make code for the main file only and refer to the others.
     declaration.file = source_.fileAt(name.position);
     declaration.comment = std::move(comment);
     return result;
@@ -102,6 +103,8 @@ D* Builder::make(const tree::Identifier& name, std::string comment, Arguments...
 template <class D, class... Arguments>
 D* Builder::declare(Scope& scope, const tree::Identifier& name, std::string comment, Arguments... arguments) {
     D* const made = make<D>(name, std::move(comment), arguments...);
+    // The model keeps it even then, so that pointers to it stay valid; its `scope` stays null and it is found
+    // by no name.
     if (!names_.declare(scope, *made))
         return nullptr;
     ids_.assign(*made);

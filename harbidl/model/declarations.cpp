@@ -3,6 +3,7 @@
 namespace harbidl {
 
 const Type& unaliased(const Type& type) {
+    // Not a loop: `real` of an alias is never an alias itself.
     return type.kind == TypeKind::alias ? *static_cast<const Alias*>(type.declaration)->real : type;
 }
 
@@ -51,6 +52,7 @@ std::string typeName(const Type& type) {
     case TypeKind::wstring: return bounded("wstring");
     case TypeKind::sequence:
         return "sequence<" + typeName(*type.element) + (bound.empty() ? "" : ", " + bound) + ">";
+    // Dimensions are written from the outermost on, behind the name of the innermost element.
     case TypeKind::array: {
         std::string dimensions;
         const Type* element = &type;
@@ -66,6 +68,8 @@ std::string decimal(Integer value) {
     std::string digits;
     const bool negative = value < 0;
     do {
+        // The digits of a negative number are negative; negating the whole number first would not work for
+        // the smallest one.
         const int digit = static_cast<int>(value % 10);
         digits.insert(digits.begin(), static_cast<char>('0' + (digit < 0 ? -digit : digit)));
         value /= 10;
@@ -74,6 +78,7 @@ std::string decimal(Integer value) {
 }
 
 std::string Declaration::scopedName() const {
+    // The outermost scope has an empty name, which is no part of any other.
     const bool outermost = !scope || !scope->scope;
     return outermost ? name : scope->scopedName() + "::" + name;
 }

@@ -14,6 +14,7 @@ std::string quoted(const std::string& text) {
         std::snprintf(escape, sizeof escape, "\\x%02x", octet);
         if (c == '"' || c == '\\')
             result.append("\\").append(1, c);
+        // Tests compare this text, so it must be the same in any locale and encoding.
         else if (octet < ' ' || octet > '~')
             result += escape;
         else
@@ -37,11 +38,13 @@ struct ValueText {
     std::string operator()(Integer value) const { return decimal(value); }
     std::string operator()(double value) const {
         char text[32];
+        // 17 digits tell any two doubles apart.
         std::snprintf(text, sizeof text, "%.17g", value);
         return text;
     }
     std::string operator()(bool value) const { return value ? "TRUE" : "FALSE"; }
     std::string operator()(unsigned char value) const {
+        // The text form of a string, with other quotes around it.
         return "'" + inner(quoted(std::string(1, static_cast<char>(value))), 1) + "'";
     }
     std::string operator()(char16_t value) const {
@@ -87,11 +90,13 @@ private:
         case Declaration::Kind::constant: return constant(static_cast<const Constant&>(declaration));
         case Declaration::Kind::operation: return operation(static_cast<const Operation&>(declaration));
         case Declaration::Kind::attribute: return attribute(static_cast<const Attribute&>(declaration));
+        // Modules are shown by their pieces; members and enumerators along with what they belong to.
         default: return;
         }
     }
 
     void module(const Opening& piece) {
+        // The repository id is that of the module; a piece has none.
         line(head("module", *piece.module));
         nested([&] { all(piece.contents); });
     }
@@ -150,6 +155,7 @@ private:
     }
 
     void operation(const Operation& operation) {
+        // In the order of Parameter::Direction, which is the index.
         constexpr const char* directions[] = {"in ", "out ", "inout "};
         std::string parameters;
         for (const Parameter& parameter : operation.parameters)

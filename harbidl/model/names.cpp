@@ -20,6 +20,7 @@ std::string quoted(const std::string& name) { return "'" + name + "'"; }
 std::vector<const Interface*> withBases(const Interface& interface) {
     std::vector<const Interface*> all{&interface};
     std::set<const Interface*> seen{&interface};
+    // By index, since the list grows inside the loop.
     for (size_t i = 0; i < all.size(); ++i) {
         for (const Interface* base : all[i]->bases) {
             if (seen.insert(base).second)
@@ -35,14 +36,18 @@ std::vector<Declaration*> meaningsInInterface(const Interface& interface, const 
     std::vector<const Interface*> open{&interface};
     std::set<const Interface*> seen;
     while (!open.empty()) {
+        // A stack instead of recursion: an inheritance may be as long as the text.
         const Interface* const next = open.back();
         open.pop_back();
+        // Each interface once, though many paths may lead to it: a lattice of n levels has 2^n paths.
         if (!seen.insert(next).second)
             continue;
         if (Declaration* own = Names::own(*next, name)) {
             if (std::find(found.begin(), found.end(), own) == found.end())
                 found.push_back(own);
         } else {
+            // In reverse, so that the first base is looked at first and the order of meanings follows the
+            // text.
             open.insert(open.end(), next->bases.rbegin(), next->bases.rend());
         }
     }
@@ -68,6 +73,7 @@ std::vector<Declaration*> Names::meanings(const Scope& scope, const std::string&
 }
 
 Declaration* Names::own(const Scope& scope, const std::string& name) {
+    // The key is in lower case; callers compare the spelling where it matters.
     const auto found = scope.names.find(inLowerCase(name));
     return found == scope.names.end() ? nullptr : found->second;
 }
@@ -83,11 +89,15 @@ bool Names::declare(Scope& scope, Declaration& declaration) {
                            known->position, "first declared here");
         return false;
     }
+    // A rule of IDL, and of C++ too: inside a class its name is that of the constructor. The outermost scope
+    // has no name.
     if (scope.scope && inLowerCase(scope.name) == key) {
         diagnostics_.error(declaration.position, quoted(name) + " has the name of what it stands in",
                            scope.position, "which is this");
         return false;
     }
+    // A rule of IDL: a name that has been used in a scope must not be declared there later, since its first
+    // use would then mean something else than the text suggests.
     if (const auto used = scope.used.find(name); used != scope.used.end()) {
         diagnostics_.error(declaration.position, quoted(name) + " has been used here with another meaning",
                            used->second->position, "which is this");
@@ -95,6 +105,8 @@ bool Names::declare(Scope& scope, Declaration& declaration) {
     }
     if (scope.kind == Declaration::Kind::interface) {
         for (const Declaration* inherited : meanings(scope, name)) {
+            // Types, constants and exceptions that are inherited may be declared again; operations and
+            // attributes may not, since requests name them without their interface.
             if (!isCall(*inherited))
                 continue;
             diagnostics_.error(declaration.position,
@@ -103,6 +115,7 @@ bool Names::declare(Scope& scope, Declaration& declaration) {
             return false;
         }
     }
+    // Only now: a declaration that was refused must not look as if it were in the scope.
     declaration.scope = &scope;
     scope.names.emplace(key, &declaration);
     return true;
@@ -114,9 +127,13 @@ Declaration* Names::find(Scope& from, const tree::ScopedName& name) {
         outermost = outermost->scope;
     const tree::Identifier& first = name.parts.front();
     Declaration* found = name.global ? findIn(*outermost, first) : findFirst(from, first);
+    // The rule about used names is for the scopes of types and interfaces. A module may be opened again, and
+    // would have to remember the names of all files.
     if (found && !name.global && from.kind != Declaration::Kind::module)
         from.used.emplace(first.text, found);
+    // The parts behind the first are looked up in that scope alone, never further out.
     for (size_t i = 1; found && i < name.parts.size(); ++i) {
+        // Null for what has a name but contains none, such as an enum.
         const auto* scope = dynamic_cast<const Scope*>(found);
         if (!scope)
             diagnostics_.error(name.parts[i].position, quoted(found->name) + " contains no names",
@@ -139,11 +156,13 @@ Declaration* Names::findFirst(Scope& from, const tree::Identifier& name) {
     const Scope* similar = nullptr;
     for (const Scope* scope = &from; scope; scope = scope->scope) {
         const std::vector<Declaration*> found = meanings(*scope, name.text);
+        // findIn() is asked again, because it reports several meanings.
         if (!found.empty() && found.front()->name == name.text)
             return findIn(*scope, name);
         if (!found.empty() && !similar)
             similar = scope;
     }
+    // Reports the difference in case, and where the name that is meant is declared.
     if (similar)
         return findIn(*similar, name);
     diagnostics_.error(name.position,
@@ -160,6 +179,7 @@ Declaration* Names::findIn(const Scope& scope, const tree::Identifier& name) {
         diagnostics_.error(name.position, quoted(name.text) + " is not declared" + where);
         return nullptr;
     }
+    // Bases of an interface may each bring a meaning; none is preferred, so the name has to be qualified.
     if (found.size() > 1) {
         diagnostics_.error(name.position, quoted(name.text) + " is inherited with several meanings");
         for (const Declaration* one : found)
@@ -177,6 +197,7 @@ Declaration* Names::findIn(const Scope& scope, const tree::Identifier& name) {
 }
 
 void Names::checkInherited(const Interface& interface) {
+    // A single base has been checked when it was defined.
     if (interface.bases.size() < 2)
         return;
     std::map<std::string, const Declaration*> calls;
@@ -185,6 +206,8 @@ void Names::checkInherited(const Interface& interface) {
             if (!isCall(*declaration))
                 continue;
             const auto [known, isNew] = calls.emplace(key, declaration);
+            // The same declaration by two paths is no conflict; an interface occurs once however often it is
+            // inherited.
             if (isNew || known->second == declaration)
                 continue;
             diagnostics_.error(interface.position,

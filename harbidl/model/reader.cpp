@@ -6,6 +6,7 @@
 namespace harbidl {
 
 std::unique_ptr<Reading> Reading::of(std::string text, std::string name, bool warningsAreErrors) {
+    // On the heap, since the diagnostics refer to the source inside it, which must not move.
     std::unique_ptr<Reading> reading(new Reading(std::move(text), std::move(name), warningsAreErrors));
     Diagnostics& diagnostics = reading->diagnostics;
     try {

@@ -5,11 +5,13 @@ namespace harbidl {
 namespace {
 
 bool hasId(const Declaration& declaration) {
+    // A member is known by its place in its type, and a piece of a module by the id of the module.
     return declaration.kind != Declaration::Kind::member && declaration.kind != Declaration::Kind::opening;
 }
 
 std::string path(const Declaration& declaration) {
     std::string text = declaration.scopedName();
+    // A name has no "/", so the search can go on at the same place.
     for (size_t i = text.find("::"); i != text.npos; i = text.find("::", i))
         text.replace(i, 2, "/");
     return text;
@@ -19,6 +21,8 @@ std::string path(const Declaration& declaration) {
 
 void RepositoryIds::assign(Declaration& declaration) {
     const std::string& prefix = prefixes_[declaration.file];
+    // The form "IDL:" prefix "/" names ":" version. Kinds that have no id get one too, which is not shown
+    // anywhere.
     declaration.id = "IDL:" + (prefix.empty() ? "" : prefix + "/") + path(declaration) + ":1.0";
 }
 
@@ -36,6 +40,8 @@ void RepositoryIds::apply(Scope& scope, const tree::Pragma& pragma) {
         setId(*declaration, pragma);
     else
         setVersion(*declaration, pragma);
+    // A second pragma may repeat what the first has said, as in a file that is included twice, and may not
+    // change it.
     const bool first = fixed_.insert(declaration).second;
     if (!first && declaration->id != before)
         diagnostics_.error(pragma.name.position,
@@ -44,6 +50,7 @@ void RepositoryIds::apply(Scope& scope, const tree::Pragma& pragma) {
 
 void RepositoryIds::setId(Declaration& declaration, const tree::Pragma& pragma) {
     const size_t colon = pragma.text.find(':');
+    // Other formats, such as DCE ids, are taken as they are.
     if (colon == 0 || colon == pragma.text.npos)
         diagnostics_.error(pragma.name.position, "a repository id has the form \"format:text\"");
     else
@@ -51,6 +58,7 @@ void RepositoryIds::setId(Declaration& declaration, const tree::Pragma& pragma) 
 }
 
 void RepositoryIds::setVersion(Declaration& declaration, const tree::Pragma& pragma) {
+    // Only this format is known to have a version behind its last colon.
     if (!declaration.id.starts_with("IDL:"))
         diagnostics_.error(pragma.name.position,
                            "the repository id \"" + declaration.id + "\" has no version");

@@ -21,15 +21,18 @@ bool isWord(char c) {
 size_t originalOffset(std::string_view original, std::string_view preprocessed, size_t offset) {
     size_t there = 0;
     for (size_t here = 0;; ++here, ++there) {
+        // Space is passed on both sides: the preprocessor may have shortened or widened it.
         while (here < std::min(offset, preprocessed.size()) && isBlank(preprocessed[here]))
             ++here;
         while (there < original.size() && isBlank(original[there]))
             ++there;
         if (here >= offset || here == preprocessed.size())
             return there;
+        // From here on the lines differ, because a macro was expanded.
         if (there == original.size() || original[there] != preprocessed[here])
             break;
     }
+    // The first difference may lie inside the macro's name. The caret goes to where the name begins.
     while (there > 0 && isWord(original[there - 1]))
         --there;
     return there;
@@ -38,15 +41,19 @@ size_t originalOffset(std::string_view original, std::string_view preprocessed, 
 // The line, and below it a caret at the offset.
 void printLine(std::ostream& out, std::string_view line, size_t offset) {
     constexpr size_t longest = 200;
+    // A longer line would wrap in a terminal, and the caret would point at nothing.
     if (line.size() > longest)
         return;
     std::string shown, caret;
     for (size_t i = 0; i < line.size(); ++i) {
         const char c = line[i];
+        // A source text could otherwise send escape sequences to the terminal.
         const bool control = (static_cast<unsigned char>(c) < ' ' && c != '\t') || c == 0x7f;
         shown += control ? '.' : c;
+        // A character of UTF-8 takes several octets and one column.
         const bool continuesCharacter = (static_cast<unsigned char>(c) & 0xc0) == 0x80;
         if (i < offset && !continuesCharacter)
+            // A tab above needs a tab below, whatever width the terminal gives it.
             caret += c == '\t' ? '\t' : ' ';
     }
     out << "    " << shown << "\n    " << caret << "^\n";
@@ -67,18 +74,21 @@ void Diagnostics::error(Position position, std::string text) {
 void Diagnostics::error(Position position, std::string text, Position other, std::string note) {
     add(Severity::error, position, std::move(text));
     add(Severity::note, other, std::move(note));
+    // The note has been added by now: an error is never shown without it.
     if (++errors_ >= errorLimit)
         throw GiveUp();
 }
 
 void Diagnostics::warning(Position position, std::string text) {
     if (warningsAreErrors_)
+        // Errors end the reading at their own limit, so that of the warnings does not apply.
         error(position, std::move(text) + " [-Werror]");
     else if (++warnings_ <= warningLimit)
         add(Severity::warning, position, std::move(text));
 }
 
 void Diagnostics::note(Position position, std::string text) {
+    // The note of a warning that was dropped would be taken for one of the message before it.
     if (!messages_.empty() && warnings_ <= warningLimit)
         add(Severity::note, position, std::move(text));
 }
@@ -87,6 +97,8 @@ void Diagnostics::print(std::ostream& out) const {
     OriginalLines originals;
     for (const Message& message : messages_) {
         const SourceText::Place place = source_.place(message.position);
+        // The user knows the line of the file; that of the preprocessor is shown only where the file cannot
+        // be read, such as for text from a pipe.
         const std::string_view preprocessed = source_.lineAt(message.position);
         const std::string* original = originals.line(place.file, place.line);
         const size_t offset =

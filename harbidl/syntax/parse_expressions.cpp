@@ -20,6 +20,8 @@ tree::ExpressionPtr Parser::expression() {
 }
 
 tree::ExpressionPtr Parser::bound() {
+    // In "sequence<sequence<long, 3>>" the last two characters close both types; a shift needs parentheses
+    // there.
     const bool outer = std::exchange(inAngles_, true);
     tree::ExpressionPtr result = expression();
     inAngles_ = outer;
@@ -27,25 +29,32 @@ tree::ExpressionPtr Parser::bound() {
 }
 
 tree::ExpressionPtr Parser::chain(size_t precedence) {
+    // Each level calls the next tighter one for its operands: the recursion is as deep as the table, not as
+    // the text.
     if (precedence == std::size(operators))
         return unary();
     tree::ExpressionPtr first = chain(precedence + 1);
     tree::Chain chain;
     const auto atOperator = [&] {
         for (std::string_view operation : operators[precedence]) {
+            // Rows of the table have up to three operators; the rest of a row is empty.
             if (!operation.empty() && token_.is(operation))
                 return !(inAngles_ && operation == ">>");
         }
         return false;
     };
+    // A list, not a tree that leans to the left: a source text with 100,000 operators must not nest that
+    // deep.
     while (atOperator()) {
         const char operation = token_.text.front();
         const Position position = token_.position;
         advance();
         chain.links.push_back({operation, position, this->chain(precedence + 1)});
     }
+    // The usual case, a single operand, gets no node of its own on each level.
     if (chain.links.empty())
         return first;
+    // Read before `first` is moved away.
     const Position position = first->position;
     chain.first = std::move(first);
     return std::make_unique<tree::Expression>(tree::Expression{position, std::move(chain)});
@@ -55,6 +64,8 @@ tree::ExpressionPtr Parser::unary() {
     if (!token_.is("-") && !token_.is("+") && !token_.is("~"))
         return primary();
     const Position position = token_.position;
+    // The grammar has one sign before an operand, so "- -1" needs parentheses, and the recursion stays
+    // bounded.
     const char operation = token_.text.front();
     advance();
     return std::make_unique<tree::Expression>(tree::Expression{position, tree::Unary{operation, primary()}});
@@ -63,12 +74,14 @@ tree::ExpressionPtr Parser::unary() {
 tree::ExpressionPtr Parser::primary() {
     const Position position = token_.position;
     if (accept("(")) {
+        // Inside parentheses ">>" can be nothing but a shift.
         const bool outer = std::exchange(inAngles_, false);
         tree::ExpressionPtr inner = expression();
         inAngles_ = outer;
         expect(")");
         return inner;
     }
+    // Keywords are words as well; TRUE and FALSE are left to literal().
     if (token_.is("::") || (token_.kind == Token::Kind::word && token_.is(Keyword::none)))
         return std::make_unique<tree::Expression>(tree::Expression{position, scopedName()});
     return std::make_unique<tree::Expression>(tree::Expression{position, literal()});
@@ -89,6 +102,7 @@ Text Parser::joined(Value value, Token::Kind kind) {
 
 tree::Literal Parser::literal() {
     const Token token = token_;
+    // Advances only behind a value. A syntax error lets recover() begin at the literal itself.
     const auto single = [&](auto value) -> tree::Literal {
         if (!value)
             throw SyntaxError();

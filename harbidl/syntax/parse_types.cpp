@@ -15,11 +15,13 @@ tree::Type Parser::type(bool mayDefine) {
     case Keyword::enum_: {
         if (!mayDefine)
             failAt(position, "a type cannot be defined here");
+        // Native is a placeholder, replaced by definedType as soon as it is known what is defined.
         auto defined = std::make_unique<tree::Definition>(tree::Definition{position, {}, {}, tree::Native{}});
         definedType(*defined);
         return {position, std::move(defined)};
     }
     case Keyword::none:
+        // `none` is also the keyword of every token that is no word.
         if (token_.kind == Token::Kind::word || token_.is("::"))
             return {position, scopedName()};
         fail("a type");
@@ -33,6 +35,7 @@ tree::Basic Parser::basicType() {
     case Keyword::unsigned_: advance(); return unsignedType();
     case Keyword::long_:
         advance();
+        // Said by name here. Without this the message would ask for the name of a member.
         if (token_.is(Keyword::double_))
             failAt(previous_.position, "'long double' is not part of the language of this compiler");
         return accept(Keyword::long_) ? tree::Basic::longLong : tree::Basic::long_;
@@ -63,6 +66,7 @@ tree::String Parser::stringType(bool wide) {
     string.wide = wide;
     if (accept("<")) {
         string.bound = bound();
+        // A bound may end in ">>" when the string is the last part of a sequence's type.
         expectAngle();
     }
     return string;
@@ -72,6 +76,7 @@ tree::Sequence Parser::sequenceType() {
     advance();
     tree::Sequence sequence;
     expect("<");
+    // type() opens a level, so the nesting of sequences is bounded there.
     sequence.element = std::make_unique<tree::Type>(type(false));
     if (accept(","))
         sequence.bound = bound();
@@ -88,6 +93,7 @@ void Parser::definedType(tree::Definition& result) {
         result.what = enumeration();
         return;
     }
+    // Valid in later versions of the language, hence a message of its own.
     if (token_.is(";"))
         failAt(result.position, "forward declarations of structs and unions are not part of the language of "
                                 "this compiler");
@@ -100,6 +106,7 @@ void Parser::definedType(tree::Definition& result) {
 tree::Struct Parser::structure() {
     const Position brace = token_.position;
     tree::Struct structure{members()};
+    // Members that could not be read are missing as well; their errors have been shown.
     if (structure.members.empty() && !diagnostics_.failed())
         diagnostics_.error(brace, "a struct needs at least one member");
     return structure;
@@ -109,6 +116,7 @@ std::vector<tree::Member> Parser::members() {
     std::vector<tree::Member> result;
     expect("{");
     untilClosed([&] {
+        // Taken before the type is read: the lexer keeps the comment of the last token only.
         std::string comment = lexer_.comment();
         tree::Member member{std::move(comment), type(true), {}};
         member.declarators = declarators();
@@ -123,11 +131,14 @@ tree::Union Parser::unionType() {
     if (!accept(Keyword::switch_))
         fail("'switch'");
     expect("(");
+    // An enum may be defined in place. Whether the type can be one of a discriminator is checked by the
+    // model.
     result.discriminator = type(true);
     expect(")");
     expect("{");
     const Position begin = token_.position;
     untilClosed([&] { result.branches.push_back(branch()); });
+    // An empty union is an error only when the branches were not lost to other errors.
     if (result.branches.empty() && !diagnostics_.failed())
         diagnostics_.error(begin, "a union needs at least one branch");
     return result;
@@ -138,6 +149,7 @@ tree::Branch Parser::branch() {
     branch.comment = lexer_.comment();
     while (token_.is(Keyword::case_) || token_.is(Keyword::default_)) {
         branch.labelPositions.push_back(token_.position);
+        // A null label stands for `default`. Positions are kept beside, since a null has none.
         branch.labels.push_back(accept(Keyword::default_) ? nullptr : (advance(), expression()));
         expect(":");
     }
@@ -154,6 +166,7 @@ tree::Enum Parser::enumeration() {
     expect("{");
     do {
         std::string comment = lexer_.comment();
+        // Not through untilClosed: an enumerator has no ';', so an error loses the whole enum.
         result.enumerators.push_back({std::move(comment), identifier("the name of an enumerator")});
     } while (accept(","));
     expect("}");

@@ -18,6 +18,8 @@ bool isLaterWord(std::string_view word) {
 }
 
 Parser::Level::Level(Parser& parser) : parser_(parser) {
+    // Each level takes stack, and a source text could nest without end. The count is raised last, since the
+    // destructor does not run when this throws.
     if (parser.depth_ == deepest)
         parser.failAt(parser.token_.position, "this is nested too deep");
     ++parser.depth_;
@@ -26,11 +28,14 @@ Parser::Level::Level(Parser& parser) : parser_(parser) {
 // --- Tokens
 
 void Parser::advance() {
+    // The braces are counted when they are passed, not when they are seen: at a '}' the count is still that
+    // of the inside.
     previous_ = token_;
     if (token_.is("{"))
         ++braces_;
     else if (token_.is("}"))
         --braces_;
+    // Pragmas may stand anywhere. They are set aside here so that no rule of the grammar has to expect them.
     for (token_ = lexer_.next(); token_.kind == Token::Kind::pragma; token_ = lexer_.next())
         takePragma();
 }
@@ -60,6 +65,7 @@ void Parser::expectAngle() {
         expect(">");
         return;
     }
+    // The token in hand becomes the second '>', which the caller outside expects. The lexer is past both.
     token_.text.remove_prefix(1);
     ++token_.position.offset;
 }
@@ -77,6 +83,7 @@ std::string Parser::found() const {
 
 // A word of a later language is named as what the user has tried, where the grammar stumbles over it.
 void Parser::fail(const std::string& expected) {
+    // "fixed" has been taken as the name of a type by then, so it is the token before.
     const bool fixedType = token_.is("<") && previous_.text == "fixed";
     const Token& suspect = fixedType ? previous_ : token_;
     if (suspect.kind == Token::Kind::word && isLaterWord(suspect.text))
@@ -99,9 +106,12 @@ void Parser::failAt(Position position, const std::string& text) {
 // Goes on behind the ';' that ends what could not be read, or before the '}' that ends what it stands in,
 // which is `braces` deep.
 void Parser::recover(int braces) {
+    // The error may have left a bound half read.
     inAngles_ = false;
+    // Braces between are passed in pairs, so a ';' inside of them does not end the search.
     while (token_.kind != Token::Kind::end && !(braces_ == braces && (token_.is(";") || token_.is("}"))))
         advance();
+    // A '}' stays: it is for the caller, whose body it closes.
     accept(";");
 }
 
@@ -113,6 +123,8 @@ std::vector<tree::Definition> Parser::specification() {
     while (token_.kind != Token::Kind::end) {
         std::vector<tree::Definition> some = definitions(false);
         std::move(some.begin(), some.end(), std::back_inserter(all));
+        // definitions() stops at every '}'. There is no body to close at the top, so it is passed, or the
+        // loop would stay here.
         if (token_.is("}")) {
             diagnostics_.error(token_.position, "this '}' closes nothing");
             advance();
@@ -134,6 +146,7 @@ std::vector<tree::Definition> Parser::definitions(bool ofInterface) {
         std::move(pragmas_.begin(), pragmas_.end(), std::back_inserter(result));
         pragmas_.clear();
     };
+    // Errors in a definition lead back to this depth, however deep they were raised.
     const int braces = braces_;
     for (takePragmas(); !token_.is("}") && token_.kind != Token::Kind::end; takePragmas()) {
         // An empty statement, common behind a body in C++, defines nothing.
@@ -168,6 +181,7 @@ void Parser::definition(tree::Definition& result, bool ofInterface) {
         result.name = identifier("the name of the exception");
         result.what = tree::Exception{members()};
         break;
+    // The definition was made as a Native, which has nothing but its name.
     case Keyword::native:
         advance();
         result.name = identifier("the name of the type");
@@ -175,6 +189,7 @@ void Parser::definition(tree::Definition& result, bool ofInterface) {
     default:
         if (ofInterface && (token_.is(Keyword::attribute) || token_.is(Keyword::readonly)))
             result.what = attribute();
+        // Anything else in an interface must begin the result type of an operation.
         else if (ofInterface && token_.kind != Token::Kind::punctuation)
             result.what = operation(result);
         else if (!ofInterface && accept(Keyword::module))
@@ -203,6 +218,7 @@ tree::Module Parser::module(tree::Definition& result) {
 tree::Interface Parser::interface(tree::Definition& result) {
     tree::Interface interface;
     result.name = identifier("the name of the interface");
+    // A forward declaration; the ';' is taken by definition().
     if (token_.is(";")) {
         interface.forward = true;
         return interface;
@@ -215,6 +231,7 @@ tree::Interface Parser::interface(tree::Definition& result) {
 
 tree::Constant Parser::constant(tree::Definition& result) {
     advance();
+    // The name comes behind the type, so `result` gets it here and not in begin().
     tree::Constant constant{type(false), nullptr};
     result.name = identifier("the name of the constant");
     expect("=");
@@ -232,6 +249,7 @@ tree::Typedef Parser::typeAlias() {
 tree::Operation Parser::operation(tree::Definition& result) {
     tree::Operation operation;
     operation.oneway = accept(Keyword::oneway);
+    // Only a result can be void, so it is not among the types.
     if (token_.is(Keyword::void_)) {
         operation.result = {token_.position, tree::Basic::void_};
         advance();
@@ -278,6 +296,7 @@ std::vector<tree::Operation::Context> Parser::contexts() {
         if (token_.kind != Token::Kind::string)
             fail("a string");
         const Position position = token_.position;
+        // Joins strings that follow each other, so the position was taken before.
         const tree::Literal text = literal();
         contexts.push_back({position, std::get<std::string>(text.value)});
     } while (accept(","));
@@ -302,13 +321,17 @@ tree::Attribute Parser::attribute() {
 tree::Identifier Parser::identifier(const char* what) {
     if (token_.kind != Token::Kind::word)
         fail(what);
+    // A leading underscore lets a keyword be used as a name; it is no part of the name.
     const bool escaped = token_.text.starts_with('_');
     const std::string_view text = token_.text.substr(escaped ? 1 : 0);
+    // An escaped word is looked up with its underscore, so it is never a keyword here.
     if (!token_.is(Keyword::none))
         failAt(token_.position,
                "'" + std::string(text) + "' is a keyword; as a name write '_" + std::string(text) + "'");
+    // What is left must be a name by itself: "_", "__x" and "_1" are not.
     if (text.empty() || text.starts_with('_') || (text.front() >= '0' && text.front() <= '9'))
         failAt(token_.position, "'" + std::string(token_.text) + "' is no name");
+    // Names that differ from a keyword only in case are errors in IDL; escaping is what makes them names.
     if (const char* word = escaped ? nullptr : keywordInOtherCase(text))
         failAt(token_.position,
                "'" + std::string(text) + "' differs from the keyword '" + word + "' only in case");

@@ -102,11 +102,13 @@ void Parser::untilClosed(Parse parse) {
     const Level level(*this);
     const int braces = braces_;
     while (!token_.is("}")) {
+        // Ends everything by GiveUp: no rule outside could find its '}' either.
         if (token_.kind == Token::Kind::end)
             fail("'}'");
         try {
             parse();
         } catch (const SyntaxError&) {
+            // Goes on with the next piece of this body, so that one run shows more than one error.
             recover(braces);
         }
     }

@@ -17,11 +17,13 @@ public:
     // The next word, up to a space; empty at the end of the line.
     std::string_view word() {
         skipBlanks();
+        // npos is larger than any size: then the word goes to the end.
         return take(std::min(rest_.find_first_of(" \t\r"), rest_.size()));
     }
     // A text in quotes.
     std::optional<std::string> text() {
         skipBlanks();
+        // No escapes here: a repository id or a file's name has no quotes in it.
         const size_t end = rest_.starts_with('"') ? rest_.find('"', 1) : rest_.npos;
         if (end == rest_.npos)
             return std::nullopt;
@@ -30,6 +32,7 @@ public:
     }
     bool done() {
         skipBlanks();
+        // The preprocessor runs with comments kept, so one may end the line.
         return rest_.empty() || rest_.starts_with("//") || rest_.starts_with("/*");
     }
 
@@ -67,6 +70,7 @@ tree::ScopedName scopedName(std::string_view text, Position position) {
 bool isVersion(std::string_view text) {
     const size_t point = text.find('.');
     const auto isNumber = [](std::string_view digits) {
+        // The parts of a version are unsigned shorts, which have at most five digits.
         return !digits.empty() && digits.size() < 6 && digits.find_first_not_of("0123456789") == digits.npos;
     };
     return point != text.npos && isNumber(text.substr(0, point)) && isNumber(text.substr(point + 1));
@@ -88,6 +92,7 @@ std::optional<tree::Pragma> parsePragma(const Token& token, Diagnostics& diagnos
     else if (word == "header")
         pragma.kind = Kind::header;
     else {
+        // "once" is for the preprocessor, which may leave it in the text of the main file.
         if (word != "once")
             diagnostics.warning(token.position, "this pragma is not known and is passed over");
         return std::nullopt;
@@ -102,6 +107,7 @@ std::optional<tree::Pragma> parsePragma(const Token& token, Diagnostics& diagnos
         text = words.text();
     else if (const std::string_view version = words.word(); isVersion(version))
         text = std::string(version);
+    // Words behind the text are an error: a forgotten quote would otherwise cut a repository id short.
     if (!text || !words.done()) {
         diagnostics.error(position,
                           "this pragma needs " +

@@ -20,6 +20,8 @@ std::vector<std::string> commandWords() {
     const char* const chosen = std::getenv("CPP");
     std::istringstream words(chosen ? chosen : "");
     std::vector<std::string> result;
+    // Split at spaces only, as make does for its variable of this name before the shell sees it; quotes have
+    // no meaning.
     for (std::string word; words >> word;)
         result.push_back(word);
     return result.empty() ? std::vector<std::string>{"c++", "-E"} : result;
@@ -34,6 +36,7 @@ std::vector<std::string> wholeCommand(const std::string& file, const std::vector
         command.push_back(word);
     command.insert(command.end(), options.begin(), options.end());
     for (const std::string& folder : lastFolders) {
+        // A folder behind all others: the user's own file of the same name is found first.
         command.push_back("-idirafter");
         command.push_back(folder);
     }
@@ -47,6 +50,7 @@ int start(const std::vector<std::string>& command, pid_t& child) {
     std::vector<char*> words;
     words.reserve(command.size() + 1);
     for (const std::string& word : command)
+        // posix_spawn takes pointers to char and changes nothing behind them. `command` outlives the call.
         words.push_back(const_cast<char*>(word.c_str()));
     words.push_back(nullptr);
     int ends[2];
@@ -56,11 +60,14 @@ int start(const std::vector<std::string>& command, pid_t& child) {
     }
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
+    // The child's standard output becomes the pipe, then its copies of both ends go. With an open end to
+    // write in either process reading would never see the end.
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
     posix_spawn_file_actions_addclose(&actions, ends[0]);
     posix_spawn_file_actions_addclose(&actions, ends[1]);
     const int failure = posix_spawnp(&child, words[0], &actions, nullptr, words.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
+    // Also when nothing was started, for the same reason.
     close(ends[1]);
     if (failure == 0)
         return ends[0];
@@ -76,8 +83,11 @@ bool readAll(int descriptor, std::string& text) {
         const ssize_t count = read(descriptor, part, sizeof part);
         if (count < 0 && errno == EINTR)
             continue;
+        // 0 is the end: the child has closed its side. It may still fail, which its status tells.
         if (count <= 0)
             return count == 0;
+        // Offsets in the text have 32 bits. A file that includes itself twice would otherwise grow until
+        // memory is used up.
         if (text.size() + static_cast<size_t>(count) > longestText) {
             std::cerr << "harbidl: the preprocessed definition is too long\n";
             return false;
@@ -96,12 +106,15 @@ std::optional<std::string> preprocessed(const std::string& file, const std::vect
         return std::nullopt;
     std::string text;
     const bool whole = readAll(output, text);
+    // Before waiting: a child that still writes to a pipe that is not read would never end. Now it gets
+    // SIGPIPE.
     close(output);
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
     if (!whole)
         return std::nullopt;
+    // Half a text would only lead to errors that are not the user's.
     if (WIFEXITED(status) && WEXITSTATUS(status) == 0)
         return text;
     std::cerr << "harbidl: the preprocessor " << commandWords().front() << " failed\n";
