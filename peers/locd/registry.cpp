@@ -83,7 +83,7 @@ void Registry::remove(Registration* registration) {
     if (service->registrations.empty())
         --names_;
     else if (first)
-        service->name = new DSName(service->registrations.front()->provider->name());
+        nameAfterFirst(*service);
     observer_.providerDown(*taken);
     dropIfIdle(service);
 }
@@ -135,6 +135,21 @@ void Registry::removeAll(Holder& holder) {
         removeTrigger(trigger);
     while (Registration* registration = holder.registrations.front())
         remove(registration);
+}
+
+void Registry::nameAfterFirst(ServiceName& service) {
+    service.name = new DSName(service.registrations.front()->provider->name());
+}
+
+void Registry::putLast(const DSProvider& provider) {
+    const auto* found = registrations_.find(RegistrationProbe{provider, nullptr});
+    if (!found)
+        return;
+    ServiceName& service = *(*found)->service;
+    service.registrations.remove(found->get());
+    service.registrations.append(found->get());
+    nameAfterFirst(service);
+    ++version_;
 }
 
 const ServiceName* Registry::service(const DSName& name) const {

@@ -46,7 +46,7 @@ struct Holder {
 };
 
 // Everything about one name: text, argument type and service type tell names apart, the value does not.
-// Registrations and triggers are in the order in which they came.
+// Registrations and triggers are in the order in which they came, or were put last.
 struct ServiceName {
     NCRef<DSName> name; // the first provider's, with its value; without a provider a trigger's
     Chain<Registration, &Registration::ofService> registrations;
@@ -93,8 +93,10 @@ public:
     // The holder is leaving: its triggers go first, so that it hears nothing of itself.
     void removeAll(Holder& holder);
 
-    // The one registered first, or null.
+    // The first one, or null: the one registered first, unless it was put last.
     DSProvider* find(const DSName& name) const;
+    // Behind the others of its name.
+    void putLast(const DSProvider& provider);
     // A holder that has registered such a provider, or null.
     Holder* holderOf(const DSProvider& provider) const;
     const ServiceName* service(const DSName& name) const;
@@ -168,6 +170,7 @@ private:
     ServiceName* serviceFor(const DSName& name);
     void dropIfIdle(const ServiceName* service);
     void remove(Registration* registration);
+    static void nameAfterFirst(ServiceName& service);
     void removeTrigger(Trigger* trigger);
 
     RegistryObserver& observer_;

@@ -281,6 +281,8 @@ void Sessions::receive(const DSReply& reply, const sockaddr_in& from) {
 void Sessions::unreachable(const DSProvider& provider) {
     if (Holder* holder = parts_.registry.holderOf(provider))
         parts_.watch.suspect(*static_cast<Client*>(holder));
+    // Until its process is known to be dead, others of the name are found before it.
+    parts_.registry.putLast(provider);
 }
 
 } // namespace locd

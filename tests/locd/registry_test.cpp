@@ -79,7 +79,12 @@ TEST_F(LocdRegistry, nameIsThatOfTheProviderWhichCameFirst) {
     add(one, providerOf(*nameOf("a", DSServiceOad), 3));
     EXPECT_EQ(first(), std::pair(std::string("x"), 1));
     EXPECT_EQ(registry.find(*nameOf("a", DSServiceOad))->addr().port(), 3);
+    registry.putLast(*provider);
+    EXPECT_EQ(first(), std::pair(std::string("y"), 2));
+    registry.putLast(*providerOf(*nameOf("a", DSServiceManual, nameOf("y").get()), 2));
+    EXPECT_EQ(first(), std::pair(std::string("x"), 1));
     registry.remove(one, *provider);
+    registry.putLast(*provider);
     EXPECT_EQ(first(), std::pair(std::string("y"), 2));
     EXPECT_EQ(registry.names(), 2U);
 }
