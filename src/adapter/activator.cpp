@@ -13,8 +13,8 @@ Activator::~Activator() = default;
 
 namespace {
 
-// Of proxies whose interface this process does not know.
-const CORBA_TypeInfo unknownImplementation("TRXImplHelper", "IDL:Tarnwicknet/TRXImplHelper:1.0", nullptr);
+// Of proxies whose interface this process does not know: those of services, which are asked for under "*".
+const CORBA_TypeInfo unknownImplementation("*", "*", nullptr);
 
 } // namespace
 

@@ -70,9 +70,7 @@ void OADClient::deactivate(const CORBA_TypeInfo& type, CORBA_Object* object) {
     }
 }
 
-const IOP::IOR& OADClient::reference() const {
-    return ObjectOperations::installed().reference(_oad.in());
-}
+const IOP::IOR& OADClient::reference() const { return ObjectOperations::installed().reference(_oad.in()); }
 
 std::unique_ptr<IOP::IOR> startByDaemon(const char* host, const char* repId, const char* objectName) {
     constexpr CORBA_Long daemonsLimit = -1;

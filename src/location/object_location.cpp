@@ -3,9 +3,11 @@
 #include "adapter/skel_info.h"
 #include "adapter/voa.h"
 #include "base/assertion.h"
+#include "invoke/stub/profile_orb.h"
 #include "marshal/reference/vutil.h"
 #include "object/global_table.h"
 
+#include <algorithm>
 #include <cstring>
 
 using namespace harbolance;
@@ -16,11 +18,12 @@ TRXLocation::TRXLocation(CORBA_BOA* adapter) : _adapter(adapter), _oad(adapter) 
 
 struct TRXLocation::Registration {
     explicit Registration(CORBA_Object* servant)
-        : object(servant), skel(skelOf(servant)), reference(skel.ior()),
-          announcement(skel.name.in(), reference) {}
+        : object(servant), skel(skelOf(servant)), type(skel.type ? *skel.type : *servant->_type_info()),
+          reference(skel.ior()), announcement(skel.name.in(), reference) {}
 
     CORBA_Object* object;
     TRXSkelInfo& skel;
+    const CORBA_TypeInfo& type;
     IOP::IOR reference; // by which the object is published from now on
     const Announcement announcement;
     bool taken = false; // by the activation daemon, for one of its interfaces
@@ -35,7 +38,7 @@ private:
 
 void TRXLocation::register_object(CORBA_Object* object) {
     Registration registration(object);
-    registerType(*object->_type_info(), registration);
+    registerType(registration.type, registration);
     if (registration.taken)
         registration.skel.replace_ior(registration.reference);
 }
@@ -44,7 +47,7 @@ void TRXLocation::unregister_object(CORBA_Object* object) {
     // What was announced is the object's own reference, and the daemon is given that as well.
     TRXSkelInfo::of(object)->drop_ior();
     Registration registration(object);
-    unregisterType(*object->_type_info(), registration);
+    unregisterType(registration.type, registration);
 }
 
 void TRXLocation::registerType(const CORBA_TypeInfo& type, Registration& registration) {
@@ -144,6 +147,12 @@ std::unique_ptr<TRXLocationClosureData> addressed(const IOP::IOR& ior, bool& ser
         TRXRef<TRXPersistentId>(static_cast<TRXPersistentId*>(id.detach())), "");
 }
 
+// Whether this process can connect to it.
+bool leadsAnywhere(const IOP::IOR& ior) {
+    return std::any_of(ior.profiles.begin(), ior.profiles.end(),
+                       [](const IOP::TaggedProfile& profile) { return ProfileORB::find(profile.tag); });
+}
+
 } // namespace
 
 CORBA_Boolean TRXLocation::bind(IOP::IOR& ior, CORBA_Object*, TRXClosure& closure) {
@@ -175,8 +184,14 @@ CORBA_Boolean TRXLocation::bind_failed(IOP::IOR& ior, CORBA_Object* object, TRXC
         return 0;
     }
     const auto fresh = _finder.refresh(ior, wanted.rep_id(), wanted.object_name(), wanted.host());
-    // A service that is found where it has failed would fail again.
-    if (!fresh || (service && *fresh == ior))
+    if (!fresh)
+        return 0;
+    IOP::IOR failed = ior;
+    failed.type_id = fresh->type_id;
+    // A service that is found where it has failed would fail again. An object may come back there, or the
+    // agent is still to find out that its server has died.
+    if (*fresh == failed &&
+        (service || !leadsAnywhere(failed) || !_pace.again(failed, options->connectTimeout)))
         return 0;
     ior = *fresh;
     return 1;

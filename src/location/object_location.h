@@ -9,10 +9,9 @@
 #include "location/announcement.h"
 #include "location/oad_client.h"
 #include "location/object_finder.h"
+#include "location/retry_pace.h"
 #include "marshal/reference/vobjectid.h"
 #include "orb/module_registry.h"
-
-class TRXSkelInfo;
 
 // One belongs to each adapter whose named objects are announced, one to the bind chain. The latter finds the
 // address for a reference that has a name in its place, and another one for a reference whose server does not
@@ -45,6 +44,7 @@ private:
     CORBA_BOA* _adapter;
     harbolance::OADClient _oad;
     harbolance::ObjectFinder _finder;
+    harbolance::RetryPace _pace;
 };
 
 // What TRXLocation keeps for one binding: which object is wanted.

@@ -2,15 +2,16 @@
 // standard input, and ends each with the line "= RESULT", which is the exception's name when there was one:
 //
 //     bind [NAME [HOST]]: from here on the object of that name on that host, or any Echo
+//     moved NOTES: calls until the object has others
 //     null COUNT, say TEXT, note COUNT (ones), notes, relay DEPTH, fail HOW, crash, exists, is_a ID, hash
 //     give OCTETS, take OCTETS, turn COUNT: [ok] when what comes back is what it has to be
 //     another: one more object of the server is called; late: and once more when it has gone there
 //     defer COUNT: so many requests are sent before the first reply is taken
-//     limits SEND RECEIVE CONNECT, rebind 0 or 1: options of the reference
-//     spent COUNT: the allocations that so many null calls cost, of both processes
-//     cancelled: a timer cancels the request that is being waited for
-//     dropped: the server calls back a servant that releases the reference of the call; the last command
-//     load ROUNDS: calls of every kind; the descriptors and the octets of the heap that they cost
+//     limits SEND RECEIVE CONNECT, rebind 0 or 1: options of the reference, or of all that are bound from
+//     here on spent COUNT: the allocations that so many null calls cost, of both processes cancelled: a timer
+//     cancels the request that is being waited for dropped: the server calls back a servant that releases the
+//     reference of the call; the last command load ROUNDS: calls of every kind; the descriptors and the
+//     octets of the heap that they cost
 
 #include "echo_servant.h"
 #include "invoke/stub/vstub.h"
@@ -95,14 +96,16 @@ string another(bool late) {
 }
 
 void limits(std::istream& in, bool rebind) {
-    CORBA_BindOptions options;
-    const std::unique_ptr<CORBA_BindOptions> now(echo->_bind_options());
-    options = *now;
+    const std::unique_ptr<CORBA_BindOptions> options(echo ? echo->_bind_options()
+                                                          : CORBA::Object::_default_bind_options());
     if (rebind)
-        in >> options.enableRebind;
+        in >> options->enableRebind;
     else
-        in >> options.sendTimeout >> options.receiveTimeout >> options.connectTimeout;
-    echo->_bind_options(options);
+        in >> options->sendTimeout >> options->receiveTimeout >> options->connectTimeout;
+    if (echo)
+        echo->_bind_options(*options);
+    else
+        CORBA::Object::_default_bind_options(*options);
 }
 
 int descriptors() {
@@ -148,6 +151,11 @@ string load(int rounds) {
 
 void bindTo(const string& name, const string& host) {
     echo = Calls::Echo::_bind(name.c_str(), host.empty() ? nullptr : host.c_str());
+}
+
+void moved(CORBA::ULong notes) {
+    while (echo->notes() == static_cast<CORBA::Long>(notes)) {
+    }
 }
 
 string spent(CORBA::ULong count) {
@@ -201,6 +209,8 @@ string run(const string& line) {
         const string name = word();
         return bindTo(name, word()), "ok";
     }
+    if (command == "moved")
+        return moved(number()), "ok";
     if (command == "null") {
         for (CORBA::ULong i = number(); i > 0; --i)
             echo->null();

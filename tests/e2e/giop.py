@@ -18,6 +18,11 @@ class Writer:
         self.octets += b" " * (-len(self.octets) % 4) + struct.pack("<I" if self.little else ">I", value)
         return self
 
+    def aligned(self, octets):
+        """What has been written at a multiple of 4, such as a stringified reference behind its first 4 octets."""
+        self.octets += b" " * (-len(self.octets) % 4) + octets
+        return self
+
     def octet(self, value):
         self.octets += bytes([value])
         return self
