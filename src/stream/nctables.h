@@ -138,10 +138,12 @@ struct NCInTable {
 
     // As with the writer, `known` is cleared by the next object.
     void forgetObjects() {
-        // After a huge message the tables shrink: clearing them for each of the small ones behind it would
-        // cost more than these.
-        constexpr uint32_t large = 1u << 18;
-        if (known.capacity() > large) {
+        // A table that is far too large for this message shrinks, and a huge one in any case: clearing it for each
+        // of the small messages behind a large one would cost more than these.
+        constexpr uint32_t small = 1u << 12;
+        constexpr uint32_t huge = 1u << 18;
+        const bool spacious = known.capacity() > small && known.size() < known.capacity() / 16;
+        if (spacious || known.capacity() > huge) {
             known.resize(16);
             objects.shrink_to_fit();
         }
