@@ -3,6 +3,8 @@
 #include "marshal/exception/orb_exceptions.h"
 #include "marshal/reference/vutil.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <iostream>
 #include <memory>
@@ -113,12 +115,33 @@ CORBA_Object* AgentImpl::providerObject(DSProvider& provider, bool activable) {
     return nullptr;
 }
 
+// A server that has been silent once is so for all of its objects: they cost one wait.
 bool AgentImpl::isDead(CORBA_Object& object) {
+    IIOP::ProfileBody body;
+    try {
+        TRXUtil::iiop_body(harbolance::ObjectOperations::installed().reference(&object), body);
+    } catch (const CORBA_Exception&) {
+        return true; // no call can reach it
+    }
+    const std::string server = textOr(body.host.in(), "") + (":" + std::to_string(body.port));
+    if (_silentServers.contains(server))
+        return true;
+    using Clock = std::chrono::steady_clock;
+    const auto start = Clock::now();
+    const bool dead = !test(object);
+    const std::chrono::seconds limit(locationSettings.timeout);
+    if (dead && limit.count() > 0 && Clock::now() - start >= limit)
+        _silentServers.insert(server);
+    return dead;
+}
+
+// Whether the object is there.
+bool AgentImpl::test(CORBA_Object& object) {
     const TestConditions conditions(object, orb(), locationSettings.timeout);
     try {
-        return object._non_existent() != 0;
+        return object._non_existent() == 0;
     } catch (const CORBA_Exception&) {
-        return true;
+        return false;
     }
 }
 

@@ -20,6 +20,24 @@ TRXORB& AgentImpl::orb() {
     return *_orb;
 }
 
+// What an operation shares with those that it consists of. There is an agent to ask.
+class AgentImpl::Operation {
+public:
+    explicit Operation(AgentImpl& agent) : _agent(agent), _batch(agent.connectedUser()) {
+        ++_agent._operations;
+    }
+    Operation(const Operation&) = delete;
+    Operation& operator=(const Operation&) = delete;
+    ~Operation() {
+        if (--_agent._operations == 0)
+            _agent._silentServers.clear();
+    }
+
+private:
+    AgentImpl& _agent;
+    DSUser::Batch _batch;
+};
+
 // For an operation that asks for many interfaces: the set of daemons of its start serves all of them.
 class AgentImpl::OADsHeld {
 public:
@@ -111,7 +129,7 @@ DescSeq* AgentImpl::all_replica_descs(const char* repository_id, const char* ins
 }
 
 ObjSeq* AgentImpl::objectsOf(const char* rep, const char* objectName) {
-    const DSUser::Batch batch(connectedUser());
+    const Operation operation(*this);
     const Providers providers = allProviders(rep, objectName);
     const NCRef<DSSet> all =
         providers.normal ? DSSet::unionOf(*providers.normal, *providers.oad) : providers.oad;
@@ -128,7 +146,7 @@ ObjSeq* AgentImpl::objectsOf(const char* rep, const char* objectName) {
 }
 
 DescSeq* AgentImpl::descsOf(const char* rep, const char* objectName) {
-    const DSUser::Batch batch(connectedUser());
+    const Operation operation(*this);
     const Providers providers = allProviders(rep, objectName);
     DescSeq_var descs = new DescSeq;
     descs->length((providers.normal ? providers.normal->size() : 0) + providers.oad->size());
@@ -142,7 +160,7 @@ DescSeq* AgentImpl::descsOf(const char* rep, const char* objectName) {
 // ---------------------------------------------------------------------------------------------
 
 ObjSeqSeq* AgentImpl::all_available() {
-    const DSUser::Batch batch(connectedUser());
+    const Operation operation(*this);
     const OADsHeld held(*this);
     const RepositoryIdSeq_var ids(all_repository_ids());
     ObjSeqSeq_var all = new ObjSeqSeq;
@@ -155,7 +173,7 @@ ObjSeqSeq* AgentImpl::all_available() {
 }
 
 DescSeqSeq* AgentImpl::all_available_descs() {
-    const DSUser::Batch batch(connectedUser());
+    const Operation operation(*this);
     const OADsHeld held(*this);
     const RepositoryIdSeq_var ids(all_repository_ids());
     DescSeqSeq_var all = new DescSeqSeq;

@@ -11,6 +11,9 @@
 
 #include <harbolance/obj_location_skel.h>
 
+#include <set>
+#include <string>
+
 // The location service as an object of this process, which programs get by the initial reference
 // "LocationService". It is transient and not announced; calls to it are plain calls.
 //
@@ -71,6 +74,7 @@ private:
         NCRef<DSSet> normal;
         NCRef<DSSet> oad;
     };
+    class Operation;
     class OADsHeld;
 
     TRXORB& orb();
@@ -85,6 +89,7 @@ private:
 
     CORBA_Object* providerObject(DSProvider& provider, bool activable);
     bool isDead(CORBA_Object& object);
+    bool test(CORBA_Object& object);
     void describe(const DSProvider& provider, CORBA_Object* object, ObjLocation::Desc& desc, const char* rep);
     CORBA_ULong _convert(ObjLocation::DescSeq& seq, CORBA_ULong index, const DSSet* set, bool activable,
                          const char* rep);
@@ -95,4 +100,8 @@ private:
     bool _debug;
     CORBA_Boolean _willRefreshOADs = 1;
     NCRef<DSSet> _oadAddrs; // of DSAddr; null as long as they are not known
+
+    // Of the operation under way, which may be part of another.
+    int _operations = 0;
+    std::set<std::string> _silentServers; // that have let a test time out
 };

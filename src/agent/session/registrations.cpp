@@ -106,10 +106,11 @@ int Registrations::unregisterTrigger(DSName* name, DSTriggerHandler* handler) {
     // Wrappers are equal when their handlers are, so a new one finds the old.
     if (!handlers || !handlers->remove(wrapper.get()))
         return DSUser::unknownTrigger;
-    if (handlers->isEmpty())
-        // Done before the agent is asked: the handler may be destroyed after this call, whatever the agent
-        // says.
-        triggers_.removeKey(name);
+    // The agent knows one trigger of this session on a name: it stays for the other handlers.
+    if (!handlers->isEmpty())
+        return DSUser::done;
+    // Done before the agent is asked: the handler may be destroyed after this call, whatever the agent says.
+    triggers_.removeKey(name);
     if (const int status = link_.readiness())
         return status;
     const NCRef<DSRequest> question = new DSRequest(DSRequestUnregisterTrigger, name);
