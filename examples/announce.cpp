@@ -32,7 +32,7 @@ constexpr const char* usage =
     "  --address HOST     where the objects listen (default: this host)\n"
     "  --port N           and their port there (default: 0)\n"
     "  --oad              as registered with an activation daemon, not started by hand\n"
-    "  --exact            register each text as it stands, not under the forms that clients ask for\n"
+    "  --exact            register each text as it stands, without a reference\n"
     "  --reference TEXT   carry this stringified reference in each registration\n"
     "  --help             print this and exit\n"
     "  --version          print the version and exit\n";
@@ -102,29 +102,50 @@ Options parse(int argc, char** argv) {
     return options;
 }
 
+// What is registered of one object.
+struct Announced {
+    std::vector<std::string> names;
+    std::string reference;
+};
+
+// A reference to an object of that interface and name at the address, as a server would make it.
+std::string referenceTo(const std::string& id, const std::string& name, const DSAddr& address) {
+    const TRXRef<TRXObjectId> object(new TRXPersistentId(id.c_str(), name.c_str()));
+    IIOP::ProfileBody body;
+    body.host = address.dottedAddr();
+    body.port = static_cast<CORBA::UShort>(address.port());
+    body.object_key = *CORBA_OctetSequence_var(TRXUtil::key_from_id(*object));
+    IOP::IOR ior;
+    ior.type_id = id.c_str();
+    TRXUtil::set_iiop_body(ior, body);
+    return CORBA::String_var(TRXUtil::ior_to_string(ior)).in();
+}
+
 // The texts under which clients look for an object: its interface and its name, on any host or on this one.
-std::vector<std::string> namesOf(const std::string& object, const std::string& host) {
+Announced announcedAs(const std::string& object, const DSAddr& address) {
+    const std::string host = address.dottedAddr();
     const size_t equals = object.find('=');
     const std::string id = object.substr(0, equals);
-    std::vector<std::string> names = {id, host + "_" + id};
-    if (equals != std::string::npos && equals + 1 < object.size()) {
-        const std::string name = object.substr(equals + 1);
-        names.push_back(host + "_" + id + "_" + name);
-        names.push_back(id + "_" + name);
+    const std::string name = equals == std::string::npos ? "" : object.substr(equals + 1);
+    Announced announced{{id, host + "_" + id}, referenceTo(id, name, address)};
+    if (!name.empty()) {
+        announced.names.push_back(host + "_" + id + "_" + name);
+        announced.names.push_back(id + "_" + name);
     }
-    return names;
+    return announced;
 }
 
 // One registration. A record is held by NCRef for as long as it is needed here; the session holds what it has
 // registered, and registers it again with the next agent when one goes away.
-bool announce(DSUser& session, const Options& options, const std::string& text, const DSAddr& address) {
-    NCRef<DSResource> reference; // an extra record, which travels with the name
-    if (!options.reference.empty())
-        reference = new DSName(options.reference.c_str(), dsArgType, DSServiceReference);
-    const DSName name(text.c_str(), dsArgType, options.serviceType, reference.get());
+bool announce(DSUser& session, const std::string& text, const std::string& reference, int serviceType,
+              const DSAddr& address) {
+    NCRef<DSResource> value; // an extra record, which travels with the name
+    if (!reference.empty())
+        value = new DSName(reference.c_str(), dsArgType, DSServiceReference);
+    const DSName name(text.c_str(), dsArgType, serviceType, value.get());
     const NCRef<DSProvider> provider = new DSProvider(name, address);
     const int status = session.registerProvider(provider.get());
-    // Two objects share the names of their interface.
+    // Objects with one reference share the names of their interface.
     if (status != DSUser::done && status != DSUser::knownProvider)
         std::cerr << "announce: the agent did not take " << text << " (status " << status << ")\n";
     return status == DSUser::done;
@@ -187,11 +208,11 @@ int main(int argc, char** argv) {
     // step 7.
     Stop stop;
     size_t taken = 0;
-    const std::string host = address.dottedAddr();
     for (const std::string& object : options.objects) {
-        for (const std::string& text :
-             options.exact ? std::vector<std::string>{object} : namesOf(object, host))
-            taken += announce(*session, options, text, address) ? 1 : 0;
+        const Announced announced = options.exact ? Announced{{object}, ""} : announcedAs(object, address);
+        const std::string& reference = options.reference.empty() ? announced.reference : options.reference;
+        for (const std::string& text : announced.names)
+            taken += announce(*session, text, reference, options.serviceType, address) ? 1 : 0;
     }
     std::cout << "announce: " << taken << " names at agent " << session->agentAddr().dottedAddr()
               << std::endl;

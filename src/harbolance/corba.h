@@ -19,6 +19,7 @@
 #include "marshal/exception/user_exception.h"
 #include "marshal/exception/vexcept.h"
 #include "marshal/reference/vior.h"
+#include "marshal/reference/vutil.h"
 #include "marshal/sequence/octet_sequence.h"
 #include "marshal/sequence/string_sequence.h"
 #include "marshal/text/vstr.h"

@@ -342,9 +342,8 @@ class Domain(PeerscanCase):
         agent, near, far = self.start_locd(self.host(1)), self.host(3), self.host(4)
         for host, key, name, *words in ((near, "IDL:Bank/Account:1.0", "Alice"), (far, OAD_ID, ""),
                                         (far, "IDL:Bank/Archive:1.0", "Vault", "--oad"), (far, "IDL:Idle:1.0", "Ann")):
-            text = giop.reference(key, host, 15010, giop.object_key(key, name))
             program = self.start("announce", "-ORBagentaddr", agent.host, "-ORBagentport", agent.port, *words,
-                                 "--address", host, "--port", 15010, "--reference", text, f"{key}={name}")
+                                 "--address", host, "--port", 15010, f"{key}={name}")
             program.wait_line(rf"announce: \d+ names at agent {agent.host}$")
         # What is at a daemon's address counts as registered with it; the daemon itself does not.
         registered = "".join(f"\n\t\tREPOSITORY ID: {key}\n\t\t\tOBJECT NAME: {name}\n"
