@@ -69,8 +69,6 @@ int serve(const oadd::Options& options, const oadd::Programs& programs, oadd::Re
     oadd::Lookups lookups(servers);
     oadd::Daemon daemon{programs, access, registrations, servers, lookups};
     oadd::Signals signals(servers, lookups);
-    if (!signals.open())
-        return fail(std::string("cannot receive signals: ") + std::strerror(errno));
     const TRXRef<TRXServerInterceptorFactory> gates(new oadd::GateFactory(daemon));
     TRXChainServerIntercepFactory::add(gates.get());
 
@@ -84,6 +82,8 @@ int serve(const oadd::Options& options, const oadd::Programs& programs, oadd::Re
     servers.use({references.text(), domainWords()});
     for (const auto& entry : registrations.all())
         announcer.announce(entry->object);
+    if (!signals.open())
+        return fail(std::string("cannot receive signals: ") + std::strerror(errno));
     if (!options.referenceFile.empty() && !writeReference(options.referenceFile, references.text()))
         return fail("cannot write " + options.referenceFile + ": " + std::strerror(errno));
     std::printf("oadd: listening on %s port %d\n", references.host().c_str(), references.port());

@@ -55,7 +55,7 @@ public:
             complain(std::string("the first line is not '") + std::string(firstLine) + "'");
         if (fault_.empty() && !ended_)
             complain("the last line is not 'end': the file has been cut short");
-        if (fault_.empty() && !trimmed(text).empty())
+        if (fault_.empty() && text.find_first_not_of(" \t\r\n") != text.npos)
             complain("there is more behind 'end'");
         if (!fault_.empty())
             return FileFault{std::max<size_t>(number_, 1), fault_};
@@ -244,7 +244,8 @@ std::optional<std::string> RegistrationFile::open(Registry& registry) {
 
 bool RegistrationFile::save(const Registry& registry) const {
     const std::string fresh = path_ + ".new";
-    Descriptor file(::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, ownersOnly));
+    ::unlink(fresh.c_str()); // what a crash has left
+    Descriptor file(::open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, ownersOnly));
     if (!file.isOpen() || !writeAll(file.get(), formatRegistry(registry)) || ::fsync(file.get()) != 0 ||
         !file.close() || ::rename(fresh.c_str(), path_.c_str()) != 0)
         return false;

@@ -4,15 +4,16 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <initializer_list>
 
 namespace oadd {
 
 namespace {
 
-sigset_t heldSignals() {
+sigset_t setOf(std::initializer_list<int> signals) {
     sigset_t set;
     sigemptyset(&set);
-    for (const int signal : {SIGTERM, SIGINT, SIGCHLD})
+    for (const int signal : signals)
         sigaddset(&set, signal);
     return set;
 }
@@ -24,7 +25,7 @@ void Signals::hold() {
     for (const int signal : {SIGHUP, SIGPIPE, SIGXFSZ})
         std::signal(signal, SIG_IGN);
     std::signal(SIGCHLD, SIG_DFL); // ignored, it would take the children's end away
-    const sigset_t set = heldSignals();
+    const sigset_t set = setOf({SIGCHLD});
     sigprocmask(SIG_BLOCK, &set, nullptr);
 }
 
@@ -34,7 +35,8 @@ Signals::~Signals() {
 }
 
 bool Signals::open() {
-    const sigset_t set = heldSignals();
+    const sigset_t set = setOf({SIGTERM, SIGINT, SIGCHLD});
+    sigprocmask(SIG_BLOCK, &set, nullptr);
     fd_.reset(signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC));
     if (!fd_.isOpen())
         return false;

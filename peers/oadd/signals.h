@@ -8,7 +8,8 @@ namespace oadd {
 // SIGINT ends the servers and then the daemon, a second one the daemon at once; the servers follow it.
 class Signals : public dpIOHandler {
 public:
-    // From now on none of these signals ends the process.
+    // From now on the ends of children wait to be noticed. SIGTERM and SIGINT end the process as they end
+    // every program of the ORB, until `open`: there are no servers yet.
     static void hold();
 
     Signals(Servers& servers, Lookups& lookups) : servers_(servers), lookups_(lookups) {}

@@ -1,10 +1,10 @@
 // Serves objects of the interface Activated, each with the name of a word of the command line, and tells the
-// daemon that has started it. Words of the form -MODE in front say how it behaves:
+// daemon that has started it. Words of the form -MODE say how it behaves:
 //
-//     -fork   a child of the process serves, the process itself ends
-//     -hang   it makes nothing active
-//     -end    it ends at once
-//     -deaf   it takes no SIGTERM
+//     -fork        a child of the process serves, the process itself ends
+//     -wait=FILE   it makes nothing active until there is that file
+//     -end         it ends at once
+//     -deaf        it takes no SIGTERM before it makes its objects active
 
 #include "activated_skel.h"
 
@@ -27,21 +27,27 @@ public:
 };
 
 void behave(const std::string& mode) {
+    constexpr useconds_t pause = 10000;
     if (mode == "-end")
         _exit(3);
     if (mode == "-deaf")
         std::signal(SIGTERM, SIG_IGN);
     if (mode == "-fork" && fork() != 0)
         _exit(0);
-    while (mode == "-hang")
-        pause();
+    if (mode.starts_with("-wait=")) {
+        while (access(mode.substr(mode.find('=') + 1).c_str(), F_OK) != 0)
+            usleep(pause);
+    }
 }
 
 // What the adapter does for its objects once it has found a daemon.
-void announce(CORBA::ORB_ptr orb, const char* daemon, const char* uid, Activated_ptr object) {
+void announce(CORBA::ORB_ptr orb, CORBA::BOA_ptr boa, const char* daemon, const char* uid,
+              Activated_ptr object) {
     const CORBA::Object_var reference = orb->string_to_object(daemon);
     const Activation::OAD_var oad = Activation::OAD::_narrow(reference);
-    delete oad->boa_activate_obj(object, object->_interface_name(), std::atoi(uid));
+    const std::unique_ptr<TRXEXT_CreationImplDef> definition(
+        oad->boa_activate_obj(object, object->_interface_name(), std::atoi(uid)));
+    dynamic_cast<TRXAdapter&>(*boa).activation_policy(definition->activation_policy());
 }
 
 } // namespace
@@ -61,8 +67,9 @@ int main(int argc, char** argv) {
             Activated_var& object = objects.emplace_back(new Servant(argv[i]));
             boa->obj_is_ready(object);
             if (daemon && uid)
-                announce(orb, daemon, uid, object);
+                announce(orb, boa, daemon, uid, object);
         }
+        std::cout << "ready" << std::endl;
         boa->impl_is_ready();
         return 0;
     } catch (const CORBA::Exception& exception) {

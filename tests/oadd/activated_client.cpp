@@ -1,0 +1,26 @@
+// Prints the process that serves the reference of the command line, once for each line that is typed, or the
+// name of the exception that the call has raised.
+
+#include "activated_stub.h"
+
+#include <iostream>
+#include <string>
+
+int main(int argc, char** argv) {
+    try {
+        const CORBA::ORB_var orb = CORBA::ORB_init(argc, argv);
+        const CORBA::Object_var reference = orb->string_to_object(argc > 1 ? argv[1] : "");
+        const Activated_var object = Activated::_narrow(reference);
+        for (std::string line; std::getline(std::cin, line);) {
+            try {
+                std::cout << object->process() << std::endl;
+            } catch (const CORBA::Exception& exception) {
+                std::cout << exception._name() << std::endl;
+            }
+        }
+        return 0;
+    } catch (const CORBA::Exception& exception) {
+        std::cerr << exception << std::endl;
+        return 1;
+    }
+}
