@@ -47,7 +47,7 @@ CORBA_BOA* openAdapter(CORBA_ORB& orb, std::vector<std::string> words) {
 // The servers look for their agent where the daemon does.
 std::vector<std::string> domainWords() {
     std::vector<std::string> words;
-    for (const char* key : {"ORBagentaddr", "ORBagentport"}) {
+    for (const char* key : {"ORBagent", "ORBagentaddr", "ORBagentport"}) {
         if (const auto value = TRXORB::current()->property(key))
             words.insert(words.end(), {std::string("-") + key, *value});
     }

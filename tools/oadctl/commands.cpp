@@ -24,6 +24,8 @@ std::string readReferenceFile(const std::string& name) {
     return reference;
 }
 
+constexpr const char* notThere = "no activation daemon answers at the reference; is oadd running?";
+
 // --- Finding the daemon ------------------------------------------------------------------------------------
 
 Activation::OAD* byReference(const std::string& reference) {
@@ -36,7 +38,7 @@ Activation::OAD* byReference(const std::string& reference) {
     } catch (const CORBA_SystemException&) {
         // nothing answers there
     }
-    throw Failure("no activation daemon answers at the given reference; is oadd running?");
+    throw Failure(notThere);
 }
 
 Activation::OAD* byHost(const std::optional<std::string>& host) {
@@ -167,6 +169,10 @@ void execute(const Choice& choice, std::ostream& out) {
                       "or start oadd with --allow and the network of this host");
     } catch (const CORBA_BAD_PARAM&) {
         throw Failure("the daemon does not accept the definition of " + what + "; its log says why");
+    } catch (const CORBA_NO_IMPLEMENT&) {
+        throw Failure(notThere);
+    } catch (const CORBA_OBJECT_NOT_EXIST&) {
+        throw Failure(notThere);
     } catch (const CORBA_PERSIST_STORE& failure) {
         throw Failure(std::string("nothing is changed, the daemon cannot write its file of registrations: ") +
                       std::strerror(static_cast<int>(failure.minor())));

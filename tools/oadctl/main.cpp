@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr CORBA_ULong connectSeconds = 10;
+constexpr CORBA_ULong connectSeconds = 2; // more would try again where nothing listens
 
 int fail(const std::string& message) {
     std::cerr << "oadctl: " << message << "\n";
