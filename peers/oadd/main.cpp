@@ -20,7 +20,6 @@ using namespace harbolance;
 namespace {
 
 constexpr int usageError = 2;
-constexpr const char* objectName = "oadd";
 
 // Otherwise the first socket would get the number of a closed stream, and what is printed would go there.
 void openStandardStreams() {
@@ -42,6 +41,14 @@ CORBA_BOA* openAdapter(CORBA_ORB& orb, std::vector<std::string> words) {
     int argc = static_cast<int>(argv.size());
     argv.push_back(nullptr);
     return orb.BOA_init(argc, argv.data());
+}
+
+// The daemon's object has the name of its host's address, so that what looks for a daemon anew by interface
+// and name comes to the same host's.
+std::string addressOf(CORBA_BOA& boa) {
+    const std::unique_ptr<IOP::TaggedProfile> profile(
+        dynamic_cast<TRXAdapter&>(boa).profile(CORBA_OctetSequence()));
+    return IIOP::decoded(profile->profile_data).host.in();
 }
 
 // The servers look for their agent where the daemon does.
@@ -73,7 +80,7 @@ int serve(const oadd::Options& options, const oadd::Programs& programs, oadd::Re
     TRXChainServerIntercepFactory::add(gates.get());
 
     CORBA_BOA* boa = openAdapter(*orb, options.adapterWords);
-    const Activation::OAD_var servant(new oadd::Servant(objectName, daemon));
+    const Activation::OAD_var servant(new oadd::Servant(addressOf(*boa).c_str(), daemon));
     boa->obj_is_ready(servant.in());
     const oadd::References references(*orb, servant.in());
     oadd::Announcer announcer(references, TRXORB::current()->agentEnabled());

@@ -173,6 +173,9 @@ void execute(const Choice& choice, std::ostream& out) {
         throw Failure(notThere);
     } catch (const CORBA_OBJECT_NOT_EXIST&) {
         throw Failure(notThere);
+    } catch (const CORBA_COMM_FAILURE&) {
+        throw Failure(
+            "the daemon has gone while it was asked; oadctl list shows what is registered once it is back");
     } catch (const CORBA_PERSIST_STORE& failure) {
         throw Failure(std::string("nothing is changed, the daemon cannot write its file of registrations: ") +
                       std::strerror(static_cast<int>(failure.minor())));

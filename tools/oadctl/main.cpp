@@ -22,6 +22,7 @@ int startORB(int argc, char** argv) {
     std::copy(argv + before, argv + argc, argv + left);
     CORBA_BindOptions options;
     options.connectTimeout = connectSeconds;
+    options.enableRebind = 0; // not to another host's daemon
     CORBA_Object::_default_bind_options(options);
     return argc - (before - left);
 }
