@@ -59,12 +59,15 @@ tree::ScopedName scopedName(std::string_view text, Position position) {
     name.global = text.starts_with("::");
     if (name.global)
         text.remove_prefix(2);
-    while (!text.empty()) {
+    // At least one part, as who looks it up expects. One that is empty, as behind the "::" of "A::", is found
+    // nowhere, and reported there.
+    for (;;) {
         const size_t end = std::min(text.find("::"), text.size());
         name.parts.push_back({std::string(text.substr(0, end)), false, position});
-        text.remove_prefix(std::min(end + 2, text.size()));
+        if (end == text.size())
+            return name;
+        text.remove_prefix(end + 2);
     }
-    return name;
 }
 
 bool isVersion(std::string_view text) {
