@@ -258,10 +258,10 @@ tree::Operation Parser::operation(tree::Definition& result) {
     }
     result.name = identifier("the name of the operation");
     expect("(");
-    while (!token_.is(")")) {
-        operation.parameters.push_back(parameter());
-        if (!accept(","))
-            break;
+    if (!token_.is(")")) {
+        do
+            operation.parameters.push_back(parameter());
+        while (accept(","));
     }
     expect(")");
     if (accept(Keyword::raises)) {
