@@ -61,6 +61,7 @@ struct Notice {
 struct Outbox {
     std::deque<Notice> waiting;
     size_t octets = 0;         // of those that wait
+    bool overrun = false;      // its share is used up: it gets no more, and its client is about to be removed
     std::vector<uint8_t> sent; // the datagram on its way; empty when there is none
     uint32_t number = 0;
     int64_t due = 0; // when it is repeated, in milliseconds

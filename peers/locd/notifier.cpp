@@ -34,8 +34,13 @@ void Notifier::enqueue(Client& client, const Notice& notice) {
     if (!client.outbox)
         client.outbox = std::make_unique<Outbox>();
     Outbox& outbox = *client.outbox;
+    // Told once: a client that leaves with all its providers may cause a notice for each, while those who do
+    // not keep up are removed only when that is done.
+    if (outbox.overrun)
+        return;
     if (!hasShare(waiting_, mostWaiting, outbox.waiting.size(), mostOfClient, 1) ||
         !hasShare(octets_, mostOctets, outbox.octets, mostOctetsOfClient, notice.octets)) {
+        outbox.overrun = true;
         hooks_.overrun(client);
         return;
     }

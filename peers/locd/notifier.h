@@ -18,8 +18,8 @@ public:
     static constexpr size_t mostOctetsOfClient = size_t{16} * 1024 * 1024;
     static constexpr size_t mostOctets = size_t{64} * 1024 * 1024;
 
-    // Told of a client that does not acknowledge, and of one that does not keep up. Called while other work
-    // is in hand: the client must not be removed until that is done.
+    // Told of a client that does not acknowledge, and once of one that does not keep up. Called while other
+    // work is in hand: the client must not be removed until that is done.
     struct Hooks {
         std::function<void(Client&)> silent;
         std::function<void(Client&)> overrun;

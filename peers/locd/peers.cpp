@@ -200,6 +200,9 @@ bool Peers::take(const DSAMessage& message, const sockaddr_in& from) {
 }
 
 void Peers::takeLeave(uint32_t id, const sockaddr_in& from) {
+    // Any host can send such messages, also with numbers that were never heard of.
+    if (former_.size() >= most)
+        former_.erase(former_.begin());
     former_.push_back({id, keyOf(from), nowMilliseconds()});
     const Place known = findId(id);
     const Place leaving = known != peers_.end() ? known : findAddress(from);
