@@ -45,6 +45,7 @@ Agent::Agent(const Options& options, Log& log)
 Agent::~Agent() {
     for (const UdpSocket& socket : endpoint_.sockets())
         dpDispatcher::instance()->unlink(socket.fd());
+    // What is taken out below is told to no client.
     leaving_ = true;
     // The registry and the clients are linked with each other: these links go before either does.
     clients_.forEach([this](Client& client) {
@@ -54,12 +55,15 @@ Agent::~Agent() {
 }
 
 std::optional<int> Agent::start() {
+    // The UDP port first: it tells whether another agent runs here already. A second agent must not take a
+    // list port.
     if (!endpoint_.open(options_.address, options_.port))
         return options_.port;
     if (!lists_.open(options_.address, options_.listPort))
         return options_.listPort;
     for (const UdpSocket& socket : endpoint_.sockets())
         dpDispatcher::instance()->link(socket.fd(), dpDispatcher::readMask, this);
+    // Last, since the announcement makes others ask at once.
     peers_.start();
     return std::nullopt;
 }
@@ -68,6 +72,7 @@ int Agent::inputReady(int fd) {
     const auto& sockets = endpoint_.sockets();
     const auto socket =
         std::find_if(sockets.begin(), sockets.end(), [fd](const UdpSocket& each) { return each.fd() == fd; });
+    // What is left stays readable, and the dispatcher calls again.
     for (int i = 0; i < datagramsAtOnce; ++i) {
         sockaddr_in from{};
         const ssize_t size = socket->receive(decoder_.area(), from);
@@ -75,11 +80,14 @@ int Agent::inputReady(int fd) {
             break;
         receive(static_cast<size_t>(size), from);
     }
+    // Here no message is being worked on, so that no part of the agent holds a pointer to a client.
     dropOverrun();
     return 0;
 }
 
 void Agent::receive(size_t size, const sockaddr_in& from) {
+    // Null for anything that is no record; then every cast below is null too, and the datagram counts as
+    // malformed.
     const NCRef<DSResource> record = decoder_.decode(size);
     const auto* request = nc_cast<DSRequest>(record.get());
     auto* reply = nc_cast<DSReply>(record.get());
@@ -95,6 +103,7 @@ void Agent::receive(size_t size, const sockaddr_in& from) {
     } else if (request && request->isCurrentVersion()) {
         sessions_.receive(*request, from, size);
     } else if (request) {
+        // A client of another version is told so, or it would wait for an answer and ask again.
         const NCRef<DSMessage> header = decoder_.foreignHeader(size);
         if (header)
             sessions_.refuseVersion(*header, from);
@@ -111,6 +120,8 @@ void Agent::receive(const DSAMessage& message, const sockaddr_in& from) {
     NCRef<DSAReply> reply;
     if (message.msgType() == DSTypeLocateAgent) {
         if (peers_.take(message, from)) {
+            // The address by which this sender can reach the agent, which has several when it is bound to
+            // none.
             const NCRef<DSAddr> address(endpoint_.addressFor(from, endpoint_.port()));
             reply = new DSAReply(DSReplyAgentLocated, message, DSStatusDone, address.get());
         }
@@ -119,6 +130,7 @@ void Agent::receive(const DSAMessage& message, const sockaddr_in& from) {
         reply = new DSAReply(DSReplyPlain, message, DSStatusDone, address.get());
     } else if (message.msgType() == DSTypeProviderUnreachable) {
         if (const auto* provider = nc_cast<DSProvider>(message.object()))
+            // Any process can say so. It makes the agent ask the client, and nothing more.
             sessions_.unreachable(*provider);
     }
     if (reply)
@@ -127,8 +139,11 @@ void Agent::receive(const DSAMessage& message, const sockaddr_in& from) {
 
 void Agent::dropOverrun() {
     while (!overrun_.empty()) {
+        // To drop one client tells others of its providers, which may overrun them too; so the list may grow
+        // here.
         const sockaddr_in address = overrun_.back();
         overrun_.pop_back();
+        // By address, since the client may have gone by another way meanwhile.
         if (Client* client = clients_.find(address))
             sessions_.dropAndTell(*client, "does not keep up with its notifications");
     }
@@ -153,6 +168,7 @@ void Agent::watchEnds(const ServiceName& service) {
 void Agent::beginLeaving() {
     leaving_ = true;
     log_(LogLevel::info, "going down with %u clients", clients_.size());
+    // The other agents first: they must not send clients here any more.
     peers_.leave();
     farewell_ = new DSRequest(DSRequestEndOfSession);
     sendFarewell();
@@ -161,6 +177,7 @@ void Agent::beginLeaving() {
 void Agent::sendFarewell() {
     clients_.forEach([this](Client& client) {
         if (!client.leaving)
+            // The same message, so that a client which gets it twice sees one request.
             endpoint_.send(*farewell_, client.address);
     });
 }

@@ -15,6 +15,7 @@ constexpr uint32_t firstTables = 64;
 
 const RequestMemory::Entry* RequestMemory::find(uint32_t number) const {
     const auto found = std::find_if(entries_.begin(), entries_.end(), [number](const Entry& entry) {
+        // A free place has the number 0, which a request may have as well.
         return entry.state != State::fresh && entry.number == number;
     });
     return found != entries_.end() ? &*found : nullptr;
@@ -38,9 +39,12 @@ void RequestMemory::answered(uint32_t number, std::span<const uint8_t> octets) {
     auto* entry = const_cast<Entry*>(find(number));
     if (!entry)
         return; // so many others came meanwhile
+    // Counted before the answer is stored, so that its own entry, which is not answered yet, is not among
+    // those that give way.
     octets_ += octets.size();
     for (size_t i = 0; octets_ > mostOctets && i < mostRequests; ++i) // the oldest answers first
         forgetAnswer(entries_[(next_ + i) % mostRequests]);
+    // Whatever its size: an answer has to be there for the repeat that may be on its way already.
     entry->answer.assign(octets.begin(), octets.end());
     entry->state = State::answered;
 }
@@ -82,6 +86,8 @@ Client* Clients::findById(uint32_t id) const {
 Client& Clients::add(std::unique_ptr<Client> client) {
     Client& added = *client;
     do {
+        // 0 stands for an answer without a number. After 2^32 clients the numbers begin anew, and old clients
+        // may still be there.
         added.id = nextId_++;
     } while (added.id == 0 || findById(added.id));
     byId_.insert({added.id, &added});

@@ -5,6 +5,7 @@ namespace locd {
 bool Endpoint::open(in_addr_t address, int port) {
     address_ = address;
     UdpSocket& socket = sockets_.emplace_back();
+    // The socket for routes is opened now, since no descriptor may be left later.
     if (!socket.open(address, port) || !routes_.open())
         return false;
     if (address == INADDR_ANY)
@@ -28,6 +29,7 @@ DSAddr* Endpoint::addressFor(const sockaddr_in& peer, int port) const {
 
 in_addr_t Endpoint::publicAddress(const sockaddr_in& client) const {
     const in_addr_t local = localAddressTowards(client);
+    // An agent that was bound to the loopback by its operator gives that address.
     return address_ == INADDR_ANY && isLoopback(local) ? primaryAddress() : local;
 }
 

@@ -16,6 +16,7 @@ Inquiries::Inquiries(Endpoint& endpoint, const Clients& clients, const Peers& pe
       ticker_([this] { tick(); }) {}
 
 bool Inquiries::ask(const Client& client, const DSRequest& request, DSName& name) {
+    // The client is answered at once then, as if none had the service.
     if (peers_.all().empty() || inquiries_.size() >= most)
         return false;
     auto inquiry = std::make_unique<Inquiry>();
@@ -27,6 +28,7 @@ bool Inquiries::ask(const Client& client, const DSRequest& request, DSName& name
     inquiry->since = nowMilliseconds();
     inquiry->repeated = false;
     send(*inquiry);
+    // After sending: answers are read from the loop, so none can come in between.
     inquiries_.insertAt(inquiries_.indexOf(inquiry->question->msgNum()), std::move(inquiry));
     if (!ticker_.running())
         ticker_.start(tickSeconds);
@@ -46,12 +48,14 @@ bool Inquiries::take(const DSReply& reply, const sockaddr_in& from) {
     auto* provider = reply.replyOk() ? nc_cast<DSProvider>(reply.reply()) : nullptr;
     // By sender, since a doubled answer must not count for an agent that has not answered.
     std::erase_if(inquiry.unanswered, [&](const sockaddr_in& agent) { return keyOf(agent) == keyOf(from); });
+    // The first that knows a provider decides; answers that come later find no question and are passed over.
     if (provider || inquiry.unanswered.empty())
         finish(reply.requestNum(), provider);
     return true;
 }
 
 void Inquiries::finish(uint32_t number, DSProvider* found) {
+    // Taken out before the hook runs, which may ask something new and change the table.
     const auto inquiry = inquiries_.take(number);
     if (inquiries_.size() == 0)
         ticker_.stop();

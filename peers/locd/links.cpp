@@ -47,11 +47,13 @@ void Links::heard(const Peer& peer) {
     }
     if (!link->working)
         begin(*link);
+    // With a request under way the list of agents is asked for another time; it is not urgent.
     else if (!link->request && nowMilliseconds() - link->listed >= listMilliseconds)
         add(*link, DSRequestListAgents);
 }
 
 void Links::left(const Peer& peer) {
+    // What this agent told is taken out of `remote_` before the link is destroyed, which is its holder.
     if (Link* link = find(peer.address))
         stop(*link);
     std::erase_if(links_, [&](const auto& link) { return keyOf(link->address) == keyOf(peer.address); });
@@ -75,10 +77,13 @@ void Links::begin(Link& link) {
     link.working = true;
     link.overrun = false;
     link.notified = false;
+    // Directly, and not by add(), which would send it before the second one stands behind it. The order
+    // counts: without a session the rest is refused.
     link.tasks.push_back({DSRequestLogin, new DSLogin(agentLoginName), 0});
     link.tasks.push_back({DSRequestListAgents, nullptr, 0});
     sendNext(link);
     registry_.forEachService([&](const ServiceName& service) {
+        // Triggers of other agents are not told on: they have links to all agents themselves.
         if (service.watchers > 0)
             add(link, DSRequestRegisterTrigger, withoutValue(*service.name).get());
     });
@@ -93,8 +98,10 @@ void Links::watch(DSName& name) {
 }
 
 void Links::unwatch(DSName& name) {
+    // One after the other, and looked up again each time: the service goes with its last registration.
     for (const ServiceName* service = remote_.service(name); service; service = remote_.service(name)) {
         const Registration& first = *service->registrations.front();
+        // Held over the call, since the probe is part of what is removed.
         remote_.remove(*first.holder, *NCRef<DSProvider>(first.provider));
     }
     const NCRef<DSName> told = withoutValue(name);
@@ -103,9 +110,11 @@ void Links::unwatch(DSName& name) {
 }
 
 void Links::add(Link& link, int type, DSName* name) {
+    // What is waited for is told when the link begins again.
     if (!link.working)
         return;
     const size_t octets = name ? std::strlen(name->name()) + fieldOctets : 0;
+    // An agent that does not answer must not take memory without end.
     if (link.octets + octets > mostOctets) {
         link.overrun = true;
         return;
@@ -129,6 +138,7 @@ void Links::sendNext(Link& link) {
     if (task.type == DSRequestListAgents)
         link.listed = nowMilliseconds();
     link.request = new DSRequest(task.type, task.object.get(), peers_.id());
+    // The estimate of the round trip lasts over requests; only a link that has failed starts without one.
     if (!link.rtt.valid)
         link.rtt.reset();
     link.rtt.nrexmt = 0;
@@ -146,6 +156,7 @@ bool Links::take(DSReply& reply, const sockaddr_in& from) {
     }
     if (reply.replyType() != DSReplyTrigger)
         return false;
+    // Copies are acknowledged too: the acknowledgement of the first one may have been lost.
     endpoint_.send(*NCRef<DSReply>(new DSReply(DSReplyTriggerAcknowledged, reply, DSStatusDone)), from);
     // The other agent sends one after another, with growing numbers: one that is not newer is a copy.
     const bool isNewer = !link->notified || static_cast<int32_t>(reply.msgNum() - link->lastNotification) > 0;
@@ -160,6 +171,7 @@ bool Links::take(DSReply& reply, const sockaddr_in& from) {
 void Links::answered(Link& link, DSReply& reply) {
     link.rtt.stop();
     const int type = link.request->requestType();
+    // To be known already is as good: the other agent has kept the session.
     const bool loggedIn = reply.replyOk() || reply.status() == DSStatusKnownClient;
     if (type == DSRequestLogin && !loggedIn) {
         stop(link);
@@ -169,6 +181,7 @@ void Links::answered(Link& link, DSReply& reply) {
         begin(link); // the agent was started anew or has given this one up
         return;
     }
+    // The answer to a trigger brings a provider that is there already, in the form of a notification.
     if (reply.replyType() == DSReplyTrigger)
         notify(link, reply);
     const auto* agents = type == DSRequestListAgents ? nc_cast<DSSet>(reply.reply()) : nullptr;
@@ -187,6 +200,7 @@ void Links::notify(Link& link, DSReply& reply) {
     auto* provider = nc_cast<DSProvider>(reply.reply());
     const ServiceName* service = provider ? registry_.service(provider->name()) : nullptr;
     const uint32_t octets = service ? notifier_.octetsOf(provider) : 0;
+    // No client waits for it any more, or what it is does not fit the datagram that would tell it.
     if (octets == 0)
         return;
     const bool isDown = reply.status() == DSStatusProviderDown;

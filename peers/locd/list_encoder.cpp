@@ -32,10 +32,13 @@ class ListEncoder::Stream : public NCipcstream {
 public:
     // From here on it writes for a connection that has spelled these classes.
     void continueWith(NCipcbuf* buffer, const SpelledClasses& before) {
+        // A stream keeps its tables over messages, and one stream serves all connections: it is brought into
+        // the state of the connection at hand.
         setBuffer(buffer);
         resetTypes();
         spelled_.clear();
         for (const NCTypeInfo* type : before) {
+            // In the same order, since the place in it is the number of the class on the connection.
             const Mention mention(*type);
             writeObject(&mention);
         }
@@ -43,6 +46,7 @@ public:
 
     void writeType(const NCTypeInfo& type) override {
         const auto same = [&type](const NCTypeInfo* known) { return *known == type; };
+        // Compared by value. The list is short: a reply with a list has at most a handful of classes.
         if (std::none_of(spelled_.begin(), spelled_.end(), same))
             spelled_.push_back(&type);
         NCipcstream::writeType(type);
@@ -75,6 +79,8 @@ std::shared_ptr<const EncodedList> ListEncoder::list(const DSRequest& request, D
                                                      const SpelledClasses& before) {
     auto list = std::make_shared<EncodedList>();
     list->buffer = std::make_unique<NCipcbuf>(firstArea, 0);
+    // The head is encoded only for its length; at this time the list is empty, and the length in front is
+    // wrong.
     list->start = static_cast<uint32_t>(head(request, before, *list).size());
     Stream& stream = streamFor(list->buffer.get(), before);
     const NCRef<DSReply> reply(new DSReply(DSReplyPlain, request, DSStatusDone, &set));
@@ -89,8 +95,10 @@ std::vector<uint8_t> ListEncoder::head(const DSRequest& request, const SpelledCl
                                        const EncodedList& list) {
     SpelledClasses spelled = before;
     std::vector<uint8_t> head = reply(request, DSStatusDone, spelled);
+    // A reply without a list ends in a null object. Without it the head ends where the list goes on.
     head.resize(head.size() - nullOctets);
     const auto total = static_cast<uint32_t>(head.size()) + list.size();
+    // The length of the message, in network byte order, in place of that of the head alone.
     for (size_t i = 0; i < ncFrameWord; ++i)
         head[i] = static_cast<uint8_t>(total >> (8 * (ncFrameWord - 1 - i)));
     return head;

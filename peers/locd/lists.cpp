@@ -29,7 +29,9 @@ class Lists::Connection : public dpIOHandler {
 public:
     Connection(Lists& lists, Descriptor fd)
         : lists_(lists), requests_(streamArea, queueLength), lastActivity_(++lists.activities_) {
+        // A request may come in pieces, which must not hold up the agent.
         requests_.setBlocking(false);
+        // No request is longer; a length that says so ends the connection before memory is taken for it.
         requests_.setMessageLimit(longestDatagram);
         requests_.attach(fd.release());
         await(dpDispatcher::readMask, requestMilliseconds);
@@ -44,6 +46,7 @@ public:
     const EncodedList* list() const { return list_.get(); }
 
     int inputReady(int) override {
+        // Bounded, so that a peer which sends requests without a pause leaves other peers their turn.
         for (int i = 0; i < requestsAtOnce; ++i) {
             int status = 0;
             const NCRef<DSRequest> request = receive(status);
@@ -56,6 +59,8 @@ public:
             lastActivity_ = ++lists_.activities_;
             prepare(*request);
             await(dpDispatcher::writeMask, answerMilliseconds);
+            // The connection waits for its peer, or has been closed and this object destroyed: nothing here
+            // may be touched any more.
             if (!writeSome())
                 return 0;
         }
@@ -79,6 +84,7 @@ private:
         NCTransObject* object = requests_.receive();
         status = requests_.status();
         auto* record = nc_cast<DSResource>(object);
+        // A class without a count, which a stream can make but no request is.
         if (!record)
             delete object;
         const NCRef<DSResource> held(record);
@@ -101,6 +107,7 @@ private:
     bool writeSome() {
         const size_t total = head_.size() + (list_ ? list_->size() : 0);
         while (written_ < total) {
+            // One position over both parts, as if they were one buffer.
             const bool inHead = written_ < head_.size();
             const uint8_t* from =
                 inHead ? head_.data() + written_ : list_->data() + (written_ - head_.size());
@@ -117,6 +124,7 @@ private:
             written_ += static_cast<size_t>(sent);
             lastActivity_ = ++lists_.activities_;
         }
+        // The connection may have been the last one that waited for this list; then its memory goes now.
         list_.reset();
         await(dpDispatcher::readMask, requestMilliseconds);
         return true;
@@ -145,6 +153,7 @@ bool Lists::open(in_addr_t address, int port) {
 }
 
 void Lists::listen(bool on) {
+    // Taken out and entered again, so that the state is right whatever it was.
     if (listening_)
         dpDispatcher::instance()->unlink(listener_.fd());
     if (on)
@@ -157,10 +166,12 @@ int Lists::inputReady(int) {
     Descriptor fd = listener_.accept();
     const bool none =
         !fd.isOpen() && (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM);
+    // The descriptor of the one that was closed is free for the new one.
     if (none && closeMostSilent(nullptr))
         fd = listener_.accept();
     else if (none)
         pause();
+    // The dispatcher cannot watch more; the connection is closed by its holder then.
     if (!fd.isOpen() || fd.get() >= dpDispatcher::maxDescriptors)
         return 0;
     if (connections_.size() >= mostConnections)
@@ -183,6 +194,7 @@ void Lists::pause() {
 bool Lists::closeMostSilent(const Connection* except) {
     const Connection* silent = nullptr;
     for (const auto& connection : connections_) {
+        // With `except` the aim is memory: only a connection that waits for a list frees any.
         const bool candidate = connection.get() != except && (!except || connection->list());
         if (candidate && (!silent || connection->lastActivity() < silent->lastActivity()))
             silent = connection.get();
@@ -200,6 +212,7 @@ void Lists::close(const Connection* connection) {
 
 void Lists::sweep() {
     const int64_t now = nowMilliseconds();
+    // From the end, since closing takes an element out.
     for (size_t i = connections_.size(); i-- > 0;) {
         if (connections_[i]->due() <= now)
             close(connections_[i].get());
@@ -222,6 +235,7 @@ std::shared_ptr<const EncodedList> Lists::list(const DSRequest& request, const S
     // A list lives as long as a connection waits for it. What is registered later belongs to another list.
     std::erase_if(shared_, [](const Shared& one) { return one.list.expired(); });
     for (const Shared& one : shared_) {
+        // The classes that were spelled before count too: a list refers to them by their numbers.
         const bool same = one.requestType == type && one.version == registry_.version() &&
                           one.before == before && (!ofProviders || one.name->compare(name) == 0);
         if (same)
@@ -247,12 +261,15 @@ void Lists::makeSpace(const Connection& receiver) {
             if (const auto list = one.list.lock())
                 octets += list->buffer->wsize();
         }
+        // A list goes when the last connection that waits for it does, so this may take several rounds. It
+        // ends when none is left to close.
         if (octets <= mostOctets || !closeMostSilent(&receiver))
             return;
     }
 }
 
 NCRef<DSSet> Lists::names() const {
+    // With room for all at once; the set would otherwise be built anew several times while it grows.
     NCRef<DSSet> set(new DSSet(registry_.names()));
     registry_.forEachService([&set](const ServiceName& service) {
         if (!service.registrations.empty())

@@ -25,6 +25,7 @@ constexpr double tickSeconds = 1;
 
 std::string formatted(const char* format, std::va_list values) {
     char text[longestText];
+    // What does not fit is cut off. A name from a peer may be as long as a datagram.
     std::vsnprintf(text, sizeof text, format, values);
     return text;
 }
@@ -69,7 +70,10 @@ void Log::use(int fd) {
     struct stat status {};
     const bool known = fstat(fd, &status) == 0;
     isSocket_ = known && S_ISSOCK(status.st_mode);
+    // Of what is left, a file never waits and a socket can be told not to at each call. The rest is asked
+    // before it is written to.
     mayBlock_ = !own_.isOpen() && !isSocket_ && !(known && S_ISREG(status.st_mode));
+    // What was left over belongs to the former output.
     rest_.clear();
 }
 
@@ -117,6 +121,7 @@ Log::Kind& Log::kindOf(LogLevel level, const char* format) {
         if (kind.format == format)
             return kind;
     }
+    // As many as there are formats in the program, so a list that is walked will do.
     return kinds_.emplace_back(format, level);
 }
 
@@ -130,12 +135,14 @@ void Log::tick() {
         kind.allowed = std::min(kind.allowed + perSecond, burst);
         idle = idle && kind.allowed == burst;
     }
+    // Without a timer an agent that nothing happens to does not wake up.
     if (idle)
         ticker_.stop();
 }
 
 void Log::writeLine(const char* label, const std::string& text) {
     std::string line = presentTime() + " locd ";
+    // The note stands before the first line that is taken again, where lines are missing.
     if (lost_ > 0) {
         const std::string note =
             line + "warning: " + std::to_string(lost_) + " lines are lost, nothing took them\n";
@@ -161,6 +168,7 @@ bool Log::write(const std::string& line) {
         if (!mayBlock_ || (::poll(&output, 1, 0) == 1 && (output.revents & POLLOUT) != 0))
             count = ::write(fd_, all.data(), all.size());
     }
+    // Nothing of `all` was taken, so `rest_` is as it was.
     if (count < 0)
         return false;
     rest_ = all.substr(static_cast<size_t>(count));
@@ -175,6 +183,7 @@ public:
 protected:
     int_type overflow(int_type next) override {
         const char c = traits_type::to_char_type(next);
+        // The rest of a line that is too long is dropped here.
         if (c != '\n' && line_.size() < longestText)
             line_ += c;
         else if (c == '\n')
@@ -189,6 +198,7 @@ private:
         const bool aboutInput = line.starts_with("NCistream::") || line.starts_with("NCipcbuf::");
         if (line.empty())
             return;
+        // Two formats, so that what a peer causes has a limit of its own and does not hide the rest.
         if (aboutInput)
             log_(LogLevel::info, "%s", line.c_str());
         else

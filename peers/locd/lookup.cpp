@@ -25,11 +25,13 @@ void HostLookup::start() {
         return;
     Descriptor readEnd(ends[0]);
     const Descriptor writeEnd(ends[1]);
+    // Both ends close by themselves when there is no child.
     child_ = readEnd.get() < dpDispatcher::maxDescriptors ? ::fork() : -1;
     if (child_ == 0)
         answerAll(writeEnd.get());
     if (child_ == -1)
         return;
+    // The parent's writing end closes on return, so that the end of the child is the end of the pipe.
     pipe_ = std::move(readEnd);
     number_ = 0;
     dpDispatcher::instance()->link(pipe_.get(), dpDispatcher::readMask, this);
@@ -37,6 +39,7 @@ void HostLookup::start() {
 
 // The child's part. It leaves by `_exit`, since handlers and buffers belong to the parent.
 void HostLookup::answerAll(int fd) const {
+    // The look-up may take minutes, and is of no use without the parent.
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     // A connection that the parent closes ends when this copy of it is closed too.
     constexpr int own = STDERR_FILENO + 1;
@@ -65,6 +68,7 @@ int HostLookup::inputReady(int) {
 void HostLookup::end() {
     dpDispatcher::instance()->unlink(pipe_.get());
     pipe_.close();
+    // Also of one that has finished: until waitpid() its number belongs to no other process.
     ::kill(child_, SIGKILL);
     uninterrupted([this] { return ::waitpid(child_, nullptr, 0); });
     child_ = -1;

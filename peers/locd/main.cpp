@@ -27,6 +27,7 @@ int serve(const locd::Options& options) {
                      std::strerror(errno));
         return EXIT_FAILURE;
     }
+    // Before the agent, whose parts may print, and so destroyed after it.
     const locd::CapturedStreams captured(log);
     locd::Agent agent(options, log);
     locd::Signals signals(agent, log);
@@ -40,6 +41,7 @@ int serve(const locd::Options& options) {
                      address.c_str(), *port, std::strerror(errno));
         return EXIT_FAILURE;
     }
+    // Scripts wait for this line: from here on the agent answers, and a port that the system chose is known.
     std::printf("locd: listening on %s port %d\n", address.c_str(), agent.port());
     std::fflush(stdout);
     while (!signals.done())
@@ -51,6 +53,7 @@ int serve(const locd::Options& options) {
 
 int main(int argc, char** argv) {
     openStandardStreams();
+    // As early as possible: a signal during the start is then kept until the loop runs.
     locd::Signals::hold();
     const locd::Command command = locd::readCommand(argc, argv, std::getenv("LOCD_PORT"));
     switch (command.action) {

@@ -19,6 +19,8 @@ constexpr int backlog = 128;
 class Interfaces {
 public:
     Interfaces() {
+        // Without descriptors or memory there are no interfaces to be seen, which callers take for a host
+        // without a network.
         if (::getifaddrs(&first_) != 0)
             first_ = nullptr;
     }
@@ -34,6 +36,7 @@ public:
     void forEach(Visit visit) const {
         for (const ifaddrs* entry = first_; entry; entry = entry->ifa_next) {
             const bool usable = entry->ifa_addr && entry->ifa_netmask && (entry->ifa_flags & IFF_UP) != 0;
+            // The family has been checked, so the addresses are those of IPv4.
             if (usable && entry->ifa_addr->sa_family == AF_INET)
                 visit(wordOf(entry->ifa_addr), wordOf(entry->ifa_netmask));
         }
@@ -67,6 +70,7 @@ std::vector<in_addr_t> broadcastAddressesOf(in_addr_t local) {
     Interfaces().forEach([&](in_addr_t address, in_addr_t netmask) {
         // All of the loopback network is this host, whichever of its addresses the interface names.
         const bool same = address == local || (isLoopback(address) && ((address ^ local) & netmask) == 0);
+        // A network of one address, such as that of a tunnel, has no broadcasts.
         if (same && netmask != htonl(INADDR_BROADCAST))
             found.push_back(address | ~netmask);
     });
@@ -82,6 +86,7 @@ bool Socket::bind(in_addr_t address, int port, bool shared) {
     const int on = 1;
     if (shared && ::setsockopt(fd(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == -1)
         return false;
+    // With port 0 the system chooses, so the port is asked for afterwards.
     sockaddr_in local = socketAddress(address, port);
     socklen_t length = sizeof local;
     if (::bind(fd(), generic(local), sizeof local) == -1 ||

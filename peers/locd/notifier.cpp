@@ -18,6 +18,8 @@ Notifier::Notifier(Endpoint& endpoint, Hooks hooks)
 
 void Notifier::tell(const ServiceName& service, const Notice& notice, bool remote) {
     for (const Trigger* trigger = service.triggers.front(); trigger;) {
+        // In this registry all holders are clients. The next trigger is taken first, in case enqueue()
+        // changes the chain.
         auto& client = *static_cast<Client*>(trigger->holder);
         trigger = decltype(service.triggers)::after(trigger);
         if (!remote || !client.isAgent)
@@ -31,6 +33,7 @@ uint32_t Notifier::octetsOf(DSProvider* provider) {
 }
 
 void Notifier::enqueue(Client& client, const Notice& notice) {
+    // Most clients never have one, so it is made when it is needed.
     if (!client.outbox)
         client.outbox = std::make_unique<Outbox>();
     Outbox& outbox = *client.outbox;
@@ -89,6 +92,7 @@ void Notifier::settle(Client& client) {
 }
 
 void Notifier::acknowledged(Client& client, uint32_t number) {
+    // A late copy of an acknowledgement, or one that the client made up.
     if (!client.outbox || client.outbox->sent.empty() || client.outbox->number != number)
         return;
     client.outbox->rtt.stop(); // the estimate is of this client alone: its network may be slower than others
@@ -120,6 +124,8 @@ void Notifier::repeat() {
 // A client that answers other questions gets its notification in the end, however many of them get lost.
 void Notifier::repeat(Client& client) {
     Outbox& outbox = *client.outbox;
+    // Counted up to the limit once: the estimate is given up there, and the interval stays as long as it is
+    // by then.
     if (outbox.rtt.nrexmt <= NCrtt::maxRetransmissions && ++outbox.rtt.nrexmt > NCrtt::maxRetransmissions)
         outbox.rtt.valid = 0; // the next one starts from a fresh estimate
     if (!outbox.rtt.valid)

@@ -23,6 +23,7 @@ template <class Number>
 std::optional<Number> number(std::string_view text) {
     Number value{};
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    // The whole text, so that "14000x" is no number.
     if (error != std::errc() || end != text.data() + text.size())
         return std::nullopt;
     return value;
@@ -59,10 +60,13 @@ public:
         optind = 0; // the reader of the C library starts afresh
         int value = 0;
         while (command_.action == Command::Action::run && value != -1) {
+            // The ':' in front makes a missing value a ':' and not a '?'.
             value = getopt_long(count, words.data(), ":p:a:vh", longOptions, nullptr);
+            // getopt leaves optind behind the word that it has looked at.
             const std::string_view word = words[static_cast<size_t>(std::max(optind - 1, 0))];
             take(value, std::string(word.substr(0, word.find('='))));
         }
+        // getopt has moved words that are no options behind the others.
         if (command_.action == Command::Action::run && optind < count)
             refuse("unexpected word '" + std::string(words[static_cast<size_t>(optind)]) + "'");
         if (command_.action == Command::Action::run)
@@ -142,6 +146,7 @@ private:
 
     void takeSeconds(const char* name, const std::string& text, double& setting) {
         const auto value = number<double>(text);
+        // The comparison also refuses "nan".
         if (value && *value >= shortestInterval && *value <= longestInterval)
             setting = *value;
         else
@@ -160,6 +165,8 @@ private:
 
     void settlePorts(const std::string& variable) {
         const auto fromVariable = portNumber(variable, 1);
+        // The variable is of no interest when the command line names a port, so a bad value of it is no error
+        // then.
         if (!port_ && !variable.empty() && !fromVariable) {
             refuse("LOCD_PORT: '" + variable + "' is no port number (1 to 65535)");
             return;
@@ -169,6 +176,7 @@ private:
         options.port = port_.value_or(domain);
         for (PeerName& each : options.peers) {
             if (each.port == 0)
+                // With port 0 this agent is at any port, and the others are at that of the domain.
                 each.port = options.port != 0 ? options.port : domain;
         }
     }

@@ -86,6 +86,8 @@ DSSet* Peers::addresses() const {
 }
 
 NCRef<DSAMessage> Peers::announcement(bool leaving) const {
+    // The address is that of the socket, which may be 0: then each receiver takes the sender's, which is
+    // right for its network.
     const NCRef<DSAddr> own(new DSAddr(leaving ? 0 : endpoint_.port(), endpoint_.address()));
     return new DSAMessage(DSTypeLocateAgent, own.get(), id_, sizeof id_);
 }
@@ -100,7 +102,9 @@ bool Peers::isOwn(const sockaddr_in& address) const {
 }
 
 void Peers::announce() {
+    // Before the announcement, so that it does not go to agents that have just been given up.
     dropSilent();
+    // The answers come later; found() announces this agent to an address that is new.
     lookup_.start();
     if (openSender()) {
         const NCRef<DSAMessage> message = announcement(false);
@@ -116,6 +120,7 @@ void Peers::announce() {
         ticker_.start(std::min(startupSeconds, interval_));
     else if (rounds_ == startupRounds)
         ticker_.start(interval_);
+    // The ticker is started anew in the first rounds only, to make its period longer at the end of them.
     rounds_ = std::min(rounds_ + 1, startupRounds + 1);
 }
 
@@ -124,6 +129,7 @@ void Peers::announce() {
 bool Peers::openSender() {
     if (sender_.isOpen())
         return true;
+    // Tried again at the next announcement, when there may be a descriptor or an address.
     if (sender_.bind(0, harbolance::dottedText(endpoint_.address()).c_str()) != 0)
         return false;
     if (sender_.fd() >= dpDispatcher::maxDescriptors) {
@@ -177,6 +183,7 @@ int Peers::inputReady(int) {
         if (!record)
             delete object;
         else if (address && reply->replyOk() && reply->replyType() == DSReplyAgentLocated)
+            // The answer has no number. An agent that announces itself as well is told by its address.
             hear(0, address->socketAddress());
     }
     return 0;
@@ -185,6 +192,7 @@ int Peers::inputReady(int) {
 bool Peers::take(const DSAMessage& message, const sockaddr_in& from) {
     const auto* address = nc_cast<DSAddr>(message.object());
     const uint32_t id = cookieWord(message.cookie());
+    // A client that looks for an agent.
     if (!address || id == 0)
         return true;
     if (id == id_)
@@ -204,6 +212,8 @@ void Peers::takeLeave(uint32_t id, const sockaddr_in& from) {
     if (former_.size() >= most)
         former_.erase(former_.begin());
     former_.push_back({id, keyOf(from), nowMilliseconds()});
+    // By its number, since it may leave by another address than the one it is known by; by address for an
+    // agent that has no number.
     const Place known = findId(id);
     const Place leaving = known != peers_.end() ? known : findAddress(from);
     if (leaving != peers_.end())
@@ -240,8 +250,10 @@ bool Peers::hear(uint32_t id, const sockaddr_in& address) {
         hearAgain(there, id, address);
         return false;
     }
+    // Another number at the same address is another process.
     if (there != peers_.end())
         drop(there, "was started anew");
+    // The limit bounds what one question of a client causes, since it goes to all of them.
     if (peers_.size() >= most || hasLeft(id, address))
         return false;
     log_(LogLevel::info, "agent %s joins", textOf(address).c_str());
@@ -268,6 +280,7 @@ void Peers::hearAgain(Place peer, uint32_t id, const sockaddr_in& address) {
 
 void Peers::drop(Place peer, const char* why) {
     const Peer dropped = *peer;
+    // Taken out before the hook is called, which looks at all peers.
     peers_.erase(peer);
     log_(LogLevel::info, "agent %s %s", textOf(dropped.address).c_str(), why);
     hooks_.left(dropped);
@@ -283,6 +296,7 @@ bool Peers::hasLeft(uint32_t id, const sockaddr_in& address) {
 
 void Peers::dropSilent() {
     const auto limit = nowMilliseconds() - static_cast<int64_t>(silentIntervals * 1000 * interval_);
+    // From the end, since drop() takes an element out.
     for (size_t i = peers_.size(); i-- > 0;) {
         if (peers_[i].lastHeard < limit)
             drop(peers_.begin() + static_cast<ptrdiff_t>(i), "is silent");

@@ -19,6 +19,7 @@ bool Registry::hasSpace(uint32_t count, size_t octets, const Holding<T>& holding
 }
 
 ServiceName* Registry::serviceFor(const DSName& name) {
+    // The place where it is or would go; it stays right until something is inserted.
     const uint32_t index = services_.indexOf(name);
     if (services_.slot(index))
         return services_.slot(index).get();
@@ -38,6 +39,7 @@ Registry::Result Registry::add(Holder& holder, DSProvider* provider, uint32_t oc
     const uint32_t index = registrations_.indexOf(RegistrationProbe{*provider, &holder});
     if (registrations_.slot(index))
         return Result::already;
+    // Before serviceFor(), so that nothing has to be taken back.
     if (!hasSpace(registrations_.size(), registrationOctets_, holder.registrations, octets))
         return Result::full;
     ServiceName* service = serviceFor(provider->name());
@@ -56,6 +58,7 @@ Registry::Result Registry::add(Holder& holder, DSProvider* provider, uint32_t oc
     ++version_;
     const Registration& added = *made;
     registrations_.insertAt(index, std::move(made));
+    // Last: the observer sees the registry with the provider in it.
     observer_.providerUp(added);
     return Result::done;
 }

@@ -31,6 +31,7 @@ void Sessions::answer(Client& client, const DSMessage& request, int replyType, i
     if (octets.empty())
         octets =
             parts_.endpoint.send(*NCRef<DSReply>(new DSReply(replyType, request, tooLarge)), client.address);
+    // After sending: `octets` is valid until the next message is encoded.
     client.requests.answered(request.msgNum(), octets);
 }
 
@@ -57,6 +58,7 @@ void Sessions::receive(const DSRequest& request, const sockaddr_in& from, size_t
     }
     Watch::heard(*client);
     switch (client->requests.stateOf(request.msgNum())) {
+    // A copy of a request whose answer will come, or was given so long ago that its sender waits no more.
     case RequestMemory::State::underWay:
     case RequestMemory::State::forgotten: return;
     case RequestMemory::State::answered:
@@ -65,9 +67,12 @@ void Sessions::receive(const DSRequest& request, const sockaddr_in& from, size_t
     case RequestMemory::State::fresh: break;
     }
     if (request.requestType() == DSRequestEndOfSession) {
+        // The client is gone with its memory of requests, so a repeat is answered like any unknown sender.
         drop(*client, "has ended its session");
         answerUnknown(request, from);
     } else {
+        // Before it is executed: the answer is kept in the entry that is made here. An answer that has to
+        // wait for other agents leaves it under way.
         client->requests.begin(request.msgNum());
         execute(*client, request, size);
     }
@@ -122,6 +127,7 @@ Client* Sessions::admit(const DSRequest& request, const sockaddr_in& from, int& 
         status = DSStatusRefused;
         return nullptr;
     }
+    // A port out of range is as good as none: questions go to the session's address then.
     const int verifyPort = login->verifyPort() > 0 && login->verifyPort() <= 65535 ? login->verifyPort() : 0;
     const bool isAgent = std::strcmp(login->loginName(), agentLoginName) == 0;
     // In a container an agent that is started again may have the process id of the former one.
@@ -138,6 +144,7 @@ Client* Sessions::admit(const DSRequest& request, const sockaddr_in& from, int& 
     // A process that lost this agent comes back from another port, with the verify port that it had.
     if (Client* former = parts_.clients.findByVerifyAddress(from.sin_addr.s_addr, verifyPort))
         dropAndTell(*former, "logs in anew");
+    // Behind the removal of a former self, so that a process which comes back always finds a place.
     if (parts_.clients.full()) {
         parts_.log(LogLevel::warning, "there are %u clients already, %s is refused", parts_.clients.size(),
                    textOf(from).c_str());
@@ -160,12 +167,14 @@ Client* Sessions::admit(const DSRequest& request, const sockaddr_in& from, int& 
 void Sessions::drop(Client& client, const char* why) {
     parts_.log(LogLevel::info, "%s %s: %u providers and %u triggers go", textOf(client.address).c_str(), why,
                client.registrations.count, client.triggers.count);
+    // The client goes last: what it has registered and its notifications refer to it.
     parts_.registry.removeAll(client);
     parts_.notifier.forget(client);
     parts_.clients.remove(client);
 }
 
 void Sessions::dropAndTell(Client& client, const char* why) {
+    // Copied, since drop() destroys the client.
     const sockaddr_in address = client.address;
     const bool isAgent = client.isAgent; // these find out by themselves
     drop(client, why);
@@ -192,6 +201,7 @@ void Sessions::locate(Client& client, const DSRequest& request) {
         answer(client, request, DSReplyPlain, badRequest);
     else if (DSProvider* found = parts_.registry.find(*name))
         answerLocate(client, request, found);
+    // An agent is not asked on behalf of another one, or a question would go round between them.
     else if (client.isAgent || !parts_.inquiries.ask(client, request, *name))
         answerLocate(client, request, nullptr);
 }
@@ -202,6 +212,7 @@ void Sessions::answerLocate(Client& client, const DSRequest& request, DSProvider
 
 // What a record takes in a list, given the datagram of the request that brought it.
 uint32_t Sessions::octetsOfRecord(size_t size) const {
+    // The record is what a request has beyond an empty one. A strange request may be shorter.
     return static_cast<uint32_t>(size - std::min(size, emptyRequest_));
 }
 
@@ -223,8 +234,10 @@ void Sessions::registerProvider(Client& client, const DSRequest& request, size_t
         answer(client, request, DSReplyPlain, badRequest);
         return;
     }
+    // Set here and not believed: others ask this agent about the provider.
     provider->setAgentAddr(DSAddr(parts_.endpoint.port(), client.agentAddress));
     int status = tooLarge;
+    // To encode the notice only for its length is left out where the request is short enough in any case.
     if (size + noticeOctets <= longestDatagram || parts_.notifier.octetsOf(provider) > 0)
         status = statusOf(parts_.registry.add(client, provider, octetsOfRecord(size)), client);
     answer(client, request, DSReplyPlain, status);
@@ -248,6 +261,7 @@ void Sessions::registerTrigger(Client& client, const DSRequest& request, size_t 
             present = parts_.links.find(*name);
     }
     answer(client, request, present ? DSReplyTrigger : DSReplyPlain, status, present);
+    // The first watcher only: the others hear what the first has made this agent ask for.
     if (status == DSStatusDone && !client.isAgent && parts_.registry.service(*name)->watchers == 1)
         parts_.links.watch(*name);
 }
@@ -279,6 +293,7 @@ void Sessions::receive(const DSReply& reply, const sockaddr_in& from) {
 }
 
 void Sessions::unreachable(const DSProvider& provider) {
+    // Holders of the agent's registry are its clients.
     if (Holder* holder = parts_.registry.holderOf(provider))
         parts_.watch.suspect(*static_cast<Client*>(holder));
     // Until its process is known to be dead, others of the name are found before it.

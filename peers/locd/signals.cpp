@@ -43,6 +43,7 @@ Signals::~Signals() {
 
 bool Signals::open() {
     const sigset_t set = heldSignals();
+    // The signals stay blocked and are read from here, so that no handler interrupts anything.
     fd_.reset(signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC));
     if (!fd_.isOpen())
         return false;
@@ -72,11 +73,13 @@ void Signals::leave() {
         leaving_ = true;
         agent_.beginLeaving();
         ticker_.start(farewellTick);
+        // An agent without clients ends at once.
         done_ = agent_.hasLeft();
     }
 }
 
 void Signals::waitForFarewells() {
+    // Once more, in case a datagram was lost; clients that miss both find out by themselves.
     if (++ticks_ == farewellRepeat)
         agent_.sendFarewell();
     done_ = done_ || ticks_ >= farewellTicks || agent_.hasLeft();

@@ -12,6 +12,7 @@ using harbolance::GrowAtHalf;
 // limits it gets at most twice what is left for the others, so that a few greedy clients cannot take
 // everything.
 inline bool hasShare(size_t all, size_t limit, size_t own, size_t ownLimit, size_t more) {
+    // The first condition keeps the last difference from falling below 0.
     return all + more <= limit && own + more <= ownLimit && own + more <= 2 * (limit - all);
 }
 

@@ -38,6 +38,7 @@ public:
 
     void timerExpired(long, long) override {
         arm();
+        // Armed before the action, which may stop the ticker or start it with another period.
         action_();
     }
 

@@ -7,6 +7,7 @@ namespace locd {
 Watch::Watch(Endpoint& endpoint, Clients& clients, double checkInterval, std::function<void(Client&)> gone)
     : endpoint_(endpoint), clients_(clients), limit_(static_cast<int64_t>(checkInterval * 1000)),
       gone_(std::move(gone)), ticker_([this] { sweep(); }) {
+    // A client is asked eight times in one interval, once each round.
     ticker_.start(checkInterval / mostProbes);
 }
 
@@ -20,6 +21,7 @@ void Watch::probe(const Client& client, const sockaddr_in& address) {
 }
 
 void Watch::suspect(Client& client) {
+    // One that is being asked already is not asked faster.
     if (client.probes == 0) {
         ++client.probes;
         probe(client, client.verifyAddress());
@@ -38,6 +40,7 @@ bool Watch::answered(const DSMessage& answer, const sockaddr_in& from) {
     if (keyOf(from) == client->key()) {
         heard(*client);
     } else {
+        // The process lives, but may have gone over to another agent: nothing is known of its session.
         client->lastHeard = nowMilliseconds();
         client->probes = 0;
     }
@@ -49,12 +52,14 @@ bool Watch::hasVanished(Client& client, int64_t now) {
     const bool silent = client.probes > 0 || now - client.lastHeard >= limit_;
     const bool sessionSilent = client.probes >= mostProbes / 2 || client.sessionProbes > 0 ||
                                now - client.sessionLastHeard >= sessionIntervals * limit_;
+    // One round after the last question, so that its answer has had time to come.
     if (client.probes == mostProbes || client.sessionProbes == mostProbes)
         return true;
     if (silent) {
         ++client.probes;
         probe(client, client.verifyAddress());
     }
+    // Without a verify port the question has gone to this address already.
     if (sessionSilent && client.verifyPort != 0) {
         ++client.sessionProbes;
         probe(client, client.address);

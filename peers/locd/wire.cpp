@@ -25,6 +25,7 @@ void Decoder::rewind(size_t count) {
 NCRef<DSResource> Decoder::decode(size_t count) {
     rewind(count);
     unsigned int claimed = 0;
+    // The area takes one octet more; a datagram that fills it was longer.
     if (count >= ncFrameWord && count <= longestDatagram)
         stream_.read(claimed);
     if (claimed != count || claimed < ncFrameWord)
@@ -60,6 +61,7 @@ Encoder::Encoder() : buffer_(longestDatagram, 0), stream_(&buffer_) {}
 
 std::span<const uint8_t> Encoder::encode(const NCTransObject& message) {
     stream_.resetTypes();
+    // The buffer grows when it must, so a message that is too long shows only by its length.
     if (!ncEncodeMessage(stream_, &message) || buffer_.bytesWritten() > longestDatagram)
         return {};
     return {buffer_.wbuf(), buffer_.bytesWritten()};
@@ -83,6 +85,8 @@ NCRef<DSMessage> standInRequest(uint32_t number, const harbolance::MessageCookie
 
 uint32_t cookieWord(const harbolance::MessageCookie& cookie) {
     uint32_t word = 0;
+    // Another length is that of another program's cookie. The byte order does not matter: the number is only
+    // compared, and comes back to who has drawn it as it was.
     if (cookie.length() == static_cast<int>(sizeof word))
         std::memcpy(&word, cookie.octets(), sizeof word);
     return word;
