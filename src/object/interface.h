@@ -1,5 +1,6 @@
 #pragma once
 
+#include "marshal/any/any.h"
 #include "object/vobject.h"
 #include "object/vtypeinf.h"
 

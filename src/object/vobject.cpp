@@ -72,9 +72,8 @@ void* CORBA_Object::_cast(const CORBA_TypeInfo* target) {
         return nullptr;
     CORBA_Object_var stub(target->impl()->createStub());
     stub->_impl->stub->copy(this);
-    stub = target->createWrappedObject(stub._retn());
-    // The stub has no owner until the caller's `_duplicate`.
-    CORBA_Object* result = stub._retn();
+    CORBA_Object* result = wrapped(*target, stub);
+    // It has no owner until the caller's `_duplicate`.
     result->_impl->_disown();
     return result->_cast(target);
 }

@@ -1,3 +1,4 @@
+#include "object/interface.h"
 #include "object/objects.h"
 #include "object/vtypeinf.h"
 
@@ -175,6 +176,31 @@ TEST(Wrappers, comeFromTheListOfTheObjectsSide) {
     client.impl()->setWrapper(nullptr);
     EXPECT_EQ(CORBA_Object_var(client.createWrappedStub())->_ref_count(), 1u);
     EXPECT_EQ(PlainServant::alive + PlainStub::alive, 0);
+}
+
+class Wrapped : public harbolance::Interface<Wrapped, CORBA_Object> {
+public:
+    Wrapped() : CORBA_Object(true) { ++alive; }
+    ~Wrapped() override { --alive; }
+
+    static inline int alive = 0;
+    static const CORBA_TypeInfo _type;
+};
+CORBA_Object* makeWrapped() { return new Wrapped; }
+CORBA_Object* wrapInOther(TRXObjectFactoryList&, CORBA_Object*) { return new Wrapped; }
+const CORBA_TypeInfo Wrapped::_type("W", "IDL:W:1.0", wrapInOther, makeWrapped, nullptr, 0, nullptr, 0);
+
+TEST(Wrappers, takeThePlaceOfTheStubThatNarrowingMakes) {
+    const CORBA_Object_var plain = new PlainStub;
+    IOP::IOR reference;
+    reference.type_id = "IDL:W:1.0";
+    plain->_object_impl()->stub->bind(reference, false);
+    {
+        const TRXVar<Wrapped> narrowed = Wrapped::_narrow(plain);
+        ASSERT_TRUE(narrowed.in());
+        EXPECT_EQ(Wrapped::alive, 1);
+    }
+    EXPECT_EQ(Wrapped::alive, 0);
 }
 
 } // namespace
