@@ -49,8 +49,10 @@ std::string quoted(char c) {
 std::string readText(std::istream& stream) {
     std::string text;
     char part[4096];
+    // The last piece is shorter than asked for: read() fails then and has stored it all the same.
     while (stream.read(part, sizeof part) || stream.gcount() > 0) {
         text.append(part, static_cast<size_t>(stream.gcount()));
+        // Without a limit a device such as /dev/zero would fill the memory.
         if (text.size() > longestText)
             throw BadReference("the text is too long for a reference");
     }
@@ -62,6 +64,8 @@ IOP::IOR readReference(std::string_view text) {
     const std::string reference(trimmed(text));
     if (reference.empty())
         throw BadReference("there is no reference");
+    // string_to_ior() would only say that the text is wrong. Its digits are checked here to tell the user
+    // where.
     if (!reference.starts_with(prefix))
         throw BadReference("it does not begin with \"IOR:\"");
     const size_t wrong = reference.find_first_not_of(hexDigits, prefix.size());
@@ -83,8 +87,10 @@ int fail(const std::string& message) {
 
 int show(std::string_view text) {
     const std::vector<std::string> complaints = dump(std::cout, readReference(text));
+    // Before the complaints: a report that was not written is the failure to tell.
     if (!std::cout.flush())
         return fail("cannot write the report");
+    // On standard error, so that the report itself can be piped on.
     for (const std::string& complaint : complaints)
         fail(complaint);
     return complaints.empty() ? 0 : 1;
@@ -93,6 +99,7 @@ int show(std::string_view text) {
 // `name` is what the user knows the stream by.
 int showStream(std::istream& stream, const char* name) {
     const std::string text = stream ? readText(stream) : std::string();
+    // The end of the file sets `fail` as well. A file that could not be opened has it without `eof`.
     if (stream.bad() || (stream.fail() && !stream.eof()))
         return fail(std::string(name) + ": " + std::strerror(errno));
     return show(text);
@@ -123,6 +130,7 @@ int run(int argc, char** argv) {
         }
     }
     const int words = argc - optind;
+    // One reference at a time, from one place.
     if (words > 1 || (file && words > 0)) {
         std::cerr << usage;
         return 1;
