@@ -25,6 +25,7 @@ void printPlain(std::ostream& stream, const CORBA_ImplementationDef& def) {
 
 template <class Def>
 Def* narrowed(const CORBA_ImplementationDef* def, const char* name) {
+    // The name is that of the very class, so the cast is safe; a derived class answers with another one.
     return def && def->_type_name() == name ? static_cast<const Def*>(def)->_clone() : nullptr;
 }
 
@@ -56,6 +57,7 @@ TRXostream& operator<<(TRXostream& stream, const CORBA_ImplementationDef& def) {
 }
 
 TRXistream& operator>>(TRXistream& stream, CORBA_ImplementationDef& def) {
+    // Read as a whole before it is stored, so that a stream that ends early leaves the target as it was.
     CORBA_String_var interface, object;
     CORBA_OctetSequence id;
     stream >> interface >> object >> id;
@@ -69,6 +71,7 @@ TRXostream& operator<<(TRXostream& stream, const TRXEXT_CreationImplDef& def) {
 }
 
 TRXistream& operator>>(TRXistream& stream, TRXEXT_CreationImplDef& def) {
+    // The base's part comes first on the wire.
     stream >> static_cast<CORBA_ImplementationDef&>(def);
     return stream >> def._path_name >> def._activation_policy >> def._args >> def._env;
 }
@@ -80,6 +83,7 @@ TRXostream& operator<<(TRXostream& stream, const TRXEXT_CreationImplDef* def) {
 }
 
 TRXistream& operator>>(TRXistream& stream, TRXEXT_CreationImplDef*& def) {
+    // Set at once, since the caller frees it whatever happens.
     def = nullptr;
     auto read = std::make_unique<TRXEXT_CreationImplDef>();
     stream >> *read;

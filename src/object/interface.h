@@ -35,15 +35,19 @@ public:
 
     const CORBA_TypeInfo* _type_info() const override { return &Self::_type; }
     void* _cast(const CORBA_TypeInfo* target) override {
+        // What this process knows comes first; only then may the server be asked.
         void* const found = _upcast(target);
         return found ? found : CORBA_Object::_cast(target);
     }
 
     // This object as one of its own interfaces, or null. The server is asked behind all of them, once.
     void* _upcast(const CORBA_TypeInfo* target) {
+        // Cast to the very class before it becomes a void*: with virtual bases each class has another
+        // address.
         if (*target == Self::_type)
             return static_cast<Self*>(this);
         void* found = nullptr;
+        // Depth first, up to the first that has it; virtual bases make all paths lead to the same object.
         (void)(((found = _upcastTo<Bases>(target)) != nullptr) || ...);
         return found;
     }
@@ -51,6 +55,7 @@ public:
 private:
     template <class Base>
     void* _upcastTo(const CORBA_TypeInfo* target) {
+        // The root is asked by _cast(), since it may call the server.
         if constexpr (std::same_as<Base, CORBA_Object>)
             return nullptr;
         else
@@ -63,6 +68,7 @@ private:
 template <class T>
 T* narrowed(CORBA_Object_var object) {
     T* const result = T::_narrow(object);
+    // Nil is of every interface.
     if (object.in() && !result)
         throw CORBA_INV_OBJREF();
     return result;
@@ -79,6 +85,7 @@ concept InterfaceClass = std::derived_from<T, CORBA_Object> && requires {
 // it does with CORBA_INV_OBJREF for an object of another interface.
 template <harbolance::InterfaceClass T>
 TRXistream& operator>>(TRXistream& stream, T*& object) {
+    // Set at once, so that a stream that raises does not leave the caller a pointer it does not own.
     object = nullptr;
     CORBA_Object* read = nullptr;
     read_reference(stream, read, &T::_type);
@@ -92,6 +99,7 @@ bool operator>>=(const CORBA_Any& any, T*& object) {
     CORBA_Object* held = nullptr;
     if (!(any >>= held))
         return false;
+    // The Any has given a reference, which is released here; _narrow() has made one for the caller.
     const CORBA_Object_var reference(held);
     T* const narrow = T::_narrow(held);
     if (held && !narrow)

@@ -48,6 +48,7 @@ void call(CORBA_Object& object, const char* operation, Write write, Read read) {
     const CORBA_MarshalOutBuffer_var request(object._stub_request(operation, 1));
     write(*request);
     const CORBA_MarshalInBuffer_var reply(object._stub_invoke(request.in()));
+    // An interceptor may end a call without a reply. The result is then what the caller began with.
     if (reply.in())
         read(*reply);
 }
@@ -57,6 +58,7 @@ void writeNothing(CORBA_MarshalOutBuffer&) {}
 } // namespace
 
 CORBA_Boolean CORBA_Object::_is_a(const char* rep_id) {
+    // What this process knows of both types may settle it without a call.
     const CORBA_TypeInfo* asked = CORBA_TypeInfo::lookup(rep_id);
     const CORBA_TypeInfo* own = CORBA_TypeInfo::lookup(_interface_name());
     if (asked && own && (*asked == *own || own->is_a(asked, false)))
@@ -69,6 +71,8 @@ CORBA_Boolean CORBA_Object::_is_a(const char* rep_id) {
             *this, "_is_a", [rep_id](auto& request) { request << rep_id; },
             [&answer](auto& reply) { reply >> answer; });
     } catch (const CORBA_Exception&) {
+        // A question that cannot be answered is answered by "no": the caller could not use the object as that
+        // type.
         return 0;
     }
     return answer;
@@ -81,6 +85,7 @@ CORBA_Boolean CORBA_Object::_non_existent() {
     try {
         call(*this, "_non_existent", writeNothing, [&answer](auto& reply) { reply >> answer; });
     } catch (const CORBA_NO_PERMISSION&) {
+        // The server that refuses is there, and speaks for the object.
         return 0;
     } catch (const CORBA_SystemException&) {
         return 1;
@@ -99,6 +104,7 @@ CORBA_Object* CORBA_Object::_interface() {
         return answer._retn();
     }
     // The repository's own operations come with its client.
+    // Raises CORBA_INITIALIZE without an ORB: that is to be said before the lack of a repository.
     startedORB();
     throw CORBA_INTF_REPOS();
 }
@@ -106,10 +112,13 @@ CORBA_Object* CORBA_Object::_interface() {
 CORBA_Object* CORBA_Object::_resolve_reference(const char* name) {
     if (_impl->skel) {
         CORBA_Object_var resolved(startedORB().resolve_initial_references(name));
+        // A servant outside of any adapter cannot be called by others, so a reference to it would be of no
+        // use to the caller.
         if (resolved.in() && resolved->_impl->skel && !resolved->_impl->skel->is_in_adapter())
             throw CORBA_ORB_InvalidName();
         return resolved._retn();
     }
+    // Held over all attempts: what is served during a wait may release the object.
     const CORBA_Object_var held(CORBA_Object::_duplicate(this));
     for (;;) {
         try {
@@ -119,6 +128,7 @@ CORBA_Object* CORBA_Object::_resolve_reference(const char* name) {
                 [&answer](auto& reply) { reply >> answer.inout(); });
             return answer._retn();
         } catch (const CORBA_TRANSIENT&) {
+            // The reference leads elsewhere now; the request is made anew there.
             continue;
         } catch (const CORBA_BAD_PARAM&) {
             throw CORBA_ORB_InvalidName();
@@ -135,6 +145,8 @@ CORBA_Object& servant(void* object) { return *static_cast<CORBA_Object*>(object)
 void isA(void* object, CORBA_MarshalInBuffer& arguments, CORBA_OctetSequence*, const char*, void* pdata) {
     CORBA_String_var id;
     arguments >> id;
+    // Called before the reply is begun, as in the skeletons below: what it raises becomes a reply of another
+    // kind.
     const CORBA_Boolean result = servant(object)._is_a(id.in());
     *servant(object)._prepare_reply(pdata) << result;
 }
@@ -189,6 +201,7 @@ public:
 
 CORBA_Object* makeStub() { return new PlainStub; }
 
+// The table is merged into that of every interface, behind its own operations.
 const CORBA_TypeInfo skeletonHalf("CORBA::Object", std::size(operations), operations);
 
 } // namespace

@@ -37,6 +37,7 @@ CORBA_Object* makeStub() {
 // An array that a pointer to its first slice stands for.
 template <class Array>
 ArrayRef<Array> array(const SliceOf<Array>* slice) {
+    // An ArrayRef serves both directions; one that is made of a const array is only read.
     return const_cast<SliceOf<Array>*>(slice);
 }
 
@@ -69,6 +70,7 @@ class Received<T*> {
 public:
     using Type = T*;
     void read(TRXistream& stream) {
+        // Null until a reply is read, which is what a call without one returns.
         _value = std::make_unique<T>();
         stream >> *_value;
     }
@@ -87,6 +89,7 @@ public:
     Pointer give() { return _holder._retn(); }
     // In place of what the caller owns and hands over.
     void replace(Pointer& owned) {
+        // Takes over what the caller owned, and frees it behind the assignment.
         const Holder old(owned);
         owned = give();
     }
@@ -165,6 +168,7 @@ class Out : public Argument {
 public:
     using Type = typename Received<T>::Type;
     explicit Out(Type& target) : _target(target) {
+        // Null until the call has ended well: after an exception the caller has nothing to free.
         if constexpr (std::is_pointer_v<Type>)
             target = nullptr;
     }
@@ -258,10 +262,12 @@ typename Received<Result>::Type call(CORBA_Object& target, const char* operation
             const CORBA_MarshalOutBuffer_var request(target._stub_request(operation, 1));
             (arguments.write(*request), ...);
             const CORBA_MarshalInBuffer_var reply(target._stub_invoke(request.in()));
+            // Made anew for each attempt, so that nothing of a reply which failed is left.
             Received<Result> result;
             if (reply.in()) {
                 result.read(*reply);
                 (arguments.read(*reply), ...);
+                // Only now, when the whole reply has been read, does the caller own anything of it.
                 (arguments.give(), ...);
             }
             return result.give();
@@ -320,7 +326,10 @@ InMessage<T> inMessage(T& sequence) {
 template <class T>
 TRXistream& operator>>(TRXistream& stream, InMessage<T> argument) {
     CORBA_ULong length = 0;
+    // The arguments of a request always come in such a buffer. The length is checked against what is left of
+    // it.
     const unsigned char* octets = static_cast<CORBA_MarshalInBuffer&>(stream).octets_in_place(length);
+    // Borrowed: `false` keeps the sequence from freeing the octets.
     argument.sequence = T(length, length, const_cast<unsigned char*>(octets), false);
     return stream;
 }

@@ -34,6 +34,7 @@ CORBA_Object::CORBA_Object(bool isStub)
 CORBA_Object::~CORBA_Object() {
     if (_impl->stub)
         _impl->stub->leave();
+    // An object that does not end by a release, for example because a constructor of its class raised.
     if (_impl->skel && !_impl->_deactivated)
         _impl->deactivate();
     _impl->_remove_ref();
@@ -46,10 +47,12 @@ void CORBA_release(CORBA_Object* object) {
     // may count.
     const auto core = TRXRef<TRXObjectImpl>::duplicate(object->_impl);
     constexpr CORBA_ULong lastAndHeld = 2;
+    // The caller's reference and `core` are the only ones.
     const bool leaves = core->skel && core->_refcount() == lastAndHeld;
     if (leaves)
         core->deactivate();
     TRX_ASSERT(core->_refcount() >= lastAndHeld, "vobject");
+    // Asked again: the servant may have given out a reference to itself while it left its adapters.
     if (core->_refcount() == lastAndHeld) {
         delete object;
     } else {
@@ -68,9 +71,11 @@ const CORBA_TypeInfo* CORBA_Object::_type_info() const {
 void* CORBA_Object::_cast(const CORBA_TypeInfo* target) {
     if (*target == CORBA_Object_type)
         return this;
+    // A servant is what its class is, and the generated class has been asked before.
     if (_impl->skel || !_is_a(target->id()))
         return nullptr;
     CORBA_Object_var stub(target->impl()->createStub());
+    // The same reference and connection; the server has just answered on it.
     stub->_impl->stub->copy(this);
     CORBA_Object* result = wrapped(*target, stub);
     // It has no owner until the caller's `_duplicate`.
@@ -80,6 +85,7 @@ void* CORBA_Object::_cast(const CORBA_TypeInfo* target) {
 
 const char* CORBA_Object::_interface_name() const {
     if (_impl->stub) {
+        // What the reference names may be more derived than any type that is known here.
         const char* id = _impl->stub->original_ior().type_id.in();
         if (id && *id)
             return id;
@@ -99,9 +105,11 @@ void CORBA_Object::_object_name(const char* name) {
     SkelHalf& skel = *_impl->skel;
     const TRXGlobalTable& table = *TRXGlobalTable::instance();
     const bool named = skel.name.in() && *skel.name.in();
+    // A name is not taken away by a constructor of a base that is called without one.
     if (named && !name)
         return;
     char numbered[32];
+    // With the option for older peers an object without a name gets one with a number, and is persistent.
     if (!name && table.backCompat && table.transientObjects == 0) {
         static long next = 0;
         std::snprintf(numbered, sizeof numbered, "BackCompat%-ld", next++);
@@ -118,6 +126,7 @@ CORBA_Boolean CORBA_Object::_is_persistent() const {
 }
 
 CORBA_ULong CORBA_Object::_hash(CORBA_ULong maximum) const {
+    // Of the names that are known here, since no call may be made.
     CORBA_ULong hash = CORBA_string_hash(_interface_name());
     if (const char* name = _object_name())
         hash ^= CORBA_string_hash(name);
@@ -149,6 +158,7 @@ CORBA_BOA* CORBA_Object::_boa() const {
 }
 
 CORBA_ImplementationDef* CORBA_Object::_get_implementation() const {
+    // Only the process of a servant knows what it is registered as.
     if (!_impl->skel)
         throw CORBA_NO_PERMISSION();
     return _impl->skel->implementation();
@@ -246,6 +256,7 @@ std::ostream& operator<<(std::ostream& stream, CORBA_Object* object) {
         printObject(text, object);
         return stream;
     }
+    // Before an ORB is started nothing is printed, as a stream operator should not raise.
     if (CORBA_ORB* orb = currentORB()) {
         const CORBA_String_var text(orb->object_to_string(object));
         if (text.in())

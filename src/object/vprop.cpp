@@ -56,6 +56,7 @@ const OptionRow* rowOf(std::string_view word) {
 std::string upperCase(std::string_view key) {
     std::string upper(key);
     for (char& c : upper)
+        // The cast keeps toupper() from negative values, for which it is undefined.
         c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     return upper;
 }
@@ -74,6 +75,7 @@ void TRXPropertyList::parse(int& argc, char** argv, const char* prefix) {
     int kept = 0;
     for (int i = 0; i < argc; ++i) {
         char* const word = argv[i];
+        // `kept` is never beyond `i`, so nothing is overwritten before it has been read.
         if (!std::string_view(word).starts_with(prefix)) {
             argv[kept++] = word;
             continue;
@@ -85,6 +87,7 @@ void TRXPropertyList::parse(int& argc, char** argv, const char* prefix) {
         }
         if (i == argc - 1)
             endForMissingValue(word);
+        // Without a row the key is the word without its '-'.
         put(row ? row->key : word + 1, argv[++i]);
     }
     argc = kept;
@@ -97,11 +100,13 @@ char* TRXPropertyList::get(const char* key) const {
 
 void TRXPropertyList::put(const char* key, const char* value) {
     const auto stored = _table.insert(std::make_unique<Property>(Property{upperCase(key), value}));
+    // The table keeps the entry that is there; a later value counts.
     if (!stored.added)
         (*stored.entry)->value = value;
 }
 
 void TRXPropertyList::merge(const TRXPropertyList& other) {
+    // In the order of the slots, which does not matter: keys of one list are different.
     const auto& table = other._table;
     for (uint32_t i = table.next(0); i < table.capacity(); i = table.next(i + 1))
         put(table.slot(i)->key.c_str(), table.slot(i)->value.c_str());

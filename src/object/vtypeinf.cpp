@@ -52,6 +52,7 @@ TRXRef<TRXTypeInfo> TRXTypeInfo::findOrMake(const char* name) {
 
 void TRXTypeInfo::registerStub(const CORBA_TypeInfo* owner, const char* id, TRXObjectFactory factory,
                                std::vector<const CORBA_TypeInfo*> bases) {
+    // Checked before anything is changed: static objects of two libraries may bring the same interface.
     if (_registered || dictionaries().byId.find(id))
         throw CORBA_BAD_PARAM();
     _owner = owner;
@@ -63,6 +64,7 @@ void TRXTypeInfo::registerStub(const CORBA_TypeInfo* owner, const char* id, TRXO
 }
 
 void TRXTypeInfo::withdraw(const CORBA_TypeInfo* handle) {
+    // The handle of a half that was refused, or has been replaced.
     if (_owner != handle && _skeleton_owner != handle)
         return;
     if (_owner == handle) {
@@ -73,10 +75,12 @@ void TRXTypeInfo::withdraw(const CORBA_TypeInfo* handle) {
         _wrap = nullptr;
         _client_factories = {};
         _server_factories = {};
+        // They are handles of libraries that may be unloaded next.
         _bases.clear();
     }
     if (_skeleton_owner == handle)
         setMethods(0, nullptr);
+    // The merged table refers to the half that goes; it is made again when it is asked for.
     _methods_by_name.clear();
     _methods_built = false;
 }
@@ -91,6 +95,7 @@ bool TRXTypeInfo::hasId(const char* id) const {
 }
 
 TRXSkeleton TRXTypeInfo::findMethod(const char* operation, const CORBA_TypeInfo*& out) {
+    // At the first request, when all static objects have been made, whatever the order of the files.
     if (!_methods_built) {
         mergeMethodsInto(_methods_by_name);
         _methods_built = true;
@@ -111,6 +116,7 @@ void TRXTypeInfo::mergeMethodsInto(MethodTable& table) const {
     for (const TRXMethod& method : _methods)
         table.insert({method.operation, method.skeleton, this});
     for (const CORBA_TypeInfo* base : _bases) {
+        // Null for a base whose static object has not been made.
         if (base->impl())
             base->impl()->mergeMethodsInto(table);
     }
@@ -129,6 +135,7 @@ CORBA_Object* TRXTypeInfo::createWrappedObject(CORBA_Object* object) {
 namespace {
 
 bool tracing() {
+    // Read once, since the program may change its environment later.
     static const bool on = std::getenv("DEBUG_STATIC") != nullptr;
     return on;
 }
@@ -176,6 +183,7 @@ CORBA_TypeInfo::~CORBA_TypeInfo() {
 }
 
 CORBA_TypeInfo::BaseList CORBA_TypeInfo::list(std::initializer_list<const CORBA_TypeInfo*> bases) {
+    // Generated code may end its list by a null.
     return {bases.begin(), std::find(bases.begin(), bases.end(), nullptr)};
 }
 
@@ -219,6 +227,7 @@ CORBA_Object* CORBA_TypeInfo::createWrappedStub() const {
         assertionFailed("_impl != __null", "vtypeinf", __LINE__);
     const CORBA_Object_var stub = _impl->createStub();
     CORBA_Object* wrapped = createWrappedObject(stub);
+    // `stub` gives its reference back on return, so the caller needs one of its own.
     return wrapped == stub.in() ? CORBA_Object::_duplicate(wrapped) : wrapped;
 }
 
