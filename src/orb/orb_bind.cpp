@@ -17,6 +17,7 @@ using namespace harbolance;
 // --- Text --------------------------------------------------------------------------------------------------
 
 char* TRXORB::object_to_string(CORBA_Object* object) {
+    // Nil has a text too: that of a reference without profiles.
     return TRXUtil::ior_to_string(object ? ObjectOperations::installed().reference(object) : IOP::IOR());
 }
 
@@ -33,6 +34,7 @@ namespace {
 bool namesThisHost(const char* host) {
     if (!host)
         return true;
+    // A name without an address is known to the agents at most, and so is another host.
     const CORBA_String_var address(TRXUtil::host_address(host));
     const CORBA_String_var own(TRXUtil::host_address(nullptr));
     return address.in() &&
@@ -43,6 +45,7 @@ CORBA_Object* localObject(const char* repId, const char* objectName) {
     ObjectAdapters* adapters = ObjectAdapters::installed();
     if (!adapters)
         return nullptr;
+    // Objects that can be found by their names are the persistent ones.
     const TRXRef<TRXObjectId> id(new TRXPersistentId(repId, objectName ? objectName : ""));
     const CORBA_OctetSequence_var key(TRXUtil::key_from_id(*id));
     return adapters->find(*key);
@@ -54,8 +57,11 @@ CORBA_Object* TRXORB::bind(const char* rep_id, const char* object_name, const ch
                            const CORBA_BindOptions* options) {
     const TRXGlobalTable& table = *TRXGlobalTable::instance();
     const CORBA_TypeInfo* info = CORBA_TypeInfo::lookup(rep_id);
+    // A type may be asked for by its name or its id; in keys it has one form, which older peers take to be
+    // the name.
     if (info)
         rep_id = table.backCompat ? info->name() : info->id();
+    // Without a class of its own the object can still be called by way of CORBA::Object.
     if (!info || !info->impl()->hasFactory())
         info = &CORBA_Object_type;
 
@@ -66,6 +72,7 @@ CORBA_Object* TRXORB::bind(const char* rep_id, const char* object_name, const ch
         return local._retn();
 
     CORBA_Object_var object(info->impl()->createStub());
+    // createStub() makes a stub, so there is this half.
     TRXStubInfo& stub = *TRXStubInfo::of(object.in());
     const bool defer = (options ? *options : table.defaultBindOptions).deferBind;
     if (local.in())
@@ -84,6 +91,7 @@ IOP::IOR* TRXORB::locate_reference(const char* repId, const char* objectName, co
     const CORBA_OctetSequence_var key(TRXUtil::key_from_id(*id));
     body.object_key = *key;
     auto ior = std::make_unique<IOP::IOR>();
+    // "*" stands for any interface, as in the ids of services, and is no type.
     ior->type_id = repId && std::strcmp(repId, "*") != 0 ? repId : "";
     ior->profiles.length(1);
     ior->profiles[0].tag = IOP::TAG_TRX_LOCATE;
@@ -98,14 +106,17 @@ static bool isAskedFor(const CORBA_OctetSequence& key) {
         const TRXRef<TRXObjectId> id(TRXUtil::id_from_key(key));
         return !id || id->type() == TRXObjectId::ID_PERSISTENT;
     } catch (const CORBA_Exception&) {
+        // A key that begins like one of ours and cannot be read. Only its server can tell what it means.
         return true;
     }
 }
 
 TRXGIOPConn* TRXORB::locate(TRXGIOPConn* connection, IOP::IOR& ior, CORBA_ULong seconds) {
+    // One limit over all steps.
     const TimeLimit limit(seconds);
     CORBA_OctetSequence key;
     TRXUtil::object_key_of(ior, connection->connection().profile_id(), key);
+    // The caller gets a use of the connection, which it gives back as if it had been opened for it.
     if (!isAskedFor(key))
         return GIOPUse::another(connection).detach();
     limit.check();
@@ -113,8 +124,11 @@ TRXGIOPConn* TRXORB::locate(TRXGIOPConn* connection, IOP::IOR& ior, CORBA_ULong 
     try {
         status = connection->locate(ior, limit.left());
     } catch (const CORBA_COMM_FAILURE&) {
+        // The server has gone while it was asked. Another one may have the object: the caller begins anew.
         throw CORBA_TRANSIENT();
     } catch (const CORBA_OBJECT_NOT_EXIST&) {
+        // The host is right, but no such object is there: for one that is sought by name the answer is that
+        // it has no implementation.
         throw CORBA_NO_IMPLEMENT();
     }
     if (status == GIOP::OBJECT_HERE)
@@ -129,6 +143,7 @@ namespace {
 
 const TRXProfileKeys& keysOf(const IOP::TaggedProfile& profile) {
     const TRXProfileKeys* keys = TRXProfileKeys::find(profile.tag);
+    // A profile of another protocol, which only another ORB can read.
     if (!keys)
         throw CORBA_INV_OBJREF();
     return *keys;
@@ -146,6 +161,7 @@ IOP::TaggedProfile* TRXORB::rekeyed(const IOP::TaggedProfile& profile, const COR
 
 void TRXORB::print_profile(std::ostream& stream, const IOP::TaggedProfile& profile) {
     const IIOP::ProfileBody body = IIOP::decoded(profile.profile_data);
+    // A reference by name has no host; the agents are asked for it.
     const bool anywhere = !body.host.in() || !*body.host.in();
     stream << "Host: " << (anywhere ? "<BROADCAST>" : body.host.in()) << "Port: " << body.port;
 }
@@ -158,6 +174,7 @@ TRXTypeInfo& entryOf(const char* repId) {
     const CORBA_TypeInfo* info = CORBA_TypeInfo::lookup(repId);
     if (!info)
         throw CORBA_BAD_PARAM();
+    // A handle that lookup() gives has an entry.
     return *info->impl();
 }
 

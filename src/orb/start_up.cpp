@@ -31,6 +31,7 @@ namespace {
 // so none runs twice, this one included.
 void shutDown() {
     if (ObjectAdapters* adapters = ObjectAdapters::installed()) {
+        // First no new requests, then the replies that wait: clients get what has been served.
         adapters->shutDown();
         adapters->flush();
     }
@@ -39,17 +40,21 @@ void shutDown() {
 
 void endOnSignal() {
     shutDown();
+    // Without static destructors: the signal was acted on in the middle of some wait, whose callers still use
+    // these objects.
     ::_exit(0);
 }
 
 void prepareProcess() {
     std::set_new_handler(raiseNoResources);
     Termination::install(endOnSignal);
+    // Before any module registers its own, so that it runs behind all of these at exit.
     registerExitFunction(shutDown);
     TypeCodeAccess::startUp();
 }
 
 void readFlag(const TRXPropertyList& list, const char* key, bool& flag) {
+    // An option that is absent in this call keeps what an earlier one has set.
     flag = list.flag(key).value_or(flag);
 }
 
@@ -61,6 +66,7 @@ void readNumberAsFlag(const TRXPropertyList& list, const char* key, bool& flag) 
 void readBufferSize(const TRXPropertyList& list, const char* key, int& size) {
     constexpr long largest = 65535;
     if (const auto number = list.number(key))
+        // 0 leaves the size to the system.
         size = *number >= 1 && *number <= largest ? static_cast<int>(*number) : 0;
 }
 
@@ -74,6 +80,7 @@ void readSettings(const TRXPropertyList& list) {
     readFlag(list, "ORBbackdii", marshalSettings.backDII);
     readFlag(list, "ORBnullstring", marshalSettings.nullString);
     const auto port = list.number("ORBagentport");
+    // The first one counts: the session with the agents may have begun on it.
     if (port && orbSettings.agentPort == 0)
         orbSettings.agentPort = static_cast<uint16_t>(*port);
     readBufferSize(list, "ORBsendbufsize", transportSettings.sendBufSize);
@@ -89,14 +96,18 @@ void readSettings(const TRXPropertyList& list) {
 
 CORBA_ORB* CORBA_ORB_init(int& argc, char** argv, const char* orb_id) {
     if (!orb_id)
+        // Looked at and left: the ORB takes it out with its other words.
         orb_id = wordBehind(argc, argv, "-ORBid");
     if (!orb_id)
         orb_id = "ORB";
+    // Once for the process, before any ORB is made: the options may already need what is prepared.
     [[maybe_unused]] static const bool prepared = (prepareProcess(), true);
     TRXORBFactory* factory = TRXORBFactory::find(std::string_view(orb_id));
     if (!factory)
         return nullptr;
+    // Settings before modules: a module's hook may rely on them.
     CORBA_ORB* orb = factory->create(argc, argv);
+    // An ORB of another factory need not be a list of properties.
     if (const auto* list = dynamic_cast<const TRXPropertyList*>(orb))
         readSettings(*list);
     TRXInit::initializeAll(argc, argv, orb);

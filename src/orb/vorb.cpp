@@ -11,7 +11,9 @@ using namespace harbolance;
 TRXORB::TRXORB(const char* name, CORBA_Long key, int& argc, char** argv, const char* prefix)
     : _name(name), _key(key) {
     TRXPropertyList::parse(argc, argv, prefix);
+    // With the class named, as a derived class is not there yet while this constructor runs.
     TRXORB::readProperties();
+    // Last: the ORB is complete then for whoever asks for it.
     setCurrentORB(this);
 }
 
@@ -26,6 +28,7 @@ CORBA_BOA* TRXORB::BOA_init(int& argc, char** argv, const char* boa_id) {
     const char* id = boa_id ? boa_id : wordBehind(argc, argv, "-OAid");
     ObjectAdapters* adapters = ObjectAdapters::installed();
     CORBA_BOA* boa = adapters ? adapters->make(id ? id : "TSingle", argc, argv) : nullptr;
+    // Behind the making of the adapter, whose options the hooks may read.
     if (boa)
         TRXInit::initializeAll(argc, argv, boa);
     return boa;
@@ -33,6 +36,7 @@ CORBA_BOA* TRXORB::BOA_init(int& argc, char** argv, const char* boa_id) {
 
 CORBA_StringSequence* TRXORB::list_initial_services() {
     const auto names = TRXResolver::names();
+    // Held by a _var until it is complete: an allocation that fails must not lose it.
     CORBA_StringSequence_var services = new CORBA_StringSequence;
     services->length(static_cast<CORBA_ULong>(names.size()));
     for (CORBA_ULong i = 0; i < services->length(); ++i)
@@ -41,6 +45,7 @@ CORBA_StringSequence* TRXORB::list_initial_services() {
 }
 
 CORBA_Object* TRXORB::resolve_initial_references(const char* name) {
+    // A process without any initial references differs from one that lacks this name.
     if (!TRXResolver::anyExists())
         throw CORBA_OBJECT_NOT_EXIST();
     TRXResolver* resolver = name ? TRXResolver::find(std::string_view(name)) : nullptr;
@@ -63,6 +68,8 @@ void TRXORB::create_environment(CORBA_Environment*& environment) { environment =
 
 // Those of the transport that the ORB serves; null when there is none.
 TRXGIOPConnFactory* TRXORB::connections() const {
+    // The key of an ORB's factory is the tag of the profiles that it serves. Asked without making the factory
+    // of connections: a program may have no transport.
     const auto tag = static_cast<CORBA_ULong>(_key);
     return TRXConnFactory::find(tag) ? &TRXGIOPConnFactory::of(tag) : nullptr;
 }
@@ -95,6 +102,7 @@ void TRXORB::parse(int& argc, char** argv, const char* prefix) {
 }
 
 CORBA_ORB* TRXIIOPORBFactory::create(int& argc, char** argv) {
+    // One ORB for the process; a later command line adds to its properties.
     if (_orb)
         _orb->parse(argc, argv, "-ORB");
     else
