@@ -23,6 +23,7 @@ public:
 
 protected:
     explicit Nesting(int limit) {
+        // Before counting: a level that is refused has no destructor to count it back.
         if (_depth >= limit)
             throw CORBA_MARSHAL();
         ++_depth;
@@ -60,8 +61,10 @@ private:
 class ReadAhead {
 public:
     ReadAhead(const TRXistream& stream, uint64_t octets) {
+        // What the sequences around this one were granted has not arrived yet either, so it counts as well.
         const uint64_t wanted = _taken + octets;
         const uint64_t needed = wanted > freeOctets ? (wanted - freeOctets) / octetsForEachLeft : 0;
+        // Text does not know how much is left, so nothing is granted there.
         if (needed <= UINT32_MAX && !stream.stream() && stream.has(static_cast<CORBA_ULong>(needed)))
             _taken += _octets = octets;
     }

@@ -48,6 +48,7 @@ public:
     ~TRXVar() { CORBA_release(_ptr); }
 
     TRXVar& operator=(T* owned) {
+        // Also when both are one object: the caller hands over a reference of its own each time.
         if (T* old = std::exchange(_ptr, owned))
             CORBA_release(old);
         return *this;
@@ -94,6 +95,7 @@ TRXostream& operator<<(TRXostream& stream, const TRXVar<T>& holder) { return str
 template <class T>
 requires requires(TRXistream& stream, T*& object) { stream >> object; }
 TRXistream& operator>>(TRXistream& stream, TRXVar<T>& holder) {
+    // Read before anything is replaced.
     T* read = nullptr;
     stream >> read;
     holder = read;

@@ -35,6 +35,7 @@ int compareObjects(CORBA_Object* a, CORBA_Object* b) {
 
 char* copyOctets(const void* octets, CORBA_Long length) {
     const auto size = static_cast<CORBA_ULong>(std::max(length, CORBA_Long{0}));
+    // The allocator of strings: a constructed value is freed like one.
     char* block = CORBA_string_alloc(size);
     if (size > 0)
         std::memcpy(block, octets, size);
@@ -52,6 +53,7 @@ uint64_t AnyAccess::basicOctets(const CORBA_Any& any) {
 
 CORBA_Any& CORBA_Any::operator=(const CORBA_Any& other) {
     if (this != &other) {
+        // Copied first: when that raises, the old value is still there. `other` may be held by this very Any.
         CORBA_Any copy(other);
         swap(copy);
     }
@@ -59,6 +61,7 @@ CORBA_Any& CORBA_Any::operator=(const CORBA_Any& other) {
 }
 
 void CORBA_Any::swap(CORBA_Any& other) noexcept {
+    // A pointer into the object itself must not move with the values: it is set again after the swap.
     const bool small = _value == _small;
     const bool otherSmall = other._value == other._small;
     std::swap(_tc, other._tc);
@@ -89,6 +92,7 @@ void CORBA_Any::freeValue() {
     case tk_Principal: CORBA_release(static_cast<CORBA_OctetSequence*>(_value)); break;
     case tk_wstring: CORBA_wstring_free(static_cast<CORBA_WChar*>(_value)); break;
     default:
+        // Only a value that the program handed over: the Any's own are in `_small`.
         if (basicSize(kind) > 0)
             ::operator delete(_value);
         else
@@ -99,6 +103,7 @@ void CORBA_Any::freeValue() {
 
 // Takes a new type and drops the value.
 void CORBA_Any::become(CORBA_TypeCode* type) {
+    // Before the old one is freed, which may be the same type or hold it.
     CORBA_TypeCode* held = CORBA_TypeCode::_duplicate(type);
     freeAll();
     _tc = held;
@@ -116,6 +121,7 @@ void CORBA_Any::adopt(CORBA_TypeCode* type, void* value, CORBA_Long length, bool
 }
 
 void CORBA_Any::replace(CORBA_TypeCode* type, void* value, CORBA_Boolean release) {
+    // Any constructed kind serves for a missing type: both are refused below, before the old value goes.
     const CORBA_TCKind kind = type ? TypeCodeAccess::valueKind(*type) : tk_struct;
     if (!type || (value && isConstructed(kind)))
         throw CORBA_BAD_PARAM();
@@ -136,6 +142,7 @@ void CORBA_Any::emptyValue(CORBA_TCKind kind) {
     if (kind == tk_any)
         _value = new CORBA_Any;
     else if (kind == tk_TypeCode)
+        // A constant, so that releasing it does nothing.
         _value = _tc_null;
     else if (basicSize(kind) > 0)
         _value = std::memset(_small, 0, sizeof _small);
@@ -152,13 +159,16 @@ void CORBA_Any::replace(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer) {
     }
     CORBA_MarshalInBuffer value(buffer.data(), buffer.offset());
     read_value(value, type);
+    // The octets have been read into a value of their own, and the block is the Any's to free now.
     if (!buffer.own())
         CORBA_string_free(buffer.data());
 }
 
 void CORBA_Any::takeOctets(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer) {
     const auto length = static_cast<CORBA_Long>(buffer.offset());
+    // A buffer that owns its octets frees them itself.
     char* block = buffer.own() ? copyOctets(buffer.data(), length) : buffer.data();
+    // An exception is marshalled with its repository id in front.
     adopt(type, block, length, TypeCodeAccess::valueKind(*type) == tk_except);
 }
 
@@ -179,6 +189,7 @@ void CORBA_Any::copyFrom(const CORBA_Any& other) {
         break;
     case tk_string: value = CORBA_string_dup(AnyAccess::text(other)); break;
     case tk_wstring: value = CORBA_wstring_dup(AnyAccess::wideText(other)); break;
+    // Without members a struct has a block of no octets: it is a value, other than null.
     case tk_struct:
     case tk_except: value = other._value ? copyOctets(other._value, other._length) : nullptr; break;
     case tk_union:
@@ -187,6 +198,7 @@ void CORBA_Any::copyFrom(const CORBA_Any& other) {
     default:
         if (basicSize(kind) == 0)
             throw CORBA_INTERNAL();
+        // This Any is empty, so nothing is in `_small` yet; `adopt` leaves it alone.
         value = std::memcpy(_small, other._value, basicSize(kind));
     }
     adopt(other._tc, value, other._length, other._id_in_front);
@@ -206,6 +218,7 @@ CORBA_ULong CORBA_Any::hash() const {
     if (_length < 1 || !_value)
         return 0;
     auto hash = static_cast<CORBA_ULong>(_length);
+    // The rule of this hash: the length, xored with each octet as a signed number.
     const auto* octets = static_cast<const signed char*>(_value);
     for (size_t i = 0, size = hashedOctets(); i < size; ++i)
         hash ^= static_cast<CORBA_ULong>(CORBA_Long{octets[i]});
@@ -232,6 +245,7 @@ int CORBA_Any::compareValues(const CORBA_Any& a, const CORBA_Any& b) {
     case tk_wstring: return CORBA_wstring_compare(AnyAccess::wideText(a), AnyAccess::wideText(b));
     default: break;
     }
+    // Types are equal here, so octets in the host's order can be compared without walking them.
     if (isConstructed(kind) && a._length != b._length)
         return a._length - b._length;
     if (isConstructed(kind) || basicSize(kind) > 0)

@@ -15,6 +15,7 @@ bool isOf(const CORBA_Any& any, CORBA_TCKind kind) { return AnyAccess::type(any)
 
 template <class T>
 bool extract(const CORBA_Any& any, CORBA_TCKind kind, T& value) {
+    // By the Any's own kind: an alias of the type is another type for extraction.
     if (!isOf(any, kind))
         return false;
     value = AnyAccess::as<T>(any);
@@ -45,6 +46,7 @@ bool mayTake(const CORBA_Any& any, CORBA_TCKind kind, CORBA_ULong bound) {
 // A copy of at most `bound` characters, in memory for all of them.
 template <class Text, class Char>
 Char* firstOf(const Char* text, CORBA_ULong bound) {
+    // As long as the bound, whatever the text: the length in the Any is the bound.
     Char* copy = Text::alloc(bound);
     CORBA_ULong i = 0;
     for (; text && i < bound && text[i] != 0; ++i)
@@ -109,10 +111,12 @@ void operator<<=(CORBA_Any& any, CORBA_Any::from_string text) {
 
 void operator<<=(CORBA_Any& any, CORBA_Any::from_wstring text) {
     const auto bound = static_cast<CORBA_Long>(text.bound);
+    // The length of a wide copy counts its end, that of a narrow one does not.
     insertText<TRXWideText>(any, _tc_wstring, text, text.nocopy ? bound : bound + 1);
 }
 
 void operator<<=(CORBA_Any& any, const CORBA_Any& value) {
+    // Copied before the old value goes, since `value` may be inside it.
     AnyAccess::adopt(any, _tc_any, new CORBA_Any(value), 0);
 }
 
@@ -125,6 +129,7 @@ void operator<<=(CORBA_Any& any, CORBA_Object* object) {
     if (object) {
         const ObjectOperations& operations = ObjectOperations::installed();
         const char* scoped = operations.typeName(object);
+        // A TypeCode has the name without its scope: what stands behind the last "::".
         const char* colon = std::strrchr(scoped, ':');
         type = new CORBA_TypeCode(operations.interfaceName(object), colon ? colon + 1 : scoped, false);
     }
@@ -188,6 +193,7 @@ bool operator>>=(const CORBA_Any& any, CORBA_Any::to_wstring text) {
 bool operator>>=(const CORBA_Any& any, CORBA_Any& value) {
     if (!isOf(any, tk_any))
         return false;
+    // By a copy: the target may be the Any that holds it.
     value = CORBA_Any(*static_cast<const CORBA_Any*>(AnyAccess::value(any)));
     return true;
 }
@@ -226,8 +232,10 @@ CORBA_TypeCode* TRXStringSequenceType() {
 }
 
 bool harbolance::extractMembers(const CORBA_Any& any, CORBA_TypeCode* type, MemberReader read, void* value) {
+    // Types first: the octets mean something only for a reader of the same type.
     if (!type->equal(AnyAccess::type(any)) || !AnyAccess::value(any))
         return false;
+    // The limit on nesting for values of this process: they were accepted when they came in.
     const ReadingOwnOctets own;
     CORBA_MarshalInBuffer octets = AnyAccess::octets(any);
     read(octets, value);
@@ -240,6 +248,7 @@ bool harbolance::extractMembers(const CORBA_Any& any, CORBA_TypeCode* type, cons
         return false;
     const ReadingOwnOctets own;
     CORBA_MarshalInBuffer octets = AnyAccess::octets(any);
+    // Read from a stream by its type alone, an exception has no id in front; the type has it then.
     const char* id = AnyAccess::carriesId(any)
                          ? octets.string_in_place()
                          : TypeCodeAccess::id(TypeCodeAccess::unaliased(*AnyAccess::type(any)));

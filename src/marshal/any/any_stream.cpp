@@ -17,6 +17,7 @@ using Purpose = ValueWalk::Purpose;
 // Writes a value of any kind that is not constructed.
 void writeHeld(TRXostream& stream, CORBA_TCKind kind, const CORBA_Any& any) {
     switch (kind) {
+    // By pointer: these operators raise CORBA_BAD_PARAM for a missing value.
     case tk_any: stream << static_cast<const CORBA_Any*>(AnyAccess::value(any)); return;
     case tk_TypeCode: stream << AnyAccess::heldType(any); return;
     case tk_objref: stream << AnyAccess::heldObject(any); return;
@@ -32,6 +33,7 @@ void writeHeld(TRXostream& stream, CORBA_TCKind kind, const CORBA_Any& any) {
 void writeConstructed(TRXostream& stream, const CORBA_TypeCode& type, const CORBA_Any& any) {
     CORBA_MarshalInBuffer octets = AnyAccess::octets(any);
     if (AnyAccess::carriesId(any))
+        // Passed over: the caller has written the id, or wants none.
         octets.string_in_place();
     ValueWalk(octets, stream, Purpose::write).walk(&type);
 }
@@ -57,6 +59,7 @@ void readText(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type) {
 void readWideText(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type) {
     CORBA_WString_var text;
     stream >> text;
+    // What the peer counted does not matter: the text ends at its first zero.
     const size_t length = text.in() ? std::wcslen(text.in()) : 0;
     AnyAccess::adopt(any, type, text._retn(), static_cast<CORBA_Long>(length + 1));
 }
@@ -68,6 +71,7 @@ void readConstructed(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type, c
     CORBA_MarshalOutBuffer octets(small, sizeof small, 0);
     if (id)
         octets << id;
+    // When this raises, the Any has not been touched.
     ValueWalk(stream, octets, Purpose::copy).walk(type);
     char* block = octets.data();
     const CORBA_ULong length = octets.offset();
@@ -75,6 +79,7 @@ void readConstructed(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type, c
         block = CORBA_string_alloc(length);
         std::memcpy(block, small, length);
     } else {
+        // The value outgrew the stack: the block is the buffer's own, and the Any takes it over.
         octets.own(0);
     }
     AnyAccess::adopt(any, type, block, static_cast<CORBA_Long>(length), id != nullptr);
@@ -83,6 +88,7 @@ void readConstructed(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type, c
 void printValue(TRXostream& stream, const CORBA_Any& any) {
     const CORBA_TypeCode& type = TypeCodeAccess::unaliased(*AnyAccess::type(any));
     switch (type.kind()) {
+    // These three have a readable form that their stream operators do not give.
     case tk_any: printAny(stream, *static_cast<const CORBA_Any*>(AnyAccess::value(any))); return;
     case tk_TypeCode: CORBA_TypeCode::dump(stream, AnyAccess::heldType(any)); return;
     case tk_objref: printObject(stream, AnyAccess::heldObject(any)); return;
@@ -102,6 +108,7 @@ void printValue(TRXostream& stream, const CORBA_Any& any) {
 
 void CORBA_Any::write_value(TRXostream& stream) const {
     const CORBA_TypeCode& type = TypeCodeAccess::unaliased(*_tc);
+    // On the wire the id stands between the type and the members.
     if (type.kind() == tk_except)
         stream << exceptionId(type, *this);
     if (isConstructed(type.kind()))
@@ -122,6 +129,7 @@ void CORBA_Any::read_value(TRXistream& stream, CORBA_TypeCode* type) {
     if (!type)
         throw CORBA_BAD_PARAM();
     const CORBA_TCKind kind = TypeCodeAccess::valueKind(*type);
+    // Read into a variable: the Any changes only when the stream has not raised.
     const bool isBasic = forBasicKind(kind, [&]<class T>(std::type_identity<T>) {
         T value{};
         stream >> value;
@@ -156,9 +164,11 @@ TRXostream& operator<<(TRXostream& stream, const CORBA_Any* any) {
 }
 
 TRXistream& operator>>(TRXistream& stream, CORBA_Any& any) {
+    // An Any may hold an Any: a peer chooses how deep.
     const ReadNesting nesting;
     CORBA_TypeCode_var type;
     stream >> type;
+    // Other than `read_value`, which is called for members whose id has been read already.
     if (TypeCodeAccess::valueKind(*type) == tk_except) {
         CORBA_String_var id;
         stream >> id;

@@ -27,6 +27,7 @@ private:
 
 ValueWalk::ValueWalk(TRXistream& in, TRXostream& out, Purpose purpose)
     : _in(in), _out(out), _buffer(in.buffer()), _purpose(purpose) {
+    // What is written or printed was accepted when it came in; a limit for peers would refuse it now.
     if (purpose != Purpose::copy)
         _own.emplace();
 }
@@ -49,6 +50,7 @@ void ValueWalk::move() {
 void ValueWalk::walk(const CORBA_TypeCode* type) {
     if (!type)
         throw CORBA_BAD_TYPECODE();
+    // Aliases in one step: they are not visits, since no value belongs to them.
     type = &TypeCodeAccess::unaliased(*type);
     beginVisit();
     switch (type->kind()) {
@@ -70,6 +72,7 @@ void ValueWalk::walk(const CORBA_TypeCode* type) {
 }
 
 void ValueWalk::moveText() {
+    // Text has no place that could be pointed to.
     if (!_buffer) {
         CORBA_String_var text;
         _in >> text;
@@ -77,8 +80,10 @@ void ValueWalk::moveText() {
     } else {
         CORBA_ULong length = 0;
         const auto* text = reinterpret_cast<const char*>(_buffer->octets_in_place(length));
+        // The same rules as for reading a string: a peer's text is not passed on if it could not be read.
         if (length == 0 && !marshalSettings.nullString)
             throw CORBA_MARSHAL();
+        // Written straight from where it lies, provided that the peer has sent its NUL.
         if (!text || text[length - 1] == '\0')
             _out << text;
         else
@@ -90,6 +95,7 @@ void ValueWalk::moveText() {
 void ValueWalk::moveWideText() {
     CORBA_ULong count = 0;
     _in >> count;
+    // Each character takes two octets: this refuses what is impossible, the loop ends at what is missing.
     if (!_in.has(count))
         throw CORBA_MARSHAL();
     _out << count;
@@ -131,6 +137,7 @@ void ValueWalk::moveAny() {
     CORBA_TypeCode_var type;
     _in >> type;
     _out << type;
+    // The id is no part of the type's walk.
     if (TypeCodeAccess::valueKind(*type) == tk_except)
         moveText();
     walk(type);
@@ -166,6 +173,7 @@ uint64_t ValueWalk::moveDiscriminator(const CORBA_TypeCode& type) {
         T value{};
         _in >> value;
         _out << value;
+        // In the form in which the type keeps its labels.
         octets = TypeCodeAccess::labelOf(value);
     });
     countPassed(1);
@@ -191,10 +199,12 @@ void ValueWalk::walkSequence(const CORBA_TypeCode& type) {
     countPassed(1);
     if (count == 0)
         return;
+    // Elements that take less than an octet each are refused behind the walk.
     if (_purpose == Purpose::copy && !_in.has(count))
         throw CORBA_MARSHAL();
     if (!TypeCodeAccess::content(type))
         throw CORBA_BAD_TYPECODE();
+    // The number of values: elements that add nothing to it took no octets.
     const uint64_t passed = _passed;
     walkElements(*TypeCodeAccess::content(type), count);
     if (_purpose == Purpose::copy && _passed == passed)
@@ -221,9 +231,11 @@ bool ValueWalk::moveElements(CORBA_TCKind kind, CORBA_ULong count) {
 template <class T>
 bool ValueWalk::moveArray(CORBA_ULong count) {
     constexpr CORBA_ULong octetsEach = std::is_same_v<T, CORBA_WChar> ? 2 : sizeof(T);
+    // In text an array of characters would come out raw, not as numbers.
     if (_in.stream() || (std::is_same_v<T, CORBA_Char> && _out.stream()))
         return false;
     expectArray(octetsEach, count);
+    // Usable as an array where it lies: the same size, byte order, and an address that the type can have.
     const bool sameInMemory =
         octetsEach == sizeof(T) && _buffer && _buffer->byte_order() == hostByteOrder &&
         reinterpret_cast<uintptr_t>(_buffer->data() + _buffer->offset() - _buffer->align() % sizeof(T)) %
@@ -262,6 +274,7 @@ void ValueWalk::moveInPlace(CORBA_ULong count) {
         _out.write_raw(place, count - 1);
     else
         _out.write(reinterpret_cast<const T*>(place), count - 1);
+    // `seek` sets the stream position as well, which goes on counting here.
     const CORBA_ULong position = _buffer->align() + static_cast<CORBA_ULong>(octets);
     _buffer->seek(offset + static_cast<CORBA_ULong>(octets));
     _buffer->align(position);
@@ -269,6 +282,7 @@ void ValueWalk::moveInPlace(CORBA_ULong count) {
 
 template <class T>
 void ValueWalk::moveInPieces(CORBA_ULong count) {
+    // On the stack, so that a count of the peer's costs no memory.
     T piece[1024 / sizeof(T)];
     while (count > 0) {
         const CORBA_ULong some = std::min(count, static_cast<CORBA_ULong>(std::size(piece)));

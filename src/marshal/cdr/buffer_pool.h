@@ -24,6 +24,7 @@ public:
 
     // The caller owns one reference.
     Buffer* take(CORBA_ULong size) {
+        // Beside the pool's own reference there is that of a call whose reply is being handled.
         const bool inUse = _cached && _cached->_refcount() > 1;
         if (size > largest || inUse)
             return new Buffer(size);

@@ -13,6 +13,7 @@ public:
     explicit TRXEncapsulationReader(const CORBA_OctetSequence& octets)
         : CORBA_MarshalInBuffer(reinterpret_cast<const char*>(octets.buffer()), octets.length()) {
         CORBA_Octet order = 0;
+        // An octet has no byte order, so this can be read before the order is known.
         *this >> order;
         byte_order(order);
     }

@@ -14,6 +14,7 @@ namespace {
 
 constexpr uint64_t maxOctets = std::numeric_limits<CORBA_ULong>::max();
 
+// For alignments that are powers of two.
 CORBA_ULong paddingTo(CORBA_ULong alignment, CORBA_ULong position) { return -position & (alignment - 1); }
 
 } // namespace
@@ -38,9 +39,11 @@ void CORBA_MarshalOutBuffer::reset_align() { _start = -_offset; }
 void CORBA_MarshalOutBuffer::destroy() { delete this; }
 
 void CORBA_MarshalOutBuffer::grow(CORBA_ULong count) {
+    // In 64 bits: a size that wrapped would be taken for a small one.
     const uint64_t needed = uint64_t{_offset} + count;
     if (needed > maxOctets)
         throw CORBA_MARSHAL();
+    // Doubling, so that copying stays linear in what is written.
     const uint64_t doubled = std::min(2 * uint64_t{_capacity}, maxOctets);
     const auto capacity = static_cast<CORBA_ULong>(std::max(doubled, needed));
     char* data = CORBA_string_alloc(capacity);
@@ -62,6 +65,7 @@ void CORBA_MarshalOutBuffer::rewind() {
 }
 
 void CORBA_MarshalOutBuffer::seek(CORBA_ULong offset) {
+    // Behind what was written the octets have no meaning yet, but the caller may be about to fill them.
     if (offset > _capacity)
         throw CORBA_BAD_PARAM();
     _start += _offset - offset; // keeps `align`
@@ -81,6 +85,7 @@ char* CORBA_MarshalOutBuffer::reserve(uint64_t count, CORBA_ULong alignment) {
     if (total > _capacity - _offset)
         make_room(total);
     char* place = _data + _offset;
+    // The padding of this ORB, which readers pass over.
     std::fill_n(place, padding, ' ');
     _offset += static_cast<CORBA_ULong>(total);
     return place + padding;
@@ -89,7 +94,9 @@ char* CORBA_MarshalOutBuffer::reserve(uint64_t count, CORBA_ULong alignment) {
 template <class T>
 TRXostream& CORBA_MarshalOutBuffer::put_array(const T* array, CORBA_ULong count) {
     const uint64_t octets = uint64_t{count} * sizeof(T);
+    // Also for an empty array, in front of which this ORB aligns.
     char* place = reserve(octets, sizeof(T));
+    // An empty array may have no address, which memcpy does not take.
     if (octets > 0)
         std::memcpy(place, array, octets);
     return *this;
@@ -108,6 +115,7 @@ TRXostream& CORBA_MarshalOutBuffer::put_narrowed(const T* array, CORBA_ULong cou
 
 // Length, text and NUL with one bounds check.
 TRXostream& CORBA_MarshalOutBuffer::put_text(const char* text) {
+    // The length on the wire counts the NUL, which is sent as well.
     const size_t size = std::strlen(text) + 1;
     const auto length = static_cast<CORBA_ULong>(size);
     const CORBA_ULong padding = paddingTo(sizeof length, align());
@@ -127,12 +135,14 @@ TRXostream& CORBA_MarshalOutBuffer::put_text(const char* text) {
 TRXostream& CORBA_MarshalOutBuffer::operator<<(const char* string) {
     if (string) [[likely]]
         return put_text(string);
+    // CDR has no null strings: the length 0 is an extension that both sides have to know.
     if (!marshalSettings.nullString)
         throw CORBA_BAD_PARAM();
     return put_value(CORBA_ULong{0});
 }
 
 TRXostream& CORBA_MarshalOutBuffer::operator<<(const wchar_t* string) {
+    // For wide strings there is no null form: it goes out as the end alone.
     const wchar_t* text = string ? string : L"";
     const size_t size = std::char_traits<wchar_t>::length(text) + 1;
     if (size > maxOctets)
@@ -233,6 +243,7 @@ CORBA_ULong CORBA_MarshalInBuffer::seek(CORBA_ULong offset) {
     return old;
 }
 
+// Tells an underflow, whose operation takes 32 bits.
 void CORBA_MarshalInBuffer::fail(uint64_t count) {
     underflow(static_cast<CORBA_ULong>(std::min(count, maxOctets)));
 }
@@ -259,11 +270,13 @@ TRXistream& CORBA_MarshalInBuffer::get_array(T* array, CORBA_ULong count) {
     const uint64_t octets = uint64_t{count} * sizeof(T);
     const CORBA_ULong padding = paddingTo(sizeof(T), align());
     if (padding + octets > left()) {
+        // All or nothing: an array that is cut short gives zeros and leaves the position where it was.
         std::fill_n(array, count, T());
         fail(padding + octets);
         return *this;
     }
     const char* place = take(padding + octets) + padding;
+    // Reversed on the way, so that each octet is touched once.
     if (sizeof(T) > 1 && _byte_order != hostByteOrder)
         copyReversed(array, place, count, sizeof(T));
     else if (octets > 0)
@@ -302,8 +315,10 @@ const char* CORBA_MarshalInBuffer::take_string(CORBA_ULong& length) {
     std::memcpy(&length, place - sizeof length, sizeof length);
     if (_byte_order != hostByteOrder)
         length = reversed(length);
+    // The length 0 wraps to the largest number, so that one comparison finds both odd cases.
     if (length - 1 >= left() - head) [[unlikely]] // 0, or more than is left
         return take_odd_string(length, head);
+    // Demanded where the text is used in place: nothing else would end it.
     if (_strings_end && place[length - 1] != '\0') [[unlikely]]
         throw CORBA_MARSHAL();
     _offset += head + length;
@@ -312,6 +327,7 @@ const char* CORBA_MarshalInBuffer::take_string(CORBA_ULong& length) {
 
 // The rare cases of take_string: a null string, or one that is not complete.
 const char* CORBA_MarshalInBuffer::take_odd_string(CORBA_ULong length, CORBA_ULong head) {
+    // Told as an underflow before anything is allocated for the length that the peer claims.
     if (length > 0)
         fail(uint64_t{head} + length);
     else if (!marshalSettings.nullString)
@@ -324,6 +340,7 @@ const char* CORBA_MarshalInBuffer::take_odd_string(CORBA_ULong length, CORBA_ULo
 namespace {
 
 char* copyOf(const char* place, CORBA_ULong length) {
+    // `length` counts the peer's NUL. One more is set behind it, since the peer may have sent none.
     char* string = CORBA_string_alloc(length);
     std::memcpy(string, place, length);
     string[length] = '\0';
@@ -332,6 +349,7 @@ char* copyOf(const char* place, CORBA_ULong length) {
 
 // Whether an owned string surely has memory for `needed` octets: its capacity is not known, its text is.
 bool hasMemoryFor(const char* string, size_t needed) {
+    // The shared empty string is a constant and must not be written to.
     return string && string != TRXNullString && strnlen(string, needed - 1) == needed - 1;
 }
 
@@ -348,6 +366,7 @@ TRXistream& CORBA_MarshalInBuffer::operator>>(char*& string) {
 void CORBA_MarshalInBuffer::read_over(char*& string) {
     CORBA_ULong length = 0;
     const char* place = take_string(length);
+    // Without a NUL at its end the text needs an octet more than `length`.
     if (place && place[length - 1] == '\0' && hasMemoryFor(string, length))
         std::memcpy(string, place, length);
     else
@@ -357,6 +376,7 @@ void CORBA_MarshalInBuffer::read_over(char*& string) {
 TRXistream& CORBA_MarshalInBuffer::operator>>(wchar_t*& string) {
     CORBA_ULong count = 0;
     get_value(count);
+    // Before the allocation, which is four octets for each two that were sent.
     if (uint64_t{count} * sizeof(CORBA_UShort) > left()) {
         fail(uint64_t{count} * sizeof(CORBA_UShort));
         return *this;
@@ -404,6 +424,7 @@ TRXistream& CORBA_MarshalInBuffer::getCString(char* buffer, CORBA_ULong size) {
     CORBA_ULong length = 0;
     get_value(length);
     const CORBA_ULong copied = std::min(length, size);
+    // The whole string is consumed, whatever fits into the buffer.
     const char* place = take(length);
     if (!place) {
         std::fill_n(buffer, copied, '\0');
@@ -434,6 +455,7 @@ const CORBA_ULong* CORBA_MarshalInBuffer::words_in_place(CORBA_ULong& count) {
     if (count == 0)
         return nullptr;
     const char* place = take_aligned(uint64_t{count} * sizeof(CORBA_ULong), sizeof(CORBA_ULong));
+    // Aligned in the stream is not aligned in memory: the buffer may begin anywhere.
     if (reinterpret_cast<uintptr_t>(place) % alignof(CORBA_ULong) != 0)
         throw CORBA_MARSHAL();
     return reinterpret_cast<const CORBA_ULong*>(place);

@@ -239,6 +239,7 @@ using CORBA_MarshalInBuffer_var = TRXVar<CORBA_MarshalInBuffer>;
 template <class T>
 TRXostream& CORBA_MarshalOutBuffer::put_value(T value) {
     constexpr CORBA_ULong size = sizeof(T);
+    // Alignment counts in the stream, not in the buffer. All of this is modulo 2^32, as `_start` is.
     const CORBA_ULong begin = ((_offset + _start + (size - 1)) & ~(size - 1)) - _start;
     const CORBA_ULong total = begin - _offset + size;
     if (_capacity - _offset < total) [[unlikely]]
@@ -259,6 +260,7 @@ TRXistream& CORBA_MarshalInBuffer::get_value(T& value) {
     const CORBA_ULong begin = ((_offset + _start + (size - 1)) & ~(size - 1)) - _start;
     const CORBA_ULong total = begin - _offset + size;
     if (left() < total) [[unlikely]] {
+        // Set first: `fail` raises, and the caller's variable must not keep an old value.
         value = T();
         fail(total);
         return *this;

@@ -45,12 +45,15 @@ const char* completionText(CORBA_CompletionStatus completed) {
 CORBA_ExceptionDesc::CORBA_ExceptionDesc(const char* name, const char* repositoryId, Factory make,
                                          const CORBA_ExceptionDesc* parent)
     : _name(name), _repository_id(repositoryId), _factory(make), _base(parent) {
+    // Whichever descriptor is made first, in whatever file, finds no dictionary yet.
     if (!_excepDict)
         _excepDict = new HashTable<DictionaryTraits>(16);
+    // `insert` keeps what is there: of two classes with one id the first stays.
     _excepDict->insert({repositoryId, this});
 }
 
 CORBA_ExceptionDesc::~CORBA_ExceptionDesc() {
+    // Not when this is the second of two classes with one id: the first stays registered.
     if (lookup(_repository_id) == this)
         _excepDict->take(_repository_id);
 }
@@ -92,6 +95,7 @@ CORBA_Exception* CORBA_Exception::_narrow(CORBA_Exception* exception) { return e
 
 bool CORBA_Exception::_is_a(const CORBA_Exception* exception, const CORBA_ExceptionDesc& desc) {
     const CORBA_ExceptionDesc* own = exception ? exception->_desc() : nullptr;
+    // By address: each class has one descriptor.
     while (own && own != &desc)
         own = own->base();
     return own != nullptr;
@@ -112,6 +116,7 @@ void CORBA_SystemException::_write(TRXostream& stream) const {
 void CORBA_SystemException::_read(TRXistream& stream) {
     CORBA_ULong completed = 0;
     stream >> _minor >> completed;
+    // Any number is kept as the peer sent it. The enum has a fixed type, so the cast is defined.
     _completed = static_cast<CORBA_CompletionStatus>(completed);
 }
 
@@ -190,10 +195,12 @@ TRXistream& operator>>(TRXistream& stream, CORBA_Exception*& exception) {
     if (!_excepDict)
         assertionFailed("_excepDict != __null", "vexcept", __LINE__);
     const CORBA_ExceptionDesc* desc = CORBA_ExceptionDesc::lookup(id.in());
+    // The roots of the tree are registered but abstract; a peer may name them all the same.
     if (!desc || !desc->factory()) {
         exception = new CORBA_UNKNOWN;
         return stream;
     }
+    // Held until the members have been read, which may raise.
     std::unique_ptr<CORBA_Exception> made(desc->factory()());
     made->_read(stream);
     exception = made.release();

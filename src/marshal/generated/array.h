@@ -29,6 +29,7 @@ public:
         std::copy_n(first(from), count, first(to));
     }
     static void write(TRXostream& stream, const SliceOf<Array>* array) {
+        // Numbers go in one piece; `char` as raw octets, which is no array operation of the streams.
         if constexpr (isArrayElement<Element>) {
             stream.write(first(array), count);
         } else if (std::is_same_v<Element, CORBA_Char> && !stream.stream()) {
@@ -87,6 +88,7 @@ TRXistream& operator>>(TRXistream& stream, const ArrayRef<Array>& array) {
 // What `X_alloc`, `X_dup`, `X_copy` and `X_free` of an array type do.
 template <class Array>
 SliceOf<Array>* allocateArray() {
+    // `new` of an array type gives a pointer to its first slice, and `delete[]` takes it.
     return new Array();
 }
 template <class Array>

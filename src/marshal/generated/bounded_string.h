@@ -40,6 +40,7 @@ TRXostream& operator<<(Stream& stream, const BoundedText<Text, bound>& text) {
 
 template <class Text, CORBA_ULong bound>
 TRXistream& operator>>(TRXistream& stream, BoundedText<Text, bound>& text) {
+    // Into a holder of its own: a text that is too long leaves the old one.
     TRXStringHolder<Text> read;
     stream >> read;
     if (textLength(read.in()) > bound)
@@ -63,6 +64,7 @@ struct TextElement {
     static void read(TRXistream& stream, Stored& text) {
         BoundedText<Text, bound == 0 ? UINT32_MAX : bound> read;
         stream >> read;
+        // Only now: the old element stays when the stream raises.
         free(text);
         text = read._retn();
     }

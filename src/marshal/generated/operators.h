@@ -18,6 +18,7 @@ template <class Enum>
 TRXistream& readEnum(TRXistream& stream, Enum& value, CORBA_ULong count) {
     CORBA_ULong number = 0;
     stream >> number;
+    // A peer may send any number, and a value that is no enumerator would be undefined in a switch.
     if (number >= count)
         throw CORBA_BAD_PARAM();
     value = static_cast<Enum>(number);
@@ -40,6 +41,7 @@ template <class T>
 std::ostream& writeText(std::ostream& stream, const T& value, CORBA_TypeCode* type) {
     if (!isReadableTarget(stream))
         return writeText(stream, value);
+    // Marshalled first: the readable form is made from octets and the TypeCode, without code for each type.
     CORBA_MarshalOutBuffer out(255);
     out << value;
     CORBA_MarshalInBuffer in(out.data(), out.offset());
@@ -79,6 +81,7 @@ bool extractEnum(const CORBA_Any& any, CORBA_TypeCode* type, Enum& value) {
     const CORBA_TypeCode_var held = any.type();
     if (!type->equal(held) || !any.value())
         return false;
+    // An Any of an enum holds the number as 4 octets.
     const CORBA_ULong number = *static_cast<const CORBA_ULong*>(any.value());
     if (number >= type->member_count())
         throw CORBA_BAD_PARAM();

@@ -16,6 +16,7 @@ namespace {
 // A character as part of a quoted text that stays on its line.
 void putCharacter(std::ostream& out, CORBA_WChar character, char quote) {
     const auto code = static_cast<uint32_t>(character);
+    // Control characters, which a terminal would act on.
     if (code < 0x20 || (code >= 0x7f && code < 0xa0)) {
         char escape[8];
         std::snprintf(escape, sizeof escape, "\\x%02x", code);
@@ -23,6 +24,7 @@ void putCharacter(std::ostream& out, CORBA_WChar character, char quote) {
     } else {
         if (character == static_cast<CORBA_WChar>(quote) || character == L'\\')
             out << '\\';
+        // The holder's operator writes UTF-8.
         const CORBA_WChar text[] = {character, 0};
         out << CORBA_WString_var(text);
     }
@@ -65,6 +67,7 @@ private:
     template <class Print>
     void line(Print print) {
         _out << _indent << "\t";
+        // For what is printed inside. When that raises, the printer is not used any further.
         _indent += '\t';
         print();
         _indent.pop_back();
@@ -89,10 +92,12 @@ private:
 
     void unionValue(const CORBA_TypeCode& type) {
         const CORBA_TypeCode& discriminator = TypeCodeAccess::unaliased(TypeCodeAccess::discriminator(type));
+        // Looked at in advance: printing it consumes it, and the branch is chosen by it.
         const uint64_t selected = discriminatorAhead(discriminator.kind());
         _out << TypeCodeAccess::name(type) << " {\n";
         part("_d", discriminator);
         CORBA_Long branch = TypeCodeAccess::defaultIndex(type); // -1 for a value without a branch
+        // Backwards, so that of several with one label the first is taken.
         for (CORBA_ULong i = TypeCodeAccess::memberCount(type); i > 0; --i) {
             if (TypeCodeAccess::label(type, i - 1) == selected && !isDefault(type, i - 1))
                 branch = static_cast<CORBA_Long>(i - 1);
@@ -110,6 +115,7 @@ private:
 
     // The value that comes next, which is left where it is.
     uint64_t discriminatorAhead(CORBA_TCKind kind) {
+        // From the start of the octets, so that alignment counts as it does in `_in`.
         CORBA_MarshalInBuffer ahead(_in.data(), _in.size());
         ahead.seek(_in.offset());
         uint64_t octets = 0;
@@ -125,6 +131,7 @@ private:
         const CORBA_TypeCode* content = TypeCodeAccess::content(type);
         if (!content)
             throw CORBA_BAD_TYPECODE();
+        // Numbers stand on one line; what has parts has a line for each.
         const bool onOneLine = count == 0 || basicSize(TypeCodeAccess::valueKind(*content)) > 0;
         _out << (onOneLine ? "[" : "[\n");
         for (CORBA_ULong i = 0; i < count; ++i) {
@@ -167,9 +174,11 @@ private:
     void any(const CORBA_Any& any) {
         const CORBA_TypeCode& type = *AnyAccess::type(any);
         typeCode(type);
+        // The type says it all: there is no value.
         if (type.kind() == tk_null || type.kind() == tk_void)
             return;
         CORBA_MarshalOutBuffer members(255);
+        // Marshalled again: its octets begin at an alignment of their own.
         any.write_members(members);
         CORBA_MarshalInBuffer in(members.data(), members.offset());
         _out << " ";
@@ -193,6 +202,7 @@ private:
 
     void reference(const IOP::IOR& ior) {
         _out << (ior.profiles.length() == 0 ? "nil" : "reference ");
+        // Quoted like any text: the id is what a peer sent.
         if (ior.profiles.length() > 0)
             text(ior.type_id);
     }

@@ -5,6 +5,7 @@
 namespace harbolance {
 
 void TypeCodeConstant::makeNow() const {
+    // The making of the enclosing type asks for this one, as a part of it: `_type` is set by then.
     if (_making)
         return;
     _making = true;
@@ -15,6 +16,7 @@ void TypeCodeConstant::makeNow() const {
         if (_enclosing && !_enclosing->_type)
             _enclosing->makeNow();
     } catch (...) {
+        // The next use tries again.
         _making = false;
         throw;
     }

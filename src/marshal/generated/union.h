@@ -72,6 +72,7 @@ public:
     Discriminator discriminator() const { return _discriminator; }
     // To another label of the branch that there is. Any other change raises CORBA_BAD_PARAM.
     void relabel(Discriminator discriminator) {
+        // A label of another branch would make the value that is there one of a wrong type.
         if (branchOf(discriminator) != _index)
             throw CORBA_BAD_PARAM();
         _discriminator = discriminator;
@@ -82,6 +83,7 @@ public:
     const Branch<index>& get() const {
         if (_index != index)
             throw CORBA_BAD_PARAM();
+        // The octets hold an object of exactly this type, as `_index` says; `launder` tells the compiler so.
         return *std::launder(reinterpret_cast<const Branch<index>*>(_octets));
     }
     template <size_t index>
@@ -109,8 +111,10 @@ public:
     void read(TRXistream& stream) {
         Discriminator discriminator{};
         stream >> discriminator;
+        // Before the branch that is there is given up.
         if (branchOf(discriminator) == notAllowed)
             throw CORBA_BAD_PARAM();
+        // A branch that stays is read over, which spares memory that it has already.
         become(discriminator, Indices());
         visit(
             *this, [&](auto& branch) { stream >> branch; }, Indices());
@@ -119,6 +123,8 @@ public:
 private:
     template <class Self, class Visit, size_t... index>
     static void visit(Self& self, Visit visit, std::index_sequence<index...>) {
+        // The number of the branch is known at run time only: each is compared, and the first that fits ends
+        // it.
         (void)((index == self._index && (visit(self.template get<index>()), true)) || ...);
     }
 
@@ -149,6 +155,7 @@ private:
     void destroy() {
         visit(
             *this, [](auto& branch) { std::destroy_at(&branch); }, Indices());
+        // At once: if making the next branch raises, this is a value without one.
         _index = noBranch;
     }
 

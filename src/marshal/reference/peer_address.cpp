@@ -38,6 +38,7 @@ char* TRXUtil::host_address(const char* host) {
 }
 
 void TRXUtil::make_addr(const char* host, unsigned short port, sockaddr_in* address) {
+    // The family stays unset: it is the caller's part.
     *address = sockaddr_in{};
     address->sin_port = htons(port);
     if (!host || !*host)
@@ -46,6 +47,7 @@ void TRXUtil::make_addr(const char* host, unsigned short port, sockaddr_in* addr
     if (!text.in())
         throw CORBA_COMM_FAILURE();
     const CORBA_String_var own = host_address(nullptr);
+    // A connection to this host itself goes over loopback, which needs no network.
     if (CORBA_string_compare(text.in(), own.in()) == 0)
         text = loopback;
     address->sin_addr.s_addr = dottedAddress(text.in()).value_or(0);
@@ -55,6 +57,7 @@ void TRXUtil::sleep_milliseconds(CORBA_ULong milliseconds) {
     timeval limit{};
     limit.tv_sec = milliseconds / 1000;
     limit.tv_usec = static_cast<suseconds_t>(milliseconds % 1000) * 1000;
+    // A signal ends the sleep early.
     select(0, nullptr, nullptr, nullptr, &limit);
 }
 

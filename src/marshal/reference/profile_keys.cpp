@@ -40,6 +40,7 @@ struct TagTraits : GrowAtNineTenths {
 // Never destroyed: static objects remove themselves during static destruction.
 HashTable<TagTraits>& table() {
     static auto* const byTag = [] {
+        // It does not register itself, which would ask for the table that is just being made.
         static const auto* const builtin = new IIOPProfileKeys;
         auto* made = new HashTable<TagTraits>(16);
         made->insert({IOP::TAG_INTERNET_IOP, builtin});

@@ -51,6 +51,7 @@ namespace IIOP {
 TRXostream& operator<<(TRXostream& stream, const ProfileBody& body) {
     stream << body.iiop_version.major << body.iiop_version.minor << body.host.in() << body.port;
     stream << body.object_key;
+    // Version 1.0 of the body ends with the key.
     if (body.iiop_version.minor != 0)
         stream << body.components;
     return stream;
@@ -64,6 +65,7 @@ TRXistream& operator>>(TRXistream& stream, ProfileBody& body) {
     if (body.iiop_version.minor != 0)
         stream >> body.components;
     else
+        // The target may have been used before.
         body.components.length(0);
     return stream;
 }

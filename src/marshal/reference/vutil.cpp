@@ -25,6 +25,7 @@ int digitValue(char c) {
 }
 
 CORBA_OctetSequence octetsOfDigits(std::string_view digits) {
+    // A last odd digit is passed over.
     const size_t pairs = digits.size() / 2;
     if (pairs > std::numeric_limits<CORBA_ULong>::max())
         throw CORBA_INV_OBJREF();
@@ -54,6 +55,7 @@ char* newString(std::string_view text) {
 std::string replaced(std::string_view text, std::string_view what, std::string_view with) {
     std::string result;
     size_t from = 0;
+    // Searched in the old text: what has been put in is not replaced again.
     for (size_t at = text.find(what); at != text.npos; at = text.find(what, from)) {
         result.append(text, from, at - from).append(with);
         from = at + what.size();
@@ -90,6 +92,7 @@ IOP::IOR* TRXUtil::string_to_ior(const char* text) {
         TRXEncapsulationReader reader(octets);
         reader >> *ior;
     } catch (const CORBA_Exception&) {
+        // Whatever is wrong with the octets, for the caller the text is no reference.
         throw CORBA_INV_OBJREF();
     }
     return ior.release();
@@ -111,6 +114,7 @@ void TRXUtil::iiop_body(const IOP::IOR& ior, IIOP::ProfileBody& body) {
 }
 
 void TRXUtil::set_iiop_body(IOP::IOR& ior, const IIOP::ProfileBody& body) {
+    // First: when this raises, the reference is still what it was.
     CORBA_OctetSequence data = IIOP::encoded(body);
     IOP::TaggedProfile* profile = addressProfile(ior.profiles);
     if (profile == ior.profiles.end()) {
@@ -136,9 +140,11 @@ void TRXUtil::object_key_of(const IOP::IOR& ior, CORBA_ULong tag, CORBA_OctetSeq
 }
 
 void TRXUtil::set_object_key(IOP::IOR& ior, const CORBA_OctetSequence& key) {
+    // A copy: either all profiles get the new key or, when one cannot be read, none does.
     IOP::TaggedProfileSeq profiles(ior.profiles);
     try {
         for (IOP::TaggedProfile& profile : profiles) {
+            // Profiles that this ORB does not know pass unchanged.
             if (const TRXProfileKeys* keys = TRXProfileKeys::find(profile.tag))
                 profile = keys->rekeyed(profile, key);
         }
@@ -150,6 +156,7 @@ void TRXUtil::set_object_key(IOP::IOR& ior, const CORBA_OctetSequence& key) {
 
 CORBA_Object* TRXUtil::convert(const IOP::IOR& ior, const CORBA_TypeInfo* info, CORBA_Boolean connect,
                                CORBA_Boolean localFlag, CORBA_Boolean skipLocal) {
+    // The nil reference, which needs no layer above.
     if (ior.profiles.length() == 0)
         return nullptr;
     return harbolance::ObjectOperations::installed().convert(ior, info, connect, localFlag, skipLocal);
@@ -163,6 +170,7 @@ char* TRXUtil::rep_id_to_name(const char* repositoryId) {
     if (!text.starts_with(idl))
         return CORBA_string_dup(repositoryId);
     text.remove_prefix(idl.size());
+    // Up to the version. Without one `find` gives npos, and the whole text counts.
     return newString(replaced(text.substr(0, text.find(':')), "/", "::"));
 }
 

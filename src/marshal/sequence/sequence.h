@@ -38,6 +38,7 @@ public:
 
     TRXSequence& operator=(const TRXSequence& other) {
         if (this != &other) {
+            // Copied first: when that raises, the old elements are still there.
             TRXSequence copy(other);
             swap(copy);
         }
@@ -64,6 +65,7 @@ public:
     typename Element::Reference operator[](CORBA_ULong index) {
         check(index);
         if constexpr (Element::pointer)
+            // Without `release` the old element belongs to the caller and is not freed when it is replaced.
             return {_buffer[index], _release};
         else
             return _buffer[index];
@@ -124,6 +126,8 @@ private:
         if (!_release || !_buffer)
             return;
         if constexpr (Element::pointer) {
+            // Up to the maximum: elements beyond a shortened length are still there, and unused ones are
+            // null.
             for (CORBA_ULong i = 0; i < _maximum; ++i)
                 Element::free(_buffer[i]);
         }
@@ -134,6 +138,7 @@ private:
         _maximum = other._maximum;
         if constexpr (Element::plain) {
             _buffer = _maximum == 0 ? nullptr : new Stored[_maximum];
+            // Elements that were never used are zero in every sequence.
             std::fill(std::copy(other.begin(), other.end(), _buffer), _buffer + _maximum, Stored());
         } else {
             _buffer = allocbuf(_maximum);
@@ -145,6 +150,8 @@ private:
 
     void reserve(CORBA_ULong maximum) {
         TRXSequence grown(maximum);
+        // Own elements move, those beyond the length too. Of a borrowed buffer only the length is known to be
+        // filled.
         for (CORBA_ULong i = 0; i < (_release ? _maximum : _length); ++i) {
             if (_release)
                 std::swap(grown._buffer[i], _buffer[i]);
@@ -182,8 +189,10 @@ template <class T, class Element>
 void TRXSequence<T, Element>::_read(TRXistream& stream, CORBA_ULong bound) {
     CORBA_ULong count = 0;
     stream >> count;
+    // Before anything is allocated: count and bound are all that is known of the sequence yet.
     if (count > bound)
         throw CORBA_MARSHAL();
+    // A count of the peer's has to be possible with the octets that are left.
     const uint64_t octets = uint64_t{count} * Element::minimumOctets;
     if (!stream.stream() && (octets > UINT32_MAX || !stream.has(static_cast<CORBA_ULong>(octets))))
         throw CORBA_MARSHAL();
@@ -211,15 +220,19 @@ void TRXSequence<T, Element>::readOneByOne(TRXistream& stream, CORBA_ULong count
     constexpr CORBA_ULong few = 16;
     const harbolance::ReadNesting nesting;
     const harbolance::ReadAhead ahead(stream, uint64_t{count} * sizeof(Stored));
+    // A buffer that cannot be kept goes before the new one comes: both need not be in memory at once.
     if (!keepsBuffer(count))
         takeBuffer(nullptr, 0);
     const bool atOnce = ahead.granted() || count <= _maximum;
     if (count > _maximum)
         reserve(atOnce ? count : std::min(count, few));
+    // Set at once where possible, so that a failure in the middle leaves elements that are at least zero.
     _length = atOnce && !stream.stream() ? count : 0;
     for (CORBA_ULong i = 0; i < count; ++i) {
+        // Doubled behind what has arrived: an announced count costs a peer the octets for it.
         if (i == _maximum)
             reserve(static_cast<CORBA_ULong>(std::min(uint64_t{2} * _maximum, uint64_t{count})));
+        // At its end a text stream gives zeros for ever, and the count would be filled with them.
         if (stream.stream() && !stream.stream()->good()) {
             stream.stream()->setstate(std::ios::failbit);
             return;
@@ -280,6 +293,7 @@ TRXistream& operator>>(TRXistream& stream, S*& sequence) {
     sequence = nullptr;
     S read;
     read._read(stream);
+    // Made when everything has been read: the pointer stays null when the stream raises.
     sequence = new S(std::move(read));
     return stream;
 }

@@ -12,6 +12,7 @@ void print(TRXostream& text, const CORBA_StringSequence& sequence) {
     printLine(text, {"SEQUENCE NAME: CORBA_StringSequence"});
     printLine(text, {"NUM OF ELEMENTS: ", std::to_string(sequence.length())});
     for (CORBA_ULong i = 0; i < sequence.length(); ++i) {
+        // Null when null strings are switched on.
         const char* element = sequence[i];
         printLine(text, {"ELEMENT NUM: ", std::to_string(i), " = ", element ? element : ""});
     }

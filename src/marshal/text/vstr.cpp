@@ -38,6 +38,7 @@ void writeUtf8(std::ostream& stream, char32_t character) {
     if (surrogate || character >= 0x110000)
         character = 0xfffd;
     const Utf8Form* form = utf8Forms;
+    // Ends: the last form takes every character that is left after the test above.
     while (character >= form->limit)
         ++form;
     stream.put(static_cast<char>(form->mark | (character >> (6 * form->following))));
@@ -74,6 +75,7 @@ CORBA_WChar* CORBA_wstring_dup(const CORBA_WChar* string) {
 CORBA_ULong CORBA_wstring_hash(const CORBA_WChar* string) {
     CORBA_ULong hash = 0;
     for (; string && *string; ++string)
+        // The rule of the string hash, by which each element counts as a signed octet.
         hash = (hash * 2) ^ static_cast<CORBA_ULong>(static_cast<signed char>(*string));
     return hash & 0x7fffffff;
 }
@@ -83,6 +85,7 @@ int CORBA_wstring_compare(const CORBA_WChar* a, const CORBA_WChar* b) {
 }
 
 void harbolance::readOver(TRXistream& stream, char*& string) {
+    // Only a buffer can tell the length before it reads, and so reuse the old memory.
     if (CORBA_MarshalInBuffer* buffer = stream.buffer()) {
         buffer->read_over(string);
         return;
@@ -93,6 +96,8 @@ void harbolance::readOver(TRXistream& stream, char*& string) {
 }
 
 TRXistream& operator>>(TRXistream& stream, CORBA_WString_var& string) {
+    // A null target makes the stream allocate; an array that is there would be filled without a check of its
+    // size.
     CORBA_WString_var read;
     stream >> read.inout();
     string = std::move(read);

@@ -25,6 +25,7 @@ constexpr std::array<const char*, kindCount> kindNames = {
 };
 
 bool isBasic(CORBA_TCKind kind) {
+    // The kinds that need nothing but their number. tk_longdouble has no values here.
     return kind <= tk_Principal || kind == tk_longlong || kind == tk_ulonglong || kind == tk_wchar;
 }
 
@@ -63,6 +64,7 @@ CORBA_TypeCode::CORBA_TypeCode(CORBA_TCKind kind, const char* id, const char* na
                                std::span<const TRXStructMember> members, ExactBool constant)
     : CORBA_TypeCode(Raw{}, kind, id, name, constant) {
     accept(kind == tk_struct || kind == tk_except);
+    // What raises below leaves a type that the delegated constructor has completed, so its destructor runs.
     _members.reserve(members.size());
     for (const TRXStructMember& member : members)
         addMember(CORBA_string_dup(member.name), hold(member.type));
@@ -77,6 +79,7 @@ CORBA_TypeCode::CORBA_TypeCode(const char* id, const char* name, CORBA_TypeCode*
     _labels->labels.reserve(members.size());
     for (const TRXUnionMember& member : members) {
         accept(member.label && basicSize(AnyAccess::valueKind(*member.label)) > 0);
+        // The rule: a label of kind octet marks the default member.
         if (AnyAccess::type(*member.label)->_kind == tk_octet)
             _labels->default_index = static_cast<CORBA_Long>(_members.size());
         addLabel(hold(AnyAccess::type(*member.label)), AnyAccess::basicOctets(*member.label));
@@ -120,6 +123,7 @@ CORBA_TypeCode::CORBA_TypeCode(TRXRecursion recursion, ExactBool constant)
     _offset = recursion.offset;
     _behind_arrays = recursion.behindArrays;
     _length = recursion.bound;
+    // Until the type that it refers to is made around it.
     _waits = true;
 }
 
@@ -131,6 +135,7 @@ CORBA_TypeCode::CORBA_TypeCode(TRXFixed fixed, ExactBool constant)
 
 CORBA_TypeCode::CORBA_TypeCode(Raw, CORBA_TCKind kind, const char* id, const char* name, bool constant)
     : CORBA_TypeCode(Raw{}, kind, constant) {
+    // A kind without an id keeps the shared empty text, so that `_id` is never null.
     if (id)
         _id = CORBA_string_dup(id);
     _name = CORBA_string_dup(name);
@@ -139,7 +144,9 @@ CORBA_TypeCode::CORBA_TypeCode(Raw, CORBA_TCKind kind, const char* id, const cha
 // One more reference to a part of this type.
 CORBA_TypeCode* CORBA_TypeCode::hold(CORBA_TypeCode* part) {
     accept(part != nullptr);
+    // A recursive sequence deep inside still waits for a type further out.
     _waits = _waits || part->_waits;
+    // A constant type lives to the end of the process, and so do its parts.
     return _constant ? part : _duplicate(part);
 }
 
@@ -173,18 +180,21 @@ CORBA_Any* CORBA_TypeCode::parameter(CORBA_ULong index) const {
     case tk_array:
         if (index == 1)
             return anyOf(_length);
+        // A sequence that waits has the number of levels in the place of its content.
         return _content ? anyOf(_content) : anyOf(_offset);
     case tk_fixed: return index == 0 ? anyOf(_fixed.digits) : anyOf(_fixed.scale);
     default: break;
     }
     if (index == 0)
         return anyOf(static_cast<const char*>(_name));
+    // Of an alias the content, of a union the discriminator; the other kinds have no content.
     return _content && index == 1 ? anyOf(_content) : memberParameter(index);
 }
 
 // Label, name and type of one member after the other, as far as the kind has them.
 CORBA_Any* CORBA_TypeCode::memberParameter(CORBA_ULong index) const {
     const bool hasLabel = _kind == tk_union;
+    // The name comes first among the parameters, of a union the discriminator behind it.
     const CORBA_ULong each = hasLabel ? 3 : _kind == tk_enum ? 1 : 2;
     const CORBA_ULong from = index - (hasLabel ? 2 : 1);
     const CORBA_ULong field = from % each;
@@ -257,6 +267,7 @@ CORBA_TypeCode* CORBA_TypeCode::content_type() const {
 
 CORBA_UShort CORBA_TypeCode::fixed_digits() const {
     require(_kind == tk_fixed);
+    // One that was read from a stream has no parameters.
     within(0, param_count());
     return _fixed.digits;
 }

@@ -36,6 +36,7 @@ private:
 // input stream is told the position as well.
 template <class Stream, class... Position>
 void rememberTypeCode(Stream& stream, CORBA_TypeCode* type, Position... position) {
+    // The stream releases what it holds, but knows nothing of TypeCodes: it is told how.
     if (!stream.cleanup())
         stream.cleanup(CORBA_release);
     stream.store_typecode(position..., type);

@@ -23,6 +23,7 @@ bool hasParts(CORBA_TCKind kind) { return isConstructed(kind) || kind == tk_enum
 } // namespace
 
 int CORBA_TypeCode::compare(const CORBA_TypeCode* a, const CORBA_TypeCode* b) {
+    // The common case first: most types that are compared are one object.
     return a == b ? 0 : TypeComparison().compare(a, b);
 }
 
@@ -30,6 +31,7 @@ int TypeComparison::compare(const CORBA_TypeCode* a, const CORBA_TypeCode* b) {
     const size_t joined = _joined.size();
     const uint64_t steps = _steps;
     const int order = walk(a, b);
+    // Assumptions about equal pairs that led to a difference are worth nothing.
     if (order != 0) {
         separate(joined);
         _wasted += _steps - steps;
@@ -43,16 +45,20 @@ int TypeComparison::walk(const CORBA_TypeCode* a, const CORBA_TypeCode* b) {
         return 0;
     if (!a || !b)
         return a ? 1 : -1;
+    // An alias is the type that it stands for.
     a = &TypeCodeAccess::unaliased(*a);
     b = &TypeCodeAccess::unaliased(*b);
     if (a->kind() != b->kind())
         return static_cast<int>(a->kind() - b->kind());
     const bool mayDiffer = a->kind() == tk_fixed || // which may come without its digits
                            TypeCodeAccess::memberCount(*a) != TypeCodeAccess::memberCount(*b);
+    // Counted only where the kind leaves it open.
     if (mayDiffer && a->param_count() != b->param_count())
         return static_cast<int>(a->param_count() - b->param_count());
+    // Behind the aliases both may be one object.
     if (a == b || (!_asWritten && isEqualByKind(a->kind())))
         return 0;
+    // Of one class already: this pair has been met, or follows from pairs that have. The walk ends here.
     if (hasParts(a->kind()) && !unite(*a, *b))
         return 0;
     const OwnNesting nesting;
@@ -68,6 +74,7 @@ int TypeComparison::walkParts(const CORBA_TypeCode& a, const CORBA_TypeCode& b) 
     case tk_sequence:
     case tk_array: return walkContent(a, b);
     case tk_fixed:
+        // Both have the same number of parameters, so neither has any.
         if (!Access::fixed(a))
             return 0;
         if (const int order = compareNumbers(Access::fixed(a)->digits, Access::fixed(b)->digits))
@@ -127,6 +134,8 @@ bool TypeComparison::unite(const CORBA_TypeCode& a, const CORBA_TypeCode& b) {
     Class* small = &classOf(a);
     if (large == small)
         return false;
+    // The smaller joins the larger, so that a path to the representative has as many steps as the size has
+    // bits.
     if (large->size < small->size)
         std::swap(large, small);
     large->size += small->size;
@@ -137,6 +146,7 @@ bool TypeComparison::unite(const CORBA_TypeCode& a, const CORBA_TypeCode& b) {
 
 TypeComparison::Class& TypeComparison::classOf(const CORBA_TypeCode& type) {
     Class* found = _classes->insert({&type, &type, 1}).entry;
+    // Paths are not shortened: `separate` has to find them as they were.
     while (found->parent != found->type)
         found = _classes->find(found->parent);
     return *found;
@@ -144,6 +154,7 @@ TypeComparison::Class& TypeComparison::classOf(const CORBA_TypeCode& type) {
 
 // Undoes what was joined behind the first `joined` of them.
 void TypeComparison::separate(size_t joined) {
+    // The last one first, so that sizes go back step by step.
     for (; _joined.size() > joined; _joined.pop_back()) {
         Class* small = _classes->find(_joined.back());
         _classes->find(small->parent)->size -= small->size;

@@ -27,6 +27,7 @@ class ParameterCount {
 public:
     ParameterCount(const TRXostream& stream, CORBA_ULong parameters) {
         constexpr uint64_t most = 1u << 18;
+        // The outermost type of a dump begins the count again.
         if (stream.depth() == 0)
             _dumped = 0;
         _dumped += parameters;
@@ -45,6 +46,7 @@ void CORBA_TypeCode::dump(TRXostream& stream, CORBA_TypeCode* type) {
         stream.write_raw("(nil)", 5);
         return;
     }
+    // Asked before the type is remembered below.
     const bool again = endsInId(type->_kind) && hasPassed(stream, type);
     if (*type->_id != '\0')
         printLine(stream, {"Repository id: ", type->_id});
@@ -54,12 +56,14 @@ void CORBA_TypeCode::dump(TRXostream& stream, CORBA_TypeCode* type) {
     const ParameterCount bounded(stream, count);
     const OwnNesting nesting;
     const StreamDepth depth(stream);
+    // Remembered before its parameters are printed, which may lead back to it.
     if (endsInId(type->_kind))
         rememberTypeCode(stream, type);
     const char* name = kindName(type->_kind);
     if (name)
         printLine(stream, {"CORBA::TCKind:", name});
     else
+        // A number that is no kind has no name, and the line does not end.
         stream.write_raw("CORBA::TCKind:", 14);
     for (CORBA_ULong i = 0; i < count; ++i) {
         stream.write_raw("Parameter Number: ", 18);

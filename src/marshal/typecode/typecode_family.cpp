@@ -23,11 +23,14 @@ constinit TRXList<CORBA_TypeCode*>* pending = nullptr;
 CORBA_TypeCode::CORBA_TypeCode(Raw, CORBA_TCKind kind, bool constant)
     : _kind(kind), _id(TRXNullString), _name(nullptr), _constant(constant),
       _counted(!constant && orbStarted) {
+    // `_counted` stays false before the start-up: what static objects make then lives to the end of the
+    // process.
     if (kind == tk_union)
         _labels = std::make_unique<Labels>();
 }
 
 CORBA_TypeCode::~CORBA_TypeCode() {
+    // Still waiting: the start-up must not find a type that is gone.
     if (_constant && pending)
         pending->remove(this);
     releaseParts();
@@ -40,8 +43,10 @@ CORBA_TypeCode::~CORBA_TypeCode() {
 void CORBA_TypeCode::startUp() {
     if (orbStarted)
         return;
+    // First: what is resolved below must not wait again.
     orbStarted = true;
     const std::unique_ptr<TRXList<CORBA_TypeCode*>> waiting(std::exchange(pending, nullptr));
+    // The rule: the last one first.
     for (uint32_t i = waiting ? waiting->count() : 0; i > 0; --i)
         waiting->at(i - 1)->resolve();
 }
@@ -93,6 +98,7 @@ private:
 // in sequences; further recursive sequences that ask for it. The rest is visited because it may lead to the
 // target all the same.
 void CORBA_TypeCode::Resolution::visit(CORBA_TypeCode& type, CORBA_ULong depth, bool byRule) {
+    // Nothing waits below such a type. Visits off the rule do not depend on the depth, so one is enough.
     if (!type._waits || !_visited.insert({&type, byRule ? depth : UINT32_MAX}).second)
         return;
     const OwnNesting nesting;
@@ -109,6 +115,7 @@ void CORBA_TypeCode::Resolution::close(CORBA_TypeCode& sequence) {
 }
 
 void CORBA_TypeCode::Resolution::visitParts(CORBA_TypeCode& type, CORBA_ULong depth, bool byRule) {
+    // The target counts as a level also when it is an exception.
     const bool isRecord = type._kind == tk_struct || type._kind == tk_union || &type == &_target;
     const bool isNested = type._kind == tk_sequence && type._content->_kind == tk_sequence;
     bool waits = false;
@@ -121,6 +128,7 @@ void CORBA_TypeCode::Resolution::visitParts(CORBA_TypeCode& type, CORBA_ULong de
 
 void CORBA_TypeCode::Resolution::joinFamily() {
     bool changed = true;
+    // A type joins when one of its parts has; a type whose parts come later in the list takes another round.
     while (std::exchange(changed, false)) {
         for (CORBA_TypeCode* type : _candidates) {
             if (type->_counted && !isInside(*type) && leadsInside(*type)) {
@@ -129,6 +137,7 @@ void CORBA_TypeCode::Resolution::joinFamily() {
             }
         }
     }
+    // On one cycle all wait for what one of them waits for.
     for (CORBA_TypeCode* type = &_target; type; type = type->_next)
         type->_waits = _target._waits;
 }
@@ -143,6 +152,7 @@ bool CORBA_TypeCode::Resolution::leadsInside(const CORBA_TypeCode& type) const {
 // longer, hold the number of the family that they came with.
 void CORBA_TypeCode::Resolution::join(CORBA_TypeCode& type) {
     CORBA_TypeCode* const first = type._head;
+    // The references from outside to either family are now those to the one.
     _target._ref_count += first->_ref_count;
     ++_joined;
     CORBA_TypeCode* last = nullptr;
@@ -158,6 +168,7 @@ void CORBA_TypeCode::Resolution::join(CORBA_TypeCode& type) {
 void CORBA_TypeCode::Resolution::discountInside() {
     for (CORBA_TypeCode* type = _joined > 0 ? &_target : nullptr; type; type = type->_next) {
         type->forEachPart([&](const CORBA_TypeCode& part) {
+            // Within one former family such a reference was never counted.
             if (isInside(part) && origin(*type) != origin(part))
                 --_target._ref_count;
         });
@@ -176,6 +187,7 @@ void CORBA_TypeCode::resolve() {
 }
 
 void CORBA_release(CORBA_TypeCode* type) {
+    // Types that are not counted live to the end of the process.
     if (type && type->_counted && --type->_head->_ref_count < 1)
         CORBA_TypeCode::destroyFamily(type->_head);
 }
@@ -184,10 +196,12 @@ void CORBA_release(CORBA_TypeCode* type) {
 void CORBA_TypeCode::releaseParts() {
     if (!_constant) {
         forEachPart([this](CORBA_TypeCode& part) {
+            // A reference inside the family was never counted.
             if (part._head != _head)
                 CORBA_release(&part);
         });
     }
+    // Taken out, so that the destructor does not release them a second time.
     _content = nullptr;
     _labels.reset();
     for (Member& member : _members)
@@ -201,11 +215,13 @@ void CORBA_TypeCode::destroyFamily(CORBA_TypeCode* head) {
     static constinit CORBA_TypeCode* doomed = nullptr;
     static constinit bool destroying = false;
     head->_head = std::exchange(doomed, head);
+    // A family whose last reference was in the one being destroyed: the loop further out takes it.
     if (destroying)
         return;
     destroying = true;
     while (CORBA_TypeCode* family = doomed) {
         doomed = std::exchange(family->_head, family);
+        // All references first: `releaseParts` compares heads, for which all types have to be there.
         for (CORBA_TypeCode* type = family; type; type = type->_next)
             type->releaseParts();
         while (family)

@@ -13,6 +13,7 @@ using Access = TypeCodeAccess;
 
 CORBA_TypeCode* Access::make(CORBA_ULong kind, CORBA_TypeCode* head) {
     auto* type = new CORBA_TypeCode(CORBA_TypeCode::Raw{}, static_cast<CORBA_TCKind>(kind), false);
+    // Until its fields have been read an indirection may reach it, but must not make it endless.
     type->_complete = false;
     if (head) {
         type->_head = head;
@@ -36,6 +37,7 @@ void Access::reserveMembers(CORBA_TypeCode& type, CORBA_ULong count) {
 void Access::setDefaultIndex(CORBA_TypeCode& type, CORBA_Long index) { type._labels->default_index = index; }
 
 void Access::complete(CORBA_TypeCode& type) {
+    // The types of a peer may be many and live long.
     type._members.shrink_to_fit();
     if (type._labels) {
         type._labels->labels.shrink_to_fit();
@@ -59,6 +61,7 @@ public:
     // The caller owns the result.
     CORBA_TypeCode* readOutermost(TRXistream& stream) {
         CORBA_TypeCode* type = read(stream, 0);
+        // The first type of the family already has the reference for the caller; another one is a constant.
         return type == _family.in() ? _family._retn() : CORBA_TypeCode::_duplicate(type);
     }
 
@@ -99,6 +102,7 @@ bool isRecord(CORBA_TCKind kind) { return kind == tk_struct || kind == tk_union 
 CORBA_TypeCode* Reader::refer(CORBA_TypeCode* found) const {
     if (Access::isComplete(*found))
         return found;
+    // What lies on the way from the target to here makes up the cycle.
     const auto from = std::find(_open.begin(), _open.end(), found);
     const auto passes = [&](auto accepts) {
         return std::any_of(from, _open.end(), [&](auto* type) { return accepts(type->kind()); });
@@ -152,6 +156,7 @@ CORBA_ULong readCount(TRXistream& stream, CORBA_ULong octetsEach) {
     constexpr CORBA_ULong maxFromText = 1u << 16;
     CORBA_ULong count = 0;
     stream >> count;
+    // Refused before memory is taken for a count that the octets left cannot hold.
     const uint64_t octets = uint64_t{count} * octetsEach;
     const bool fits = stream.stream() ? count <= maxFromText
                                       : octets <= UINT32_MAX && stream.has(static_cast<CORBA_ULong>(octets));
@@ -192,17 +197,20 @@ void Reader::readUnion(CORBA_TypeCode& type, TRXistream& stream, int64_t base) {
     readIdentity(type, stream);
     CORBA_TypeCode* discriminator = read(stream, base);
     const CORBA_TCKind kind = Access::valueKind(*discriminator);
+    // An incomplete type, reached by an indirection, fails here as well: it is none of these kinds.
     if (!isDiscriminator(kind))
         throw CORBA_MARSHAL();
     Access::setContent(type, discriminator);
     CORBA_Long defaultIndex = -1;
     stream >> defaultIndex;
     const CORBA_ULong count = readCount(stream, 9); // a label of one octet, an empty name and a kind
+    // It is used as an index later.
     if (defaultIndex < -1 || defaultIndex >= static_cast<int64_t>(count))
         throw CORBA_MARSHAL();
     Access::setDefaultIndex(type, defaultIndex);
     Access::reserveMembers(type, count);
     for (CORBA_ULong i = 0; i < count; ++i) {
+        // The rule: the label of the default is one octet, all others are values of the discriminator.
         const bool isDefault = static_cast<int64_t>(i) == defaultIndex;
         const uint64_t label = readLabel(stream, isDefault ? tk_octet : kind);
         CORBA_String_var name = readText(stream);
@@ -260,11 +268,13 @@ CORBA_TypeCode* EncapsulationReader::read(TRXistream& stream, int64_t base) {
     // Text has no positions. The contents of an encapsulation count as they would in octets.
     const int64_t behind = base + (stream.stream() ? 4 : stream.position());
     if (CORBA_TypeCode* constant = constantOf(kind)) {
+        // An outermost constant needs no place: nothing follows that could point back at it.
         if (isInside())
             remember(behind - 4, constant);
         return constant;
     }
     CORBA_TypeCode* type = begin(kind);
+    // Before the fields are read, which may point back at it.
     remember(behind - 4, type);
     if (isEncapsulated(type->kind()))
         readEncapsulation(*type, stream, behind + 4);
@@ -280,6 +290,7 @@ CORBA_TypeCode* EncapsulationReader::readIndirection(TRXistream& stream, int64_t
     stream >> offset;
     const int64_t target = (stream.position() + base + offset - 4 + 3) & ~int64_t{3};
     const auto found = std::ranges::lower_bound(_read, target, {}, &TypeAt::position);
+    // A target has to be the start of a type: an offset into the middle of one would read another type.
     if (found == _read.end() || found->position != target)
         throw CORBA_MARSHAL();
     payForAliases(*found->type);
@@ -305,6 +316,7 @@ void EncapsulationReader::payForAliases(const CORBA_TypeCode& found) {
 }
 
 void EncapsulationReader::remember(int64_t position, CORBA_TypeCode* type) {
+    // Positions grow as the stream is read, which keeps the list ordered for the search.
     if (!_read.empty() && _read.back().position >= position)
         throw CORBA_BAD_PARAM();
     _read.push_back({position, type});
@@ -315,6 +327,7 @@ void EncapsulationReader::readEncapsulation(CORBA_TypeCode& type, TRXistream& st
     const unsigned char* octets = nullptr;
     CORBA_ULong length = 0;
     if (CORBA_MarshalInBuffer* buffer = stream.buffer()) {
+        // Not copied: the octets are inside the message, which outlives this read.
         octets = buffer->octets_in_place(length);
     } else {
         stream >> copy;
@@ -323,6 +336,7 @@ void EncapsulationReader::readEncapsulation(CORBA_TypeCode& type, TRXistream& st
     }
     CORBA_MarshalInBuffer contents(reinterpret_cast<const char*>(octets), length);
     CORBA_Octet order = 0;
+    // An empty encapsulation raises here.
     contents >> order;
     contents.byte_order(order);
     readFields(type, contents, base);
@@ -343,6 +357,7 @@ CORBA_TypeCode* FlatReader::read(TRXistream& stream, int64_t base) {
     if (kind == indirection)
         return readIndirection(stream);
     const StreamDepth depth(stream);
+    // Not a constant, also for a simple kind: the stream's table takes an object once only.
     CORBA_TypeCode* type = begin(kind);
     rememberTypeCode(stream, type, position);
     readFields(*type, stream, base);
@@ -355,6 +370,7 @@ CORBA_TypeCode* FlatReader::readIndirection(TRXistream& stream) {
     CORBA_Long offset = 0;
     stream >> offset;
     const int64_t target = int64_t{position} + 4 + offset;
+    // Back only: nothing that lies ahead has been read.
     if (target < 0 || target >= position)
         throw CORBA_MARSHAL();
     CORBA_TypeCode* found = nullptr;

@@ -28,6 +28,7 @@ void CORBA_TypeCode::orderLabels() {
 const CORBA_TypeCode* CORBA_TypeCode::memberFor(uint64_t discriminator) const {
     const std::vector<CORBA_ULong>& order = _labels->by_value;
     const auto valueOf = [this](CORBA_ULong i) { return _labels->labels[i].value; };
+    // A union may have thousands of labels, and each of its values asks once.
     const auto found = std::ranges::lower_bound(order, discriminator, {}, valueOf);
     if (found != order.end() && valueOf(*found) == discriminator)
         return _members[*found].type;
@@ -39,6 +40,7 @@ const CORBA_TypeCode* CORBA_TypeCode::memberFor(uint64_t discriminator) const {
 CORBA_Any* CORBA_TypeCode::labelAt(CORBA_ULong index) const {
     const Label& label = _labels->labels[index];
     auto any = std::make_unique<CORBA_Any>();
+    // The value keeps the label's own type, aliases included.
     forBasicKind(label.type->unaliased()->_kind, [&]<class T>(std::type_identity<T>) {
         T value;
         std::memcpy(&value, &label.value, sizeof value);

@@ -93,6 +93,7 @@ void Writer::writeUnion(const CORBA_TypeCode& type, TRXostream& stream) {
 }
 
 bool isRemembered(CORBA_TCKind kind) {
+    // The protocol's list. Simple kinds are shorter than an indirection, and an alias is never a target.
     return (kind >= tk_any && kind <= tk_array) || kind == tk_except || kind == tk_longdouble ||
            kind > tk_wchar;
 }
@@ -150,6 +151,7 @@ uint64_t WrittenTypes::outline(const CORBA_TypeCode& type) {
         next = &Access::unaliased(*next);
         const uint64_t numbers = uint64_t{Access::memberCount(*next)} << 32 | Access::length(*next);
         outline = (outline ^ next->kind()) * 0x9E3779B97F4A7C15u + numbers;
+        // The name tells types apart better than anything below it, so the search ends there.
         if (isNamed(next->kind()))
             return mixFingerprint(outline, stringFingerprint(Access::name(*next) ? Access::name(*next) : ""));
         next = Access::content(*next);
@@ -167,6 +169,7 @@ int64_t WrittenTypes::findEqual(const CORBA_TypeCode& type, uint64_t outline) {
     uint32_t index = newest ? newest->index : none;
     for (int i = 0; i < candidates && index != none && _comparison.wasted() < maxWasted; ++i) {
         if (_comparison.compare(_written[index].type, &type) == 0) {
+            // The next time this object is found at once.
             _byObject.insert({&type, index});
             return _written[index].position;
         }
@@ -178,6 +181,7 @@ int64_t WrittenTypes::findEqual(const CORBA_TypeCode& type, uint64_t outline) {
 void WrittenTypes::add(const CORBA_TypeCode& type, uint64_t outline, int64_t position) {
     const auto index = static_cast<uint32_t>(_written.size());
     _byObject.insert({&type, index});
+    // The table keeps the newest of an outline, and each entry the one before it.
     const auto [newest, added] = _byOutline.insert({outline, index});
     _written.push_back({&type, position, added ? none : std::exchange(newest->index, index)});
 }
@@ -202,6 +206,7 @@ private:
 };
 
 void EncapsulatingWriter::write(const CORBA_TypeCode* type, TRXostream& stream) {
+    // A missing type, as of a recursive sequence that nothing encloses, goes out as the null type.
     if (!type)
         type = _tc_null;
     const OwnNesting nesting;
@@ -227,12 +232,15 @@ bool EncapsulatingWriter::writeIndirection(const CORBA_TypeCode& type, TRXostrea
     if (position < 0) {
         const uint64_t outline = WrittenTypes::outline(resolved);
         position = _written->findEqual(resolved, outline);
+        // Not for an alias: its own octets would be no target for the type that it stands for.
         if (position < 0 && &resolved == &type)
             _written->add(type, outline, start);
     }
     if (position < 0)
         return false;
     stream << indirection;
+    // The rule: counted from the offset itself back to where the target began. The position is that of the
+    // offset, since the word in front of it has left the stream aligned.
     stream << static_cast<CORBA_Long>(position - stream.position() - _base);
     return true;
 }
@@ -244,8 +252,10 @@ void EncapsulatingWriter::encapsulate(const CORBA_TypeCode& type, TRXostream& st
     }
     char small[256]; // what most types fit into
     CORBA_MarshalOutBuffer contents(small, sizeof small, 0);
+    // Positions count as in octets, where the kind stands in front.
     _base = 4;
     encapsulate(type, contents);
+    // The length word is written as text and left out of the octets.
     const CORBA_ULong length = contents.offset() - 4;
     stream << length;
     stream.write(reinterpret_cast<const unsigned char*>(contents.data() + 4), length);
@@ -258,6 +268,7 @@ public:
         buffer << CORBA_ULong{0};
         _begin = buffer.offset();
         _align = buffer.align();
+        // Positions go on counting in the buffer: only alignment starts anew.
         buffer.reset_align();
         buffer << hostByteOrder;
     }
@@ -276,7 +287,9 @@ private:
 };
 
 void EncapsulatingWriter::encapsulate(const CORBA_TypeCode& type, CORBA_MarshalOutBuffer& buffer) {
+    // Written in place: the length is filled in when the scope ends.
     const Encapsulation encapsulation(buffer);
+    // With indirections a recursive type ends by itself.
     if (marshalSettings.tcIndirection) {
         writeFields(type, buffer);
         return;
@@ -313,12 +326,14 @@ void FlatWriter::write(const CORBA_TypeCode* type, TRXostream& stream) {
         return;
     const OwnNesting nesting;
     const StreamDepth depth(stream);
+    // Before its fields, so that these can point back at it. The cast is for the reference count only.
     rememberTypeCode(stream, const_cast<CORBA_TypeCode*>(type));
     stream << static_cast<CORBA_ULong>(type->kind());
     writeFields(*type, stream);
 }
 
 bool FlatWriter::writeIndirection(const CORBA_TypeCode& type, TRXostream& stream) {
+    // Outside of any type nothing is remembered.
     if (stream.depth() == 0)
         return false;
     CORBA_Long position = 0;
@@ -328,6 +343,7 @@ bool FlatWriter::writeIndirection(const CORBA_TypeCode& type, TRXostream& stream
         return false;
     }
     stream << indirection;
+    // The rule of this mode: counted from the octet behind the offset.
     stream << position - stream.position() - 4;
     return true;
 }
