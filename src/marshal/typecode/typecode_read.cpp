@@ -7,6 +7,7 @@
 #include "marshal/typecode/typecode_coder.h"
 
 #include <algorithm>
+#include <array>
 
 using namespace harbolance;
 using Access = TypeCodeAccess;
@@ -221,26 +222,16 @@ void Reader::readUnion(CORBA_TypeCode& type, TRXistream& stream, int64_t base) {
 
 // The constant for a type without parameters, null for any other.
 CORBA_TypeCode* constantOf(CORBA_ULong kind) {
-    switch (kind) {
-    case tk_null: return _tc_null;
-    case tk_void: return _tc_void;
-    case tk_short: return _tc_short;
-    case tk_long: return _tc_long;
-    case tk_ushort: return _tc_ushort;
-    case tk_ulong: return _tc_ulong;
-    case tk_float: return _tc_float;
-    case tk_double: return _tc_double;
-    case tk_boolean: return _tc_boolean;
-    case tk_char: return _tc_char;
-    case tk_octet: return _tc_octet;
-    case tk_any: return _tc_any;
-    case tk_TypeCode: return _tc_TypeCode;
-    case tk_Principal: return _tc_Principal;
-    case tk_longlong: return _tc_longlong;
-    case tk_ulonglong: return _tc_ulonglong;
-    case tk_wchar: return _tc_wchar;
-    default: return nullptr;
-    }
+    static const auto constants = [] {
+        std::array<CORBA_TypeCode*, kindCount> byKind{};
+        for (CORBA_TypeCode* type : {_tc_null, _tc_void, _tc_short, _tc_long, _tc_ushort, _tc_ulong,
+                                     _tc_float, _tc_double, _tc_boolean, _tc_char, _tc_octet, _tc_any,
+                                     _tc_TypeCode, _tc_Principal, _tc_longlong, _tc_ulonglong, _tc_wchar})
+            byKind[type->kind()] = type;
+        return byKind;
+    }();
+    // A peer may send any number for the kind.
+    return kind < kindCount ? constants[kind] : nullptr;
 }
 
 class EncapsulationReader final : public Reader {
