@@ -30,6 +30,10 @@ void putCharacter(std::ostream& out, CORBA_WChar character, char quote) {
     }
 }
 
+// Names of types and members may be missing where null strings are allowed. A null pointer would put the
+// standard stream into its failed state, and with it all later output.
+const char* orEmpty(const char* name) { return name ? name : ""; }
+
 // Values one after the other, led by their types. What has parts is a block with a line for each of them.
 class ValuePrinter {
 public:
@@ -75,7 +79,7 @@ private:
     }
     void part(const char* name, const CORBA_TypeCode& type) {
         line([&] {
-            _out << name << ": ";
+            _out << orEmpty(name) << ": ";
             value(type);
         });
     }
@@ -84,7 +88,7 @@ private:
     }
 
     void record(const CORBA_TypeCode& type) {
-        _out << TypeCodeAccess::name(type) << " {\n";
+        _out << orEmpty(TypeCodeAccess::name(type)) << " {\n";
         for (CORBA_ULong i = 0; i < TypeCodeAccess::memberCount(type); ++i)
             member(type, i);
         _out << _indent << "}";
@@ -94,7 +98,7 @@ private:
         const CORBA_TypeCode& discriminator = TypeCodeAccess::unaliased(TypeCodeAccess::discriminator(type));
         // Looked at in advance: printing it consumes it, and the branch is chosen by it.
         const uint64_t selected = discriminatorAhead(discriminator.kind());
-        _out << TypeCodeAccess::name(type) << " {\n";
+        _out << orEmpty(TypeCodeAccess::name(type)) << " {\n";
         part("_d", discriminator);
         CORBA_Long branch = TypeCodeAccess::defaultIndex(type); // -1 for a value without a branch
         // Backwards, so that of several with one label the first is taken.
@@ -148,7 +152,7 @@ private:
     void enumerator(const CORBA_TypeCode& type) {
         const auto number = take<CORBA_ULong>();
         if (number < TypeCodeAccess::memberCount(type))
-            _out << TypeCodeAccess::memberName(type, number);
+            _out << orEmpty(TypeCodeAccess::memberName(type, number));
         else
             _out << number;
     }
@@ -189,7 +193,7 @@ private:
         const char* kind = kindName(type.kind());
         _out << "(" << (kind ? kind : "unknown kind");
         if (isNamed(type.kind()))
-            _out << " " << TypeCodeAccess::name(type);
+            _out << " " << orEmpty(TypeCodeAccess::name(type));
         _out << ")";
     }
 

@@ -1,6 +1,7 @@
 #include "everything_stub.h"
 #include "marshal/typecode/typecode_access.h"
 
+#include "marshal/marshal_settings.h"
 #include "marshal/reference/vutil.h"
 
 #include <harbolance/ir_stub.h>
@@ -218,6 +219,10 @@ TEST(GeneratedPrinting, IsReadableOnATerminal) {
           "\n\ttype: (tk_struct Numbers)\n", "\n\ttexts: [\n\t\tTexts {\n\t\t\tplain: \"\"\n",
           "\n\tthing: nil\n", "\n\tlaters: []\n"})
         EXPECT_NE(text.find(part), text.npos) << part << "in\n" << text;
+    harbolance::marshalSettings.nullString = true; // so that a name may be missing
+    mixed.type = new CORBA_TypeCode("IDL:nameless:1.0", nullptr, _tc_long, false);
+    EXPECT_NE(printed(mixed).find("\n\ttype: (tk_alias )\n\tthing: nil\n"), text.npos);
+    harbolance::marshalSettings.nullString = false;
     ByEnum club;
     club.club(5);
     EXPECT_EQ(printed(club), "ByEnum {\n\t_d: clubs\n\tclub: 5\n}\n");
