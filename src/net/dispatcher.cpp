@@ -120,7 +120,7 @@ int dpDispatcher::setReady(int fd, int mask) {
 
 bool dpDispatcher::dispatch(long& sec, long& usec) {
     // The arithmetic below takes microseconds below a million only; callers may pass any number.
-    timeval limit{sec + usec / 1000000, usec % 1000000};
+    timeval limit = timeSum({sec, 0}, {usec / 1000000, usec % 1000000});
     if (limit.tv_sec < 0 || limit.tv_usec < 0)
         limit = {};
     const timeval end = timeSum(monotonicTime(), limit);

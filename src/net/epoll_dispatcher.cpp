@@ -3,7 +3,6 @@
 #include <pthread.h>
 #include <sys/epoll.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <climits>
 
@@ -30,7 +29,9 @@ void countForks() {
 int milliseconds(const timeval* time) {
     if (!time)
         return -1;
-    return static_cast<int>(std::min<time_t>(time->tv_sec * 1000 + (time->tv_usec + 999) / 1000, INT_MAX));
+    if (time->tv_sec >= INT_MAX / 1000)
+        return INT_MAX;
+    return static_cast<int>(time->tv_sec * 1000 + (time->tv_usec + 999) / 1000);
 }
 
 uint64_t tagOf(int fd, uint32_t serial) { return uint64_t{serial} << 32 | static_cast<uint32_t>(fd); }

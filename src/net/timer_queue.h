@@ -3,6 +3,7 @@
 #include <sys/time.h>
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 
 class dpIOHandler;
@@ -11,7 +12,11 @@ namespace harbolance {
 
 // Timeval arithmetic. Arguments have `tv_usec` in 0..999999 and so has the result.
 
+// A sum that time_t cannot hold is the latest time there is.
 inline timeval timeSum(const timeval& a, const timeval& b) {
+    constexpr time_t latest = std::numeric_limits<time_t>::max() - 1; // the carry still fits
+    if (b.tv_sec > 0 && a.tv_sec > latest - b.tv_sec)
+        return {latest, 999999};
     timeval sum{a.tv_sec + b.tv_sec, a.tv_usec + b.tv_usec};
     if (sum.tv_usec >= 1000000) {
         sum.tv_usec -= 1000000;
