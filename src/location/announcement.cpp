@@ -31,25 +31,30 @@ Announcement::Announcement(const char* objectName, const IOP::IOR& reference)
     _address = DSAddr(body.port, body.host.in() ? body.host.in() : "");
 }
 
+static DSUser* session(bool create) { return agentUsable() ? DSUser::instance(create) : nullptr; }
+
 template <class Tell>
-void Announcement::forEachName(const char* repId, Tell tell) const {
-    DSUser* session = agentUsable() ? DSUser::instance(true) : nullptr;
-    if (!session)
+void Announcement::forEachName(DSUser* user, const char* repId, Tell tell) const {
+    if (!user)
         return;
     const std::string host = _address.dottedAddr();
     for (const std::string& name : announcedNames(repId, _objectName.c_str(), host.c_str())) {
         const NCRef<DSProvider> provider =
             new DSProvider(DSName(name.c_str(), dsArgType, DSServiceManual, _value.get()), _address);
-        tell(*session, provider.get());
+        tell(*user, provider.get());
     }
 }
 
 void Announcement::announce(const char* repId) const {
-    forEachName(repId, [](DSUser& session, DSProvider* provider) { session.registerProvider(provider); });
+    forEachName(session(true), repId,
+                [](DSUser& user, DSProvider* provider) { user.registerProvider(provider); });
 }
 
 void Announcement::withdraw(const char* repId) const {
-    forEachName(repId, [](DSUser& session, DSProvider* provider) { session.unregisterProvider(provider); });
+    forEachName(session(false), repId, [](DSUser& user, DSProvider* provider) {
+        if (user.unregisterProvider(provider) != DSUser::done)
+            user.forgetProvider(provider);
+    });
 }
 
 } // namespace harbolance

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-class CORBA_Object;
+class DSUser;
 namespace IOP {
 struct IOR;
 }
@@ -32,7 +32,7 @@ public:
 
 private:
     template <class Tell>
-    void forEachName(const char* repId, Tell tell) const;
+    void forEachName(DSUser* user, const char* repId, Tell tell) const;
 
     std::string _objectName;
     NCRef<DSName> _value; // the reference as text

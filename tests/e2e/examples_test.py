@@ -33,6 +33,14 @@ class Examples(harness.Case):
         server.kill()
         self.assertEqual(self.run_program("hello-client", reference).status, 1)
 
+    def test_hello_by_name(self):
+        agent = self.start_locd(self.host(1))
+        self.env.update(LOCD_ADDR=agent.host, LOCD_PORT=agent.port)
+        server = self.start("hello-server", "porter", "-OAipaddr", self.host(2))
+        server.wait_line("IOR:")
+        for words in ((), ("",), ("porter", "world")):
+            self.expect(self.run_program("hello-client", *words), "Hello, world!\n")
+
     def test_bank(self):
         """Factory, exceptions, a diamond, and calls back to the client while it waits; all is gone afterwards."""
         _, reference = self.start_server("bank-server")

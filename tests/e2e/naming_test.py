@@ -65,6 +65,17 @@ class Announcing(NamingCase):
         self.named("")  # published, and yet without a name
         self.assertEqual([one.name.name for one in self.told(REGISTER)], [TYPE, f"{self.host(2)}_{TYPE}"])
 
+    def test_what_goes_while_there_is_no_agent(self):
+        """The next agent does not hear of it."""
+        server = self.named("pair", CALLS_KIND="both", **harness.FAST_CLOCK)
+        self.agent.end()
+        server.type("retire\n")
+        server.wait_line("Harbolance: Unable to locate agent")
+        self.agent = self.fake_agent(self.agent.host, self.agent.port)
+        self.agent.wait_for(LOGIN)
+        server.end()
+        self.assertEqual(self.told(REGISTER), [])
+
 
 class Finding(NamingCase):
     def setUp(self):

@@ -127,6 +127,8 @@ int DSUser::unregisterProvider(DSProvider* provider) {
     return parts_->registrations.unregisterProvider(provider);
 }
 
+void DSUser::forgetProvider(DSProvider* provider) { parts_->registrations.forgetProvider(provider); }
+
 int DSUser::registerTrigger(DSName* name, DSTriggerHandler* handler) {
     return parts_->registrations.registerTrigger(name, handler);
 }

@@ -87,6 +87,8 @@ public:
     // the standard error stream.
     int registerProvider(DSProvider* provider);
     int unregisterProvider(DSProvider* provider);
+    // For a provider that could not be unregistered: the next agent does not get it.
+    void forgetProvider(DSProvider* provider);
     // The handler is called for each provider of that name that comes or goes, until it is unregistered. It
     // is not owned. May be called from a handler, which then gives `busy` if a request is waiting.
     int registerTrigger(DSName* name, DSTriggerHandler* handler);

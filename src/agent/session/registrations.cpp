@@ -70,6 +70,11 @@ int Registrations::unregisterProvider(DSProvider* provider) {
     return DSUser::done;
 }
 
+void Registrations::forgetProvider(DSProvider* provider) {
+    const NCRef<DSProvider> argument = provider;
+    providers_.remove(provider);
+}
+
 int Registrations::registerTrigger(DSName* name, DSTriggerHandler* handler) {
     const NCRef<DSName> key = name;
     if (link_.isAsking())

@@ -17,6 +17,7 @@ public:
 
     int registerProvider(DSProvider* provider);
     int unregisterProvider(DSProvider* provider);
+    void forgetProvider(DSProvider* provider);
     int registerTrigger(DSName* name, DSTriggerHandler* handler);
     int unregisterTrigger(DSName* name, DSTriggerHandler* handler);
 
