@@ -2,28 +2,24 @@
 // each with the line "= RESULT", which is the exception's name when there was one. A description is "ID NAME
 // HOST:PORT AGENT", with "activable" behind it where it is.
 //
-//     agents, ids, count (of all_available and all_available_descs), oads 0|1 (willRefreshOADs)
-//     objects ID (NAME), descs ID (NAME): in order; NAME "-" asks for a replica without a name
-//     watch HANDLER ID (NAME (HOST)), unwatch HANDLER ID (NAME (HOST)): "-" for none. HANDLER is a
-//     stringified
-//         reference, or the name of a handler of this process, which says "HANDLER ready" or "HANDLER down"
-//         and the description, and then does as it is called: "raise" and "refuse" raise CORBA_NO_IMPLEMENT
-//         and CORBA_BAD_OPERATION, "leave" takes its trigger back, "exit" ends the process
+//     agents, ids, count (of all_available and all_available_descs), oads 0 or 1 (willRefreshOADs)
+//     objects ID (NAME), descs ID (NAME): of all instances, or replicas
+//     watch HANDLER ID (NAME (HOST)), unwatch likewise. HANDLER is a reference, or names a handler of this
+//     process,
+//         which says "HANDLER ready" or "HANDLER down" and the description and does as it is called: "raise"
+//         and "refuse" raise CORBA_NO_IMPLEMENT and CORBA_BAD_OPERATION, "leave" takes its trigger back,
+//         "exit" ends
 //     handler HANDLER: its reference
 
-#include "agent/session/dsuser.h"
-
+#include <harbolance/agent.h>
 #include <harbolance/corba.h>
 #include <harbolance/obj_location_skel.h>
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <iostream>
 #include <map>
 #include <sstream>
-#include <string>
-#include <vector>
 
 namespace {
 
@@ -32,134 +28,116 @@ using std::string;
 
 Agent_var service;
 
-string textOf(const char* text) { return text && *text ? text : "-"; }
+string textOf(const char* text) { return *text ? text : "-"; }
 
 string textOf(const Desc& desc) {
-    std::ostringstream text;
-    text << textOf(desc.repository_id) << " " << textOf(desc.instance_name) << " "
-         << textOf(desc.profile.host) << ":" << desc.profile.port << " " << textOf(desc.agent_hostname)
-         << (desc.activable ? " activable" : "");
-    return text.str();
+    return textOf(desc.repository_id) + " " + textOf(desc.instance_name) + " " + desc.profile.host.in() +
+           ":" + std::to_string(desc.profile.port) + " " + desc.agent_hostname.in() +
+           (desc.activable ? " activable" : "");
 }
 
-TriggerDesc watched(const std::vector<string>& words) {
-    const auto word = [&words](size_t i) {
-        return i < words.size() && words[i] != "-" ? words[i].c_str() : "";
-    };
-    return {word(2), word(3), word(4)};
+string textOf(CORBA::Object_ptr object) { return textOf(object->_object_name()); }
+
+// Takes the sequence over.
+template <class Items>
+string listed(Items* items) {
+    const TRXVar<Items> held(items);
+    string result = std::to_string(items->length());
+    for (const auto& item : *items)
+        result += " | " + textOf(item);
+    return result;
 }
 
-class Handler : public _sk_ObjLocation::_sk_TriggerHandler {
-public:
-    explicit Handler(string name) : name_(std::move(name)) {}
+struct Handler : _sk_ObjLocation::_sk_TriggerHandler {
+    void impl_is_ready(const Desc& desc) override { told(" ready ", desc); }
+    void impl_is_down(const Desc& desc) override { told(" down ", desc); }
 
-    void impl_is_ready(const Desc& desc) override { told("ready", desc); }
-    void impl_is_down(const Desc& desc) override { told("down", desc); }
-
-    TriggerDesc trigger;
-
-private:
-    void told(const char* event, const Desc& instance) {
-        std::cout << name_ << " " << event << " " << textOf(instance) << std::endl;
-        if (name_ == "exit")
+    void told(const char* event, const Desc& desc) {
+        std::cout << name << event << textOf(desc) << std::endl;
+        if (name == "exit")
             ::_exit(0);
-        if (name_ == "raise")
+        if (name == "raise")
             throw CORBA::NO_IMPLEMENT();
-        if (name_ == "refuse")
+        if (name == "refuse")
             throw CORBA::BAD_OPERATION();
-        if (name_ == "leave")
+        if (name == "leave")
             service->unreg_trigger(trigger, this);
     }
 
-    string name_;
+    string name;
+    TriggerDesc trigger;
 };
 
+// They live as long as the process.
 Handler* ownHandler(const string& name) {
-    static std::map<string, Handler*> handlers; // they live as long as the process
+    static std::map<string, Handler*> handlers;
     Handler*& handler = handlers[name];
     if (!handler) {
-        handler = new Handler(name);
+        handler = new Handler;
+        handler->name = name;
         handler->_boa()->obj_is_ready(handler);
     }
     return handler;
 }
 
-template <class Items, class Text>
-string listed(const Items& items, Text text) {
-    string result = std::to_string(items.length());
-    for (const auto& item : items)
-        result += " | " + text(item);
-    return result;
+void trigger(bool begins, const string& name, const TriggerDesc& desc) {
+    TriggerHandler_var handler;
+    if (name.starts_with("IOR:")) {
+        handler =
+            TriggerHandler::_narrow(CORBA::Object_var(TRXORB::current()->string_to_object(name.c_str())));
+    } else {
+        ownHandler(name)->trigger = desc;
+        handler = TriggerHandler::_duplicate(ownHandler(name));
+    }
+    begins ? service->reg_trigger(desc, handler) : service->unreg_trigger(desc, handler);
 }
 
-string resultOf(const std::vector<string>& words) {
-    const string& command = words[0];
-    const char* id = words.size() > 1 ? words[1].c_str() : "";
-    const char* name = words.size() > 2 ? words[2].c_str() : nullptr;
-    const auto plain = [](const char* text) { return textOf(text); };
+string resultOf(const string& line) {
+    string command, first, second, third, fourth;
+    std::istringstream(line) >> command >> first >> second >> third >> fourth;
+    const char* id = first.c_str();
+    const char* name = second.c_str();
     if (command == "agents")
-        return listed(*NameSeq_var(service->all_agent_locations()), plain);
+        return listed(service->all_agent_locations());
     if (command == "ids")
-        return listed(*RepositoryIdSeq_var(service->all_repository_ids()), plain);
+        return listed(service->all_repository_ids());
     if (command == "count")
         return std::to_string(ObjSeqSeq_var(service->all_available())->length()) + " " +
                std::to_string(DescSeqSeq_var(service->all_available_descs())->length());
-    if (command == "oads")
-        service->willRefreshOADs(*id == '1');
     if (command == "objects")
-        return listed(*ObjSeq_var(name ? service->all_replica(id, name) : service->all_instances(id)),
-                      [](CORBA::Object_ptr object) { return textOf(object->_object_name()); });
+        return listed(second.empty() ? service->all_instances(id) : service->all_replica(id, name));
     if (command == "descs")
-        return listed(
-            *DescSeq_var(name ? service->all_replica_descs(id, name) : service->all_instances_descs(id)),
-            [](const Desc& desc) { return textOf(desc); });
+        return listed(second.empty() ? service->all_instances_descs(id)
+                                     : service->all_replica_descs(id, name));
     if (command == "handler")
-        return CORBA::String_var(TRXORB::current()->object_to_string(ownHandler(id))).in();
-    if (command == "watch" || command == "unwatch") {
-        const bool isReference = words[1].starts_with("IOR:");
-        const CORBA::Object_var object(isReference ? TRXORB::current()->string_to_object(id)
-                                                   : CORBA::Object::_duplicate(ownHandler(words[1])));
-        const TriggerHandler_var handler(TriggerHandler::_narrow(object));
-        if (auto* own = dynamic_cast<Handler*>(handler.in()))
-            own->trigger = watched(words);
-        if (command == "watch")
-            service->reg_trigger(watched(words), handler);
-        else
-            service->unreg_trigger(watched(words), handler);
-    }
+        return CORBA::String_var(TRXORB::current()->object_to_string(ownHandler(first))).in();
+    if (command == "oads")
+        service->willRefreshOADs(first == "1");
+    else
+        trigger(command == "watch", first, {name, third.c_str(), fourth.c_str()});
     return "ok";
 }
 
 // Lines that are typed together are done in one turn of the loop.
-class Probe : public dpIOHandler {
-public:
+struct Probe : dpIOHandler {
     int inputReady(int) override {
-        do
-            done();
-        while (std::cin.rdbuf()->in_avail() > 0);
+        do {
+            string line;
+            if (!std::getline(std::cin, line))
+                std::exit(0);
+            string result;
+            try {
+                result = resultOf(line);
+            } catch (const Fail& fail) {
+                result = "Fail " + std::to_string(fail.reason);
+            } catch (const CORBA::Exception& exception) {
+                result = exception._name();
+            }
+            std::cout << "= " << result << std::endl;
+        } while (std::cin.rdbuf()->in_avail() > 0);
         return 0;
     }
-
-private:
-    static void done() {
-        string line;
-        if (!std::getline(std::cin, line))
-            std::exit(0);
-        std::istringstream in(line);
-        std::vector<string> words;
-        for (string word; in >> word;)
-            words.push_back(word);
-        string result;
-        try {
-            result = resultOf(words);
-        } catch (const Fail& fail) {
-            result = "Fail " + std::to_string(fail.reason);
-        } catch (const CORBA::Exception& exception) {
-            result = exception._name();
-        }
-        std::cout << "= " << result << std::endl;
-    }
-};
+} probe;
 
 } // namespace
 
@@ -168,10 +146,9 @@ int main(int argc, char** argv) {
     CORBA::ORB_var orb = CORBA::ORB_init(argc, argv);
     const CORBA::BOA_var boa = orb->BOA_init(argc, argv);
     const CORBA::Object_var object(orb->resolve_initial_references("LocationService"));
-    service = Agent::_narrow(object);
-    static auto& probe = *new Probe;
-    dpDispatcher::instance()->link(STDIN_FILENO, dpDispatcher::readMask, &probe);
     const CORBA::Object_var again(orb->resolve_initial_references("LocationService"));
+    service = Agent::_narrow(object);
+    dpDispatcher::instance()->link(STDIN_FILENO, dpDispatcher::readMask, &probe);
     std::cout << "ready " << (again.in() == object.in()) << std::endl;
     for (;;)
         dpDispatcher::instance()->dispatch();

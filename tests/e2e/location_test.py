@@ -1,6 +1,8 @@
 """The location service of a process (location_probe), against a simulated agent, real servers and dying ones. Rows are
 commands of the probe and their results."""
 
+import pathlib
+import socket
 import time
 import unittest
 
@@ -24,6 +26,13 @@ def provider(key, name="", port=7, service=4, reference=None, text=None):
     """Of the domain's own form, and under the agent's address 127.0.0.9."""
     reference = reference or giop.reference(key, "127.0.0.1", port, giop.object_key(key, name))
     return wire.provider(text or key, port=port, service=service, reference=reference, agent="127.0.0.9")
+
+
+def host_name(address):
+    try:
+        return socket.gethostbyaddr(address)[0]
+    except socket.herror:
+        return address
 
 
 def described(key, name="-", port=7, more=""):
@@ -62,6 +71,37 @@ class Descriptions(LocationCase):
         self.expect(probe, "descs IDL:A:1.0", described("IDL:A:1.0", "x"), described("-", port=8), described("-", port=9))
         # A profile of another transport makes an object all the same, which cannot be called.
         self.expect(probe, "objects IDL:A:1.0", "x", "-", "-", "-", "-")
+
+
+    def test_operations(self):
+        near, far, vault = provider("IDL:A:1.0", "x"), provider("IDL:A:1.0", "y", 9), provider("IDL:A:1.0", "z", 8, 5)
+        agent, probe = self.service()
+        self.talk(probe, "ids: 0", "count: 0 0", "descs IDL:A:1.0: 0", "objects: Fail 1", "descs: Fail 1",
+                  f"agents: 1 | {host_name(agent.host)}")
+        agent.providers = [near, far, vault, provider("Activation::OAD", "d", 9),
+                           provider("IDL:A:1.0", "y", 9, text="IDL:A:1.0_y")]
+        agent.names = [near.name, far.name.with_(name="IDL:A:1.0_y"), agent.providers[3].name]
+        # Without the daemons' addresses nothing is activable by its own; running objects come first.
+        x, y, z = (described("IDL:A:1.0", *told) for told in (("x",), ("y", 9), ("z", 8, " activable")))
+        self.talk(probe, "oads 0: ok")
+        self.expect(probe, "descs IDL:A:1.0", x, y, z)
+        self.talk(probe, "oads 1: ok", f"descs IDL:A:1.0 y: 1 | {y} activable", "objects IDL:A:1.0 y: 1 | y",
+                  "oads 0: ok", f"descs IDL:A:1.0 y: 1 | {y} activable", "count: 2 2", "oads 1: ok",
+                  f"descs Activation::OAD: 1 | {described('Activation::OAD', 'd', 9)}")
+        self.expect(probe, "ids", "IDL:A:1.0", "Activation::OAD")
+        self.expect(probe, "objects IDL:A:1.0", "x", "y", "z")
+        agent.tcp = "cut"
+        self.talk(probe, "ids: Fail 4", "objects IDL:A:1.0: Fail 4", "count: Fail 4")
+
+    def test_traces(self):
+        agent, probe = self.service("-LOCdebug", "1")
+        agent.providers = [provider("IDL:A:1.0", reference="IOR:junk"), provider("Activation::OAD", port=9)]
+        agent.names = [one.name for one in agent.providers]
+        self.talk(probe, "ids: 1 | Activation::OAD", "objects IDL:A:1.0: 0", f"agents: 1 | {host_name(agent.host)}")
+        agent.tcp = "cut"
+        self.talk(probe, "ids: Fail 4")
+        said = probe.out.replace(agent.providers[1].name.value.name, "IOR:oad").replace(host_name(agent.host), "HOST")
+        self.assertEqual(said, (pathlib.Path(__file__).parent / "golden/location_trace.txt").read_text())
 
 
 class Verification(LocationCase):

@@ -1,5 +1,6 @@
 #include "agent/records/dsaddr.h"
 
+#include "base/printable.h"
 #include "net/host_address.h"
 
 #include <arpa/inet.h>
@@ -13,9 +14,10 @@ const NCTypeInfo DSAddr::info("DSAddr", ncCreate<DSAddr>, {&DSResource::info});
 
 namespace {
 
+// The name may come from anybody.
 void reportUnknownHost(const char* host) {
     std::cout << "DSAddr::DSAddr: Unable to get internet "
-              << "address for '" << host << "'" << std::endl;
+              << "address for '" << withoutControls(host) << "'" << std::endl;
 }
 
 } // namespace
