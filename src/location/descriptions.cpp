@@ -26,34 +26,45 @@ bool isServiceName(const CORBA_Object& object) {
     return name && std::strcmp(name, "*") == 0;
 }
 
-// For the time of a test: time limits for the calls on the object, and no look-up through the agents, which
-// would find another object of that name.
-class TestConditions {
+// For the time of a test a stub has other options: it makes no second connection, which might lead elsewhere.
+class TestOptions {
 public:
-    TestConditions(CORBA_Object& object, TRXORB& orb, unsigned long seconds)
-        : _object(object), _orb(orb), _options(object._bind_options()), _agentEnabled(orb.agentEnabled()) {
-        CORBA_BindOptions limited = _options ? *_options : CORBA_BindOptions();
-        const auto limit = static_cast<CORBA_ULong>(std::min<unsigned long>(seconds, UINT32_MAX));
-        limited.deferBind = false;
-        limited.enableRebind = false;
-        limited.maxBindTries = 5;
-        limited.sendTimeout = limited.receiveTimeout = limited.connectTimeout = limit;
-        object._bind_options(limited);
-        orb.agentEnabled(false);
+    explicit TestOptions(CORBA_Object& object) : _object(object), _before(object._bind_options()) {
+        if (_before)
+            apply(_before->sendTimeout, _before->receiveTimeout, _before->connectTimeout);
     }
-    TestConditions(const TestConditions&) = delete;
-    TestConditions& operator=(const TestConditions&) = delete;
-    ~TestConditions() {
-        _orb.agentEnabled(_agentEnabled);
-        if (_options)
-            _object._bind_options(*_options);
+    TestOptions(CORBA_Object& object, unsigned long seconds)
+        : _object(object), _before(object._bind_options()) {
+        const auto limit = static_cast<CORBA_ULong>(std::min<unsigned long>(seconds, UINT32_MAX));
+        apply(limit, limit, limit);
+    }
+    TestOptions(const TestOptions&) = delete;
+    TestOptions& operator=(const TestOptions&) = delete;
+    ~TestOptions() {
+        if (_before)
+            _object._bind_options(*_before);
     }
 
 private:
+    void apply(CORBA_ULong send, CORBA_ULong receive, CORBA_ULong connect) {
+        _object._bind_options({false, false, 5, send, receive, connect});
+    }
+
     CORBA_Object& _object;
+    std::unique_ptr<const CORBA_BindOptions> _before; // null for a servant of this process
+};
+
+// No look-up through the agents meanwhile, which would find another object of that name.
+class AgentsOff {
+public:
+    explicit AgentsOff(TRXORB& orb) : _orb(orb), _before(orb.agentEnabled()) { orb.agentEnabled(false); }
+    AgentsOff(const AgentsOff&) = delete;
+    AgentsOff& operator=(const AgentsOff&) = delete;
+    ~AgentsOff() { _orb.agentEnabled(_before); }
+
+private:
     TRXORB& _orb;
-    std::unique_ptr<const CORBA_BindOptions> _options; // null for a servant of this process
-    bool _agentEnabled;
+    const bool _before;
 };
 
 // What the object key says, where it is one of this ORB.
@@ -137,9 +148,25 @@ bool AgentImpl::isDead(CORBA_Object& object) {
 
 // Whether the object is there.
 bool AgentImpl::test(CORBA_Object& object) {
-    const TestConditions conditions(object, orb(), locationSettings.timeout);
+    const TestOptions options(object, locationSettings.timeout);
+    const AgentsOff agentsOff(orb());
     try {
         return object._non_existent() == 0;
+    } catch (const CORBA_Exception&) {
+        return false;
+    }
+}
+
+bool AgentImpl::isReachable(CORBA_Object& object) {
+    if (object._is_local())
+        return true;
+    const TestOptions options(object); // and the process goes on with the agents, since this may take long
+    try {
+        const CORBA_MarshalOutBuffer_var request(object._stub_request("_non_existent", 1));
+        const CORBA_MarshalInBuffer_var reply(object._stub_invoke(request.in()));
+        return true;
+    } catch (const CORBA_NO_PERMISSION&) {
+        return true;
     } catch (const CORBA_Exception&) {
         return false;
     }

@@ -3,8 +3,9 @@
 // This folder connects the ORB with the location agents. The location service (this file) tells a program
 // what is there in its domain: provider_sets.cpp reads the providers of an interface from the agents,
 // descriptions.cpp makes objects and descriptions of them. TRXTriggerHandler (trigger_handler.h) is a
-// client's wish to hear of what comes and goes. modules.h has the objects by which the folder takes part in
-// the start-up, among them the resolver of "LocationService".
+// client's wish to hear of what comes and goes. Objects by name are TRXLocation's (object_location.h).
+// modules.h has the objects by which the folder takes part in the start-up, among them the resolver of
+// "LocationService".
 
 #include "agent/session/dsuser.h"
 #include "orb/vorb.h"
@@ -62,6 +63,9 @@ public:
     // For triggers. The object of a name, the caller's; nil when the name has none or its reference is no
     // reference.
     CORBA_Object* getObject(const DSName& name);
+    // Whether the object's server answers a call; what it answers does not matter. Waits as the object's
+    // options say.
+    bool isReachable(CORBA_Object& object);
     // Whether the provider is at the address of an activation daemon, as far as these are known.
     bool isActivable(const DSProvider& provider) const;
     // The description of the provider's object. With `rep` that is the repository id, else the one in the

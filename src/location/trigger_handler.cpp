@@ -42,21 +42,6 @@ NCRef<DSName> nameOf(const std::string& text, int serviceType) {
 
 DSSet* triggersOn(const DSName& name) { return static_cast<DSSet*>(triggers().at(&name)); }
 
-// Whether the object can be called. What it answers does not matter.
-bool answers(CORBA_Object& object) {
-    if (object._is_local())
-        return true;
-    try {
-        const CORBA_MarshalOutBuffer_var request(object._stub_request("_non_existent", 1));
-        const CORBA_MarshalInBuffer_var reply(object._stub_invoke(request.in()));
-        return true;
-    } catch (const CORBA_NO_PERMISSION&) {
-        return true;
-    } catch (const CORBA_Exception&) {
-        return false;
-    }
-}
-
 } // namespace
 
 // The object stays while one of its calls is on the stack.
@@ -156,7 +141,7 @@ void TRXTriggerHandler::serviceUp(DSProvider* provider) {
     const CORBA_Object_var object(_agent->getObject(provider->name()));
     if (!object.in())
         return; // a provider that is no object
-    if (answers(*object.in()))
+    if (_agent->isReachable(*object.in()))
         tell(*provider, &TriggerHandler::impl_is_ready, "impl_is_ready");
     else if (DSUser* user = DSUser::instance(true))
         user->providerDown(provider);
