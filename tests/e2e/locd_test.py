@@ -514,7 +514,7 @@ class Operators(LocdCase):
 
     def test_completions_know_all_options(self):
         script = pathlib.Path(__file__).resolve().parents[2] / "packaging" / "completions" / "harbolance.bash"
-        for program in ("locd", "announce"):
+        for program in ("locd", "announce", "oadd", "oadctl"):
             ask = f". {script}; _harbolance {program} -- {program}; echo ${{COMPREPLY[*]}}"
             known = subprocess.run(["bash", "-c", ask], stdout=subprocess.PIPE, text=True, check=True).stdout.split()
             options = re.findall(r"--[a-z-]+", self.run_program(program, "--help").out)

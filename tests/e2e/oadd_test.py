@@ -251,6 +251,46 @@ class Faults(OaddCase):
                     f"oadd: another oadd uses {self.registrations}; end it, or name another file with --registrations\n", 1)
 
 
+class Domain(OaddCase):
+    """By name, through a location agent."""
+
+    NONE = "\npeerscan: There are no Object Implementations registered with OADs.\n"
+
+    def scan(self):
+        return self.run_program("peerscan", "-d", "-r", "Activated", *self.domain()).out.partition("\npeerscan: Following are the list of Implementations started")[0]
+
+    def test_objects_are_found_before_they_run(self):
+        daemon = self.daemon()
+        for name in ("Anna", "Bert"):
+            self.register(name)
+        listed = (f"\npeerscan: Following are the list of Implementations registered with OADs.\n\tHOST: {self.host(1)}\n\n"
+                  f"\t\tREPOSITORY ID: {INTERFACE}\n\t\t\tOBJECT NAME: Anna\n\t\t\tOBJECT NAME: Bert\n")
+        self.assertEqual(self.scan(), listed)
+        _, ask = self.client("Anna")
+        first = int(ask())
+        self.assertEqual(self.states(), {"Anna": [("active", first)], "Bert": [("registered", 0)]})
+        self.assertEqual(self.scan(), listed)
+        os.kill(first, signal.SIGKILL)  # its client need not know
+        self.assertNotIn(ask(), (str(first), "COMM_FAILURE"))
+        self.ctl("unregister", "Activated", "Bert")
+        self.assertEqual(self.scan(), listed.replace("\t\t\tOBJECT NAME: Bert\n", ""))
+        there = self.run_program("oadctl", *self.domain(), "--host", self.host(1), "status", "Activated")
+        self.assertRegex(there.out, f'^"{INTERFACE}" "Anna": active, process \\d+\n$')
+        daemon.end()
+        self.assertEqual(self.scan(), self.NONE + "\npeerscan: There are no manually started Object Implementations.\n")
+
+    def test_the_daemon_moves_while_a_client_calls(self):
+        """Between the end of the first and the start of the second there is none."""
+        first = self.daemon()
+        self.register("Anna")
+        _, ask = self.client("Anna")
+        process = ask()
+        first.kill()
+        self.wait_gone(int(process))
+        self.daemon()
+        self.assertNotEqual(int(ask()), int(process))
+
+
 class Strangers(OaddCase):
     """Peers of another host: two network namespaces with a cable between them."""
 

@@ -1,5 +1,5 @@
-// Prints the process that serves the reference of the command line, once for each line that is typed, or the
-// name of the exception that the call has raised.
+// Prints the process that serves the object of the command line, a reference or a name, once for each line that
+// is typed, or the name of the exception that the call has raised.
 
 #include "activated_stub.h"
 
@@ -9,8 +9,10 @@
 int main(int argc, char** argv) {
     try {
         const CORBA::ORB_var orb = CORBA::ORB_init(argc, argv);
-        const CORBA::Object_var reference = orb->string_to_object(argc > 1 ? argv[1] : "");
-        const Activated_var object = Activated::_narrow(reference);
+        const std::string given = argc > 1 ? argv[1] : "";
+        const bool named = !given.starts_with("IOR:");
+        const CORBA::Object_var reference = named ? nullptr : orb->string_to_object(given.c_str());
+        const Activated_var object = named ? Activated::_bind(given.c_str()) : Activated::_narrow(reference);
         for (std::string line; std::getline(std::cin, line);) {
             try {
                 std::cout << object->process() << std::endl;

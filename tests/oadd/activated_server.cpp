@@ -1,5 +1,4 @@
-// Serves objects of the interface Activated, each with the name of a word of the command line, and tells the
-// daemon that has started it. Words of the form -MODE say how it behaves:
+// Serves objects of the interface Activated, each with the name of a word of the command line. Words of the form -MODE say how it behaves:
 //
 //     -fork        a child of the process serves, the process itself ends
 //     -wait=FILE   it makes nothing active until there is that file
@@ -7,8 +6,6 @@
 //     -deaf        it takes no SIGTERM before it makes its objects active
 
 #include "activated_skel.h"
-
-#include <harbolance/activation_stub.h>
 
 #include <unistd.h>
 
@@ -40,24 +37,12 @@ void behave(const std::string& mode) {
     }
 }
 
-// What the adapter does for its objects once it has found a daemon.
-void announce(CORBA::ORB_ptr orb, CORBA::BOA_ptr boa, const char* daemon, const char* uid,
-              Activated_ptr object) {
-    const CORBA::Object_var reference = orb->string_to_object(daemon);
-    const Activation::OAD_var oad = Activation::OAD::_narrow(reference);
-    const std::unique_ptr<TRXEXT_CreationImplDef> definition(
-        oad->boa_activate_obj(object, object->_interface_name(), std::atoi(uid)));
-    dynamic_cast<TRXAdapter&>(*boa).activation_policy(definition->activation_policy());
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
     try {
         for (int i = 1; i < argc; ++i)
             behave(argv[i]);
-        const char* daemon = harbolance::wordBehind(argc, argv, "-OAactivateIOR");
-        const char* uid = harbolance::wordBehind(argc, argv, "-OAoad_uid");
         const CORBA::ORB_var orb = CORBA::ORB_init(argc, argv);
         const CORBA::BOA_var boa = orb->BOA_init(argc, argv);
         std::list<Activated_var> objects;
@@ -66,8 +51,6 @@ int main(int argc, char** argv) {
                 continue;
             Activated_var& object = objects.emplace_back(new Servant(argv[i]));
             boa->obj_is_ready(object);
-            if (daemon && uid)
-                announce(orb, boa, daemon, uid, object);
         }
         std::cout << "ready" << std::endl;
         boa->impl_is_ready();
