@@ -21,8 +21,16 @@ namespace {
 constexpr size_t numberWidth = 12; // of a process id, with its sign and the zero behind it
 
 // Variables of the daemon that a server gets too: where programs are, the language, and the domain.
-constexpr std::array keptVariables = {"PATH", "LANG",      "LC_ALL",          "TZ",
-                                      "HOME", "LOCD_PORT", "LOCD_LOCAL_FILE", "HARBOLANCE_ADM"};
+constexpr std::array keptVariables = {"PATH",
+                                      "LANG",
+                                      "LC_ALL",
+                                      "TZ",
+                                      "HOME",
+                                      "LOCD_PORT",
+                                      "LOCD_ADDR",
+                                      "LOCD_ADDR_FILE",
+                                      "LOCD_LOCAL_FILE",
+                                      "HARBOLANCE_ADM"};
 
 std::vector<char*> pointersTo(std::vector<std::string>& words) {
     std::vector<char*> pointers;
