@@ -70,7 +70,7 @@ class Announcing(NamingCase):
         server = self.named("pair", CALLS_KIND="both", **harness.FAST_CLOCK)
         self.agent.end()
         server.type("retire\n")
-        server.wait_line("Harbolance: Unable to locate agent")
+        server.wait_line("Harbolance: Unable to locate agent", limit=60)
         self.agent = self.fake_agent(self.agent.host, self.agent.port)
         self.agent.wait_for(LOGIN)
         server.end()

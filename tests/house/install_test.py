@@ -141,7 +141,7 @@ def main():
         run("cmake", "--build", project / "build")
         expect(run(project / "build/by_the_book") == "by the book\n", "a program of the standard mapping runs")
         expect("Charles Darwin" in run(project / "build/records_two", scratch / "books"), "a compiled definition works")
-        expect("INV_OBJREF" in run(project / "build/hello_client", "none", status=1), "a client runs")
+        expect("INV_OBJREF" in run(project / "build/hello_client", "IOR:none", status=1), "a client runs")
         expect("Usage: announce" in run(project / "build/announce", "--help"), "announce --help tells its usage")
 
 

@@ -22,7 +22,7 @@ const char* const usage =
     "An INTERFACE is a repository id, \"IDL:Bank/Account:1.0\", or a name, \"Bank::Account\".\n"
     "A POLICY is shared, unshared or per-method.\n"
     "  --oad REFERENCE   the daemon with this stringified reference\n"
-    "  --oad-file FILE   the daemon whose reference is in this file (see oadd --reference)\n"
+    "  --oad-file FILE   the daemon whose reference is in this file (oadd can write it)\n"
     "  --host HOST       the daemon of this host, found through the location agents (default: this host)\n"
     "  --json            print JSON (list, status)\n"
     "  --help, --version\n";
