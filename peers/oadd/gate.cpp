@@ -5,20 +5,33 @@
 
 namespace oadd {
 
+Gate::Gate(Daemon& daemon, int fd)
+    : daemon_(daemon), fd_(fd), connection_(new Lookups::Connection{daemon.access.isTrusted(fd)}) {
+    daemon_.connections[fd_] = connection_;
+}
+
+// Who waits for the peer is told, and its socket's number may be another's by now.
+void Gate::close() {
+    connection_->open = false;
+    const auto found = daemon_.connections.find(fd_);
+    if (found != daemon_.connections.end() && found->second == connection_)
+        daemon_.connections.erase(found);
+}
+
 // The caller's reference, or null for an object that is not registered.
 CORBA_Object* Gate::serverObject(const CORBA_OctetSequence& key) const {
     const ObjectName object = nameInKey(key);
     const auto entry = daemon_.references ? daemon_.registrations.ofRequest(object) : nullptr;
     if (!entry || object.repId.empty())
         return nullptr;
-    return daemon_.lookups.find(*entry, -1, Lookups::Purpose::request, caller_);
+    return daemon_.lookups.find(*entry, -1, Lookups::Purpose::request, connection_);
 }
 
 // The exceptions of the daemon's interface mean nothing to a client of another one.
 CORBA_MarshalInBuffer* Gate::receive_request(const GIOP::RequestHeader& header, CORBA_Object*& target,
                                              CORBA_MarshalInBuffer*, TRXClosure&) {
     if (target) {
-        if (!caller_.trusted && !Access::isOpenToAll(header.operation)) {
+        if (!connection_->trusted && !Access::isOpenToAll(header.operation)) {
             log(LogLevel::warning,
                 std::string("'") + header.operation + "' is refused to a peer of another host; see --allow");
             throw CORBA_NO_PERMISSION();

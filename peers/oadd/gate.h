@@ -9,18 +9,23 @@ namespace oadd {
 // here, is forwarded to the object's server.
 class Gate : public TRXServerInterceptor {
 public:
-    Gate(Daemon& daemon, int fd) : daemon_(daemon), caller_{fd, daemon.access.isTrusted(fd)} {}
+    Gate(Daemon& daemon, int fd);
+    ~Gate() override { close(); }
 
     IOP::IOR* locate_failed(CORBA_ULong requestId, const CORBA_OctetSequence& key,
                             TRXClosure& closure) override;
     CORBA_MarshalInBuffer* receive_request(const GIOP::RequestHeader& header, CORBA_Object*& target,
                                            CORBA_MarshalInBuffer* in, TRXClosure& closure) override;
 
+    void disconnected(CORBA_Boolean) override { close(); }
+
 private:
+    void close();
     CORBA_Object* serverObject(const CORBA_OctetSequence& key) const;
 
     Daemon& daemon_;
-    const Lookups::Caller caller_;
+    const int fd_; // -1 for calls inside this process
+    const std::shared_ptr<Lookups::Connection> connection_;
 };
 
 class GateFactory : public TRXServerInterceptorFactory {

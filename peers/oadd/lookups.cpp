@@ -12,14 +12,26 @@ constexpr size_t mostWaits = 100;
 constexpr size_t mostUntrusted = 50; // of these from other hosts
 constexpr CORBA_ULong answerSeconds = 2;
 
-// A server that was not started here ends without a word.
-bool answers(CORBA_Object* object) {
+bool isTrusted(const Lookups::Caller& caller) { return !caller || caller->trusted; }
+bool hasGone(const Lookups::Caller& caller) { return caller && !caller->open; }
+
+// A server that was not started here ends without a word. One that does not answer in time is busy.
+bool isThere(CORBA_Object* object) {
     CORBA_BindOptions options;
     options.enableRebind = 0;
     options.connectTimeout = options.sendTimeout = options.receiveTimeout = answerSeconds;
     object->_bind_options(options);
+    bool connected = false;
     try {
-        return !object->_non_existent();
+        const CORBA_MarshalOutBuffer_var request(object->_stub_request("_non_existent", 1));
+        connected = true;
+        const CORBA_MarshalInBuffer_var reply(object->_stub_invoke(request.in()));
+        CORBA_Octet gone = 0;
+        if (reply.in())
+            *reply >> gone;
+        return !gone;
+    } catch (const CORBA_NO_RESPONSE&) {
+        return connected;
     } catch (const CORBA_Exception&) {
         return false;
     }
@@ -74,9 +86,9 @@ CORBA_Object* Lookups::available(const Registration& registration, bool takes) {
             return reference._retn();
         const std::string key = active->key;
         const CORBA_Long uid = active->uid;
-        if (answers(reference.in())) // this turns the event loop
+        if (isThere(reference.in())) // this turns the event loop
             return reference._retn();
-        log(LogLevel::info, toText(object) + ": its server, which was not started here, does not answer");
+        log(LogLevel::info, toText(object) + ": its server, which was not started here, has gone");
         servers_.deactivated(object, key, uid);
     }
     return nullptr;
@@ -87,13 +99,17 @@ Lookups::Clock::time_point Lookups::endOf(const ObjectName& object, CORBA_Long s
     const auto now = Clock::now();
     repeats_.remove_if([now](const Repeat& repeat) { return repeat.end < now; });
     for (auto each = repeats_.begin(); each != repeats_.end(); ++each) {
-        if (each->fd == caller.fd && each->object == object) {
+        if (each->caller == caller && each->object == object) {
             const auto end = each->end;
             repeats_.erase(each);
             return end;
         }
     }
     return now + std::chrono::seconds(seconds < 0 ? servers_.limits().startSeconds : seconds);
+}
+
+bool Lookups::Wait::over() const {
+    return attempt.result != Attempt::Result::pending || Clock::now() >= end || hasGone(caller);
 }
 
 bool Lookups::othersAreOver() const {
@@ -103,20 +119,22 @@ bool Lookups::othersAreOver() const {
 
 void Lookups::await(const Attempt& attempt, Clock::time_point end, const Caller& caller) {
     const auto untrusted =
-        std::count_if(waits_.begin(), waits_.end(), [](auto* wait) { return !wait->trusted; });
-    if (waits_.size() >= mostWaits || (!caller.trusted && static_cast<size_t>(untrusted) >= mostUntrusted))
+        std::count_if(waits_.begin(), waits_.end(), [](auto* wait) { return !isTrusted(wait->caller); });
+    if (waits_.size() >= mostWaits || (!isTrusted(caller) && static_cast<size_t>(untrusted) >= mostUntrusted))
         throw Activation::Busy();
-    Wait wait{attempt, end, caller.trusted};
+    Wait wait{attempt, end, caller};
     const Waiting waiting(waits_, wait);
     while (!wait.over()) {
         if (stopped_)
             throw CORBA_NO_RESOURCES();
         if (othersAreOver()) {
-            repeats_.push_back({caller.fd, attempt.object, end});
+            repeats_.push_back({caller, attempt.object, end});
             throw CORBA_TRANSIENT();
         }
         turnLoop();
     }
+    if (hasGone(caller))
+        throw CORBA_COMM_FAILURE();
 }
 
 // Until something happens, or the first of those that wait has no time left.

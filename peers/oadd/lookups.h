@@ -14,16 +14,18 @@ public:
     // itself, and a look-up only makes sure that there is one.
     enum class Purpose { lookup, request };
 
-    struct Caller {
-        int fd = -1; // of the connection
-        bool trusted = true;
+    // A connection. Calls inside this process have none.
+    struct Connection {
+        bool trusted;
+        bool open = true;
     };
+    using Caller = std::shared_ptr<const Connection>;
 
     explicit Lookups(Servers& servers) : servers_(servers) {}
 
     // Where the server has the object: the caller's reference. Raises Activation::FailedToExecute,
-    // NotResponding and Busy as the interface says. `wait` is in seconds, 0 for not at all, less for the
-    // daemon's own limit.
+    // NotResponding and Busy as the interface says, and CORBA_COMM_FAILURE when the caller has gone. `wait`
+    // is in seconds, 0 for not at all, less for the daemon's own limit.
     CORBA_Object* find(const Registration& registration, CORBA_Long wait, Purpose purpose,
                        const Caller& caller);
     // The daemon ends: those that wait raise CORBA_NO_RESOURCES, and so do later ones.
@@ -35,12 +37,12 @@ private:
     struct Wait {
         const Attempt& attempt;
         Clock::time_point end;
-        bool trusted;
-        bool over() const { return attempt.result != Attempt::Result::pending || Clock::now() >= end; }
+        const Caller& caller;
+        bool over() const;
     };
     // A look-up that its client was told to repeat goes on with the time that was left.
     struct Repeat {
-        int fd;
+        Caller caller;
         ObjectName object;
         Clock::time_point end;
     };

@@ -13,7 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iostream>
+#include <optional>
 
 using namespace harbolance;
 
@@ -25,7 +25,7 @@ constexpr int usageError = 2;
 void openStandardStreams() {
     int fd = 0;
     while (fd >= 0 && fd <= STDERR_FILENO)
-        fd = open("/dev/null", O_RDWR);
+        fd = ::open("/dev/null", O_RDWR);
     close(fd);
 }
 
@@ -66,41 +66,54 @@ bool writeReference(const std::string& path, const std::string& reference) {
     return file << reference << std::endl && true;
 }
 
-// Serves until a signal says otherwise. Raises what the adapter raises when it cannot listen.
-int serve(const oadd::Options& options, const oadd::Programs& programs, oadd::RegistrationFile& file,
-          oadd::Registry registry) {
-    CORBA_ORB* orb = CORBA_ORB_init();
-    const oadd::Access access(options.allow);
-    oadd::Registrations registrations(file, std::move(registry));
-    oadd::Servers servers(programs, options.limits);
-    oadd::Lookups lookups(servers);
-    oadd::Daemon daemon{programs, access, registrations, servers, lookups};
-    oadd::Signals signals(servers, lookups);
-    const TRXRef<TRXServerInterceptorFactory> gates(new oadd::GateFactory(daemon));
-    TRXChainServerIntercepFactory::add(gates.get());
+// Never destroyed: connections refer to it until the library closes them, behind `main`.
+struct Parts {
+    explicit Parts(const oadd::Options& options)
+        : access(options.allow), file(options.file), registrations(file), servers(programs, options.limits),
+          lookups(servers), daemon{programs, access, registrations, servers, lookups},
+          signals(servers, lookups) {}
 
+    oadd::Programs programs;
+    oadd::Access access;
+    oadd::RegistrationFile file;
+    oadd::Registrations registrations;
+    oadd::Servers servers;
+    oadd::Lookups lookups;
+    oadd::Daemon daemon;
+    oadd::Signals signals;
+    std::optional<oadd::References> references;
+    std::optional<oadd::Announcer> announcer;
+};
+
+// Makes the daemon's object ready and announces it and what is registered. Raises what the adapter raises
+// when it cannot listen.
+void open(const oadd::Options& options, Parts& parts) {
+    CORBA_ORB* orb = CORBA_ORB_init();
+    const TRXRef<TRXServerInterceptorFactory> gates(new oadd::GateFactory(parts.daemon));
+    TRXChainServerIntercepFactory::add(gates.get());
     CORBA_BOA* boa = openAdapter(*orb, options.adapterWords);
-    const Activation::OAD_var servant(new oadd::Servant(addressOf(*boa).c_str(), daemon));
-    boa->obj_is_ready(servant.in());
-    const oadd::References references(*orb, servant.in());
-    oadd::Announcer announcer(references, TRXORB::current()->agentEnabled());
-    daemon.references = &references;
-    daemon.announcer = &announcer;
-    servers.use({references.text(), domainWords()});
-    for (const auto& entry : registrations.all())
-        announcer.announce(entry->object);
-    if (!signals.open())
+    auto* const servant = new oadd::Servant(addressOf(*boa).c_str(), parts.daemon); // as long as the process
+    boa->obj_is_ready(servant);
+    const bool announces =
+        TRXORB::current()->agentEnabled() && dynamic_cast<TRXAdapter&>(*boa).flag("OAagent").value_or(true);
+    parts.daemon.references = &parts.references.emplace(*orb, servant);
+    parts.daemon.announcer = &parts.announcer.emplace(*parts.references, announces);
+    parts.servers.use({parts.references->text(), domainWords()});
+    for (const auto& entry : parts.registrations.all())
+        parts.announcer->announce(entry->object);
+}
+
+// Until a signal says otherwise. What has been announced goes with the session, which ends with the process.
+int serve(const oadd::Options& options, Parts& parts) {
+    if (!parts.signals.open())
         return fail(std::string("cannot receive signals: ") + std::strerror(errno));
+    const oadd::References& references = *parts.references;
     if (!options.referenceFile.empty() && !writeReference(options.referenceFile, references.text()))
         return fail("cannot write " + options.referenceFile + ": " + std::strerror(errno));
     std::printf("oadd: listening on %s port %d\n", references.host().c_str(), references.port());
     std::fflush(stdout);
-    while (!signals.done())
+    while (!parts.signals.done())
         dpDispatcher::instance()->dispatch();
-    for (const auto& entry : registrations.all())
-        announcer.withdraw(entry->object);
-    boa->deactivate_obj(servant.in());
-    TRXChainServerIntercepFactory::remove(gates.get());
     return EXIT_SUCCESS;
 }
 
@@ -108,25 +121,24 @@ int run(const oadd::Options& options) {
     if (geteuid() == 0 && !options.asRoot)
         return fail("this would start servers as root; run it as another user, or with --as-root");
     oadd::setLogLevel(options.logLevel);
-    oadd::Programs programs;
+    static Parts& parts = *new Parts(options);
     for (const std::string& folder : options.programs) {
-        if (const auto complaint = programs.add(folder))
+        if (const auto complaint = parts.programs.add(folder))
             return fail(*complaint);
     }
     if (options.programs.empty())
         oadd::log(oadd::LogLevel::warning, "no server can be started without --programs FOLDER");
     // Processes that a server leaves behind become children of the daemon.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    oadd::RegistrationFile file(options.file);
-    oadd::Registry registry;
-    if (const auto complaint = file.open(registry))
+    if (const auto complaint = parts.registrations.load())
         return fail(*complaint);
     try {
-        return serve(options, programs, file, std::move(registry));
+        open(options, parts);
     } catch (const CORBA_Exception& exception) {
         return fail(std::string("cannot listen: ") + exception._name() +
                     "; choose another --address or --port");
     }
+    return serve(options, parts);
 }
 
 } // namespace

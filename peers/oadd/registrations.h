@@ -10,7 +10,10 @@ class Registrations {
 public:
     using Entry = std::shared_ptr<const Registration>; // stays as it is while others change the table
 
-    Registrations(RegistrationFile& file, Registry registry) : file_(file), registry_(std::move(registry)) {}
+    explicit Registrations(RegistrationFile& file) : file_(file) {}
+
+    // At first there are none. A message for what keeps the daemon from running.
+    std::optional<std::string> load() { return file_.open(registry_); }
 
     Entry find(const ObjectName& object) const; // null when there is none
     // Of an object that a server has: its own registration, or that of its interface for objects of any name,

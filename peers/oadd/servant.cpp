@@ -26,8 +26,8 @@ std::string joined(const Words& words) {
 
 Lookups::Caller Daemon::caller() const {
     const TRXConnection* connection = TRXGlobalTable::instance()->currentConnection;
-    const int fd = connection ? connection->fd() : -1;
-    return {fd, access.isTrusted(fd)};
+    const auto found = connection ? connections.find(connection->fd()) : connections.end();
+    return found == connections.end() ? nullptr : found->second;
 }
 
 // --- Registering -------------------------------------------------------------------------------------------
@@ -150,7 +150,8 @@ char* Servant::generated_environment(const TRXEXT_CreationImplDef& impl) {
 Activation::ImplementationStatus Servant::status(const Entry& entry) const {
     Activation::ImplementationStatus status;
     status.impl = definitionOf(*entry);
-    if (!daemon_.caller().trusted)
+    const auto caller = daemon_.caller();
+    if (caller && !caller->trusted)
         status.impl.env(CORBA_StringSequence());
     status.objects = daemon_.servers.status(entry->object);
     return status;

@@ -17,8 +17,9 @@ struct Daemon {
     Registrations& registrations;
     Servers& servers;
     Lookups& lookups;
-    const References* references = nullptr; // once the object is ready
-    Announcer* announcer = nullptr;         // the same
+    std::map<int, Lookups::Caller> connections = {}; // by socket
+    const References* references = nullptr;          // once the object is ready
+    Announcer* announcer = nullptr;                  // the same
 
     // Of the request that is being served.
     Lookups::Caller caller() const;

@@ -1,4 +1,5 @@
-// Serves objects of the interface Activated, each with the name of a word of the command line. Words of the form -MODE say how it behaves:
+// Serves objects of the interface Activated, each with the name of a word of the command line. Words of the
+// form -MODE say how it behaves:
 //
 //     -fork        a child of the process serves, the process itself ends
 //     -wait=FILE   it makes nothing active until there is that file

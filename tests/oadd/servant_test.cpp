@@ -52,12 +52,11 @@ protected:
         std::string pattern = testing::TempDir() + "oaddXXXXXX";
         folder = ::mkdtemp(pattern.data());
         file = std::make_unique<RegistrationFile>(folder + "/registrations");
-        Registry registry;
-        EXPECT_FALSE(file->open(registry));
         programs.add("/bin");
         Signals::hold();
         EXPECT_TRUE(signals.open());
-        registrations = std::make_unique<Registrations>(*file, std::move(registry));
+        registrations = std::make_unique<Registrations>(*file);
+        EXPECT_FALSE(registrations->load());
         daemon = std::make_unique<Daemon>(programs, access, *registrations, servers, lookups);
         CORBA_BOA* const boa = adapter();
         oad = Activation::OAD_var(new Servant("test", *daemon));
