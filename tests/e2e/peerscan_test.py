@@ -10,7 +10,7 @@ import unittest
 import giop
 import harness
 import wire
-from harness import FAST_CLOCK, LOOPBACK_BROADCAST, SILENT
+from harness import FAST_CLOCK, LOOPBACK_BROADCAST, SILENT, wait_until
 
 OAD_ID = "IDL:tarnwicknet/Activation/OAD:1.0"
 FAILED = "CORBA Exception during execution of peerscan: EXCEPTION ObjLocation::Fail {\n\treason:\n%d \n}\n\n"
@@ -357,6 +357,20 @@ class Domain(PeerscanCase):
         program.process.send_signal(signal.SIGTERM)
         self.assertEqual(program.wait(), 0)
         self.assertNotIn("Idle", self.scan(agent).out)
+
+    def test_a_server_that_dies(self):
+        agent, here = self.start_locd(self.host(1), **FAST_CLOCK), self.host(2)
+        server = self.start("calls_server", "Ann", "-OAipaddr", here, "-ORBagentaddr", agent.host, "-ORBagentport",
+                            agent.port)
+        server.wait_line("IOR:")
+        shown = f"{STARTED}\tHOST: {here}\n\n\t\tREPOSITORY ID: IDL:Calls/Echo:1.0\n\t\t\tOBJECT NAME: Ann\n"
+        for verify in "01":
+            self.expect(self.scan(agent, "-r", ".", "-LOCverify", verify), NO_REGISTERED + shown)
+        server.kill()
+        self.expect(self.scan(agent, "-r", "."), NO_REGISTERED + shown)
+        self.expect(self.scan(agent, "-r", ".", "-LOCverify", 1), NO_REGISTERED + NO_STARTED)
+        # The agent was told, and has found out by itself.
+        wait_until(lambda: self.scan(agent, "-r", ".").out == NO_REGISTERED + NO_STARTED, "the end of the registration")
 
 
 if __name__ == "__main__":
