@@ -144,7 +144,7 @@ struct Probe : dpIOHandler {
 int main(int argc, char** argv) {
     std::ios::sync_with_stdio(false); // what has been typed is then known
     CORBA::ORB_var orb = CORBA::ORB_init(argc, argv);
-    const CORBA::BOA_var boa = orb->BOA_init(argc, argv);
+    orb->BOA_init(argc, argv);
     const CORBA::Object_var object(orb->resolve_initial_references("LocationService"));
     const CORBA::Object_var again(orb->resolve_initial_references("LocationService"));
     service = Agent::_narrow(object);

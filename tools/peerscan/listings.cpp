@@ -158,7 +158,7 @@ std::optional<ImplementationListing> listImplementations(bool backCompat) {
     if (!user)
         return std::nullopt;
     if (!listing)
-        listing.emplace(false);
+        listing.emplace(ImplementationListing{false, {}, {}});
     const bool gathered = gatherThroughAgent(*user, *listing);
     listing->isKnown = listing->isKnown || gathered;
     return listing;
