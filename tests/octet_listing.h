@@ -1,65 +1,61 @@
 #pragma once
 
+#include <cctype>
 #include <cstdio>
 #include <string>
 #include <string_view>
-#include <vector>
 
-// Octets of a message as a person writes them down: pairs of hexadecimal digits, text in single quotes, and
-// `..` for an octet of padding that a writer may set as it likes and a reader has to ignore. Spaces mean
-// nothing.
+inline std::string hex(std::string_view octets) {
+    std::string digits;
+    char pair[3];
+    for (const char octet : octets) {
+        std::snprintf(pair, sizeof pair, "%02x", static_cast<unsigned char>(octet));
+        digits += pair;
+    }
+    return digits;
+}
+
+// Octets of a message as a person writes them down: hexadecimal digits, text in single quotes, and `..` for
+// an octet of padding that a writer may set as it likes and a reader has to ignore. A group of digits is one
+// word; a reader of the other byte order finds its octets reversed. `@` is the octet that says the order.
 class OctetListing {
 public:
-    explicit OctetListing(const std::string& listing) {
-        for (size_t i = 0; i < listing.size();) {
-            if (listing[i] == ' ' || listing[i] == '\n') {
-                ++i;
-            } else if (listing[i] == '\'') {
+    explicit OctetListing(std::string_view listing, bool reversed = false) {
+        for (size_t i = 0; i < listing.size(); ++i) {
+            std::string group;
+            for (; i + 1 < listing.size() && std::isxdigit(listing[i]); i += 2)
+                group += static_cast<char>(std::stoi(std::string(listing.substr(i, 2)), nullptr, 16));
+            octets_ += reversed ? std::string(group.rbegin(), group.rend()) : group;
+            if (i == listing.size())
+                break;
+            if (listing[i] == '\'') {
                 const size_t end = listing.find('\'', i + 1);
-                for (++i; i < end; ++i)
-                    add(listing[i], false);
+                octets_ += listing.substr(i + 1, end - i - 1);
+                i = end;
+            } else if (listing[i] == '@') {
+                octets_ += reversed ? '\0' : '\1';
+            } else if (listing[i] == '.') {
+                padding_.resize(octets_.size());
+                padding_ += '.';
+                octets_ += noise;
                 ++i;
-            } else {
-                const bool isPadding = listing[i] == '.';
-                const std::string pair = listing.substr(i, 2);
-                add(isPadding ? noise : static_cast<char>(std::stoi(pair, nullptr, 16)), isPadding);
-                i += 2;
             }
         }
+        padding_.resize(octets_.size());
     }
 
     // Padding is filled with noise, which a reader that takes it for data would show.
     const std::string& bytes() const { return octets_; }
-    // Empty when a writer may have written this, else what differs first.
-    std::string differenceFrom(std::string_view written) const {
-        for (size_t i = 0; i < octets_.size() && i < written.size(); ++i) {
-            if (!padding_[i] && octets_[i] != written[i])
-                return "at " + std::to_string(i) + ": " + hex(written.substr(i, 8)) + "instead of " +
-                       hex(std::string_view(octets_).substr(i, 8));
-        }
-        return octets_.size() == written.size() ? ""
-                                                : "length " + std::to_string(written.size()) +
-                                                      " instead of " + std::to_string(octets_.size());
+    // Empty when a writer may have written this, else what differs.
+    std::string differenceFrom(std::string written) const {
+        for (size_t i = 0; i < octets_.size() && i < written.size(); ++i)
+            written[i] = padding_[i] ? noise : written[i];
+        return written == octets_ ? "" : hex(written) + " instead of " + hex(octets_);
     }
 
 private:
-    static std::string hex(std::string_view octets) {
-        std::string text;
-        char pair[4];
-        for (const char octet : octets) {
-            std::snprintf(pair, sizeof pair, "%02X ", static_cast<unsigned char>(octet));
-            text += pair;
-        }
-        return text;
-    }
-
     static constexpr char noise = '\xee';
 
-    void add(char octet, bool isPadding) {
-        octets_.push_back(octet);
-        padding_.push_back(isPadding);
-    }
-
     std::string octets_;
-    std::vector<bool> padding_;
+    std::string padding_;
 };

@@ -42,7 +42,7 @@ const std::string set = tag("DSSet") + "00000020 ";
 // Messages that are complete and make no sense stand in the corpus of fuzz_datagram, as do those that name
 // what they hold so often that it would take for ever to walk. These claim more than they have.
 TEST_F(HostileMessages, areDroppedAndNoClaimCostsMemory) {
-    expectDroppedListing(set + "00000001 " + again(1)); // a class id one beyond the table
+    expectDroppedListing(set + "00000001 " + known(1)); // a class id one beyond the table
     expectDroppedListing(set + "00100000 " + s);
     expectDroppedListing(tag("DSOrderedCltn") + "FFFFFFFF FFFFFFFF " + s);
     for (const char* length : {"FFFFFFFF ", "7FFFFFFF ", "00100000 ", "00000009 ", "00000003 ", "00000000 "})
@@ -51,7 +51,7 @@ TEST_F(HostileMessages, areDroppedAndNoClaimCostsMemory) {
         expectDroppedListing(tag("DSMessage") + text("Kestrune 2.0") + "00000001 00000001 " + length +
                              "01020304");
     // Ids: 0 the set, 1 the provider, 2 its name, 3 the name's text, 4 to 6 its addresses.
-    const std::string provider = tag("DSProvider") + text("a") + "00000001 00000004 " + null +
+    const std::string provider = tag("DSProvider") + text("a") + "00000001 00000004 " + none +
                                  "0A000001 00000FA0 0A000002 00000000 0A000003 00000000 00000000 00000000 ";
     for (const char* id : {"00000000 ", "00000002 ", "00000003 ", "00000006 ", "00000007 ", "FFFFFFFF "})
         expectDroppedListing(set + "00000002 " + provider + "40...... " + id);

@@ -1,43 +1,14 @@
 #pragma once
 
 #include "base/refcount.h"
-#include "octet_listing.h"
+#include "stream/listings.h"
 #include "stream/ncframe.h"
 #include "stream/ncobject.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstring>
 #include <iostream>
-#include <string>
 
-// Listings of messages (see octet_listing.h) are composed from the parts that messages repeat.
-
-inline std::string word(uint32_t value) {
-    char digits[10];
-    std::snprintf(digits, sizeof digits, "%08X ", value);
-    return digits;
-}
-// The octets of a text and its NUL, padded to whole words.
-inline std::string block(const std::string& value) {
-    std::string listing = (value.empty() ? "" : "'" + value + "' ") + "00";
-    for (size_t size = value.size() + 1; size % 4 != 0; ++size)
-        listing += "..";
-    return listing + " ";
-}
-inline std::string cString(const std::string& value) {
-    return word(static_cast<uint32_t>(value.size() / 4 * 4 + 4)) + block(value);
-}
-// The fields of an NCString.
-inline std::string text(const std::string& value) {
-    return word(static_cast<uint32_t>(value.size())) + cString(value);
-}
-// What stands in front of an object: its class by name or, once spelled, by id; or the object's id instead.
-inline std::string tag(const std::string& className) { return "3A...... " + cString(className); }
-inline std::string again(uint32_t classId) { return "23...... " + word(classId); }
-inline std::string seen(uint32_t objectId) { return "40...... " + word(objectId); }
-inline const std::string null = tag("::");
 // A TRXString behind one of these.
 inline std::string string(const std::string& value, const std::string& front = tag("TRXString")) {
     return front + word(static_cast<uint32_t>(value.size() + 1)) + block(value);
@@ -58,12 +29,7 @@ struct Carrier {
     NCTransObject* decode(const std::string& message) {
         in.clearFailed();
         in.resetTypes();
-        received.resetRead();
-        // An area of exactly that size, so that a sanitizer sees a reader go past the end.
-        EXPECT_EQ(received.growRead(static_cast<uint32_t>(message.size())), 0);
-        if (!message.empty())
-            std::memcpy(received.rbuf(), message.data(), message.size());
-        received.advanceEnd(message.size());
+        fill(received, message);
         return in.readObject();
     }
 
@@ -73,7 +39,7 @@ struct Carrier {
     NCipcstream out;
 };
 
-// The object that the listing stands for, all of it used; null when it is of another class.
+// The object that the listing stands for, all of it used; none when it is of another class.
 template <class T>
 NCRef<T> read(const std::string& listing) {
     Carrier carrier;

@@ -35,7 +35,7 @@ const std::string cookie = "00000004 0A0B0C0D ";
 const uint32_t cookieWord = htonl(0x0A0B0C0D);
 
 const std::string request = tag("DSRequest") + head(1) + cookie + "00000007 " + string("obj");
-const std::string locate = tag("DSAMessage") + head(6) + null + "00000004 00000000 ";
+const std::string locate = tag("DSAMessage") + head(6) + none + "00000004 00000000 ";
 const std::string nameFields = text("n") + "00000001 00000004 " + string("v");
 const std::string printedName =
     "\nClassName: DSName\n Name: n , Argument Type: 1 , Service Type: 4 \n \" v \" ";
@@ -53,7 +53,7 @@ std::vector<Row> messages() {
         {tag("DSMessage") + head(2) + cookie, printedHead("2"), number, new DSMessage(2, cookieWord, 4)},
         {request, printedHead("1") + "Request Type: 7 \n Request: " + obj, number ^ TRXString("obj").hash(),
          new DSRequest(7, new TRXString("obj"), cookieWord)},
-        {tag("DSRequest") + head(1) + cookie + "00000002 " + null,
+        {tag("DSRequest") + head(1) + cookie + "00000002 " + none,
          printedHead("1") + "Request Type: 2 \n Request: (nil) ", number,
          new DSRequest(2, nullptr, cookieWord)},
         {tag("DSReply") + head(2) + cookie + "00000004 " + word(number) + "FFFFFFA1 " + string("obj"),
@@ -81,9 +81,9 @@ Collection* filled(Collection* collection) {
 
 std::vector<Row> records() {
     const uint32_t native = ntohl(0x05000000); // a wrapped word travels in host order
-    const std::string kak = "00000003 " + string("k") + string("a", again(1)) + string("k", again(1));
+    const std::string kak = "00000003 " + string("k") + string("a", known(1)) + string("k", known(1));
     const std::string printedKak = "Collection size:  3 \n \" k \" \" a \" \" k \" \n ";
-    const std::string assoc = tag("DSAssoc") + string("k") + null;
+    const std::string assoc = tag("DSAssoc") + string("k") + none;
     const std::string places = "00000000 00000FA0 00000000 00000001 00000000 00000002 00000003 00000004 ";
     const std::string printedProvider = "\nClassName: DSProvider\n " + printedName + printedAddress("4000") +
                                         "Client Addr: " + printedAddress("1") +
@@ -96,7 +96,7 @@ std::vector<Row> records() {
         {tag("TRXString") + "00000001 00...... ", "\"  \" ", 0, new TRXString("")},
         {tag("TRXString") + "00000005 'abcd' 00...... ", "\" abcd \" ", 0x246 ^ 'd', new TRXString("abcd")},
         {tag("DSName") + nameFields, printedName, 'n' ^ 1u ^ 4u, new DSName("n", 1, 4, new TRXString("v"))},
-        {tag("DSName") + text("") + "FFFFFFFF 80000000 " + null,
+        {tag("DSName") + text("") + "FFFFFFFF 80000000 " + none,
          "\nClassName: DSName\n Name:  , Argument Type: -1 , Service Type: -2147483648 \n ", 0x7fffffff,
          new DSName("", -1, std::numeric_limits<int>::min())},
         {tag("DSAddr") + "00000000 000036B0 ", printedAddress("14000"), 14000, new DSAddr(nowhere(14000))},
@@ -111,7 +111,7 @@ std::vector<Row> records() {
         {tag("DSProvider") + nameFields + places, printedProvider, provider, nullptr},
         // Ids: 0 the list, 1 and 8 the providers, 2 and 9 their names, 3 and 10 the texts, 4 the value that
         // both hold, 5 to 7 the addresses of the first.
-        {tag("DSOrderedCltn") + "00000004 00000003 " + tag("DSProvider") + nameFields + places + again(1) +
+        {tag("DSOrderedCltn") + "00000004 00000003 " + tag("DSProvider") + nameFields + places + known(1) +
              text("n") + "00000001 00000004 " + seen(4) + places + seen(1),
          "Collection size:  3 \n " + printedProvider + printedProvider + printedProvider + "\n ",
          3u ^ provider, nullptr},
@@ -123,7 +123,7 @@ std::vector<Row> records() {
         {tag("DSOrderedCltn") + "00000004 " + kak, printedKak, 3u ^ 'a', filled(new DSOrderedCltn(4))},
         {tag("DSLinkedList") + kak, printedKak, 3u ^ 'a', filled(new DSLinkedList)},
         // In the order of four slots, which a reader of two elements gives a set.
-        {tag("DSSet") + "00000004 00000002 " + string("k") + string("a", again(1)),
+        {tag("DSSet") + "00000004 00000002 " + string("k") + string("a", known(1)),
          "Collection size:  2 \n \" k \" \" a \" \n ", 2u ^ 'k' ^ 'a',
          new DSSet(*NCRef<DSSet>(filled(new DSSet)))},
         {tag("DSDictionary") + "00000002 00000001 " + assoc, "Collection size:  1 \n " + printedAssoc + "\n ",
@@ -176,10 +176,10 @@ void expectOrdered(const char* className, const std::vector<std::vector<std::str
 TEST(Records, areOrderedByWhatIdentifiesThem) {
     expectOrdered("TRXString", {{string("", "")}, {string("ab", ""), string("ab", "")}, {string("b", "")}});
     const std::string n = text("n") + "00000001 00000004 ";
-    expectOrdered("DSName", {{text("m") + "00000002 00000005 " + null},
-                             {n + null, n + string("v")}, // the value is no part of a name
-                             {text("n") + "00000001 00000005 " + null},
-                             {text("n") + "00000002 00000004 " + null}});
+    expectOrdered("DSName", {{text("m") + "00000002 00000005 " + none},
+                             {n + none, n + string("v")}, // the value is no part of a name
+                             {text("n") + "00000001 00000005 " + none},
+                             {text("n") + "00000002 00000004 " + none}});
     const std::string first = word(ntohl(1)), second = word(ntohl(2)); // compared in host order
     expectOrdered("DSAddr", {{"00000000 00000007 "},
                              {first + "00000005 ", first + "00000005 "},
@@ -189,12 +189,12 @@ TEST(Records, areOrderedByWhatIdentifiesThem) {
     const std::string rest = "00000000 00000000 00000000 00000000 00000002 00000003 ";
     const std::string otherPlaces = "00000000 00000001 00000000 00000002 00000002 00000004 ";
     const std::string otherProtocol = "00000000 00000000 00000000 00000000 00000003 00000003 ";
-    const std::string five = n + null + "00000000 00000005 ";
+    const std::string five = n + none + "00000000 00000005 ";
     expectOrdered("DSProvider",
-                  {{text("m") + "00000001 00000004 " + null + "00000000 00000009 " + otherProtocol},
+                  {{text("m") + "00000001 00000004 " + none + "00000000 00000009 " + otherProtocol},
                    {five + rest, five + otherPlaces},
                    {five + otherProtocol},
-                   {n + null + "00000000 00000006 " + rest}});
+                   {n + none + "00000000 00000006 " + rest}});
     expectOrdered("DSProvider", {{n + string("v") + "00000000 00000005 " + rest},
                                  {n + string("w") + "00000000 00000004 " + rest}});
     // Host, login and user name; nothing behind them.
@@ -206,7 +206,7 @@ TEST(Records, areOrderedByWhatIdentifiesThem) {
                               {text("i") + text("a") + text("b") + text("u") + self}});
     expectOrdered("DSLink", {{string("a"), string("a")}, {string("b")}});
     expectOrdered("DSAssoc",
-                  {{string("k") + null, string("k") + string("v", again(1))}, {string("l") + null}});
+                  {{string("k") + none, string("k") + string("v", known(1))}, {string("l") + none}});
     expectOrdered(
         {{new DSWrapper(uintptr_t{1})}, {new DSWrapper(uintptr_t{3}), new DSWrapper(uintptr_t{3})}});
     // Session messages are equal whatever their number.
@@ -214,20 +214,20 @@ TEST(Records, areOrderedByWhatIdentifiesThem) {
         return text("Kestrune 2.0") + word(type) + word(own) + object + cookie;
     };
     expectOrdered("DSMessage", {{numbered(1, 7), numbered(1, 3)}, {numbered(2, 1)}});
-    expectOrdered("DSRequest", {{numbered(1, 7) + word(3) + null, numbered(1, 3) + word(3) + null},
+    expectOrdered("DSRequest", {{numbered(1, 7) + word(3) + none, numbered(1, 3) + word(3) + none},
                                 {numbered(1, 1) + word(5) + string("a")},
                                 {numbered(1, 1) + word(5) + string("b")},
-                                {numbered(2, 1) + word(3) + null}}); // the type of the message comes first
+                                {numbered(2, 1) + word(3) + none}}); // the type of the message comes first
     const auto reply = [&](uint32_t type, uint32_t answered, uint32_t status, const std::string& object,
                            uint32_t own = 7) {
         return numbered(2, own) + word(type) + word(answered) + word(status) + object;
     };
-    expectOrdered("DSReply", {{reply(1, 5, 9, null)},
-                              {reply(2, 3, 8, null)},
+    expectOrdered("DSReply", {{reply(1, 5, 9, none)},
+                              {reply(2, 3, 8, none)},
                               {reply(2, 4, 0, string("a")), reply(2, 4, 0, string("a"), 8)},
                               {reply(2, 4, 0, string("b"))},
-                              {reply(2, 4, 1, null)}});
-    expectOrdered("DSAMessage", {{numbered(9, 1, null), numbered(6, 1, null)}, {numbered(6, 2, null)}});
+                              {reply(2, 4, 1, none)}});
+    expectOrdered("DSAMessage", {{numbered(9, 1, none), numbered(6, 1, none)}, {numbered(6, 2, none)}});
 }
 
 int compare(const DSResource& a, const DSResource& b) { return a.compare(&b); }

@@ -2,51 +2,22 @@
 
 #include "marshal/any/any_access.h"
 #include "marshal/sequence/octet_sequence.h"
+#include "octet_listing.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <iostream>
 #include <sstream>
-#include <string>
-#include <string_view>
 #include <vector>
 
-// What the tests of this folder share. Octets are listed as hexadecimal digits and text in single quotes. A
-// group of digits is one word as it stands in memory; "@" at its beginning is the octet that says the byte
-// order. Listings are little-endian, as buffers are written in the host's order; in the other order the
-// octets of each word are reversed.
+// What the tests of this folder share. Octets are listed as octet_listing.h says, with padding as it is
+// written. Listings are little-endian, as buffers are written in the host's order.
 static_assert(harbolance::hostByteOrder == 1);
 
 inline std::string octets(std::string_view listing, CORBA_Octet order = 1) {
-    std::string result;
-    for (size_t i = 0; i < listing.size(); ++i) {
-        if (listing[i] == '\'') {
-            const size_t end = listing.find('\'', i + 1);
-            result += listing.substr(i + 1, end - i - 1);
-            i = end;
-        } else if (listing[i] == '@') {
-            result += static_cast<char>(order);
-        } else if (listing[i] != ' ') {
-            std::string word;
-            for (; i + 1 < listing.size() && std::isxdigit(listing[i]); i += 2)
-                word += static_cast<char>(std::stoi(std::string(listing.substr(i, 2)), nullptr, 16));
-            result += order ? word : std::string(word.rbegin(), word.rend());
-            --i;
-        }
-    }
-    return result;
+    return OctetListing(listing, order == 0).bytes();
 }
 
-inline std::string hex(std::string_view octets) {
-    std::string result;
-    char pair[3];
-    for (char c : octets) {
-        std::snprintf(pair, sizeof pair, "%02x", static_cast<unsigned char>(c));
-        result += pair;
-    }
-    return result;
-}
 inline std::string hex(const CORBA_MarshalOutBuffer& buffer) { return hex({buffer.data(), buffer.offset()}); }
 inline std::string hex(const CORBA_OctetSequence& octets) {
     return hex({reinterpret_cast<const char*>(octets.buffer()), octets.length()});

@@ -54,9 +54,9 @@ NCRef<TestNode> node(const char* name, const NCRef<TestNode>& left = {}, const N
 }
 
 const std::string noneText = ": \"::\"\n";
-const std::string a = named('a');
+const std::string a = text("a");
 // A node without neighbours.
-const std::string lone = named('b') + none + none;
+const std::string lone = text("b") + none + none;
 const std::string loneText = "1 \"b\"\n" + noneText + noneText;
 
 std::vector<Form> forms() {
@@ -91,13 +91,13 @@ std::vector<Form> forms() {
              Object(new TestLeaf)),
         form(nodeTag + lone + known(0) + lone, ": \"TestNode\"\n" + loneText + "# 0 " + loneText,
              Object(shared), Object(shared)),
-        form(nodeTag + a + known(0) + lone + again(2), ": \"TestNode\"\n1 \"a\"\n# 0 " + loneText + "@ 2 ",
+        form(nodeTag + a + known(0) + lone + seen(2), ": \"TestNode\"\n1 \"a\"\n# 0 " + loneText + "@ 2 ",
              Object(node("a", shared, shared))),
         // Written by its only holder and then borrowed, and the other way round.
-        form(pairTag + none + nodeTag + a + known(1) + lone + none + again(3),
+        form(pairTag + none + nodeTag + a + known(1) + lone + none + seen(3),
              ": \"TestPair\"\n" + noneText + ": \"TestNode\"\n1 \"a\"\n# 1 " + loneText + noneText + "@ 3 ",
              Object(new TestPair({}, holder, held))),
-        form(pairTag + known(0) + none + none + nodeTag + lone + known(1) + a + again(2) + none + none,
+        form(pairTag + known(0) + none + none + nodeTag + lone + known(1) + a + seen(2) + none + none,
              ": \"TestPair\"\n# 0 " + noneText + noneText + ": \"TestNode\"\n" + loneText +
                  "# 1 1 \"a\"\n@ 2 " + noneText + noneText,
              Object(new TestPair(borrower, holder, nullptr))),
@@ -154,7 +154,7 @@ TEST(Forms, spellAClassAgainOnlyWhenToldToForget) {
         out.writeObject(ring);
     });
     const NCRef<TestNode> held = std::move(ring->left);
-    const OctetListing expected(leafTag + known(0) + leafTag + nodeTag + a + again(0) + none);
+    const OctetListing expected(leafTag + known(0) + leafTag + nodeTag + a + seen(0) + none);
     EXPECT_EQ(expected.differenceFrom(written), "");
 }
 

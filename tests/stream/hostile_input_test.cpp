@@ -33,10 +33,10 @@ protected:
     NCipcstream in{&buffer};
 };
 
-const std::string a = named('a');
+const std::string a = text("a");
 const std::string node = nodeTag + a;
 const std::string inner = known(0) + a; // a node in another one
-const std::string whole = node + inner + none + none + again(2);
+const std::string whole = node + inner + none + none + seen(2);
 
 std::string repeated(const std::string& listing, int count) {
     std::string all;
@@ -65,15 +65,15 @@ TEST_F(HostileInput, refusesWhatNoWriterMakes) {
         {"a bad tag", "3F...... 00000000", false,
          "NCistream::readObject: Error reading Object from  stream. Make sure your 'write' function and "
          "constructor from stream are correct\n"},
-        {"a reference before any object", again(0), false, ""},
-        {"an object id one beyond the table", node + again(2) + none, false, ""},
-        {"a negative object id", node + again(-1) + none, false, ""},
-        {"the node that is being read", node + again(0) + none, false, ""},
-        {"the name, which is a member", node + again(1) + none, false, ""},
-        {"an outer node, half read", node + inner + again(0) + none + none, false, ""},
+        {"a reference before any object", seen(0), false, ""},
+        {"an object id one beyond the table", node + seen(2) + none, false, ""},
+        {"a negative object id", node + seen(-1) + none, false, ""},
+        {"the node that is being read", node + seen(0) + none, false, ""},
+        {"the name, which is a member", node + seen(1) + none, false, ""},
+        {"an outer node, half read", node + inner + seen(0) + none + none, false, ""},
         {"a leaf where a node is wanted", node + leafTag + none, false, ""},
-        {"a leaf read before where a node is wanted", pairTag + leafTag + again(1) + none, false, ""},
-        {"a node read before", pairTag + node + none + none + again(1) + none, true, ""},
+        {"a leaf read before where a node is wanted", pairTag + leafTag + seen(1) + none, false, ""},
+        {"a node read before", pairTag + node + none + none + seen(1) + none, true, ""},
         {"a graph", whole, true, ""},
         {"an object that finds no holder", "3A...... 0000000C 'Careless' 00 .. .. .. " + leafTag, true, ""},
         {"nesting to the limit", chain(NCistream::maxDepth), true, ""},
@@ -103,7 +103,7 @@ TEST_F(HostileInput, boundsWhatReferencesRepeat) {
     const auto pyramid = [](int levels) {
         std::string top = inner + none + none;
         for (int id = 2 * levels; id > 0; id -= 2)
-            top = (id == 2 ? node : inner) + top + again(id);
+            top = (id == 2 ? node : inner) + top + seen(id);
         return octets(top);
     };
     EXPECT_TRUE(accepts(pyramid(12)));

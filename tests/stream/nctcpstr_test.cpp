@@ -88,7 +88,7 @@ TEST_F(TcpStream, isBrokenByLengthsThatCannotBeAndByTheEnd) {
 }
 
 TEST_F(TcpStream, holdsItsLimitWhileThePeerDripsAndLosesNothing) {
-    sendFromPeer(leafMessage.substr(0, 12));
+    sendOctetsFromPeer(octets(leafMessage).substr(0, 5));
     const PeerProcess dripping([&] {
         for (size_t i = 5; i < 24; ++i) {
             usleep(100'000);

@@ -1,16 +1,9 @@
 #pragma once
 
 #include "base/refcount.h"
-#include "octet_listing.h"
 #include "stream/complaints.h"
-#include "stream/ncipcstream.h"
+#include "stream/listings.h"
 #include "stream/ncstring.h"
-
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <cstring>
-#include <string>
 
 // Records to send through streams. They count how many of them live, so that a test sees leaks without a
 // sanitizer too.
@@ -84,37 +77,10 @@ public:
 };
 inline const NCTypeInfo TestPair::info("TestPair", ncCreate<TestPair>, {&Counted::info});
 
-// Such records in octets: class names, then what stands for no object, a class and an object met before.
-inline const std::string nodeTag = "3A .. .. .. 00 00 00 0C 'TestNode' 00 .. .. .. ";
-inline const std::string leafTag = "3A .. .. .. 00 00 00 0C 'TestLeaf' 00 .. .. .. ";
-inline const std::string pairTag = "3A .. .. .. 00 00 00 0C 'TestPair' 00 .. .. .. ";
-inline const std::string none = "3A .. .. .. 00 00 00 04 '::' 00 .. ";
-inline std::string word(unsigned value) {
-    char digits[16];
-    std::snprintf(digits, sizeof digits, "%08X ", value);
-    return digits;
-}
-inline std::string known(int type) { return "23 .. .. .. " + word(static_cast<unsigned>(type)); }
-inline std::string again(int object) { return "40 .. .. .. " + word(static_cast<unsigned>(object)); }
-inline std::string named(char letter) {
-    return "00000001 00000004 '" + std::string(1, letter) + "' 00 .. .. ";
-}
-
-inline std::string octets(const std::string& listing) { return OctetListing(listing).bytes(); }
-
-// Makes the octets the data of the buffer's read area. They are copied to an area of exactly their size, so
-// that a sanitizer sees a reader go past the end.
-inline void fill(NCipcbuf& buffer, const std::string& data) {
-    buffer.resetRead();
-    ASSERT_EQ(buffer.growRead(static_cast<uint32_t>(data.size())), 0);
-    if (!data.empty())
-        std::memcpy(buffer.rbuf(), data.data(), data.size());
-    buffer.advanceEnd(data.size());
-}
-
-inline std::string writtenTo(const NCipcbuf& buffer) {
-    return {reinterpret_cast<const char*>(buffer.wbuf()), buffer.bytesWritten()};
-}
+// Such records in octets.
+inline const std::string nodeTag = tag("TestNode");
+inline const std::string leafTag = tag("TestLeaf");
+inline const std::string pairTag = tag("TestPair");
 
 // Complaints are collected, and nothing that was read may stay alive.
 class StreamTest : public testing::Test {
