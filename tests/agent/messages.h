@@ -9,11 +9,6 @@
 
 #include <iostream>
 
-// A TRXString behind one of these.
-inline std::string string(const std::string& value, const std::string& front = tag("TRXString")) {
-    return front + word(static_cast<uint32_t>(value.size() + 1)) + block(value);
-}
-
 // Reads and writes messages over the same streams and buffers. Each message stands for itself: the type
 // tables start afresh, as they do on UDP.
 struct Carrier {

@@ -21,7 +21,8 @@ import wire
 
 PATIENCE = float(os.environ.get("HARBOLANCE_TEST_PATIENCE", "20"))
 PROGRAMS = pathlib.Path(os.environ.get("HARBOLANCE_BIN", "build/release/bin")).resolve()
-CORPUS = pathlib.Path(__file__).resolve().parents[2] / "fuzz" / "corpus"
+HERE = pathlib.Path(__file__).resolve().parent
+CORPUS = HERE.parents[1] / "fuzz" / "corpus"
 LOOPBACK_BROADCAST = "127.255.255.255"
 FASTER = 6  # the clock of a program that has `FAST_CLOCK` in its environment
 FAST_CLOCK = {"LD_PRELOAD": PROGRAMS / "test_clock.so", "CLOCK_FACTOR": FASTER,
@@ -62,6 +63,17 @@ def wait_until(condition, what, limit=PATIENCE):
             if _sources.get_map().get(key.fd) == key:  # not closed by a handler before it
                 key.data(key.fileobj)
     return value
+
+
+def golden(name):
+    return (HERE / "golden" / name).read_text(encoding="latin-1")
+
+
+def scenes(name):
+    """The conversations of a golden file: the title of each, behind "==", and its rows."""
+    for scene in golden(name).split("\n== ")[1:]:
+        title, *rows = scene.splitlines()
+        yield title, [row for row in rows if row and not row.startswith("#")]
 
 
 def own_host():

@@ -2,13 +2,12 @@
 printed of them, with the exit status at the end. Padding is of spaces where a writer may set it as it likes."""
 
 import os
-import pathlib
 import re
 import unittest
 
 import harness
 
-GOLDEN = (pathlib.Path(__file__).parent / "golden" / "iordump.txt").read_text(encoding="latin-1")
+GOLDEN = harness.golden("iordump.txt")
 CASES = [("IOR:" + re.sub(r"[$\s]", "", octets), out, err, int(status)) for octets, out, err, status in re.findall(
     r"^#.*\n((?:\$.*\n)+)((?:(?!iordump:|=).*\n)*)(iordump:.*\n)?= (\d)$", GOLDEN, re.M)]
 

@@ -234,9 +234,9 @@ def provider(key, host="127.0.0.1", port=0, client="127.0.0.1", agent="127.0.0.1
                   clientAddr=addr(client, 0), agentAddr=addr(agent, 0), protocolType=0, adminPort=0)
 
 
-def login(verify_port=0):
+def login(verify_port=0, process=1):
     return Record(kind="DSLogin", hostName="tester", loginName="", loginExtra="", userName="tester",
-                  processId=1, machineType=2, verifyPort=verify_port)
+                  processId=process, machineType=2, verifyPort=verify_port)
 
 
 def record_set(members):

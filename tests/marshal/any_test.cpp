@@ -73,10 +73,10 @@ std::vector<Form> forms() {
         {CORBA_Any(_tc_Principal, new CORBA_OctetSequence(octetsOf({9, 8})), 1), "0d000000 02000000 09 08",
          -1, "2 9 8 "},
         {CORBA_Any(enumOf("E", {"red", "green"}), new CORBA_ULong(1), 1),
-         "11000000 32000000" + nameE + "01000000", 4, "1 "},
+         "11000000 32000000 " + nameE + "01000000", 4, "1 "},
         // The value begins at 64, and its double at a multiple of 8 of the whole stream.
         {valueOf(pair, CORBA_Octet{1}, 1.0),
-         "0f000000 38000000" + nameS + "01 20202020202020 000000000000f03f", 16, "1 1 "},
+         "0f000000 38000000 " + nameS + "01 20202020202020 000000000000f03f", 16, "1 1 "},
         {valueOf(sequenceOf(_tc_double), CORBA_ULong{0}),
          "13000000 0c000000 @ 202020 07000000 00000000 00000000", 4, "0 "},
         {valueOf(sequenceOf(_tc_double), CORBA_ULong{2}, 1.0, 2.0),
@@ -89,7 +89,7 @@ std::vector<Form> forms() {
          17, "2 a"},
         // An exception has its repository id in front.
         {valueOf(exception, "IDL:X:1.0", "no"),
-         "16000000 30000000" + nameX + "0a000000 'IDL:X:1.0' 00 2020 03000000 'no' 00", 23, "IDL:X:1.0no"},
+         "16000000 30000000 " + nameX + "0a000000 'IDL:X:1.0' 00 2020 03000000 'no' 00", 23, "IDL:X:1.0no"},
     };
 }
 

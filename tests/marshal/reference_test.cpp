@@ -100,13 +100,13 @@ IOP::IOR reference(const char* typeId, std::initializer_list<IOP::TaggedProfile>
 }
 
 // order version pad | 9 "10.0.0.7" pad | port 14001 | 30 octets of key: the first one above
-const std::string body = "@ 01 00 20 09000000 '10.0.0.7' 00 20 b136 1e000000" + std::string(keys[0].octets);
+const std::string body = "@ 01 00 20 09000000 '10.0.0.7' 00 20 b136 1e000000 " + std::string(keys[0].octets);
 // order pad | 10 "IDL:A:1.0" pad | 1 profile | tag | 54 octets of body
-const std::string wholeReference = "@ 202020 0a000000 'IDL:A:1.0' 00 2020 01000000 00000000 36000000" + body;
+const std::string wholeReference = "@ 202020 0a000000 'IDL:A:1.0' 00 2020 01000000 00000000 36000000 " + body;
 const std::string nilReference = "IOR:" + digits("01 202020 01000000 00 202020 00000000");
 // Version 1.1, host "h", port 80, a key of one octet, then 2 components: tag 1 with 2 octets, tag 99 with
 // none
-const std::string bodyWithComponents = "01 01 01 20 02000000 'h' 00 5000 01000000 aa 202020 02000000"
+const std::string bodyWithComponents = "01 01 01 20 02000000 'h' 00 5000 01000000 aa 202020 02000000 "
                                        "01000000 02000000 bb cc 2020 63000000 00000000";
 
 TEST(Reference, isReadInBothOrdersAndWrittenInTheHosts) {

@@ -15,7 +15,7 @@
 static_assert(harbolance::hostByteOrder == 1);
 
 inline std::string octets(std::string_view listing, CORBA_Octet order = 1) {
-    return OctetListing(listing, order == 0).bytes();
+    return OctetListing(std::string(listing), order == 0).bytes();
 }
 
 inline std::string hex(const CORBA_MarshalOutBuffer& buffer) { return hex({buffer.data(), buffer.offset()}); }

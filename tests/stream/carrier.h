@@ -61,5 +61,5 @@ protected:
     }
 };
 
-inline const std::string leafMessage = word(24) + leafTag;
-inline const std::string leafAgain = word(12) + known(0);
+inline const std::string leafMessage = "+24 :TestLeaf ";
+inline const std::string leafAgain = "+12 #0 ";

@@ -15,7 +15,7 @@ TYPED_TEST_SUITE(Carrier, Carriers);
 TYPED_TEST(Carrier, putsALengthBeforeTheObject) {
     const TestLeaf leaf;
     EXPECT_EQ(send(this->stream, nullptr), 0);
-    EXPECT_EQ(this->differenceAtPeer(word(16) + none), "");
+    EXPECT_EQ(this->differenceAtPeer("+16 nil"), "");
     EXPECT_EQ(send(this->stream, &leaf), 0);
     EXPECT_EQ(this->differenceAtPeer(leafMessage), "");
 }
@@ -24,9 +24,8 @@ TYPED_TEST(Carrier, dropsBadMessagesAndStaysUsable) {
     EXPECT_EQ(this->stream.setBlocking(false), 0);
     EXPECT_FALSE(this->receive());
     EXPECT_EQ(this->stream.status(), TestFixture::Stream::noData);
-    for (const std::string& bad :
-         {word(4), word(16) + none, word(24) + "3A...... FFFFFFFF 'TestLeaf' 00 ......",
-          word(24) + "3A...... 0000000C 'Nobody' 00 .........."}) {
+    for (const char* bad :
+         {"+4", "+16 nil", "+24 3A...... -1 'TestLeaf' 00......", "+24 3A...... +12 'Nobody' 00.........."}) {
         this->sendFromPeer(bad);
         EXPECT_FALSE(this->receive()) << bad;
         EXPECT_EQ(this->stream.status(), TestFixture::Stream::badObject) << bad;
@@ -37,7 +36,7 @@ TYPED_TEST(Carrier, dropsBadMessagesAndStaysUsable) {
               "NCipcbuf::underflow: Underflow occured\n"
               "NCistream::readObject: Received Object of class 'Nobody', but this class is not linked in\n")
         << "complaints go where the program wants them";
-    this->sendFromPeer(word(28) + leafTag + word(5));
+    this->sendFromPeer("+28 :TestLeaf +5");
     EXPECT_TRUE(this->receive()) << "octets behind the object are those of a later version";
 }
 

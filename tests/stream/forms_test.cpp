@@ -53,10 +53,9 @@ NCRef<TestNode> node(const char* name, const NCRef<TestNode>& left = {}, const N
     return made;
 }
 
-const std::string noneText = ": \"::\"\n";
-const std::string a = text("a");
 // A node without neighbours.
-const std::string lone = text("b") + none + none;
+const std::string lone = " t'b' nil nil ";
+const std::string noneText = ": \"::\"\n";
 const std::string loneText = "1 \"b\"\n" + noneText + noneText;
 
 std::vector<Form> forms() {
@@ -79,7 +78,7 @@ std::vector<Form> forms() {
         form("'fivee' .. .. ..", "f i v e e ", std::array{'f', 'i', 'v', 'e', 'e'}),
         form("00 01 .. .. FF FF .. ..", "1 -1 ", std::array<short, 2>{1, -1}),
         form("00 00 00 05 FF FF FF FF", "5 -1 ", std::array<long, 2>{5, -1}),
-        form(word(0) + word(0) + word(0) + word(0), "0 0 ", std::array<double, 2>{}),
+        form("+0 +0 +0 +0", "0 0 ", std::array<double, 2>{}),
         form("00 00 00 04 00 .. .. ..", "\"\"\n", std::string("")),
         form("00 00 00 04 'abc' 00", "\"abc\"\n", std::string("abc")),
         form("00 00 00 08 'abcd' 00 .. .. ..", "\"abcd\"\n", std::string("abcd")),
@@ -87,17 +86,17 @@ std::vector<Form> forms() {
              R"("\b\t\n\f\r\"\\\[\]a \x01\x7f\xff")"
              "\n",
              std::string("\b\t\n\f\r\"\\{}a \x01\x7f\xff")),
-        form(none + leafTag + known(0), noneText + ": \"TestLeaf\"\n# 0 ", Object(), Object(new TestLeaf),
+        form("nil :TestLeaf #0", noneText + ": \"TestLeaf\"\n# 0 ", Object(), Object(new TestLeaf),
              Object(new TestLeaf)),
-        form(nodeTag + lone + known(0) + lone, ": \"TestNode\"\n" + loneText + "# 0 " + loneText,
+        form(":TestNode" + lone + "#0" + lone, ": \"TestNode\"\n" + loneText + "# 0 " + loneText,
              Object(shared), Object(shared)),
-        form(nodeTag + a + known(0) + lone + seen(2), ": \"TestNode\"\n1 \"a\"\n# 0 " + loneText + "@ 2 ",
+        form(":TestNode t'a' #0" + lone + "@2", ": \"TestNode\"\n1 \"a\"\n# 0 " + loneText + "@ 2 ",
              Object(node("a", shared, shared))),
         // Written by its only holder and then borrowed, and the other way round.
-        form(pairTag + none + nodeTag + a + known(1) + lone + none + seen(3),
+        form(":TestPair nil :TestNode t'a' #1" + lone + "nil @3",
              ": \"TestPair\"\n" + noneText + ": \"TestNode\"\n1 \"a\"\n# 1 " + loneText + noneText + "@ 3 ",
              Object(new TestPair({}, holder, held))),
-        form(pairTag + known(0) + none + none + nodeTag + lone + known(1) + a + seen(2) + none + none,
+        form(":TestPair #0 nil nil :TestNode" + lone + "#1 t'a' @2 nil nil",
              ": \"TestPair\"\n# 0 " + noneText + noneText + ": \"TestNode\"\n" + loneText +
                  "# 1 1 \"a\"\n@ 2 " + noneText + noneText,
              Object(new TestPair(borrower, holder, nullptr))),
@@ -154,7 +153,7 @@ TEST(Forms, spellAClassAgainOnlyWhenToldToForget) {
         out.writeObject(ring);
     });
     const NCRef<TestNode> held = std::move(ring->left);
-    const OctetListing expected(leafTag + known(0) + leafTag + nodeTag + a + seen(0) + none);
+    const OctetListing expected(":TestLeaf #0 :TestLeaf :TestNode t'a' @0 nil");
     EXPECT_EQ(expected.differenceFrom(written), "");
 }
 

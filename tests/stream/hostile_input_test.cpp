@@ -33,10 +33,9 @@ protected:
     NCipcstream in{&buffer};
 };
 
-const std::string a = text("a");
-const std::string node = nodeTag + a;
-const std::string inner = known(0) + a; // a node in another one
-const std::string whole = node + inner + none + none + seen(2);
+const std::string node = ":TestNode t'a' ";
+const std::string inner = "#0 t'a' "; // a node in another one
+const std::string whole = node + inner + "nil nil @2";
 
 std::string repeated(const std::string& listing, int count) {
     std::string all;
@@ -44,7 +43,7 @@ std::string repeated(const std::string& listing, int count) {
         all += listing;
     return all;
 }
-std::string chain(int depth) { return node + repeated(inner, depth - 1) + repeated(none, depth + 1); }
+std::string chain(int depth) { return node + repeated(inner, depth - 1) + repeated("nil ", depth + 1); }
 
 TEST_F(HostileInput, refusesWhatNoWriterMakes) {
     const std::string unknown = "NCistream::readObject: Received Object of class '";
@@ -56,34 +55,31 @@ TEST_F(HostileInput, refusesWhatNoWriterMakes) {
         bool good;
         std::string complaint;
     } cases[] = {
-        {"an unknown class, not printable", "3A...... 00000004 1B '[' 9B 00", false,
-         unknown + "?[?" + notLinked},
-        {"a class id before any class", known(0), false, badId + "0'\n"},
-        {"a class id one beyond the table", pairTag + node + none + none + known(2), false, badId + "2'\n"},
-        {"a negative class id", known(-1), false, badId + "-1'\n"},
-        {"an abstract class", "3A...... 00000010 'TestAbstract' 00 .. .. .. ", false, ""},
-        {"a bad tag", "3F...... 00000000", false,
+        {"an unknown class, not printable", "3A...... +4 1B '[' 9B 00", false, unknown + "?[?" + notLinked},
+        {"a class id before any class", "#0", false, badId + "0'\n"},
+        {"a class id one beyond the table", ":TestPair :TestNode t'a' nil nil #2", false, badId + "2'\n"},
+        {"a negative class id", "#-1", false, badId + "-1'\n"},
+        {"an abstract class", ":TestAbstract", false, ""},
+        {"a bad tag", "3F...... +0", false,
          "NCistream::readObject: Error reading Object from  stream. Make sure your 'write' function and "
          "constructor from stream are correct\n"},
-        {"a reference before any object", seen(0), false, ""},
-        {"an object id one beyond the table", node + seen(2) + none, false, ""},
-        {"a negative object id", node + seen(-1) + none, false, ""},
-        {"the node that is being read", node + seen(0) + none, false, ""},
-        {"the name, which is a member", node + seen(1) + none, false, ""},
-        {"an outer node, half read", node + inner + seen(0) + none + none, false, ""},
-        {"a leaf where a node is wanted", node + leafTag + none, false, ""},
-        {"a leaf read before where a node is wanted", pairTag + leafTag + seen(1) + none, false, ""},
-        {"a node read before", pairTag + node + none + none + seen(1) + none, true, ""},
+        {"a reference before any object", "@0", false, ""},
+        {"an object id one beyond the table", node + "@2 nil", false, ""},
+        {"a negative object id", node + "@-1 nil", false, ""},
+        {"the node that is being read", node + "@0 nil", false, ""},
+        {"the name, which is a member", node + "@1 nil", false, ""},
+        {"an outer node, half read", node + inner + "@0 nil nil", false, ""},
+        {"a leaf where a node is wanted", node + ":TestLeaf nil", false, ""},
+        {"a leaf read before where a node is wanted", ":TestPair :TestLeaf @1 nil", false, ""},
+        {"a node read before", ":TestPair :TestNode t'a' nil nil @1 nil", true, ""},
         {"a graph", whole, true, ""},
-        {"an object that finds no holder", "3A...... 0000000C 'Careless' 00 .. .. .. " + leafTag, true, ""},
+        {"an object that finds no holder", ":Careless :TestLeaf", true, ""},
         {"nesting to the limit", chain(NCistream::maxDepth), true, ""},
         {"nesting beyond it", chain(NCistream::maxDepth + 1), false, ""},
-        {"a name shorter than its length", nodeTag + word(-1) + "00000004 'a' 00 .. .. " + none + none, true,
-         ""},
-        {"a name longer than its length", nodeTag + word(0) + "00000004 'a' 00 .. .. " + none + none, false,
-         ""},
-        {"a name of negative size", nodeTag + word(1) + "80000004 'a' 00 .. .. " + none + none, false, ""},
-        {"a name without NUL", nodeTag + word(4) + "00000004 'aaaa' " + none + none, false, ""},
+        {"a name shorter than its length", ":TestNode -1 z'a' nil nil", true, ""},
+        {"a name longer than its length", ":TestNode +0 z'a' nil nil", false, ""},
+        {"a name of negative size", ":TestNode +1 80000004 'a' 00...... nil nil", false, ""},
+        {"a name without NUL", ":TestNode +4 +4 'aaaa' nil nil", false, ""},
     };
     for (const auto& each : cases) {
         EXPECT_EQ(accepts(octets(each.listing)), each.good) << each.what;
@@ -101,9 +97,9 @@ TEST_F(HostileInput, refusesWhatNoWriterMakes) {
 // stand for more than can be visited.
 TEST_F(HostileInput, boundsWhatReferencesRepeat) {
     const auto pyramid = [](int levels) {
-        std::string top = inner + none + none;
+        std::string top = inner + "nil nil";
         for (int id = 2 * levels; id > 0; id -= 2)
-            top = (id == 2 ? node : inner) + top + seen(id);
+            top = (id == 2 ? node : inner) + top + " @" + std::to_string(id);
         return octets(top);
     };
     EXPECT_TRUE(accepts(pyramid(12)));

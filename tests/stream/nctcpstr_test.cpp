@@ -61,15 +61,15 @@ TEST_F(TcpStream, growsToTheLongestMessageButNotToClaims) {
 }
 
 TEST_F(TcpStream, isBrokenByLengthsThatCannotBeAndByTheEnd) {
-    const std::pair<std::string, bool> cases[] = {{word(0) + leafMessage, false},
-                                                  {word(3) + leafMessage, false},
-                                                  {word(0x10000001) + leafMessage, false},
-                                                  {word(0x80000000) + leafMessage, false},
-                                                  {word(0xFFFFFFFF) + leafMessage, false},
+    const std::pair<std::string, bool> cases[] = {{"+0 " + leafMessage, false},
+                                                  {"+3 " + leafMessage, false},
+                                                  {"10000001 " + leafMessage, false},
+                                                  {"80000000 " + leafMessage, false},
+                                                  {"-1 " + leafMessage, false},
                                                   {"", true},
                                                   {"00 00", true},
-                                                  {word(24), true},
-                                                  {word(24) + "3A 00 00 00", true}};
+                                                  {"+24", true},
+                                                  {"+24 3A000000", true}};
     for (const auto& [start, ends] : cases) {
         for (const bool limited : {false, true}) {
             sendFromPeer(start);
@@ -211,7 +211,7 @@ TEST_F(TcpQueue, lowNumbersLeaveFirstAndClassesAreLearntInThatOrder) {
     EXPECT_EQ(exchange(5), "xneLL");
     // The node, the pair and the leaf were spelled once each.
     EXPECT_EQ(send(stream, new TestLeaf, 1), 0);
-    EXPECT_EQ(differenceAtPeer(word(12) + known(2)), "");
+    EXPECT_EQ(differenceAtPeer("+12 #2"), "");
 }
 
 TEST_F(TcpQueue, closingDropsWhatWaits) {

@@ -26,8 +26,7 @@ TEST_F(UdpStream, eachMessageStandsForItself) {
     EXPECT_TRUE(NCRef<Counted>(nc_cast<Counted>(stream.receive(&sender))));
     EXPECT_EQ(ntohs(sender.sin_port), portOf(peer.get()));
     EXPECT_EQ(sender.sin_addr.s_addr, htonl(INADDR_LOOPBACK));
-    for (const std::string& bad :
-         {std::string(), std::string("00 00 00"), word(23) + leafTag, word(25) + leafTag, leafAgain}) {
+    for (const char* bad : {"", "000000", "+23 :TestLeaf", "+25 :TestLeaf", "+12 #0"}) {
         sendFromPeer(bad);
         EXPECT_FALSE(receive()) << bad;
         EXPECT_EQ(stream.status(), NCudpstream::badObject) << bad;

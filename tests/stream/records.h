@@ -77,11 +77,6 @@ public:
 };
 inline const NCTypeInfo TestPair::info("TestPair", ncCreate<TestPair>, {&Counted::info});
 
-// Such records in octets.
-inline const std::string nodeTag = tag("TestNode");
-inline const std::string leafTag = tag("TestLeaf");
-inline const std::string pairTag = tag("TestPair");
-
 // Complaints are collected, and nothing that was read may stay alive.
 class StreamTest : public testing::Test {
 protected:
