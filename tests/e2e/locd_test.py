@@ -170,10 +170,11 @@ class Requests(LocdCase):
                 self.assertRegex(client.ask(wire.agent_message(kind, **told)).object.addr, r"^127\.")
 
     def test_the_answer_to_another_version(self):
-        client, question = self.client(self.locd()), wire.request(wire.LOGIN, wire.login())
+        client, question = self.client(self.locd()), wire.request(wire.LOGIN, wire.login(), cookie=b"wxyz")
         client.send(wire.datagram(question).replace(b"Kestrune 2.0", b"Kestrune 2.1"))
         answer = client.wait_for(("reply", wire.LOGIN_ANSWERED)).record
-        self.assertEqual((answer.status, answer.requestNum), (wire.OTHER_VERSION, question.msgNum))
+        self.assertEqual((answer.status, answer.requestNum, answer.cookie),
+                         (wire.OTHER_VERSION, question.msgNum, question.cookie))
 
     def test_what_is_registered(self):
         self.locd()
