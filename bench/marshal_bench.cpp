@@ -3,6 +3,7 @@
 
 #include "allocations.h"
 #include "marshal/cdr/buffer_pool.h"
+#include "marshal/cdr/members.h"
 #include "marshal/cdr/vbuf.h"
 #include "marshal/sequence/octet_sequence.h"
 #include "marshal/sequence/sequence.h"
@@ -28,10 +29,10 @@ struct Record {
 };
 
 TRXostream& operator<<(TRXostream& stream, const Record& record) {
-    return stream << record.number << record.value << record.text.in();
+    return stream << members(record.number, record.value, record.text);
 }
 TRXistream& operator>>(TRXistream& stream, Record& record) {
-    return stream >> record.number >> record.value >> record.text;
+    return stream >> members(record.number, record.value, record.text);
 }
 
 using RecordSeq = TRXSequence<Record>;

@@ -67,6 +67,16 @@ std::string joined(const std::vector<std::string>& pieces, const std::string& be
     return result;
 }
 
+// Those that harbolance::members takes, which transfers members that follow each other in one step.
+bool isSmall(const Type& type) {
+    const Type& real = unaliased(type);
+    switch (handlingOf(real)) {
+    case Handling::number: return real.kind != TypeKind::enumeration && real.kind != TypeKind::wchar;
+    case Handling::string: return real.bound == 0;
+    default: return false;
+    }
+}
+
 // Walks the declarations in the order of the file, as the header does.
 class DefinitionsCode {
 public:
@@ -237,13 +247,25 @@ std::string DefinitionsCode::label(const Union& owner, const std::optional<Value
 
 std::string DefinitionsCode::chain(const std::string& stream, const std::string& operation,
                                    const Struct& structure) {
-    std::vector<std::string> operands;
+    std::vector<std::string> operands, run;
+    const auto endRun = [&] {
+        if (!run.empty())
+            operands.push_back(operation + " " +
+                               (run.size() == 1 ? run[0] : "harbolance::members(" + joined(run, ", ") + ")"));
+        run.clear();
+    };
     for (const Member* member : structure.members) {
         const std::string value = parameter("value") + "." + unit_.names.local(*member);
+        if (isSmall(*member->type)) {
+            run.push_back(value);
+            continue;
+        }
+        endRun();
         // A plain array would be written as a pointer.
         const bool array = handlingOf(*member->type) == Handling::array;
         operands.push_back(operation + " " + (array ? "harbolance::elements(" + value + ")" : value));
     }
+    endRun();
     Emitter lines;
     lines.list("return " + stream + " ", operands, " ", ";");
     return lines.text();

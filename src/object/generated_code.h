@@ -2,6 +2,7 @@
 
 // All that generated code needs.
 
+#include "marshal/cdr/members.h"
 #include "marshal/exception/user_exception.h"
 #include "marshal/generated/bounded_sequence.h"
 #include "marshal/generated/bounded_string.h"

@@ -1,3 +1,4 @@
+#include "marshal/cdr/members.h"
 #include "marshal/cdr/vbuf.h"
 #include "marshal/marshal_settings.h"
 #include "marshal/support.h"
@@ -248,6 +249,87 @@ TEST(CdrInput, leavesRunsInPlace) {
     for (const char* list : {"ffffffff 'abcd'", "00000040 'abcd'"})
         EXPECT_THROW(Source(list).in().words_in_place(count), CORBA_MARSHAL);
     EXPECT_THROW(Source("03000000 'abc'").in().string_in_place(), CORBA_MARSHAL);
+}
+
+// --- Members of a struct: as they are one by one.
+
+struct Entry {
+    CORBA_Octet octet = 7;
+    CORBA_String_var text{"sixteen letters!"};
+    CORBA_Double real = -2.5;
+    CORBA_Short number = -3;
+    CORBA_String_var empty{""}, letter{"x"}, longer{"a text that is longer than thirty-two octets"};
+    CORBA_LongLong last = 1ll << 40;
+
+    auto all() { return members(octet, text, real, number, empty, letter, longer, last); }
+    void write(TRXostream& out) {
+        out << octet << text << real << number << empty << letter << longer << last;
+    }
+    void read(TRXistream& in) { in >> octet >> text >> real >> number >> empty >> letter >> longer >> last; }
+    std::string text_form() {
+        std::ostringstream form;
+        TRXostream stream(form);
+        write(stream);
+        return form.str();
+    }
+};
+
+TEST(Members, areWrittenLikeSingleValues) {
+    for (CORBA_ULong align = 0; align < 8; ++align) {
+        Entry entry;
+        CORBA_MarshalOutBuffer together(255), singly(255);
+        together.align(align);
+        singly.align(align);
+        entry.write(singly);
+        together << entry.all();
+        EXPECT_EQ(hex(together), hex(singly)) << align;
+        std::vector<char> memory(singly.offset());
+        CORBA_MarshalOutBuffer exact(memory.data(), singly.offset(), 0);
+        exact.align(align);
+        exact << entry.all();
+        EXPECT_EQ(hex(exact), hex(singly)) << align;
+        EXPECT_EQ(exact.data(), memory.data()) << align;
+    }
+    std::ostringstream form;
+    TRXostream stream(form);
+    stream << Entry().all();
+    EXPECT_EQ(form.str(), Entry().text_form());
+    CORBA_MarshalOutBuffer out(255);
+    CORBA_String_var null(static_cast<char*>(nullptr));
+    EXPECT_THROW(out << members(null), CORBA_BAD_PARAM);
+}
+
+TEST(Members, areReadLikeSingleValues) {
+    CORBA_MarshalOutBuffer out(255);
+    Entry().write(out);
+    for (CORBA_ULong size = 0; size <= out.offset(); ++size) {
+        for (const CORBA_Octet order :
+             std::initializer_list<CORBA_Octet>{0, 1}) { // the other one announces too long a string
+            CORBA_MarshalInBuffer in(out.data(), size, 0, order), same(out.data(), size, 0, order);
+            Entry together{1, "short", 2, 3, "old", "", "other", 4};
+            Entry singly = together;
+            bool complete = true;
+            try {
+                singly.read(same);
+            } catch (const CORBA_MARSHAL&) {
+                complete = false;
+            }
+            if (complete)
+                EXPECT_NO_THROW(in >> together.all()) << size;
+            else
+                EXPECT_THROW(in >> together.all(), CORBA_MARSHAL) << size;
+            EXPECT_EQ(together.text_form(), singly.text_form()) << size;
+            EXPECT_EQ(in.offset(), same.offset()) << size;
+        }
+    }
+    CORBA_String_var text("four");
+    const char* const before = text.in();
+    Source other("04000000 'abc' 00", 0);
+    other.in() >> members(text);
+    EXPECT_STREQ(text, "abc");
+    EXPECT_EQ(text.in(), before);                  // in the memory of the longer one
+    Source("02000000 'ab'").in() >> members(text); // the peer sent no NUL
+    EXPECT_STREQ(text, "ab");
 }
 
 } // namespace

@@ -6,6 +6,12 @@
 
 #include <cstring>
 
+namespace harbolance {
+class MembersReader;
+template <class... T>
+class Members;
+} // namespace harbolance
+
 // CDR in memory. A value of s octets is aligned to a multiple of s, counted from the start of the stream,
 // with padding of 0x20. `offset` is the index of the next octet in the buffer and `align` its position in the
 // stream: they differ when the buffer holds only a part of the stream, such as a message body without its
@@ -82,7 +88,16 @@ public:
     CORBA_Long _refcount() const { return _ref_count; }
     friend void release_buffer(CORBA_MarshalOutBuffer* buffer);
 
+protected:
+    // For a class that has operators of its own for numbers or strings: from then on all of them pass through
+    // these, where otherwise those of a struct are written in one step (members.h).
+    void demand_single_values() { _single_values = true; }
+
 private:
+    template <class... T>
+    friend class harbolance::Members;
+    bool takes_members(size_t most) const { return most <= _capacity - _offset && !_single_values; }
+
     template <class T>
     TRXostream& put_value(T value);
     template <class T>
@@ -100,6 +115,7 @@ private:
     CORBA_Boolean _own;
     CORBA_Long _ref_count = 1;
     CORBA_Boolean _grown; // `_data` was allocated here
+    bool _single_values = false;
 };
 
 using CORBA_MarshalOutBuffer_ptr = CORBA_MarshalOutBuffer*;
@@ -198,6 +214,7 @@ protected:
     void size(CORBA_ULong size) { _size = size; } // never more than `data` holds
 
 private:
+    friend class harbolance::MembersReader;
     CORBA_ULong left() const { return _size - _offset; }
     template <class T>
     TRXistream& get_value(T& value);

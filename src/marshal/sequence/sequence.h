@@ -226,8 +226,14 @@ void TRXSequence<T, Element>::readOneByOne(TRXistream& stream, CORBA_ULong count
     const bool atOnce = ahead.granted() || count <= _maximum;
     if (count > _maximum)
         reserve(atOnce ? count : std::min(count, few));
-    // Set at once where possible, so that a failure in the middle leaves elements that are at least zero.
-    _length = atOnce && !stream.stream() ? count : 0;
+    if (atOnce && !stream.stream()) {
+        // Set before the elements are read: a failure in the middle leaves elements that are at least zero.
+        _length = count;
+        for (Stored& element : *this)
+            Element::read(stream, element);
+        return;
+    }
+    _length = 0;
     for (CORBA_ULong i = 0; i < count; ++i) {
         // Doubled behind what has arrived: an announced count costs a peer the octets for it.
         if (i == _maximum)
@@ -238,7 +244,7 @@ void TRXSequence<T, Element>::readOneByOne(TRXistream& stream, CORBA_ULong count
             return;
         }
         Element::read(stream, _buffer[i]);
-        _length = std::max(_length, i + 1);
+        _length = i + 1;
     }
 }
 

@@ -12,7 +12,7 @@ using namespace harbolance;
 // CDR in the order that is not the host's.
 class OtherOrderBuffer : public CORBA_MarshalOutBuffer {
 public:
-    OtherOrderBuffer() : CORBA_MarshalOutBuffer(255) {}
+    OtherOrderBuffer() : CORBA_MarshalOutBuffer(255) { demand_single_values(); }
 
     using CORBA_MarshalOutBuffer::operator<<;
     using CORBA_MarshalOutBuffer::write;

@@ -1,0 +1,216 @@
+#pragma once
+
+#include "marshal/cdr/vbuf.h"
+#include "marshal/text/vstr.h"
+
+#include <cstring>
+#include <tuple>
+#include <type_traits>
+
+// Numbers and strings that follow each other, such as the members of a struct: `members(a, b, c)` is written
+// and read as they are one by one. In a marshal buffer it is one step, during which the position stays in
+// registers; that is most of what small values cost.
+
+namespace harbolance {
+
+// The numbers that have the same size in memory and on the wire.
+template <class T>
+concept MemberNumber = std::is_arithmetic_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, wchar_t> &&
+                       !std::is_same_v<T, long> && !std::is_same_v<T, unsigned long>;
+
+constexpr size_t alignedTo(size_t alignment, size_t position) {
+    return (position + alignment - 1) & ~(alignment - 1);
+}
+
+// Most texts are short: then a call of memcpy costs more than the copy.
+inline void copyText(char* target, const char* source, size_t size) {
+    constexpr size_t half = 16;
+    if (size < half || size > 2 * half) {
+        std::memcpy(target, source, size);
+        return;
+    }
+    char first[half], last[half]; // they overlap unless the size is 32
+    std::memcpy(first, source, half);
+    std::memcpy(last, source + size - half, half);
+    std::memcpy(target, first, half);
+    std::memcpy(target + size - half, last, half);
+}
+
+// Writes into memory whose size has been checked. Positions count from a multiple of 8 of the stream.
+class MembersWriter {
+public:
+    MembersWriter(char* place, CORBA_ULong align) : _begin(align % 8), _at(_begin), _base(place - _begin) {}
+
+    template <MemberNumber T>
+    void put(T number) {
+        const size_t begin = alignedTo(sizeof number, _at);
+        if constexpr (sizeof number > 1) {
+            constexpr uint64_t padding = 0x2020202020202020u; // the number overwrites the surplus
+            std::memcpy(_base + _at, &padding, sizeof number);
+        }
+        std::memcpy(_base + begin, &number, sizeof number);
+        _at = begin + sizeof number;
+    }
+    void put(const char* text, size_t size) {
+        put(static_cast<CORBA_ULong>(size));
+        copyText(_base + _at, text, size);
+        _at += size;
+    }
+    CORBA_ULong written() const { return static_cast<CORBA_ULong>(_at - _begin); }
+
+private:
+    const size_t _begin;
+    size_t _at;
+    char* const _base;
+};
+
+// A member that is being written: what it takes at most, padding included, is known before.
+template <MemberNumber T>
+class NumberOut {
+public:
+    explicit NumberOut(T number) : _number(number) {}
+    static constexpr bool simple() { return true; }
+    static constexpr size_t most() { return 2 * sizeof(T) - 1; }
+    void write(MembersWriter& writer) const { writer.put(_number); }
+
+private:
+    const T _number;
+};
+
+class TextOut {
+public:
+    explicit TextOut(const CORBA_String_var& string)
+        : _text(string.in()), _size(_text ? std::strlen(_text) + 1 : 0) {}
+    bool simple() const { return _text; }
+    size_t most() const { return 2 * sizeof(CORBA_ULong) - 1 + _size; }
+    void write(MembersWriter& writer) const { writer.put(_text, _size); }
+
+private:
+    const char* const _text;
+    const size_t _size;
+};
+
+inline TextOut memberOut(const CORBA_String_var& string) { return TextOut(string); }
+template <MemberNumber T>
+NumberOut<T> memberOut(T number) {
+    return NumberOut<T>(number);
+}
+
+// Reads from a buffer until it is told to `leave`, which moves the buffer's position. What is rare (a value
+// that is not complete, a string that needs memory) is left to the buffer's own operators.
+class MembersReader {
+public:
+    explicit MembersReader(CORBA_MarshalInBuffer& buffer) : _buffer(buffer) { enter(); }
+
+    template <MemberNumber T>
+    void get(T& number) {
+        if (!take(number)) [[unlikely]]
+            getByBuffer(number);
+    }
+    void get(CORBA_String_var& string) {
+        const size_t before = _at;
+        CORBA_ULong size = 0;
+        if (take(size) && size > 1 && size <= _end - _at && _base[_at + size - 1] == '\0') [[likely]] {
+            if (!hasMemoryFor(string.in(), size))
+                string = CORBA_string_alloc(size - 1);
+            copyText(string.inout(), _base + _at, size);
+            _at += size;
+        } else {
+            _at = before;
+            getByBuffer(string);
+        }
+    }
+    void leave() { _buffer._offset += static_cast<CORBA_ULong>(_at - _begin); }
+
+private:
+    // The memory of an owned string is as large as its text, at least.
+    static bool hasMemoryFor(const char* string, size_t size) {
+        return string && strnlen(string, size - 1) == size - 1;
+    }
+    void enter() {
+        _begin = _at = _buffer.align() % 8;
+        _end = _begin + _buffer.left();
+        _base = _buffer._data + _buffer._offset - _begin;
+        _swap = _buffer._byte_order != hostByteOrder;
+    }
+    template <MemberNumber T>
+    bool take(T& number) {
+        const size_t begin = alignedTo(sizeof number, _at);
+        if (begin + sizeof number > _end) [[unlikely]]
+            return false;
+        T taken;
+        std::memcpy(&taken, _base + begin, sizeof taken);
+        number = _swap ? reversed(taken) : taken;
+        _at = begin + sizeof number;
+        return true;
+    }
+    template <class T>
+    void getByBuffer(T& member) {
+        leave();
+        static_cast<TRXistream&>(_buffer) >> member;
+        enter();
+    }
+
+    CORBA_MarshalInBuffer& _buffer;
+    size_t _begin, _at, _end;
+    const char* _base;
+    bool _swap;
+};
+
+template <class... T>
+class Members {
+public:
+    explicit Members(T&... members) : _members(members...) {}
+
+    void write(TRXostream& stream) const {
+        std::apply(
+            [&stream](const auto&... member) {
+                if (!writeAtOnce(stream.buffer(), memberOut(member)...))
+                    (stream << ... << member);
+            },
+            _members);
+    }
+    void read(TRXistream& stream) const {
+        std::apply(
+            [&stream](auto&... member) {
+                if (!stream.buffer())
+                    return static_cast<void>((stream >> ... >> member));
+                MembersReader reader(*stream.buffer());
+                (reader.get(member), ...);
+                reader.leave();
+            },
+            _members);
+    }
+
+private:
+    template <class... Out>
+    static bool writeAtOnce(CORBA_MarshalOutBuffer* buffer, const Out&... members) {
+        if (!buffer || !buffer->takes_members((members.most() + ...)) || !(members.simple() && ...))
+            [[unlikely]]
+            return false;
+        MembersWriter writer(buffer->_data + buffer->_offset, buffer->align());
+        (members.write(writer), ...);
+        buffer->_offset += writer.written();
+        return true;
+    }
+
+    const std::tuple<T&...> _members;
+};
+
+template <class... T>
+Members<T...> members(T&... members) {
+    return Members<T...>(members...);
+}
+
+template <class... T>
+TRXostream& operator<<(TRXostream& stream, const Members<T...>& members) {
+    members.write(stream);
+    return stream;
+}
+template <class... T>
+TRXistream& operator>>(TRXistream& stream, const Members<T...>& members) {
+    members.read(stream);
+    return stream;
+}
+
+} // namespace harbolance
