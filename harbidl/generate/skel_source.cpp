@@ -11,9 +11,28 @@ namespace {
 
 using Direction = Parameter::Direction;
 
+// Strings, or structs of numbers and strings: what harbolance::ReusedArgument keeps of them is memory alone.
+bool holdsPlainTexts(const Type& type) {
+    const Type& real = unaliased(type);
+    if (handlingOf(real) == Handling::string)
+        return real.bound == 0;
+    if (real.kind != TypeKind::structure)
+        return false;
+    const auto& members = static_cast<const Struct&>(*real.declaration).members;
+    return real.variable && std::all_of(members.begin(), members.end(), [](const Member* member) {
+               return handlingOf(*member->type) == Handling::number || holdsPlainTexts(*member->type);
+           });
+}
+
+bool isReused(const Type& type) {
+    const Type& real = unaliased(type);
+    return real.kind == TypeKind::sequence && holdsPlainTexts(*real.element);
+}
+
 // One argument in the function that serves a request.
 struct Local {
-    Local(const Unit& unit, const Interface& from, const Parameter& parameter, const std::string& name);
+    Local(const Unit& unit, const Interface& from, const Parameter& parameter, const std::string& name,
+          const std::string& request);
 
     std::string declaration;
     std::string passed;  // to the servant
@@ -21,13 +40,21 @@ struct Local {
     std::string written; // into the reply; empty for an in argument
 };
 
-Local::Local(const Unit& unit, const Interface& from, const Parameter& parameter, const std::string& name)
+Local::Local(const Unit& unit, const Interface& from, const Parameter& parameter, const std::string& name,
+             const std::string& request)
     : passed(name) {
     const Type& type = *parameter.type;
     const Handling handling = handlingOf(type);
     const bool in = parameter.direction == Direction::in;
     const bool out = parameter.direction == Direction::out;
     const bool array = handling == Handling::array;
+    if (!out && isReused(type)) {
+        declaration = "harbolance::ReusedArgument<" + unit.types.member(from, type) + "> " + name + "(" +
+                      request + ");";
+        passed = read = "*" + name;
+        written = in ? "" : passed;
+        return;
+    }
     // Held by a _var, which takes over what the servant puts in its place.
     const bool owned =
         handling == Handling::string || handling == Handling::wstring || handling == Handling::reference;
@@ -134,7 +161,7 @@ void SkeletonCode::body(const Call& call, const Signature& signature) {
     for (size_t i = 0; i < call.parameters.size(); ++i) {
         // One local for each parameter, in the order of the definition: that is also their order in the
         // request and in the reply.
-        const Local local(unit_, interface_, call.parameters[i], signature.names[i]);
+        const Local local(unit_, interface_, call.parameters[i], signature.names[i], free(call, "arguments"));
         out_.print(local.declaration);
         passed.push_back(local.passed);
         if (!local.read.empty())

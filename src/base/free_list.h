@@ -5,13 +5,22 @@
 
 namespace harbolance {
 
+// Whether memory is kept for the next use. Sanitizer builds keep none, so that they still see a use after the
+// end of life.
+#if defined(__SANITIZE_ADDRESS__) // g++
+inline constexpr bool keepsMemory = false;
+#elif defined(__has_feature) // clang
+inline constexpr bool keepsMemory = !__has_feature(address_sanitizer);
+#else
+inline constexpr bool keepsMemory = true;
+#endif
+
 // Keeps the memory of destroyed objects of one class for the next ones, so that what is made and destroyed
 // with every call costs no allocation. A class takes part by deriving from it:
 //
 //     class Message : public FreeListed<Message> { ... };
 //
-// At most `limit` objects' memory is kept. A class that derives further allocates as usual. Sanitizer builds
-// keep nothing, so that they still see a use after the end of life.
+// At most `limit` objects' memory is kept. A class that derives further allocates as usual.
 template <class T, size_t limit = 64>
 class FreeListed {
 public:
@@ -33,7 +42,7 @@ public:
         if (!memory)
             return;
         // `size` is that of the destroyed object's own class, provided that its destructor is virtual.
-        if (!keeps || size != sizeof(T) || _count == limit) {
+        if (!keepsMemory || size != sizeof(T) || _count == limit) {
             ::operator delete(memory);
             return;
         }
@@ -45,14 +54,6 @@ private:
     struct Block {
         Block* next;
     };
-
-#if defined(__SANITIZE_ADDRESS__) // g++
-    static constexpr bool keeps = false;
-#elif defined(__has_feature) // clang
-    static constexpr bool keeps = !__has_feature(address_sanitizer);
-#else
-    static constexpr bool keeps = true;
-#endif
 
     static inline constinit Block* _free = nullptr;
     static inline constinit size_t _count = 0;

@@ -12,3 +12,4 @@
 #include "marshal/sequence/octet_sequence.h"
 #include "object/interface.h"
 #include "object/operation.h"
+#include "object/reused_argument.h"

@@ -92,6 +92,7 @@ public:
     PASS_VALUE(Everything::Anys, anys)
     PASS_VALUE(CORBA_Any, value)
     PASS_VALUE(CORBA_OctetSequence, principals)
+    PASS_VALUE(Calls::Lines, lines)
     PASS_TEXT(char, texts)
     PASS_TEXT(char, shortTexts)
     PASS_TEXT(char, briefs)
@@ -251,6 +252,40 @@ TEST_F(GeneratedCalls, ValuesOfEveryKindGoThereAndComeBack) {
     expectVariable(&Root::anys, Everything::_tc_Anys);
     expectVariable(&Root::value, _tc_any);
     expectVariable(&Root::principals, _tc_Principal);
+    expectVariable(&Root::lines, Calls::_tc_Lines);
+}
+
+// Memory that the next request uses, but not that of a call that goes on, nor a servant's, nor for ever.
+TEST(ReusedArgument, KeepsItsOwnMemoryForAWhile) {
+    const std::string large(3 << 20, '\0');
+    const CORBA_MarshalInBuffer little("", 0), much(large.data(), static_cast<CORBA_ULong>(large.size()));
+    using Argument = ReusedArgument<Calls::Lines>;
+    const auto kept = [&] { return (*Argument(little)).maximum() > 0; };
+    const auto use = [](Argument& argument) { (*argument).length(3); };
+    {
+        Argument outer(little);
+        use(outer);
+        Argument inner(much);
+        EXPECT_EQ((*inner).maximum(), 0u);
+    }
+    {
+        Argument again(little);
+        use(again);
+    }
+    EXPECT_EQ(kept(), keepsMemory);
+    {
+        Argument replaced(little);
+        Calls::Line own[2];
+        *replaced = Calls::Lines(2, 2, own, false);
+    }
+    EXPECT_FALSE(kept());
+    for (const bool stays : {true, false}) {
+        {
+            Argument argument(much);
+            use(argument);
+        }
+        EXPECT_EQ(kept(), stays && keepsMemory);
+    }
 }
 
 TEST_F(GeneratedCalls, WhatIsHeldByPointersGoesThereAndComesBack) {
