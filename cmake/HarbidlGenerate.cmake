@@ -1,4 +1,4 @@
-# harbidl_generate(target files... [INCLUDE folders...] [DEFINE names...])
+# harbidl_generate(target files... [CLIENT_ONLY] [INCLUDE folders...] [DEFINE names...])
 #
 # Compiles interface definitions and adds what comes out to the target, whose sources, and those of whoever links it,
 # include it as "name_stub.h" and "name_skel.h". A file that is named by a relative path has its outputs under the
@@ -26,6 +26,9 @@ function(harbidl_generate target)
         endif()
     endforeach()
     list(REMOVE_DUPLICATES header_folders)
+    if(arg_CLIENT_ONLY)
+        list(APPEND options --client-only)
+    endif()
     foreach(name IN LISTS arg_DEFINE)
         list(APPEND options -D ${name})
     endforeach()
@@ -39,18 +42,24 @@ function(harbidl_generate target)
     target_include_directories(${target} PUBLIC "$<BUILD_INTERFACE:${header_folders}>")
 endfunction()
 
-# One definition, with its outputs in the folder `into`.
+# One definition, with its outputs in the folder `into`. What follows are options of the compiler.
 function(harbidl_compile target file into)
     cmake_path(ABSOLUTE_PATH file BASE_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
     cmake_path(GET file STEM LAST_ONLY name)
     cmake_path(NORMAL_PATH into)
     cmake_path(APPEND into ${name} OUTPUT_VARIABLE base)
+    set(outputs ${base}_stub.h ${base}_stub.cpp)
+    set(depfile ${base}_stub.d)
+    if(NOT "--client-only" IN_LIST ARGN)
+        list(APPEND outputs ${base}_skel.h ${base}_skel.cpp)
+        set(depfile ${base}.d) # another one: it names the outputs, and the option may change
+    endif()
     add_custom_command(
-        OUTPUT ${base}_stub.h ${base}_stub.cpp ${base}_skel.h ${base}_skel.cpp
-        COMMAND Harbolance::harbidl ${ARGN} -o ${into} --depfile ${base}.d ${file}
+        OUTPUT ${outputs}
+        COMMAND Harbolance::harbidl ${ARGN} -o ${into} --depfile ${depfile} ${file}
         DEPENDS ${file} Harbolance::harbidl
-        DEPFILE ${base}.d
+        DEPFILE ${depfile}
         COMMENT "Compiling ${name}.idl"
         VERBATIM)
-    target_sources(${target} PRIVATE ${base}_stub.h ${base}_stub.cpp ${base}_skel.h ${base}_skel.cpp)
+    target_sources(${target} PRIVATE ${outputs})
 endfunction()
