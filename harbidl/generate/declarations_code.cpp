@@ -336,25 +336,30 @@ void DeclarationsCode::interface(const Interface& interface) {
         forward(interface);
         out_.blankLine();
     }
-    std::vector<std::string> bases;
-    for (const Interface* base : interface.bases)
-        bases.push_back(unit_.names.seenFrom(from, *base));
-    if (bases.empty())
-        bases.emplace_back("CORBA_Object");
+    std::vector<std::string> bases, own{name};
+    for (const Interface* base : interface.bases) {
+        bases.push_back("public virtual " + unit_.names.seenFrom(from, *base));
+        own.push_back(unit_.names.seenFrom(interface, *base));
+    }
+    if (bases.empty()) {
+        bases.emplace_back("public virtual CORBA_Object");
+        own.emplace_back("CORBA_Object");
+    }
     out_.comment(interface.comment);
-    out_.list("class " + name + " : public harbolance::Interface<" + name + ", ", bases, ", ", "> {");
+    out_.list("class " + name + " : ", bases, ", ", " {");
     out_.print("public:");
+    {
+        const Emitter::Indented indented(out_);
+        out_.list("TRX_INTERFACE(", own, ", ", ")");
+    }
+    out_.blankLine();
     inside(interface.contents);
     operations(interface);
     out_.blankLine();
     out_.print(R"(
             static const CORBA_TypeInfo _type;
-
-        protected:
-            $name$() = default;
         };
-    )",
-               {{"name", name}});
+    )");
 }
 
 } // namespace harbidl

@@ -23,17 +23,6 @@ namespace harbolance {
 
 // --- Stubs -------------------------------------------------------------------------------------------------
 
-// The stub of an interface: its operations call the server.
-template <class T>
-class Stub final : public T {
-public:
-    Stub() : CORBA_Object(true) {}
-};
-template <class T>
-CORBA_Object* makeStub() {
-    return new Stub<T>;
-}
-
 // An array that a pointer to its first slice stands for.
 template <class Array>
 ArrayRef<Array> array(const SliceOf<Array>* slice) {
