@@ -23,11 +23,9 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iostream>
-#include <map>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -110,10 +108,17 @@ private:
     BenchEcho::Echo_ptr echo_;
 };
 
-const std::map<std::string, void (Cases::*)(int)> cases = {
-    {"null", &Cases::null},     {"echo1k", &Cases::echo1k}, {"structs", &Cases::structs},
-    {"sink1m", &Cases::sink1m}, {"oneway", &Cases::oneway}, {"pipe64", &Cases::pipe64},
-    {"first", &Cases::null}};
+using Case = void (Cases::*)(int);
+constexpr std::pair<const char*, Case> cases[] = {{"null", &Cases::null},       {"echo1k", &Cases::echo1k},
+                                                  {"structs", &Cases::structs}, {"sink1m", &Cases::sink1m},
+                                                  {"oneway", &Cases::oneway},   {"pipe64", &Cases::pipe64},
+                                                  {"first", &Cases::null}};
+
+Case caseOf(const std::string& name) {
+    const auto found =
+        std::find_if(std::begin(cases), std::end(cases), [&](auto& one) { return name == one.first; });
+    return found == std::end(cases) ? nullptr : found->second;
+}
 
 double cpuMicroseconds() {
     rusage used{};
@@ -126,12 +131,16 @@ double cpuMicroseconds() {
 
 long residentKilobytes() {
     long pages = 0;
-    std::ifstream("/proc/self/statm") >> pages >> pages;
+    if (std::FILE* file = std::fopen("/proc/self/statm", "r")) {
+        if (std::fscanf(file, "%*d %ld", &pages) != 1)
+            pages = 0;
+        std::fclose(file);
+    }
     return pages * (::sysconf(_SC_PAGESIZE) / 1024);
 }
 
 void measure(Cases& all, const std::string& name, int count) {
-    const auto one = cases.at(name);
+    const Case one = caseOf(name);
     const bool first = name == "first";
     const char* const told = std::getenv("BENCH_WARM");
     const int warm = first ? 0 : told ? std::atoi(told) : count / 10 + 1;
@@ -158,11 +167,11 @@ int main(int argc, char** argv) {
     try {
         const CORBA::ORB_var orb = CORBA::ORB_init(argc, argv);
         const int count = argc == 4 ? std::atoi(argv[3]) : 0;
-        if (count < 1 || !cases.count(argv[2])) {
-            std::cerr << "usage: bench-echo-client REFERENCE CASE COUNT\ncases:";
+        if (count < 1 || !caseOf(argv[2])) {
+            std::fprintf(stderr, "usage: bench-echo-client REFERENCE CASE COUNT\ncases:");
             for (const auto& one : cases)
-                std::cerr << " " << one.first;
-            std::cerr << "\n";
+                std::fprintf(stderr, " %s", one.first);
+            std::fprintf(stderr, "\n");
             return 2;
         }
         const CORBA::Object_var object = orb->string_to_object(argv[1]);
@@ -173,9 +182,9 @@ int main(int argc, char** argv) {
         measure(all, argv[2], count);
         return 0;
     } catch (const CORBA::Exception& exception) {
-        std::cerr << "bench-echo-client: " << exception << std::endl;
+        std::fprintf(stderr, "bench-echo-client: %s\n", exception._name());
     } catch (const std::exception& exception) {
-        std::cerr << "bench-echo-client: " << exception.what() << std::endl;
+        std::fprintf(stderr, "bench-echo-client: %s\n", exception.what());
     }
     return 1;
 }

@@ -1,3 +1,4 @@
+#include "base/standard_streams.h"
 #include "location/location_service.h"
 #include "location/location_settings.h"
 #include "marshal/exception/orb_exceptions.h"
@@ -6,7 +7,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <iostream>
 #include <memory>
 
 // What the location service makes of a provider: the object, tested on request, and its description.
@@ -92,23 +92,23 @@ CORBA_Object* AgentImpl::getObject(const DSName& name) {
     const char* text = referenceText(name);
     if (!text) {
         if (_debug)
-            std::cout << "UserObject for [" << name << "] is null" << std::endl;
+            harbolance::standardOutput() << "UserObject for [" << name << "] is null" << std::endl;
         return nullptr;
     }
     if (_debug)
-        std::cout << "Obtaining object from userObject [" << text << "]" << std::endl;
+        harbolance::standardOutput() << "Obtaining object from userObject [" << text << "]" << std::endl;
     try {
         CORBA_Object* object = orb().string_to_object(text);
         if (_debug && !object)
-            std::cout << "unstringified object is NULL" << std::endl;
+            harbolance::standardOutput() << "unstringified object is NULL" << std::endl;
         else if (_debug)
-            std::cout << "Object=[" << textOr(object->_interface_name(), "nil") << ","
-                      << textOr(object->_object_name(), "nil") << "]" << std::endl;
+            harbolance::standardOutput() << "Object=[" << textOr(object->_interface_name(), "nil") << ","
+                                         << textOr(object->_object_name(), "nil") << "]" << std::endl;
         return object;
     } catch (const CORBA_INV_OBJREF&) {
         if (_debug)
-            std::cout << "Reference is invalid.  May be due to Harbolance 2.0" << std::endl
-                      << "registrations.  This registration will be ignored" << std::endl;
+            harbolance::standardOutput() << "Reference is invalid.  May be due to Harbolance 2.0" << std::endl
+                                         << "registrations.  This registration will be ignored" << std::endl;
         return nullptr;
     }
 }
@@ -118,7 +118,8 @@ CORBA_Object* AgentImpl::providerObject(DSProvider& provider, bool activable) {
     const bool verified = locationSettings.verify && !activable && !isActivable(provider) &&
                           !(object.in() && isServiceName(*object.in()));
     if (_debug)
-        std::cout << (verified ? "Verifying" : "Not verifying") << " remote object" << std::endl;
+        harbolance::standardOutput() << (verified ? "Verifying" : "Not verifying") << " remote object"
+                                     << std::endl;
     if (!verified || !object.in() || !isDead(*object.in()))
         return object._retn();
     if (DSUser* user = DSUser::instance(true))
@@ -176,7 +177,7 @@ void AgentImpl::fillDesc(const DSProvider& provider, ObjLocation::Desc& desc, co
     const char* text = referenceText(provider.name());
     if (!text) {
         if (_debug)
-            std::cout << "UserObject for [" << provider << "] is null" << std::endl;
+            harbolance::standardOutput() << "UserObject for [" << provider << "] is null" << std::endl;
         return;
     }
     const CORBA_Object_var object(orb().string_to_object(text));
@@ -215,7 +216,8 @@ CORBA_ULong AgentImpl::_convert(ObjLocation::DescSeq& seq, CORBA_ULong index, co
             ++index;
         } catch (const CORBA_Exception&) {
             if (_debug)
-                std::cout << "AgentImpl::_convert failed for provider [" << *provider << "]" << std::endl;
+                harbolance::standardOutput()
+                    << "AgentImpl::_convert failed for provider [" << *provider << "]" << std::endl;
         }
     }
     return index;

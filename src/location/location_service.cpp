@@ -1,9 +1,9 @@
 #include "location/location_service.h"
 
+#include "base/standard_streams.h"
 #include "location/trigger_handler.h"
 #include "marshal/exception/orb_exceptions.h"
 
-#include <iostream>
 #include <string_view>
 #include <unordered_set>
 
@@ -61,9 +61,9 @@ namespace {
 
 template <class Names>
 void traceNames(const char* operation, const char* what, const Names& names) {
-    std::cout << operation << " returning " << names.length() << " names:" << std::endl;
+    harbolance::standardOutput() << operation << " returning " << names.length() << " names:" << std::endl;
     for (CORBA_ULong i = 0; i < names.length(); ++i)
-        std::cout << "\t" << what << " #" << i << ": " << names[i] << std::endl;
+        harbolance::standardOutput() << "\t" << what << " #" << i << ": " << names[i] << std::endl;
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "location/modules.h"
 
 #include "adapter/voa.h"
+#include "base/standard_streams.h"
 #include "location/location_service.h"
 #include "location/location_settings.h"
 #include "object/global_table.h"
@@ -9,14 +10,13 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <iostream>
 #include <string_view>
 
 namespace {
 
 [[noreturn]] void endForBadValue(const char* option, const char* expectation) {
-    std::cerr << "Location Service initialization error:" << std::endl
-              << "\t" << option << " must be followed by " << expectation << std::endl;
+    harbolance::standardError() << "Location Service initialization error:" << std::endl
+                                << "\t" << option << " must be followed by " << expectation << std::endl;
     std::exit(1);
 }
 

@@ -1,8 +1,8 @@
 #include "agent/records/dsaddr.h"
+#include "base/standard_streams.h"
 #include "location/location_service.h"
 #include "marshal/exception/orb_exceptions.h"
 
-#include <iostream>
 #include <string>
 #include <string_view>
 
@@ -31,7 +31,7 @@ bool isOAD(const DSProvider& provider) {
 DSUser& AgentImpl::connectedUser() {
     DSUser* user = DSUser::instance(true);
     if (!user || !user->isLoggedIn()) {
-        std::cerr << "\nThere are no agents running in your domain." << std::endl;
+        harbolance::standardError() << "\nThere are no agents running in your domain." << std::endl;
         throw Fail(ObjLocation::no_agent);
     }
     return *user;
@@ -41,7 +41,7 @@ void AgentImpl::checkStatus(const char* where, int status) const {
     if (status == DSUser::done)
         return;
     if (_debug)
-        std::cout << where << ": Agent failure with error code=" << status << std::endl;
+        harbolance::standardOutput() << where << ": Agent failure with error code=" << status << std::endl;
     throw Fail(ObjLocation::agent_failed);
 }
 
@@ -80,7 +80,8 @@ void AgentImpl::refreshOADs() {
         addOADs(byId.normal.get());
     } catch (const CORBA_Exception& exception) {
         if (_debug)
-            std::cout << "Attempt to obtain OAD addresses failed [" << exception << "]" << std::endl;
+            harbolance::standardOutput()
+                << "Attempt to obtain OAD addresses failed [" << exception << "]" << std::endl;
     }
 }
 
@@ -93,7 +94,8 @@ void AgentImpl::addOADs(const DSSet* providers) {
             continue;
         const NCRef<DSAddr> address = new DSAddr(provider->addr());
         if (_oadAddrs->add(address.get()) == address.get() && _debug)
-            std::cout << "Added DSAddr to OAD address set " << bracketed(*address) << std::endl;
+            harbolance::standardOutput()
+                << "Added DSAddr to OAD address set " << bracketed(*address) << std::endl;
     }
 }
 
@@ -112,8 +114,8 @@ void AgentImpl::moveActivable(DSSet& to, DSSet* from) const {
         if (to.add(element) == element && from->remove(element))
             continue;
         if (_debug)
-            std::cout << "Error moving activable provider with address " << bracketed(provider->addr())
-                      << std::endl;
+            harbolance::standardOutput() << "Error moving activable provider with address "
+                                         << bracketed(provider->addr()) << std::endl;
         throw CORBA_INTERNAL();
     }
 }
@@ -123,8 +125,9 @@ AgentImpl::Providers AgentImpl::allProviders(const char* rep, const char* object
     if (!providers.oad)
         providers.oad = new DSSet(16);
     if (_debug)
-        std::cout << "Obtained (normal,oad) (" << (providers.normal ? providers.normal->size() : 0) << ","
-                  << providers.oad->size() << ") number of providers" << std::endl;
+        harbolance::standardOutput() << "Obtained (normal,oad) ("
+                                     << (providers.normal ? providers.normal->size() : 0) << ","
+                                     << providers.oad->size() << ") number of providers" << std::endl;
     refreshOADs();
     moveActivable(*providers.oad, providers.normal.get());
     return providers;

@@ -1,10 +1,9 @@
 #include "location/trigger_handler.h"
 
 #include "agent/records/dswrap.h"
+#include "base/standard_streams.h"
 #include "location/location_service.h"
 #include "marshal/exception/orb_exceptions.h"
-
-#include <iostream>
 
 using ObjLocation::Desc;
 using ObjLocation::TriggerDesc;
@@ -171,11 +170,11 @@ void TRXTriggerHandler::tell(DSProvider& provider, Notification notification, co
         (_handler.in()->*notification)(desc);
     } catch (const CORBA_Exception& exception) {
         if (_agent->debug())
-            std::cout << operation << " exception: " << exception << std::endl;
+            harbolance::standardOutput() << operation << " exception: " << exception << std::endl;
         if (dynamic_cast<const CORBA_BAD_OPERATION*>(&exception))
             return;
         if (_agent->debug())
-            std::cout << "destroying this trigger." << std::endl;
+            harbolance::standardOutput() << "destroying this trigger." << std::endl;
         end();
     }
 }

@@ -1,5 +1,6 @@
 #include "net/dispatcher.h"
 
+#include "base/standard_streams.h"
 #include "net/epoll_dispatcher.h"
 
 #include <algorithm>
@@ -7,7 +8,6 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <iostream>
 
 using namespace harbolance;
 
@@ -283,7 +283,7 @@ void dpDispatcher::handleError() {
     // Any other error would come back at once from each further wait.
     if (error != EBADF) {
         perror("Dispatcher: select");
-        std::cout << "Dispatcher::handleError: Select error (" << error << ")\n";
+        standardOutput() << "Dispatcher::handleError: Select error (" << error << ")\n";
         std::exit(1);
     }
     const int before = watched_[readMask].count();

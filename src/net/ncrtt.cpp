@@ -1,9 +1,10 @@
 #include "net/ncrtt.h"
 
+#include "base/standard_streams.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <iostream>
 
 namespace {
 
@@ -26,7 +27,7 @@ int NCrtt::start() {
 
     if (readClock(started) != 0) {
         perror("gettimeofday:");
-        std::cerr << "NCrtt::start: gettimeofday error\n";
+        harbolance::standardError() << "NCrtt::start: gettimeofday error\n";
     }
     // Left by a request that was retransmitted: its last time-out is the best estimate there is.
     if (nxtrto > 0) {
@@ -55,7 +56,7 @@ void NCrtt::stop() {
     nxtrto = 0;
     if (readClock(stopped) != 0) {
         perror("gettimeofday:");
-        std::cerr << "NCrtt::stop: gettimeofday error\n";
+        harbolance::standardError() << "NCrtt::stop: gettimeofday error\n";
     }
     // In double: the microseconds since 1970 need more digits than a float has.
     rtt = static_cast<float>((microseconds(stopped) - microseconds(started)) / 1000000);

@@ -1,11 +1,11 @@
 #include "object/vprop.h"
 
+#include "base/standard_streams.h"
 #include "marshal/text/vstr.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
-#include <iostream>
 #include <iterator>
 
 namespace {
@@ -62,8 +62,8 @@ std::string upperCase(std::string_view key) {
 }
 
 [[noreturn]] void endForMissingValue(const char* word) {
-    std::cout << "Harbolance:: " << word << " not "
-              << "followed by value" << std::endl;
+    harbolance::standardOutput() << "Harbolance:: " << word << " not "
+                                 << "followed by value" << std::endl;
     std::exit(0);
 }
 

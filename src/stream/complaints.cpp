@@ -1,8 +1,9 @@
 #include "stream/complaints.h"
 
+#include "base/standard_streams.h"
+
 #include <cerrno>
 #include <cstring>
-#include <iostream>
 #include <string>
 #include <utility>
 
@@ -26,7 +27,7 @@ void complain(std::ostream& usual, std::string_view text) { currentSink(usual, t
 
 int CarrierStatus::fail(int status, std::string_view text) {
     if (debug_)
-        complain(std::cerr, "\n" + std::string(text) + "\n");
+        complain(standardError(), "\n" + std::string(text) + "\n");
     return set(status);
 }
 
@@ -39,7 +40,7 @@ void CarrierStatus::tellSystem(const char* text) const {
     // A sink may write files; the caller still has to tell errors apart by errno.
     const int error = errno;
     if (debug_)
-        complain(std::cerr, std::string(text) + ": " + std::strerror(error) + "\n");
+        complain(standardError(), std::string(text) + ": " + std::strerror(error) + "\n");
     errno = error;
 }
 

@@ -1,11 +1,11 @@
 #include "stream/ncipcbuf.h"
 
+#include "base/standard_streams.h"
 #include "stream/complaints.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iostream>
 
 NCipcbuf::NCipcbuf(uint32_t writeSize, uint32_t readSize) {
     setAreas(allocate(writeSize), writeSize, allocate(readSize), readSize, true);
@@ -38,8 +38,8 @@ uint8_t* NCipcbuf::allocate(uint32_t size) {
     // A stream without its buffer cannot do anything; this happens when a stream is made, not for a message.
     if (!area) {
         std::perror("NCipcbuf::NCipcbuf: new");
-        std::cerr << "NCipcbuf::NCipcbuf: "
-                  << "Unable to allocate memory (" << size << ")\n";
+        harbolance::standardError() << "NCipcbuf::NCipcbuf: "
+                                    << "Unable to allocate memory (" << size << ")\n";
         std::exit(1);
     }
     return area;
@@ -89,6 +89,6 @@ int NCipcbuf::overflow(uint32_t size) { return growWrite(size); }
 
 int NCipcbuf::underflow() {
     // A message is all there is: nothing is fetched here.
-    harbolance::complain(std::cout, "NCipcbuf::underflow: Underflow occured\n");
+    harbolance::complain(harbolance::standardOutput(), "NCipcbuf::underflow: Underflow occured\n");
     return -1;
 }

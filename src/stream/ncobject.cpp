@@ -1,8 +1,7 @@
 #include "stream/ncobject.h"
 
+#include "base/standard_streams.h"
 #include "stream/ncstream.h"
-
-#include <iostream>
 
 const NCTypeInfo NCObject::info("NCObject", nullptr);
 

@@ -1,11 +1,11 @@
 #include "stream/ncstream.h"
 
 #include "base/printable.h"
+#include "base/standard_streams.h"
 #include "stream/complaints.h"
 #include "stream/nctables.h"
 
 #include <algorithm>
-#include <iostream>
 #include <utility>
 
 using namespace harbolance;
@@ -26,7 +26,7 @@ bool NCostream::isA(const NCTypeInfo& type) const { return typeInfo() == type; }
 
 void NCostream::writeFields(const NCTransObject* object) {
     // The standard output shows objects to people; any other stream gets what a reader can rebuild.
-    if (out_ == &std::cout)
+    if (out_ == &standardOutput())
         object->printOn(*this);
     else
         object->write(*this);
@@ -160,7 +160,8 @@ NCTransObject* NCistream::readRestricted(const NCTypeInfo* required) {
     case '@': return readReference(required);
     default:
         // Reader and writer disagree about where they are; there is no way to find the next object.
-        complain(std::cerr, std::string("NCistream::readObject: Error reading Object ") + ncReadErrorAdvice);
+        complain(standardError(),
+                 std::string("NCistream::readObject: Error reading Object ") + ncReadErrorAdvice);
         return refuse();
     }
 }
@@ -170,9 +171,9 @@ const NCTypeInfo* NCistream::readKnownType() {
     read(id);
     const NCTypeInfo* type = failed_ ? nullptr : table_->type(id);
     if (!type && !failed_) {
-        complain(std::cerr, "NCistream::readObject. Internal Error "
-                            "reading class '" +
-                                std::to_string(id) + "'\n");
+        complain(standardError(), "NCistream::readObject. Internal Error "
+                                  "reading class '" +
+                                      std::to_string(id) + "'\n");
     }
     return type;
 }
@@ -193,10 +194,10 @@ const NCTypeInfo* NCistream::readNamedType(bool& isNull) {
     if (type) {
         table_->types.push_back(type);
     } else {
-        complain(std::cerr, "NCistream::readObject: Received Object"
-                            " of class '" +
-                                printable(name.substr(0, longestName), '?') +
-                                "', but this class is not linked in\n");
+        complain(standardError(), "NCistream::readObject: Received Object"
+                                  " of class '" +
+                                      printable(name.substr(0, longestName), '?') +
+                                      "', but this class is not linked in\n");
     }
     return type;
 }

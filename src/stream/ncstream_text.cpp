@@ -1,3 +1,4 @@
+#include "base/standard_streams.h"
 #include "stream/ncstream.h"
 
 #include "base/quoted_text.h"
@@ -5,7 +6,6 @@
 #include "stream/nctables.h"
 
 #include <cstring>
-#include <iostream>
 #include <type_traits>
 #include <utility>
 
@@ -16,7 +16,7 @@ using namespace harbolance;
 
 namespace {
 
-bool isConsole(const std::ostream* out) { return out == &std::cout || out == &std::cerr; }
+bool isConsole(const std::ostream* out) { return out == &standardOutput() || out == &standardError(); }
 
 } // namespace
 
@@ -155,7 +155,7 @@ void NCistream::readWord(char*& text) {
 }
 
 NCistream& NCistream::read(char*& text) {
-    if (in_ == &std::cin) {
+    if (in_ == &standardInput()) {
         readWord(text);
         return *this;
     }
@@ -198,14 +198,15 @@ bool NCistream::readQuoted(std::string& text, size_t max) {
     const QuotedText result = harbolance::readQuoted(*in_, text, max, DecimalEscape::delimited);
     const bool fits = text.size() < max;
     switch (result) {
-    case QuotedText::missing: complain(std::cerr, "NCistream::getCString: Unexpected EOF\n"); break;
+    case QuotedText::missing: complain(standardError(), "NCistream::getCString: Unexpected EOF\n"); break;
     case QuotedText::notQuoted:
-        complain(std::cerr, std::string("NCistream::getCString: Error reading Object ") + ncReadErrorAdvice);
+        complain(standardError(),
+                 std::string("NCistream::getCString: Error reading Object ") + ncReadErrorAdvice);
         break;
-    case QuotedText::tooLong: complain(std::cerr, "NCistream::getCString: String Overflow\n"); break;
+    case QuotedText::tooLong: complain(standardError(), "NCistream::getCString: String Overflow\n"); break;
     case QuotedText::good:
         if (!fits)
-            complain(std::cerr, "NCistream::getCString: String overflow\n");
+            complain(standardError(), "NCistream::getCString: String overflow\n");
         break;
     case QuotedText::unfinished:
     case QuotedText::badEscape: break;

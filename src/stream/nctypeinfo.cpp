@@ -1,11 +1,11 @@
 #include "stream/nctypeinfo.h"
 
 #include "base/hash_table.h"
+#include "base/standard_streams.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <iostream>
 #include <string>
 
 using namespace harbolance;
@@ -65,24 +65,22 @@ bool NCTypeInfo::hasBase(const NCTypeInfo& base) const {
 }
 
 void NCTypeInfo::trace() const {
-    // The first registrations run before the standard streams of this unit are set up.
-    static const std::ios_base::Init streams;
     traced().push_back(this);
     if (name_)
-        std::cout << "Static initializating class: " << name_ << "\n";
+        standardOutput() << "Static initializating class: " << name_ << "\n";
     else
-        std::cout << "Static initializing class: (null)\n";
+        standardOutput() << "Static initializing class: (null)\n";
     if (bases_.empty()) {
-        std::cout << "The class is directly derived from "
-                  << "NCTransObject\n\n";
+        standardOutput() << "The class is directly derived from "
+                         << "NCTransObject\n\n";
         return;
     }
-    std::cout << "The class has the following base:\n";
+    standardOutput() << "The class has the following base:\n";
     for (const NCTypeInfo* base : bases_) {
         if (isTraced(base) && base->name_)
-            std::cout << "'" << base->name_ << "'\n";
+            standardOutput() << "'" << base->name_ << "'\n";
         else
-            std::cout << "(null)\n";
+            standardOutput() << "(null)\n";
     }
-    std::cout << "\n";
+    standardOutput() << "\n";
 }

@@ -1,12 +1,12 @@
 #include "agent/records/dsaddr.h"
 
 #include "base/printable.h"
+#include "base/standard_streams.h"
 #include "net/host_address.h"
 
 #include <arpa/inet.h>
 
 #include <cstdio>
-#include <iostream>
 
 using namespace harbolance;
 
@@ -16,8 +16,8 @@ namespace {
 
 // The name may come from anybody.
 void reportUnknownHost(const char* host) {
-    std::cout << "DSAddr::DSAddr: Unable to get internet "
-              << "address for '" << withoutControls(host) << "'" << std::endl;
+    standardOutput() << "DSAddr::DSAddr: Unable to get internet "
+                     << "address for '" << withoutControls(host) << "'" << std::endl;
 }
 
 } // namespace

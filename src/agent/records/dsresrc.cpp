@@ -1,16 +1,16 @@
 #include "agent/records/dsresrc.h"
 
-#include <iostream>
+#include "base/standard_streams.h"
 
 const NCTypeInfo DSResource::info("DSResource", nullptr, {&NCObject::info});
 
 DSResource::~DSResource() {
     // A count of 1 is that of the release which destroys the record.
     if (refCount() > 1) {
-        std::cout << "DSResource::~DSResource: Deleting instance "
-                  << "which has outstanding references\n"
-                  << "Class name: '" << info.name() << "'. "
-                  << "Num of references: " << refCount() << "\n";
+        harbolance::standardOutput() << "DSResource::~DSResource: Deleting instance "
+                                     << "which has outstanding references\n"
+                                     << "Class name: '" << info.name() << "'. "
+                                     << "Num of references: " << refCount() << "\n";
     }
 }
 

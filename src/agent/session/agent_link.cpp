@@ -3,10 +3,10 @@
 #include "agent/session/agent_search.h"
 #include "agent/session/dsuser.h"
 #include "agent/session/registrations.h"
+#include "base/standard_streams.h"
 
 #include <cstdio>
 #include <cstdlib>
-#include <iostream>
 
 namespace harbolance {
 
@@ -62,8 +62,8 @@ void AgentLink::connect() {
         logIn();
     }
     if (!connection_) {
-        std::cout << "Harbolance: Unable to locate agent. Will try "
-                  << "every " << searchPeriod << " seconds to locate agent" << std::endl;
+        standardOutput() << "Harbolance: Unable to locate agent. Will try "
+                         << "every " << searchPeriod << " seconds to locate agent" << std::endl;
     }
     // A connection without login counts as one here: it answers, so searching at once would find it again.
     startTimer(connection_ ? keepAlivePeriod : searchPeriod);
@@ -92,14 +92,14 @@ void AgentLink::logIn() {
         return;
     // An agent that answers a login with something else speaks another protocol.
     if (reply->replyType() != DSReplyLogin) {
-        std::cout << "DSUser::login: Unexpected reply while logging in\n";
+        standardOutput() << "DSUser::login: Unexpected reply while logging in\n";
         std::exit(1);
     }
     // `connection_` is there: `ask` gives `done` only while the connection stands that was asked.
     if (reply->status() == DSStatusDone || reply->status() == DSStatusKnownClient)
         connection_->setLoggedIn();
     else if (reply->status() == DSStatusVersionMismatch)
-        std::cout << "Version mismatch with agent at " << agentAddr_.dottedAddr() << "\n";
+        standardOutput() << "Version mismatch with agent at " << agentAddr_.dottedAddr() << "\n";
 }
 
 int AgentLink::readiness() const {
@@ -137,7 +137,7 @@ int AgentLink::inputReady() {
     else if (auto* reply = nc_cast<DSReply>(message.get()))
         take(*reply);
     else if (message && debug_)
-        std::cout << "DSUser::inputReady: Unknown message type" << std::endl;
+        standardOutput() << "DSUser::inputReady: Unknown message type" << std::endl;
     return closed_ ? -1 : 0;
 }
 
@@ -153,11 +153,11 @@ void AgentLink::answer(const DSRequest& request) {
         // A failure changes nothing: the agent goes down in any case.
         if (connection_->answer(request, DSReplyEndOfSession) != 0 && debug_) {
             std::perror("DSUser: ");
-            std::cout << "DSUser::udpstream: send :" << std::endl;
+            standardOutput() << "DSUser::udpstream: send :" << std::endl;
         }
         reconnect();
     } else if (debug_) {
-        std::cout << "DSUser::receiveReq: Unknown request from agent\n" << std::endl;
+        standardOutput() << "DSUser::receiveReq: Unknown request from agent\n" << std::endl;
     }
 }
 
@@ -186,7 +186,7 @@ void AgentLink::notify(DSReply& notification) {
     auto* provider = nc_cast<DSProvider>(notification.reply());
     if (!provider) {
         if (debug_)
-            std::cout << "Reply doesn't contain a DSProvider: \n" << notification;
+            standardOutput() << "Reply doesn't contain a DSProvider: \n" << notification;
         return;
     }
     // Acknowledged though, but handlers hear of it once.

@@ -2,10 +2,10 @@
 
 #include "agent/session/agent_link.h"
 #include "agent/session/dsuser.h"
+#include "base/standard_streams.h"
 #include "net/descriptors.h"
 
 #include <algorithm>
-#include <iostream>
 
 namespace harbolance {
 
@@ -24,7 +24,7 @@ NCRef<T> copyOf(const DSReply& reply, const char* complaint, bool debug) {
     if (const auto* object = nc_cast<T>(reply.reply()))
         return new T(*object);
     if (debug)
-        std::cout << complaint << reply;
+        standardOutput() << complaint << reply;
     return nullptr;
 }
 
@@ -121,7 +121,7 @@ bool AgentQueries::findDomain(int& status) {
         if (const auto* agent = nc_cast<DSAddr>(element))
             domain_->sources.push_back(std::make_unique<ListSource>(*agent));
         else if (link_.debug())
-            std::cout << "Expected a DSAddr in reply: [" << *element << "]" << std::endl;
+            standardOutput() << "Expected a DSAddr in reply: [" << *element << "]" << std::endl;
     }
     return true;
 }

@@ -3,13 +3,13 @@
 #include "agent/records/trxstring.h"
 #include "agent/session/session_options.h"
 #include "agent/session/word_file.h"
+#include "base/standard_streams.h"
 #include "net/descriptors.h"
 
 #include <poll.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <iostream>
 
 namespace harbolance {
 
@@ -20,7 +20,7 @@ NCRef<DSOrderedCltn> agentAddresses() {
     if (auto file = WordFile::fromEnvironment("LOCD_ADDR_FILE", "agentaddr")) {
         if (!file->isOpen()) {
             if (file->isNamedByVariable())
-                std::cout << "DSUser::Unable to open agentaddr file - " << file->path() << std::endl;
+                standardOutput() << "DSUser::Unable to open agentaddr file - " << file->path() << std::endl;
             // A file that cannot be read ends the list here, without the option, which was tried first
             // anyway.
             return list;
@@ -45,7 +45,7 @@ void AgentSearch::open(const char* ipaddr) {
     if (probe_.bind(0, ipaddr) == 0)
         return;
     std::perror("DSUser::connect: bind:");
-    std::cout << "Unable to bind to UDP port\n";
+    standardOutput() << "Unable to bind to UDP port\n";
     std::exit(1);
 }
 
@@ -70,10 +70,10 @@ std::optional<DSAddr> AgentSearch::run() {
             return agent;
     }
     if (!listed_->isEmpty()) {
-        std::cout << "Harbolance: Unable to contact agent "
-                  << "in local node or from list "
-                  << "provided. " << std::endl
-                  << "Will try to locate using broadcast." << std::endl;
+        standardOutput() << "Harbolance: Unable to contact agent "
+                         << "in local node or from list "
+                         << "provided. " << std::endl
+                         << "Will try to locate using broadcast." << std::endl;
     }
     return ask(nullptr);
 }
@@ -106,7 +106,7 @@ std::optional<DSAddr> AgentSearch::awaitAnswer() {
     // Nothing can be found without a socket that works; waiting again would end here again.
     if (ready < 0) {
         std::perror("DSUser::connect: select:");
-        std::cout << "DSUser:: select error\n";
+        standardOutput() << "DSUser:: select error\n";
         std::exit(1);
     }
     if (ready == 0)

@@ -2,6 +2,7 @@
 
 #include "agent/records/dswrap.h"
 #include "agent/session/word_file.h"
+#include "base/standard_streams.h"
 #include "stream/ncudpstr.h"
 
 #include <net/if.h>
@@ -10,7 +11,6 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
-#include <iostream>
 
 using namespace harbolance;
 
@@ -60,7 +60,8 @@ void BroadcastTable::readFile() {
         return;
     if (!file->isOpen()) {
         if (file->isNamedByVariable())
-            std::cout << "DSAgentHandler::Unable to open localaddr file - " << file->path() << std::endl;
+            standardOutput() << "DSAgentHandler::Unable to open localaddr file - " << file->path()
+                             << std::endl;
         return;
     }
     while (const auto local = file->nextWord()) {

@@ -6,9 +6,9 @@
 #include "agent/session/registrations.h"
 #include "agent/session/session_options.h"
 #include "base/exit_list.h"
+#include "base/standard_streams.h"
 
 #include <cstdlib>
-#include <iostream>
 
 using namespace harbolance;
 
@@ -55,10 +55,10 @@ DSUser* DSUser::create(const char* loginName, const char* loginExtra, int port) 
     // The constructor has already made this the session: handlers that ask for one during the search get it.
     session->parts_->link.open(port);
     if (!session->parts_->link.connection()) {
-        std::cout << "DSUser:: Unable to contact agent. Make sure there "
-                  << "is an agent running on this network" << std::endl;
+        standardOutput() << "DSUser:: Unable to contact agent. Make sure there "
+                         << "is an agent running on this network" << std::endl;
     } else if (session->debug()) {
-        std::cout << "DSUser:: Connected to agent [" << session->agentAddr() << "]" << std::endl;
+        standardOutput() << "DSUser:: Connected to agent [" << session->agentAddr() << "]" << std::endl;
     }
     return session;
 }

@@ -1,11 +1,11 @@
 #include "agent/session/dsverify.h"
 
 #include "agent/records/dsmsg.h"
+#include "base/standard_streams.h"
 #include "stream/ncudpstr.h"
 
 #include <cerrno>
 #include <cstdio>
-#include <iostream>
 
 int DSVerifyHandler::inputReady(int fd) { return owner_->receiveMsg(fd); }
 
@@ -34,7 +34,7 @@ int DSVerify::open(int port, const char* ipaddr) {
     }
     if (debug_) {
         std::perror("bind:");
-        std::cout << "DSVerify::bind: Unable to bind to port " << port << std::endl;
+        harbolance::standardOutput() << "DSVerify::bind: Unable to bind to port " << port << std::endl;
     }
     socket_.reset();
     return bindFailed;
@@ -62,23 +62,25 @@ int DSVerify::verify(const DSAddr* peer) {
     if (socket_->connect(peer->socketAddress()) != 0) {
         if (debug_) {
             std::perror("connect:");
-            std::cout << "DSVerify::verify: Unable to connect to "
-                      << "host (" << peer->dottedAddr() << "), port (" << peer->port() << ")" << std::endl;
+            harbolance::standardOutput()
+                << "DSVerify::verify: Unable to connect to "
+                << "host (" << peer->dottedAddr() << "), port (" << peer->port() << ")" << std::endl;
         }
         socket_.reset();
         return connectFailed;
     }
     if (ask() != 0) {
         if (debug_)
-            std::cout << "DSVerify::verify: Client at (" << peer->dottedAddr() << "), port (" << peer->port()
-                      << ") is down" << std::endl;
+            harbolance::standardOutput() << "DSVerify::verify: Client at (" << peer->dottedAddr()
+                                         << "), port (" << peer->port() << ") is down" << std::endl;
         socket_.reset();
         peerDown();
         return sendFailed;
     }
     if (debug_)
-        std::cout << "DSVerify::verify: Sent a areYouAlive message to "
-                  << "client at (" << peer->dottedAddr() << "), port (" << peer->port() << ")" << std::endl;
+        harbolance::standardOutput() << "DSVerify::verify: Sent a areYouAlive message to "
+                                     << "client at (" << peer->dottedAddr() << "), port (" << peer->port()
+                                     << ")" << std::endl;
     auto* loop = dpDispatcher::instance();
     loop->link(socket_->fd(), dpDispatcher::readMask, handler_.get());
     if (!handler_->valid)
@@ -97,7 +99,7 @@ int DSVerify::ask() {
 
 int DSVerify::receiveMsg(int) {
     if (mode_ == idle) {
-        std::cout << "DSVerify::receiveMsg:: Unexpected message\n";
+        harbolance::standardOutput() << "DSVerify::receiveMsg:: Unexpected message\n";
         return 0;
     }
     int status = 0;
@@ -117,8 +119,8 @@ int DSVerify::receiveMsg(int) {
         return 0;
     }
     if (debug_)
-        std::cout << "DSVerify::receiveMsg: Peer is "
-                  << "down. Return Code (" << status << ")" << std::endl;
+        harbolance::standardOutput() << "DSVerify::receiveMsg: Peer is "
+                                     << "down. Return Code (" << status << ")" << std::endl;
     peerDown();
     return 0;
 }
@@ -128,13 +130,13 @@ void DSVerify::answer(const NCTransObject* received, int status, const sockaddr_
     // Any request proves that an agent wants to know; its type is not looked at.
     if (!request || !request->isCurrentVersion()) {
         if (debug_)
-            std::cout << "DSVerify::receiveMsg: Error receiving "
-                      << "message. Return Code =" << status << std::endl;
+            harbolance::standardOutput() << "DSVerify::receiveMsg: Error receiving "
+                                         << "message. Return Code =" << status << std::endl;
         return;
     }
     if (debug_)
-        std::cout << "DSVerify::receiveMsg: Received a "
-                  << "areYouAlive message " << std::endl;
+        harbolance::standardOutput() << "DSVerify::receiveMsg: Received a "
+                                     << "areYouAlive message " << std::endl;
     const NCRef<DSReply> reply = new DSReply(DSReplyAlive, *request, DSStatusDone);
     socket_->sendTo(from, reply.get());
 }
@@ -151,11 +153,11 @@ void DSVerify::timeout() {
     if (silent) {
         handler_->valid = 0;
         if (debug_)
-            std::cout << "DSVerify::timeout: Peer is not responding " << std::endl;
+            harbolance::standardOutput() << "DSVerify::timeout: Peer is not responding " << std::endl;
     } else {
         if (debug_)
-            std::cout << "DSVerify::timeout: Resending areYouAlive "
-                      << "message. " << std::endl;
+            harbolance::standardOutput() << "DSVerify::timeout: Resending areYouAlive "
+                                         << "message. " << std::endl;
         if (ask() == 0) {
             dpDispatcher::instance()->startTimer(handler_->start(), 0, handler_.get());
             return;

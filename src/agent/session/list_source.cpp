@@ -4,13 +4,12 @@
 #include "agent/records/dsmsg.h"
 #include "agent/session/dsuser.h"
 #include "agent/session/session_options.h"
+#include "base/standard_streams.h"
 #include "net/descriptors.h"
 #include "stream/nctcpstr.h"
 #include "stream/ncudpstr.h"
 
 #include <poll.h>
-
-#include <iostream>
 
 namespace harbolance {
 
@@ -56,7 +55,7 @@ NCRef<DSSet> ListSource::query(int& status, DSRequest& question, bool debug) {
     if (auto* set = nc_cast<DSSet>(reply->reply()))
         return set;
     if (debug)
-        std::cout << "Reply did not contain a DSSet: \n" << *reply;
+        standardOutput() << "Reply did not contain a DSSet: \n" << *reply;
     return nullptr;
 }
 

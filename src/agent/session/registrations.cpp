@@ -4,9 +4,8 @@
 #include "agent/records/dswrap.h"
 #include "agent/session/agent_link.h"
 #include "agent/session/dsuser.h"
+#include "base/standard_streams.h"
 #include "stream/ncframe.h"
-
-#include <iostream>
 
 namespace harbolance {
 
@@ -18,7 +17,7 @@ bool fitsDatagram(const DSRequest& request, const char* operation) {
     NCipcstream out(&buffer);
     const bool fits = ncEncodeMessage(out, &request) && buffer.bytesWritten() <= NCudpstream::datagramSize;
     if (!fits)
-        std::cerr << "DSUser::" << operation << ": The record does not fit in a datagram" << std::endl;
+        standardError() << "DSUser::" << operation << ": The record does not fit in a datagram" << std::endl;
     return fits;
 }
 

@@ -1,4 +1,5 @@
 #include "base/assertion.h"
+#include "base/standard_streams.h"
 #include "invoke/stub/profile_orb.h"
 #include "invoke/stub/reference_connection.h"
 #include "invoke/stub/vstub.h"
@@ -10,7 +11,6 @@
 #include "object/vobject.h"
 
 #include <cstdlib>
-#include <iostream>
 
 // What a stub stands for, and how it comes to its connection.
 
@@ -38,8 +38,8 @@ TRXStubInfo::TRXStubInfo(CORBA_Object* owner)
     : _object(owner), _send_bind(TRXGlobalTable::instance()->backCompat),
       _orb(ProfileORB::find(IOP::TAG_INTERNET_IOP)) {
     if (!currentORB()) {
-        std::cerr << "Harbolance: Objects cannot be bound before ORB_init"
-                  << " is called" << std::endl;
+        standardError() << "Harbolance: Objects cannot be bound before ORB_init"
+                        << " is called" << std::endl;
         std::abort();
     }
     const TRXGlobalTable& table = *TRXGlobalTable::instance();

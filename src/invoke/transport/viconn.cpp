@@ -1,6 +1,7 @@
 #include "invoke/transport/viconn.h"
 
 #include "base/assertion.h"
+#include "base/standard_streams.h"
 #include "invoke/transport/transport_settings.h"
 #include "marshal/exception/vexcept.h"
 #include "marshal/reference/vutil.h"
@@ -17,7 +18,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <iostream>
 
 using namespace harbolance;
 
@@ -28,7 +28,7 @@ namespace {
     const int error = errno;
     if (error == ENOMEM || error == EMFILE || error == ENFILE)
         throw CORBA_NO_RESOURCES(static_cast<CORBA_ULong>(error), COMPLETED_NO);
-    std::cerr << prefix << std::strerror(error) << std::endl;
+    standardError() << prefix << std::strerror(error) << std::endl;
     throw CORBA_COMM_FAILURE(static_cast<CORBA_ULong>(error), COMPLETED_NO);
 }
 

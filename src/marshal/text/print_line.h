@@ -1,9 +1,9 @@
 #pragma once
 
+#include "base/standard_streams.h"
 #include "marshal/text/vstream.h"
 
 #include <initializer_list>
-#include <iostream>
 #include <string_view>
 
 namespace harbolance {
@@ -11,7 +11,7 @@ namespace harbolance {
 // The standard streams, on which `operator<<` of an ORB value prints readable lines. On any other
 // std::ostream it writes the text form of the wire data.
 inline bool isConsole(const std::ostream& stream) {
-    return &stream == &std::cout || &stream == &std::cerr || &stream == &std::clog;
+    return &stream == &standardOutput() || &stream == &standardError() || &stream == &standardLog();
 }
 
 // Prints one line. Written raw: the stream's string operation would quote the pieces on some streams.

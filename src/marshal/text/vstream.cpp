@@ -1,13 +1,13 @@
 #include "marshal/text/vstream.h"
 
 #include "base/quoted_text.h"
+#include "base/standard_streams.h"
 #include "marshal/exception/vexcept.h"
 #include "marshal/text/vstr.h"
 #include "marshal/typecode/typecode_table.h"
 
 #include <cstring>
 #include <cwchar>
-#include <iostream>
 #include <istream>
 #include <ostream>
 #include <string>
@@ -32,17 +32,17 @@ bool readText(std::istream& stream, std::string& text, size_t limit) {
     switch (readQuoted(stream, text, limit)) {
     case QuotedText::good: return true;
     case QuotedText::notQuoted:
-        std::cerr << "TRXistream::getCString: Error reading Object "
-                  << "from  stream. Make sure your 'write' "
-                  << "function and constructor from stream are "
-                  << "correct\n";
+        standardError() << "TRXistream::getCString: Error reading Object "
+                        << "from  stream. Make sure your 'write' "
+                        << "function and constructor from stream are "
+                        << "correct\n";
         return false;
-    case QuotedText::tooLong: std::cerr << "TRXistream::getCString: String Overflow\n"; return false;
+    case QuotedText::tooLong: standardError() << "TRXistream::getCString: String Overflow\n"; return false;
     case QuotedText::missing:
     case QuotedText::unfinished:
     case QuotedText::badEscape: break;
     }
-    std::cerr << "TRXistream::getCString: Unexpected EOF\n";
+    standardError() << "TRXistream::getCString: Unexpected EOF\n";
     return false;
 }
 
@@ -53,7 +53,9 @@ void skipOne(std::istream& stream) {
         stream.get();
 }
 
-bool takesPlainStrings(const std::ostream* stream) { return stream == &std::cout || stream == &std::cerr; }
+bool takesPlainStrings(const std::ostream* stream) {
+    return stream == &standardOutput() || stream == &standardError();
+}
 
 } // namespace
 
