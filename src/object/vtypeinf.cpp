@@ -1,13 +1,13 @@
 #include "object/vtypeinf.h"
 
 #include "base/assertion.h"
+#include "base/standard_streams.h"
 #include "marshal/exception/vexcept.h"
 #include "object/vobject.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <iostream>
 
 using namespace harbolance;
 
@@ -81,8 +81,7 @@ void TRXTypeInfo::withdraw(const CORBA_TypeInfo* handle) {
     if (_skeleton_owner == handle)
         setMethods(0, nullptr);
     // The merged table refers to the half that goes; it is made again when it is asked for.
-    _methods_by_name.clear();
-    _methods_built = false;
+    _methods_by_name.reset();
 }
 
 bool TRXTypeInfo::hasId(const char* id) const {
@@ -96,11 +95,9 @@ bool TRXTypeInfo::hasId(const char* id) const {
 
 TRXSkeleton TRXTypeInfo::findMethod(const char* operation, const CORBA_TypeInfo*& out) {
     // At the first request, when all static objects have been made, whatever the order of the files.
-    if (!_methods_built) {
-        mergeMethodsInto(_methods_by_name);
-        _methods_built = true;
-    }
-    if (const auto* found = _methods_by_name.find(operation)) {
+    if (!_methods_by_name)
+        mergeMethodsInto(_methods_by_name.emplace(16));
+    if (const auto* found = _methods_by_name->find(operation)) {
         out = found->type->_owner;
         return found->skeleton;
     }
@@ -142,21 +139,20 @@ bool tracing() {
 
 void traceName(const char* name) {
     // Registrations run in static constructors, possibly before those of the standard streams.
-    static const std::ios_base::Init streams;
-    std::cout << "Static initializating class: " << (name ? name : "(null)") << "\n";
+    standardOutput() << "Static initializating class: " << (name ? name : "(null)") << "\n";
 }
 
 void traceBases(std::span<const CORBA_TypeInfo* const> bases) {
     if (bases.empty())
         return;
-    std::cout << "The class has the following base:\n";
+    standardOutput() << "The class has the following base:\n";
     for (const CORBA_TypeInfo* base : bases) {
         if (base->name())
-            std::cout << "'" << base->name() << "'\n";
+            standardOutput() << "'" << base->name() << "'\n";
         else
-            std::cout << "(null)\n";
+            standardOutput() << "(null)\n";
     }
-    std::cout << "\n";
+    standardOutput() << "\n";
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 
 #include <concepts>
 #include <initializer_list>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -104,7 +105,8 @@ private:
     void mergeMethodsInto(MethodTable& table) const;
     TRXObjectFactoryList& factories(bool client) { return client ? _client_factories : _server_factories; }
 
-    MethodTable _methods_by_name{16};
+    std::optional<MethodTable>
+        _methods_by_name; // built when a method is looked for: most processes serve few types
     CORBA_String_var _name;
     CORBA_String_var _id;
     bool _registered = false; // in the dictionary by id
@@ -112,7 +114,6 @@ private:
     const CORBA_TypeInfo* _owner = nullptr;
     const CORBA_TypeInfo* _skeleton_owner = nullptr;
     std::span<const TRXMethod> _methods;
-    bool _methods_built = false;
     TRXObjectFactory _factory = nullptr;
     TRXObjectFactory _user_factory = nullptr;
     TRXWrapFunction _wrap = nullptr;
@@ -132,7 +133,8 @@ public:
     // The stub half, with a list of bases that a null ends. A repository id that is taken and a second stub
     // half of one name raise CORBA_BAD_PARAM.
     template <std::convertible_to<const CORBA_TypeInfo*>... Bases>
-    CORBA_TypeInfo(const char* name, const char* id, TRXObjectFactory stubFactory, Bases... bases) {
+    [[gnu::always_inline]] CORBA_TypeInfo(const char* name, const char* id, TRXObjectFactory stubFactory,
+                                          Bases... bases) {
         registerStub(name, id, stubFactory, list({bases...}));
     }
 

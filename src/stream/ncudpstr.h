@@ -97,7 +97,7 @@ public:
     const DSAddr* localAddrFor(const sockaddr_in& address) const;
     // What builds the tables of all streams from now on; without one a broadcast sends nothing. Returns what
     // did so before.
-    static NCBroadcastTableMaker setBroadcastTableMaker(NCBroadcastTableMaker maker);
+    [[gnu::cold]] static NCBroadcastTableMaker setBroadcastTableMaker(NCBroadcastTableMaker maker);
 
     bool isOpen() const { return socket_.isOpen(); }
     bool isConnected() const { return connected_; }

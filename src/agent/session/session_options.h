@@ -25,7 +25,7 @@ public:
     static SessionOptions* current();
     // The object is not owned and has to exist until the process ends or another one is installed. Null takes
     // the present one out.
-    static void install(SessionOptions* options);
+    [[gnu::cold]] static void install(SessionOptions* options);
 };
 
 // Opens the stream at any port of the address that the option OAipaddr names, or of any address without that

@@ -78,9 +78,11 @@ private:
     }
 };
 
-// Defines the descriptor of a user exception and registers it before `main`.
+// Defines the descriptor of a user exception and registers it before `main`. It is cold, so that it stands
+// beside the other code that runs before `main`, and those who raise no exception load no further page for
+// it.
 #define TRX_DEFINE_USER_EXCEPTION(Class, name, repositoryId)                                                 \
-    const CORBA_ExceptionDesc& Class::_descriptor() {                                                        \
+    [[gnu::cold]] const CORBA_ExceptionDesc& Class::_descriptor() {                                          \
         static const CORBA_ExceptionDesc desc(name, repositoryId, Class::_make,                              \
                                               &CORBA_UserException::_descriptor());                          \
         return desc;                                                                                         \

@@ -46,10 +46,13 @@ void TRXUtil::make_addr(const char* host, unsigned short port, sockaddr_in* addr
     CORBA_String_var text = host_address(host);
     if (!text.in())
         throw CORBA_COMM_FAILURE();
-    const CORBA_String_var own = host_address(nullptr);
-    // A connection to this host itself goes over loopback, which needs no network.
-    if (CORBA_string_compare(text.in(), own.in()) == 0)
-        text = loopback;
+    // A connection to this host itself goes over loopback, which needs no network. The resolver, who knows its
+    // address, is left alone when the answer would not change anything.
+    if (CORBA_string_compare(text.in(), loopback) != 0) {
+        const CORBA_String_var own = host_address(nullptr);
+        if (CORBA_string_compare(text.in(), own.in()) == 0)
+            text = loopback;
+    }
     address->sin_addr.s_addr = dottedAddress(text.in()).value_or(0);
 }
 
