@@ -18,7 +18,8 @@ public:
     using Create = NCTransObject* (*)(NCistream&);
 
     // `create` is null for an abstract class. `name` has to live as long as the process.
-    [[gnu::cold]] NCTypeInfo(const char* name, Create create, std::initializer_list<const NCTypeInfo*> bases = {});
+    [[gnu::cold]] NCTypeInfo(const char* name, Create create,
+                             std::initializer_list<const NCTypeInfo*> bases = {});
     NCTypeInfo(const NCTypeInfo&) = delete;
     NCTypeInfo& operator=(const NCTypeInfo&) = delete;
     virtual ~NCTypeInfo();

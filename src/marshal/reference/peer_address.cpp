@@ -46,8 +46,8 @@ void TRXUtil::make_addr(const char* host, unsigned short port, sockaddr_in* addr
     CORBA_String_var text = host_address(host);
     if (!text.in())
         throw CORBA_COMM_FAILURE();
-    // A connection to this host itself goes over loopback, which needs no network. The resolver, who knows its
-    // address, is left alone when the answer would not change anything.
+    // A connection to this host itself goes over loopback, which needs no network. The resolver, who knows
+    // its address, is left alone when the answer would not change anything.
     if (CORBA_string_compare(text.in(), loopback) != 0) {
         const CORBA_String_var own = host_address(nullptr);
         if (CORBA_string_compare(text.in(), own.in()) == 0)
