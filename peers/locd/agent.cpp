@@ -130,7 +130,8 @@ void Agent::receive(const DSAMessage& message, const sockaddr_in& from) {
         reply = new DSAReply(DSReplyPlain, message, DSStatusDone, address.get());
     } else if (message.msgType() == DSTypeProviderUnreachable) {
         if (const auto* provider = nc_cast<DSProvider>(message.object()))
-            // Any process can say so. It makes the agent ask the client, and nothing more.
+            // Any process can say so: its client is asked, and others of the name are found before it.
+            // Nothing is withdrawn.
             sessions_.unreachable(*provider);
     }
     if (reply)
