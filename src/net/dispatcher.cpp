@@ -62,10 +62,6 @@ int dpIOHandler::exceptionRaised(int) { return 0; }
 
 void dpIOHandler::timerExpired(long, long) {}
 
-bool dpFdMask::anySet() const {
-    return std::any_of(words_.begin(), words_.end(), [](uint64_t word) { return word != 0; });
-}
-
 int dpFdMask::count() const {
     int bits = 0;
     for (const uint64_t word : words_)
@@ -115,6 +111,7 @@ int dpDispatcher::setReady(int fd, int mask) {
     if (!handler(fd, mask))
         return 0;
     ready_[mask].set(fd);
+    marked_ = true;
     return 1;
 }
 
@@ -135,8 +132,10 @@ bool dpDispatcher::dispatch(long& sec, long& usec) {
 bool dpDispatcher::dispatch(timeval* limit) {
     // Left over here are the descriptors of an outer turn, or of one that an exception ended. `select` will
     // report again what it had reported; what had been marked ready would be lost.
-    for (int mask = readMask; selectedFromReady_ && mask <= exceptMask; ++mask)
+    for (int mask = readMask; selectedFromReady_ && mask <= exceptMask; ++mask) {
         ready_[mask].add(selected_[mask]);
+        marked_ = true;
+    }
 
     dpFdMask& r = selected_[readMask];
     dpFdMask& w = selected_[writeMask];
@@ -148,7 +147,8 @@ bool dpDispatcher::dispatch(timeval* limit) {
 }
 
 bool dpDispatcher::anyReady() const {
-    return ready_[readMask].anySet() || ready_[writeMask].anySet() || ready_[exceptMask].anySet();
+    return marked_ &&
+           (ready_[readMask].anySet() || ready_[writeMask].anySet() || ready_[exceptMask].anySet());
 }
 
 bool dpDispatcher::dispatch() { return dispatch(nullptr); }
@@ -183,6 +183,7 @@ int dpDispatcher::fillInReady(dpFdMask& r, dpFdMask& w, dpFdMask& e) {
     // Each mark is good for one call: a handler that wants another says so by its result.
     for (dpFdMask& mask : ready_)
         mask.clear();
+    marked_ = false;
     return r.count() + w.count() + e.count();
 }
 

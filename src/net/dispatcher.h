@@ -56,7 +56,12 @@ public:
     void set(int fd) { wordOf(fd) |= bitOf(fd); }
     void reset(int fd) { wordOf(fd) &= ~bitOf(fd); }
     bool test(int fd) const { return (words_[static_cast<size_t>(fd) / wordBits] & bitOf(fd)) != 0; }
-    bool anySet() const;
+    bool anySet() const {
+        uint64_t any = 0; // without an exit from the loop, which takes a few instructions then
+        for (const uint64_t word : words_)
+            any |= word;
+        return any != 0;
+    }
     int count() const;
 
     uint64_t word(size_t index) const { return words_[index]; }
@@ -164,4 +169,5 @@ private:
     dpTimerQueue timers_;
     timeval wait_{};
     bool selectedFromReady_ = false;
+    bool marked_ = false; // something may be in `ready_`
 };

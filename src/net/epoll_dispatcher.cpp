@@ -109,11 +109,16 @@ void dpEpollDispatcher::enter(int fd) {
 
 int dpEpollDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit) {
     const timeval zero{};
-    // One end for all passes of the loop: events that concern no handler do not lengthen the wait.
-    const timeval end = timeSum(monotonicTime(), limit && isEarlier(zero, *limit) ? *limit : zero);
+    // One end for all passes of the loop: events that concern no handler do not lengthen the wait. The clock
+    // is asked only when there is one.
+    timeval end{}, left{};
+    if (limit)
+        end = timeSum(monotonicTime(), isEarlier(zero, *limit) ? *limit : zero);
     for (;;) {
-        const timeval now = monotonicTime();
-        timeval left = isEarlier(now, end) ? timeDifference(end, now) : zero;
+        if (limit) {
+            const timeval now = monotonicTime();
+            left = isEarlier(now, end) ? timeDifference(end, now) : zero;
+        }
         timeval* rest = limit ? &left : nullptr;
         if (!hasSet() && !makeSet())
             return dpDispatcher::waitFor(r, w, e, rest);
@@ -125,10 +130,15 @@ int dpEpollDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* l
 
 // What is ready within the limit; -1 when something happened that changes nothing for the caller.
 int dpEpollDispatcher::collect(const timeval* limit, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
+    r.clear();
+    w.clear();
     e.clear();
-    r = alwaysReady_.intersection(watched(readMask));
-    w = alwaysReady_.intersection(watched(writeMask));
-    int found = r.count() + w.count();
+    int found = 0;
+    if (alwaysReady_.anySet()) {
+        r = alwaysReady_.intersection(watched(readMask));
+        w = alwaysReady_.intersection(watched(writeMask));
+        found = r.count() + w.count();
+    }
     // One event per descriptor at most, so that a call never leaves some behind.
     std::array<epoll_event, maxDescriptors> events;
     // With something always ready the events are only collected, not waited for.
@@ -155,19 +165,15 @@ int dpEpollDispatcher::take(const epoll_event& event, dpFdMask& r, dpFdMask& w, 
         set_.reset();
         return 0;
     }
-    const struct {
-        int mask;
-        uint32_t events;
-        dpFdMask& ready;
-    } kinds[] = {{readMask, readable, r}, {writeMask, writable, w}, {exceptMask, exceptional, e}};
-    int found = 0;
-    for (const auto& kind : kinds) {
+    const auto note = [&](int mask, uint32_t events, dpFdMask& ready) {
         // The system reports errors and hang-ups whether they were asked for or not.
-        if ((event.events & kind.events) != 0 && watched(kind.mask).test(fd)) {
-            kind.ready.set(fd);
-            ++found;
-        }
-    }
+        if ((event.events & events) == 0 || !watched(mask).test(fd))
+            return 0;
+        ready.set(fd);
+        return 1;
+    };
+    const int found =
+        note(readMask, readable, r) + note(writeMask, writable, w) + note(exceptMask, exceptional, e);
     if (known.onlyChanges != (found == 0)) {
         known.onlyChanges = found == 0;
         control(EPOLL_CTL_MOD, fd);
