@@ -13,8 +13,12 @@ namespace {
 
 Activation::OAD* daemonAt(const char* host) { return Activation::OAD::_bind(nullptr, host); }
 
+// A host whose name leads nowhere must not end up with the daemon of another one.
 Activation::OAD* daemonOfThisHost() {
-    return daemonAt(CORBA_String_var(TRXUtil::host_address(nullptr)).in());
+    const CORBA_String_var host(TRXUtil::host_address(nullptr));
+    if (!host.in())
+        throw CORBA_NO_IMPLEMENT();
+    return daemonAt(host.in());
 }
 
 // Older peers know interfaces by their names.

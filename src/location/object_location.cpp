@@ -172,6 +172,13 @@ CORBA_Boolean TRXLocation::rebind(IOP::IOR& ior, CORBA_Object* object, TRXClosur
 }
 
 CORBA_Boolean TRXLocation::bind_failed(IOP::IOR& ior, CORBA_Object* object, TRXClosure& closure) {
+    const CORBA_Boolean again = findAnother(ior, object, closure);
+    if (!again)
+        _pace.over(object);
+    return again;
+}
+
+CORBA_Boolean TRXLocation::findAnother(IOP::IOR& ior, CORBA_Object* object, TRXClosure& closure) {
     bool service = false;
     if (!closure.data())
         closure.data(addressed(ior, service).release());
@@ -188,10 +195,12 @@ CORBA_Boolean TRXLocation::bind_failed(IOP::IOR& ior, CORBA_Object* object, TRXC
         return 0;
     IOP::IOR failed = ior;
     failed.type_id = fresh->type_id;
+    const bool same = *fresh == failed;
     // A service that is found where it has failed would fail again. An object may come back there, or the
     // agent is still to find out that its server has died.
-    if (*fresh == failed &&
-        (service || !leadsAnywhere(failed) || !_pace.again(failed, options->connectTimeout)))
+    if (same && (service || !leadsAnywhere(ior)))
+        return 0;
+    if (!_pace.again(object, !same, options->connectTimeout))
         return 0;
     ior = *fresh;
     return 1;
@@ -200,6 +209,10 @@ CORBA_Boolean TRXLocation::bind_failed(IOP::IOR& ior, CORBA_Object* object, TRXC
 CORBA_Boolean TRXLocation::rebind_failed(IOP::IOR& ior, CORBA_Object* object, TRXClosure& closure) {
     return bind_failed(ior, object, closure);
 }
+
+void TRXLocation::bind_succeeded(IOP::IOR&, CORBA_Object* object, int, TRXClosure&) { _pace.over(object); }
+
+void TRXLocation::rebind_succeeded(IOP::IOR&, CORBA_Object* object, int, TRXClosure&) { _pace.over(object); }
 
 // --- Start-up ----------------------------------------------------------------------------------------------
 

@@ -28,8 +28,10 @@ public:
 
     CORBA_Boolean bind(IOP::IOR& ior, CORBA_Object* object, TRXClosure& closure) override;
     CORBA_Boolean bind_failed(IOP::IOR& ior, CORBA_Object* object, TRXClosure& closure) override;
+    void bind_succeeded(IOP::IOR& ior, CORBA_Object* object, int fd, TRXClosure& closure) override;
     CORBA_Boolean rebind(IOP::IOR& ior, CORBA_Object* object, TRXClosure& closure) override;
     CORBA_Boolean rebind_failed(IOP::IOR& ior, CORBA_Object* object, TRXClosure& closure) override;
+    void rebind_succeeded(IOP::IOR& ior, CORBA_Object* object, int fd, TRXClosure& closure) override;
 
     // The bind interceptor for objects by name, which is the first of every chain.
     static TRXBindInterceptor* ofChain() { return new TRXLocation(nullptr); }
@@ -39,6 +41,7 @@ private:
 
     void registerType(const CORBA_TypeInfo& type, Registration& registration);
     void unregisterType(const CORBA_TypeInfo& type, Registration& registration);
+    CORBA_Boolean findAnother(IOP::IOR& ior, CORBA_Object* object, TRXClosure& closure);
     void takenByDaemon(const TRXEXT_CreationImplDef& definition, Registration& registration);
 
     CORBA_BOA* _adapter;

@@ -6,24 +6,22 @@
 
 namespace harbolance {
 
-bool RetryPace::again(const IOP::IOR& server, CORBA_ULong seconds) {
+bool RetryPace::again(const CORBA_Object* object, bool anotherServer, CORBA_ULong seconds) {
     using namespace std::chrono_literals;
-    constexpr auto oneTry = 10s; // a failure that comes later belongs to another binding
     const auto now = Clock::now();
-    if (!(_server == server) || now - _last > oneTry) {
-        _server = server;
-        _begin = now;
-        _pause = 20ms;
-    }
-    _last = now;
-    if (now - _begin >= std::chrono::seconds(seconds == 0 ? longest : std::min(seconds, longest)))
+    auto made = std::make_unique<Binding>(Binding{object, now, 0ms});
+    Binding& binding = **_bindings.insert(std::move(made)).entry; // or the one that is there
+    const auto limit = std::chrono::seconds(seconds == 0 ? longest : std::min(seconds, longest));
+    if (now - binding.begin >= limit)
         return false;
-    LoopWait wait;
+    const auto pause = binding.pause == 0ms && !anotherServer ? 20ms : binding.pause;
+    binding.pause = std::clamp(2 * pause, 20ms, 1000ms);
+    if (pause == 0ms)
+        return true;
+    LoopWait wait; // the object may be bound meanwhile
     TRXTimer timer(wait.dispatcher());
-    timer.start(0, std::chrono::microseconds(_pause).count());
+    timer.start(0, std::chrono::microseconds(pause).count());
     wait.until(0, [&timer] { return timer.fired; });
-    _pause = std::min(2 * _pause, 1000ms);
-    _last = Clock::now();
     return true;
 }
 

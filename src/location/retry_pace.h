@@ -1,29 +1,38 @@
 #pragma once
 
-#include "marshal/reference/vior.h"
+#include "base/hash_table.h"
+#include "marshal/types.h"
 
 #include <chrono>
+#include <memory>
+
+class CORBA_Object;
 
 namespace harbolance {
 
 // Agents name a server that has died until they have found that out, and one that lives but cannot be reached
-// for as long as it lives. Whoever tries such a server again does it at this pace, and not for ever.
+// for as long as it lives. Whoever tries such servers again does it at this pace, and not for ever.
 class RetryPace {
 public:
     static constexpr CORBA_ULong longest = 60; // seconds
 
-    // Waits before the server of a reference that has just failed is tried again: each time longer, up to a
-    // second. The event loop is turned meanwhile. False when so many seconds have been spent on it, 0 for the
-    // longest time.
-    bool again(const IOP::IOR& server, CORBA_ULong seconds);
+    // After a failure to bind `object`, before the next try: another server is tried at once, but only the
+    // first time; otherwise this waits, each time longer, up to a second. The event loop is turned meanwhile.
+    // False when so many seconds have been spent on the binding, 0 for the longest time.
+    bool again(const CORBA_Object* object, bool anotherServer, CORBA_ULong seconds);
+    // The object is bound, or given up.
+    void over(const CORBA_Object* object) { _bindings.take(static_cast<const void*>(object)); }
 
 private:
     using Clock = std::chrono::steady_clock;
 
-    IOP::IOR _server;
-    Clock::time_point _begin;
-    Clock::time_point _last;
-    std::chrono::milliseconds _pause{};
+    struct Binding {
+        const void* object; // only compared
+        Clock::time_point begin;
+        std::chrono::milliseconds pause;
+    };
+
+    KeyedTable<std::unique_ptr<Binding>, &Binding::object> _bindings{0};
 };
 
 } // namespace harbolance

@@ -1,5 +1,6 @@
 """Objects by name: servers announce them to agents and to activation daemons, clients find them there."""
 
+import itertools
 import unittest
 
 import giop
@@ -130,13 +131,20 @@ class Finding(NamingCase):
         self.agent.wait_for(UNREACHABLE)
         self.assertEqual(self.asked(), [UNREACHABLE])
         self.talk(other, "null 1: CORBA::NO_IMPLEMENT 1")
-        self.assertEqual({*self.asked()}, {UNREACHABLE, name})
+        asked = self.asked()
+        self.assertEqual({*asked}, {UNREACHABLE, name})
+        self.assertLess(len(asked), 40)
         self.agent.providers = []
         self.talk(other, "null 1: CORBA::NO_IMPLEMENT 1")
         self.asked()
         self.provide(self.server("echo"), name)
         self.talk(other, "null 1: ok")
         self.assertEqual(self.asked(), [name])
+        # Two that do not answer, in turn.
+        dead = itertools.cycle(wire.provider(name, "127.0.0.1", port) for port in (1, 2))
+        self.agent.script[LOCATE] = lambda record: wire.reply(0, record, 0, next(dead))
+        self.talk(self.caller(), "limits 0 0 1: ok", "bind echo: CORBA::NO_IMPLEMENT 1")
+        self.assertLess(len(self.asked()), 40)
 
 
 class Moves(NamingCase):
