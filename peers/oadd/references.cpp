@@ -12,6 +12,10 @@ constexpr const char* anyInterface = "*"; // services have no interface of their
 
 std::string taken(char* text) { return CORBA_String_var(text).in(); }
 
+const char* typeOf(const ObjectName& object) {
+    return object.repId == anyInterface ? "" : object.repId.c_str();
+}
+
 std::string octetsOf(const CORBA_OctetSequence& sequence) {
     std::string octets;
     for (CORBA_ULong i = 0; i < sequence.length(); ++i)
@@ -58,14 +62,14 @@ IOP::IOR References::iorToHere(const ObjectName& object) const {
     const TRXRef<TRXObjectId> id(new TRXPersistentId(object.repId.c_str(), object.name.c_str()));
     const CORBA_OctetSequence_var key(TRXUtil::key_from_id(*id));
     IOP::IOR ior = own_;
-    ior.type_id = object.repId == anyInterface ? "" : object.repId.c_str();
+    ior.type_id = typeOf(object);
     TRXUtil::set_object_key(ior, *key);
     return ior;
 }
 
 IOP::IOR* References::iorToHere(const CORBA_OctetSequence& key) const {
     auto ior = std::make_unique<IOP::IOR>(own_);
-    ior->type_id = "";
+    ior->type_id = typeOf(nameInKey(key));
     TRXUtil::set_object_key(*ior, key);
     return ior.release();
 }

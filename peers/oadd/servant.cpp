@@ -214,8 +214,14 @@ TRXEXT_CreationImplDef* Servant::boa_activate_obj(CORBA_Object_ptr obj, const ch
                                                   CORBA_Long uid) {
     ServerObject object = daemon_.references->split(obj);
     const Entry entry = daemon_.registrations.ofObject(nameOf(repository_id, object.name.name.c_str()));
-    if (!entry)
+    if (!entry) {
+        // Usual for the base interfaces of an object; else a wrong name, for which a look-up waits in vain.
+        if (uid < 0)
+            log(LogLevel::info, "process " + std::to_string(-static_cast<long>(uid)) + " has " +
+                                    toText(nameOf(repository_id, object.name.name.c_str())) +
+                                    ", which is not registered");
         throw Activation::NotRegistered();
+    }
     // A reference that leads to this daemon only is what an earlier call has made of the object's own.
     if (object.reference.in())
         daemon_.servers.activated(*entry, {entry->object, object.key, object.reference, uid});

@@ -37,11 +37,15 @@ class OaddCase(harness.Case):
     def words(self, *words):
         return "oadctl", "--oad-file", self.reference, *words
 
-    def ctl(self, *words, status=0, err=""):
+    def ctl(self, *words):
         """What it prints."""
         result = self.run_program(*self.words(*words))
-        self.assertEqual((result.status, result.err), (status, err and f"oadctl: {err}\n"), (words, result))
+        self.assertEqual((result.status, result.err), (0, ""), words)
         return result.out
+
+    def fails(self, *words, why):
+        """In `why`, {} stands for the interface."""
+        self.expect(self.run_program(*self.words(*words)), "", f"oadctl: {why}\n".replace("{}", f'"{INTERFACE}"'), 1)
 
     def register(self, name, *words, options=()):
         self.ctl("register", "-n", name, *options, "Activated", SERVER, *(words or [name]))
@@ -83,8 +87,8 @@ class Starting(OaddCase):
         self.assertEqual(self.states(), {"Anna": [("registered", 0)]})
         lookups = [self.start(*self.words("lookup", "Activated", "Anna")) for _ in range(10)]
         self.wait_state("Anna", "starting")
-        self.ctl("lookup", "-w", 0, INTERFACE, "Anna", status=1, err=f'the server of "{INTERFACE}" "Anna" is not active '
-                 "yet, or too many servers run; try again later")
+        self.fails("lookup", "-w", 0, INTERFACE, "Anna",
+                   why='the server of {} "Anna" is not active yet, or too many servers run; try again later')
         go.touch()
         self.assertEqual({lookup.wait() for lookup in lookups}, {0})
         self.assertEqual(len({lookup.out for lookup in lookups}), 1)
@@ -145,23 +149,24 @@ class Starting(OaddCase):
         self.assertEqual(result.status, 1)
         wait_until(lambda: "has ended" in daemon.err, "the end of the script")
         said = [line for line in daemon.err.split("\n") if " oadd " not in line and line]
-        self.assertEqual([line[5:] for line in said if line.startswith("word ")],
+        self.assertEqual([line[5:] for line in said if line.startswith("word ")][:-1],
                          ["a b", "-ORBword", "$HOME", *map(str, self.domain()), "-OAactivateIOR",
-                          self.reference.read_text().strip(), "-OAoad_uid", next(iter(re.findall(r"-\d+$", "\n".join(said), re.M)))])
-        self.assertEqual({line for line in said if re.match("SECRET|TZ|OWN|HOME", line)}, {"TZ=a b", "OWN=1", "HOME=/home"})
+                          self.reference.read_text().strip(), "-OAoad_uid"])
+        self.assertEqual({line for line in said if re.match("SECRET|TZ|OWN|HOME", line)},
+                         {"TZ=a b", "OWN=1", "HOME=/home"})
         self.assertRegex("\n".join(said), r"\nfds\n0\n1\n(10\n)?2\nSig")  # 10 is the script
         for line in ("SigBlk:\t0000000000000000", "SigIgn:\t0000000000000000", "NoNewPrivs:\t1", "/"):
             self.assertIn(line, said)
 
 
 class Faults(OaddCase):
-    FAILED = (f'the server of "{INTERFACE}" "%s" cannot be started, or has ended before its object was active; '
-              "the daemon's log says more")
+    LATE = 'the server of {} "%s" has been started and has not made its object active in time'
 
     def test_programs_that_misbehave(self):
         daemon = self.daemon("--start-limit", 2)
         self.register("End", "-end", "End")
-        self.ctl("lookup", "Activated", "End", status=1, err=self.FAILED % "End")
+        self.fails("lookup", "Activated", "End", why='the server of {} "End" cannot be started, or has ended before '
+                   "its object was active; the daemon's log says more")
         self.assertEqual(self.states()["End"], [("failed", 0)])
         self.register("Fork", "-fork", "Fork")
         _, ask = self.client(self.ctl("lookup", "Activated", "Fork").strip())
@@ -170,15 +175,13 @@ class Faults(OaddCase):
         os.kill(child, signal.SIGKILL)
         self.wait_state("Fork", "registered")
         self.register("Hang", "-deaf", f"-wait={self.scratch / 'never'}", "Hang")
-        self.ctl("lookup", "Activated", "Hang", status=1,
-                 err=f'the server of "{INTERFACE}" "Hang" has been started and has not made its object active in time')
+        self.fails("lookup", "Activated", "Hang", why=self.LATE % "Hang")
         wait_until(lambda: "has ended by signal 9" in daemon.err, lambda: f"the end of a deaf server {daemon}")
         self.assertEqual(self.states()["Hang"], [("failed", 0)])
         # One that serves something else goes on with that.
         self.register("Other")
         self.register("Wanted", "Other")
-        self.ctl("lookup", "Activated", "Wanted", status=1,
-                 err=f'the server of "{INTERFACE}" "Wanted" has been started and has not made its object active in time')
+        self.fails("lookup", "Activated", "Wanted", why=self.LATE % "Wanted")
         self.assertEqual([state for state, _ in self.states()["Other"]], ["active"])
 
     def test_a_server_started_by_hand(self):
@@ -233,22 +236,24 @@ class Faults(OaddCase):
             self.assertRaises(ProcessLookupError, os.kill, process, 0)
 
     def test_refusals_to_start(self):
-        words = "--programs", self.scratch, "--registrations", self.registrations
+        words = "oadd", "--as-root", "--programs", self.scratch, "--registrations", self.registrations
+
+        def refused(words, why, status=1):
+            self.expect(self.run_program(*words), "", f"oadd: {why}\n", status)
         self.registrations.write_text("oadd registrations 1\nnonsense\n")
-        self.expect(self.run_program("oadd", "--as-root", *words), "", f"oadd: {self.registrations}:2: 'nonsense' stands "
-                    "before the first 'implementation'; mend the file or move it away, it is left as it is\n", 1)
+        refused(words, f"{self.registrations}:2: 'nonsense' stands before the first 'implementation'; mend the file or "
+                "move it away, it is left as it is")
         self.assertEqual(self.registrations.read_text(), "oadd registrations 1\nnonsense\n")
         self.registrations.unlink()
-        self.expect(self.run_program("oadd", "--as-root", "--programs", "/missing"), "",
-                    "oadd: --programs /missing: No such file or directory\n", 1)
-        self.expect(self.run_program("oadd", "word"), "", "oadd: unexpected word 'word'; see oadd --help\n", 2)
-        self.assertRegex(self.run_program("oadd", "--version").out, r"^oadd \d+\.\d+\.\d+\n$")
+        refused([*words, "--programs", "/missing"], "--programs /missing: No such file or directory")
+        refused([*words, "word"], "unexpected word 'word'; see oadd --help", 2)
+        refused([*words, "--address", "203.0.113.7"], "cannot listen: CORBA::COMM_FAILURE; choose another --address or "
+                "--port")
         if os.geteuid() == 0:
-            self.expect(self.run_program("oadd", *words), "", "oadd: this would start servers as root; run it as another "
-                        "user, or with --as-root\n", 1)
+            refused(["oadd"], "this would start servers as root; run it as another user, or with --as-root")
         self.daemon()
-        self.expect(self.run_program("oadd", "--as-root", *words), "",
-                    f"oadd: another oadd uses {self.registrations}; end it, or name another file with --registrations\n", 1)
+        refused(words, f"another oadd uses {self.registrations}; end it, or name another file with --registrations")
+        self.assertRegex(self.run_program("oadd", "--version").out, r"^oadd \d+\.\d+\.\d+\n$")
 
 
 class Domain(OaddCase):
@@ -304,22 +309,22 @@ class Strangers(OaddCase):
             holder = subprocess.Popen(["unshare", "--net", "sleep", "100"])
             self.addCleanup(holder.wait)
             self.addCleanup(holder.kill)
-            wait_until(lambda: os.readlink(f"/proc/{holder.pid}/ns/net") != os.readlink("/proc/self/ns/net"), "a network")
-            self.inside.append(["nsenter", f"--net=/proc/{holder.pid}/ns/net"])
-        here, there = self.inside
-        for words in ([*here, "ip", "link", "add", "cable", "type", "veth", "peer", "name", "cable", "netns", str(holder.pid)],
-                      [*here, "ip", "address", "add", "192.0.2.1/24", "dev", "cable"], [*here, "ip", "link", "set", "cable", "up"],
-                      [*there, "ip", "address", "add", "192.0.2.2/24", "dev", "cable"], [*there, "ip", "link", "set", "cable", "up"],
-                      [*here, "ip", "link", "set", "lo", "up"]):
-            subprocess.run(words, check=True)
+            own = os.readlink("/proc/self/ns/net")
+            wait_until(lambda: os.readlink(f"/proc/{holder.pid}/ns/net") != own, "a network")
+            self.inside.append(["/usr/bin/nsenter", f"--net=/proc/{holder.pid}/ns/net"])
+        for place, words in (
+                (0, f"link add cable type veth peer name cable netns {holder.pid}"), (0, "link set lo up"),
+                (0, "address add 192.0.2.1/24 dev cable"), (0, "link set cable up"),
+                (1, "address add 192.0.2.2/24 dev cable"), (1, "link set cable up")):
+            subprocess.run([*self.inside[place], "ip", *words.split()], check=True)
 
-    def within(self, place, *words, **told):
-        return self.run_program("/usr/bin/nsenter", *self.inside[place][1:], harness.PROGRAMS / words[0], *words[1:], **told)
+    def within(self, place, program, *words, **told):
+        return self.run_program(*self.inside[place], harness.PROGRAMS / program, *words, **told)
 
     def daemon_for(self, *words):
         self.reference.unlink(missing_ok=True)
-        daemon = self.start("/usr/bin/nsenter", *self.inside[0][1:], harness.PROGRAMS / "oadd", "-ORBagent", 0, "--as-root",
-                            "--address", "192.0.2.1", "--programs", harness.PROGRAMS, "--registrations", self.registrations,
+        daemon = self.start(*self.inside[0], harness.PROGRAMS / "oadd", "-ORBagent", 0, "--as-root", "--address",
+                            "192.0.2.1", "--programs", harness.PROGRAMS, "--registrations", self.registrations,
                             "--reference", self.reference, *words)
         daemon.wait_line("oadd: listening")
         return daemon
