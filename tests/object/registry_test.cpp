@@ -178,17 +178,20 @@ TEST(Wrappers, comeFromTheListOfTheObjectsSide) {
     EXPECT_EQ(PlainServant::alive + PlainStub::alive, 0);
 }
 
-class Wrapped : public harbolance::Interface<Wrapped, CORBA_Object> {
+class Wrapped : public virtual CORBA_Object {
 public:
-    Wrapped() : CORBA_Object(true) { ++alive; }
+    TRX_INTERFACE(Wrapped, CORBA_Object)
     ~Wrapped() override { --alive; }
 
     static inline int alive = 0;
     static const CORBA_TypeInfo _type;
+
+private:
+    const int number_ = ++alive;
 };
-CORBA_Object* makeWrapped() { return new Wrapped; }
-CORBA_Object* wrapInOther(TRXObjectFactoryList&, CORBA_Object*) { return new Wrapped; }
-const CORBA_TypeInfo Wrapped::_type("W", "IDL:W:1.0", wrapInOther, makeWrapped, nullptr, 0, nullptr, 0);
+CORBA_Object* wrapInOther(TRXObjectFactoryList&, CORBA_Object*) { return harbolance::makeStub<Wrapped>(); }
+const CORBA_TypeInfo Wrapped::_type("W", "IDL:W:1.0", wrapInOther, harbolance::makeStub<Wrapped>, nullptr, 0,
+                                    nullptr, 0);
 
 TEST(Wrappers, takeThePlaceOfTheStubThatNarrowingMakes) {
     const CORBA_Object_var plain = new PlainStub;
