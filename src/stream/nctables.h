@@ -138,8 +138,8 @@ struct NCInTable {
 
     // As with the writer, `known` is cleared by the next object.
     void forgetObjects() {
-        // A table that is far too large for this message shrinks, and a huge one in any case: clearing it for each
-        // of the small messages behind a large one would cost more than these.
+        // A table that is far too large for this message shrinks, and a huge one in any case: clearing it for
+        // each of the small messages behind a large one would cost more than these.
         constexpr uint32_t small = 1u << 12;
         constexpr uint32_t huge = 1u << 18;
         const bool spacious = known.capacity() > small && known.size() < known.capacity() / 16;
