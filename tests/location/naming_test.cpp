@@ -26,18 +26,6 @@ TEST(Names, areWhatClientsAskFor) {
     EXPECT_EQ(announcedNames("A", "x", "h"), (std::vector<std::string>{"A", "h_A", "h_A_x", "A_x"}));
 }
 
-TEST(LocationCache, keepsTheLatestAnswer) {
-    LocationCache cache;
-    for (const char* type : {"first", "second"}) {
-        IOP::IOR reference;
-        reference.type_id = type;
-        cache.put({"a", nullptr, reference});
-    }
-    EXPECT_STREQ(cache.find("a")->reference.type_id.in(), "second");
-    cache.remove("a");
-    EXPECT_EQ(cache.find("a"), nullptr);
-}
-
 const CORBA_TypeInfo thingType("Test::Thing", "IDL:Test/Thing:1.0", nullptr, &CORBA_Object_type);
 
 struct Thing : CORBA_Object {
