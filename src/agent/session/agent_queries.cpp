@@ -114,6 +114,7 @@ bool AgentQueries::findDomain(int& status) {
         return false;
     domain_.emplace();
     domain_->connection = link_.connections();
+    // First in the list: its answer decides whether the whole query has failed.
     domain_->sources.push_back(std::make_unique<ListSource>(ownAgent()));
     if (!others)
         return true;
@@ -143,6 +144,7 @@ NCRef<DSSet> AgentQueries::queryAll(int& status, DSRequest& question) {
         // An agent that is silent or refuses does not spoil the listing.
         int otherStatus = DSUser::done;
         const NCRef<DSSet> more = querySource(otherStatus, source, question);
+        // Asked nevertheless, but on a connection that ends with the query.
         if (source.isConnected() && ++connections > mostConnections)
             source.disconnect();
         if (!more)

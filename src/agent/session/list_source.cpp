@@ -43,15 +43,18 @@ NCRef<DSSet> ListSource::query(int& status, DSRequest& question, bool debug) {
     if (givenUp_)
         return nullptr;
     NCRef<DSReply> reply = stream_ ? askAgain(question) : nullptr;
+    // A silent agent would let a second wait run out as well.
     if (!reply && !silent_ && connect())
         reply = ask(question, listTimeout);
     if (!reply) {
         giveUp();
         return nullptr;
     }
+    // An agent that takes one query on a connection closes it, or lets a second one wait for ever.
     if (reuse_ == Reuse::impossible)
         disconnect();
     status = DSUser::done;
+    // Held by the result: the set stays when the reply goes.
     if (auto* set = nc_cast<DSSet>(reply->reply()))
         return set;
     if (debug)
@@ -60,12 +63,14 @@ NCRef<DSSet> ListSource::query(int& status, DSRequest& question, bool debug) {
 }
 
 bool ListSource::connect() {
+    // Kept from the first query: the question costs a datagram and up to three seconds.
     if (!endpoint_)
         endpoint_ = tcpEndpoint();
     if (!endpoint_)
         return false;
     auto stream = std::make_unique<NCtcpstream>(listBufferSize, listQueue);
     const int connected = stream->connect(endpoint_->addr(), endpoint_->port(), listTimeout);
+    // Only a wait that ran out counts: a connection that is refused costs no time.
     silent_ = connected == NCtcpstream::timedOut;
     if (connected != 0)
         return false;
@@ -77,6 +82,7 @@ bool ListSource::connect() {
 
 // On the open connection, which is closed when there is no answer.
 NCRef<DSReply> ListSource::ask(DSRequest& question, int seconds) {
+    // Back in its place only with the whole answer: on a connection with half of one nothing can be asked.
     std::unique_ptr<NCtcpstream> stream = std::move(stream_);
     if (stream->send(&question, listPriority) != 0)
         return nullptr;
@@ -95,12 +101,15 @@ NCRef<DSReply> ListSource::ask(DSRequest& question, int seconds) {
 // Another query on the open connection. Null when the agent has closed it, or takes no second one: it is
 // asked on a new connection then.
 NCRef<DSReply> ListSource::askAgain(DSRequest& question) {
+    // Nothing is outstanding, so input can only be the end, or octets that answer no question.
     const bool isOpen = pollUntil(stream_->fd(), POLLIN, Deadline(0)) == 0;
     NCRef<DSReply> reply;
     if (isOpen)
         reply = ask(question, reuse_ == Reuse::possible ? listTimeout : reuseTimeout);
     else
         disconnect();
+    // The first second query shows what the agent does. Its silence is no sign: it may only have stopped
+    // reading.
     if (reuse_ == Reuse::untried) {
         reuse_ = reply ? Reuse::possible : Reuse::impossible;
         silent_ = false;
@@ -125,8 +134,10 @@ std::optional<DSAddr> ListSource::tcpEndpoint() {
         const int ready = pollUntil(stream.fd(), POLLIN, Deadline(seconds));
         if (ready < 0)
             return std::nullopt;
+        // Lost on the way, perhaps: the question is sent again.
         if (ready == 0)
             continue;
+        // An agent that answers, be it with nonsense, does not make the next listing wait.
         answered = true;
         int received = 0;
         const std::unique_ptr<NCTransObject> object(stream.receive(received));
