@@ -30,7 +30,7 @@ struct Daemon {
 // Who may call what is decided in front of it (gate.h).
 class Servant : public _sk_Activation::_sk_OAD {
 public:
-    Servant(const char* name, Daemon& daemon) : CORBA_Object(), _sk_OAD(name), daemon_(daemon) {}
+    Servant(const char* name, Daemon& daemon) : _sk_OAD(name), daemon_(daemon) {}
 
     void unregister_all() override;
     char* generated_environment(const TRXEXT_CreationImplDef& impl) override;

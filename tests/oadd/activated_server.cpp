@@ -20,7 +20,7 @@ namespace {
 
 class Servant : public _sk_Activated {
 public:
-    explicit Servant(const char* name) : CORBA_Object(), _sk_Activated(name) {}
+    explicit Servant(const char* name) : _sk_Activated(name) {}
     CORBA::Long process() override { return getpid(); }
 };
 
