@@ -133,6 +133,8 @@ bool sameServer(const IOP::IOR& found, IOP::IOR reference) {
 
 void ObjectFinder::invalidate(const IOP::IOR& failed, const char* repId, const char* objectName,
                               const char* host) {
+    if (!agentUsable())
+        return;
     const std::string text = cacheKey(repId, objectName, host);
     const FoundObject* known = _cache.find(text);
     // Of a service another reference may have failed than the one that was found last.

@@ -194,7 +194,8 @@ CORBA_Boolean TRXLocation::findAnother(IOP::IOR& ior, CORBA_Object* object, TRXC
     if (!fresh)
         return 0;
     IOP::IOR failed = ior;
-    failed.type_id = fresh->type_id;
+    if (!service)
+        failed.type_id = fresh->type_id;
     const bool same = *fresh == failed;
     // A service that is found where it has failed would fail again. An object may come back there, or the
     // agent is still to find out that its server has died.

@@ -149,6 +149,7 @@ void TRXTriggerHandler::serviceUp(DSProvider* provider) {
 void TRXTriggerHandler::serviceDown(DSProvider* provider) {
     const Call call(*this);
     const NCRef<DSProvider> held = provider;
+    const CORBA_Object_var object(_agent->getObject(provider->name())); // for its trace lines
     tell(*provider, &TriggerHandler::impl_is_down, "impl_is_down");
 }
 
