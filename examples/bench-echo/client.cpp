@@ -23,6 +23,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -145,11 +146,11 @@ void measure(Cases& all, const std::string& name, int count) {
     const char* const told = std::getenv("BENCH_WARM");
     const int warm = first ? 0 : told ? std::atoi(told) : count / 10 + 1;
     if (warm > 0)
-        (all.*one)(warm);
+        std::invoke(one, all, warm);
     using Clock = std::chrono::steady_clock;
     const double cpu = cpuMicroseconds();
     const auto begin = Clock::now();
-    (all.*one)(first ? 1 : count);
+    std::invoke(one, all, first ? 1 : count);
     const std::chrono::duration<double> taken = Clock::now() - begin;
     std::printf("case=%s count=%d sec=%.6f client_cpu_us=%.3f client_rss_kb=%ld", name.c_str(), count,
                 taken.count(), (cpuMicroseconds() - cpu) / count, residentKilobytes());
