@@ -29,6 +29,8 @@ void Announcer::change(const std::string& name, int serviceType, const std::stri
         new DSProvider(text, DSAddr(references_.port(), references_.host().c_str()));
     const int status =
         enter ? session->registerProvider(provider.get()) : session->unregisterProvider(provider.get());
+    if (!enter && status != DSUser::done)
+        session->forgetProvider(provider.get()); // or the next agent would be told of it
     const bool kept = status == DSUser::noAgent || status == DSUser::notLoggedIn; // for the next agent
     if (enter && !kept && status != DSUser::done && status != DSUser::knownProvider)
         log(LogLevel::warning,

@@ -32,6 +32,8 @@ bool isThere(CORBA_Object* object) {
         return !gone;
     } catch (const CORBA_NO_RESPONSE&) {
         return connected;
+    } catch (const CORBA_NO_RESOURCES&) {
+        throw Activation::Busy(); // a limit of this process, which says nothing of the server
     } catch (const CORBA_Exception&) {
         return false;
     }
@@ -97,7 +99,7 @@ CORBA_Object* Lookups::available(const Registration& registration, bool takes) {
 Lookups::Clock::time_point Lookups::endOf(const ObjectName& object, CORBA_Long seconds,
                                           const Caller& caller) {
     const auto now = Clock::now();
-    repeats_.remove_if([now](const Repeat& repeat) { return repeat.end < now; });
+    repeats_.remove_if([now](const Repeat& repeat) { return repeat.end < now || hasGone(repeat.caller); });
     for (auto each = repeats_.begin(); each != repeats_.end(); ++each) {
         if (each->caller == caller && each->object == object) {
             const auto end = each->end;
@@ -105,7 +107,9 @@ Lookups::Clock::time_point Lookups::endOf(const ObjectName& object, CORBA_Long s
             return end;
         }
     }
-    return now + std::chrono::seconds(seconds < 0 ? servers_.limits().startSeconds : seconds);
+    // No start is awaited for longer, so a longer wait would only be remembered in vain.
+    const long limit = servers_.limits().startSeconds;
+    return now + std::chrono::seconds(seconds < 0 ? limit : std::min<long>(seconds, limit));
 }
 
 bool Lookups::Wait::over() const {

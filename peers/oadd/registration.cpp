@@ -40,9 +40,11 @@ bool isVariableName(std::string_view name) {
 
 // The dynamic loader, the C library and the usual interpreters run what these name, wherever it lies.
 bool loadsOtherCode(std::string_view name) {
-    constexpr std::array<std::string_view, 12> names = {
-        "BASH_ENV", "ENV",      "GCONV_PATH", "GETCONF_DIR", "GLIBC_TUNABLES", "JAVA_TOOL_OPTIONS",
-        "PERL5LIB", "PERL5OPT", "PYTHONHOME", "PYTHONPATH",  "PYTHONSTARTUP",  "RUBYOPT"};
+    constexpr std::array<std::string_view, 22> names = {
+        "BASH_ENV",         "ENV",       "GCONV_PATH", "GETCONF_DIR",  "GLIBC_TUNABLES", "JAVA_TOOL_OPTIONS",
+        "JDK_JAVA_OPTIONS", "LUA_CPATH", "LUA_INIT",   "LUA_PATH",     "NODE_OPTIONS",   "NODE_PATH",
+        "PERL5DB",          "PERL5LIB",  "PERL5OPT",   "PYTHONHOME",   "PYTHONPATH",     "PYTHONSTARTUP",
+        "PYTHONUSERBASE",   "RUBYLIB",   "RUBYOPT",    "_JAVA_OPTIONS"};
     return name.starts_with("LD_") || std::find(names.begin(), names.end(), name) != names.end();
 }
 

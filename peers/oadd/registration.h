@@ -2,10 +2,10 @@
 
 #include "object/implementation_def.h"
 
-#include <compare>
 #include <map>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace oadd {
@@ -14,7 +14,10 @@ namespace oadd {
 struct ObjectName {
     std::string repId;
     std::string name;
-    auto operator<=>(const ObjectName&) const = default;
+    bool operator==(const ObjectName&) const = default;
+    bool operator<(const ObjectName& other) const {
+        return std::tie(repId, name) < std::tie(other.repId, other.name);
+    }
 };
 
 // For messages: both in quotes, or the interface alone.

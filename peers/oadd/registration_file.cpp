@@ -1,5 +1,7 @@
 #include "oadd/registration_file.h"
 
+#include "oadd/log.h"
+
 #include "base/quoted_text.h"
 
 #include <fcntl.h>
@@ -253,7 +255,11 @@ bool RegistrationFile::save(const Registry& registry) const {
     const std::string folder = std::filesystem::path(path_).parent_path();
     const Descriptor parent(
         ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return parent.isOpen() && ::fsync(parent.get()) == 0;
+    // The change has been made: a failure here must not be told as one of the change.
+    if (!parent.isOpen() || ::fsync(parent.get()) != 0)
+        log(LogLevel::warning,
+            path_ + ": the folder cannot be synced, so a power cut may lose the last change");
+    return true;
 }
 
 } // namespace oadd

@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -195,7 +196,10 @@ bool Servers::isRunning(const ObjectName& object) const {
         if (active.object == object)
             return true;
     }
-    return pending(object, false) != nullptr;
+    // A server that was started for the object and has other ones would be ended with it.
+    return std::any_of(servers_.begin(), servers_.end(), [&object](const auto& each) {
+        return each.second->attempt->object == object && !each.second->ending;
+    });
 }
 
 Activation::ObjectStatusSeq Servers::status(const ObjectName& object) const {
