@@ -14,14 +14,20 @@ size_t inUse = 0;
 size_t start = 0;
 size_t peak = 0;
 
-void* counted(size_t size) {
+// Null without memory.
+void* counted(size_t size) noexcept {
     ++count;
     largest = std::max(largest, size);
     void* memory = std::malloc(size);
-    if (!memory)
-        throw std::bad_alloc();
     inUse += malloc_usable_size(memory);
     peak = std::max(peak, inUse);
+    return memory;
+}
+
+void* countedOrThrow(size_t size) {
+    void* memory = counted(size);
+    if (!memory)
+        throw std::bad_alloc();
     return memory;
 }
 
@@ -43,8 +49,10 @@ size_t takePeakOfMemory() {
     return above;
 }
 
-void* operator new(size_t size) { return counted(size); }
-void* operator new[](size_t size) { return counted(size); }
+void* operator new(size_t size) { return countedOrThrow(size); }
+void* operator new[](size_t size) { return countedOrThrow(size); }
+void* operator new(size_t size, const std::nothrow_t&) noexcept { return counted(size); }
+void* operator new[](size_t size, const std::nothrow_t&) noexcept { return counted(size); }
 void operator delete(void* memory) noexcept { discounted(memory); }
 void operator delete[](void* memory) noexcept { discounted(memory); }
 void operator delete(void* memory, size_t) noexcept { discounted(memory); }

@@ -81,6 +81,7 @@ struct Parts {
     oadd::Lookups lookups;
     oadd::Daemon daemon;
     oadd::Signals signals;
+    oadd::Servant* servant = nullptr; // which lives as long
     std::optional<oadd::References> references;
     std::optional<oadd::Announcer> announcer;
 };
@@ -92,11 +93,11 @@ void open(const oadd::Options& options, Parts& parts) {
     const TRXRef<TRXServerInterceptorFactory> gates(new oadd::GateFactory(parts.daemon));
     TRXChainServerIntercepFactory::add(gates.get());
     CORBA_BOA* boa = openAdapter(*orb, options.adapterWords);
-    auto* const servant = new oadd::Servant(addressOf(*boa).c_str(), parts.daemon); // as long as the process
-    boa->obj_is_ready(servant);
+    parts.servant = new oadd::Servant(addressOf(*boa).c_str(), parts.daemon);
+    boa->obj_is_ready(parts.servant);
     const bool announces =
         TRXORB::current()->agentEnabled() && dynamic_cast<TRXAdapter&>(*boa).flag("OAagent").value_or(true);
-    parts.daemon.references = &parts.references.emplace(*orb, servant);
+    parts.daemon.references = &parts.references.emplace(*orb, parts.servant);
     parts.daemon.announcer = &parts.announcer.emplace(*parts.references, announces);
     parts.servers.use({parts.references->text(), domainWords()});
     for (const auto& entry : parts.registrations.all())
