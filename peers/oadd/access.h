@@ -2,6 +2,7 @@
 
 #include <netinet/in.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -35,5 +36,15 @@ public:
 private:
     std::vector<Network> networks_;
 };
+
+// One connection to the daemon, for what goes on after it has ended. Calls inside this process have none.
+struct Connection {
+    bool trusted;
+    bool open = true;
+};
+using Caller = std::shared_ptr<const Connection>;
+
+inline bool isTrusted(const Caller& caller) { return !caller || caller->trusted; }
+inline bool hasGone(const Caller& caller) { return caller && !caller->open; }
 
 } // namespace oadd

@@ -6,7 +6,7 @@
 namespace oadd {
 
 Gate::Gate(Daemon& daemon, int fd)
-    : daemon_(daemon), fd_(fd), connection_(new Lookups::Connection{daemon.access.isTrusted(fd)}) {
+    : daemon_(daemon), fd_(fd), connection_(new Connection{daemon.access.isTrusted(fd)}) {
     daemon_.connections[fd_] = connection_;
 }
 
@@ -16,6 +16,7 @@ void Gate::close() {
     const auto found = daemon_.connections.find(fd_);
     if (found != daemon_.connections.end() && found->second == connection_)
         daemon_.connections.erase(found);
+    daemon_.lookups.connectionEnded();
 }
 
 // The caller's reference, or null for an object that is not registered.
@@ -24,7 +25,7 @@ CORBA_Object* Gate::serverObject(const CORBA_OctetSequence& key) const {
     const auto entry = daemon_.references ? daemon_.registrations.ofRequest(object) : nullptr;
     if (!entry || object.repId.empty())
         return nullptr;
-    return daemon_.lookups.find(*entry, -1, Lookups::Purpose::request, connection_);
+    return daemon_.lookups.find(entry->object, -1, Lookups::Purpose::request, connection_);
 }
 
 // The exceptions of the daemon's interface mean nothing to a client of another one.

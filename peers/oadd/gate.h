@@ -25,7 +25,7 @@ private:
 
     Daemon& daemon_;
     const int fd_; // -1 for calls inside this process
-    const std::shared_ptr<Lookups::Connection> connection_;
+    const std::shared_ptr<Connection> connection_;
 };
 
 class GateFactory : public TRXServerInterceptorFactory {

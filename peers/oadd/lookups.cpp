@@ -8,15 +8,13 @@ namespace oadd {
 
 namespace {
 
-constexpr size_t mostWaits = 100;
-constexpr size_t mostUntrusted = 50; // of these from other hosts
+constexpr size_t mostTurning = 100;
+constexpr size_t mostTurningUntrusted = 50;
 constexpr CORBA_ULong answerSeconds = 2;
 
-bool isTrusted(const Lookups::Caller& caller) { return !caller || caller->trusted; }
-bool hasGone(const Lookups::Caller& caller) { return caller && !caller->open; }
-
-// A server that was not started here ends without a word. One that does not answer in time is busy.
-bool isThere(CORBA_Object* object) {
+// Whether the server has the object. One that does not answer in time is busy, and where this process is at a
+// limit of its own, nothing is known against the server.
+bool answers(CORBA_Object* object) {
     CORBA_BindOptions options;
     options.enableRebind = 0;
     options.connectTimeout = options.sendTimeout = options.receiveTimeout = answerSeconds;
@@ -33,13 +31,35 @@ bool isThere(CORBA_Object* object) {
     } catch (const CORBA_NO_RESPONSE&) {
         return connected;
     } catch (const CORBA_NO_RESOURCES&) {
-        throw Activation::Busy(); // a limit of this process, which says nothing of the server
+        return true;
     } catch (const CORBA_Exception&) {
         return false;
     }
 }
 
 } // namespace
+
+// Turns the event loop inside a call, within which others are served. There is an end to how deep that goes.
+class Lookups::Turn {
+public:
+    Turn(Lookups& lookups, const Caller& caller) : lookups_(lookups), untrusted_(isTrusted(caller) ? 0 : 1) {
+        if (lookups.turning_ >= mostTurning ||
+            (untrusted_ && lookups.turningUntrusted_ >= mostTurningUntrusted))
+            throw Activation::Busy();
+        ++lookups.turning_;
+        lookups.turningUntrusted_ += untrusted_;
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn() {
+        --lookups_.turning_;
+        lookups_.turningUntrusted_ -= untrusted_;
+    }
+
+private:
+    Lookups& lookups_;
+    const size_t untrusted_;
+};
 
 class Lookups::Waiting {
 public:
@@ -52,24 +72,36 @@ private:
     std::list<Wait*>& waits_;
 };
 
-CORBA_Object* Lookups::find(const Registration& registration, CORBA_Long wait, Purpose purpose,
+Registrations::Entry Lookups::registered(const ObjectName& object) const {
+    if (auto entry = registrations_.find(object))
+        return entry;
+    throw Activation::NotRegistered();
+}
+
+CORBA_Object* Lookups::find(const ObjectName& object, CORBA_Long wait, Purpose purpose,
                             const Caller& caller) {
-    const ObjectName object = registration.object;
-    const bool takes = purpose == Purpose::request && registration.policy != SHARED_SERVER;
-    if (CORBA_Object* found = available(registration, takes))
+    const auto takesServer = [purpose](const Registration& registration) {
+        return purpose == Purpose::request && registration.policy != SHARED_SERVER;
+    };
+    if (CORBA_Object* found = available(object, takesServer(*registered(object)), caller))
         return found;
+    const auto entry = registered(object); // it may have been changed while servers were asked
+    const bool takes = takesServer(*entry);
     if (stopped_)
         throw CORBA_NO_RESOURCES();
     std::shared_ptr<Attempt> attempt = servers_.pending(object, takes);
     if (!attempt)
-        attempt = servers_.start(registration);
+        attempt = servers_.start(*entry, isTrusted(caller));
     if (wait == 0)
         throw Activation::Busy();
     attempt->reserved = attempt->reserved || takes;
+    const auto end = endOf(object, wait, caller);
+    attempt->awaitedUntil = std::max(attempt->awaitedUntil, end);
     try {
-        await(*attempt, endOf(object, wait, caller), caller);
+        await(*attempt, end, caller);
     } catch (...) {
-        attempt->reserved = attempt->reserved && !takes;
+        if (takes)
+            servers_.giveBack(*attempt);
         throw;
     }
     switch (attempt->result) {
@@ -79,21 +111,47 @@ CORBA_Object* Lookups::find(const Registration& registration, CORBA_Long wait, P
     }
 }
 
-CORBA_Object* Lookups::available(const Registration& registration, bool takes) {
-    const ObjectName object = registration.object;
+CORBA_Object* Lookups::available(const ObjectName& object, bool takes, const Caller& caller) {
     while (ActiveObject* active = servers_.available(object)) {
         CORBA_Object_var reference(CORBA_Object::_duplicate(active->reference.in()));
-        active->taken = takes;
-        if (active->server != 0)
-            return reference._retn();
-        const std::string key = active->key;
-        const CORBA_Long uid = active->uid;
-        if (isThere(reference.in())) // this turns the event loop
-            return reference._retn();
-        log(LogLevel::info, toText(object) + ": its server, which was not started here, has gone");
-        servers_.deactivated(object, key, uid);
+        if (active->server == 0) {
+            const Turn turn(*this, caller);
+            active->taken = takes;
+            if (!isStillActive(*active))
+                continue;
+        } else {
+            active->taken = takes;
+        }
+        return reference._retn();
     }
     return nullptr;
+}
+
+// Of a server that was not started here. Turns the event loop, in which `active` may go.
+bool Lookups::isStillActive(const ActiveObject& active) {
+    const ActiveObject asked = active;
+    if (answers(asked.reference.in()))
+        return true;
+    log(LogLevel::info, toText(asked.object) + ": its server, which was not started here, has gone");
+    servers_.deactivated(asked.object, asked.key, asked.uid);
+    return false;
+}
+
+void Lookups::connectionEnded() {
+    if (servers_.doubtful())
+        doubts_.start(0);
+}
+
+void Lookups::askDoubtful() {
+    while (ActiveObject* active = stopped_ ? nullptr : servers_.doubtful()) {
+        active->saidBy.reset(); // asked once
+        try {
+            const Turn turn(*this, nullptr);
+            isStillActive(*active);
+        } catch (const Activation::Busy&) {
+            // The next look-up asks.
+        }
+    }
 }
 
 Lookups::Clock::time_point Lookups::endOf(const ObjectName& object, CORBA_Long seconds,
@@ -107,9 +165,9 @@ Lookups::Clock::time_point Lookups::endOf(const ObjectName& object, CORBA_Long s
             return end;
         }
     }
-    // No start is awaited for longer, so a longer wait would only be remembered in vain.
     const long limit = servers_.limits().startSeconds;
-    return now + std::chrono::seconds(seconds < 0 ? limit : std::min<long>(seconds, limit));
+    const long longest = isTrusted(caller) ? seconds : std::min<long>(seconds, limit);
+    return now + std::chrono::seconds(seconds < 0 ? limit : longest);
 }
 
 bool Lookups::Wait::over() const {
@@ -122,10 +180,7 @@ bool Lookups::othersAreOver() const {
 }
 
 void Lookups::await(const Attempt& attempt, Clock::time_point end, const Caller& caller) {
-    const auto untrusted =
-        std::count_if(waits_.begin(), waits_.end(), [](auto* wait) { return !isTrusted(wait->caller); });
-    if (waits_.size() >= mostWaits || (!isTrusted(caller) && static_cast<size_t>(untrusted) >= mostUntrusted))
-        throw Activation::Busy();
+    const Turn turn(*this, caller);
     Wait wait{attempt, end, caller};
     const Waiting waiting(waits_, wait);
     while (!wait.over()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "oadd/registrations.h"
 #include "oadd/servers.h"
 
 namespace oadd {
@@ -14,26 +15,23 @@ public:
     // itself, and a look-up only makes sure that there is one.
     enum class Purpose { lookup, request };
 
-    // A connection. Calls inside this process have none.
-    struct Connection {
-        bool trusted;
-        bool open = true;
-    };
-    using Caller = std::shared_ptr<const Connection>;
+    Lookups(const Registrations& registrations, Servers& servers)
+        : registrations_(registrations), servers_(servers) {}
 
-    explicit Lookups(Servers& servers) : servers_(servers) {}
-
-    // Where the server has the object: the caller's reference. Raises Activation::FailedToExecute,
-    // NotResponding and Busy as the interface says, and CORBA_COMM_FAILURE when the caller has gone. `wait`
-    // is in seconds, 0 for not at all, less for the daemon's own limit.
-    CORBA_Object* find(const Registration& registration, CORBA_Long wait, Purpose purpose,
-                       const Caller& caller);
+    // Where the server has the object, which is given as registered: the caller's reference. Raises
+    // Activation::NotRegistered, FailedToExecute, NotResponding and Busy as the interface says, and
+    // CORBA_COMM_FAILURE when the caller has gone. `wait` is in seconds, 0 for not at all, less for the
+    // daemon's own limit, and never more than that for a peer of another host.
+    CORBA_Object* find(const ObjectName& object, CORBA_Long wait, Purpose purpose, const Caller& caller);
+    // A connection to the daemon has ended. What a server has said on it that was not started here is asked
+    // about, from the event loop.
+    void connectionEnded();
     // The daemon ends: those that wait raise CORBA_NO_RESOURCES, and so do later ones.
     void stop() { stopped_ = true; }
     bool idle() const { return waits_.empty(); }
 
 private:
-    using Clock = std::chrono::steady_clock;
+    using Clock = Attempt::Clock;
     struct Wait {
         const Attempt& attempt;
         Clock::time_point end;
@@ -46,16 +44,24 @@ private:
         ObjectName object;
         Clock::time_point end;
     };
+    class Turn;
     class Waiting;
 
-    CORBA_Object* available(const Registration& registration, bool takes);
+    Registrations::Entry registered(const ObjectName& object) const;
+    CORBA_Object* available(const ObjectName& object, bool takes, const Caller& caller);
+    bool isStillActive(const ActiveObject& active);
+    void askDoubtful();
     void await(const Attempt& attempt, Clock::time_point end, const Caller& caller);
     void turnLoop();
     Clock::time_point endOf(const ObjectName& object, CORBA_Long seconds, const Caller& caller);
     bool othersAreOver() const;
 
+    const Registrations& registrations_;
     Servers& servers_;
-    std::list<Wait*> waits_; // the innermost is the last
+    Alarm doubts_{[this] { askDoubtful(); }};
+    std::list<Wait*> waits_;      // the innermost is the last
+    size_t turning_ = 0;          // calls that wait here or ask a server, each inside the one before
+    size_t turningUntrusted_ = 0; // of these for peers of other hosts
     std::list<Repeat> repeats_;
     bool stopped_ = false;
 };

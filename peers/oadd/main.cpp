@@ -70,7 +70,7 @@ bool writeReference(const std::string& path, const std::string& reference) {
 struct Parts {
     explicit Parts(const oadd::Options& options)
         : access(options.allow), file(options.file), registrations(file), servers(programs, options.limits),
-          lookups(servers), daemon{programs, access, registrations, servers, lookups},
+          lookups(registrations, servers), daemon{programs, access, registrations, servers, lookups},
           signals(servers, lookups) {}
 
     oadd::Programs programs;

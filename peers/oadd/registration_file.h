@@ -45,7 +45,8 @@ public:
     // registry. What keeps the daemon from running is returned as a message; the file stays as it is then.
     std::optional<std::string> open(Registry& registry);
     // Replaces the file as a whole, on the disk before it returns: whatever happens meanwhile, the file is
-    // the old one or the new one. False with errno set.
+    // the old one or the new one. False with errno set. A folder that cannot be synced is only warned of in
+    // the log: the change is made, but a power cut may still undo it.
     bool save(const Registry& registry) const;
 
     const std::string& path() const { return path_; }

@@ -24,7 +24,7 @@ std::string joined(const Words& words) {
 
 } // namespace
 
-Lookups::Caller Daemon::caller() const {
+Caller Daemon::caller() const {
     const TRXConnection* connection = TRXGlobalTable::instance()->currentConnection;
     const auto found = connection ? connections.find(connection->fd()) : connections.end();
     return found == connections.end() ? nullptr : found->second;
@@ -150,8 +150,7 @@ char* Servant::generated_environment(const TRXEXT_CreationImplDef& impl) {
 Activation::ImplementationStatus Servant::status(const Entry& entry) const {
     Activation::ImplementationStatus status;
     status.impl = definitionOf(*entry);
-    const auto caller = daemon_.caller();
-    if (caller && !caller->trusted)
+    if (!isTrusted(daemon_.caller()))
         status.impl.env(CORBA_StringSequence());
     status.objects = daemon_.servers.status(entry->object);
     return status;
@@ -185,7 +184,7 @@ Activation::ImplementationStatus* Servant::get_status(const char* repository_id,
 // A server that is for one client or one call is reached through the daemon, which gives each its own.
 CORBA_Object_ptr Servant::lookup(const Entry& entry, CORBA_Long wait) {
     const CORBA_Object_var found(
-        daemon_.lookups.find(*entry, wait, Lookups::Purpose::lookup, daemon_.caller()));
+        daemon_.lookups.find(entry->object, wait, Lookups::Purpose::lookup, daemon_.caller()));
     return entry->policy == SHARED_SERVER ? daemon_.references->andHere(found.in())
                                           : daemon_.references->toHere(entry->object);
 }
@@ -223,8 +222,8 @@ TRXEXT_CreationImplDef* Servant::boa_activate_obj(CORBA_Object_ptr obj, const ch
         throw Activation::NotRegistered();
     }
     // A reference that leads to this daemon only is what an earlier call has made of the object's own.
-    if (object.reference.in())
-        daemon_.servers.activated(*entry, {entry->object, object.key, object.reference, uid});
+    daemon_.servers.activated(*entry,
+                              {entry->object, object.key, object.reference, uid, 0, daemon_.caller()});
     return definitionOf(*entry)._clone();
 }
 

@@ -17,12 +17,12 @@ struct Daemon {
     Registrations& registrations;
     Servers& servers;
     Lookups& lookups;
-    std::map<int, Lookups::Caller> connections = {}; // by socket
-    const References* references = nullptr;          // once the object is ready
-    Announcer* announcer = nullptr;                  // the same
+    std::map<int, Caller> connections = {}; // by socket
+    const References* references = nullptr; // once the object is ready
+    Announcer* announcer = nullptr;         // the same
 
     // Of the request that is being served.
-    Lookups::Caller caller() const;
+    Caller caller() const;
 };
 
 // The activation daemon as an object. Beside what the interface says, definitions that make no sense raise

@@ -79,6 +79,7 @@ struct Servers::Server {
     std::string text() const { return toText(attempt->object) + ": " + processText(group); }
 
     const pid_t group;
+    const Clock::time_point begin = Clock::now();
     const std::shared_ptr<Attempt> attempt;
     Alarm startLimit;
     Alarm endLimit;
@@ -98,11 +99,12 @@ void Servers::raiseRecentFailure(const ObjectName& object) const {
         raise(found->second.result);
 }
 
-std::shared_ptr<Attempt> Servers::start(const Registration& registration) {
+std::shared_ptr<Attempt> Servers::start(const Registration& registration, bool trusted) {
     const ObjectName& object = registration.object;
     raiseRecentFailure(object);
-    if (servers_.size() >= limits_.most) {
-        log(LogLevel::warning, toText(object) + ": not started, " + std::to_string(limits_.most) +
+    constexpr size_t keptShare = 10;
+    if (servers_.size() >= limits_.most - (trusted ? 0 : limits_.most / keptShare)) {
+        log(LogLevel::warning, toText(object) + ": not started, " + std::to_string(servers_.size()) +
                                    " servers run already; see --max-servers");
         throw Activation::Busy();
     }
@@ -137,6 +139,16 @@ std::shared_ptr<Attempt> Servers::pending(const ObjectName& object, bool unreser
     return nullptr;
 }
 
+void Servers::giveBack(Attempt& attempt) {
+    attempt.reserved = false;
+    for (const auto& [group, server] : servers_) {
+        if (server->attempt.get() != &attempt)
+            continue;
+        for (ActiveObject& active : active_)
+            active.taken = active.taken && active.server != group;
+    }
+}
+
 // One that was started here is preferred: its end would be known.
 ActiveObject* Servers::available(const ObjectName& object) {
     ActiveObject* found = nullptr;
@@ -148,9 +160,24 @@ ActiveObject* Servers::available(const ObjectName& object) {
     return found;
 }
 
+ActiveObject* Servers::doubtful() {
+    const auto found = std::find_if(active_.begin(), active_.end(), [](const ActiveObject& active) {
+        return active.server == 0 && hasGone(active.saidBy);
+    });
+    return found == active_.end() ? nullptr : &*found;
+}
+
 // --- What servers say of themselves ------------------------------------------------------------------------
 
 void Servers::activated(const Registration& registration, ActiveObject active) {
+    if (!active.reference.in()) {
+        const auto known = std::find_if(active_.begin(), active_.end(), [&](const ActiveObject& other) {
+            return other.key == active.key && other.uid == active.uid;
+        });
+        if (known == active_.end() || known->object == registration.object)
+            return;
+        active.reference = CORBA_Object::_duplicate(known->reference.in());
+    }
     const auto known = active.uid < 0 ? servers_.find(-active.uid) : servers_.end();
     Server* server = known == servers_.end() || known->second->ending ? nullptr : known->second.get();
     active.object = registration.object;
@@ -248,8 +275,15 @@ void Servers::executionFailed(Server& server, int error) {
 
 // A server that has other objects stays for these.
 void Servers::startLimitReached(Server& server) {
+    using std::chrono::ceil, std::chrono::seconds;
+    const auto now = Clock::now();
+    if (now < server.attempt->awaitedUntil) {
+        server.startLimit.start(ceil<seconds>(server.attempt->awaitedUntil - now).count());
+        return;
+    }
     log(LogLevel::warning, server.text() + " has not made its object active within " +
-                               std::to_string(limits_.startSeconds) + " seconds");
+                               std::to_string(std::chrono::round<seconds>(now - server.begin).count()) +
+                               " seconds");
     fail(server, Attempt::Result::notResponding);
     if (!hasObjects(server))
         end(server);

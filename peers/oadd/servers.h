@@ -1,5 +1,6 @@
 #pragma once
 
+#include "oadd/access.h"
 #include "oadd/alarm.h"
 #include "oadd/launcher.h"
 
@@ -15,11 +16,13 @@ namespace oadd {
 // One start of a server, for those who wait for it.
 struct Attempt {
     enum class Result { pending, active, notExecuted, notResponding };
+    using Clock = std::chrono::steady_clock;
 
     ObjectName object;
     Result result = Result::pending;
-    CORBA_Object_var reference; // when active: where the server has the object
-    bool reserved = false;      // of a server for one client or call: someone waits for it already
+    CORBA_Object_var reference;     // when active: where the server has the object
+    bool reserved = false;          // of a server for one client or call: someone waits for it already
+    Clock::time_point awaitedUntil; // beyond the limit of a start, someone waits for that long
 };
 
 // An object that a server has made ready.
@@ -29,6 +32,7 @@ struct ActiveObject {
     CORBA_Object_var reference;
     CORBA_Long uid = 0;
     pid_t server = 0;   // 0 when it was not started here
+    Caller saidBy;      // where the server has said so
     bool taken = false; // its server is for one client or call, and has got it
 };
 
@@ -51,15 +55,22 @@ public:
     const ServerSetting& setting() const { return setting_; }
     const ServerLimits& limits() const { return limits_; }
 
-    // Raises Activation::FailedToExecute, and Activation::Busy when too many servers run. What has failed
-    // within the last second is not started again: the failure is raised.
-    std::shared_ptr<Attempt> start(const Registration& registration);
+    // Raises Activation::FailedToExecute, and Activation::Busy when too many servers run; the last tenth of
+    // the number is kept for trusted callers. What has failed within the last second is not started again:
+    // the failure is raised.
+    std::shared_ptr<Attempt> start(const Registration& registration, bool trusted);
     // A start of the object that is under way; with `unreserved` one that is for no client yet. Or null.
     std::shared_ptr<Attempt> pending(const ObjectName& object, bool unreserved) const;
+    // Who has reserved it does not take the server.
+    void giveBack(Attempt& attempt);
     // The object, of a server that has not been taken; or null. Valid until the event loop turns.
     ActiveObject* available(const ObjectName& object);
+    // An object of a server that was not started here and has closed its connection to the daemon, so that it
+    // may have ended; or null. Valid until the event loop turns.
+    ActiveObject* doubtful();
 
-    // What a server says of itself.
+    // What a server says of itself. Without a reference it is the one of the same object under another of its
+    // interfaces.
     void activated(const Registration& registration, ActiveObject active);
     // False when it was not active.
     bool deactivated(const ObjectName& object, const std::string& key, CORBA_Long uid);
@@ -80,7 +91,7 @@ private:
     // A process group, from its start until its last process has ended.
     struct Server;
     class ExecWatch;
-    using Clock = std::chrono::steady_clock;
+    using Clock = Attempt::Clock;
     struct Failure {
         Attempt::Result result;
         Clock::time_point when;

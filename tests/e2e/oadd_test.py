@@ -178,6 +178,14 @@ class Faults(OaddCase):
         self.fails("lookup", "Activated", "Hang", why=self.LATE % "Hang")
         wait_until(lambda: "has ended by signal 9" in daemon.err, lambda: f"the end of a deaf server {daemon}")
         self.assertEqual(self.states()["Hang"], [("failed", 0)])
+        # A look-up may give more time than the daemon does.
+        for name in ("Patient", "Late"):
+            self.register(name, f"-wait={self.scratch / name}", name)
+        patient = self.start(*self.words("lookup", "-w", 60, "Activated", "Patient"))
+        self.wait_state("Patient", "starting")
+        self.fails("lookup", "Activated", "Late", why=self.LATE % "Late")
+        (self.scratch / "Patient").touch()
+        self.assertEqual(patient.wait(), 0)
         # One that serves something else goes on with that.
         self.register("Other")
         self.register("Wanted", "Other")
@@ -193,7 +201,12 @@ class Faults(OaddCase):
         self.assertEqual(self.states()["Anna"], [("active", -4711)])
         _, ask = self.client(self.ctl("lookup", "Activated", "Anna").strip())
         self.assertEqual(int(ask()), server.process.pid)
+        os.kill(server.process.pid, signal.SIGSTOP)  # it is busy
+        self.fails("unregister", "Activated", "Anna", why="the server of {} \"Anna\" runs; end it first, or have the daemon "
+                   "end it: oadctl destroy-on-unregister yes")
+        os.kill(server.process.pid, signal.SIGCONT)
         server.kill()
+        self.wait_state("Anna", "registered")
         _, ask = self.client(self.ctl("lookup", "Activated", "Anna").strip())
         self.assertEqual(self.states()["Anna"], [("active", int(ask()))])
 

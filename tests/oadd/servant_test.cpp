@@ -49,22 +49,17 @@ CORBA_Object_var object(const char* repId, const char* name, CORBA_UShort port =
 class OaddServant : public testing::Test {
 protected:
     OaddServant() {
-        std::string pattern = testing::TempDir() + "oaddXXXXXX";
-        folder = ::mkdtemp(pattern.data());
-        file = std::make_unique<RegistrationFile>(folder + "/registrations");
         programs.add("/bin");
         Signals::hold();
         EXPECT_TRUE(signals.open());
-        registrations = std::make_unique<Registrations>(*file);
-        EXPECT_FALSE(registrations->load());
-        daemon = std::make_unique<Daemon>(programs, access, *registrations, servers, lookups);
+        EXPECT_FALSE(registrations.load());
         CORBA_BOA* const boa = adapter();
-        oad = Activation::OAD_var(new Servant("test", *daemon));
+        oad = Activation::OAD_var(new Servant("test", daemon));
         boa->obj_is_ready(oad.in());
         references = std::make_unique<References>(*CORBA_ORB_init(), oad.in());
         announcer = std::make_unique<Announcer>(*references, false);
-        daemon->references = references.get();
-        daemon->announcer = announcer.get();
+        daemon.references = references.get();
+        daemon.announcer = announcer.get();
         servers.use({"IOR:00", {"-ORBagentport", "7"}});
     }
     ~OaddServant() override {
@@ -82,15 +77,20 @@ protected:
         return status->objects[0].state;
     }
 
-    std::string folder;
+    static std::string newFolder() {
+        std::string pattern = testing::TempDir() + "oaddXXXXXX";
+        return ::mkdtemp(pattern.data());
+    }
+
+    const std::string folder = newFolder();
+    RegistrationFile file{folder + "/registrations"};
+    Registrations registrations{file};
     Programs programs;
     Access access{{}};
     Servers servers{programs, {}};
-    Lookups lookups{servers};
+    Lookups lookups{registrations, servers};
     Signals signals{servers, lookups};
-    std::unique_ptr<RegistrationFile> file;
-    std::unique_ptr<Registrations> registrations;
-    std::unique_ptr<Daemon> daemon;
+    Daemon daemon{programs, access, registrations, servers, lookups};
     std::unique_ptr<References> references;
     std::unique_ptr<Announcer> announcer;
     Activation::OAD_var oad;
@@ -106,7 +106,7 @@ TEST_F(OaddServant, definitionsAreRefusedForTheirReasons) {
     EXPECT_THROW(add(definition("", "B")), CORBA_BAD_PARAM);
     EXPECT_THROW(add(definition(account, "B", program, 3)), CORBA_BAD_PARAM);
     EXPECT_THROW(add(definition("IDL:tarnwicknet/Activation/OAD:1.0", "B")), CORBA_BAD_PARAM);
-    std::filesystem::create_directory(file->path() + ".new");
+    std::filesystem::create_directory(file.path() + ".new");
     EXPECT_THROW(add(definition(account, "B")), CORBA_PERSIST_STORE);
     const Activation::ImplementationStatusSeq_var all(oad->get_status_all());
     ASSERT_EQ(all->length(), 1U) << "what cannot be written does not happen";
