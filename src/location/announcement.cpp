@@ -5,6 +5,8 @@
 #include "marshal/reference/vutil.h"
 #include "orb/vorb.h"
 
+#include <list>
+
 namespace harbolance {
 
 std::vector<std::string> announcedNames(const char* repId, const char* objectName, const char* host) {
@@ -31,6 +33,53 @@ Announcement::Announcement(const char* objectName, const IOP::IOR& reference)
     _address = DSAddr(body.port, body.host.in() ? body.host.in() : "");
 }
 
+namespace {
+
+// Registers what the session was too busy for, until it is registered or withdrawn.
+class Postponed final : public dpIOHandler {
+public:
+    // Never destroyed: objects are withdrawn until the process ends.
+    static Postponed& instance() {
+        static Postponed& only = *new Postponed;
+        return only;
+    }
+
+    void add(DSProvider* provider) {
+        _providers.emplace_back(provider);
+        askForTick();
+    }
+    void remove(const DSProvider* provider) {
+        _providers.remove_if([provider](const auto& each) { return each->isEqual(provider); });
+    }
+
+    void timerExpired(long, long) override {
+        _timerActive = false;
+        DSUser* session = DSUser::instance(false);
+        while (session && !_providers.empty()) {
+            const NCRef<DSProvider> first = _providers.front(); // handlers may change the list meanwhile
+            _providers.pop_front();
+            if (session->registerProvider(first.get()) == DSUser::busy) {
+                _providers.push_front(first);
+                askForTick();
+                return;
+            }
+        }
+    }
+
+private:
+    static constexpr long pauseMicroseconds = 50'000;
+
+    void askForTick() {
+        if (!std::exchange(_timerActive, true))
+            dpDispatcher::instance()->startTimer(0, pauseMicroseconds, this);
+    }
+
+    std::list<NCRef<DSProvider>> _providers;
+    bool _timerActive = false;
+};
+
+} // namespace
+
 static DSUser* session(bool create) { return agentUsable() ? DSUser::instance(create) : nullptr; }
 
 template <class Tell>
@@ -46,12 +95,15 @@ void Announcement::forEachName(DSUser* user, const char* repId, Tell tell) const
 }
 
 void Announcement::announce(const char* repId) const {
-    forEachName(session(true), repId,
-                [](DSUser& user, DSProvider* provider) { user.registerProvider(provider); });
+    forEachName(session(true), repId, [](DSUser& user, DSProvider* provider) {
+        if (user.registerProvider(provider) == DSUser::busy)
+            Postponed::instance().add(provider);
+    });
 }
 
 void Announcement::withdraw(const char* repId) const {
     forEachName(session(false), repId, [](DSUser& user, DSProvider* provider) {
+        Postponed::instance().remove(provider);
         if (user.unregisterProvider(provider) != DSUser::done)
             user.forgetProvider(provider);
     });

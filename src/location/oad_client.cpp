@@ -35,8 +35,13 @@ bool OADClient::found(const CORBA_TypeInfo& type) {
     if (type == Activation::OAD::_type)
         return false; // a daemon does not register with itself
     if (!_oad.in() && (!_checked || _always)) {
-        _checked = true;
-        _oad = search();
+        try {
+            _oad = search();
+            _checked = true;
+        } catch (const CORBA_NO_IMPLEMENT&) {
+            _checked = true; // there is none; one that only could not be reached is looked for again
+            throw;
+        }
     }
     return _oad.in() != nullptr;
 }

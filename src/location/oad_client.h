@@ -28,7 +28,7 @@ private:
     CORBA_BOA* _adapter;
     Activation::OAD_var _oad;
     CORBA_Long _uid = 0;
-    bool _checked = false; // it has been looked for
+    bool _checked = false; // it is known whether there is one
     bool _always;          // and is looked for each time
 };
 

@@ -19,14 +19,13 @@ TRXLocation::TRXLocation(CORBA_BOA* adapter) : _adapter(adapter), _oad(adapter) 
 struct TRXLocation::Registration {
     explicit Registration(CORBA_Object* servant)
         : object(servant), skel(skelOf(servant)), type(skel.type ? *skel.type : *servant->_type_info()),
-          reference(skel.ior()), announcement(skel.name.in(), reference) {}
+          own(skel.ior()), announcement(skel.name.in(), own) {}
 
     CORBA_Object* object;
     TRXSkelInfo& skel;
     const CORBA_TypeInfo& type;
-    IOP::IOR reference; // by which the object is published from now on
+    const IOP::IOR own; // the object's reference to this process
     const Announcement announcement;
-    bool taken = false; // by the activation daemon, for one of its interfaces
 
 private:
     static TRXSkelInfo& skelOf(CORBA_Object* servant) {
@@ -39,8 +38,6 @@ private:
 void TRXLocation::register_object(CORBA_Object* object) {
     Registration registration(object);
     registerType(registration.type, registration);
-    if (registration.taken)
-        registration.skel.replace_ior(registration.reference);
 }
 
 void TRXLocation::unregister_object(CORBA_Object* object) {
@@ -76,7 +73,8 @@ void TRXLocation::unregisterType(const CORBA_TypeInfo& type, Registration& regis
 }
 
 // Clients go to the daemon, unless the server is for all of them: then they go there when they find no server
-// any more.
+// any more. The reference that says so is the object's from now on, also towards the daemon for its further
+// interfaces.
 void TRXLocation::takenByDaemon(const TRXEXT_CreationImplDef& definition, Registration& registration) {
     if (auto* adapter = dynamic_cast<TRXAdapter*>(_adapter))
         adapter->activation_policy(definition.activation_policy());
@@ -90,7 +88,8 @@ void TRXLocation::takenByDaemon(const TRXEXT_CreationImplDef& definition, Regist
     IOP::IOR daemon = _oad.reference();
     const CORBA_OctetSequence_var key(TRXUtil::key_from_id(skel.full_id()));
     TRXUtil::set_object_key(daemon, *key);
-    IOP::TaggedProfileSeq& profiles = registration.reference.profiles;
+    IOP::IOR published = registration.own;
+    IOP::TaggedProfileSeq& profiles = published.profiles;
     if (definition.activation_policy() != SHARED_SERVER) {
         profiles = daemon.profiles;
     } else {
@@ -99,7 +98,7 @@ void TRXLocation::takenByDaemon(const TRXEXT_CreationImplDef& definition, Regist
         for (CORBA_ULong i = 0; i < daemon.profiles.length(); ++i)
             profiles[own + i] = daemon.profiles[i];
     }
-    registration.taken = true;
+    skel.replace_ior(published);
 }
 
 // --- Objects of other processes ----------------------------------------------------------------------------

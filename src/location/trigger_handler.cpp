@@ -122,16 +122,18 @@ void TRXTriggerHandler::leave() {
 
 void TRXTriggerHandler::remove(const TriggerDesc& desc, TriggerHandler* handler, int serviceType) {
     const NCRef<DSSet> set = triggersOn(*nameOf(watchedText(desc), serviceType));
+    TRXTriggerHandler* found = nullptr;
     if (set) {
         for (const DSResource* element : *set) {
             auto* trigger = static_cast<const DSWrapper*>(element)->pointer<TRXTriggerHandler>();
-            if (trigger->_handler->_is_equivalent(handler)) {
-                trigger->end();
-                return;
-            }
+            // Of equal ones one that is not ending yet.
+            if ((!found || found->_destroying) && trigger->_handler->_is_equivalent(handler))
+                found = trigger;
         }
     }
-    throw ObjLocation::Fail(ObjLocation::no_such_trigger);
+    if (!found)
+        throw ObjLocation::Fail(ObjLocation::no_such_trigger);
+    found->end();
 }
 
 void TRXTriggerHandler::serviceUp(DSProvider* provider) {

@@ -8,7 +8,7 @@
 //     process,
 //         which says "HANDLER ready" or "HANDLER down" and the description and does as it is called: "raise"
 //         and "refuse" raise CORBA_NO_IMPLEMENT and CORBA_BAD_OPERATION, "leave" takes its trigger back,
-//         "exit" ends
+//         "make" makes an object of that name ready, "exit" ends
 //     handler HANDLER: its reference
 
 #include <harbolance/agent.h>
@@ -49,6 +49,8 @@ string listed(Items* items) {
 }
 
 struct Handler : _sk_ObjLocation::_sk_TriggerHandler {
+    explicit Handler(const char* object = nullptr) : _sk_TriggerHandler(object) {}
+
     void impl_is_ready(const Desc& desc) override { told(" ready ", desc); }
     void impl_is_down(const Desc& desc) override { told(" down ", desc); }
 
@@ -60,6 +62,8 @@ struct Handler : _sk_ObjLocation::_sk_TriggerHandler {
             throw CORBA::NO_IMPLEMENT();
         if (name == "refuse")
             throw CORBA::BAD_OPERATION();
+        if (name == "make")
+            _boa()->obj_is_ready(new Handler("made"));
         if (name == "leave")
             service->unreg_trigger(trigger, this);
     }

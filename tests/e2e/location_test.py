@@ -12,7 +12,7 @@ from harness import wait_until
 
 A, ECHO, OAD = "IDL:A:1.0", "IDL:Calls/Echo:1.0", "Activation::OAD"
 WATCH, UNWATCH = ("request", wire.REGISTER_TRIGGER), ("request", wire.UNREGISTER_TRIGGER)
-UNREACHABLE = ("message", wire.UNREACHABLE)
+REGISTER, UNREACHABLE = ("request", wire.REGISTER), ("message", wire.UNREACHABLE)
 
 
 def reference(key, name, port):
@@ -183,16 +183,29 @@ class Triggers(LocationCase):
             self.agent.wait_for(UNWATCH, count)
             self.ask(self.client, f"unwatch {handler} {ECHO}", "Fail 3")
         self.agent.script.clear()
-        # Two with one description: one is taken back, and the other still hears, though it refuses.
-        self.ask(self.client, f"watch refuse {ECHO}")
-        self.ask(self.client, f"watch quiet {ECHO}")
-        self.agent.wait_for(WATCH, 4)
+        # Three with one description: two are taken back, and the other still hears, though it refuses.
+        for handler in ("refuse", "quiet", "quiet"):
+            self.ask(self.client, f"watch {handler} {ECHO}")
+        self.agent.wait_for(WATCH, 5)
         self.client.type(f"unwatch quiet {ECHO}\n" * 2)
         self.assertEqual([self.line(self.client, True) for _ in range(2)], ["= ok"] * 2)
         for status, event in ((0, "ready"), (wire.DOWN, "down")):
             self.notify(status=status)
             self.said(self.client, f"refuse {event} {self.up}")
         self.assertEqual(len(self.agent.all(UNWATCH)), 2)
+        self.ask(self.client, f"unwatch refuse {ECHO}")
+        self.agent.wait_for(UNWATCH, 3)
+
+    def test_an_object_that_a_handler_makes(self):
+        """While the session waits for an answer it is announced as soon as that is there."""
+        def told_meanwhile(_):
+            self.notify()
+        self.ask(self.client, f"watch make {ECHO}")
+        self.agent.wait_for(WATCH)
+        self.agent.script[WATCH] = told_meanwhile
+        self.ask(self.client, f"watch quiet {ECHO} other")
+        self.said(self.client, f"make ready {self.up}")
+        self.assertIn("_made", self.agent.wait_for(REGISTER, 4).record.request.name.name)
 
     def test_handlers_in_other_processes(self):
         for count, name in enumerate(("quiet", "exit", "raise"), 1):
