@@ -54,8 +54,12 @@ const CORBA_TypeInfo* TRXImplHelper::_type_info() const {
 }
 
 void* TRXImplHelper::_cast(const CORBA_TypeInfo* target) {
-    if (!_target.in())
-        _target = activate(nullptr);
+    if (!_target.in()) {
+        CORBA_Object_var made(activate(nullptr));
+        if (made.in() && !TRXSkelInfo::of(made.in()))
+            throw CORBA_BAD_PARAM(); // only an object of this process can be called here
+        _target = made;
+    }
     return _target.in() ? _target->_cast(target) : nullptr;
 }
 

@@ -8,6 +8,20 @@ using namespace harbolance;
 
 namespace {
 
+// What activators, interceptors and servants raise in a step, or null. They may throw anything, and it is the
+// client's answer: the connection goes on.
+template <class Step>
+std::unique_ptr<CORBA_Exception> raisedBy(Step step) {
+    try {
+        step();
+        return nullptr;
+    } catch (const CORBA_Exception& exception) {
+        return std::unique_ptr<CORBA_Exception>(exception._copy());
+    } catch (...) {
+        return std::make_unique<CORBA_UNKNOWN>();
+    }
+}
+
 // Hears what becomes of a reply that could not leave at once; destroys itself. What the interceptor throws
 // ends here: the request is over, and what writes for the connection has others to tell.
 class ReplyObserver final : public OutputObserver {
@@ -22,17 +36,12 @@ public:
 
     void left() override {
         const std::unique_ptr<ReplyObserver> self(this);
-        try {
-            _interceptor->reply_sent(_header, _target.in(), _closure);
-        } catch (...) {
-        }
+        raisedBy([this] { _interceptor->reply_sent(_header, _target.in(), _closure); });
     }
     void failed(const CORBA_Exception& exception) override {
         const std::unique_ptr<ReplyObserver> self(this);
-        try {
-            _interceptor->send_reply_failed(_header, _reply, _target.in(), exception, _closure);
-        } catch (...) {
-        }
+        raisedBy(
+            [&] { _interceptor->send_reply_failed(_header, _reply, _target.in(), exception, _closure); });
     }
 
 private:
@@ -89,8 +98,10 @@ CORBA_MarshalOutBuffer* TRXGIOPServer::begin_reply(RequestInProgress& progress, 
     buffer.rewind();
     if (!progress.local)
         GIOP::write_message_header(buffer, GIOP::Reply);
-    if (_interceptor)
+    if (_interceptor && !std::exchange(progress.preparing, true)) {
         _interceptor->prepare_reply(progress.request, progress.reply_header, object, progress.closure);
+        progress.preparing = false;
+    }
     buffer << progress.reply_header;
     progress.prepared = true;
     return &buffer;
@@ -127,21 +138,14 @@ void TRXGIOPServer::write_forward(RequestInProgress& progress, CORBA_Object* tar
 // --- The call ----------------------------------------------------------------------------------------------
 
 // What the call raised, or null.
-std::unique_ptr<CORBA_Exception> TRXGIOPServer::call(CORBA_MarshalInBuffer& in, RequestInProgress& progress,
-                                                     CORBA_Object* target) {
+TRXGIOPServer::Raised TRXGIOPServer::call(CORBA_MarshalInBuffer& in, RequestInProgress& progress,
+                                          CORBA_Object* target) {
     const GIOP::RequestHeader& header = progress.request;
     const CORBA_TypeInfo* found = &CORBA_Object_type;
-    std::unique_ptr<CORBA_Exception> raised;
-    {
+    Raised raised = raisedBy([&] {
         const Published published(target, _adapter, _connection.get(), header);
-        try {
-            TRXSkelInfo::of(target)->dispatch(in, header.principal.in(), header.operation, &progress, found);
-        } catch (const CORBA_Exception& exception) {
-            raised.reset(exception._copy());
-        } catch (...) {
-            raised = std::make_unique<CORBA_UNKNOWN>();
-        }
-    }
+        TRXSkelInfo::of(target)->dispatch(in, header.principal.in(), header.operation, &progress, found);
+    });
     const bool once = _adapter && _adapter->activation_policy() == SERVER_PER_METHOD;
     if (once && !(found && *found == CORBA_Object_type))
         AllAdapters::instance().shutDown();
@@ -153,73 +157,77 @@ std::unique_ptr<CORBA_Exception> TRXGIOPServer::call(CORBA_MarshalInBuffer& in, 
 // Serves the request of `progress`, whose arguments are in `in`, by `target`; `raised` is what looking for it
 // has raised. Afterwards `progress.reply` is the reply, if one is expected.
 void TRXGIOPServer::serve(RequestInProgress& progress, CORBA_MarshalInBuffer* in, CORBA_Object_var& target,
-                          std::unique_ptr<CORBA_Exception> raised) {
+                          Raised raised) {
     CORBA_MarshalInBuffer_var replacement;
     if (_interceptor && !raised)
         raised = show_request(progress, in, target, replacement);
     if (!raised && target.in() && !target->_is_local()) {
-        write_forward(progress, target.in());
-        return;
+        raised = raisedBy([&] { write_forward(progress, target.in()); });
+        if (!raised)
+            return;
     }
     if (!raised && !target.in())
         raised = std::make_unique<CORBA_OBJECT_NOT_EXIST>();
     if (!raised)
         raised = call(replacement.in() ? *replacement : *in, progress, target.in());
     if (!raised && progress.request.response_expected) {
-        if (!progress.prepared)
-            begin_reply(progress, target.in());
-        raised = show_reply(progress, target.in());
+        raised = raisedBy([&] {
+            if (!progress.prepared)
+                begin_reply(progress, target.in());
+        });
+        if (!raised)
+            raised = show_reply(progress, target.in());
     }
     if (raised)
         reply_exception(progress, target.in(), std::move(raised));
 }
 
 // The interceptor may replace the target and the arguments. What it raises is returned.
-std::unique_ptr<CORBA_Exception> TRXGIOPServer::show_request(RequestInProgress& progress,
-                                                             CORBA_MarshalInBuffer* in,
-                                                             CORBA_Object_var& target,
-                                                             CORBA_MarshalInBuffer_var& replacement) {
+TRXGIOPServer::Raised TRXGIOPServer::show_request(RequestInProgress& progress, CORBA_MarshalInBuffer* in,
+                                                  CORBA_Object_var& target,
+                                                  CORBA_MarshalInBuffer_var& replacement) {
     const Published published(target.in(), _adapter, _connection.get(), progress.request);
     CORBA_Object*& changed = target.inout();
-    try {
+    return raisedBy([&] {
         replacement = _interceptor->receive_request(progress.request, changed, in, progress.closure);
-        return nullptr;
-    } catch (const CORBA_Exception& exception) {
-        return std::unique_ptr<CORBA_Exception>(exception._copy());
-    } catch (...) {
-        return std::make_unique<CORBA_UNKNOWN>();
-    }
+    });
 }
 
-// The interceptor may replace the reply, by a buffer or by the exception that is returned.
-std::unique_ptr<CORBA_Exception> TRXGIOPServer::show_reply(RequestInProgress& progress,
-                                                           CORBA_Object* target) {
+// The interceptor may replace the reply, by a buffer or by the exception that is returned: one that it has
+// put into the environment, or raised.
+TRXGIOPServer::Raised TRXGIOPServer::show_reply(RequestInProgress& progress, CORBA_Object* target) {
     if (!_interceptor)
         return nullptr;
     CORBA_Environment environment;
-    CORBA_MarshalOutBuffer* replacement = _interceptor->send_reply(
-        progress.request, progress.reply_header, target, progress.reply.in(), environment, progress.closure);
-    if (replacement)
-        progress.reply = replacement;
-    if (!environment.exception())
-        return nullptr;
-    progress.prepared = false;
-    return std::unique_ptr<CORBA_Exception>(environment.exception()->_copy());
+    Raised raised = raisedBy([&] {
+        if (CORBA_MarshalOutBuffer* replacement =
+                _interceptor->send_reply(progress.request, progress.reply_header, target, progress.reply.in(),
+                                         environment, progress.closure))
+            progress.reply = replacement;
+    });
+    if (!raised && environment.exception())
+        raised.reset(environment.exception()->_copy());
+    if (raised)
+        progress.prepared = false;
+    return raised;
 }
 
-void TRXGIOPServer::reply_exception(RequestInProgress& progress, CORBA_Object* target,
-                                    std::unique_ptr<CORBA_Exception> raised) {
+void TRXGIOPServer::reply_exception(RequestInProgress& progress, CORBA_Object* target, Raised raised) {
     if (_interceptor) {
         CORBA_Environment environment(raised.release());
-        _interceptor->exception_occurred(progress.request, environment, progress.closure);
-        raised.reset(environment.exception() ? environment.exception()->_copy() : new CORBA_UNKNOWN);
+        raised = raisedBy(
+            [&] { _interceptor->exception_occurred(progress.request, environment, progress.closure); });
+        if (!raised)
+            raised.reset(environment.exception() ? environment.exception()->_copy() : new CORBA_UNKNOWN);
     }
     if (!progress.request.response_expected)
         return;
-    if (_interceptor && !progress.prepared)
-        begin_reply(progress, target);
+    if (_interceptor && !progress.prepared) {
+        if (Raised other = raisedBy([&] { begin_reply(progress, target); }))
+            raised = std::move(other);
+    }
     write_exception(progress, *raised);
-    if (const std::unique_ptr<CORBA_Exception> replaced = show_reply(progress, target)) {
+    if (const Raised replaced = show_reply(progress, target)) {
         begin_reply(progress, target);
         write_exception(progress, *replaced);
     }
@@ -233,21 +241,14 @@ void TRXGIOPServer::request(TRXGIOPRequest* message, TRXGlobalTable*, TRXServerI
     const GIOP::RequestHeader& header = message->header();
     RequestInProgress progress(*this, header);
     CORBA_Object_var target;
-    std::unique_ptr<CORBA_Exception> raised;
-    try {
-        target = find(*header.object_key);
-    } catch (const CORBA_Exception& exception) {
-        raised.reset(exception._copy());
-    } catch (...) {
-        raised = std::make_unique<CORBA_UNKNOWN>(); // an activator may throw anything
-    }
+    Raised raised = raisedBy([&] { target = find(*header.object_key); });
     serve(progress, message->stream(), target, std::move(raised));
     if (header.response_expected)
         send(message, progress, target.in(), interceptor);
 }
 
 // A failure of an intercepted reply ends here: the interceptor has been told, and the connection's end will
-// be seen.
+// be seen. So does what the interceptor raises then: the request is over.
 void TRXGIOPServer::send(TRXGIOPMessage* message, RequestInProgress& progress, CORBA_Object* target,
                          TRXServerInterceptor* interceptor) {
     if (!interceptor) {
@@ -261,10 +262,12 @@ void TRXGIOPServer::send(TRXGIOPMessage* message, RequestInProgress& progress, C
             return;
         }
     } catch (const CORBA_Exception& failure) {
-        interceptor->send_reply_failed(progress.request, progress.reply_header, target, failure,
-                                       progress.closure);
+        raisedBy([&] {
+            interceptor->send_reply_failed(progress.request, progress.reply_header, target, failure,
+                                           progress.closure);
+        });
     }
-    interceptor->reply_sent(progress.request, target, progress.closure);
+    raisedBy([&] { interceptor->reply_sent(progress.request, target, progress.closure); });
 }
 
 // --- Inside this process -----------------------------------------------------------------------------------
@@ -284,7 +287,7 @@ void TRXGIOPServer::execute_local(GIOP::RequestHeader& header, CORBA_MarshalOutB
         buffer->write_raw(progress.reply->data(), progress.reply->offset());
     }
     if (_interceptor)
-        _interceptor->reply_sent(header, served.in(), progress.closure);
+        raisedBy([&] { _interceptor->reply_sent(header, served.in(), progress.closure); });
 }
 
 void InProcessServer::execute(GIOP::RequestHeader& header, CORBA_MarshalOutBuffer* buffer,

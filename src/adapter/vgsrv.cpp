@@ -115,6 +115,8 @@ int TRXGIOPServer::exceptionRaised(int) {
 }
 
 void TRXGIOPServer::end(const CORBA_Exception& why, bool telling) {
+    // What the interceptor does may turn the event loop, in which the connection must not end once more.
+    _connection->unregister_io();
     _connection->fail_output(why);
     if (telling)
         tell_disconnected(false);
@@ -123,7 +125,7 @@ void TRXGIOPServer::end(const CORBA_Exception& why, bool telling) {
 }
 
 void TRXGIOPServer::tell_disconnected(bool byServer) {
-    if (!_interceptor)
+    if (!_interceptor || std::exchange(_ended, true))
         return;
     try {
         _interceptor->disconnected(byServer);
@@ -195,29 +197,33 @@ void TRXGIOPServer::locate(TRXGIOPLocateRequest* message) {
     std::unique_ptr<IOP::IOR> forward;
     GIOP::LocateReplyHeader reply;
     reply.request_id = header.request_id;
+    // An activator or interceptor that fails, whatever it throws, has no object to name. What an interceptor
+    // raises when it is told of the outcome changes nothing.
+    const auto ask = [](auto step) {
+        try {
+            step();
+        } catch (...) {
+        }
+    };
 
     if (interceptor)
-        forward.reset(interceptor->locate(header.request_id, key, closure));
+        ask([&] { forward.reset(interceptor->locate(header.request_id, key, closure)); });
     if (forward) {
-        interceptor->locate_forwarded(header.request_id, *forward, closure);
+        ask([&] { interceptor->locate_forwarded(header.request_id, *forward, closure); });
     } else {
         CORBA_Object_var found;
-        try {
-            found = find(key);
-        } catch (...) {
-            // an activator that fails, whatever it throws, has no object to name
-        }
+        ask([&] { found = find(key); });
         if (!found.in()) {
             if (interceptor)
-                forward.reset(interceptor->locate_failed(header.request_id, key, closure));
+                ask([&] { forward.reset(interceptor->locate_failed(header.request_id, key, closure)); });
         } else if (TRXUtil::is_key_or_service(key)) {
             reply.locate_status = GIOP::OBJECT_HERE;
             if (interceptor)
-                interceptor->locate_succeeded(header.request_id, closure);
+                ask([&] { interceptor->locate_succeeded(header.request_id, closure); });
         } else {
             forward.reset(_adapter->short_ior(found.in()));
             if (interceptor)
-                interceptor->locate_forwarded(header.request_id, *forward, closure);
+                ask([&] { interceptor->locate_forwarded(header.request_id, *forward, closure); });
         }
     }
     if (forward)

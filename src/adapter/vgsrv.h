@@ -21,7 +21,8 @@ struct RequestInProgress {
     CORBA_MarshalOutBuffer_var reply; // null until the reply is begun
     TRXClosure closure;               // of the server's interceptors
     bool prepared = false;            // the reply's header has been written
-    bool local = false;               // inside this process: no message header
+    bool preparing = false; // the interceptor is asked for the header, or has raised then: not again
+    bool local = false;     // inside this process: no message header
 };
 
 } // namespace harbolance
@@ -94,6 +95,7 @@ private:
     CORBA_MarshalOutBuffer_var _reply; // when replies share a buffer
     int _fd = -1;
     CORBA_ULong _busy = 0;
+    bool _ended = false; // the interceptor has heard of it
 };
 
 namespace harbolance {
