@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/hash_table.h"
+#include "invoke/transport/backoff.h"
 #include "marshal/types.h"
 
 #include <chrono>
@@ -29,7 +30,7 @@ private:
     struct Binding {
         const void* object; // only compared
         Clock::time_point begin;
-        std::chrono::milliseconds pause;
+        Backoff backoff;
     };
 
     KeyedTable<std::unique_ptr<Binding>, &Binding::object> _bindings{0};

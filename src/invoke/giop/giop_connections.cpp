@@ -151,9 +151,15 @@ TRXMarshalOutBuffer* TRXMarshalOutBuffer::create(CORBA_ULong size) {
     return pool.take(size);
 }
 
+void TRXMarshalOutBuffer::give_up_reply() {
+    if (std::exchange(_reply_wanted, false) && _connection)
+        _connection->give_up(_header.request_id);
+}
+
 void TRXMarshalOutBuffer::recycle(CORBA_ULong) {
     // What an interceptor kept may make a call when it goes: the pool has to see that the buffer is in use.
     const CORBA_MarshalOutBuffer_var held(CORBA_MarshalOutBuffer::_duplicate(this));
+    give_up_reply();
     rewind();
     _closure.clear();
     _connection.reset();

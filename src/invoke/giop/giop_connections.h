@@ -106,6 +106,7 @@ public:
     using Pool = TRXBufferPool<TRXMarshalOutBuffer>;
 
     explicit TRXMarshalOutBuffer(CORBA_ULong size) : CORBA_MarshalOutBuffer(size) {}
+    ~TRXMarshalOutBuffer() override { give_up_reply(); }
 
     // From the pool; the caller owns one reference.
     static TRXMarshalOutBuffer* create(CORBA_ULong size = harbolance::initialBufferSize);
@@ -115,13 +116,19 @@ public:
     CORBA_ULong request_id() const { return _header.request_id; }
     GIOP::RequestHeader& header() { return _header; }
     TRXClosure& closure() { return _closure; }
+    // A request that was sent without waiting for its reply. Released before the reply is taken it gives it
+    // up.
+    void reply_wanted(bool wanted) { _reply_wanted = wanted; }
 
     void recycle(CORBA_ULong size);
 
 private:
+    void give_up_reply();
+
     harbolance::GIOPUse _connection;
     GIOP::RequestHeader _header;
     TRXClosure _closure;
+    bool _reply_wanted = false;
 };
 
 using TRXMarshalOutBuffer_var = TRXVar<TRXMarshalOutBuffer>;

@@ -1,6 +1,8 @@
 #include "invoke/stub/reference_connection.h"
 
 #include "invoke/stub/profile_orb.h"
+#include "invoke/transport/backoff.h"
+#include "invoke/transport/loop_wait.h"
 #include "invoke/transport/stopwatch.h"
 
 namespace harbolance {
@@ -85,12 +87,16 @@ CORBA_OctetSequence* ProfileORB::key_of(const IOP::IOR& ior, ProfileORB** orb) {
 
 GIOPUse connectionFor(IOP::IOR& ior, CORBA_ULong timeout) {
     TimeLimit limit(timeout);
+    Backoff backoff;
     for (;;) {
+        const IOP::IOR asked = ior;
         try {
             return tryAll(ior, limit);
         } catch (const CORBA_TRANSIENT&) {
-            // the reference has become another one
+            // The reference has become another one, or else its server ends the connections that it accepts.
         }
+        if (ior == asked)
+            LoopWait().pause(backoff.next());
     }
 }
 

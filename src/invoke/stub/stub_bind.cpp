@@ -145,8 +145,21 @@ GIOPUse TRXStubInfo::connection() {
         _connection.reset();
     }
     if (!is_bound())
+        await_retry();
+    if (!is_bound()) // while this waited others may have bound it
         rebind();
     return _connection;
+}
+
+// A server that accepts connections and ends them at once is not called as fast as it does so. The first loss
+// of a connection that was of use, or lived for a while, is no reason to wait.
+void TRXStubInfo::await_retry() {
+    const bool useless = _state == _UNBOUND && !_answered &&
+                         std::chrono::steady_clock::now() < _bound_at + std::chrono::seconds(1);
+    if (useless)
+        LoopWait().pause(_backoff.next());
+    else
+        _backoff.reset();
 }
 
 void TRXStubInfo::rebind() {
@@ -181,6 +194,8 @@ void TRXStubInfo::rebind() {
                 throw;
         }
     }
+    _answered = false;
+    _bound_at = std::chrono::steady_clock::now();
     const int fd = _connection->connection().fd();
     if (first)
         chain.bind_succeeded(_current_ior, _object, fd, closure);

@@ -96,6 +96,7 @@ void TRXStubInfo::send(CORBA_MarshalOutBuffer* buffer, CORBA_Boolean responseExp
     send_intercepted(request, [&](CORBA_MarshalOutBuffer* message) {
         connectionOf(request).send(request.request_id(), message, responseExpected, options.sendTimeout);
     });
+    request.reply_wanted(responseExpected != 0);
 }
 
 // Sends the request, or what the interceptor gives in its place, by `transmit(message)`. The interceptor
@@ -136,14 +137,15 @@ void TRXStubInfo::leave() {
         TRXMarshalOutBuffer& request = requestIn(buffer.in());
         send_intercepted(request,
                          [&](CORBA_MarshalOutBuffer* message) { request.connection()->queue(message); });
-    } catch (const CORBA_Exception&) {
-        // the server learns it by the end of the connection
+    } catch (...) {
+        // The server learns it by the end of the connection; and the stub is being destroyed.
     }
 }
 
 CORBA_MarshalInBuffer* TRXStubInfo::receive_reply(CORBA_MarshalOutBuffer* buffer,
                                                   CORBA_ExceptionList* exceptions) {
     TRXMarshalOutBuffer& request = requestIn(buffer);
+    request.reply_wanted(false);
     const TRXRef<TRXGIOPMessage> reply(mapped([&] {
         try {
             return connectionOf(request).receive_reply(request.request_id(), options.receiveTimeout);

@@ -14,6 +14,7 @@ CORBA_MarshalInBuffer* TRXStubInfo::take_reply(TRXGIOPMessage* message, TRXMarsh
     auto* reply = TRXGIOPReply::narrow(message);
     if (!reply)
         throw CORBA_INV_OBJREF(); // a locate reply with the id of a request
+    _answered = true;
     return finish(reply->header(), CORBA_MarshalInBuffer::_duplicate(reply->stream()), request, exceptions);
 }
 

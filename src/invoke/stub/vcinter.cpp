@@ -45,8 +45,9 @@ template <class Member, class Step>
             environment.exception(new CORBA_UNKNOWN);
         }
     });
-    environment.exception()->_raise();
-    throw CORBA_UNKNOWN();
+    if (environment.exception())
+        environment.exception()->_raise();
+    throw; // a member has cleared the environment, which does not absorb the exception
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include "invoke/giop/giop_connections.h"
 #include "invoke/stub/exception_list.h"
 #include "invoke/stub/vcinter.h"
+#include "invoke/transport/backoff.h"
 #include "object/object_halves.h"
 
 namespace harbolance {
@@ -102,6 +103,7 @@ public:
 private:
     harbolance::GIOPUse connection();
     void connect_now();
+    void await_retry();
     void make_interceptor();
     void settle_binding(bool first);
     bool bind_is_announced();
@@ -136,4 +138,7 @@ private:
     State _state = _INITIAL;
     harbolance::GIOPUse _connection;
     harbolance::ProfileORB* _orb; // of the profile that is bound
+    bool _answered = true;        // a reply has come since the last binding
+    std::chrono::steady_clock::time_point _bound_at;
+    harbolance::Backoff _backoff;
 };

@@ -14,9 +14,11 @@ LoopWait::LoopWait() {
     _signals.emplace(*_dispatcher);
 }
 
-void LoopWait::pause(CORBA_ULong seconds) {
-    if (seconds > 0)
-        until(seconds, [] { return false; });
+void LoopWait::pause(std::chrono::microseconds length) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(length);
+    TRXTimer timer(*_dispatcher);
+    timer.start(seconds.count(), (length - seconds).count());
+    until(0, [&timer] { return timer.fired; });
 }
 
 } // namespace harbolance

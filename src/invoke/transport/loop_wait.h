@@ -4,6 +4,7 @@
 #include "net/dispatcher.h"
 #include "net/termination.h"
 
+#include <chrono>
 #include <optional>
 
 // A timer to wait with: `fired` tells that the time is over.
@@ -79,7 +80,7 @@ public:
         return true;
     }
 
-    void pause(CORBA_ULong seconds);
+    void pause(std::chrono::microseconds length);
 
 private:
     static inline constinit unsigned _nested = 0;

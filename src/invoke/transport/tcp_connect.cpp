@@ -72,7 +72,7 @@ void TRXTCPConn::connect(const sockaddr_in* address, CORBA_ULong timeout) {
         left = pause < left ? left - pause : 0;
         if (left == 0)
             throw CORBA_COMM_FAILURE(static_cast<CORBA_ULong>(error), COMPLETED_NO);
-        LoopWait().pause(pause);
+        LoopWait().pause(std::chrono::seconds(pause));
     }
     set_client_options();
     _state = CONNECTED;

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+
+namespace harbolance {
+
+// Pauses between attempts that fail one after another: each twice as long as the one before, from 20 ms to a
+// second.
+class Backoff {
+public:
+    std::chrono::milliseconds next() {
+        using namespace std::chrono_literals;
+        return _last = std::clamp<std::chrono::milliseconds>(2 * _last, 20ms, 1s);
+    }
+    bool isFresh() const { return _last == _last.zero(); }
+    void reset() { _last = _last.zero(); }
+
+private:
+    std::chrono::milliseconds _last{0};
+};
+
+} // namespace harbolance
