@@ -179,5 +179,7 @@ void TRXTriggerHandler::tell(DSProvider& provider, Notification notification, co
         if (_agent->debug())
             harbolance::standardOutput() << "destroying this trigger." << std::endl;
         end();
+    } catch (...) {
+        end(); // a handler of this process may throw anything
     }
 }
