@@ -73,6 +73,7 @@ int NCudpstream::close() {
     if (!socket_.close())
         return failSystem("NCudpstream::close: close");
     connected_ = false;
+    tellsRefusals_ = false;
     return status_.done();
 }
 
@@ -106,6 +107,29 @@ int NCudpstream::setBlocking(bool blocking) {
     if (isOpen() && !setNonBlocking(fd(), !blocking))
         return failSystem("NCudpstream::listen: fcntl");
     return status_.done();
+}
+
+int NCudpstream::tellRefusals() {
+    if (!isOpen())
+        return status_.fail(notOpen, "NCudpstream::connect: File not open");
+    const int on = 1;
+    if (::setsockopt(fd(), IPPROTO_IP, IP_RECVERR, &on, sizeof on) == -1)
+        return failSystem("NCudpstream::listen: setsockopt");
+    tellsRefusals_ = true;
+    return status_.done();
+}
+
+// The system keeps what it was told beside the datagrams, and calls the socket readable until that is taken.
+bool NCudpstream::dropReportedErrors() {
+    constexpr int most = 64; // in one go: a flood of reports must not keep the caller
+    bool any = false;
+    for (int i = 0; i < most && tellsRefusals_; ++i) {
+        msghdr message{};
+        if (uninterrupted([&] { return ::recvmsg(fd(), &message, MSG_ERRQUEUE | MSG_DONTWAIT); }) == -1)
+            break;
+        any = true;
+    }
+    return any;
 }
 
 int NCudpstream::send(const NCTransObject* object) {
@@ -209,9 +233,12 @@ bool NCudpstream::takeDatagram(sockaddr_in* from) {
         return ::recvfrom(fd(), inBuffer_.rbuf(), datagramSize, MSG_TRUNC, generic(sender), &length);
     });
     if (count == -1) {
-        if (errno == EAGAIN)
+        const int error = errno;
+        const bool reported = dropReportedErrors();
+        errno = error;
+        if (error == EAGAIN || (reported && error != ECONNREFUSED))
             status_.fail(noData, "NCudpstream::receive No data available to read");
-        else if (errno == ECONNREFUSED)
+        else if (error == ECONNREFUSED)
             status_.fail(refused, "NCudpstream::receive: Connection broken");
         else
             failSystem("NCudpstream::receive: recvfrom");

@@ -77,6 +77,10 @@ public:
     int connect(const char* host, int port);
     int connect(const sockaddr_in& peer);
     int setBlocking(bool blocking);
+    // Until the stream is closed `send` and `receive` give `refused` when the system has been told that
+    // nothing receives at the peer's port. Without this, which holds at first, a peer that has gone is only
+    // silent. Other news of the network, such as a host that is not reached for a moment, change nothing.
+    int tellRefusals();
 
     int send(const NCTransObject* object);
     int sendTo(const char* host, int port, const NCTransObject* object);
@@ -117,6 +121,7 @@ private:
     int transmit(const sockaddr_in& address, bool tellRefusal);
     void finishSending();
     bool takeDatagram(sockaddr_in* from);
+    bool dropReportedErrors();
     NCTransObject* decode();
 
     std::unique_ptr<NCipcstream> in_;
@@ -126,6 +131,7 @@ private:
     NCipcbuf inBuffer_;
     NCipcbuf outBuffer_;
     bool connected_ = false;
+    bool tellsRefusals_ = false;
     sockaddr_in peer_{};
     bool blocking_ = false;
     harbolance::CarrierStatus status_;

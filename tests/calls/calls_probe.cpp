@@ -271,7 +271,8 @@ public:
         for (size_t end = 0; (end = text_.find('\n')) != string::npos;) {
             const string line = text_.substr(0, end);
             text_.erase(0, end + 1);
-            std::cout << "= " << result(line) << std::endl;
+            const string said = result(line); // which may print
+            std::cout << "= " << said << std::endl;
         }
         return 0;
     }

@@ -223,6 +223,26 @@ class Replacement(SessionCase):
         agent.script.clear()
         self.expect_registered(agent, probe)
 
+    def test_the_process_goes_on_while_an_agent_is_looked_for(self):
+        agent, probe = self.session()
+        agent.script = {LOCATE_AGENT: SILENT}
+        agent.send(wire.request(wire.END))
+        agent.wait_for(LOCATE_AGENT, 2)
+        self.talk(probe, f"locate a: {NOT_LOGGED_IN}", f"register b: {NO_AGENT}")
+        self.assertLess(len(agent.all(LOCATE_AGENT)), 6, "the search of the first place is not over")
+        agent.script.clear()
+        agent.wait_for(REGISTER)
+        self.expect_logged_in(probe, agent)
+
+    def test_an_agent_that_dies(self):
+        """The system knows that nobody listens at its port."""
+        first, second = self.pair()
+        probe = self.probe(first)
+        self.talk(probe, FOUND)
+        first.end()
+        self.talk(probe, FOUND)
+        self.expect_logged_in(probe, second)
+
     def test_an_agent_that_dies_in_the_middle_of_a_request(self):
         first, second = self.pair()
         probe, checking = self.probe(first, **FAST_CLOCK), self.probe(second, **FAST_CLOCK)

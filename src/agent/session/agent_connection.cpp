@@ -12,6 +12,7 @@ std::unique_ptr<AgentConnection> AgentConnection::open(const DSAddr& agent, dpIO
     if (bindOwnAddress(stream) != 0 || stream.fd() >= dpDispatcher::maxDescriptors)
         return nullptr;
     stream.connect(agent.socketAddress());
+    stream.tellRefusals(); // an agent that has died on a host that lives is known with the next message to it
     dpDispatcher::instance()->link(stream.fd(), dpDispatcher::readMask, &handler);
     return connection;
 }
@@ -60,6 +61,7 @@ NCRef<DSMessage> AgentConnection::receive(bool& lost) {
     NCRef<DSMessage> message = known;
     static_cast<void>(received.release());
     lastInput_ = std::chrono::steady_clock::now();
+    doubted_ = false;
     return isRepeat(*message) ? nullptr : message;
 }
 

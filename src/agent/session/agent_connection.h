@@ -28,6 +28,10 @@ public:
     void setLoggedIn() { loggedIn_ = true; }
     // Since the last message of the agent; very long before the first.
     std::chrono::seconds silence() const;
+    // A caller has given up waiting for an answer, after as many sendings as are made. The next message of
+    // the agent takes that back.
+    void doubt() { doubted_ = true; }
+    bool isDoubted() const { return doubted_; }
 
     // False when the agent is lost, since nothing receives at its port. Any other failure to send is left to
     // the repetition of requests.
@@ -52,6 +56,7 @@ private:
 
     NCudpstream stream_;
     bool loggedIn_ = false;
+    bool doubted_ = false;
     std::optional<std::chrono::steady_clock::time_point> lastInput_;
     std::optional<uint32_t> lastNumber_; // of the last message that was handled
     NCRef<DSReply> lastAnswer_;

@@ -44,7 +44,7 @@ void AgentLink::reconnect() {
     const Connecting connecting(*this);
     // An agent may answer the search and the login and then be silent, so that it is lost over the first
     // registration.
-    for (int round = 0; round < searchTries && !connection_; ++round) {
+    for (int round = 0; round < searchTries && !connection_ && !closed_; ++round) {
         connect();
         if (!connection_)
             break;
@@ -57,11 +57,11 @@ void AgentLink::reconnect() {
 void AgentLink::connect() {
     const Connecting connecting(*this);
     // A login that was refused leads to another search: another agent may answer that.
-    for (int i = 0; i < searchTries && !isLoggedIn(); ++i) {
+    for (int i = 0; i < searchTries && !isLoggedIn() && !closed_; ++i) {
         search();
         logIn();
     }
-    if (!connection_) {
+    if (!connection_ && !closed_) {
         standardOutput() << "Harbolance: Unable to locate agent. Will try "
                          << "every " << searchPeriod << " seconds to locate agent" << std::endl;
     }
@@ -71,8 +71,10 @@ void AgentLink::connect() {
 
 // When no agent answers, or there is no socket for it, the present connection stays.
 void AgentLink::search() {
-    const auto agent = AgentSearch(port_, listedAgents_).run();
-    auto connection = agent ? AgentConnection::open(*agent, session_) : nullptr;
+    const auto ended = [this] { return closed_; };
+    const auto agent =
+        AgentSearch(port_, listedAgents_, begunByLoop_ ? AgentSearch::Ended(ended) : nullptr).run();
+    auto connection = agent && !closed_ ? AgentConnection::open(*agent, session_) : nullptr;
     if (!connection)
         return;
     agentAddr_ = *agent;
@@ -128,6 +130,7 @@ int AgentLink::inputReady() {
     if (!connection_)
         return -1;
     const Call call(*this);
+    const BegunByLoop begun(*this);
     bool lost = false;
     const NCRef<DSMessage> message = connection_->receive(lost);
     if (lost)
@@ -215,6 +218,7 @@ void AgentLink::startKeepAlive() {
 
 void AgentLink::timerExpired() {
     const Call call(*this);
+    const BegunByLoop begun(*this);
     // A timer runs once; what follows starts the next one.
     timerRuns_ = false;
     if (!connection_) {

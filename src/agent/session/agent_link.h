@@ -14,7 +14,8 @@ class Registrations;
 // sends comes in here.
 //
 // Looking for an agent and asking it block the caller. While a call waits the connection may be replaced:
-// `connection()` is asked for again after each wait.
+// `connection()` is asked for again after each wait. What the event loop begins, a search after a loss or the
+// question whether the agent lives, waits in that loop, so that a process goes on serving without an agent.
 class AgentLink {
 public:
     static inline int keepAlivePeriod = 120; // seconds
@@ -53,6 +54,8 @@ public:
     // What `ask` would give at once: DSUser::done, notLoggedIn or busy.
     int readiness() const;
     bool isAsking() const { return exchange_ != nullptr; }
+    // Whether what is done now was begun by the global event loop, with no caller waiting for it.
+    bool isBegunByLoop() const { return begunByLoop_; }
     // Whether a call of the link is on the stack, so that the object must not be destroyed.
     bool isInUse() const { return calls_ > 0; }
 
@@ -86,6 +89,22 @@ private:
 
     private:
         AgentLink& link_;
+    };
+
+    // The global event loop has called, unless that is a turn inside the wait of a caller.
+    class BegunByLoop {
+    public:
+        explicit BegunByLoop(AgentLink& link) : link_(link), outer_(link.begunByLoop_) {
+            if (!link.exchange_ && !link.connecting_)
+                link.begunByLoop_ = true;
+        }
+        BegunByLoop(const BegunByLoop&) = delete;
+        BegunByLoop& operator=(const BegunByLoop&) = delete;
+        ~BegunByLoop() { link_.begunByLoop_ = outer_; }
+
+    private:
+        AgentLink& link_;
+        bool outer_;
     };
 
     // While the link connects it asks on its own account: the caller's exchange stands still, and a loss does
@@ -130,6 +149,7 @@ private:
     uint32_t connections_ = 0;
     int calls_ = 0;
     bool connecting_ = false;
+    bool begunByLoop_ = false;
     bool timerRuns_ = false;
     bool closed_ = false;
 };

@@ -5,6 +5,7 @@
 #include "agent/session/word_file.h"
 #include "base/standard_streams.h"
 #include "net/descriptors.h"
+#include "net/timer.h"
 
 #include <poll.h>
 
@@ -33,8 +34,8 @@ NCRef<DSOrderedCltn> agentAddresses() {
     return list;
 }
 
-AgentSearch::AgentSearch(int port, NCRef<DSOrderedCltn>& listed)
-    : port_(port), listed_(listed), message_(new DSAMessage(DSTypeLocateAgent)) {
+AgentSearch::AgentSearch(int port, NCRef<DSOrderedCltn>& listed, Ended ended)
+    : port_(port), listed_(listed), ended_(std::move(ended)), message_(new DSAMessage(DSTypeLocateAgent)) {
     probe_.setBlocking(true);
 }
 
@@ -42,7 +43,8 @@ void AgentSearch::open(const char* ipaddr) {
     // A new socket for each stage: answers to an earlier question that come late reach a closed port.
     if (probe_.isOpen())
         probe_.close();
-    if (probe_.bind(0, ipaddr) == 0)
+    // Where the system says that nobody listens, nothing is waited for.
+    if (probe_.bind(0, ipaddr) == 0 && probe_.tellRefusals() == 0)
         return;
     std::perror("DSUser::connect: bind:");
     standardOutput() << "Unable to bind to UDP port\n";
@@ -88,7 +90,7 @@ std::optional<DSAddr> AgentSearch::askThisHost() {
 // Each attempt sends again; the first good answer wins and later ones are never read. Without a host the
 // question is broadcast.
 std::optional<DSAddr> AgentSearch::ask(const char* host) {
-    for (int attempt = 0; attempt < attempts; ++attempt) {
+    for (int attempt = 0; attempt < attempts && !isEnded(); ++attempt) {
         const int status =
             host ? probe_.sendTo(host, port_, message_.get()) : probe_.broadcast(message_.get(), port_);
         // Sending again would fail the same way: the host is unknown, or there is no network.
@@ -100,9 +102,37 @@ std::optional<DSAddr> AgentSearch::ask(const char* host) {
     return std::nullopt;
 }
 
-std::optional<DSAddr> AgentSearch::awaitAnswer() {
+namespace {
+
+struct Arrival : dpIOHandler {
+    int inputReady(int) override {
+        arrived = true;
+        return -1;
+    }
+    bool arrived = false;
+};
+
+} // namespace
+
+// 1 when there is something to read, 0 when the time is over, -1 when the system refuses to wait.
+int AgentSearch::awaitDatagram() {
     constexpr int seconds = 1;
-    const int ready = pollUntil(probe_.fd(), POLLIN, Deadline(seconds));
+    const int fd = probe_.fd();
+    if (!ended_ || fd >= dpDispatcher::maxDescriptors)
+        return pollUntil(fd, POLLIN, Deadline(seconds));
+    dpDispatcher& loop = *dpDispatcher::instance();
+    Arrival arrival;
+    DSTimer limit(&loop);
+    limit.start(seconds, 0);
+    loop.link(fd, dpDispatcher::readMask, &arrival);
+    while (!arrival.arrived && !limit.expired && !isEnded())
+        loop.dispatch();
+    loop.unlink(fd);
+    return arrival.arrived ? 1 : 0;
+}
+
+std::optional<DSAddr> AgentSearch::awaitAnswer() {
+    const int ready = awaitDatagram();
     // Nothing can be found without a socket that works; waiting again would end here again.
     if (ready < 0) {
         std::perror("DSUser::connect: select:");
