@@ -200,7 +200,7 @@ CORBA_Boolean TRXLocation::findAnother(IOP::IOR& ior, CORBA_Object* object, TRXC
     // agent is still to find out that its server has died.
     if (same && (service || !leadsAnywhere(ior)))
         return 0;
-    if (!_pace.again(object, !same, options->connectTimeout))
+    if (!_pace.again(object, failed, *fresh, options->connectTimeout))
         return 0;
     ior = *fresh;
     return 1;

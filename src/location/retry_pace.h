@@ -2,10 +2,11 @@
 
 #include "base/hash_table.h"
 #include "invoke/transport/backoff.h"
-#include "marshal/types.h"
+#include "marshal/reference/vior.h"
 
 #include <chrono>
 #include <memory>
+#include <vector>
 
 class CORBA_Object;
 
@@ -17,10 +18,10 @@ class RetryPace {
 public:
     static constexpr CORBA_ULong longest = 60; // seconds
 
-    // After a failure to bind `object`, before the next try: another server is tried at once, but only the
-    // first time; otherwise this waits, each time longer, up to a second. The event loop is turned meanwhile.
+    // After a failure to bind `object` to one server, before the next is tried: at once when it has not been
+    // tried yet, otherwise this waits, each time longer, up to a second. The event loop is turned meanwhile.
     // False when so many seconds have been spent on the binding, 0 for the longest time.
-    bool again(const CORBA_Object* object, bool anotherServer, CORBA_ULong seconds);
+    bool again(const CORBA_Object* object, const IOP::IOR& failed, const IOP::IOR& next, CORBA_ULong seconds);
     // The object is bound, or given up.
     void over(const CORBA_Object* object) { _bindings.take(static_cast<const void*>(object)); }
 
@@ -31,6 +32,7 @@ private:
         const void* object; // only compared
         Clock::time_point begin;
         Backoff backoff;
+        std::vector<IOP::IOR> tried; // in vain
     };
 
     KeyedTable<std::unique_ptr<Binding>, &Binding::object> _bindings{0};
