@@ -99,6 +99,10 @@ void open(const oadd::Options& options, Parts& parts) {
         TRXORB::current()->agentEnabled() && dynamic_cast<TRXAdapter&>(*boa).flag("OAagent").value_or(true);
     parts.daemon.references = &parts.references.emplace(*orb, parts.servant);
     parts.daemon.announcer = &parts.announcer.emplace(*parts.references, announces);
+    if (parts.references->host().starts_with("127.") && !dynamic_cast<TRXAdapter&>(*boa).property("OAipaddr"))
+        oadd::log(oadd::LogLevel::warning, "references lead to " + parts.references->host() +
+                                               ", to which this host's name resolves and which no other host "
+                                               "reaches; name an address with --address");
     parts.servers.use({parts.references->text(), domainWords()});
     for (const auto& entry : parts.registrations.all())
         parts.announcer->announce(entry->object);

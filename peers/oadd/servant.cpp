@@ -215,10 +215,11 @@ TRXEXT_CreationImplDef* Servant::boa_activate_obj(CORBA_Object_ptr obj, const ch
     const Entry entry = daemon_.registrations.ofObject(nameOf(repository_id, object.name.name.c_str()));
     if (!entry) {
         // Usual for the base interfaces of an object; else a wrong name, for which a look-up waits in vain.
+        const bool wrongName = !daemon_.registrations.ofInterface(nameOf(repository_id, "").repId).empty();
         if (uid < 0)
-            log(LogLevel::info, "process " + std::to_string(-static_cast<long>(uid)) + " has " +
-                                    toText(nameOf(repository_id, object.name.name.c_str())) +
-                                    ", which is not registered");
+            log(wrongName ? LogLevel::warning : LogLevel::info,
+                "process " + std::to_string(-static_cast<long>(uid)) + " has " +
+                    toText(nameOf(repository_id, object.name.name.c_str())) + ", which is not registered");
         throw Activation::NotRegistered();
     }
     // A reference that leads to this daemon only is what an earlier call has made of the object's own.

@@ -16,7 +16,8 @@ namespace oadd {
 
 namespace {
 
-constexpr std::chrono::seconds restartPause{1};
+constexpr std::chrono::seconds shortestPause{1};
+constexpr std::chrono::seconds longestPause{30};
 
 std::string processText(pid_t pid) { return "process " + std::to_string(pid); }
 
@@ -95,7 +96,7 @@ Servers::~Servers() = default;
 
 void Servers::raiseRecentFailure(const ObjectName& object) const {
     const auto found = failures_.find(object);
-    if (found != failures_.end() && Clock::now() < found->second.when + restartPause)
+    if (found != failures_.end() && Clock::now() < found->second.when + found->second.pause)
         raise(found->second.result);
 }
 
@@ -111,7 +112,7 @@ std::shared_ptr<Attempt> Servers::start(const Registration& registration, bool t
     const auto opened = programs_.open(registration.path);
     if (const auto* complaint = std::get_if<std::string>(&opened)) {
         log(LogLevel::warning, toText(object) + ": not started, " + *complaint);
-        failures_[object] = {Attempt::Result::notExecuted, Clock::time_point()};
+        failures_[object] = {Attempt::Result::notExecuted, {}, {}}; // nothing has been started
         throw Activation::FailedToExecute();
     }
     const auto& program = std::get<Programs::Program>(opened);
@@ -265,7 +266,8 @@ void Servers::fail(Server& server, Attempt::Result result) {
     if (server.attempt->result != Attempt::Result::pending)
         return;
     server.attempt->result = result;
-    failures_[server.attempt->object] = {result, Clock::now()};
+    Failure& failure = failures_[server.attempt->object];
+    failure = {result, std::clamp(2 * failure.pause, shortestPause, longestPause), Clock::now()};
 }
 
 void Servers::executionFailed(Server& server, int error) {

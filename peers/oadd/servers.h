@@ -56,8 +56,8 @@ public:
     const ServerLimits& limits() const { return limits_; }
 
     // Raises Activation::FailedToExecute, and Activation::Busy when too many servers run; the last tenth of
-    // the number is kept for trusted callers. What has failed within the last second is not started again:
-    // the failure is raised.
+    // the number is kept for trusted callers. What has failed is not started again for a second, after each
+    // further failure for twice as long, up to half a minute: the failure is raised.
     std::shared_ptr<Attempt> start(const Registration& registration, bool trusted);
     // A start of the object that is under way; with `unreserved` one that is for no client yet. Or null.
     std::shared_ptr<Attempt> pending(const ObjectName& object, bool unreserved) const;
@@ -94,6 +94,7 @@ private:
     using Clock = Attempt::Clock;
     struct Failure {
         Attempt::Result result;
+        std::chrono::seconds pause; // until the next start
         Clock::time_point when;
     };
 

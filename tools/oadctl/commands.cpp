@@ -24,6 +24,8 @@ std::string readReferenceFile(const std::string& name) {
     return reference;
 }
 
+constexpr const char* silent =
+    "the daemon does not answer in time; it may be looking for a location agent, or be stopped";
 constexpr const char* notThere = "no activation daemon answers at the reference; is oadd running?";
 
 // --- Finding the daemon ------------------------------------------------------------------------------------
@@ -49,6 +51,8 @@ Activation::OAD* byHost(const std::optional<std::string>& host) {
             throw Failure("the host " + where + " is unknown");
         if (Activation::OAD* oad = Activation::OAD::_bind(nullptr, address.in()))
             return oad;
+    } catch (const CORBA_NO_RESPONSE&) {
+        throw Failure(silent);
     } catch (const CORBA_SystemException&) {
         // the agents know none
     }
@@ -169,6 +173,8 @@ void execute(const Choice& choice, std::ostream& out) {
                       "or start oadd with --allow and the network of this host");
     } catch (const CORBA_BAD_PARAM&) {
         throw Failure("the daemon does not accept the definition of " + what + "; its log says why");
+    } catch (const CORBA_NO_RESPONSE&) {
+        throw Failure(silent);
     } catch (const CORBA_NO_IMPLEMENT&) {
         throw Failure(notThere);
     } catch (const CORBA_OBJECT_NOT_EXIST&) {
