@@ -20,7 +20,7 @@ import giop  # noqa: E402
 PROGRAMS = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else "build/release/bin").resolve()
 ROUNDS = int(sys.argv[2]) if len(sys.argv) > 2 else 7
 #         calls in a round, limit
-CASES = {"null": (20000, 1.0), "echo1k": (20000, 1.05), "structs": (500, 5), "sink1m": (300, 1.35),
+CASES = {"null": (20000, 1.0), "echo1k": (20000, 1.05), "structs": (500, 5), "sink1m": (300, 1.15),
          "oneway": (50000, 0.85), "pipe64": (64000, 0.8)}
 LIMIT = 60
 NO_DELAY = {"server": ("-OAtcpdelay",), "client": ("-ORBtcpdelay",)}  # these words switch TCP_NODELAY on

@@ -141,6 +141,19 @@ struct Written {
 };
 template <class Text, CORBA_ULong bound>
 struct Written<BoundedText<Text, bound>> : TextElement<Text, bound> {};
+// The argument lasts until the call has sent its request, which need not have a copy of many octets.
+template <std::derived_from<TRXSequence<CORBA_Octet>> T>
+struct Written<T> {
+    static void write(TRXostream& stream, const T& value) {
+        CORBA_MarshalOutBuffer* const buffer = stream.buffer();
+        if (!buffer) {
+            stream << value;
+            return;
+        }
+        *buffer << value.length();
+        buffer->write_borrowed(value.buffer(), value.length());
+    }
+};
 
 template <class T, class Given = T>
 class In : public Argument {

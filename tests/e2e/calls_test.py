@@ -354,6 +354,21 @@ class Servers(CallCase):
                   "null 1: ok")
         self.assertEqual(len(server.peers), 1)
 
+    def test_a_request_whose_time_ends_while_it_leaves(self):
+        server = self.listener()
+        server.answer = lambda peer, one: harness.unwatch(peer.sock)
+        probe = self.probe(server.reference)
+        self.talk(probe, "note 1: ok")
+        wait_until(server.requests, "the peer that reads no more")
+        # The octets are those of the caller, who frees them then.
+        self.talk(probe, "limits 1 0 0: ok", f"take {8 << 20}: CORBA::NO_RESPONSE 1")
+        peer = server.peers[0]
+        harness.watch(peer.sock, peer._read)
+        wait_until(lambda: len(peer.messages[-1].body) > 8 << 20, "the whole request")
+        octets = peer.messages[-1].body[-(8 << 20):]
+        self.assertEqual([octets[i] for i in range(0, 8 << 20, 4093)],
+                         [(i * 7 + i // 251) % 256 for i in range(0, 8 << 20, 4093)])
+
     def test_a_reply_that_drips(self):
         server = self.listener()
         dripping = []

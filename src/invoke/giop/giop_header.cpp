@@ -1,6 +1,7 @@
 #include "invoke/giop/giop_header.h"
 
 #include "marshal/cdr/vbuf.h"
+#include "marshal/exception/vexcept.h"
 
 #include <cstring>
 
@@ -57,7 +58,10 @@ void write_message_header(CORBA_MarshalOutBuffer& buffer, MsgType type) {
 }
 
 void set_message_size(CORBA_MarshalOutBuffer& buffer) {
-    const CORBA_ULong size = buffer.offset() - messageHeaderSize;
+    const uint64_t whole = buffer.whole_size() - messageHeaderSize;
+    const auto size = static_cast<CORBA_ULong>(whole);
+    if (size != whole)
+        throw CORBA_MARSHAL();
     std::memcpy(buffer.data() + sizeOffset, &size, sizeof size);
 }
 

@@ -4,20 +4,45 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <vector>
 
 namespace harbolance {
 
+namespace {
+
+size_t transmit(TRXConnection& connection, const CORBA_MarshalOutBuffer& message) {
+    std::array<iovec, 3> parts;
+    int count = 0;
+    for (const std::span<const char> part : message.parts()) {
+        if (!part.empty())
+            parts[static_cast<size_t>(count++)] = {const_cast<char*>(part.data()), part.size()};
+    }
+    return connection.transmit_available(parts.data(), count);
+}
+
+} // namespace
+
 OutputQueue::Ticket OutputQueue::send(TRXConnection& connection, CORBA_MarshalOutBuffer* message) {
     size_t written = 0;
     if (_messages.empty()) {
-        const iovec part{message->data(), message->offset()};
-        written = connection.transmit_available(&part, 1);
-        if (written == part.iov_len)
+        written = transmit(connection, *message);
+        if (written == message->whole_size())
             return _lastLeft = ++_lastTicket;
-        _begun = written;
     }
-    _messages.push_back({++_lastTicket, CORBA_MarshalOutBuffer::_duplicate(message), nullptr});
+    try {
+        message->copy_borrowed(); // the caller may take what he lent when this returns
+        _messages.push_back({_lastTicket + 1, message, nullptr});
+    } catch (...) {
+        // Without memory for the rest of a message that has begun to leave, no other can follow it.
+        if (written > 0)
+            connection.break_off(ENOMEM);
+        throw;
+    }
+    CORBA_MarshalOutBuffer::_duplicate(message);
+    ++_lastTicket;
+    if (written > 0)
+        _begun = written;
     _size += message->offset() - written;
     _written += written;
     return _lastTicket;

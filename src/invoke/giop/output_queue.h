@@ -32,7 +32,8 @@ public:
     ~OutputQueue() { drop(); }
 
     // Writes the message, whose buffer is complete, behind those that wait. What the socket does not take now
-    // stays in the queue. Raises what the connection raises, and drops the message then.
+    // stays in the queue, and the buffer borrows nothing any more. Raises what the connection raises, and
+    // drops the message then.
     Ticket send(TRXConnection& connection, CORBA_MarshalOutBuffer* message);
     // For a message that has not left: the observer is called once. It belongs to the caller.
     void observe(Ticket ticket, OutputObserver* observer);

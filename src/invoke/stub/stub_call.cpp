@@ -49,6 +49,7 @@ CORBA_MarshalOutBuffer* TRXStubInfo::create_request(const char* operation, CORBA
         _interceptor->prepare_request(header, request->closure());
     if (use) {
         use->write_request_header(request.in(), header);
+        request->allow_borrowing(); // the output queue sends the parts
         request->connection(std::move(use));
     }
     return request._retn();
@@ -106,6 +107,7 @@ void TRXStubInfo::send_intercepted(TRXMarshalOutBuffer& request, Transmit transm
     if (!_interceptor)
         return mapped([&] { transmit(&request); });
     const GIOP::RequestHeader& header = request.header();
+    request.copy_borrowed(); // the interceptor is given the whole message
     const CORBA_MarshalOutBuffer_var replacement(
         _interceptor->send_request(header, &request, request.closure()));
     mapped([&] {

@@ -75,6 +75,11 @@ size_t TRXConnection::transmit_available(const iovec* parts, int count) {
     fail_closed(errno);
 }
 
+void TRXConnection::break_off(int error) {
+    ::shutdown(_fd, SHUT_RDWR); // the handler in the event loop sees it
+    fail_closed(error);
+}
+
 namespace {
 
 struct FactoryTraits : GrowWhenFull {

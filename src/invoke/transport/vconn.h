@@ -60,6 +60,8 @@ public:
     // raise CORBA_COMM_FAILURE.
     size_t receive_available(char* buffer, size_t size);
     size_t transmit_available(const iovec* parts, int count);
+    // Ends the stream where it stands, for both ends. Raises CORBA_COMM_FAILURE.
+    [[noreturn]] void break_off(int error);
     // The errno of the failure that closed the connection, 0 for the end of the stream.
     CORBA_ULong saved_errno() const { return static_cast<CORBA_ULong>(_saved_errno); }
 

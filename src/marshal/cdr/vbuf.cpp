@@ -30,7 +30,7 @@ CORBA_MarshalOutBuffer::~CORBA_MarshalOutBuffer() {
         CORBA_string_free(_data);
 }
 
-CORBA_Long CORBA_MarshalOutBuffer::position() const { return static_cast<CORBA_Long>(_offset); }
+CORBA_Long CORBA_MarshalOutBuffer::position() const { return static_cast<CORBA_Long>(whole_size()); }
 
 CORBA_ULong CORBA_MarshalOutBuffer::offset() const { return _offset; }
 
@@ -58,13 +58,51 @@ void CORBA_MarshalOutBuffer::grow(CORBA_ULong count) {
     _grown = 1;
 }
 
+void CORBA_MarshalOutBuffer::write_borrowed(const unsigned char* octets, CORBA_ULong count) {
+    constexpr CORBA_ULong worthIt = 16384; // a smaller copy costs less than a further part of a message
+    if (!_borrowed.allowed || borrows() || count < worthIt) {
+        if (count > 0)
+            write(octets, count);
+        return;
+    }
+    _borrowed.place = _offset;
+    _borrowed.count = count;
+    _borrowed.octets = reinterpret_cast<const char*>(octets);
+    _start += count; // what follows is aligned behind them
+}
+
+void CORBA_MarshalOutBuffer::copy_borrowed() {
+    if (!borrows())
+        return;
+    const CORBA_ULong count = _borrowed.count;
+    if (count > _capacity - _offset)
+        make_room(count);
+    char* const place = _data + _borrowed.place;
+    std::memmove(place + count, place, _offset - _borrowed.place);
+    std::memcpy(place, _borrowed.octets, count);
+    _offset += count;
+    _start -= count;
+    _borrowed.count = 0;
+}
+
+// What is in front of the borrowed octets, they, and what is behind them.
+std::array<std::span<const char>, 3> CORBA_MarshalOutBuffer::parts() const {
+    const std::span<const char> own(_data, _offset);
+    if (!borrows())
+        return {own};
+    return {own.first(_borrowed.place), std::span(_borrowed.octets, _borrowed.count),
+            own.subspan(_borrowed.place)};
+}
+
 void CORBA_MarshalOutBuffer::rewind() {
     _offset = 0;
     _start = 0;
+    _borrowed = {};
     reset_typecodes();
 }
 
 void CORBA_MarshalOutBuffer::seek(CORBA_ULong offset) {
+    copy_borrowed();
     // Behind what was written the octets have no meaning yet, but the caller may be about to fill them.
     if (offset > _capacity)
         throw CORBA_BAD_PARAM();

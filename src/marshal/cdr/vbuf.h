@@ -4,7 +4,9 @@
 #include "marshal/text/vstream.h"
 #include "marshal/var.h"
 
+#include <array>
 #include <cstring>
+#include <span>
 
 namespace harbolance {
 class MembersReader;
@@ -84,6 +86,18 @@ public:
     void rewind_offset() { seek(0); } // to offset 0; `align` stays
     void seek(CORBA_ULong offset);    // `align` stays; raises CORBA_BAD_PARAM beyond the capacity
 
+    // --- Octets that stay with the caller
+    //
+    // To copy many octets costs about as much as to send them. A buffer that may borrow notes where the
+    // octets are; `data` and `offset` are without them then. Who allows it sends all `parts`, or calls
+    // `copy_borrowed`, before the octets may change.
+    void allow_borrowing() { _borrowed.allowed = true; }                 // until `rewind`
+    void write_borrowed(const unsigned char* octets, CORBA_ULong count); // copies what need not be borrowed
+    void copy_borrowed();
+    bool borrows() const { return _borrowed.count > 0; }
+    std::array<std::span<const char>, 3> parts() const;
+    uint64_t whole_size() const { return uint64_t{_offset} + _borrowed.count; } // of all parts
+
     static CORBA_MarshalOutBuffer* _duplicate(CORBA_MarshalOutBuffer* buffer);
     CORBA_Long _refcount() const { return _ref_count; }
     friend void release_buffer(CORBA_MarshalOutBuffer* buffer);
@@ -116,6 +130,12 @@ private:
     CORBA_Long _ref_count = 1;
     CORBA_Boolean _grown; // `_data` was allocated here
     bool _single_values = false;
+    struct {
+        bool allowed = false;
+        CORBA_ULong place = 0; // the octets belong before this one of `_data`
+        CORBA_ULong count = 0;
+        const char* octets = nullptr;
+    } _borrowed; // once in a message: most requests have one large argument at most
 };
 
 using CORBA_MarshalOutBuffer_ptr = CORBA_MarshalOutBuffer*;
