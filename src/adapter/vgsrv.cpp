@@ -5,6 +5,7 @@
 #include "marshal/reference/vutil.h"
 
 #include <cerrno>
+#include <chrono>
 
 // A connection's messages: what each asks for, and what ends the connection. Requests are served in
 // dispatch.cpp.
@@ -51,6 +52,20 @@ private:
     TRXGIOPServer& _server;
 };
 
+// Replies may wait for each other. Who makes it sees to it that they leave.
+class TRXGIOPServer::Gathering {
+public:
+    explicit Gathering(TRXGIOPConn& connection)
+        : _connection(connection), _former(connection.gather_replies(true)) {}
+    Gathering(const Gathering&) = delete;
+    Gathering& operator=(const Gathering&) = delete;
+    ~Gathering() { _connection.gather_replies(_former); }
+
+private:
+    TRXGIOPConn& _connection;
+    bool _former;
+};
+
 TRXGIOPServer::TRXGIOPServer(TRXAdapter* adapter, TRXGIOPConn* connection, bool reuseReply)
     : _adapter(adapter), _connection(GIOPUse::another(connection)) {
     if (reuseReply)
@@ -81,9 +96,12 @@ int TRXGIOPServer::inputReady(int) {
     const auto self = TRXRef<TRXGIOPServer>::duplicate(this);
     const Busy busy(*this);
     try {
-        const TRXRef<TRXGIOPMessage> message(_connection->next_message());
-        if (message)
-            handle(message.get(), TRXGlobalTable::instance());
+        _connection->flush_replies(); // to requests before the one that waits in its servant
+        if (_connection->called_for_nothing())
+            return 0;
+        serve_next();
+        if (has_more())
+            serve_more();
     } catch (const CORBA_COMM_FAILURE& failure) {
         end(failure);
         return -1;
@@ -96,6 +114,28 @@ int TRXGIOPServer::inputReady(int) {
         return -1;
     }
     return 0;
+}
+
+void TRXGIOPServer::serve_next() {
+    const TRXRef<TRXGIOPMessage> message(_connection->next_message());
+    if (message)
+        handle(message.get(), TRXGlobalTable::instance());
+}
+
+bool TRXGIOPServer::has_more() const {
+    return _connection->has_message() && _adapter && _adapter->is_active();
+}
+
+// What has come behind the first message, with one write for the replies. Only while it takes no time: then
+// what has been replied leaves, and the other connections have their turn.
+void TRXGIOPServer::serve_more() {
+    using Clock = std::chrono::steady_clock;
+    const Gathering gathering(*_connection);
+    const auto end = Clock::now() + std::chrono::microseconds(100);
+    do
+        serve_next();
+    while (has_more() && Clock::now() < end);
+    _connection->flush_replies();
 }
 
 int TRXGIOPServer::outputReady(int) {
@@ -115,6 +155,11 @@ int TRXGIOPServer::exceptionRaised(int) {
 }
 
 void TRXGIOPServer::end(const CORBA_Exception& why, bool telling) {
+    try {
+        _connection->flush_replies();
+    } catch (const CORBA_Exception&) {
+        // the peer has gone
+    }
     // What the interceptor does may turn the event loop, in which the connection must not end once more.
     _connection->unregister_io();
     _connection->fail_output(why);

@@ -67,10 +67,14 @@ public:
 
 private:
     class Busy;
+    class Gathering;
     class Published;
 
     using Raised = std::unique_ptr<CORBA_Exception>; // null for nothing
 
+    void serve_next();
+    void serve_more();
+    bool has_more() const;
     CORBA_Object* find(const CORBA_OctetSequence& key);
     void serve(harbolance::RequestInProgress& progress, CORBA_MarshalInBuffer* in, CORBA_Object_var& target,
                Raised raised);

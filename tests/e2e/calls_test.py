@@ -212,6 +212,25 @@ class Octets(CallCase):
         peer.send(many)
         self.assertEqual([reply_of(one) for one in peer.take(500)], [(n, NO_EXCEPTION, b"") for n in range(500)])
 
+    def test_replies_that_leave_together(self):
+        server, callee, asked = self.server(), self.listener(), []
+        callee.answer = lambda peer, one: asked.append((peer, one))
+        other = giop.profile("127.0.0.1", callee.port, b"key")
+        says = [request(n, server.key, "say", lambda body, n=n: body.string(f"text {n}")) for n in range(64)]
+        expected = [(n, NO_EXCEPTION, Writer().string(f"echo text {n}").octets) for n in range(64)]
+        relay = request(64, server.key, "relay",
+                        lambda body: body.string(TYPE).ulong(1).ulong(0).sequence(other).ulong(2))
+        peer = self.connect(server)
+        peer.send(b"".join(says) + relay)
+        self.assertEqual([reply_of(one) for one in peer.take(64)], expected)
+        # They have left although the servant of the last request waits.
+        wait_until(lambda: asked, "the servant's call")
+        asked[0][0].send(reply(id_of(asked[0][1]), results=lambda body: body.ulong(1)))
+        self.assertEqual(peer.reply(), (64, NO_EXCEPTION, Writer().ulong(2).octets))
+        # What ends the connection finds them gone.
+        peer.send(b"".join(says) + message(giop.REQUEST, b"cut"))
+        self.assertEqual([reply_of(one) for one in peer.end()], expected)
+
     def test_what_is_no_message(self):
         server = self.server()
         peer = self.connect(server)

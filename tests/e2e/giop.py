@@ -61,13 +61,16 @@ def exception(name, minor, completed):
     return Writer().string(f"IDL:omg.org/CORBA/{name}:1.0").ulong(minor).ulong(completed).octets
 
 
+def profile(host, port, key):
+    body = Writer().octet(1).octet(1).octet(0)
+    body.string(host)
+    body.octets += bytes(-len(body.octets) % 2) + struct.pack("<H", port)
+    return body.sequence(key).octets
+
+
 def reference(type_id, host, port, key):
     """A stringified reference with one profile."""
-    profile = Writer().octet(1).octet(1).octet(0)
-    profile.string(host)
-    profile.octets += bytes(-len(profile.octets) % 2) + struct.pack("<H", port)
-    profile.sequence(key)
-    return "IOR:" + ior(type_id, profile.octets).hex()
+    return "IOR:" + ior(type_id, profile(host, port, key)).hex()
 
 
 def object_key(repository_id, name):

@@ -4,6 +4,7 @@
 #include "invoke/giop/progress_timer.h"
 #include "invoke/transport/loop_wait.h"
 #include "net/descriptors.h"
+#include "object/global_table.h"
 
 #include <cerrno>
 #include <poll.h>
@@ -18,6 +19,8 @@ namespace {
 // beside its octets: small replies to a peer that takes none fill the memory as well.
 constexpr uint64_t mostOutput = uint64_t{16} << 20;
 constexpr uint64_t messageCost = 512;
+
+constexpr CORBA_ULong mostGathered = 8192; // octets of replies that leave together
 
 constinit CORBA_ULong writingConnections = 0;
 
@@ -71,7 +74,7 @@ void TRXGIOPConn::update_interest() {
     if (read) {
         _dispatcher->link(_fd, dpDispatcher::readMask, _handler);
         if (_reader.ready())
-            _dispatcher->setReady(_fd, dpDispatcher::readMask);
+            _marked = _dispatcher->setReady(_fd, dpDispatcher::readMask) != 0;
     }
 }
 
@@ -79,6 +82,7 @@ void TRXGIOPConn::set_interest(bool reading, bool writing) {
     writingConnections = writingConnections - (_writing ? 1 : 0) + (writing ? 1 : 0);
     _reading = reading;
     _writing = writing;
+    _marked = false;
 }
 
 CORBA_ULong TRXGIOPConn::writing_connections() { return writingConnections; }
@@ -117,8 +121,12 @@ TRXGIOPMessage* TRXGIOPConn::next_message() {
     }
     GIOP::MessageHeader header;
     const TRXMarshalInBuffer_var body(_reader.take(header));
-    if (_dispatcher && _reading && _reader.ready())
-        _dispatcher->setReady(_fd, dpDispatcher::readMask);
+    if (_reader.ready() || has_gathered()) {
+        if (_dispatcher && _reading)
+            _marked = _dispatcher->setReady(_fd, dpDispatcher::readMask) != 0;
+        else
+            flush_replies();
+    }
     return TRXGIOPMessage::create(body.in(), header);
 }
 
@@ -191,6 +199,11 @@ TRXGIOPMessage* TRXGIOPConn::receive_message(CORBA_ULong timeout) {
 
 TRXGIOPConn::Ticket TRXGIOPConn::queue(CORBA_MarshalOutBuffer* message) {
     GIOP::set_message_size(*message);
+    flush_replies();
+    return enqueue(message);
+}
+
+TRXGIOPConn::Ticket TRXGIOPConn::enqueue(CORBA_MarshalOutBuffer* message) {
     const Ticket ticket = _output.send(*_connection, message);
     if (!_output.hasLeft(ticket)) {
         if (_dispatcher)
@@ -256,7 +269,28 @@ CORBA_MarshalOutBuffer* TRXGIOPConn::write_locate_reply_header(const GIOP::Locat
 
 void TRXGIOPConn::send_reply(const GIOP::RequestHeader&, const GIOP::ReplyHeader&,
                              CORBA_MarshalOutBuffer* buffer, CORBA_ULong) {
-    queue(buffer);
+    // A wait in a loop of its own would not come to this connection.
+    const bool waits =
+        _gathers && has_message() && _output.empty() && !TRXGlobalTable::instance()->noCallback;
+    const CORBA_ULong gathered = has_gathered() ? _gathered->offset() : 0;
+    if ((!waits && gathered == 0) || buffer->offset() > mostGathered - gathered) {
+        queue(buffer);
+        return;
+    }
+    if (!_gathered.in())
+        _gathered = new CORBA_MarshalOutBuffer(mostGathered);
+    GIOP::set_message_size(*buffer);
+    _gathered->write_raw(buffer->data(), buffer->offset());
+    if (!waits)
+        send_gathered();
+}
+
+void TRXGIOPConn::send_gathered() {
+    CORBA_MarshalOutBuffer_var replies(_gathered._retn());
+    if (!_output.hasLeft(enqueue(replies.in())))
+        return; // the queue has the buffer
+    replies->rewind();
+    _gathered = replies._retn();
 }
 
 void TRXGIOPConn::send_locate_reply(const GIOP::LocateRequestHeader&, const GIOP::LocateReplyHeader&,

@@ -9,6 +9,8 @@
 
 #include <sys/time.h>
 
+#include <utility>
+
 class TRXGIOPConnFactory;
 
 // GIOP on one connection, of a client or a server: request ids, the messages that leave, those that come in,
@@ -99,6 +101,11 @@ public:
     // one is there too, the dispatcher is told to call again, so that a nested turn sees it. Raises
     // CORBA_COMM_FAILURE when the connection has ended, and what the message's headers raise.
     TRXGIOPMessage* next_message();
+    // Whether `next_message` gives one without reading.
+    bool has_message() const { return _dispatcher && _reading && _reader.ready(); }
+    // Whether the dispatcher has called only since it was told to, for a message that has been taken
+    // meanwhile.
+    bool called_for_nothing() { return std::exchange(_marked, false) && !_reader.ready(); }
     // Sends without waiting. The message has left when `has_left` says so.
     Ticket queue(CORBA_MarshalOutBuffer* message);
     bool has_left(Ticket ticket) const { return _output.hasLeft(ticket); }
@@ -106,6 +113,13 @@ public:
     bool has_output() const { return !_output.empty(); }
     // In the whole process: those in a dispatcher that have something to write.
     static CORBA_ULong writing_connections();
+    // From here on short replies wait for those to the requests that are there already, or for
+    // `flush_replies`; none waits during a turn of the event loop. Gives what was set before.
+    bool gather_replies(bool gather) { return std::exchange(_gathers, gather); }
+    void flush_replies() {
+        if (has_gathered())
+            send_gathered();
+    }
     // Writes on; for the handler's `outputReady`. Raises CORBA_COMM_FAILURE when the connection has ended.
     void write_queued();
     // What waits to be written fails.
@@ -134,6 +148,9 @@ private:
     void await_departure(Ticket ticket, CORBA_ULong timeout);
     void await_reply(CORBA_ULong id, CORBA_ULong timeout);
     bool stops_reading() const;
+    Ticket enqueue(CORBA_MarshalOutBuffer* message);
+    bool has_gathered() const { return _gathered.in() && _gathered->offset() > 0; }
+    void send_gathered();
 
     CORBA_ULong _use_count = 1;
     TRXGIOPConnFactory& _factory;
@@ -141,6 +158,8 @@ private:
     timeval _last_used{};
     harbolance::MessageReader _reader;
     harbolance::OutputQueue _output;
+    CORBA_MarshalOutBuffer_var _gathered; // replies that wait to leave together; a server's
+    bool _gathers = false;
     harbolance::WaiterTable _pending;
     std::unique_ptr<CORBA_Exception> _lost; // what ended the connection, when a handler has seen the end
     CORBA_ULong _next_id = 0;
@@ -151,5 +170,6 @@ private:
     int _fd = -1;                        // as it was registered
     bool _reading = false;
     bool _writing = false;
+    bool _marked = false; // ready for the dispatcher without being asked for
     std::unique_ptr<ProgressTimer> _progress;
 };
