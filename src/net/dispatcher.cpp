@@ -227,22 +227,30 @@ int dpDispatcher::serveRange(int from, int end, int nfound, dpFdMask& r, dpFdMas
         fd = nextReady(fd, end, r, w, e);
         if (fd == end)
             break;
-        nfound -= serve(fd, readMask, r);
-        nfound -= serve(fd, writeMask, w);
-        nfound -= serve(fd, exceptMask, e);
+        // Each is looked at behind the call for the one before, which may have changed it.
+        if (r.test(fd)) {
+            serve(fd, readMask, r);
+            --nfound;
+        }
+        if (w.test(fd)) {
+            serve(fd, writeMask, w);
+            --nfound;
+        }
+        if (e.test(fd)) {
+            serve(fd, exceptMask, e);
+            --nfound;
+        }
     }
     return nfound;
 }
 
-// Gives the number of bits taken out of the set, 0 or 1.
-int dpDispatcher::serve(int fd, int mask, dpFdMask& ready) {
-    if (!ready.test(fd))
-        return 0;
+// What is in the set, and taken out of it.
+void dpDispatcher::serve(int fd, int mask, dpFdMask& ready) {
     // Before the call: a turn inside the handler must not find this bit again.
     ready.reset(fd);
     dpIOHandler* const called = handlers_[mask][fd];
     if (!called)
-        return 1;
+        return;
 
     int result = 0;
     switch (mask) {
@@ -254,12 +262,11 @@ int dpDispatcher::serve(int fd, int mask, dpFdMask& ready) {
     // The result is about the link that was called. The handler may have linked another connection under the
     // number meanwhile, which it does not concern.
     if (handlers_[mask][fd] != called)
-        return 1;
+        return;
     if (result < 0)
         detach(fd);
     else if (result > 0)
         setReady(fd, mask);
-    return 1;
 }
 
 timeval* dpDispatcher::calculateTimeout(timeval* limit) {

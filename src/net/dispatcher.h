@@ -52,7 +52,7 @@ public:
     static constexpr size_t wordBits = 64;
     static constexpr size_t words = 1024 / wordBits;
 
-    void clear() { words_.fill(0); }
+    void clear() { words_ = {}; }
     void set(int fd) { wordOf(fd) |= bitOf(fd); }
     void reset(int fd) { wordOf(fd) &= ~bitOf(fd); }
     bool test(int fd) const { return (words_[static_cast<size_t>(fd) / wordBits] & bitOf(fd)) != 0; }
@@ -157,7 +157,7 @@ protected:
 
 private:
     int serveRange(int from, int end, int nfound, dpFdMask& r, dpFdMask& w, dpFdMask& e);
-    int serve(int fd, int mask, dpFdMask& ready);
+    void serve(int fd, int mask, dpFdMask& ready);
     bool hasHandler(int fd) const;
     void dropClosed(int mask);
 

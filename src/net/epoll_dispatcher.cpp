@@ -101,10 +101,12 @@ void dpEpollDispatcher::enter(int fd) {
     if (control(EPOLL_CTL_ADD, fd))
         return;
     // The system's answer for a file that cannot be waited for, a regular one for example.
-    if (errno == EPERM)
+    if (errno == EPERM) {
+        anyAlwaysReady_ = true;
         alwaysReady_.set(fd);
-    else if (errno != EBADF)
+    } else if (errno != EBADF) {
         set_.reset();
+    }
 }
 
 int dpEpollDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit) {
@@ -134,7 +136,7 @@ int dpEpollDispatcher::collect(const timeval* limit, dpFdMask& r, dpFdMask& w, d
     w.clear();
     e.clear();
     int found = 0;
-    if (alwaysReady_.anySet()) {
+    if (anyAlwaysReady_ && alwaysReady_.anySet()) {
         r = alwaysReady_.intersection(watched(readMask));
         w = alwaysReady_.intersection(watched(writeMask));
         found = r.count() + w.count();

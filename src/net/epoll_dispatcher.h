@@ -46,6 +46,7 @@ private:
     int forks_ = 0; // before the set was made
     std::array<Entry, maxDescriptors> entries_{};
     dpFdMask alwaysReady_;
+    bool anyAlwaysReady_ = false; // something may be in it
 };
 
 } // namespace harbolance

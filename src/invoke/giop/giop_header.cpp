@@ -1,8 +1,9 @@
 #include "invoke/giop/giop_header.h"
 
-#include "marshal/cdr/vbuf.h"
+#include "marshal/cdr/members.h"
 #include "marshal/exception/vexcept.h"
 
+#include <bit>
 #include <cstring>
 
 namespace IOP {
@@ -21,12 +22,13 @@ namespace GIOP {
 
 namespace {
 
+using harbolance::MemberOctets;
+using harbolance::members;
+
 constexpr size_t sizeOffset = offsetof(MessageHeader, message_size);
 
-void writeOctets(CORBA_MarshalOutBuffer& buffer, const CORBA_OctetSequence* octets) {
-    buffer << (octets ? octets->length() : CORBA_ULong{0});
-    if (octets && octets->length() > 0)
-        buffer.write(octets->buffer(), octets->length());
+MemberOctets octetsOf(const CORBA_OctetSequence* sequence) {
+    return {sequence ? sequence->octets() : std::span<const CORBA_Octet>()};
 }
 
 // A sequence that shows the octets where they stand; it copies them when it outlives its message
@@ -37,19 +39,22 @@ CORBA_OctetSequence* viewOfOctets(CORBA_MarshalInBuffer& buffer) {
     return new CORBA_OctetSequence(length, length, const_cast<unsigned char*>(octets), false);
 }
 
+// A request id and a status.
 template <class Status>
-Status readStatus(CORBA_MarshalInBuffer& buffer, Status last) {
-    CORBA_ULong status = 0;
-    buffer >> status;
-    if (status > last)
+void readOutcome(TRXistream& stream, CORBA_ULong& id, Status& status, Status last) {
+    CORBA_ULong number = 0;
+    stream >> members(id, number);
+    if (number > last)
         throw CORBA_BAD_PARAM();
-    return static_cast<Status>(status);
+    status = static_cast<Status>(number);
 }
 
 } // namespace
 
 bool MessageHeader::is_valid() const {
-    return magic == MessageHeader().magic && major == 1 && minor == 0 && message_type <= MessageError;
+    constexpr std::array<char, 4> word{'G', 'I', 'O', 'P'};
+    return std::bit_cast<uint32_t>(magic) == std::bit_cast<uint32_t>(word) && major == 1 && minor == 0 &&
+           message_type <= MessageError;
 }
 
 void write_message_header(CORBA_MarshalOutBuffer& buffer, MsgType type) {
@@ -66,26 +71,27 @@ void set_message_size(CORBA_MarshalOutBuffer& buffer) {
 }
 
 CORBA_MarshalOutBuffer& operator<<(CORBA_MarshalOutBuffer& buffer, const RequestHeader& header) {
-    buffer << header.service_context << header.request_id << header.response_expected;
-    writeOctets(buffer, header.object_key.in());
-    buffer << header.operation;
-    writeOctets(buffer, header.principal.in());
+    const MemberOctets key = octetsOf(header.object_key.in()), principal = octetsOf(header.principal.in());
+    buffer << header.service_context
+           << members(header.request_id, header.response_expected, key, header.operation, principal);
     return buffer;
 }
 
 CORBA_MarshalOutBuffer& operator<<(CORBA_MarshalOutBuffer& buffer, const ReplyHeader& header) {
-    buffer << header.service_context << header.request_id << CORBA_ULong{header.reply_status};
+    const CORBA_ULong status = header.reply_status;
+    buffer << header.service_context << members(header.request_id, status);
     return buffer;
 }
 
 CORBA_MarshalOutBuffer& operator<<(CORBA_MarshalOutBuffer& buffer, const LocateRequestHeader& header) {
-    buffer << header.request_id;
-    writeOctets(buffer, header.object_key.in());
+    const MemberOctets key = octetsOf(header.object_key.in());
+    buffer << members(header.request_id, key);
     return buffer;
 }
 
 CORBA_MarshalOutBuffer& operator<<(CORBA_MarshalOutBuffer& buffer, const LocateReplyHeader& header) {
-    buffer << header.request_id << CORBA_ULong{header.locate_status};
+    const CORBA_ULong status = header.locate_status;
+    buffer << members(header.request_id, status);
     return buffer;
 }
 
@@ -99,8 +105,8 @@ CORBA_MarshalInBuffer& operator>>(CORBA_MarshalInBuffer& buffer, RequestHeader& 
 }
 
 CORBA_MarshalInBuffer& operator>>(CORBA_MarshalInBuffer& buffer, ReplyHeader& header) {
-    buffer >> header.service_context >> header.request_id;
-    header.reply_status = readStatus(buffer, LOCATION_FORWARD);
+    buffer >> header.service_context;
+    readOutcome(buffer, header.request_id, header.reply_status, LOCATION_FORWARD);
     return buffer;
 }
 
@@ -116,8 +122,7 @@ CORBA_MarshalInBuffer& operator>>(CORBA_MarshalInBuffer& buffer, LocateRequestHe
 }
 
 CORBA_MarshalInBuffer& operator>>(CORBA_MarshalInBuffer& buffer, LocateReplyHeader& header) {
-    buffer >> header.request_id;
-    header.locate_status = readStatus(buffer, OBJECT_FORWARD);
+    readOutcome(buffer, header.request_id, header.locate_status, OBJECT_FORWARD);
     return buffer;
 }
 

@@ -22,25 +22,21 @@ bool MessageReader::fill(TRXConnection& connection) {
     _end += count;
     _received += count;
     skipReceived();
+    look();
     return count > 0;
 }
 
-bool MessageReader::ready() const {
-    GIOP::MessageHeader header;
-    return _skip == 0 && peek(header) && (!header.is_valid() || _end - _begin >= wholeSize(header));
-}
-
 TRXMarshalInBuffer* MessageReader::take(GIOP::MessageHeader& header) {
-    if (_skip > 0 || !peek(header))
+    if (!_ready)
         return nullptr;
+    header = _next;
     if (!header.is_valid()) {
         _begin += headerSize;
         _skip = header.message_size;
         skipReceived();
+        look();
         return nullptr;
     }
-    if (_end - _begin < wholeSize(header))
-        return nullptr;
     auto* body = new TRXMarshalInBuffer(_block, _block->data() + _begin + headerSize, header.message_size,
                                         header.byte_order != 0, headerSize);
     _begin += headerSize + header.message_size;
@@ -49,16 +45,20 @@ TRXMarshalInBuffer* MessageReader::take(GIOP::MessageHeader& header) {
         _large = nullptr;
         _begin = _end = 0;
     }
+    look();
     return body;
 }
 
-bool MessageReader::peek(GIOP::MessageHeader& header) const {
-    if (_end - _begin < headerSize)
-        return false;
-    std::memcpy(&header, _block->data() + _begin, headerSize);
-    if ((header.byte_order != 0) != (hostByteOrder != 0))
-        header.message_size = reversed(header.message_size);
-    return true;
+// What comes next, after each change of what is there.
+void MessageReader::look() {
+    _announced = _skip == 0 && _end - _begin >= headerSize;
+    _ready = false;
+    if (!_announced)
+        return;
+    std::memcpy(&_next, _block->data() + _begin, headerSize);
+    if ((_next.byte_order != 0) != (hostByteOrder != 0))
+        _next.message_size = reversed(_next.message_size);
+    _ready = !_next.is_valid() || _end - _begin >= wholeSize(_next);
 }
 
 // Room for at least one octet, and for the whole of a message that fits a small block.
@@ -76,8 +76,7 @@ void MessageReader::makeRoom() {
             _large->grow(static_cast<size_t>(std::min<uint64_t>(_needed, 2 * _large->capacity())));
         return;
     }
-    GIOP::MessageHeader header;
-    const uint64_t needed = peek(header) ? wholeSize(header) : headerSize;
+    const uint64_t needed = _announced ? wholeSize(_next) : headerSize;
     if (_begin + needed <= _block->capacity())
         return;
     if (needed <= SmallReceiveBlock::size) {

@@ -20,7 +20,7 @@ public:
     bool fill(TRXConnection& connection);
 
     // Whether `take` gives a message.
-    bool ready() const;
+    bool ready() const { return _ready; }
     // The next message: its header, with the size in host order, and its body, the caller's. Null when there
     // is none, and for a header that is not one of GIOP 1.0: it is handed out as soon as it is there, and the
     // octets that it announces are passed over.
@@ -32,7 +32,7 @@ public:
     uint64_t received() const { return _received; }
 
 private:
-    bool peek(GIOP::MessageHeader& header) const;
+    void look();
     void makeRoom();
     void moveTo(TRXRef<ReceiveBlock> block);
     size_t room() const;
@@ -45,6 +45,9 @@ private:
     uint64_t _needed = 0; // octets of the large message in `_large`, header included
     uint64_t _skip = 0;   // octets still to be passed over
     uint64_t _received = 0;
+    GIOP::MessageHeader _next; // of the message that comes next, once it is `_announced`
+    bool _announced = false;
+    bool _ready = false;
 };
 
 } // namespace harbolance

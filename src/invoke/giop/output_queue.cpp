@@ -12,6 +12,10 @@ namespace harbolance {
 namespace {
 
 size_t transmit(TRXConnection& connection, const CORBA_MarshalOutBuffer& message) {
+    if (!message.borrows()) {
+        const iovec whole{message.data(), message.offset()};
+        return connection.transmit_available(&whole, 1);
+    }
     std::array<iovec, 3> parts;
     int count = 0;
     for (const std::span<const char> part : message.parts()) {

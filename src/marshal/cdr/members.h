@@ -4,6 +4,7 @@
 #include "marshal/text/vstr.h"
 
 #include <cstring>
+#include <span>
 #include <tuple>
 #include <type_traits>
 
@@ -77,20 +78,35 @@ private:
     const T _number;
 };
 
-class TextOut {
+// Octets behind their count: a string with its NUL.
+class RunOut {
 public:
-    explicit TextOut(const CORBA_String_var& string)
-        : _text(string.in()), _size(_text ? std::strlen(_text) + 1 : 0) {}
-    bool simple() const { return _text; }
+    RunOut(const char* octets, size_t size) : _octets(octets), _size(size) {}
+    bool simple() const { return _octets; } // null is left to the stream
     size_t most() const { return 2 * sizeof(CORBA_ULong) - 1 + _size; }
-    void write(MembersWriter& writer) const { writer.put(_text, _size); }
+    void write(MembersWriter& writer) const { writer.put(_octets, _size); }
 
 private:
-    const char* const _text;
+    const char* const _octets;
     const size_t _size;
 };
 
-inline TextOut memberOut(const CORBA_String_var& string) { return TextOut(string); }
+// An octet sequence that is written as a member.
+struct MemberOctets {
+    std::span<const CORBA_Octet> octets;
+};
+inline TRXostream& operator<<(TRXostream& stream, const MemberOctets& member) {
+    const auto count = static_cast<CORBA_ULong>(member.octets.size());
+    stream << count;
+    return count == 0 ? stream : stream.write(member.octets.data(), count);
+}
+
+inline RunOut memberOut(const char* text) { return {text, text ? std::strlen(text) + 1 : 0}; }
+inline RunOut memberOut(const CORBA_String_var& string) { return memberOut(string.in()); }
+inline RunOut memberOut(const MemberOctets& member) {
+    const auto* octets = reinterpret_cast<const char*>(member.octets.data());
+    return {octets ? octets : "", member.octets.size()};
+}
 template <MemberNumber T>
 NumberOut<T> memberOut(T number) {
     return NumberOut<T>(number);

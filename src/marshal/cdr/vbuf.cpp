@@ -191,7 +191,12 @@ TRXostream& CORBA_MarshalOutBuffer::operator<<(const wchar_t* string) {
 }
 
 TRXostream& CORBA_MarshalOutBuffer::write_raw(const char* octets, CORBA_ULong count) {
-    return put_array(octets, count);
+    if (count > _capacity - _offset) [[unlikely]]
+        make_room(count);
+    if (count > 0)
+        std::memcpy(_data + _offset, octets, count);
+    _offset += count;
+    return *this;
 }
 TRXostream& CORBA_MarshalOutBuffer::write(const unsigned char* array, CORBA_ULong count) {
     return put_array(array, count);
