@@ -65,7 +65,7 @@ CORBA_MarshalOutBuffer_var borrowing(const unsigned char* octets, CORBA_ULong co
 } // namespace
 
 TEST(OutputQueue, WhatTheSocketDoesNotTakeOfBorrowedOctetsIsCopied) {
-    for (const CORBA_ULong count : {20002U, (4U << 20) + 2}) {
+    for (const CORBA_ULong count : {40002U, (4U << 20) + 2}) {
         PairedConnection connection;
         OutputQueue queue;
         std::vector<unsigned char> octets(count);
@@ -77,7 +77,7 @@ TEST(OutputQueue, WhatTheSocketDoesNotTakeOfBorrowedOctetsIsCopied) {
         ASSERT_EQ(message->offset(), 1U + 1 + 4) << "copied";
         EXPECT_EQ(message->whole_size(), expected.size());
         const auto ticket = queue.send(connection, message.in());
-        EXPECT_EQ(queue.hasLeft(ticket), count == 20002);
+        EXPECT_EQ(queue.hasLeft(ticket), count == 40002);
         std::fill(octets.begin(), octets.end(), 0);
         std::string got = connection.arrived();
         while (!queue.empty()) {

@@ -59,7 +59,7 @@ void CORBA_MarshalOutBuffer::grow(CORBA_ULong count) {
 }
 
 void CORBA_MarshalOutBuffer::write_borrowed(const unsigned char* octets, CORBA_ULong count) {
-    constexpr CORBA_ULong worthIt = 16384; // a smaller copy costs less than a further part of a message
+    constexpr CORBA_ULong worthIt = 32768; // a smaller copy costs less than a further part of a message
     if (!_borrowed.allowed || borrows() || count < worthIt) {
         if (count > 0)
             write(octets, count);
