@@ -16,20 +16,22 @@ CORBA_Any anyFrom(std::string_view listing, CORBA_Octet order = 1) {
     return any;
 }
 
-CORBA_Any readAs(CORBA_TypeCode* type, std::string_view data) {
-    CORBA_MarshalInBuffer in(data.data(), static_cast<CORBA_ULong>(data.size()));
-    CORBA_Any any;
-    any.read_value(in, type);
-    return any;
-}
-
 template <class T>
 T as(const CORBA_Any& any) {
     return AnyAccess::as<T>(any);
 }
 
-CORBA_OctetSequence octetsOf(std::initializer_list<CORBA_Octet> octets) {
-    return CORBA_OctetSequence({octets.begin(), octets.size()});
+// An Any with the value, which can be extracted from it as its own kind only.
+template <class T>
+CORBA_Any simple(T value) {
+    const CORBA_Any any = anyOf(value);
+    T out{};
+    CORBA_Octet octet = 7;
+    EXPECT_TRUE(any >>= out);
+    EXPECT_EQ(out, value);
+    EXPECT_FALSE(any >>= CORBA_Any::to_octet{octet});
+    EXPECT_EQ(octet, 7);
+    return any;
 }
 
 // Values of each kind: the octets of type and value, what length() says, and what is printed.
@@ -41,26 +43,20 @@ struct Form {
 };
 
 std::vector<Form> forms() {
-    const std::string nameE = "@ 202020 0a000000 'IDL:E:1.0' 00 2020 02000000 'E' 00 2020 02000000 "
-                              "04000000 'red' 00 06000000 'green' 00 2020 ";
-    const std::string nameS = "@ 202020 0a000000 'IDL:S:1.0' 00 2020 02000000 'S' 00 2020 02000000 "
-                              "02000000 'o' 00 2020 0a000000 02000000 'd' 00 2020 07000000 ";
-    const std::string nameX = "@ 202020 0a000000 'IDL:X:1.0' 00 2020 02000000 'X' 00 2020 01000000 "
-                              "04000000 'why' 00 12000000 00000000 ";
     const Type pair = structOf("S", {{"o", _tc_octet}, {"d", _tc_double}});
     const Type exception = structOf("X", {{"why", _tc_string}}, tk_except);
     CORBA_WChar wide[] = L"A";
     return {
         {CORBA_Any(), "00000000", 0, "Value: (null)\n"},
-        {anyOf(CORBA_Short{-2}), "02000000 feff", 2, "-2 "},
-        {anyOf(CORBA_UShort{65535}), "04000000 ffff", 2, "65535 "},
-        {anyOf(CORBA_Long{-3}), "03000000 fdffffff", 4, "-3 "},
-        {anyOf(-7L), "03000000 f9ffffff", 4, "-7 "},
-        {anyOf(CORBA_ULong{0x01020304}), "05000000 04030201", 4, "16909060 "},
-        {anyOf(CORBA_LongLong{1}), "17000000 20202020 0100000000000000", 8, "1 "},
-        {anyOf(1ULL << 63), "18000000 20202020 0000000000000080", 8, "9223372036854775808 "},
-        {anyOf(0.5f), "06000000 0000003f", 4, "0.5 "},
-        {anyOf(1.0), "07000000 20202020 000000000000f03f", 8, "1 "},
+        {simple(CORBA_Short{-2}), "02000000 feff", 2, "-2 "},
+        {simple(CORBA_UShort{65535}), "04000000 ffff", 2, "65535 "},
+        {simple(CORBA_Long{-3}), "03000000 fdffffff", 4, "-3 "},
+        {simple(-7L), "03000000 f9ffffff", 4, "-7 "},
+        {simple(CORBA_ULong{0x01020304}), "05000000 04030201", 4, "16909060 "},
+        {simple(CORBA_LongLong{1}), "17000000 20202020 0100000000000000", 8, "1 "},
+        {simple(1ULL << 63), "18000000 20202020 0000000000000080", 8, "9223372036854775808 "},
+        {simple(0.5f), "06000000 0000003f", 4, "0.5 "},
+        {simple(1.0), "07000000 20202020 000000000000f03f", 8, "1 "},
         {anyOf(CORBA_Any::from_boolean{1}), "08000000 01", 1, "1 "},
         {anyOf(CORBA_Any::from_char{'x'}), "09000000 'x'", 1, "120 "},
         {anyOf(CORBA_Any::from_octet{7}), "0a000000 07", 1, "7 "},
@@ -70,13 +66,15 @@ std::vector<Form> forms() {
         {anyOf(anyOf(CORBA_Short{1})), "0b000000 02000000 0100", 0,
          "TypeCode: \nCORBA::TCKind:tk_short\nValue: \n1 "},
         {anyOf(_tc_long), "0c000000 03000000", -1, "CORBA::TCKind:tk_long\n"},
-        {CORBA_Any(_tc_Principal, new CORBA_OctetSequence(octetsOf({9, 8})), 1), "0d000000 02000000 09 08",
+        {CORBA_Any(_tc_Principal, new CORBA_OctetSequence(sequence("0908")), 1), "0d000000 02000000 09 08",
          -1, "2 9 8 "},
-        {CORBA_Any(enumOf("E", {"red", "green"}), new CORBA_ULong(1), 1),
-         "11000000 32000000 " + nameE + "01000000", 4, "1 "},
+        {CORBA_Any(redGreen(), new CORBA_ULong(1), 1), redGreenOctets + "01000000", 4, "1 "},
         // The value begins at 64, and its double at a multiple of 8 of the whole stream.
         {valueOf(pair, CORBA_Octet{1}, 1.0),
-         "0f000000 38000000 " + nameS + "01 20202020202020 000000000000f03f", 16, "1 1 "},
+         "0f000000 38000000" + head("S") +
+             "2020 02000000 02000000 'o' 00 2020 0a000000 02000000 'd' 00 2020 "
+             "07000000 01 20202020202020 000000000000f03f",
+         16, "1 1 "},
         {valueOf(sequenceOf(_tc_double), CORBA_ULong{0}),
          "13000000 0c000000 @ 202020 07000000 00000000 00000000", 4, "0 "},
         {valueOf(sequenceOf(_tc_double), CORBA_ULong{2}, 1.0, 2.0),
@@ -89,7 +87,10 @@ std::vector<Form> forms() {
          17, "2 a"},
         // An exception has its repository id in front.
         {valueOf(exception, "IDL:X:1.0", "no"),
-         "16000000 30000000 " + nameX + "0a000000 'IDL:X:1.0' 00 2020 03000000 'no' 00", 23, "IDL:X:1.0no"},
+         "16000000 30000000" + head("X") +
+             "2020 01000000 04000000 'why' 00 12000000 00000000 "
+             "0a000000 'IDL:X:1.0' 00 2020 03000000 'no' 00",
+         23, "IDL:X:1.0no"},
     };
 }
 
@@ -120,23 +121,8 @@ TEST(Any, carriesEachKindInEveryForm) {
     }
 }
 
-template <class... T>
-void expectExtraction(T... values) {
-    const auto expectOne = []<class Value>(Value value) {
-        const CORBA_Any any = anyOf(value);
-        Value out{};
-        EXPECT_TRUE(any >>= out);
-        EXPECT_EQ(out, value);
-        CORBA_Octet octet = 7;
-        EXPECT_FALSE(any >>= CORBA_Any::to_octet{octet});
-        EXPECT_EQ(octet, 7);
-    };
-    (expectOne(values), ...);
-}
-
 TEST(Any, isExtractedByItsOwnKindOnly) {
-    expectExtraction(CORBA_Short{-2}, CORBA_UShort{65535}, CORBA_Long{-3}, CORBA_ULong{4000000000u},
-                     CORBA_LongLong{-5}, CORBA_ULongLong{1} << 63, 0.5f, -1e100, -7L, size_t{4000000000u});
+    simple(size_t{4000000000u});
     EXPECT_THROW(anyOf(1L << 31), CORBA_BAD_PARAM);
     EXPECT_THROW(anyOf(size_t{1} << 32), CORBA_BAD_PARAM);
     CORBA_Octet octet = 0;
@@ -210,7 +196,7 @@ TEST(Any, holdsAnysTypesAndSequences) {
     Type taken;
     EXPECT_TRUE(ofType >>= taken);
     EXPECT_EQ(taken.in(), type.in());
-    CORBA_OctetSequence_var octets = new CORBA_OctetSequence(octetsOf({1, 2, 3, 4}));
+    CORBA_OctetSequence_var octets = new CORBA_OctetSequence(sequence("01020304"));
     CORBA_Any ofSequence = anyOf(octets);
     EXPECT_STREQ(Type(ofSequence.type())->id(), "IDL:CORBA_OctetSequence:1.0");
     EXPECT_EQ(ofSequence.length(), 8);
@@ -245,7 +231,7 @@ TEST(Any, sharesReferencesAndPrincipals) {
     EXPECT_EQ(Type(any.type()).in(), _tc_Object);
     EXPECT_EQ(written(any), written(_tc_Object) + digits("20 01000000 00 202020 00000000"));
     EXPECT_EQ(PlainServant::alive, 0);
-    auto* principal = new CORBA_OctetSequence(octetsOf({'m', 'e'}));
+    auto* principal = new CORBA_OctetSequence(sequence("'me'"));
     CORBA_Any caller(_tc_Principal, principal, 1);
     const CORBA_Any copy(caller);
     EXPECT_EQ(principal->_refcount(), 2u);
@@ -288,10 +274,10 @@ TEST(Any, takesValuesByPointerAndFromBuffers) {
     // A value that is not held as octets is taken out of them.
     CORBA_MarshalOutBuffer number(255, 0);
     number << CORBA_ULong{1};
-    EXPECT_EQ(CORBA_Any(enumOf("E", {"red", "green"}), number).length(), 4);
+    EXPECT_EQ(CORBA_Any(redGreen(), number).length(), 4);
 }
 
-TEST(Any, comparesCopiesAndMoves) {
+TEST(Any, comparesAndMoves) {
     const CORBA_Any abc = anyOf("abc"), none = anyOf(static_cast<const char*>(nullptr));
     EXPECT_EQ(CORBA_Any::compare(anyOf(CORBA_Short{1}), anyOf(CORBA_Long{0})), -1); // types first
     EXPECT_LT(CORBA_Any::compare(abc, anyOf("abd")), 0);
@@ -299,15 +285,12 @@ TEST(Any, comparesCopiesAndMoves) {
     EXPECT_EQ(CORBA_Any::compare(none, abc), -1);
     const CORBA_Any unknown = anyFrom("28000000"); // a kind that has no values
     EXPECT_THROW(CORBA_Any{unknown}, CORBA_INTERNAL);
-    CORBA_Any a = anyOf(CORBA_Long{4});
-    CORBA_Any b(std::move(a));
-    CORBA_Any& same = b;
+    CORBA_Any a = anyOf(CORBA_Long{4}), b = anyOf("text");
+    const CORBA_Any& same = b;
     b = same;
+    std::swap(a, b);
+    EXPECT_STREQ(AnyAccess::text(a), "text");
     EXPECT_EQ(as<CORBA_Long>(b), 4);
-    a = anyOf("text");
-    b = std::move(a);
-    EXPECT_STREQ(AnyAccess::text(b), "text");
-    EXPECT_EQ(as<CORBA_Long>(a), 4);
     CORBA_Any_var holder;
     CORBA_Long value = 3;
     holder <<= CORBA_Long{5}; // into nothing
@@ -315,7 +298,6 @@ TEST(Any, comparesCopiesAndMoves) {
     holder = new CORBA_Any;
     holder <<= CORBA_Long{5};
     EXPECT_TRUE(holder >>= value);
-    EXPECT_EQ(value, 5);
 }
 
 TEST(AnyValue, ofAUnionFollowsTheDiscriminator) {
@@ -327,15 +309,14 @@ TEST(AnyValue, ofAUnionFollowsTheDiscriminator) {
     EXPECT_THROW(anyFrom(written(unionType(false)) + "07000000 02000000 'x' 00"), CORBA_BAD_PARAM);
     const std::string choice = printed(valueOf(unionType(true), CORBA_Long{9}, "other"));
     EXPECT_EQ(choice.substr(choice.rfind("Value: \n")), "Value: \nDiscriminator Value: 9 \nother");
-    const Type colours = enumOf("E", {"red", "green"});
-    const CORBA_Any green(colours, new CORBA_ULong(1), 1);
+    const CORBA_Any green(redGreen(), new CORBA_ULong(1), 1);
     const TRXUnionMember members[] = {{&green, "g", _tc_octet}};
-    const auto by = [&](CORBA_TypeCode* discriminator) {
+    const auto by = [&](const Type& discriminator) {
         return Type(new CORBA_TypeCode("IDL:U:1.0", "U", discriminator, members, false));
     };
-    const CORBA_Any any = valueOf(by(colours), CORBA_ULong{1}, CORBA_Octet{3});
+    const CORBA_Any any = valueOf(by(redGreen()), CORBA_ULong{1}, CORBA_Octet{3});
     EXPECT_TRUE(anyFrom(written(any)) == any);
-    EXPECT_THROW(written(valueOf(by(_tc_double), 1.0)), CORBA_INTERNAL);
+    EXPECT_THROW(written(valueOf(by(CORBA_TypeCode::_duplicate(_tc_double)), 1.0)), CORBA_INTERNAL);
 }
 
 // Each node is a struct and a sequence: two levels.
@@ -381,11 +362,14 @@ TEST(AnyValue, isMovedByTheStreamsAlignment) {
     }
     // A reference is passed on without an object, a string without its NUL gets one.
     const Type passed = structOf("S", {{"r", objectOf("A")}, {"p", _tc_Principal}, {"t", _tc_string}});
-    const std::string head =
+    const std::string start =
         "0a000000 'IDL:A:1.0' 00 2020 01000000 05000000 02000000 0708 2020 01000000 06 202020 ";
+    Source source(start + "02000000 'xx'");
+    CORBA_Any any;
+    any.read_value(source.in(), passed);
     CORBA_MarshalOutBuffer out(255);
-    readAs(passed, octets(head + "02000000 'xx'")).write_value(out);
-    EXPECT_EQ(hex(out), digits(head + "03000000 'xx' 00"));
+    any.write_value(out);
+    EXPECT_EQ(hex(out), digits(start + "03000000 'xx' 00"));
 }
 
 // Twenty thousand times twenty thousand steps would take far longer, on any machine.
@@ -409,27 +393,22 @@ TEST(AnyValue, ofAUnionWithManyMembersIsReadInTime) {
 }
 
 TEST(UnknownUserException, travelsUnderTheIdOfItsType) {
-    const std::string body = digits("0a000000 'IDL:X:1.0' 00 2020 03000000 'no' 00");
+    const std::string members = "03000000 'no' 00", body = "0a000000 'IDL:X:1.0' 00 2020 " + members;
     const Type type = structOf("X", {{"why", _tc_string}}, tk_except);
     // As the reply decoder fills it, when the id has been read, and as a servant makes it.
     CORBA_UnknownUserException read;
-    read.exception() = readAs(type, octets("03000000 'no' 00"));
-    EXPECT_EQ(read.exception().length(), 7);
-    EXPECT_EQ(written<CORBA_Exception>(read), body);
+    Source source(members);
+    read.exception().read_value(source.in(), type);
     const CORBA_UnknownUserException made(valueOf(type, "IDL:X:1.0", "no"));
     EXPECT_EQ(written(read.exception()), written(made.exception()));
+    EXPECT_EQ(written<CORBA_Exception>(read), digits(body));
     const std::unique_ptr<CORBA_Exception> copy(made._copy());
-    EXPECT_EQ(written(*copy), body);
-    EXPECT_EQ(printed<CORBA_Exception>(made), "Exception: CORBA::UnknownUserException\n");
+    EXPECT_EQ(written(*copy), digits(body));
     EXPECT_THROW(copy->_raise(), CORBA_UnknownUserException);
-    EXPECT_NE(CORBA_UserException::_narrow(copy.get()), nullptr);
     EXPECT_STREQ(CORBA_UnknownUserException()._repository_id(), "IDL:omg.org/CORBA/UNKNOWN:1.0");
-    const Type nameless = new CORBA_TypeCode(tk_except, "", "X", {}, false);
-    EXPECT_STREQ(CORBA_UnknownUserException(CORBA_Any(nameless, nullptr))._repository_id(), "");
     // A system exception comes out as its own class, and not as another with the same members.
-    const TRXStructMember members[] = {{"minor", _tc_ulong}, {"completed", _tc_ulong}};
-    const Type system =
-        new CORBA_TypeCode(tk_except, "IDL:omg.org/CORBA/MARSHAL:1.0", "MARSHAL", members, false);
+    const TRXStructMember two[] = {{"minor", _tc_ulong}, {"completed", _tc_ulong}};
+    const Type system = new CORBA_TypeCode(tk_except, "IDL:omg.org/CORBA/MARSHAL:1.0", "MARSHAL", two, false);
     CORBA_Any any;
     insertMarshalled<CORBA_Exception>(any, system, CORBA_MARSHAL(5, COMPLETED_MAYBE));
     CORBA_BAD_PARAM other(3);

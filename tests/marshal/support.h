@@ -103,10 +103,13 @@ private:
     bool _saved;
 };
 
-// Short ways to TypeCodes.
+// Short ways to TypeCodes. The names of types that are listed in octets have one letter.
 using Type = CORBA_TypeCode_var;
 
-inline std::string idOf(const char* name) { return "IDL:" + std::string(name) + ":1.0"; }
+inline std::string idOf(const std::string& name) { return "IDL:" + name + ":1.0"; }
+inline std::string head(const std::string& name) {
+    return " @ 202020 0a000000 '" + idOf(name) + "' 00 2020 02000000 '" + name + "' 00 ";
+}
 inline Type structOf(const char* name, std::vector<TRXStructMember> members, CORBA_TCKind kind = tk_struct) {
     return new CORBA_TypeCode(kind, idOf(name).c_str(), name, members, false);
 }
@@ -117,6 +120,9 @@ inline Type aliasOf(const char* name, CORBA_TypeCode* original) {
     return new CORBA_TypeCode(idOf(name).c_str(), name, original, false);
 }
 inline Type objectOf(const char* name) { return new CORBA_TypeCode(idOf(name).c_str(), name, false); }
+inline Type redGreen() { return enumOf("E", {"red", "green"}); }
+inline const std::string redGreenOctets =
+    "11000000 32000000" + head("E") + "2020 02000000 04000000 'red' 00 06000000 'green' 00 2020 ";
 inline Type sequenceOf(CORBA_TypeCode* content, CORBA_ULong bound = 0) {
     return new CORBA_TypeCode(tk_sequence, bound, content, false);
 }
