@@ -1,14 +1,6 @@
 #include "stream/records.h"
 
-#include <cstdio>
-#include <filesystem>
-
 namespace {
-
-extern const NCTypeInfo lateBase;
-const NCTypeInfo nameless(nullptr, nullptr);
-const NCTypeInfo earlyDerived("TestEarly", nullptr, {&lateBase, &nameless, &NCObject::info});
-const NCTypeInfo lateBase("TestLate", nullptr);
 
 TEST(ClassRegistry, keepsTheFirstOfANameAndKnowsIndirectBases) {
     static const NCTypeInfo first("TestTwice", nullptr);
@@ -24,23 +16,6 @@ TEST(ClassRegistry, keepsTheFirstOfANameAndKnowsIndirectBases) {
     EXPECT_EQ(nc_cast<Counted>(static_cast<NCTransObject*>(&leaf)), &leaf);
     EXPECT_EQ(nc_cast<TestNode>(static_cast<NCTransObject*>(&leaf)), nullptr);
     EXPECT_EQ(nc_cast<TestNode>(static_cast<NCTransObject*>(nullptr)), nullptr);
-}
-
-// What this program prints when it starts with DEBUG_STATIC set and only lists its tests. Whether
-// registrations are traced is decided by the first one of a process, so this takes another.
-TEST(ClassRegistry, tracesRegistrationsWhenTheEnvironmentAsks) {
-    const std::string program = std::filesystem::read_symlink("/proc/self/exe");
-    FILE* pipe = popen(("DEBUG_STATIC= '" + program + "' --gtest_list_tests").c_str(), "r");
-    std::string trace(1 << 16, '\0');
-    trace.resize(fread(trace.data(), 1, trace.size(), pipe));
-    pclose(pipe);
-    for (const char* expected :
-         {"Static initializating class: NCString\nThe class has the following base:\n'NCObject'\n\n",
-          "Static initializating class: NCObject\nThe class is directly derived from NCTransObject\n\n",
-          "Static initializating class: TestEarly\nThe class has the following "
-          "base:\n(null)\n(null)\n'NCObject'\n\n",
-          "Static initializing class: (null)\n"})
-        EXPECT_NE(trace.find(expected), std::string::npos) << expected;
 }
 
 TEST(NCString, isNeverNullAndStaysInItsBounds) {
