@@ -5,7 +5,7 @@ usage: install_test.py BUILD_TREE SOURCE_TREE GENERATOR COMPILER
 
 The installed programs run without help from the environment. Exactly the headers that the public ones reach are
 installed. Programs are compiled against them in a folder that has files of the same names as ours, through pkg-config
-and through the CMake package.
+and through the CMake package: the project in other/.
 """
 
 import fnmatch
@@ -23,44 +23,6 @@ GENERATED = ("*_stub.h", "*_skel.h")  # from our own definitions
 INCLUDE = re.compile(r"^#include <harbolance/([^>]+)>", re.MULTILINE)
 # Handles for generated code, and CORBA::ORB::InvalidName.
 UNNAMED = {"CORBA_Object_type", "CORBA_Current_type", "CORBA_ORB_InvalidName"}
-
-PROJECT = """cmake_minimum_required(VERSION 3.25)
-project(other LANGUAGES CXX)
-find_package(Harbolance REQUIRED)
-foreach(source {sources})
-    get_filename_component(name ${{source}} NAME_WE)
-    add_executable(${{name}} ${{source}})
-    target_include_directories(${{name}} BEFORE PRIVATE {own})
-    target_link_libraries(${{name}} PRIVATE Harbolance::harbolance)
-endforeach()
-# Two targets compile the same definition in one folder; one finds another definition in a folder of its own.
-file(COPY {idl} DESTINATION ${{CMAKE_CURRENT_SOURCE_DIR}}/sub)
-file(WRITE ${{CMAKE_CURRENT_SOURCE_DIR}}/sub/more.idl [[
-#include <orb.idl>
-#include "sub/records.idl"
-#ifdef WANTED
-struct More {{ Library::Book book; CORBA::TypeCode type; }};
-#endif
-]])
-foreach(name one two)
-    add_executable(records_${{name}} {records})
-    harbidl_generate(records_${{name}} sub/records.idl sub/more.idl INCLUDE . sub DEFINE WANTED)
-    target_link_libraries(records_${{name}} PRIVATE Harbolance::harbolance)
-endforeach()
-# Both halves, and the skeleton of an interface of the library.
-file(COPY {hello}/hello.idl DESTINATION ${{CMAKE_CURRENT_SOURCE_DIR}}/idl)
-file(WRITE ${{CMAKE_CURRENT_SOURCE_DIR}}/idl/watcher.idl [[
-#include <obj_location.idl>
-#include "hello.idl"
-interface Watcher : ObjLocation::TriggerHandler, Hello {{}};
-]])
-foreach(part server client)
-    add_executable(hello_${{part}} {hello}/${{part}}.cpp)
-    harbidl_generate(hello_${{part}} idl/hello.idl idl/watcher.idl)
-    target_include_directories(hello_${{part}} PRIVATE ${{CMAKE_CURRENT_BINARY_DIR}}/harbidl/hello_${{part}}/idl)
-    target_link_libraries(hello_${{part}} PRIVATE Harbolance::harbolance)
-endforeach()
-"""
 
 
 def run(*command, status=0, **environment):
@@ -119,7 +81,6 @@ def main():
             (own / folder).mkdir(parents=True)
             for header in (source / "src" / folder).glob("*.h"):
                 (own / folder / header.name).write_text("#error a file of the project in place of the library's\n")
-        book = source / "tests/house/by_the_book.cpp"
         package = next(prefix.glob("lib/**/pkgconfig"))
         moved = scratch / "moved"
         prefix.rename(moved)
@@ -131,13 +92,9 @@ def main():
             run(compiler, f"-I{own}", "-Wall", "-Wextra", "-Werror", "-x", "c++", "-fsyntax-only", own / header, *flags)
 
         project = scratch / "other"
-        project.mkdir()
-        examples = " ".join(str(path) for path in (book, source / "examples/announce.cpp"))
-        (project / "CMakeLists.txt").write_text(PROJECT.format(
-            sources=examples, own=own, idl=source / "examples/records/records.idl",
-            records=source / "examples/records/records.cpp", hello=source / "examples/hello"))
+        shutil.copytree(source / "tests/house/other", project)
         run("cmake", "-G", generator, "-S", project, "-B", project / "build", f"-DCMAKE_PREFIX_PATH={moved}",
-            f"-DCMAKE_CXX_COMPILER={compiler}")
+            f"-DCMAKE_CXX_COMPILER={compiler}", f"-DTREE={source}", f"-DOWN={own}")
         run("cmake", "--build", project / "build")
         expect(run(project / "build/by_the_book") == "by the book\n", "a program of the standard mapping runs")
         expect("Charles Darwin" in run(project / "build/records_two", scratch / "books"), "a compiled definition works")
