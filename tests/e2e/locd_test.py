@@ -410,6 +410,14 @@ class Limits(LocdCase):
 
 
 class Operators(LocdCase):
+    def test_an_address_is_taken_once_and_a_log_goes_to_the_terminal(self):
+        agent = self.locd("--verbose", "--foreground")
+        result = self.run_program("locd", "--address", agent.host, "--port", agent.port)
+        self.assertEqual((result.out, result.status), ("", 1))
+        self.assertRegex(result.err, f"^locd: cannot listen on {agent.host} port {agent.port}: ")
+        self.talk("a login: ok")
+        self.assertRegex(agent.err, "{}:{} logs in".format(*self.clients["a"].address))
+
     def test_the_log_is_opened_anew_and_tells_a_status(self):
         log = self.scratch / "log"
         agent = self.locd("--verbose", "--log-file", log)
@@ -465,21 +473,6 @@ class Operators(LocdCase):
             known = subprocess.run(["bash", "-c", ask], stdout=subprocess.PIPE, text=True, check=True).stdout.split()
             options = re.findall(r"--[a-z-]+", self.run_program(program, "--help").out)
             self.assertLessEqual(set(options), set(known))
-
-
-class CommandLine(LocdCase):
-    def test_output_and_status(self):
-        agent = self.locd("--verbose", "--foreground")
-        for words, out, err, status in (
-                ("--help", "Usage: locd ", "$", 0), ("--version", r"locd \d+\.\d+\.\d+\n$", "$", 0), ("", "$", "locd: LOCD_PORT: 'x'.*; see locd --help\n$", 2),
-                (f"--address {agent.host} --port {agent.port}", "$", f"locd: cannot listen on {agent.host} port", 1),
-                ("--address 203.0.113.77 --port 0", "$", "locd: cannot listen on 203.0.113.77 ", 1)):
-            result = self.run_program("locd", *words.split(), LOCD_PORT="x")
-            self.assertRegex(result.out, "^" + out)
-            self.assertRegex(result.err, "^" + err)
-            self.assertEqual(result.status, status, words)
-        self.talk("a login: ok")
-        self.assertRegex(agent.err, "{}:{} logs in".format(*self.clients["a"].address))
 
 
 if __name__ == "__main__":

@@ -168,21 +168,6 @@ class Queries(SessionCase):
         self.expect_logged_in(probe, first)
         self.assertEqual(first.all(LOGIN), [])
 
-    def test_the_programs_among_themselves(self):
-        first = self.start_locd(self.host(1))
-        second = self.start_locd(self.host(2), first.port, "--peer", first.host, "--check-interval", "1")
-        client = self.client(first)
-        client.log_in()
-        client.wait_for_others(second)
-        here, there = self.probe(first), self.probe(second)
-        self.talk(here, "trigger b: 0")
-        self.talk(there, "register b: 0", "register a: 0")
-        here.wait_line("up b:4711$")
-        self.talk(here, "names here: 0", "names: 0 a b", f"locate a: 0 127.0.0.1:4711 of {second.host}")
-        there.kill()  # the agent notices that it no longer answers
-        here.wait_line("down b:4711$")
-        wait_until(lambda: self.result(here, "names") == "0", "the dead process's names are withdrawn")
-
 
 class Replacement(SessionCase):
     def expect_registered(self, agent, probe):
