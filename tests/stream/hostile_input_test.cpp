@@ -70,7 +70,8 @@ TEST_F(HostileInput, isRefusedAndNothingOfItLives) {
         {":Careless :TestLeaf", true, ""},
         {chain(NCistream::maxDepth), true, ""},
         {chain(NCistream::maxDepth + 1), false, ""},
-        {":TestNode -1 z'a' nil nil", true, ""}, // a name shorter than its length
+        {":TestNode -1 z'a' nil nil", true, ""},  // a name shorter than its length
+        {":TestNode +0 z'a' nil nil", false, ""}, // and longer
     };
     for (const auto& each : cases) {
         EXPECT_EQ(accepts(octets(each.listing)), each.good) << each.listing;

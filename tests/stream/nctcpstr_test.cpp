@@ -1,4 +1,5 @@
 #include "stream/carrier.h"
+#include "stream/ncpriqueue.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -212,6 +213,17 @@ TEST_F(TcpQueue, lowNumbersLeaveFirstAndClassesAreLearntInThatOrder) {
     // The node, the pair and the leaf were spelled once each.
     EXPECT_EQ(send(stream, new TestLeaf, 1), 0);
     EXPECT_EQ(differenceAtPeer("+12 #2"), "");
+}
+
+// What the stream asks of its queue is in the order above.
+TEST(PriorityQueue, refusesWhatItHasNoRoomForAndOnlyGrows) {
+    NCPriorityQueue queue(1);
+    EXPECT_EQ(queue.enqueue(&queue, 5), 0);
+    EXPECT_EQ(queue.enqueue(&queue, 1), NCPriorityQueue::statusFull);
+    queue.setCapacity(2);
+    queue.setCapacity(1);
+    EXPECT_EQ(queue.enqueue(&queue, 1), 0);
+    EXPECT_EQ(queue.enqueue(&queue, 1), NCPriorityQueue::statusFull);
 }
 
 TEST_F(TcpQueue, closingDropsWhatWaits) {
