@@ -181,12 +181,7 @@ TEST(Sequence, boundsHowDeepAValueNests) {
 }
 
 TEST(Sequence, growsInTextWithWhatComes) {
-    std::stringstream text;
-    LongSeq many, read;
-    many.length(100);
-    toText(text, many);
-    fromText(text, read);
-    EXPECT_EQ(written(read), written(many));
+    LongSeq read;
     std::istringstream lie("4000000000 1 2 ");
     fromText(lie, read);
     EXPECT_LT(read.maximum(), 200u);
