@@ -28,7 +28,7 @@ class Writer:
         return self
 
     def string(self, text):
-        return self.sequence(text.encode() + b"\0")
+        return self.sequence(text.encode("latin-1") + b"\0")
 
     def sequence(self, octets):
         self.ulong(len(octets))

@@ -1,6 +1,7 @@
 """peerscan as a user meets it: text on both streams and exit status, against simulated agents and locd."""
 
 import os
+import re
 import signal
 import socket
 import subprocess
@@ -18,17 +19,21 @@ NO_OADS = "\npeerscan: There are no OADs running on in your domain.\n"
 NO_REGISTERED = "\npeerscan: There are no Object Implementations registered with OADs.\n"
 NO_STARTED = "\npeerscan: There are no manually started Object Implementations.\n"
 REGISTERED = "\npeerscan: Following are the list of Implementations registered with OADs.\n"
-STARTED = "\npeerscan: Following are the list of Implementations started manually.\n"
 LOCATE_AGENT, TCP_ENDPOINT = ("message", wire.LOCATE_AGENT), ("message", wire.TCP_ENDPOINT)
 LOGIN, LIST_AGENTS, END = [("request", kind) for kind in (wire.LOGIN, wire.LIST_AGENTS, wire.END)]
 
+# With control characters, in one octet and in UTF-8, an octet that begins no character, and what JSON escapes.
+STRANGE = 'a\nb\x7f\xc2\x9b\x9b "gr\xc3\xbc\xc3\x9f\\"'
 # The names that an agent may hold: objects, and what is none of them. A query for names alone lists these.
 NAMES = [wire.name(f"127.0.0.{text}", service) for text, service in (
     ("1_IDL:Bank/Account:1.0_Alice", 4), ("1_IDL:Bank/Account:1.0_Bob", 4), ("2_IDL:Print/Queue:1.0_Lobby", 4),
-    ("1_IDL:Print/Queue:1.0", 4), ("3_IDL:Empty:1.0_", 4), ("3_IDL:\x1b[2J:1.0_a\nb\x7f", 4), (f"1_{OAD_ID}", 4),
+    ("1_IDL:Print/Queue:1.0", 4), ("3_IDL:Empty:1.0_", 4), (f"3_IDL:\x1b[2J:1.0_{STRANGE}", 4), (f"1_{OAD_ID}", 4),
     ("1_OAD-of-Activation", 4), ("1_IDL:Bank/Archive:1.0_Vault", 5), ("9_*_Starter", 5), ("1_IDL:OAD:1.0", 5),
     ("1_IDL:Two:1.0", 2), ("1_IDL:Six:1.0", 6))]
-NAMES += [wire.name("IDL:Bank/Account:1.0_Alice"), NAMES[1].with_(argType=3)]  # the last is listed twice
+NAMES += map(wire.name, (
+    "IDL:Bank/Account:1.0_Alice", "10.0.0.1", "_IDL:a:1.0_x", "northgate_IDL:a:1.0_x", "255.255.255.255_IDL:a:1.0_x",
+    "256.0.0.1_IDL:a:1.0_x", "00000000000000001_IDL:a:1.0_x", f"127.0.0.1_{OAD_ID}_x"))
+NAMES.append(NAMES[1].with_(argType=3))  # is listed twice
 
 
 def provider(key, number, name="", service=4, port=15003):
@@ -42,7 +47,7 @@ def provider(key, number, name="", service=4, port=15003):
 OADS = [provider(*told, port=15000) for told in ((OAD_ID, 1), (OAD_ID, 7), ("Activation::OAD", 6))]
 OBJECTS = [provider(*told) for told in (
     ("IDL:Bank/Account:1.0", 1, "Alice", 4, 15004), ("IDL:Bank/Account:1.0", 1, "Bob"), ("IDL:Print/Queue:1.0", 2, "Lobby"),
-    ("IDL:Print/Queue:1.0", 1, "", 4, 15001), ("IDL:Empty:1.0", 3), ("IDL:\x1b[2J:1.0", 3, "a\nb\x7f"),
+    ("IDL:Print/Queue:1.0", 1, "", 4, 15001), ("IDL:Empty:1.0", 3), ("IDL:\x1b[2J:1.0", 3, STRANGE),
     ("IDL:Bank/Archive:1.0", 1, "Vault", 5), ("*", 9, "Starter", 5), ("IDL:OAD:1.0", 1, "", 5),
     ("IDL:Bank/Account:1.0", 1, "Bob", 4, 15002))]
 PROVIDERS = OADS + OBJECTS
@@ -112,6 +117,17 @@ class Listings(PeerscanCase):
                            query.request.serviceType == 5 else "serve")
         agent.names.append(IDS[0])
         self.expect(self.scan(agent), agents(agent) + golden("everything.txt"), FAILED % 4 * 2)
+        # A name is cut at the first two bars; the host is dotted, of 16 characters at most.
+        agent.names = [wire.name(f"{host}_IDL:a:1.0_{name}") for host, name in (
+            ("127.1", "of_my_own"), ("0000000000000001", "OAD"))] + [wire.name("127.2__"), IDS[0]]
+        shown = re.findall(r"HOST: (.*)\n\n.*: (.*)\n(?:.*NAME: (.*)\n)?", self.scan(agent, "-r", ".*").out)
+        self.assertEqual(shown, [("0.0.0.1", "IDL:a:1.0", "OAD"), ("127.0.0.2", "", ""),
+                                 ("127.0.0.1", "IDL:a:1.0", "of_my_own")])
+        # What can't be listed is null.
+        agent.tcp = "cut"
+        for words, members in (("-o -r .", ("oads", "implementations")), ("-r [", ("implementations",))):
+            lines = ",\n".join(f'  "{member}": null' for member in members)
+            self.assertEqual(self.scan(agent, "--json", *words.split()).out, f"{{\n{lines}\n}}\n")
         # Both ways are listed.
         agent.tcp, agent.names = "serve", ALL["names"]
         both = self.scan(agent, "-b", "-r", "Bank").out
