@@ -4,7 +4,6 @@
 
 #include <map>
 #include <random>
-#include <string>
 #include <vector>
 
 using namespace harbolance;
@@ -29,13 +28,6 @@ std::vector<uint32_t> keysAt(uint32_t slot, size_t count) {
             keys.push_back(key);
     }
     return keys;
-}
-
-TEST(StringHash, followsTheProtocol) {
-    EXPECT_EQ(stringHash(""), 0u);
-    EXPECT_EQ(stringHash("abc"), 0x123u);
-    // Bytes are signed: 0xFF extends to all ones, and the top bit is masked.
-    EXPECT_EQ(stringHash("\xff\x01"), 0x7fffffffu); // 0xFFFFFFFE xor 1
 }
 
 TEST(HashTable, sizesByTheArgumentAndGrowsByItsRule) {
@@ -86,23 +78,6 @@ TEST(HashTable, removalKeepsTheRestOfARunReachable) {
         for (uint32_t key : keys)
             EXPECT_EQ(table.find(key) != nullptr, key != first) << first << ' ' << key;
     }
-}
-
-struct Record {
-    std::string name;
-};
-
-TEST(KeyedTable, findsEntriesByWhatTheyCarry) {
-    const Record one{"one"};
-    const Record other{"one"};
-    KeyedTable<const Record*, &Record::name> table(16);
-    EXPECT_TRUE(table.insert(&one).added);
-    EXPECT_EQ(*table.insert(&other).entry, &one) << "the first of equal entries stays";
-    EXPECT_EQ(*table.find("one"), &one);
-    EXPECT_EQ(table.find(std::string_view("two")), nullptr);
-    EXPECT_EQ(table.find(static_cast<const char*>(nullptr)), nullptr);
-    EXPECT_EQ(table.take(&other), &one);
-    EXPECT_EQ(table.size(), 0u);
 }
 
 // Keys with few start slots, close together, so that runs grow long and meet.
