@@ -7,13 +7,6 @@ namespace {
 
 using ObjectSeq = TRXSequence<CORBA_Object*, TRXObjectElement<CORBA_Object>>;
 
-TEST(Object, nilIsNullEverywhere) {
-    EXPECT_TRUE(CORBA_is_nil(CORBA_Object::_nil()));
-    EXPECT_EQ(CORBA_Object::_duplicate(nullptr), nullptr);
-    CORBA_release(static_cast<CORBA_Object*>(nullptr));
-    EXPECT_TRUE(CORBA_is_nil(CORBA_Object_var().in()));
-}
-
 // A servant leaves its adapters once, before it is destroyed, whatever happens on the way.
 TEST(Object, livesUntilItsLastReferenceGoes) {
     CORBA_Object_var kept;
