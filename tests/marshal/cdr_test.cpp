@@ -3,107 +3,96 @@
 #include "marshal/marshal_settings.h"
 #include "marshal/support.h"
 
-#include <functional>
+#include <type_traits>
 
 using namespace harbolance;
 
 namespace {
 
-// One value in all its forms: as octets behind one octet 0x78, and as text.
-struct Form {
-    std::function<void(TRXostream&)> write;
-    std::function<void(TRXistream&)> readAndCheck;
-    std::string octets, text;
-};
-
+// How values of each kind are written and read, arrays and texts among them.
+void put(TRXostream& out, const auto& value) { out << value; }
+template <class Char>
+void put(TRXostream& out, const std::basic_string<Char>& text) {
+    out << text.c_str();
+}
 template <class T>
-Form value(T value, const char* octets, const char* text) {
-    return {[=](TRXostream& out) { out << value; },
-            [=](TRXistream& in) {
-                T read{};
-                in >> read;
-                EXPECT_EQ(read, value);
-            },
-            octets, text};
+void put(TRXostream& out, const std::vector<T>& values) {
+    out.write(values.data(), static_cast<CORBA_ULong>(values.size()));
 }
-
 template <class T>
-Form array(std::vector<T> values, const char* octets, const char* text) {
-    const auto count = static_cast<CORBA_ULong>(values.size());
-    return {[=](TRXostream& out) { out.write(values.data(), count); },
-            [=](TRXistream& in) {
-                std::vector<T> read(count);
-                in.read(read.data(), count);
-                EXPECT_EQ(read, values);
-            },
-            octets, text};
+T readLike(const T&, TRXistream& in) {
+    T value{};
+    in >> value;
+    return value;
+}
+template <class Char>
+std::basic_string<Char> readLike(const std::basic_string<Char>&, TRXistream& in) {
+    std::conditional_t<std::is_same_v<Char, char>, CORBA_String_var, CORBA_WString_var> holder;
+    in >> holder;
+    return holder.in();
+}
+template <class T>
+std::vector<T> readLike(std::vector<T> values, TRXistream& in) {
+    std::fill(values.begin(), values.end(), T{});
+    in.read(values.data(), static_cast<CORBA_ULong>(values.size()));
+    return values;
 }
 
-template <class Holder, class Char>
-Form text(const Char* text, const char* octets, const char* form) {
-    return {[=](TRXostream& out) { out << text; },
-            [=](TRXistream& in) {
-                Holder read;
-                in >> read;
-                EXPECT_EQ(std::basic_string_view<Char>(read.in()), text);
-            },
-            octets, form};
+// A value in all its forms: as octets behind one octet 0x78, in both orders, and as text.
+template <class Value>
+void expectForms(const Value& value, const std::string& octets, const std::string& text) {
+    SCOPED_TRACE(octets + " " + text);
+    CORBA_MarshalOutBuffer out(255);
+    put(out << 'x', value);
+    EXPECT_EQ(hex(out), digits("78 " + octets));
+    for (CORBA_Octet order : {hostByteOrder, CORBA_Octet{0}}) {
+        Source source("78 " + octets, order);
+        source.in().get();
+        EXPECT_EQ(readLike(value, source.in()), value);
+        EXPECT_FALSE(source.in().has(1));
+    }
+    std::stringstream stream;
+    TRXostream textOut(stream);
+    put(textOut, value);
+    EXPECT_EQ(stream.str(), text);
+    TRXistream textIn(stream);
+    EXPECT_EQ(readLike(value, textIn), value);
+    EXPECT_TRUE(stream.good());
+    EXPECT_EQ(stream.peek(), EOF);
 }
-
-const Form forms[] = {
-    value('a', "61", "97 "),
-    value(CORBA_Octet{0xfe}, "fe", "254 "),
-    value(CORBA_Short{-2}, "20 feff", "-2 "),
-    value(CORBA_UShort{0x1234}, "20 3412", "4660 "),
-    value(0x01020304, "202020 04030201", "16909060 "),
-    value(0xf1f2f3f4u, "202020 f4f3f2f1", "4059231220 "),
-    value(-2L, "202020 feffffff", "-2 "),
-    value(0xfffffffeUL, "202020 feffffff", "4294967294 "),
-    value(-2LL, "20202020202020 feffffffffffffff", "-2 "),
-    value(1ULL << 63, "20202020202020 0000000000000080", "9223372036854775808 "),
-    value(1.5f, "202020 0000c03f", "1.5 "),
-    value(-2.5, "20202020202020 00000000000004c0", "-2.5 "),
-    value(L'\x20ac', "20 ac20", "8364 "),
-    array<CORBA_Octet>({7, 8}, "07 08", "7 8 "),
-    array<short>({1, -2}, "20 0100 feff", "1 -2 "),
-    array<unsigned short>({1, 2, 0x304}, "20 0100 0200 0403", "1 2 772 "),
-    array<int>({-2, 7}, "202020 feffffff 07000000", "-2 7 "),
-    array<unsigned int>({9}, "202020 09000000", "9 "),
-    array<long>({-1, 2}, "202020 ffffffff 02000000", "-1 2 "),
-    array<unsigned long>({9, 1}, "202020 09000000 01000000", "9 1 "),
-    array<long long>({-2}, "20202020202020 feffffffffffffff", "-2 "),
-    array<unsigned long long>({3}, "20202020202020 0300000000000000", "3 "),
-    array<float>({1.5f}, "202020 0000c03f", "1.5 "),
-    array<double>({1, -2.5}, "20202020202020 000000000000f03f 00000000000004c0", "1 -2.5 "),
-    array<double>({}, "20202020202020", ""), // aligned all the same
-    array<wchar_t>({L'a', L'\x20ac'}, "20 6100 ac20", "97 8364 "),
-    array<wchar_t>({}, "", ""), // aligned one by one
-    text<CORBA_String_var>("", "202020 01000000 00", "1 "),
-    text<CORBA_String_var>("abc", "202020 04000000 'abc' 00", "4\"abc\"\n"),
-    text<CORBA_WString_var>(L"ab", "202020 03000000 6100 6200 0000", "3 97 98 0 "),
-};
 
 TEST(Stream, carriesEachTypeInEveryForm) {
-    for (const Form& form : forms) {
-        SCOPED_TRACE(form.octets + " " + form.text);
-        CORBA_MarshalOutBuffer out(255);
-        form.write(out << 'x');
-        EXPECT_EQ(hex(out), digits("78 " + form.octets));
-        for (CORBA_Octet order : {hostByteOrder, CORBA_Octet{0}}) {
-            Source source("78 " + form.octets, order);
-            source.in().get();
-            form.readAndCheck(source.in());
-            EXPECT_FALSE(source.in().has(1));
-        }
-        std::stringstream stream;
-        TRXostream textOut(stream);
-        form.write(textOut);
-        EXPECT_EQ(stream.str(), form.text);
-        TRXistream textIn(stream);
-        form.readAndCheck(textIn);
-        EXPECT_TRUE(stream.good());
-        EXPECT_EQ(stream.peek(), EOF);
-    }
+    expectForms('a', "61", "97 ");
+    expectForms(CORBA_Octet{0xfe}, "fe", "254 ");
+    expectForms(CORBA_Short{-2}, "20 feff", "-2 ");
+    expectForms(CORBA_UShort{0x1234}, "20 3412", "4660 ");
+    expectForms(0x01020304, "202020 04030201", "16909060 ");
+    expectForms(0xf1f2f3f4u, "202020 f4f3f2f1", "4059231220 ");
+    expectForms(-2L, "202020 feffffff", "-2 ");
+    expectForms(0xfffffffeUL, "202020 feffffff", "4294967294 ");
+    expectForms(-2LL, "20202020202020 feffffffffffffff", "-2 ");
+    expectForms(1ULL << 63, "20202020202020 0000000000000080", "9223372036854775808 ");
+    expectForms(1.5f, "202020 0000c03f", "1.5 ");
+    expectForms(-2.5, "20202020202020 00000000000004c0", "-2.5 ");
+    expectForms(L'\x20ac', "20 ac20", "8364 ");
+    expectForms(std::vector<CORBA_Octet>({7, 8}), "07 08", "7 8 ");
+    expectForms(std::vector<short>({1, -2}), "20 0100 feff", "1 -2 ");
+    expectForms(std::vector<unsigned short>({1, 2, 0x304}), "20 0100 0200 0403", "1 2 772 ");
+    expectForms(std::vector<int>({-2, 7}), "202020 feffffff 07000000", "-2 7 ");
+    expectForms(std::vector<unsigned int>({9}), "202020 09000000", "9 ");
+    expectForms(std::vector<long>({-1, 2}), "202020 ffffffff 02000000", "-1 2 ");
+    expectForms(std::vector<unsigned long>({9, 1}), "202020 09000000 01000000", "9 1 ");
+    expectForms(std::vector<long long>({-2}), "20202020202020 feffffffffffffff", "-2 ");
+    expectForms(std::vector<unsigned long long>({3}), "20202020202020 0300000000000000", "3 ");
+    expectForms(std::vector<float>({1.5f}), "202020 0000c03f", "1.5 ");
+    expectForms(std::vector<double>({1, -2.5}), "20202020202020 000000000000f03f 00000000000004c0",
+                "1 -2.5 ");
+    expectForms(std::vector<double>({}), "20202020202020", ""); // aligned all the same
+    expectForms(std::vector<wchar_t>({L'a', L'\x20ac'}), "20 6100 ac20", "97 8364 ");
+    expectForms(std::vector<wchar_t>({}), "", ""); // aligned one by one
+    expectForms(std::string(""), "202020 01000000 00", "1 ");
+    expectForms(std::string("abc"), "202020 04000000 'abc' 00", "4\"abc\"\n");
+    expectForms(std::wstring(L"ab"), "202020 03000000 6100 6200 0000", "3 97 98 0 ");
 }
 
 TEST(CdrOutput, ofNullLinesAndWideNumbers) {
