@@ -35,90 +35,82 @@ CORBA_Any simple(T value) {
 }
 
 // Values of each kind: the octets of type and value, what length() says, and what is printed.
-struct Form {
-    CORBA_Any any;
-    std::string octets;
-    CORBA_Long length;
-    std::string text;
-};
-
-std::vector<Form> forms() {
-    const Type pair = structOf("S", {{"o", _tc_octet}, {"d", _tc_double}});
-    const Type exception = structOf("X", {{"why", _tc_string}}, tk_except);
-    CORBA_WChar wide[] = L"A";
-    return {
-        {CORBA_Any(), "00000000", 0, "Value: (null)\n"},
-        {simple(CORBA_Short{-2}), "02000000 feff", 2, "-2 "},
-        {simple(CORBA_UShort{65535}), "04000000 ffff", 2, "65535 "},
-        {simple(CORBA_Long{-3}), "03000000 fdffffff", 4, "-3 "},
-        {simple(-7L), "03000000 f9ffffff", 4, "-7 "},
-        {simple(CORBA_ULong{0x01020304}), "05000000 04030201", 4, "16909060 "},
-        {simple(CORBA_LongLong{1}), "17000000 20202020 0100000000000000", 8, "1 "},
-        {simple(1ULL << 63), "18000000 20202020 0000000000000080", 8, "9223372036854775808 "},
-        {simple(0.5f), "06000000 0000003f", 4, "0.5 "},
-        {simple(1.0), "07000000 20202020 000000000000f03f", 8, "1 "},
-        {anyOf(CORBA_Any::from_boolean{1}), "08000000 01", 1, "1 "},
-        {anyOf(CORBA_Any::from_char{'x'}), "09000000 'x'", 1, "120 "},
-        {anyOf(CORBA_Any::from_octet{7}), "0a000000 07", 1, "7 "},
-        {anyOf(L'A'), "1a000000 4100", 4, "65 "},
-        {anyOf("ab"), "12000000 00000000 03000000 'ab' 00", 3, "ab"},
-        {anyOf(CORBA_Any::from_wstring{wide, 1}), "1b000000 00000000 02000000 4100 0000", 2, "2 65 0 "},
-        {anyOf(anyOf(CORBA_Short{1})), "0b000000 02000000 0100", 0,
-         "TypeCode: \nCORBA::TCKind:tk_short\nValue: \n1 "},
-        {anyOf(_tc_long), "0c000000 03000000", -1, "CORBA::TCKind:tk_long\n"},
-        {CORBA_Any(_tc_Principal, new CORBA_OctetSequence(sequence("0908")), 1), "0d000000 02000000 09 08",
-         -1, "2 9 8 "},
-        {CORBA_Any(redGreen(), new CORBA_ULong(1), 1), redGreenOctets + "01000000", 4, "1 "},
-        // The value begins at 64, and its double at a multiple of 8 of the whole stream.
-        {valueOf(pair, CORBA_Octet{1}, 1.0),
-         "0f000000 38000000" + head("S") +
-             "2020 02000000 02000000 'o' 00 2020 0a000000 02000000 'd' 00 2020 "
-             "07000000 01 20202020202020 000000000000f03f",
-         16, "1 1 "},
-        {valueOf(sequenceOf(_tc_double), CORBA_ULong{0}),
-         "13000000 0c000000 @ 202020 07000000 00000000 00000000", 4, "0 "},
-        {valueOf(sequenceOf(_tc_double), CORBA_ULong{2}, 1.0, 2.0),
-         "13000000 0c000000 @ 202020 07000000 00000000 02000000 000000000000f03f 0000000000000040", 24,
-         "2 1 2 "},
-        {valueOf(arrayOf(_tc_wchar, 3), L'\1', L'\2', L'\3'),
-         "14000000 0c000000 @ 202020 1a000000 03000000 0100 0200 0300", 6, "1 2 3 "},
-        {valueOf(sequenceOf(_tc_string), CORBA_ULong{2}, "a", ""),
-         "13000000 10000000 @ 202020 12000000 00000000 00000000 02000000 02000000 'a' 00 2020 01000000 00",
-         17, "2 a"},
-        // An exception has its repository id in front.
-        {valueOf(exception, "IDL:X:1.0", "no"),
-         "16000000 30000000" + head("X") +
-             "2020 01000000 04000000 'why' 00 12000000 00000000 "
-             "0a000000 'IDL:X:1.0' 00 2020 03000000 'no' 00",
-         23, "IDL:X:1.0no"},
-    };
+void expectForms(const CORBA_Any& any, const std::string& octets, CORBA_Long length,
+                 const std::string& text) {
+    SCOPED_TRACE(octets);
+    EXPECT_EQ(any.length(), length);
+    EXPECT_EQ(written(any), digits(octets));
+    EXPECT_TRUE(anyFrom(octets) == any);
+    const CORBA_Any swapped = anyFrom(octets, 0);
+    EXPECT_TRUE(swapped == any);
+    EXPECT_EQ(written(swapped), digits(octets)); // and is in the host's order from then on
+    const CORBA_Any copy(swapped);
+    EXPECT_TRUE(copy == any);
+    EXPECT_EQ(copy.hash(), any.hash());
+    CORBA_Any other;
+    other <<= CORBA_Any::from_octet{99};
+    EXPECT_FALSE(copy == other);
+    const std::string shown = printed(any);
+    EXPECT_EQ(shown.substr(shown.size() - text.size()), text);
+    std::stringstream stream;
+    stream << any;
+    fromText(stream, other);
+    EXPECT_TRUE(other == any) << stream.str();
+    // As a value inside another, which is moved without being taken apart.
+    const CORBA_Any box = valueOf(arrayOf(_tc_any, 1), any);
+    EXPECT_TRUE(anyFrom(written(box)) == box);
 }
 
 TEST(Any, carriesEachKindInEveryForm) {
-    for (const Form& form : forms()) {
-        SCOPED_TRACE(form.octets);
-        EXPECT_EQ(form.any.length(), form.length);
-        EXPECT_EQ(written(form.any), digits(form.octets));
-        EXPECT_TRUE(anyFrom(form.octets) == form.any);
-        const CORBA_Any swapped = anyFrom(form.octets, 0);
-        EXPECT_TRUE(swapped == form.any);
-        EXPECT_EQ(written(swapped), digits(form.octets)); // and is in the host's order from then on
-        const CORBA_Any copy(swapped);
-        EXPECT_TRUE(copy == form.any);
-        EXPECT_EQ(copy.hash(), form.any.hash());
-        CORBA_Any other;
-        other <<= CORBA_Any::from_octet{99};
-        EXPECT_FALSE(copy == other);
-        const std::string shown = printed(form.any);
-        EXPECT_EQ(shown.substr(shown.size() - form.text.size()), form.text);
-        std::stringstream text;
-        text << form.any;
-        fromText(text, other);
-        EXPECT_TRUE(other == form.any) << text.str();
-        // As a value inside another, which is moved without being taken apart.
-        const CORBA_Any box = valueOf(arrayOf(_tc_any, 1), form.any);
-        EXPECT_TRUE(anyFrom(written(box)) == box);
-    }
+    const Type pair = structOf("S", {{"o", _tc_octet}, {"d", _tc_double}});
+    const Type exception = structOf("X", {{"why", _tc_string}}, tk_except);
+    CORBA_WChar wide[] = L"A";
+    expectForms(CORBA_Any(), "00000000", 0, "Value: (null)\n");
+    expectForms(simple(CORBA_Short{-2}), "02000000 feff", 2, "-2 ");
+    expectForms(simple(CORBA_UShort{65535}), "04000000 ffff", 2, "65535 ");
+    expectForms(simple(CORBA_Long{-3}), "03000000 fdffffff", 4, "-3 ");
+    expectForms(simple(-7L), "03000000 f9ffffff", 4, "-7 ");
+    expectForms(simple(CORBA_ULong{0x01020304}), "05000000 04030201", 4, "16909060 ");
+    expectForms(simple(CORBA_LongLong{1}), "17000000 20202020 0100000000000000", 8, "1 ");
+    expectForms(simple(1ULL << 63), "18000000 20202020 0000000000000080", 8, "9223372036854775808 ");
+    expectForms(simple(0.5f), "06000000 0000003f", 4, "0.5 ");
+    expectForms(simple(1.0), "07000000 20202020 000000000000f03f", 8, "1 ");
+    expectForms(anyOf(CORBA_Any::from_boolean{1}), "08000000 01", 1, "1 ");
+    expectForms(anyOf(CORBA_Any::from_char{'x'}), "09000000 'x'", 1, "120 ");
+    expectForms(anyOf(CORBA_Any::from_octet{7}), "0a000000 07", 1, "7 ");
+    expectForms(anyOf(L'A'), "1a000000 4100", 4, "65 ");
+    expectForms(anyOf("ab"), "12000000 00000000 03000000 'ab' 00", 3, "ab");
+    expectForms(anyOf(CORBA_Any::from_wstring{wide, 1}), "1b000000 00000000 02000000 4100 0000", 2,
+                "2 65 0 ");
+    expectForms(anyOf(anyOf(CORBA_Short{1})), "0b000000 02000000 0100", 0,
+                "TypeCode: \nCORBA::TCKind:tk_short\nValue: \n1 ");
+    expectForms(anyOf(_tc_long), "0c000000 03000000", -1, "CORBA::TCKind:tk_long\n");
+    expectForms(CORBA_Any(_tc_Principal, new CORBA_OctetSequence(sequence("0908")), 1),
+                "0d000000 02000000 09 08", -1, "2 9 8 ");
+    expectForms(CORBA_Any(redGreen(), new CORBA_ULong(1), 1), redGreenOctets + "01000000", 4, "1 ");
+    // The value begins at 64, and its double at a multiple of 8 of the whole stream.
+    expectForms(valueOf(pair, CORBA_Octet{1}, 1.0),
+                "0f000000 38000000" + head("S") +
+                    "2020 02000000 02000000 'o' 00 2020 0a000000 02000000 'd' 00 2020 "
+                    "07000000 01 20202020202020 000000000000f03f",
+                16, "1 1 ");
+    expectForms(valueOf(sequenceOf(_tc_double), CORBA_ULong{0}),
+                "13000000 0c000000 @ 202020 07000000 00000000 00000000", 4, "0 ");
+    expectForms(valueOf(sequenceOf(_tc_double), CORBA_ULong{2}, 1.0, 2.0),
+                "13000000 0c000000 @ 202020 07000000 00000000 02000000 000000000000f03f 0000000000000040", 24,
+                "2 1 2 ");
+    expectForms(valueOf(arrayOf(_tc_wchar, 3), L'\1', L'\2', L'\3'),
+                "14000000 0c000000 @ 202020 1a000000 03000000 0100 0200 0300", 6, "1 2 3 ");
+    expectForms(
+        valueOf(sequenceOf(_tc_string), CORBA_ULong{2}, "a", ""),
+        "13000000 10000000 @ 202020 12000000 00000000 00000000 02000000 02000000 'a' 00 2020 01000000 00", 17,
+        "2 a");
+    // An exception has its repository id in front.
+    expectForms(valueOf(exception, "IDL:X:1.0", "no"),
+                "16000000 30000000" + head("X") +
+                    "2020 01000000 04000000 'why' 00 12000000 00000000 "
+                    "0a000000 'IDL:X:1.0' 00 2020 03000000 'no' 00",
+                23, "IDL:X:1.0no");
 }
 
 TEST(Any, isExtractedByItsOwnKindOnly) {

@@ -33,20 +33,42 @@ Type outerType() {
     return structOf("O", {{"n", node}, {"l", sequenceOf(node)}});
 }
 
-// Each type with its octets, encapsulated and flat.
-struct Form {
-    Type type;
-    std::string octets;
-    std::string flat;
-};
+// A type with its octets, encapsulated and flat.
+void expectForms(const Type& type, const std::string& octets, const std::string& flat) {
+    SCOPED_TRACE(octets);
+    for (const bool isFlat : {false, true}) {
+        const Setting mode(marshalSettings.backDII, isFlat);
+        const std::string octetsOfIt = written(type);
+        if (const std::string& expected = isFlat ? flat : octets; !expected.empty()) {
+            EXPECT_EQ(octetsOfIt, digits(expected));
+            EXPECT_EQ(written(typeFrom(expected, 0)), octetsOfIt);
+        }
+        const Type again = typeFrom(octetsOfIt);
+        EXPECT_EQ(again->kind(), type->kind());
+        EXPECT_TRUE(again->equal(type));
+        EXPECT_EQ(written(again), octetsOfIt);
+        std::stringstream text;
+        text << type.in();
+        Type read;
+        fromText(text, read);
+        EXPECT_TRUE(read->equal(type)) << text.str();
+        // Positions count from the beginning of the buffer, and the second knows nothing of the first.
+        CORBA_MarshalOutBuffer out(16);
+        out << CORBA_Long{7} << type << type;
+        CORBA_MarshalInBuffer in(out.data(), out.offset());
+        in.seek(4);
+        in >> read >> read;
+        EXPECT_TRUE(read->equal(type));
+    }
+}
 
-std::vector<Form> forms() {
+TEST(TypeCodeWire, carriesEachTypeInEveryForm) {
     // A type whose contents are `length` octets and begin with `fields`.
     const auto named = [](const Type& type, const std::string& kind, const std::string& length,
                           const std::string& fields) {
         const size_t order = fields.starts_with(" @") ? 9 : 0;
-        return Form{type, kind + length + (order ? fields : "@ 202020 " + fields),
-                    kind + fields.substr(order)};
+        expectForms(type, kind + length + (order ? fields : "@ 202020 " + fields),
+                    kind + fields.substr(order));
     };
     const auto unionFields = [&](const std::string& defaultIndex, const std::string& secondLabel) {
         return head("U") + "2020 03000000 " + defaultIndex +
@@ -56,72 +78,43 @@ std::vector<Form> forms() {
     const std::string node = "0d000000 'IDL:Node:1.0' 00 202020 05000000 'Node' 00 202020 "
                              "02000000 02000000 'v' 00 2020 03000000 05000000 'kids' 00 202020 13000000 ";
     const std::string two = head("S") + "2020 02000000 02000000 'a' 00 2020 ";
-    return {
-        {_tc_long, "03000000", "03000000"},
-        {_tc_wchar, "1a000000", "1a000000"},
-        {new CORBA_TypeCode(10, TRXStringWidth::narrow, false), "12000000 0a000000", "12000000 0a000000"},
-        {new CORBA_TypeCode(0, TRXStringWidth::wide, false), "1b000000 00000000", "1b000000 00000000"},
-        named(sequenceOf(_tc_string), "13000000 ", "10000000 ", "12000000 00000000 00000000"),
-        named(arrayOf(_tc_double, 3), "14000000 ", "0c000000 ", "07000000 03000000"),
-        named(objectOf("A"), "0e000000 ", "1a000000 ", head("A")),
-        named(redGreen(), "11000000 ", "32000000 ",
-              head("E") + "2020 02000000 04000000 'red' 00 06000000 'green' 00"),
-        named(aliasOf("L", _tc_long), "15000000 ", "20000000 ", head("L") + "2020 03000000"),
-        named(structOf("X", {{"why", _tc_long}}, tk_except), "16000000 ", "2c000000 ",
-              head("X") + "2020 01000000 04000000 'why' 00 03000000"),
-        named(unionType(true), "10000000 ", "4c000000 ", unionFields("01000000 ", "00 202020 ")),
-        named(unionType(false), "10000000 ", "4c000000 ", unionFields("ffffffff ", "02000000 ")),
-        // An equal type is the distance to the first, as is an alias of it; a long is written again. Flat,
-        // the second long is the one at 34: 34 - 52 - 4 = -22.
-        {twice(redGreen(), redGreen()), sharedEnum, ""},
-        {twice(redGreen(), aliasOf("F", redGreen())), sharedEnum, ""},
-        {twice(_tc_long, _tc_long), "0f000000 38000000" + two + "03000000 02000000 'b' 00 2020 03000000",
-         "0f000000 " + two.substr(9) + "03000000 02000000 'b' 00 2020 ffffffff eaffffff"},
-        // The first any is at 46 with its padding, the offset word at 56 of the contents: 46 - 56 - 8 = -18.
-        {twice(_tc_any, _tc_any),
-         "0f000000 3c000000" + two + "0b000000 02000000 'b' 00 2020 ffffffff eeffffff", ""},
-        // The offset stands at 8 of contents that begin at 80: 0 - 8 - 80 = -88. Flat it stands at 72.
-        {nodeType(), "0f000000 58000000 @ 202020 " + node + "10000000 @ 202020 ffffffff a8ffffff 00000000",
-         "0f000000 " + node + "ffffffff b4ffffff 00000000"},
-        // N stands at 46 and its sequence at 94, both with padding. The offset words are at 8 of contents
-        // that begin at 104 and at 124 of contents that begin at 8: 46 - 112 = -66, 94 - 132 = -38.
-        {outerType(),
-         "0f000000 80000000" + head("O") + "2020 02000000 02000000 'n' 00 2020 0f000000 40000000" +
-             head("N") +
-             "2020 01000000 02000000 'k' 00 2020 13000000 10000000 @ 202020 ffffffff beffffff 00000000 "
-             "02000000 'l' 00 2020 ffffffff daffffff",
-         ""},
-    };
-}
-
-TEST(TypeCodeWire, carriesEachTypeInEveryForm) {
-    for (const Form& form : forms()) {
-        SCOPED_TRACE(form.octets);
-        for (bool flat : {false, true}) {
-            const Setting mode(marshalSettings.backDII, flat);
-            const std::string octetsOfIt = written(form.type);
-            if (const std::string& expected = flat ? form.flat : form.octets; !expected.empty()) {
-                EXPECT_EQ(octetsOfIt, digits(expected));
-                EXPECT_EQ(written(typeFrom(expected, 0)), octetsOfIt);
-            }
-            const Type again = typeFrom(octetsOfIt);
-            EXPECT_EQ(again->kind(), form.type->kind());
-            EXPECT_TRUE(again->equal(form.type));
-            EXPECT_EQ(written(again), octetsOfIt);
-            std::stringstream text;
-            text << form.type.in();
-            Type read;
-            fromText(text, read);
-            EXPECT_TRUE(read->equal(form.type)) << text.str();
-            // Positions count from the beginning of the buffer, and the second knows nothing of the first.
-            CORBA_MarshalOutBuffer out(16);
-            out << CORBA_Long{7} << form.type << form.type;
-            CORBA_MarshalInBuffer in(out.data(), out.offset());
-            in.seek(4);
-            in >> read >> read;
-            EXPECT_TRUE(read->equal(form.type));
-        }
-    }
+    expectForms(_tc_long, "03000000", "03000000");
+    expectForms(_tc_wchar, "1a000000", "1a000000");
+    expectForms(new CORBA_TypeCode(10, TRXStringWidth::narrow, false), "12000000 0a000000",
+                "12000000 0a000000");
+    expectForms(new CORBA_TypeCode(0, TRXStringWidth::wide, false), "1b000000 00000000", "1b000000 00000000");
+    named(sequenceOf(_tc_string), "13000000 ", "10000000 ", "12000000 00000000 00000000");
+    named(arrayOf(_tc_double, 3), "14000000 ", "0c000000 ", "07000000 03000000");
+    named(objectOf("A"), "0e000000 ", "1a000000 ", head("A"));
+    named(redGreen(), "11000000 ", "32000000 ",
+          head("E") + "2020 02000000 04000000 'red' 00 06000000 'green' 00");
+    named(aliasOf("L", _tc_long), "15000000 ", "20000000 ", head("L") + "2020 03000000");
+    named(structOf("X", {{"why", _tc_long}}, tk_except), "16000000 ", "2c000000 ",
+          head("X") + "2020 01000000 04000000 'why' 00 03000000");
+    named(unionType(true), "10000000 ", "4c000000 ", unionFields("01000000 ", "00 202020 "));
+    named(unionType(false), "10000000 ", "4c000000 ", unionFields("ffffffff ", "02000000 "));
+    // An equal type is the distance to the first, as is an alias of it; a long is written again. Flat,
+    // the second long is the one at 34: 34 - 52 - 4 = -22.
+    expectForms(twice(redGreen(), redGreen()), sharedEnum, "");
+    expectForms(twice(redGreen(), aliasOf("F", redGreen())), sharedEnum, "");
+    expectForms(twice(_tc_long, _tc_long),
+                "0f000000 38000000" + two + "03000000 02000000 'b' 00 2020 03000000",
+                "0f000000 " + two.substr(9) + "03000000 02000000 'b' 00 2020 ffffffff eaffffff");
+    // The first any is at 46 with its padding, the offset word at 56 of the contents: 46 - 56 - 8 = -18.
+    expectForms(twice(_tc_any, _tc_any),
+                "0f000000 3c000000" + two + "0b000000 02000000 'b' 00 2020 ffffffff eeffffff", "");
+    // The offset stands at 8 of contents that begin at 80: 0 - 8 - 80 = -88. Flat it stands at 72.
+    expectForms(nodeType(),
+                "0f000000 58000000 @ 202020 " + node + "10000000 @ 202020 ffffffff a8ffffff 00000000",
+                "0f000000 " + node + "ffffffff b4ffffff 00000000");
+    // N stands at 46 and its sequence at 94, both with padding. The offset words are at 8 of contents
+    // that begin at 104 and at 124 of contents that begin at 8: 46 - 112 = -66, 94 - 132 = -38.
+    expectForms(
+        outerType(),
+        "0f000000 80000000" + head("O") + "2020 02000000 02000000 'n' 00 2020 0f000000 40000000" + head("N") +
+            "2020 01000000 02000000 'k' 00 2020 13000000 10000000 @ 202020 ffffffff beffffff 00000000 "
+            "02000000 'l' 00 2020 ffffffff daffffff",
+        "");
 }
 
 TEST(TypeCodeWire, readsWhatOthersWrite) {

@@ -8,14 +8,6 @@
 
 namespace {
 
-// One value or graph: what both forms look like, how it is written, and how it is read and written again.
-struct Form {
-    std::string octets;
-    std::string text;
-    std::function<void(NCostream&)> write;
-    std::function<void(NCistream&, NCostream&)> copy;
-};
-
 using Object = NCRef<Counted>; // an outermost one
 
 void put(NCostream& out, const auto& value) { out.write(value); }
@@ -34,75 +26,6 @@ void get(NCistream& in, std::array<T, count>& values) {
     in.read(values.data(), count);
 }
 
-template <class... T>
-Form form(std::string octets, std::string text, T... values) {
-    return {std::move(octets), std::move(text), [=](NCostream& out) { (put(out, values), ...); },
-            [](NCistream& in, NCostream& out) {
-                const auto copy = [&](auto value) {
-                    get(in, value);
-                    put(out, value);
-                };
-                (copy(T{}), ...);
-            }};
-}
-
-NCRef<TestNode> node(const char* name, const NCRef<TestNode>& left = {}, const NCRef<TestNode>& right = {}) {
-    NCRef<TestNode> made(new TestNode(name));
-    made->left = left;
-    made->right = right;
-    return made;
-}
-
-// A node without neighbours.
-const std::string lone = " t'b' nil nil ";
-const std::string noneText = ": \"::\"\n";
-const std::string loneText = "1 \"b\"\n" + noneText + noneText;
-
-std::vector<Form> forms() {
-    const auto shared = node("b");
-    const auto holder = node("a", node("b"));
-    Counted* const held = holder->left.get(); // has one holder; whoever borrows it may pass it
-    const NCRef<Counted> borrower(new TestPair({}, {}, held));
-    // Floating-point values are in the byte order of the host.
-    const bool little = std::endian::native == std::endian::little;
-    const auto octet = static_cast<unsigned char>(254);
-    const auto sixteen = static_cast<unsigned short>(0x1234);
-    return {
-        form("'c' .. .. .. FE .. .. ..", "c 254 ", 'c', octet),
-        form("FF FE .. .. 12 34 .. .. FF FF FF FD 89 AB CD EF", "-2 4660 -3 2309737967 ", short{-2}, sixteen,
-             -3, 0x89ABCDEFu),
-        form("FF FF FF FC 12 34 56 78", "-4 305419896 ", -4L, 0x12345678UL),
-        form(little ? "00 00 80 3F 00 00 00 00 00 00 04 C0" : "3F 80 00 00 C0 04 00 00 00 00 00 00",
-             "1 -2.5 ", 1.0F, -2.5),
-        form("", "", std::array<char, 0>{}),
-        form("'fivee' .. .. ..", "f i v e e ", std::array{'f', 'i', 'v', 'e', 'e'}),
-        form("00 01 .. .. FF FF .. ..", "1 -1 ", std::array<short, 2>{1, -1}),
-        form("00 00 00 05 FF FF FF FF", "5 -1 ", std::array<long, 2>{5, -1}),
-        form("+0 +0 +0 +0", "0 0 ", std::array<double, 2>{}),
-        form("00 00 00 04 00 .. .. ..", "\"\"\n", std::string("")),
-        form("00 00 00 04 'abc' 00", "\"abc\"\n", std::string("abc")),
-        form("00 00 00 08 'abcd' 00 .. .. ..", "\"abcd\"\n", std::string("abcd")),
-        form("00 00 00 10 08 09 0A 0C 0D 22 5C 7B 7D 61 20 01 7F FF 00 ..",
-             R"("\b\t\n\f\r\"\\\[\]a \x01\x7f\xff")"
-             "\n",
-             std::string("\b\t\n\f\r\"\\{}a \x01\x7f\xff")),
-        form("nil :TestLeaf #0", noneText + ": \"TestLeaf\"\n# 0 ", Object(), Object(new TestLeaf),
-             Object(new TestLeaf)),
-        form(":TestNode" + lone + "#0" + lone, ": \"TestNode\"\n" + loneText + "# 0 " + loneText,
-             Object(shared), Object(shared)),
-        form(":TestNode t'a' #0" + lone + "@2", ": \"TestNode\"\n1 \"a\"\n# 0 " + loneText + "@ 2 ",
-             Object(node("a", shared, shared))),
-        // Written by its only holder and then borrowed, and the other way round.
-        form(":TestPair nil :TestNode t'a' #1" + lone + "nil @3",
-             ": \"TestPair\"\n" + noneText + ": \"TestNode\"\n1 \"a\"\n# 1 " + loneText + noneText + "@ 3 ",
-             Object(new TestPair({}, holder, held))),
-        form(":TestPair #0 nil nil :TestNode" + lone + "#1 t'a' @2 nil nil",
-             ": \"TestPair\"\n# 0 " + noneText + noneText + ": \"TestNode\"\n" + loneText +
-                 "# 1 1 \"a\"\n@ 2 " + noneText + noneText,
-             Object(new TestPair(borrower, holder, nullptr))),
-    };
-}
-
 std::string inOctets(const std::function<void(NCostream&)>& write) {
     NCipcbuf buffer(8, 0);
     NCipcstream out(&buffer);
@@ -117,30 +40,94 @@ std::string inText(const std::function<void(NCostream&)>& write) {
     return text.str();
 }
 
-TEST(Forms, sayTheSameInOctetsAndInText) {
-    for (const Form& form : forms()) {
-        const OctetListing expected(form.octets);
-        EXPECT_EQ(expected.differenceFrom(inOctets(form.write)), "") << form.text;
-        EXPECT_EQ(inText(form.write), form.text);
+// What both forms of values or graphs look like, how they are written, and how they are read and written
+// again.
+template <class... T>
+void expectForms(const std::string& octets, const std::string& text, const T&... values) {
+    SCOPED_TRACE(text);
+    const OctetListing expected(octets);
+    const auto write = [&](NCostream& out) { (put(out, values), ...); };
+    const auto copyOne = [](NCistream& in, NCostream& out, auto value) {
+        get(in, value);
+        put(out, value);
+    };
+    const auto copy = [&](NCistream& in, NCostream& out) { (copyOne(in, out, T{}), ...); };
+    EXPECT_EQ(expected.differenceFrom(inOctets(write)), "");
+    EXPECT_EQ(inText(write), text);
 
-        NCipcbuf buffer(0, 64);
-        NCipcstream in(&buffer);
-        fill(buffer, expected.bytes());
-        EXPECT_EQ(inText([&](NCostream& out) { form.copy(in, out); }), form.text);
-        EXPECT_EQ(buffer.bytesUnread(), 0u) << form.text;
+    NCipcbuf buffer(0, 64);
+    NCipcstream in(&buffer);
+    fill(buffer, expected.bytes());
+    EXPECT_EQ(inText([&](NCostream& out) { copy(in, out); }), text);
+    EXPECT_EQ(buffer.bytesUnread(), 0u);
 
-        std::istringstream source(form.text + "7 ");
-        NCistream textIn(source);
-        const std::string copied = inOctets([&](NCostream& out) { form.copy(textIn, out); });
-        EXPECT_EQ(expected.differenceFrom(copied), "") << form.text;
-        int behind = 0;
-        textIn.read(behind);
-        EXPECT_EQ(behind, 7) << form.text;
-    }
-    EXPECT_EQ(Counted::alive, 0);
+    std::istringstream source(text + "7 ");
+    NCistream textIn(source);
+    EXPECT_EQ(expected.differenceFrom(inOctets([&](NCostream& out) { copy(textIn, out); })), "");
+    int behind = 0;
+    textIn.read(behind);
+    EXPECT_EQ(behind, 7);
 }
 
-TEST(Forms, spellAClassAgainOnlyWhenToldToForget) {
+NCRef<TestNode> node(const char* name, const NCRef<TestNode>& left = {}, const NCRef<TestNode>& right = {}) {
+    NCRef<TestNode> made(new TestNode(name));
+    made->left = left;
+    made->right = right;
+    return made;
+}
+
+// A node without neighbours.
+const std::string lone = " t'b' nil nil ";
+const std::string noneText = ": \"::\"\n";
+const std::string loneText = "1 \"b\"\n" + noneText + noneText;
+
+using Forms = StreamTest;
+
+TEST_F(Forms, sayTheSameInOctetsAndInText) {
+    const auto shared = node("b");
+    const auto holder = node("a", node("b"));
+    Counted* const held = holder->left.get(); // has one holder; whoever borrows it may pass it
+    const NCRef<Counted> borrower(new TestPair({}, {}, held));
+    // Floating-point values are in the byte order of the host.
+    const bool little = std::endian::native == std::endian::little;
+    const auto octet = static_cast<unsigned char>(254);
+    const auto sixteen = static_cast<unsigned short>(0x1234);
+    expectForms("'c' .. .. .. FE .. .. ..", "c 254 ", 'c', octet);
+    expectForms("FF FE .. .. 12 34 .. .. FF FF FF FD 89 AB CD EF", "-2 4660 -3 2309737967 ", short{-2},
+                sixteen, -3, 0x89ABCDEFu);
+    expectForms("FF FF FF FC 12 34 56 78", "-4 305419896 ", -4L, 0x12345678UL);
+    expectForms(little ? "00 00 80 3F 00 00 00 00 00 00 04 C0" : "3F 80 00 00 C0 04 00 00 00 00 00 00",
+                "1 -2.5 ", 1.0F, -2.5);
+    expectForms("", "", std::array<char, 0>{});
+    expectForms("'fivee' .. .. ..", "f i v e e ", std::array{'f', 'i', 'v', 'e', 'e'});
+    expectForms("00 01 .. .. FF FF .. ..", "1 -1 ", std::array<short, 2>{1, -1});
+    expectForms("00 00 00 05 FF FF FF FF", "5 -1 ", std::array<long, 2>{5, -1});
+    expectForms("+0 +0 +0 +0", "0 0 ", std::array<double, 2>{});
+    expectForms("00 00 00 04 00 .. .. ..", "\"\"\n", std::string(""));
+    expectForms("00 00 00 04 'abc' 00", "\"abc\"\n", std::string("abc"));
+    expectForms("00 00 00 08 'abcd' 00 .. .. ..", "\"abcd\"\n", std::string("abcd"));
+    expectForms("00 00 00 10 08 09 0A 0C 0D 22 5C 7B 7D 61 20 01 7F FF 00 ..",
+                R"("\b\t\n\f\r\"\\\[\]a \x01\x7f\xff")"
+                "\n",
+                std::string("\b\t\n\f\r\"\\{}a \x01\x7f\xff"));
+    expectForms("nil :TestLeaf #0", noneText + ": \"TestLeaf\"\n# 0 ", Object(), Object(new TestLeaf),
+                Object(new TestLeaf));
+    expectForms(":TestNode" + lone + "#0" + lone, ": \"TestNode\"\n" + loneText + "# 0 " + loneText,
+                Object(shared), Object(shared));
+    expectForms(":TestNode t'a' #0" + lone + "@2", ": \"TestNode\"\n1 \"a\"\n# 0 " + loneText + "@ 2 ",
+                Object(node("a", shared, shared)));
+    // Written by its only holder and then borrowed, and the other way round.
+    expectForms(":TestPair nil :TestNode t'a' #1" + lone + "nil @3",
+                ": \"TestPair\"\n" + noneText + ": \"TestNode\"\n1 \"a\"\n# 1 " + loneText + noneText +
+                    "@ 3 ",
+                Object(new TestPair({}, holder, held)));
+    expectForms(":TestPair #0 nil nil :TestNode" + lone + "#1 t'a' @2 nil nil",
+                ": \"TestPair\"\n# 0 " + noneText + noneText + ": \"TestNode\"\n" + loneText +
+                    "# 1 1 \"a\"\n@ 2 " + noneText + noneText,
+                Object(new TestPair(borrower, holder, nullptr)));
+}
+
+TEST_F(Forms, spellAClassAgainOnlyWhenToldToForget) {
     const TestLeaf leaf;
     // The only holder of an outermost object may be inside it.
     auto* const ring = new TestNode("a");
