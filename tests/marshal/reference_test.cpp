@@ -8,28 +8,9 @@
 
 namespace {
 
-// One key of each kind: order "QMC" | kind | body. The bodies are a repository id and a name, a repository id
-// with the adapter's word and a serial, a number, a service's name and octets.
-struct Key {
-    TRXObjectId::Kind kind;
-    const char* octets;
-    std::function<TRXObjectId*()> make;
-    const char* printed;
-};
-
-const Key keys[] = {
-    {TRXObjectId::ID_PERSISTENT, "@ 'QMC' 00000000 0a000000 'IDL:A:1.0' 00 2020 02000000 'x' 00",
-     [] { return new TRXPersistentId("IDL:A:1.0", "x"); }, "RepID: IDL:A:1.0, ObjName: x"},
-    {TRXObjectId::ID_PERSISTENT, "@ 'QMC' 00000000 02000000 'A' 00 2020 05000000 1b 5b 9b 6d 00",
-     [] { return new TRXPersistentId("A", "\x1b[\x9bm"); }, "RepID: A, ObjName: .[.m"},
-    {TRXObjectId::ID_PERSISTENT, "@ 'QMC' 00000000 0a000000 'IDL:A:1.0' 00 2020 01000000 00",
-     [] { return new TRXPersistentId("IDL:A:1.0", nullptr); }, "RepID: IDL:A:1.0"},
-    {TRXObjectId::ID_TRANSIENT, "@ 'QMC' 01000000 0a000000 'IDL:A:1.0' 00 2020 44332211 09000000",
-     [] { return new TRXTransientId("IDL:A:1.0", 0x11223344, 9); }, "RepID: IDL:A:1.0"},
-    {TRXObjectId::ID_KEY, "@ 'QMC' 03000000 78563412", [] { return new TRXKeyId(0x12345678); }, "RepID: "},
-    {TRXObjectId::ID_SERVICE, "@ 'QMC' 04000000 04000000 'Svc' 00 03000000 00 07 41",
-     [] { return new TRXServiceId("Svc", sequence("00 07 41")); }, "SerName: Svc, SerID: ..A"},
-};
+// order "QMC" | kind | a repository id and a name
+const std::string namedKey = "@ 'QMC' 00000000 0a000000 'IDL:A:1.0' 00 2020 02000000 'x' 00";
+const char* const namedKeyPrinted = "RepID: IDL:A:1.0, ObjName: x";
 
 std::string keyOf(const TRXObjectId& id) { return hex(*CORBA_OctetSequence_var(TRXUtil::key_from_id(id))); }
 
@@ -39,22 +20,35 @@ std::string printedKey(const CORBA_OctetSequence& key) {
     return line.str();
 }
 
-TEST(ObjectKey, ofEachKindIsWrittenReadAndPrinted) {
-    for (const Key& expected : keys) {
-        EXPECT_EQ(keyOf(*TRXRef(expected.make())), digits(expected.octets));
-        for (const CORBA_Octet order : {CORBA_Octet{1}, CORBA_Octet{0}}) {
-            SCOPED_TRACE(expected.octets);
-            const CORBA_OctetSequence key = sequence(expected.octets, order);
-            const TRXRef id(TRXUtil::id_from_key(key));
-            ASSERT_TRUE(id);
-            EXPECT_EQ(id->type(), expected.kind);
-            EXPECT_EQ(keyOf(*id), digits(expected.octets));
-            EXPECT_EQ(printedKey(key), expected.printed);
-            EXPECT_EQ(TRXUtil::is_persistent(key), expected.kind == TRXObjectId::ID_PERSISTENT);
-            EXPECT_EQ(TRXUtil::is_service(key), expected.kind == TRXObjectId::ID_SERVICE);
-            EXPECT_EQ(TRXUtil::is_key_or_service(key), expected.kind >= TRXObjectId::ID_KEY);
-        }
+void expectKey(TRXObjectId* made, TRXObjectId::Kind kind, const std::string& octets, const char* printed) {
+    SCOPED_TRACE(octets);
+    EXPECT_EQ(keyOf(*TRXRef(made)), digits(octets));
+    for (const CORBA_Octet order : {CORBA_Octet{1}, CORBA_Octet{0}}) {
+        const CORBA_OctetSequence key = sequence(octets, order);
+        const TRXRef id(TRXUtil::id_from_key(key));
+        ASSERT_TRUE(id);
+        EXPECT_EQ(id->type(), kind);
+        EXPECT_EQ(keyOf(*id), digits(octets));
+        EXPECT_EQ(printedKey(key), printed);
+        EXPECT_EQ(TRXUtil::is_persistent(key), kind == TRXObjectId::ID_PERSISTENT);
+        EXPECT_EQ(TRXUtil::is_service(key), kind == TRXObjectId::ID_SERVICE);
+        EXPECT_EQ(TRXUtil::is_key_or_service(key), kind >= TRXObjectId::ID_KEY);
     }
+}
+
+// Bodies are a repository id and a name, a repository id with the adapter's word and a serial, a number, a
+// service's name and octets.
+TEST(ObjectKey, ofEachKindIsWrittenReadAndPrinted) {
+    expectKey(new TRXPersistentId("IDL:A:1.0", "x"), TRXObjectId::ID_PERSISTENT, namedKey, namedKeyPrinted);
+    expectKey(new TRXPersistentId("A", "\x1b[\x9bm"), TRXObjectId::ID_PERSISTENT,
+              "@ 'QMC' 00000000 02000000 'A' 00 2020 05000000 1b 5b 9b 6d 00", "RepID: A, ObjName: .[.m");
+    expectKey(new TRXPersistentId("IDL:A:1.0", nullptr), TRXObjectId::ID_PERSISTENT,
+              "@ 'QMC' 00000000 0a000000 'IDL:A:1.0' 00 2020 01000000 00", "RepID: IDL:A:1.0");
+    expectKey(new TRXTransientId("IDL:A:1.0", 0x11223344, 9), TRXObjectId::ID_TRANSIENT,
+              "@ 'QMC' 01000000 0a000000 'IDL:A:1.0' 00 2020 44332211 09000000", "RepID: IDL:A:1.0");
+    expectKey(new TRXKeyId(0x12345678), TRXObjectId::ID_KEY, "@ 'QMC' 03000000 78563412", "RepID: ");
+    expectKey(new TRXServiceId("Svc", sequence("00 07 41")), TRXObjectId::ID_SERVICE,
+              "@ 'QMC' 04000000 04000000 'Svc' 00 03000000 00 07 41", "SerName: Svc, SerID: ..A");
     // Longer than the first buffer, and with an order octet that is neither 0 nor 1.
     const std::string name(1000, 'n');
     const CORBA_OctetSequence_var key = TRXUtil::key_from_id(TRXPersistentId("IDL:A:1.0", name.c_str()));
@@ -99,8 +93,8 @@ IOP::IOR reference(const char* typeId, std::initializer_list<IOP::TaggedProfile>
     return ior;
 }
 
-// order version pad | 9 "10.0.0.7" pad | port 14001 | 30 octets of key: the first one above
-const std::string body = "@ 01 00 20 09000000 '10.0.0.7' 00 20 b136 1e000000 " + std::string(keys[0].octets);
+// order version pad | 9 "10.0.0.7" pad | port 14001 | 30 octets of key: the one above
+const std::string body = "@ 01 00 20 09000000 '10.0.0.7' 00 20 b136 1e000000 " + namedKey;
 // order pad | 10 "IDL:A:1.0" pad | 1 profile | tag | 54 octets of body
 const std::string wholeReference = "@ 202020 0a000000 'IDL:A:1.0' 00 2020 01000000 00000000 36000000 " + body;
 const std::string nilReference = "IOR:" + digits("01 202020 01000000 00 202020 00000000");
@@ -119,7 +113,7 @@ TEST(Reference, isReadInBothOrdersAndWrittenInTheHosts) {
         IIOP::ProfileBody read;
         TRXUtil::iiop_body(*ior, read);
         EXPECT_EQ(hex(IIOP::encoded(read)).substr(0, 48), digits(body).substr(0, 48));
-        EXPECT_EQ(printedKey(read.object_key), keys[0].printed);
+        EXPECT_EQ(printedKey(read.object_key), namedKeyPrinted);
     }
     EXPECT_EQ(stringified(reference("IDL:A:1.0", {profile(0, body)})), little);
     EXPECT_EQ(stringified(IOP::IOR()), nilReference);
@@ -154,7 +148,7 @@ TEST(ProfileBody, carriesComponentsFromVersion11On) {
     TRXUtil::parse_profile_body(sequence(body, 0), read);
     EXPECT_EQ(read.components.length(), 0u);
     read.components.length(1);
-    read.object_key = sequence(keys[0].octets);
+    read.object_key = sequence(namedKey);
     EXPECT_EQ(hex(IIOP::encoded(read)), digits(body));
     const std::string whole = digits(bodyWithComponents);
     for (size_t size = 0; size < whole.size(); size += 2) {
