@@ -92,7 +92,8 @@ class Listings(PeerscanCase):
         agent = self.agent(**ALL)
         self.expect(self.scan(agent), agents(agent) + golden("everything.txt"))
         document = golden("everything.json").replace("HOST", agent.host).replace("PORT", str(agent.port))
-        self.expect(self.scan(agent, "--json", "-ORBagentDebug", "0"), document)
+        self.expect(self.scan(agent, "--json", "-C", "-ORBagentDebug", "0"), document,
+                    "\n>>> Press RETURN to continue <<<\n")
         # Without -d hosts have names.
         host = f"\tHOST: {socket.gethostbyaddr('127.0.0.1')[0]}\n"
         out = self.run_program("peerscan", "-ORBagentaddr", agent.host, "-ORBagentport", agent.port).out
