@@ -98,6 +98,16 @@ TYPED_TEST(CollectionContract, walksAndComparesItsElements) {
         EXPECT_EQ(received->remove(element<TypeParam>(letter).get()), 1);
 }
 
+TEST(DSSet, growsFourfoldWithThe32ndElementAndKeepsItsCapacity) {
+    DSSet set(16);
+    for (int i = 1; i <= 32; ++i) {
+        EXPECT_EQ(set.capacity(), 32u);
+        set.add(makeString(std::to_string(i)).get());
+    }
+    set.clear();
+    EXPECT_EQ(set.capacity(), 128u);
+}
+
 TEST(DSSet, algebra) {
     const auto a = filled<DSSet>("abc"), b = filled<DSSet>("cdb");
     const auto expect = [](const DSSet& set, const char* all, uint32_t capacity) {

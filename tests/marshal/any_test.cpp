@@ -398,6 +398,8 @@ TEST(UnknownUserException, travelsUnderTheIdOfItsType) {
     EXPECT_EQ(written(*copy), digits(body));
     EXPECT_THROW(copy->_raise(), CORBA_UnknownUserException);
     EXPECT_STREQ(CORBA_UnknownUserException()._repository_id(), "IDL:omg.org/CORBA/UNKNOWN:1.0");
+    const Type nameless = new CORBA_TypeCode(tk_except, "", "X", {}, false);
+    EXPECT_STREQ(CORBA_UnknownUserException(CORBA_Any(nameless, nullptr))._repository_id(), "");
     // A system exception comes out as its own class, and not as another with the same members.
     const TRXStructMember two[] = {{"minor", _tc_ulong}, {"completed", _tc_ulong}};
     const Type system = new CORBA_TypeCode(tk_except, "IDL:omg.org/CORBA/MARSHAL:1.0", "MARSHAL", two, false);

@@ -44,12 +44,15 @@ TEST(Exception, isCopiedNarrowedAndRaisedAsItsOwnClass) {
     EXPECT_EQ(CORBA_MARSHAL::_narrow(copy.get()), nullptr);
     EXPECT_EQ(CORBA_UserException::_narrow(copy.get()), nullptr);
     EXPECT_EQ(CORBA_TRANSIENT::_narrow(nullptr), nullptr);
+    CORBA_ORB_InvalidName user;
+    EXPECT_EQ(CORBA_UserException::_narrow(&user), &user);
     try {
         copy->_raise();
         FAIL();
     } catch (const CORBA_TRANSIENT& raised) {
         EXPECT_NE(&raised, copy.get());
         EXPECT_EQ(raised.minor(), 7u);
+        EXPECT_EQ(raised.completed(), COMPLETED_YES);
         EXPECT_STREQ(static_cast<const std::exception&>(raised).what(), "IDL:omg.org/CORBA/TRANSIENT:1.0");
     }
     EXPECT_THROW(CORBA_SystemException(1, COMPLETED_YES)._raise(), CORBA_SystemException);

@@ -109,4 +109,20 @@ TEST(TextInput, doesNotTrustALength) {
     EXPECT_FALSE(last.fail());
 }
 
+TEST(StreamTypeCodes, areStoredOnceUntilReset) {
+    std::stringstream text;
+    TRXostream out(text);
+    EXPECT_THROW(out.lookup_typecode(_tc_long), CORBA_OBJECT_NOT_EXIST);
+    out.store_typecode(_tc_long);
+    EXPECT_THROW(out.store_typecode(_tc_long), CORBA_BAD_PARAM);
+    out.depth(3);
+    out.reset_typecodes();
+    EXPECT_EQ(out.depth(), 0);
+    EXPECT_NO_THROW(out.store_typecode(_tc_long));
+    TRXistream in(text);
+    in.store_typecode(8, _tc_long);
+    EXPECT_THROW(in.lookup_typecode(4), CORBA_OBJECT_NOT_EXIST);
+    EXPECT_THROW(in.store_typecode(8, _tc_short), CORBA_BAD_PARAM);
+}
+
 } // namespace

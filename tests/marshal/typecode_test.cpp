@@ -208,6 +208,7 @@ TEST(TypeCode, tellsWhatItIsMadeOf) {
     using BadKind = CORBA_TypeCode::BadKind;
     const Type type = structOf("S", {{"a", _tc_short}, {"b", _tc_string}});
     EXPECT_STREQ(_tc_Object->id(), "IDL:omg.org/CORBA/Object:1.0");
+    EXPECT_STREQ(_tc_NamedValue->name(), "NamedValue");
     CORBA_release(CORBA_TypeCode::_duplicate(_tc_Object)); // a constant is not counted
     EXPECT_EQ(_tc_Object->_refcount(), 1);
     EXPECT_EQ(type->member_count(), 2u);
