@@ -30,6 +30,13 @@ std::vector<uint32_t> keysAt(uint32_t slot, size_t count) {
     return keys;
 }
 
+TEST(StringHash, followsTheProtocol) {
+    EXPECT_EQ(stringHash(""), 0u);
+    EXPECT_EQ(stringHash("abc"), 0x123u);
+    // Bytes are signed: 0xFF extends to all ones, and the top bit is masked.
+    EXPECT_EQ(stringHash("\xff\x01"), 0x7fffffffu); // 0xFFFFFFFE xor 1
+}
+
 TEST(HashTable, sizesByTheArgumentAndGrowsByItsRule) {
     const std::map<uint32_t, uint32_t> slots = {{0, 2},   {1, 2},   {2, 4},    {3, 8},
                                                 {16, 32}, {17, 64}, {256, 512}};
