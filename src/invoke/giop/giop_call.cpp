@@ -100,7 +100,6 @@ CORBA_Boolean TRXGIOPConn::poll(CORBA_ULong id) {
 }
 
 TRXGIOPMessage* TRXGIOPConn::receive_reply(CORBA_ULong id, CORBA_ULong timeout) {
-    _pending.find(id);
     const OutstandingRequest request(_pending, id);
     await_reply(id, timeout);
     TRXReplyWaiter& waiter = _pending.find(id);
@@ -115,7 +114,7 @@ void TRXGIOPConn::await_reply(CORBA_ULong id, CORBA_ULong timeout) {
         return;
     LoopWait wait;
     const WaitPlace place(*this, wait);
-    if (!wait.until(timeout, [this, id] { return reply_ready(id) != 0; }))
+    if (!wait.turnUntil(timeout, [this, id] { return reply_ready(id) != 0; }))
         throw CORBA_NO_RESPONSE();
 }
 

@@ -23,17 +23,12 @@ TRXReplyWaiter& WaiterTable::find(CORBA_ULong id) const {
     return **found;
 }
 
-void WaiterTable::remove(CORBA_ULong id) {
-    const TRXReplyWaiter* waiter = _waiters.take(id);
-    if (waiter && waiter->on_heap)
-        delete waiter;
-}
-
 void WaiterTable::abandon(CORBA_ULong id) {
     constexpr size_t most = 1024;
-    TRXReplyWaiter* const* found = _waiters.find(id);
-    const bool waits = found && (*found)->state == TRXReplyWaiter::WAITING;
-    remove(id);
+    const TRXReplyWaiter* waiter = _waiters.take(id);
+    const bool waits = waiter && waiter->state == TRXReplyWaiter::WAITING;
+    if (waiter && waiter->on_heap)
+        delete waiter;
     if (!waits)
         return;
     if (_abandoned.size() == most)

@@ -40,9 +40,8 @@ public:
     void add(TRXReplyWaiter* waiter);
     // An id that is not in the table raises CORBA_OBJECT_NOT_EXIST.
     TRXReplyWaiter& find(CORBA_ULong id) const;
-    // Takes the waiter out, and destroys it when it is on the heap; an unknown id is passed over.
-    void remove(CORBA_ULong id);
-    // The same for a request that is given up: a reply to it that is still to come will be dropped.
+    // Takes the waiter out, and destroys it when it is on the heap; an unknown id is passed over. A reply
+    // that is still to come will be dropped.
     void abandon(CORBA_ULong id);
 
     // Hands the reply to its waiter. That of an abandoned request is dropped; any other unknown id raises

@@ -62,8 +62,11 @@ public:
     // very turn in which the time runs out does not count.
     template <class Done>
     bool until(CORBA_ULong seconds, Done done) {
-        if (done())
-            return true;
+        return done() || turnUntil(seconds, done);
+    }
+    // The same for what is known not to be done yet.
+    template <class Done>
+    bool turnUntil(CORBA_ULong seconds, Done done) {
         if (seconds == 0) {
             do
                 _dispatcher->dispatch();
