@@ -96,9 +96,7 @@ int TRXGIOPServer::inputReady(int) {
     const auto self = TRXRef<TRXGIOPServer>::duplicate(this);
     const Busy busy(*this);
     try {
-        _connection->flush_replies(); // to requests before the one that waits in its servant
-        if (_connection->called_for_nothing())
-            return 0;
+        _connection->push_replies(); // to requests before the one that waits in its servant
         serve_next();
         if (has_more())
             serve_more();
@@ -126,7 +124,7 @@ bool TRXGIOPServer::has_more() const {
     return _connection->has_message() && _adapter && _adapter->is_active();
 }
 
-// What has come behind the first message, with one write for the replies. Only while it takes no time: then
+// What has come behind the first message; the replies leave together. Only while it takes no time: then
 // what has been replied leaves, and the other connections have their turn.
 void TRXGIOPServer::serve_more() {
     using Clock = std::chrono::steady_clock;
@@ -135,7 +133,7 @@ void TRXGIOPServer::serve_more() {
     do
         serve_next();
     while (has_more() && Clock::now() < end);
-    _connection->flush_replies();
+    _connection->push_replies();
 }
 
 int TRXGIOPServer::outputReady(int) {
@@ -155,11 +153,6 @@ int TRXGIOPServer::exceptionRaised(int) {
 }
 
 void TRXGIOPServer::end(const CORBA_Exception& why, bool telling) {
-    try {
-        _connection->flush_replies();
-    } catch (const CORBA_Exception&) {
-        // the peer has gone
-    }
     // What the interceptor does may turn the event loop, in which the connection must not end once more.
     _connection->unregister_io();
     _connection->fail_output(why);

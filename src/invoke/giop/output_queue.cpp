@@ -11,10 +11,10 @@ namespace harbolance {
 
 namespace {
 
-size_t transmit(TRXConnection& connection, const CORBA_MarshalOutBuffer& message) {
+size_t transmit(TRXConnection& connection, const CORBA_MarshalOutBuffer& message, bool more) {
     if (!message.borrows()) {
         const iovec whole{message.data(), message.offset()};
-        return connection.transmit_available(&whole, 1);
+        return connection.transmit_available(&whole, 1, more);
     }
     std::array<iovec, 3> parts;
     int count = 0;
@@ -22,15 +22,15 @@ size_t transmit(TRXConnection& connection, const CORBA_MarshalOutBuffer& message
         if (!part.empty())
             parts[static_cast<size_t>(count++)] = {const_cast<char*>(part.data()), part.size()};
     }
-    return connection.transmit_available(parts.data(), count);
+    return connection.transmit_available(parts.data(), count, more);
 }
 
 } // namespace
 
-OutputQueue::Ticket OutputQueue::send(TRXConnection& connection, CORBA_MarshalOutBuffer* message) {
+OutputQueue::Ticket OutputQueue::send(TRXConnection& connection, CORBA_MarshalOutBuffer* message, bool more) {
     size_t written = 0;
     if (_messages.empty()) {
-        written = transmit(connection, *message);
+        written = transmit(connection, *message, more);
         if (written == message->whole_size())
             return _lastLeft = ++_lastTicket;
     }

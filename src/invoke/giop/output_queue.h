@@ -34,7 +34,8 @@ public:
     // Writes the message, whose buffer is complete, behind those that wait. What the socket does not take now
     // stays in the queue, and the buffer borrows nothing any more. Raises what the connection raises, and
     // drops the message then.
-    Ticket send(TRXConnection& connection, CORBA_MarshalOutBuffer* message);
+    // With `more` it may wait in the system for the next.
+    Ticket send(TRXConnection& connection, CORBA_MarshalOutBuffer* message, bool more = false);
     // For a message that has not left: the observer is called once. It belongs to the caller.
     void observe(Ticket ticket, OutputObserver* observer);
     // Writes until the queue is empty or the socket takes no more. Raises what the connection raises, with

@@ -20,8 +20,6 @@ namespace {
 constexpr uint64_t mostOutput = uint64_t{16} << 20;
 constexpr uint64_t messageCost = 512;
 
-constexpr CORBA_ULong mostGathered = 8192; // octets of replies that leave together
-
 constinit CORBA_ULong writingConnections = 0;
 
 } // namespace
@@ -74,7 +72,7 @@ void TRXGIOPConn::update_interest() {
     if (read) {
         _dispatcher->link(_fd, dpDispatcher::readMask, _handler);
         if (_reader.ready())
-            _marked = _dispatcher->setReady(_fd, dpDispatcher::readMask) != 0;
+            _dispatcher->setReady(_fd, dpDispatcher::readMask);
     }
 }
 
@@ -82,7 +80,6 @@ void TRXGIOPConn::set_interest(bool reading, bool writing) {
     writingConnections = writingConnections - (_writing ? 1 : 0) + (writing ? 1 : 0);
     _reading = reading;
     _writing = writing;
-    _marked = false;
 }
 
 CORBA_ULong TRXGIOPConn::writing_connections() { return writingConnections; }
@@ -121,12 +118,10 @@ TRXGIOPMessage* TRXGIOPConn::next_message() {
     }
     GIOP::MessageHeader header;
     const TRXMarshalInBuffer_var body(_reader.take(header));
-    if (_reader.ready() || has_gathered()) {
-        if (_dispatcher && _reading)
-            _marked = _dispatcher->setReady(_fd, dpDispatcher::readMask) != 0;
-        else
-            flush_replies();
-    }
+    if (!_reader.ready())
+        push_replies();
+    else if (_dispatcher && _reading)
+        _dispatcher->setReady(_fd, dpDispatcher::readMask);
     return TRXGIOPMessage::create(body.in(), header);
 }
 
@@ -199,12 +194,12 @@ TRXGIOPMessage* TRXGIOPConn::receive_message(CORBA_ULong timeout) {
 
 TRXGIOPConn::Ticket TRXGIOPConn::queue(CORBA_MarshalOutBuffer* message) {
     GIOP::set_message_size(*message);
-    flush_replies();
-    return enqueue(message);
+    return enqueue(message, false);
 }
 
-TRXGIOPConn::Ticket TRXGIOPConn::enqueue(CORBA_MarshalOutBuffer* message) {
-    const Ticket ticket = _output.send(*_connection, message);
+TRXGIOPConn::Ticket TRXGIOPConn::enqueue(CORBA_MarshalOutBuffer* message, bool more) {
+    _held = more;
+    const Ticket ticket = _output.send(*_connection, message, more);
     if (!_output.hasLeft(ticket)) {
         if (_dispatcher)
             update_interest();
@@ -269,28 +264,10 @@ CORBA_MarshalOutBuffer* TRXGIOPConn::write_locate_reply_header(const GIOP::Locat
 
 void TRXGIOPConn::send_reply(const GIOP::RequestHeader&, const GIOP::ReplyHeader&,
                              CORBA_MarshalOutBuffer* buffer, CORBA_ULong) {
-    // A wait in a loop of its own would not come to this connection.
-    const bool waits =
-        _gathers && has_message() && _output.empty() && !TRXGlobalTable::instance()->noCallback;
-    const CORBA_ULong gathered = has_gathered() ? _gathered->offset() : 0;
-    if ((!waits && gathered == 0) || buffer->offset() > mostGathered - gathered) {
-        queue(buffer);
-        return;
-    }
-    if (!_gathered.in())
-        _gathered = new CORBA_MarshalOutBuffer(mostGathered);
+    // A wait in a loop of its own would not come to this connection to push them.
+    const bool more = _gathers && has_message() && _output.empty() && !TRXGlobalTable::instance()->noCallback;
     GIOP::set_message_size(*buffer);
-    _gathered->write_raw(buffer->data(), buffer->offset());
-    if (!waits)
-        send_gathered();
-}
-
-void TRXGIOPConn::send_gathered() {
-    CORBA_MarshalOutBuffer_var replies(_gathered._retn());
-    if (!_output.hasLeft(enqueue(replies.in())))
-        return; // the queue has the buffer
-    replies->rewind();
-    _gathered = replies._retn();
+    enqueue(buffer, more);
 }
 
 void TRXGIOPConn::send_locate_reply(const GIOP::LocateRequestHeader&, const GIOP::LocateReplyHeader&,

@@ -103,9 +103,6 @@ public:
     TRXGIOPMessage* next_message();
     // Whether `next_message` gives one without reading.
     bool has_message() const { return _dispatcher && _reading && _reader.ready(); }
-    // Whether the dispatcher has called only since it was told to, for a message that has been taken
-    // meanwhile.
-    bool called_for_nothing() { return std::exchange(_marked, false) && !_reader.ready(); }
     // Sends without waiting. The message has left when `has_left` says so.
     Ticket queue(CORBA_MarshalOutBuffer* message);
     bool has_left(Ticket ticket) const { return _output.hasLeft(ticket); }
@@ -113,12 +110,12 @@ public:
     bool has_output() const { return !_output.empty(); }
     // In the whole process: those in a dispatcher that have something to write.
     static CORBA_ULong writing_connections();
-    // From here on short replies wait for those to the requests that are there already, or for
-    // `flush_replies`; none waits during a turn of the event loop. Gives what was set before.
+    // From here on replies wait in the system for those to the requests that are there already; what is taken
+    // last pushes the others first. Gives what was set before.
     bool gather_replies(bool gather) { return std::exchange(_gathers, gather); }
-    void flush_replies() {
-        if (has_gathered())
-            send_gathered();
+    void push_replies() {
+        if (std::exchange(_held, false))
+            _connection->push();
     }
     // Writes on; for the handler's `outputReady`. Raises CORBA_COMM_FAILURE when the connection has ended.
     void write_queued();
@@ -148,9 +145,7 @@ private:
     void await_departure(Ticket ticket, CORBA_ULong timeout);
     void await_reply(CORBA_ULong id, CORBA_ULong timeout);
     bool stops_reading() const;
-    Ticket enqueue(CORBA_MarshalOutBuffer* message);
-    bool has_gathered() const { return _gathered.in() && _gathered->offset() > 0; }
-    void send_gathered();
+    Ticket enqueue(CORBA_MarshalOutBuffer* message, bool more);
 
     CORBA_ULong _use_count = 1;
     TRXGIOPConnFactory& _factory;
@@ -158,8 +153,8 @@ private:
     timeval _last_used{};
     harbolance::MessageReader _reader;
     harbolance::OutputQueue _output;
-    CORBA_MarshalOutBuffer_var _gathered; // replies that wait to leave together; a server's
     bool _gathers = false;
+    bool _held = false; // the last reply may wait in the system
     harbolance::WaiterTable _pending;
     std::unique_ptr<CORBA_Exception> _lost; // what ended the connection, when a handler has seen the end
     CORBA_ULong _next_id = 0;
@@ -170,6 +165,5 @@ private:
     int _fd = -1;                        // as it was registered
     bool _reading = false;
     bool _writing = false;
-    bool _marked = false; // ready for the dispatcher without being asked for
     std::unique_ptr<ProgressTimer> _progress;
 };

@@ -5,6 +5,8 @@
 #include "marshal/exception/vexcept.h"
 #include "net/descriptors.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -57,13 +59,13 @@ size_t TRXConnection::receive_available(char* buffer, size_t size) {
     fail_closed(count == 0 ? 0 : errno);
 }
 
-size_t TRXConnection::transmit_available(const iovec* parts, int count) {
+size_t TRXConnection::transmit_available(const iovec* parts, int count, bool more) {
     if (_state == CLOSED)
         fail_closed(_saved_errno);
     msghdr message{};
     message.msg_iov = const_cast<iovec*>(parts);
     message.msg_iovlen = static_cast<size_t>(count);
-    constexpr int flags = MSG_DONTWAIT | MSG_NOSIGNAL;
+    const int flags = MSG_DONTWAIT | MSG_NOSIGNAL | (more ? MSG_MORE : 0);
     const ssize_t sent = uninterrupted([&] {
         return count == 1 ? ::send(_fd, parts->iov_base, parts->iov_len, flags)
                           : ::sendmsg(_fd, &message, flags);
@@ -73,6 +75,12 @@ size_t TRXConnection::transmit_available(const iovec* parts, int count) {
     if (errno == EAGAIN || errno == EWOULDBLOCK)
         return 0;
     fail_closed(errno);
+}
+
+// What is not corked is sent when it is uncorked. A transport without corks keeps nothing.
+void TRXConnection::push() {
+    const int off = 0;
+    ::setsockopt(_fd, IPPROTO_TCP, TCP_CORK, &off, sizeof off);
 }
 
 void TRXConnection::break_off(int error) {

@@ -59,7 +59,10 @@ public:
     // socket has none or takes none now. The end of the stream and errors close the connection's state and
     // raise CORBA_COMM_FAILURE.
     size_t receive_available(char* buffer, size_t size);
-    size_t transmit_available(const iovec* parts, int count);
+    // With `more` the system may keep the octets for those that follow: for a fifth of a second at the most,
+    // until `push`, or until some are sent without it.
+    size_t transmit_available(const iovec* parts, int count, bool more = false);
+    void push();
     // Ends the stream where it stands, for both ends. Raises CORBA_COMM_FAILURE.
     [[noreturn]] void break_off(int error);
     // The errno of the failure that closed the connection, 0 for the end of the stream.
