@@ -179,6 +179,8 @@ int main(int argc, char** argv) {
     constexpr uint32_t header = sizeof(Header);
     const std::string name = argv[3];
     const bool first = name == "first";
+    // Or the pages would all be one page of zeroes, which costs less.
+    std::memset(outgoing, 1, std::min<size_t>(static_cast<size_t>(std::atoi(argv[5])), sizeof outgoing));
     const int count = first ? 1 : std::atoi(argv[4]);
     Client client(std::atoi(argv[2]), static_cast<uint32_t>(std::atoi(argv[5])) - header,
                   static_cast<uint32_t>(std::atoi(argv[6])) - header);
