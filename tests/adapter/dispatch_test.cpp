@@ -146,7 +146,11 @@ public:
     }
 
 private:
-    void note(const std::string& step) { log_ += mark_ + step + " "; }
+    void note(const std::string& step) {
+        log_ += mark_ + step + " ";
+        if (role_ == "raises " + step)
+            throw CORBA_NO_PERMISSION();
+    }
 
     std::string& log_;
     const char mark_;
@@ -190,6 +194,14 @@ TEST(Dispatch, showsTheInterceptorsWhatPasses) {
         {"fails", "answer", noPermission,
          "areceive breceive bprepare aprepare bsend0 asend0 bexception aexception bprepare aprepare bsend2 "
          "asend2 bprepare aprepare bsent asent "},
+        {"raises prepare", "answer", noPermission,
+         "areceive breceive bprepare aprepare bexception aexception bsend2 asend2 bsent asent "},
+        {"raises send0", "answer", noPermission,
+         "areceive breceive bprepare aprepare bsend0 asend0 bexception aexception bprepare aprepare bsend2 "
+         "asend2 bsent asent "},
+        {"raises exception", "nothing", noPermission,
+         "areceive breceive bexception aexception bprepare aprepare bsend2 asend2 bsent asent "},
+        {"raises sent", "answer", "8", usual},
     };
     for (const auto& row : rows) {
         std::string log;

@@ -359,6 +359,18 @@ class Servers(CallCase):
             result = "NO_RESOURCES 1" if last == message(giop.CLOSE) else "COMM_FAILURE 1"
             self.call(cut, "rebind 0: ok", f"null 1: CORBA::{result}")
 
+    def test_a_server_that_hangs_up_at_once(self):
+        """It is called again, but not as fast as it hangs up."""
+        times = []
+
+        def fourth_only(peer, one):
+            times.append(time.monotonic())
+            if len(times) == 4:
+                return reply(id_of(one))
+            peer.close()
+        self.call(fourth_only, "null 1: ok")
+        self.assertGreater(times[3] - times[0], 0.13, times)
+
     def test_replies_that_come_late(self):
         server = self.listener()
         late = []
