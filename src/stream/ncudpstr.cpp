@@ -190,8 +190,14 @@ int NCudpstream::encode(const NCTransObject* object) {
 // Sends what has been encoded, which stays where it is for the next address.
 int NCudpstream::transmit(const sockaddr_in& address, bool tellRefusal) {
     const size_t total = outBuffer_.bytesWritten();
-    const ssize_t sent = uninterrupted(
-        [&] { return ::sendto(fd(), outBuffer_.wbuf(), total, 0, generic(address), sizeof address); });
+    const auto sendNow = [&] {
+        return uninterrupted(
+            [&] { return ::sendto(fd(), outBuffer_.wbuf(), total, 0, generic(address), sizeof address); });
+    };
+    ssize_t sent = sendNow();
+    // The report of an earlier datagram's fate is given in place of sending this one.
+    if (sent == -1 && errno != ECONNREFUSED && dropReportedErrors())
+        sent = sendNow();
     if (sent == -1 && errno == ECONNREFUSED && tellRefusal)
         return status_.fail(refused, "NCudpstream::send: Connection broken");
     if (sent == -1)

@@ -77,9 +77,9 @@ public:
     int connect(const char* host, int port);
     int connect(const sockaddr_in& peer);
     int setBlocking(bool blocking);
-    // Until the stream is closed `send` and `receive` give `refused` when the system has been told that
-    // nothing receives at the peer's port. Without this, which holds at first, a peer that has gone is only
-    // silent. Other news of the network, such as a host that is not reached for a moment, change nothing.
+    // For a stream with one peer: until it is closed `send` and `receive` give `refused` when the system has
+    // been told that nothing receives at the peer's port. Without this, which holds at first, a peer that has
+    // gone is only silent. What else the system is told, such as that a host is not reached, is dropped.
     int tellRefusals();
 
     int send(const NCTransObject* object);

@@ -222,11 +222,14 @@ class Replacement(SessionCase):
     def test_an_agent_that_dies(self):
         """The system knows that nobody listens at its port."""
         first, second = self.pair()
-        probe = self.probe(first)
+        probe, idle = self.probe(first), self.probe(first, 1)
         self.talk(probe, FOUND)
+        self.talk(idle, "register b: 0")
         first.end()
         self.talk(probe, FOUND)
-        self.expect_logged_in(probe, second)
+        second.wait_for(REGISTER)  # by who only asks whether it lives
+        for one in (probe, idle):
+            self.expect_logged_in(one, second)
 
     def test_an_agent_that_dies_in_the_middle_of_a_request(self):
         first, second = self.pair()

@@ -1,6 +1,5 @@
 #include "agent/session/agent_link.h"
 
-#include "agent/session/agent_search.h"
 #include "agent/session/dsuser.h"
 #include "agent/session/registrations.h"
 #include "base/standard_streams.h"
@@ -33,18 +32,21 @@ void AgentLink::close() {
         // Once and without waiting: the process ends, and an agent finds out by itself if this is lost.
         connection_->send(*NCRef<DSRequest>(new DSRequest(DSRequestEndOfSession)));
     connection_.reset();
+    loopSearch_.reset();
     stopTimer();
 }
 
 void AgentLink::reconnect() {
     connection_.reset();
+    areYouAlive_ = nullptr;
+    loopSearch_.reset();
     // A loss during a search: the loop of that search sees that the connection is gone.
     if (connecting_ || closed_)
         return;
     const Connecting connecting(*this);
     // An agent may answer the search and the login and then be silent, so that it is lost over the first
     // registration.
-    for (int round = 0; round < searchTries && !connection_ && !closed_; ++round) {
+    for (int round = 0; round < searchTries && !connection_; ++round) {
         connect();
         if (!connection_)
             break;
@@ -57,11 +59,15 @@ void AgentLink::reconnect() {
 void AgentLink::connect() {
     const Connecting connecting(*this);
     // A login that was refused leads to another search: another agent may answer that.
-    for (int i = 0; i < searchTries && !isLoggedIn() && !closed_; ++i) {
+    for (int i = 0; i < searchTries && !isLoggedIn(); ++i) {
         search();
         logIn();
     }
-    if (!connection_ && !closed_) {
+    reportAndAwaitTimer();
+}
+
+void AgentLink::reportAndAwaitTimer() {
+    if (!connection_) {
         standardOutput() << "Harbolance: Unable to locate agent. Will try "
                          << "every " << searchPeriod << " seconds to locate agent" << std::endl;
     }
@@ -71,18 +77,61 @@ void AgentLink::connect() {
 
 // When no agent answers, or there is no socket for it, the present connection stays.
 void AgentLink::search() {
-    const auto ended = [this] { return closed_; };
-    const auto agent =
-        AgentSearch(port_, listedAgents_, begunByLoop_ ? AgentSearch::Ended(ended) : nullptr).run();
-    auto connection = agent && !closed_ ? AgentConnection::open(*agent, session_) : nullptr;
+    if (const auto agent = AgentSearch(port_, listedAgents_).run())
+        adopt(*agent);
+}
+
+void AgentLink::adopt(const DSAddr& agent) {
+    auto connection = AgentConnection::open(agent, session_);
     if (!connection)
         return;
-    agentAddr_ = *agent;
+    agentAddr_ = agent;
     connection_ = std::move(connection);
     ++connections_;
     // What was measured with the last agent says nothing about this one.
     for (NCrtt* rtt : {&rttLogin, &rttQuery, &rttUnregister, &rttRegister})
         rtt->reset();
+}
+
+// The event loop has seen that the agent is lost.
+void AgentLink::lose() {
+    // A caller that waits for an answer of the agent waits for the next one.
+    if (exchange_ || connecting_) {
+        reconnect();
+        return;
+    }
+    connection_.reset();
+    areYouAlive_ = nullptr;
+    loopSearches_ = 0;
+    if (!closed_)
+        searchInLoop();
+}
+
+void AgentLink::searchInLoop() {
+    stopTimer();
+    ++loopSearches_;
+    loopSearch_ = std::make_unique<LoopSearch>(port_, listedAgents_,
+                                               [this](const std::optional<DSAddr>& agent) { found(agent); });
+    loopSearch_->start();
+}
+
+void AgentLink::found(const std::optional<DSAddr>& agent) {
+    loopSearch_.reset();
+    const Call call(*this);
+    {
+        const Connecting connecting(*this);
+        if (agent)
+            adopt(*agent);
+        logIn();
+        if (connection_ && (isLoggedIn() || loopSearches_ == searchTries))
+            registrations_.registerAgain();
+    }
+    if (closed_)
+        return;
+    if (!isLoggedIn() && loopSearches_ < searchTries)
+        searchInLoop();
+    else
+        reportAndAwaitTimer();
 }
 
 void AgentLink::logIn() {
@@ -130,11 +179,10 @@ int AgentLink::inputReady() {
     if (!connection_)
         return -1;
     const Call call(*this);
-    const BegunByLoop begun(*this);
     bool lost = false;
     const NCRef<DSMessage> message = connection_->receive(lost);
     if (lost)
-        reconnect();
+        lose();
     else if (const auto* request = nc_cast<DSRequest>(message.get()))
         answer(*request);
     else if (auto* reply = nc_cast<DSReply>(message.get()))
@@ -148,17 +196,17 @@ void AgentLink::answer(const DSRequest& request) {
     // The agent repeats a request whose answer was lost; it gets the same one, under the same number.
     if (const NCRef<DSReply> again = connection_->answerTo(request)) {
         if (!connection_->send(*again))
-            reconnect();
+            lose();
     } else if (request.requestType() == DSRequestAreYouAlive) {
         if (connection_->answer(request, DSReplyAlive) == NCudpstream::refused)
-            reconnect();
+            lose();
     } else if (request.requestType() == DSRequestEndOfSession) {
         // A failure changes nothing: the agent goes down in any case.
         if (connection_->answer(request, DSReplyEndOfSession) != 0 && debug_) {
             std::perror("DSUser: ");
             standardOutput() << "DSUser::udpstream: send :" << std::endl;
         }
-        reconnect();
+        lose();
     } else if (debug_) {
         standardOutput() << "DSUser::receiveReq: Unknown request from agent\n" << std::endl;
     }
@@ -170,9 +218,18 @@ void AgentLink::take(DSReply& reply) {
         // again, to the next agent.
         const bool isLogin = exchange_->request().requestType() == DSRequestLogin;
         if (reply.status() == DSStatusReconnect && !isLogin)
-            reconnect();
+            lose();
         else
             exchange_->take(reply);
+        return;
+    }
+    if (areYouAlive_ && reply.answers(*areYouAlive_)) {
+        areYouAlive_ = nullptr;
+        rttLogin.stop();
+        if (reply.status() == DSStatusReconnect)
+            lose();
+        else
+            startTimer(keepAlivePeriod);
         return;
     }
     if (reply.replyType() != DSReplyTrigger)
@@ -182,7 +239,7 @@ void AgentLink::take(DSReply& reply) {
     const uint32_t connection = connections_;
     notify(reply);
     if (lost && connection == connections_) // a handler may have replaced it
-        reconnect();
+        lose();
 }
 
 void AgentLink::notify(DSReply& notification) {
@@ -211,6 +268,11 @@ void AgentLink::stopTimer() {
         dpDispatcher::instance()->stopTimer(&session_);
 }
 
+void AgentLink::stopKeepAlive() {
+    areYouAlive_ = nullptr;
+    stopTimer();
+}
+
 void AgentLink::startKeepAlive() {
     if (!timerRuns_)
         startTimer(keepAlivePeriod);
@@ -218,11 +280,15 @@ void AgentLink::startKeepAlive() {
 
 void AgentLink::timerExpired() {
     const Call call(*this);
-    const BegunByLoop begun(*this);
     // A timer runs once; what follows starts the next one.
     timerRuns_ = false;
-    if (!connection_) {
-        reconnect();
+    if (!connection_ || (areYouAlive_ && ++rttLogin.nrexmt > NCrtt::maxRetransmissions)) {
+        rttLogin.valid = 0;
+        lose();
+        return;
+    }
+    if (areYouAlive_) {
+        askWhetherAlive();
         return;
     }
     const auto silence = connection_->silence();
@@ -232,10 +298,23 @@ void AgentLink::timerExpired() {
         return;
     }
     // A request that is under way finds out by itself whether the agent lives.
-    NCRef<DSReply> reply;
-    if (!exchange_)
-        ask(*NCRef<DSRequest>(new DSRequest(DSRequestAreYouAlive)), rttLogin, 0, reply);
-    startKeepAlive();
+    if (exchange_) {
+        startKeepAlive();
+        return;
+    }
+    areYouAlive_ = new DSRequest(DSRequestAreYouAlive);
+    if (!rttLogin.valid)
+        rttLogin.reset();
+    rttLogin.nrexmt = 0;
+    askWhetherAlive();
+}
+
+// With the time-outs of every request; the timer repeats it.
+void AgentLink::askWhetherAlive() {
+    if (connection_->send(*areYouAlive_))
+        startTimer(rttLogin.start());
+    else
+        lose();
 }
 
 } // namespace harbolance

@@ -3,6 +3,7 @@
 #include "agent/collections/dsordclt.h"
 #include "agent/records/dslogin.h"
 #include "agent/session/agent_connection.h"
+#include "agent/session/agent_search.h"
 #include "agent/session/exchange.h"
 
 namespace harbolance {
@@ -14,8 +15,9 @@ class Registrations;
 // sends comes in here.
 //
 // Looking for an agent and asking it block the caller. While a call waits the connection may be replaced:
-// `connection()` is asked for again after each wait. What the event loop begins, a search after a loss or the
-// question whether the agent lives, waits in that loop, so that a process goes on serving without an agent.
+// `connection()` is asked for again after each wait. What no caller waits for, the search after a loss that
+// the event loop has seen and the question whether the agent lives, goes on in that loop: only the login and
+// the registrations with an agent that has just answered block it.
 class AgentLink {
 public:
     static inline int keepAlivePeriod = 120; // seconds
@@ -54,8 +56,6 @@ public:
     // What `ask` would give at once: DSUser::done, notLoggedIn or busy.
     int readiness() const;
     bool isAsking() const { return exchange_ != nullptr; }
-    // Whether what is done now was begun by the global event loop, with no caller waiting for it.
-    bool isBegunByLoop() const { return begunByLoop_; }
     // Whether a call of the link is on the stack, so that the object must not be destroyed.
     bool isInUse() const { return calls_ > 0; }
 
@@ -64,7 +64,7 @@ public:
 
     // With nothing registered an idle session need not ask whether its agent lives.
     void startKeepAlive();
-    void stopKeepAlive() { stopTimer(); }
+    void stopKeepAlive();
 
     int inputReady();
     void timerExpired();
@@ -91,22 +91,6 @@ private:
         AgentLink& link_;
     };
 
-    // The global event loop has called, unless that is a turn inside the wait of a caller.
-    class BegunByLoop {
-    public:
-        explicit BegunByLoop(AgentLink& link) : link_(link), outer_(link.begunByLoop_) {
-            if (!link.exchange_ && !link.connecting_)
-                link.begunByLoop_ = true;
-        }
-        BegunByLoop(const BegunByLoop&) = delete;
-        BegunByLoop& operator=(const BegunByLoop&) = delete;
-        ~BegunByLoop() { link_.begunByLoop_ = outer_; }
-
-    private:
-        AgentLink& link_;
-        bool outer_;
-    };
-
     // While the link connects it asks on its own account: the caller's exchange stands still, and a loss does
     // not start another search within the search.
     class Connecting {
@@ -129,7 +113,13 @@ private:
 
     void connect();
     void search();
+    void adopt(const DSAddr& agent);
     void logIn();
+    void reportAndAwaitTimer();
+    void lose();
+    void searchInLoop();
+    void found(const std::optional<DSAddr>& agent);
+    void askWhetherAlive();
     void answer(const DSRequest& request);
     void take(DSReply& reply);
     void startTimer(int seconds);
@@ -146,10 +136,12 @@ private:
     std::unique_ptr<AgentConnection> connection_;
     DSAddr agentAddr_{0};
     Exchange* exchange_ = nullptr; // the one under way
+    std::unique_ptr<LoopSearch> loopSearch_;
+    int loopSearches_ = 0;         // since the loss
+    NCRef<DSRequest> areYouAlive_; // the question that the event loop has asked, until it is answered
     uint32_t connections_ = 0;
     int calls_ = 0;
     bool connecting_ = false;
-    bool begunByLoop_ = false;
     bool timerRuns_ = false;
     bool closed_ = false;
 };

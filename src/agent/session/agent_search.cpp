@@ -5,7 +5,6 @@
 #include "agent/session/word_file.h"
 #include "base/standard_streams.h"
 #include "net/descriptors.h"
-#include "net/timer.h"
 
 #include <poll.h>
 
@@ -34,116 +33,115 @@ NCRef<DSOrderedCltn> agentAddresses() {
     return list;
 }
 
-AgentSearch::AgentSearch(int port, NCRef<DSOrderedCltn>& listed, Ended ended)
-    : port_(port), listed_(listed), ended_(std::move(ended)), message_(new DSAMessage(DSTypeLocateAgent)) {
+namespace {
+
+const char* orNull(const std::optional<std::string>& text) { return text ? text->c_str() : nullptr; }
+
+} // namespace
+
+AgentSearch::AgentSearch(int port, NCRef<DSOrderedCltn>& listed)
+    : port_(port), listed_(listed), configured_(SessionOptions::current()->option("ORBagentaddr")),
+      ownAddress_(SessionOptions::current()->option("OAipaddr")),
+      message_(new DSAMessage(DSTypeLocateAgent)) {
     probe_.setBlocking(true);
+    open(orNull(ownAddress_));
 }
 
 void AgentSearch::open(const char* ipaddr) {
     // A new socket for each stage: answers to an earlier question that come late reach a closed port.
     if (probe_.isOpen())
         probe_.close();
-    // Where the system says that nobody listens, nothing is waited for.
-    if (probe_.bind(0, ipaddr) == 0 && probe_.tellRefusals() == 0)
+    if (probe_.bind(0, ipaddr) == 0)
         return;
     std::perror("DSUser::connect: bind:");
     standardOutput() << "Unable to bind to UDP port\n";
     std::exit(1);
 }
 
-std::optional<DSAddr> AgentSearch::run() {
-    const auto ipaddr = SessionOptions::current()->option("OAipaddr");
-    const char* ownAddress = ipaddr ? ipaddr->c_str() : nullptr;
-    open(ownAddress);
-    // The user's own choice comes first, before any agent that happens to be nearer.
-    if (const auto host = SessionOptions::current()->option("ORBagentaddr")) {
-        if (auto agent = ask(host->c_str()))
-            return agent;
-        open(nullptr);
-    }
-    if (auto agent = askThisHost())
-        return agent;
-    open(ownAddress);
-    // Only now: making the list may read a file, and most searches end before.
-    if (!listed_)
-        listed_ = agentAddresses();
-    for (const DSResource* element : *listed_) {
-        if (auto agent = ask(static_cast<const TRXString*>(element)->str()))
-            return agent;
-    }
-    if (!listed_->isEmpty()) {
-        standardOutput() << "Harbolance: Unable to contact agent "
-                         << "in local node or from list "
-                         << "provided. " << std::endl
-                         << "Will try to locate using broadcast." << std::endl;
-    }
-    return ask(nullptr);
-}
-
-// One attempt only: on the own host nothing gets lost, so silence means that there is no agent.
-std::optional<DSAddr> AgentSearch::askThisHost() {
-    if (probe_.connect(DSAddr(port_).socketAddress()) != 0 || probe_.send(message_.get()) != 0)
-        return std::nullopt;
-    return awaitAnswer();
-}
-
-// Each attempt sends again; the first good answer wins and later ones are never read. Without a host the
-// question is broadcast.
-std::optional<DSAddr> AgentSearch::ask(const char* host) {
-    for (int attempt = 0; attempt < attempts && !isEnded(); ++attempt) {
-        const int status =
-            host ? probe_.sendTo(host, port_, message_.get()) : probe_.broadcast(message_.get(), port_);
+bool AgentSearch::ask() {
+    constexpr int most = 5;
+    while (stage_ != Stage::over) {
         // Sending again would fail the same way: the host is unknown, or there is no network.
-        if (status != 0)
-            return std::nullopt;
-        if (auto agent = awaitAnswer())
+        if (attempt_ < (stage_ == Stage::thisHost ? 1 : most) && send()) {
+            ++attempt_;
+            return true;
+        }
+        advance();
+    }
+    return false;
+}
+
+bool AgentSearch::send() {
+    switch (stage_) {
+    // The user's own choice comes first, before any agent that happens to be nearer.
+    case Stage::configured:
+        return configured_ && probe_.sendTo(configured_->c_str(), port_, message_.get()) == 0;
+    // On the own host nothing gets lost: silence means that there is no agent, which the system may even
+    // tell.
+    case Stage::thisHost:
+        return probe_.connect(DSAddr(port_).socketAddress()) == 0 && probe_.tellRefusals() == 0 &&
+               probe_.send(message_.get()) == 0;
+    case Stage::listed:
+        return host_ < static_cast<int>(listed_->size()) &&
+               probe_.sendTo(static_cast<const TRXString*>(listed_->at(host_))->str(), port_,
+                             message_.get()) == 0;
+    case Stage::broadcast: return probe_.broadcast(message_.get(), port_) == 0;
+    case Stage::over: break;
+    }
+    return false;
+}
+
+void AgentSearch::advance() {
+    attempt_ = 0;
+    switch (stage_) {
+    case Stage::configured:
+        if (configured_)
+            open(nullptr);
+        stage_ = Stage::thisHost;
+        break;
+    case Stage::thisHost:
+        open(orNull(ownAddress_));
+        // Only now: making the list may read a file, and most searches end before.
+        if (!listed_)
+            listed_ = agentAddresses();
+        stage_ = Stage::listed;
+        break;
+    case Stage::listed:
+        if (++host_ < static_cast<int>(listed_->size()))
+            break;
+        if (!listed_->isEmpty()) {
+            standardOutput() << "Harbolance: Unable to contact agent "
+                             << "in local node or from list "
+                             << "provided. " << std::endl
+                             << "Will try to locate using broadcast." << std::endl;
+        }
+        stage_ = Stage::broadcast;
+        break;
+    default: stage_ = Stage::over; break;
+    }
+}
+
+std::optional<DSAddr> AgentSearch::run() {
+    while (ask()) {
+        const int ready = pollUntil(fd(), POLLIN, Deadline(answerSeconds));
+        // Nothing can be found without a socket that works; waiting again would end here again.
+        if (ready < 0) {
+            std::perror("DSUser::connect: select:");
+            standardOutput() << "DSUser:: select error\n";
+            std::exit(1);
+        }
+        if (ready == 0)
+            continue;
+        if (auto agent = answer())
             return agent;
     }
     return std::nullopt;
 }
 
-namespace {
-
-struct Arrival : dpIOHandler {
-    int inputReady(int) override {
-        arrived = true;
-        return -1;
-    }
-    bool arrived = false;
-};
-
-} // namespace
-
-// 1 when there is something to read, 0 when the time is over, -1 when the system refuses to wait.
-int AgentSearch::awaitDatagram() {
-    constexpr int seconds = 1;
-    const int fd = probe_.fd();
-    if (!ended_ || fd >= dpDispatcher::maxDescriptors)
-        return pollUntil(fd, POLLIN, Deadline(seconds));
-    dpDispatcher& loop = *dpDispatcher::instance();
-    Arrival arrival;
-    DSTimer limit(&loop);
-    limit.start(seconds, 0);
-    loop.link(fd, dpDispatcher::readMask, &arrival);
-    while (!arrival.arrived && !limit.expired && !isEnded())
-        loop.dispatch();
-    loop.unlink(fd);
-    return arrival.arrived ? 1 : 0;
-}
-
-std::optional<DSAddr> AgentSearch::awaitAnswer() {
-    const int ready = awaitDatagram();
-    // Nothing can be found without a socket that works; waiting again would end here again.
-    if (ready < 0) {
-        std::perror("DSUser::connect: select:");
-        standardOutput() << "DSUser:: select error\n";
-        std::exit(1);
-    }
-    if (ready == 0)
-        return std::nullopt;
+// Any host may answer. What is no good answer uses up the attempt, so a flood of such cannot hold the search;
+// later ones are never read.
+std::optional<DSAddr> AgentSearch::answer() {
     int status = 0;
-    // Any host may answer. What is no good answer uses up the attempt, so a flood of such cannot hold the
-    // search.
     const std::unique_ptr<NCTransObject> received(probe_.receive(status));
     const auto* reply = nc_cast<DSAReply>(received.get());
     if (status != 0 || !reply || !reply->replyOk() || reply->replyType() != DSReplyAgentLocated)
@@ -155,5 +153,44 @@ std::optional<DSAddr> AgentSearch::awaitAnswer() {
         return std::nullopt;
     return *agent;
 }
+
+// --- In the event loop -------------------------------------------------------------------------------------
+
+LoopSearch::LoopSearch(int port, NCRef<DSOrderedCltn>& listed, Done done)
+    : search_(port, listed), done_(std::move(done)) {}
+
+void LoopSearch::askNext() {
+    stopWaiting();
+    // A socket that the dispatcher does not take brings no answer.
+    if (!search_.ask() || search_.fd() >= dpDispatcher::maxDescriptors)
+        return finish(std::nullopt);
+    fd_ = search_.fd();
+    dpDispatcher::instance()->link(fd_, dpDispatcher::readMask, this);
+    dpDispatcher::instance()->startTimer(AgentSearch::answerSeconds, 0, this);
+}
+
+void LoopSearch::stopWaiting() {
+    if (fd_ == -1)
+        return;
+    dpDispatcher::instance()->unlink(fd_);
+    dpDispatcher::instance()->stopTimer(this);
+    fd_ = -1;
+}
+
+void LoopSearch::finish(const std::optional<DSAddr>& agent) {
+    const Done done = std::move(done_); // which may destroy this object
+    done(agent);
+}
+
+int LoopSearch::inputReady(int) {
+    stopWaiting();
+    if (const auto agent = search_.answer())
+        finish(agent);
+    else
+        askNext();
+    return 0;
+}
+
+void LoopSearch::timerExpired(long, long) { askNext(); }
 
 } // namespace harbolance

@@ -3,10 +3,12 @@
 #include "agent/collections/dsordclt.h"
 #include "agent/records/dsaddr.h"
 #include "agent/records/dsamsg.h"
+#include "net/dispatcher.h"
 #include "stream/ncudpstr.h"
 
 #include <functional>
 #include <optional>
+#include <string>
 
 namespace harbolance {
 
@@ -15,36 +17,69 @@ namespace harbolance {
 //
 //     the option ORBagentaddr - this host - each listed address - broadcast
 //
-// It takes up to 1 second for this host and 5 seconds for each other place.
+// This host is asked once, each other place up to five times.
 class AgentSearch {
 public:
-    // Ends a search before its time.
-    using Ended = std::function<bool()>;
+    static constexpr int answerSeconds = 1; // that an agent has for each question
 
     // `listed` takes the result of `agentAddresses` when a search comes that far; it outlives the search.
-    // Without `ended` the search blocks. With it the search waits in the global event loop, so that the
-    // process serves what it has to serve meanwhile, until that gives true. Ends the process with status 1
-    // when there is no socket to search with.
-    AgentSearch(int port, NCRef<DSOrderedCltn>& listed, Ended ended = nullptr);
+    // Ends the process with status 1 when there is no socket to search with.
+    AgentSearch(int port, NCRef<DSOrderedCltn>& listed);
 
-    // Where the first agent that answered is to be asked from now on, or nothing.
+    // Sends the next question. False when there is none left, and nobody has answered.
+    bool ask();
+    // The socket at which the answer to the last question comes in.
+    int fd() const { return probe_.fd(); }
+    // Reads what has come in: where the agent is to be asked from now on, or nothing, and the next question
+    // is due.
+    std::optional<DSAddr> answer();
+
+    // The whole search. It blocks, outside the event loop.
     std::optional<DSAddr> run();
 
 private:
-    static constexpr int attempts = 5;
+    enum class Stage { configured, thisHost, listed, broadcast, over };
 
     void open(const char* ipaddr);
-    std::optional<DSAddr> askThisHost();
-    std::optional<DSAddr> ask(const char* host);
-    std::optional<DSAddr> awaitAnswer();
-    int awaitDatagram();
-    bool isEnded() const { return ended_ && ended_(); }
+    bool send();
+    void advance();
 
     int port_;
     NCRef<DSOrderedCltn>& listed_;
-    Ended ended_;
+    const std::optional<std::string> configured_; // ORBagentaddr
+    const std::optional<std::string> ownAddress_; // OAipaddr
+    Stage stage_ = Stage::configured;
+    int host_ = 0;    // of the list, in its stage
+    int attempt_ = 0; // at this place
     NCudpstream probe_;
     NCRef<DSAMessage> message_; // the same one for all attempts
+};
+
+// A search that waits in the global event loop, while the process serves what it has to serve.
+class LoopSearch final : public dpIOHandler {
+public:
+    // What was found, or nothing. May destroy the search.
+    using Done = std::function<void(const std::optional<DSAddr>&)>;
+
+    LoopSearch(int port, NCRef<DSOrderedCltn>& listed, Done done);
+    LoopSearch(const LoopSearch&) = delete;
+    LoopSearch& operator=(const LoopSearch&) = delete;
+    ~LoopSearch() override { stopWaiting(); }
+
+    // Once. When there is no place to ask, `done` is called in it.
+    void start() { askNext(); }
+
+    int inputReady(int fd) override;
+    void timerExpired(long sec, long usec) override;
+
+private:
+    void askNext();
+    void stopWaiting();
+    void finish(const std::optional<DSAddr>& agent);
+
+    AgentSearch search_;
+    Done done_;
+    int fd_ = -1; // linked, and the timer runs
 };
 
 // Hosts at which an agent may be: those of LOCD_ADDR, of the file of LOCD_ADDR_FILE or HARBOLANCE_ADM

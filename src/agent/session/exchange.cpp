@@ -5,10 +5,6 @@
 #include "net/termination.h"
 #include "net/timer.h"
 
-#include <poll.h>
-
-#include <optional>
-
 namespace harbolance {
 
 Exchange::Exchange(AgentLink& link, DSRequest& request) : link_(link), request_(&request) {
@@ -26,12 +22,9 @@ int Exchange::run(NCrtt& rtt, int seconds) {
 }
 
 int Exchange::waitForReply(NCrtt& rtt, int seconds) {
-    std::optional<dpDispatcher> own;
-    // The global dispatcher, which looks out for signals otherwise, stands still during the wait of a caller.
-    std::optional<TerminationWatch> signals;
-    if (!link_.isBegunByLoop())
-        signals.emplace(own.emplace());
-    dpDispatcher& loop = own ? *own : *dpDispatcher::instance();
+    dpDispatcher loop;
+    // The global dispatcher, which looks out for signals otherwise, stands still during this wait.
+    const TerminationWatch signals(loop);
     DSTimer retransmit(&loop);
     DSTimer deadline(&loop);
     // One limit for the whole call, whatever agents come and go meanwhile.
@@ -60,20 +53,15 @@ int Exchange::waitForReply(NCrtt& rtt, int seconds) {
         }
         // The time-out begins with the first sending and each repeat after a time-out; another wake-up, such
         // as a notification, sends again within it.
-        const bool firstSending = startTimer && rtt.nrexmt == 0;
         if (std::exchange(startTimer, false))
             retransmit.start(rtt.start(), 0);
 
         // Taken before the turn: a handler inside it may destroy the connection, and the number is still to
         // be unlinked.
         const int fd = link_.connection_->fd();
-        if (own)
-            turn(*own, fd);
-        else
-            turnGlobalLoop(fd, firstSending, [&] {
-                return reply_ || deadline.expired || retransmit.expired || !link_.connection_ ||
-                       link_.connections_ != connection;
-            });
+        loop.link(fd, dpDispatcher::readMask, &link_.session_);
+        loop.dispatch();
+        loop.unlink(fd);
 
         // The turn has replaced or ended the connection: the request starts again with what is there now.
         if (link_.connections_ != connection || !link_.connection_)
@@ -96,28 +84,6 @@ int Exchange::waitForReply(NCrtt& rtt, int seconds) {
         }
     }
     return DSUser::noAgent;
-}
-
-void Exchange::turn(dpDispatcher& own, int fd) {
-    own.link(fd, dpDispatcher::readMask, &link_.session_);
-    own.dispatch();
-    own.unlink(fd);
-}
-
-// An agent that lives answers within this time, in which nothing else of the process asks it and hears that
-// it is busy. Whoever waits for the reply is in no hurry, so that what else wakes the loop sends nothing
-// again.
-template <class Over>
-void Exchange::turnGlobalLoop(int fd, bool firstSending, Over isOver) {
-    constexpr int milliseconds = 200;
-    pollfd answer{fd, POLLIN, 0};
-    if (firstSending && ::poll(&answer, 1, milliseconds) > 0) {
-        link_.session_.inputReady(fd);
-        return;
-    }
-    do
-        dpDispatcher::instance()->dispatch();
-    while (!isOver());
 }
 
 } // namespace harbolance

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "agent/records/dsmsg.h"
-#include "net/dispatcher.h"
 #include "net/ncrtt.h"
 
 namespace harbolance {
@@ -12,8 +11,7 @@ class AgentLink;
 // under way, if any, and gives it the replies that come in.
 //
 // The wait turns a dispatcher of its own, which serves the connection's socket and two timers: the rest of
-// the process stands still meanwhile, except for the handlers of notifications. An exchange that the event
-// loop begins waits in that loop, once the agent has not answered at once.
+// the process stands still meanwhile, except for the handlers of notifications.
 class Exchange {
 public:
     Exchange(AgentLink& link, DSRequest& request);
@@ -38,9 +36,6 @@ private:
     static constexpr int mostAgents = 6;
 
     int waitForReply(NCrtt& rtt, int seconds);
-    void turn(dpDispatcher& own, int fd);
-    template <class Over>
-    void turnGlobalLoop(int fd, bool firstSending, Over isOver);
 
     AgentLink& link_;
     NCRef<DSRequest> request_;
