@@ -19,22 +19,26 @@ bool answers(CORBA_Object* object) {
     options.enableRebind = 0;
     options.connectTimeout = options.sendTimeout = options.receiveTimeout = answerSeconds;
     object->_bind_options(options);
-    bool connected = false;
-    try {
-        const CORBA_MarshalOutBuffer_var request(object->_stub_request("_non_existent", 1));
-        connected = true;
-        const CORBA_MarshalInBuffer_var reply(object->_stub_invoke(request.in()));
-        CORBA_Octet gone = 0;
-        if (reply.in())
-            *reply >> gone;
-        return !gone;
-    } catch (const CORBA_NO_RESPONSE&) {
-        return connected;
-    } catch (const CORBA_NO_RESOURCES&) {
-        return true;
-    } catch (const CORBA_Exception&) {
-        return false;
+    // A server that closes the connection raises what the limit does; the second time there is no connection.
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        bool connected = false;
+        try {
+            const CORBA_MarshalOutBuffer_var request(object->_stub_request("_non_existent", 1));
+            connected = true;
+            const CORBA_MarshalInBuffer_var reply(object->_stub_invoke(request.in()));
+            CORBA_Octet gone = 0;
+            if (reply.in())
+                *reply >> gone;
+            return !gone;
+        } catch (const CORBA_NO_RESPONSE&) {
+            return connected;
+        } catch (const CORBA_NO_RESOURCES&) {
+            continue;
+        } catch (const CORBA_Exception&) {
+            return false;
+        }
     }
+    return true;
 }
 
 } // namespace
@@ -63,13 +67,24 @@ private:
 
 class Lookups::Waiting {
 public:
-    Waiting(std::list<Wait*>& waits, Wait& wait) : waits_(waits) { waits_.push_back(&wait); }
+    Waiting(std::list<Wait*>& waits, Wait& wait, Attempt& attempt, bool patient)
+        : waits_(waits), attempt_(attempt) {
+        waits_.push_back(&wait);
+        if (patient)
+            patience_ = attempt.patience.insert(wait.end);
+    }
     Waiting(const Waiting&) = delete;
     Waiting& operator=(const Waiting&) = delete;
-    ~Waiting() { waits_.pop_back(); }
+    ~Waiting() {
+        waits_.pop_back();
+        if (patience_)
+            attempt_.patience.erase(*patience_);
+    }
 
 private:
     std::list<Wait*>& waits_;
+    Attempt& attempt_;
+    std::optional<std::multiset<Clock::time_point>::iterator> patience_;
 };
 
 Registrations::Entry Lookups::registered(const ObjectName& object) const {
@@ -96,14 +111,16 @@ CORBA_Object* Lookups::find(const ObjectName& object, CORBA_Long wait, Purpose p
         throw Activation::Busy();
     attempt->reserved = attempt->reserved || takes;
     const auto end = endOf(object, wait, caller);
-    attempt->awaitedUntil = std::max(attempt->awaitedUntil, end);
+    const bool patient = isTrusted(caller) && wait > servers_.limits().startSeconds;
     try {
-        await(*attempt, end, caller);
+        await(*attempt, end, patient, caller);
     } catch (...) {
         if (takes)
             servers_.giveBack(*attempt);
         throw;
     }
+    if (takes && attempt->result != Attempt::Result::active)
+        servers_.giveBack(*attempt);
     switch (attempt->result) {
     case Attempt::Result::active: return CORBA_Object::_duplicate(attempt->reference.in());
     case Attempt::Result::notExecuted: throw Activation::FailedToExecute();
@@ -133,7 +150,7 @@ bool Lookups::isStillActive(const ActiveObject& active) {
     if (answers(asked.reference.in()))
         return true;
     log(LogLevel::info, toText(asked.object) + ": its server, which was not started here, has gone");
-    servers_.deactivated(asked.object, asked.key, asked.uid);
+    servers_.forget(asked); // and not what a new server has said meanwhile
     return false;
 }
 
@@ -179,10 +196,10 @@ bool Lookups::othersAreOver() const {
                        [](const Wait* wait) { return wait->over(); });
 }
 
-void Lookups::await(const Attempt& attempt, Clock::time_point end, const Caller& caller) {
+void Lookups::await(Attempt& attempt, Clock::time_point end, bool patient, const Caller& caller) {
     const Turn turn(*this, caller);
     Wait wait{attempt, end, caller};
-    const Waiting waiting(waits_, wait);
+    const Waiting waiting(waits_, wait, attempt, patient);
     while (!wait.over()) {
         if (stopped_)
             throw CORBA_NO_RESOURCES();

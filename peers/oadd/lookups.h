@@ -51,7 +51,7 @@ private:
     CORBA_Object* available(const ObjectName& object, bool takes, const Caller& caller);
     bool isStillActive(const ActiveObject& active);
     void askDoubtful();
-    void await(const Attempt& attempt, Clock::time_point end, const Caller& caller);
+    void await(Attempt& attempt, Clock::time_point end, bool patient, const Caller& caller);
     void turnLoop();
     Clock::time_point endOf(const ObjectName& object, CORBA_Long seconds, const Caller& caller);
     bool othersAreOver() const;

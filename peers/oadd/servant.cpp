@@ -222,7 +222,7 @@ TRXEXT_CreationImplDef* Servant::boa_activate_obj(CORBA_Object_ptr obj, const ch
                     toText(nameOf(repository_id, object.name.name.c_str())) + ", which is not registered");
         throw Activation::NotRegistered();
     }
-    // A reference that leads to this daemon only is what an earlier call has made of the object's own.
+    // The reference is null when it leads only to this daemon: an earlier call has replaced the object's own.
     daemon_.servers.activated(*entry,
                               {entry->object, object.key, object.reference, uid, 0, daemon_.caller()});
     return definitionOf(*entry)._clone();

@@ -146,7 +146,7 @@ void Servers::giveBack(Attempt& attempt) {
         if (server->attempt.get() != &attempt)
             continue;
         for (ActiveObject& active : active_)
-            active.taken = active.taken && active.server != group;
+            active.taken = active.taken && (active.server != group || active.object != attempt.object);
     }
 }
 
@@ -209,6 +209,11 @@ void Servers::complete(Attempt& attempt, ActiveObject& active) {
     attempt.result = Attempt::Result::active;
     attempt.reference = CORBA_Object::_duplicate(active.reference.in());
     active.taken = attempt.reserved;
+}
+
+void Servers::forget(const ActiveObject& gone) {
+    active_.remove_if(
+        [&](const ActiveObject& active) { return active.reference.in() == gone.reference.in(); });
 }
 
 bool Servers::deactivated(const ObjectName& object, const std::string& key, CORBA_Long uid) {
@@ -279,8 +284,11 @@ void Servers::executionFailed(Server& server, int error) {
 void Servers::startLimitReached(Server& server) {
     using std::chrono::ceil, std::chrono::seconds;
     const auto now = Clock::now();
-    if (now < server.attempt->awaitedUntil) {
-        server.startLimit.start(ceil<seconds>(server.attempt->awaitedUntil - now).count());
+    const auto& patience = server.attempt->patience;
+    if (!patience.empty() && now < *patience.rbegin()) {
+        // Not for long at once: who waits may leave.
+        const long left = ceil<seconds>(*patience.rbegin() - now).count();
+        server.startLimit.start(std::min(left, limits_.startSeconds));
         return;
     }
     log(LogLevel::warning, server.text() + " has not made its object active within " +

@@ -10,6 +10,7 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <set>
 
 namespace oadd {
 
@@ -20,9 +21,10 @@ struct Attempt {
 
     ObjectName object;
     Result result = Result::pending;
-    CORBA_Object_var reference;     // when active: where the server has the object
-    bool reserved = false;          // of a server for one client or call: someone waits for it already
-    Clock::time_point awaitedUntil; // beyond the limit of a start, someone waits for that long
+    CORBA_Object_var reference; // when active: where the server has the object
+    bool reserved = false;      // of a server for one client or call: someone waits for it already
+    // Until when those wait for whom the server may take longer than the limit of a start.
+    std::multiset<Clock::time_point> patience;
 };
 
 // An object that a server has made ready.
@@ -72,6 +74,8 @@ public:
     // What a server says of itself. Without a reference it is the one of the same object under another of its
     // interfaces.
     void activated(const Registration& registration, ActiveObject active);
+    // What was asked of it has shown that the server has gone.
+    void forget(const ActiveObject& gone);
     // False when it was not active.
     bool deactivated(const ObjectName& object, const std::string& key, CORBA_Long uid);
 
