@@ -227,8 +227,9 @@ void TRXGIOPServer::reply_exception(RequestInProgress& progress, CORBA_Object* t
             raised = std::move(other);
     }
     write_exception(progress, *raised);
-    if (const Raised replaced = show_reply(progress, target)) {
-        begin_reply(progress, target);
+    if (Raised replaced = show_reply(progress, target)) {
+        if (Raised other = raisedBy([&] { begin_reply(progress, target); }))
+            replaced = std::move(other);
         write_exception(progress, *replaced);
     }
 }

@@ -178,6 +178,7 @@ void TRXGIOPServer::adapter_gone() {
 }
 
 void TRXGIOPServer::close() {
+    _connection->unregister_io(); // no request is served while the interceptor hears of the end
     tell_disconnected(true);
     _connection->send_close(0);
     _connection->unregister_io();

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <vector>
 
 namespace harbolance {
@@ -40,7 +39,7 @@ OutputQueue::Ticket OutputQueue::send(TRXConnection& connection, CORBA_MarshalOu
     } catch (...) {
         // Without memory for the rest of a message that has begun to leave, no other can follow it.
         if (written > 0)
-            connection.break_off(ENOMEM);
+            connection.break_off();
         throw;
     }
     CORBA_MarshalOutBuffer::_duplicate(message);

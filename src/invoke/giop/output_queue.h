@@ -33,7 +33,7 @@ public:
 
     // Writes the message, whose buffer is complete, behind those that wait. What the socket does not take now
     // stays in the queue, and the buffer borrows nothing any more. Raises what the connection raises, and
-    // drops the message then.
+    // drops the message then; when a part has left, the stream is ended.
     // With `more` it may wait in the system for the next.
     Ticket send(TRXConnection& connection, CORBA_MarshalOutBuffer* message, bool more = false);
     // For a message that has not left: the observer is called once. It belongs to the caller.

@@ -77,16 +77,13 @@ size_t TRXConnection::transmit_available(const iovec* parts, int count, bool mor
     fail_closed(errno);
 }
 
-// What is not corked is sent when it is uncorked. A transport without corks keeps nothing.
+// Switching TCP_CORK off sends what the system has kept because of MSG_MORE. Other transports keep nothing.
 void TRXConnection::push() {
     const int off = 0;
     ::setsockopt(_fd, IPPROTO_TCP, TCP_CORK, &off, sizeof off);
 }
 
-void TRXConnection::break_off(int error) {
-    ::shutdown(_fd, SHUT_RDWR); // the handler in the event loop sees it
-    fail_closed(error);
-}
+void TRXConnection::break_off() { ::shutdown(_fd, SHUT_RDWR); }
 
 namespace {
 

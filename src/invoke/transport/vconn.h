@@ -63,8 +63,8 @@ public:
     // until `push`, or until some are sent without it.
     size_t transmit_available(const iovec* parts, int count, bool more = false);
     void push();
-    // Ends the stream where it stands, for both ends. Raises CORBA_COMM_FAILURE.
-    [[noreturn]] void break_off(int error);
+    // Ends the stream where it stands, for both ends; the event loop sees it.
+    void break_off();
     // The errno of the failure that closed the connection, 0 for the end of the stream.
     CORBA_ULong saved_errno() const { return static_cast<CORBA_ULong>(_saved_errno); }
 
