@@ -9,7 +9,7 @@ namespace oadd {
 namespace {
 
 constexpr size_t mostTurning = 100;
-constexpr size_t mostTurningUntrusted = 50;
+constexpr size_t mostTurningUntrusted = 50; // of these for peers of other hosts
 constexpr CORBA_ULong answerSeconds = 2;
 
 // Whether the server has the object. One that does not answer in time is busy, and where this process is at a
@@ -65,6 +65,27 @@ private:
     const size_t untrusted_;
 };
 
+// Of a server for one client or call, which is free again unless it is used.
+class Lookups::Reservation {
+public:
+    Reservation(Servers& servers, Attempt& attempt, bool takes)
+        : servers_(servers), attempt_(attempt), holds_(takes) {
+        attempt.reserved = attempt.reserved || takes;
+    }
+    Reservation(const Reservation&) = delete;
+    Reservation& operator=(const Reservation&) = delete;
+    ~Reservation() {
+        if (holds_)
+            servers_.giveBack(attempt_);
+    }
+    void use() { holds_ = false; }
+
+private:
+    Servers& servers_;
+    Attempt& attempt_;
+    bool holds_;
+};
+
 class Lookups::Waiting {
 public:
     Waiting(std::list<Wait*>& waits, Wait& wait, Attempt& attempt, bool patient)
@@ -109,20 +130,11 @@ CORBA_Object* Lookups::find(const ObjectName& object, CORBA_Long wait, Purpose p
         attempt = servers_.start(*entry, isTrusted(caller));
     if (wait == 0)
         throw Activation::Busy();
-    attempt->reserved = attempt->reserved || takes;
-    const auto end = endOf(object, wait, caller);
     const bool patient = isTrusted(caller) && wait > servers_.limits().startSeconds;
-    try {
-        await(*attempt, end, patient, caller);
-    } catch (...) {
-        if (takes)
-            servers_.giveBack(*attempt);
-        throw;
-    }
-    if (takes && attempt->result != Attempt::Result::active)
-        servers_.giveBack(*attempt);
+    Reservation reservation(servers_, *attempt, takes);
+    await(*attempt, endOf(object, wait, caller), patient, caller);
     switch (attempt->result) {
-    case Attempt::Result::active: return CORBA_Object::_duplicate(attempt->reference.in());
+    case Attempt::Result::active: reservation.use(); return CORBA_Object::_duplicate(attempt->reference.in());
     case Attempt::Result::notExecuted: throw Activation::FailedToExecute();
     default: throw Activation::NotResponding();
     }

@@ -44,6 +44,7 @@ private:
         ObjectName object;
         Clock::time_point end;
     };
+    class Reservation;
     class Turn;
     class Waiting;
 
