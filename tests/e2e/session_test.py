@@ -1,11 +1,13 @@
 """The session with an agent, in a process of its own (session_probe), against simulated agents and locd. Rows are
 commands of the probe and their results: "locate a: 0 127.0.0.1:7"."""
 
+import resource
 import signal
 import unittest
 
 import harness
 import wire
+from calls_test import SANITIZED
 from harness import FAST_CLOCK, FASTER, PATIENCE, SILENT, Place, wait_until
 
 TIMED_OUT, UNKNOWN_TRIGGER, UNKNOWN, REGISTERED = 3, -992, -993, -994
@@ -217,6 +219,17 @@ class Replacement(SessionCase):
         self.assertLess(len(agent.all(LOCATE_AGENT)), 6, "the search of the first place is not over")
         agent.script.clear()
         agent.wait_for(REGISTER)
+        self.expect_logged_in(probe, agent)
+
+    @unittest.skipIf(SANITIZED, "a sanitizer's look at an object's type takes descriptors")
+    def test_a_loss_at_the_limit_of_descriptors(self):
+        agent = self.fake_agent(self.host(1))
+        probe = self.probe(agent, **FAST_CLOCK)
+        resource.prlimit(probe.process.pid, resource.RLIMIT_NOFILE, (3, 64))
+        agent.send(wire.request(wire.END))
+        probe.wait_line("Harbolance: Unable to locate agent")
+        resource.prlimit(probe.process.pid, resource.RLIMIT_NOFILE, (64, 64))
+        agent.wait_for(LOGIN, 2)
         self.expect_logged_in(probe, agent)
 
     def test_an_agent_that_dies(self):

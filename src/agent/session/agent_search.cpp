@@ -8,6 +8,7 @@
 
 #include <poll.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
@@ -51,16 +52,13 @@ void AgentSearch::open(const char* ipaddr) {
     // A new socket for each stage: answers to an earlier question that come late reach a closed port.
     if (probe_.isOpen())
         probe_.close();
-    if (probe_.bind(0, ipaddr) == 0)
-        return;
-    std::perror("DSUser::connect: bind:");
-    standardOutput() << "Unable to bind to UDP port\n";
-    std::exit(1);
+    if (probe_.bind(0, ipaddr) != 0)
+        error_ = errno;
 }
 
 bool AgentSearch::ask() {
     constexpr int most = 5;
-    while (stage_ != Stage::over) {
+    while (stage_ != Stage::over && probe_.isOpen()) {
         // Sending again would fail the same way: the host is unknown, or there is no network.
         if (attempt_ < (stage_ == Stage::thisHost ? 1 : most) && send()) {
             ++attempt_;
@@ -134,6 +132,13 @@ std::optional<DSAddr> AgentSearch::run() {
             continue;
         if (auto agent = answer())
             return agent;
+    }
+    // A process that is at its limit of descriptors goes on without an agent.
+    if (!probe_.isOpen() && error_ != EMFILE && error_ != ENFILE) {
+        errno = error_;
+        std::perror("DSUser::connect: bind:");
+        standardOutput() << "Unable to bind to UDP port\n";
+        std::exit(1);
     }
     return std::nullopt;
 }

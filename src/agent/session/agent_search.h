@@ -23,18 +23,18 @@ public:
     static constexpr int answerSeconds = 1; // that an agent has for each question
 
     // `listed` takes the result of `agentAddresses` when a search comes that far; it outlives the search.
-    // Ends the process with status 1 when there is no socket to search with.
     AgentSearch(int port, NCRef<DSOrderedCltn>& listed);
 
-    // Sends the next question. False when there is none left, and nobody has answered.
+    // Sends the next locate message. False when all places have been asked, or there is no socket.
     bool ask();
     // The socket at which the answer to the last question comes in.
     int fd() const { return probe_.fd(); }
-    // Reads what has come in: where the agent is to be asked from now on, or nothing, and the next question
-    // is due.
+    // Reads what has come in: where the agent is to be asked from now on. Nothing for any other datagram;
+    // then `ask` is to be called.
     std::optional<DSAddr> answer();
 
-    // The whole search. It blocks, outside the event loop.
+    // The whole search. It blocks, outside the event loop. Ends the process with status 1 when there is no
+    // address to search from.
     std::optional<DSAddr> run();
 
 private:
@@ -51,6 +51,7 @@ private:
     Stage stage_ = Stage::configured;
     int host_ = 0;    // of the list, in its stage
     int attempt_ = 0; // at this place
+    int error_ = 0;   // why there is no socket
     NCudpstream probe_;
     NCRef<DSAMessage> message_; // the same one for all attempts
 };
