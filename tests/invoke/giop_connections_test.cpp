@@ -1,5 +1,7 @@
 #include "invoke/giop/giop_connections.h"
 
+#include "stub_connection.h"
+
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -11,21 +13,10 @@ namespace {
 constexpr CORBA_ULong fakeTag = 77;
 
 // A connection without a socket.
-class FakeConnection : public TRXConnection {
+class FakeConnection : public StubConnection {
 public:
-    FakeConnection() : TRXConnection(fakeTag) {
-        _state = CONNECTED;
-        ++alive;
-    }
+    FakeConnection() : StubConnection(fakeTag) { ++alive; }
     ~FakeConnection() override { --alive; }
-
-    void listen(const IOP::TaggedProfile&) override {}
-    void connect(const IOP::TaggedProfile&, CORBA_ULong) override {}
-    TRXConnection* clone(CORBA_ULong) override { return nullptr; }
-    IOP::TaggedProfile* profile(const CORBA_OctetSequence*) override { return nullptr; }
-    TRXConnection* accept() override { return nullptr; }
-    void read(char*, CORBA_ULong&, CORBA_ULong) override {}
-    void write(const char*, CORBA_ULong&, CORBA_ULong) override {}
     void close() override { _state = CLOSED; }
 
     static inline int alive = 0;

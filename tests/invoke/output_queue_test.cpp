@@ -1,7 +1,7 @@
 #include "invoke/giop/output_queue.h"
 
-#include "invoke/transport/vconn.h"
 #include "marshal/exception/vexcept.h"
+#include "stub_connection.h"
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -16,24 +16,15 @@ using harbolance::OutputQueue;
 namespace {
 
 // One end of a pair of sockets; the test reads the other one.
-class PairedConnection final : public TRXConnection {
+class PairedConnection final : public StubConnection {
 public:
-    PairedConnection() : TRXConnection(78) {
+    PairedConnection() : StubConnection(78) {
         int ends[2] = {-1, -1};
         EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
         _fd = ends[0];
         _peer = ends[1];
-        _state = CONNECTED;
     }
     ~PairedConnection() override { ::close(_peer); }
-
-    void listen(const IOP::TaggedProfile&) override {}
-    void connect(const IOP::TaggedProfile&, CORBA_ULong) override {}
-    TRXConnection* clone(CORBA_ULong) override { return nullptr; }
-    IOP::TaggedProfile* profile(const CORBA_OctetSequence*) override { return nullptr; }
-    TRXConnection* accept() override { return nullptr; }
-    void read(char*, CORBA_ULong&, CORBA_ULong) override {}
-    void write(const char*, CORBA_ULong&, CORBA_ULong) override {}
 
     // What has arrived.
     std::string arrived() const {
