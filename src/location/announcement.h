@@ -26,8 +26,8 @@ public:
     Announcement(const char* objectName, const IOP::IOR& reference);
 
     // Registers the object as one of an interface, and takes that back. Whether an agent takes it is not told
-    // to the caller: without an agent the session keeps it for the next one. In a handler of
-    // triggers that runs inside another request of the session this is done later, from the event loop.
+    // to the caller: without an agent the session keeps it for the next one. In a handler of triggers that
+    // runs inside another request of the session this is done later, from the event loop.
     void announce(const char* repId) const;
     void withdraw(const char* repId) const;
 

@@ -23,7 +23,7 @@ const char* const usage =
     "A POLICY is shared, unshared or per-method.\n"
     "  --oad REFERENCE   the daemon with this stringified reference\n"
     "  --oad-file FILE   the daemon whose reference is in this file (oadd can write it)\n"
-    "  --host HOST       the daemon of this host, found through the location agents (default: this host)\n"
+    "  --host HOST       the daemon on HOST, found through the location agents (default: this host)\n"
     "  --json            print JSON (list, status)\n"
     "  --help, --version\n";
 

@@ -33,8 +33,8 @@ protected:
 // of triggers may run inside that wait. A request from such a handler gives `busy`.
 //
 // While the global dispatcher runs, the session keeps itself alive, answers its agent, and looks for an agent
-// every 15 seconds when there is none. That blocks nobody, apart from the login with an agent that was found
-// and the registrations there.
+// every 15 seconds when there is none. Only the login with an agent that was found, and the registrations
+// with it, block the event loop.
 //
 // Records that are handed in are heap objects; one without a holder is destroyed afterwards, whatever the
 // result.

@@ -13,7 +13,6 @@ public:
         using namespace std::chrono_literals;
         return _last = std::clamp<std::chrono::milliseconds>(2 * _last, 20ms, 1s);
     }
-    bool isFresh() const { return _last == _last.zero(); }
     void reset() { _last = _last.zero(); }
 
 private:
