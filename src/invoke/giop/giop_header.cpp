@@ -24,6 +24,8 @@ namespace {
 
 using harbolance::MemberOctets;
 using harbolance::members;
+using harbolance::MemberText;
+using harbolance::readMembers;
 
 constexpr size_t sizeOffset = offsetof(MessageHeader, message_size);
 
@@ -33,20 +35,16 @@ MemberOctets octetsOf(const CORBA_OctetSequence* sequence) {
 
 // A sequence that shows the octets where they stand; it copies them when it outlives its message
 // (giop_message.h).
-CORBA_OctetSequence* viewOfOctets(CORBA_MarshalInBuffer& buffer) {
-    CORBA_ULong length = 0;
-    const unsigned char* octets = buffer.octets_in_place(length);
-    return new CORBA_OctetSequence(length, length, const_cast<unsigned char*>(octets), false);
+CORBA_OctetSequence* viewOf(const MemberOctets& member) {
+    const auto length = static_cast<CORBA_ULong>(member.octets.size());
+    return new CORBA_OctetSequence(length, length, const_cast<CORBA_Octet*>(member.octets.data()), false);
 }
 
-// A request id and a status.
 template <class Status>
-void readOutcome(TRXistream& stream, CORBA_ULong& id, Status& status, Status last) {
-    CORBA_ULong number = 0;
-    stream >> members(id, number);
+Status checked(CORBA_ULong number, Status last) {
     if (number > last)
         throw CORBA_BAD_PARAM();
-    status = static_cast<Status>(number);
+    return static_cast<Status>(number);
 }
 
 } // namespace
@@ -58,8 +56,7 @@ bool MessageHeader::is_valid() const {
 }
 
 void write_message_header(CORBA_MarshalOutBuffer& buffer, MsgType type) {
-    const MessageHeader header(type);
-    buffer.write_raw(reinterpret_cast<const char*>(&header), messageHeaderSize);
+    buffer.append(MessageHeader(type));
 }
 
 void set_message_size(CORBA_MarshalOutBuffer& buffer) {
@@ -72,14 +69,14 @@ void set_message_size(CORBA_MarshalOutBuffer& buffer) {
 
 CORBA_MarshalOutBuffer& operator<<(CORBA_MarshalOutBuffer& buffer, const RequestHeader& header) {
     const MemberOctets key = octetsOf(header.object_key.in()), principal = octetsOf(header.principal.in());
-    buffer << header.service_context
-           << members(header.request_id, header.response_expected, key, header.operation, principal);
+    buffer << members(header.service_context, header.request_id, header.response_expected, key,
+                      header.operation, principal);
     return buffer;
 }
 
 CORBA_MarshalOutBuffer& operator<<(CORBA_MarshalOutBuffer& buffer, const ReplyHeader& header) {
     const CORBA_ULong status = header.reply_status;
-    buffer << header.service_context << members(header.request_id, status);
+    buffer << members(header.service_context, header.request_id, status);
     return buffer;
 }
 
@@ -96,17 +93,20 @@ CORBA_MarshalOutBuffer& operator<<(CORBA_MarshalOutBuffer& buffer, const LocateR
 }
 
 CORBA_MarshalInBuffer& operator>>(CORBA_MarshalInBuffer& buffer, RequestHeader& header) {
-    buffer >> header.service_context >> header.request_id >> header.response_expected;
-    header.object_key = viewOfOctets(buffer);
-    const char* operation = buffer.string_in_place();
-    header.operation = operation ? operation : "";
-    header.principal = viewOfOctets(buffer);
+    MemberOctets key, principal;
+    MemberText operation;
+    readMembers(buffer, header.service_context, header.request_id, header.response_expected, key, operation,
+                principal);
+    header.object_key = viewOf(key);
+    header.operation = operation.text ? operation.text : "";
+    header.principal = viewOf(principal);
     return buffer;
 }
 
 CORBA_MarshalInBuffer& operator>>(CORBA_MarshalInBuffer& buffer, ReplyHeader& header) {
-    buffer >> header.service_context;
-    readOutcome(buffer, header.request_id, header.reply_status, LOCATION_FORWARD);
+    CORBA_ULong status = 0;
+    readMembers(buffer, header.service_context, header.request_id, status);
+    header.reply_status = checked(status, LOCATION_FORWARD);
     return buffer;
 }
 
@@ -116,13 +116,16 @@ CORBA_MarshalInBuffer& operator>>(CORBA_MarshalInBuffer& buffer, CancelRequestHe
 }
 
 CORBA_MarshalInBuffer& operator>>(CORBA_MarshalInBuffer& buffer, LocateRequestHeader& header) {
-    buffer >> header.request_id;
-    header.object_key = viewOfOctets(buffer);
+    MemberOctets key;
+    readMembers(buffer, header.request_id, key);
+    header.object_key = viewOf(key);
     return buffer;
 }
 
 CORBA_MarshalInBuffer& operator>>(CORBA_MarshalInBuffer& buffer, LocateReplyHeader& header) {
-    readOutcome(buffer, header.request_id, header.locate_status, OBJECT_FORWARD);
+    CORBA_ULong status = 0;
+    readMembers(buffer, header.request_id, status);
+    header.locate_status = checked(status, OBJECT_FORWARD);
     return buffer;
 }
 

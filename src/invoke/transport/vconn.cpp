@@ -62,13 +62,14 @@ size_t TRXConnection::receive_available(char* buffer, size_t size) {
 size_t TRXConnection::transmit_available(const iovec* parts, int count, bool more) {
     if (_state == CLOSED)
         fail_closed(_saved_errno);
-    msghdr message{};
-    message.msg_iov = const_cast<iovec*>(parts);
-    message.msg_iovlen = static_cast<size_t>(count);
     const int flags = MSG_DONTWAIT | MSG_NOSIGNAL | (more ? MSG_MORE : 0);
     const ssize_t sent = uninterrupted([&] {
-        return count == 1 ? ::send(_fd, parts->iov_base, parts->iov_len, flags)
-                          : ::sendmsg(_fd, &message, flags);
+        if (count == 1)
+            return ::send(_fd, parts->iov_base, parts->iov_len, flags);
+        msghdr message{};
+        message.msg_iov = const_cast<iovec*>(parts);
+        message.msg_iovlen = static_cast<size_t>(count);
+        return ::sendmsg(_fd, &message, flags);
     });
     if (sent >= 0)
         return static_cast<size_t>(sent);

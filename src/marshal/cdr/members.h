@@ -1,6 +1,7 @@
 #pragma once
 
 #include "marshal/cdr/vbuf.h"
+#include "marshal/sequence/sequence.h"
 #include "marshal/text/vstr.h"
 
 #include <cstring>
@@ -23,18 +24,31 @@ constexpr size_t alignedTo(size_t alignment, size_t position) {
     return (position + alignment - 1) & ~(alignment - 1);
 }
 
-// Most texts are short: then a call of memcpy costs more than the copy.
-inline void copyText(char* target, const char* source, size_t size) {
-    constexpr size_t half = 16;
-    if (size < half || size > 2 * half) {
-        std::memcpy(target, source, size);
-        return;
-    }
-    char first[half], last[half]; // they overlap unless the size is 32
+// Copies `half` octets from the beginning and from the end, which overlap unless there are twice as many.
+template <size_t half>
+void copyEnds(char* target, const char* source, size_t size) {
+    char first[half], last[half];
     std::memcpy(first, source, half);
     std::memcpy(last, source + size - half, half);
     std::memcpy(target, first, half);
     std::memcpy(target + size - half, last, half);
+}
+
+// Most texts are short: then a call of memcpy costs more than the copy.
+inline void copyText(char* target, const char* source, size_t size) {
+    if (size > 64)
+        std::memcpy(target, source, size);
+    else if (size >= 32)
+        copyEnds<32>(target, source, size);
+    else if (size >= 16)
+        copyEnds<16>(target, source, size);
+    else if (size >= 8)
+        copyEnds<8>(target, source, size);
+    else if (size >= 4)
+        copyEnds<4>(target, source, size);
+    else
+        for (size_t i = 0; i < size; ++i)
+            target[i] = source[i];
 }
 
 // Writes into memory whose size has been checked. Positions count from a multiple of 8 of the stream.
@@ -91,9 +105,27 @@ private:
     const size_t _size;
 };
 
-// An octet sequence that is written as a member.
+// A sequence that is almost always empty, such as the service contexts of a message: only its count.
+template <class Sequence>
+class EmptyOut {
+public:
+    explicit EmptyOut(const Sequence& sequence) : _empty(sequence.length() == 0) {}
+    bool simple() const { return _empty; } // elements are left to the stream
+    static constexpr size_t most() { return 2 * sizeof(CORBA_ULong) - 1; }
+    static void write(MembersWriter& writer) { writer.put(CORBA_ULong{0}); }
+
+private:
+    const bool _empty;
+};
+
+// An octet sequence that is written as a member. One that is read shows the octets where they stand in the
+// buffer.
 struct MemberOctets {
     std::span<const CORBA_Octet> octets;
+};
+// A string that is read as a member and stays where it stands in the buffer; null for length 0.
+struct MemberText {
+    const char* text = nullptr;
 };
 inline TRXostream& operator<<(TRXostream& stream, const MemberOctets& member) {
     const auto count = static_cast<CORBA_ULong>(member.octets.size());
@@ -110,6 +142,10 @@ inline RunOut memberOut(const MemberOctets& member) {
 template <MemberNumber T>
 NumberOut<T> memberOut(T number) {
     return NumberOut<T>(number);
+}
+template <class T, class Element>
+EmptyOut<TRXSequence<T, Element>> memberOut(const TRXSequence<T, Element>& sequence) {
+    return EmptyOut<TRXSequence<T, Element>>(sequence);
 }
 
 // Reads from a buffer until it is told to `leave`, which moves the buffer's position. What is rare (a value
@@ -134,6 +170,44 @@ public:
         } else {
             _at = before;
             getByBuffer(string);
+        }
+    }
+    template <class T, class Element>
+    void get(TRXSequence<T, Element>& sequence) {
+        const size_t before = _at;
+        CORBA_ULong count = 0;
+        if (take(count) && count == 0) [[likely]] {
+            sequence.length(0);
+        } else {
+            _at = before;
+            getByBuffer(sequence);
+        }
+    }
+    void get(MemberOctets& member) {
+        const size_t before = _at;
+        CORBA_ULong count = 0;
+        if (take(count) && count <= _end - _at) [[likely]] {
+            member.octets = {reinterpret_cast<const CORBA_Octet*>(_base + _at), count};
+            _at += count;
+        } else {
+            _at = before;
+            leave();
+            const CORBA_Octet* octets = _buffer.octets_in_place(count);
+            member.octets = {octets, count};
+            enter();
+        }
+    }
+    void get(MemberText& member) {
+        const size_t before = _at;
+        CORBA_ULong size = 0;
+        if (take(size) && size > 0 && size <= _end - _at && _base[_at + size - 1] == '\0') [[likely]] {
+            member.text = _base + _at;
+            _at += size;
+        } else {
+            _at = before;
+            leave();
+            member.text = _buffer.string_in_place();
+            enter();
         }
     }
     void leave() { _buffer._offset += static_cast<CORBA_ULong>(_at - _begin); }
@@ -173,6 +247,14 @@ private:
     bool _swap;
 };
 
+// Reads what stands in a buffer, some of it in place.
+template <class... T>
+void readMembers(CORBA_MarshalInBuffer& buffer, T&... members) {
+    MembersReader reader(buffer);
+    (reader.get(members), ...);
+    reader.leave();
+}
+
 template <class... T>
 class Members {
 public:
@@ -191,9 +273,7 @@ public:
             [&stream](auto&... member) {
                 if (!stream.buffer())
                     return static_cast<void>((stream >> ... >> member));
-                MembersReader reader(*stream.buffer());
-                (reader.get(member), ...);
-                reader.leave();
+                readMembers(*stream.buffer(), member...);
             },
             _members);
     }

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstring>
 #include <span>
+#include <type_traits>
 
 namespace harbolance {
 class MembersReader;
@@ -81,6 +82,10 @@ public:
     void own(CORBA_Boolean own) { _own = own; }
     CORBA_ULong align() const { return _start + _offset; }
     void align(CORBA_ULong align) { _start = align - _offset; }
+
+    // The octets of an object, without alignment.
+    template <class T>
+    void append(const T& object);
 
     void rewind();                    // to an empty stream, without stored TypeCodes
     void rewind_offset() { seek(0); } // to offset 0; `align` stays
@@ -289,6 +294,15 @@ TRXostream& CORBA_MarshalOutBuffer::put_value(T value) {
     std::memcpy(_data + begin, &value, size);
     _offset = begin + size;
     return *this;
+}
+
+template <class T>
+void CORBA_MarshalOutBuffer::append(const T& object) {
+    static_assert(std::is_trivially_copyable_v<T>);
+    if (_capacity - _offset < sizeof object) [[unlikely]]
+        grow(sizeof object);
+    std::memcpy(_data + _offset, &object, sizeof object);
+    _offset += CORBA_ULong{sizeof object};
 }
 
 template <class T>
