@@ -65,8 +65,11 @@ public:
 
     void feed(const uint8_t* data, size_t size) {
         require(::send(fds_[1], data, size, MSG_NOSIGNAL) == static_cast<ssize_t>(size), "octets leave");
-        while (reader_.fill(connection_))
+        bool all = false;
+        while (!all) {
+            all = reader_.fill(connection_);
             take();
+        }
     }
     const std::vector<std::string>& outcomes() const { return outcomes_; }
     bool partial() const { return reader_.partial(); }

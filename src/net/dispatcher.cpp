@@ -136,6 +136,11 @@ bool dpDispatcher::dispatch(timeval* limit) {
         ready_[mask].add(selected_[mask]);
         marked_ = true;
     }
+    if (serving_) [[unlikely]] {
+        notServed(selected_[readMask]);
+        for (dpFdMask& mask : selected_)
+            mask.clear();
+    }
 
     dpFdMask& r = selected_[readMask];
     dpFdMask& w = selected_[writeMask];
@@ -152,6 +157,13 @@ bool dpDispatcher::anyReady() const {
 }
 
 bool dpDispatcher::dispatch() { return dispatch(nullptr); }
+
+void dpDispatcher::linkDraining(int fd, dpIOHandler* handler) { link(fd, readMask, handler); }
+
+// `select` looks at what is there.
+void dpDispatcher::leftUnread(int) {}
+
+void dpDispatcher::notServed(const dpFdMask&) {}
 
 void dpDispatcher::attach(int fd, int mask, dpIOHandler* handler) {
     watched_[mask].set(fd);
@@ -211,11 +223,14 @@ void dpDispatcher::notify(int nfound, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
     // The order is that of the descriptors linked now, however handlers move `nfds_`: every bit gets its
     // turn.
     const int end = nfds_;
+    serving_ = true;
     if (nfound > 0 && end > 0) {
-        const int first = turnCounter % end;
+        const int first = nfound > 1 ? turnCounter % end : 0; // a single one has no order
         nfound = serveRange(first, end, nfound, r, w, e);
-        serveRange(0, first, nfound, r, w, e);
+        if (nfound > 0)
+            serveRange(0, first, nfound, r, w, e);
     }
+    serving_ = false;
     // After the descriptors: a reply that has already come is served before its time-out is reported.
     if (!timers_.empty())
         timers_.expire(monotonicTime(), timeOfDay());

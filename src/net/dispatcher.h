@@ -132,14 +132,22 @@ public:
     // One turn without a limit. With nothing linked and no timer it waits for ever.
     virtual bool dispatch();
 
+    // Links a read handler that reads each time until the system has nothing more, or says `leftUnread`
+    // before it returns. It need not be called as long as something is there, only when something new has
+    // come, and must be prepared for a call without any: the system then looks at the descriptor half as
+    // often.
+    virtual void linkDraining(int fd, dpIOHandler* handler);
+    // The next wait finds the descriptor readable, beside those that are.
+    virtual void leftUnread(int fd);
+
     // One above the highest linked descriptor.
     int nfds() const { return nfds_; }
 
 protected:
     virtual void attach(int fd, int mask, dpIOHandler* handler);
     virtual void detach(int fd);
-    // Both fill the three sets and give the number of bits in them. `waitFor` is the one step of a turn that
-    // waits; it gives 0 when the time ran out.
+    // Both fill the three sets, which are empty, and give the number of bits in them. `waitFor` is the one
+    // step of a turn that waits; it gives 0 when the time ran out.
     virtual int fillInReady(dpFdMask& r, dpFdMask& w, dpFdMask& e);
     virtual int waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit);
     // Steps 3 and 4 of the turn. `nfound` bounds the descriptors; the sets are emptied on the way.
@@ -151,6 +159,9 @@ protected:
     virtual void handleError();
     // Drops the descriptors with a read handler that are no longer open.
     virtual void checkConnections();
+
+    // The turn before was cut short, by an inner one or an exception, and has not served these for reading.
+    virtual void notServed(const dpFdMask& r);
 
     // What `attach` has entered for one of the three masks.
     const dpFdMask& watched(int mask) const { return watched_[mask]; }
@@ -169,5 +180,6 @@ private:
     dpTimerQueue timers_;
     timeval wait_{};
     bool selectedFromReady_ = false;
-    bool marked_ = false; // something may be in `ready_`
+    bool serving_ = false; // `selected_` is being served
+    bool marked_ = false;  // something may be in `ready_`
 };

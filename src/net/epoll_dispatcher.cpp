@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <utility>
 
 namespace harbolance {
 
@@ -14,6 +15,8 @@ namespace {
 constexpr uint32_t readable = EPOLLIN | EPOLLRDNORM | EPOLLRDBAND | EPOLLHUP | EPOLLERR;
 constexpr uint32_t writable = EPOLLOUT | EPOLLWRNORM | EPOLLWRBAND | EPOLLERR;
 constexpr uint32_t exceptional = EPOLLPRI;
+// The last things that happen to a connection: nothing new will come after them.
+constexpr uint32_t finals = EPOLLRDHUP | EPOLLHUP | EPOLLERR;
 
 // How often this process has come out of a fork as the child.
 int forks = 0;
@@ -53,11 +56,38 @@ void dpEpollDispatcher::detach(int fd) {
     dpDispatcher::detach(fd);
     if (!wasLinked)
         return;
+    draining_.reset(fd);
+    unread_.reset(fd);
     // Fails when the descriptor is closed. The set keeps its file as long as that is open elsewhere, in a
     // child for one; the new serial tells its events from later ones.
     if (hasSet())
         control(EPOLL_CTL_DEL, fd);
     entry(fd) = {entry(fd).serial + 1};
+}
+
+void dpEpollDispatcher::link(int fd, int mask, dpIOHandler* handler) {
+    if (mask == readMask && dpDispatcher::handler(fd, mask)) // which may have been a draining one
+        draining_.reset(fd);
+    dpDispatcher::link(fd, mask, handler);
+}
+
+void dpEpollDispatcher::linkDraining(int fd, dpIOHandler* handler) {
+    static_cast<void>(dpDispatcher::handler(fd, readMask)); // ends the process on a bad number
+    draining_.set(fd);
+    dpDispatcher::link(fd, readMask, handler);
+}
+
+void dpEpollDispatcher::leftUnread(int fd) {
+    if (!draining_.test(fd))
+        return;
+    unread_.set(fd);
+    anyUnread_ = true;
+}
+
+// Of what is watched otherwise the system reports again what is still to be read.
+void dpEpollDispatcher::notServed(const dpFdMask& r) {
+    unread_.add(r.intersection(draining_));
+    anyUnread_ = anyUnread_ || unread_.anySet();
 }
 
 bool dpEpollDispatcher::hasSet() const { return set_.isOpen() && forks_ == forks; }
@@ -83,6 +113,8 @@ bool dpEpollDispatcher::control(int operation, int fd) {
         event.events |= writable;
     if (watched(exceptMask).test(fd))
         event.events |= exceptional;
+    if (draining_.test(fd) && event.events == readable)
+        event.events |= EPOLLET | EPOLLRDHUP;
     // A hang-up or error that is not watched for would be reported at once by every wait.
     if (entry(fd).onlyChanges)
         event.events |= EPOLLET;
@@ -132,9 +164,6 @@ int dpEpollDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* l
 
 // What is ready within the limit; -1 when something happened that changes nothing for the caller.
 int dpEpollDispatcher::collect(const timeval* limit, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
-    r.clear();
-    w.clear();
-    e.clear();
     int found = 0;
     if (anyAlwaysReady_ && alwaysReady_.anySet()) {
         r = alwaysReady_.intersection(watched(readMask));
@@ -143,9 +172,9 @@ int dpEpollDispatcher::collect(const timeval* limit, dpFdMask& r, dpFdMask& w, d
     }
     // One event per descriptor at most, so that a call never leaves some behind.
     std::array<epoll_event, maxDescriptors> events;
-    // With something always ready the events are only collected, not waited for.
-    const int count =
-        ::epoll_wait(set_.get(), events.data(), events.size(), found > 0 ? 0 : milliseconds(limit));
+    // With something that is ready anyway the events are only collected, not waited for.
+    const bool waits = found == 0 && !anyUnread_;
+    const int count = ::epoll_wait(set_.get(), events.data(), events.size(), waits ? milliseconds(limit) : 0);
     if (count < 0) {
         // The set was closed from outside, and its number may stand for something else by now.
         if (errno != EINTR)
@@ -154,6 +183,12 @@ int dpEpollDispatcher::collect(const timeval* limit, dpFdMask& r, dpFdMask& w, d
     }
     for (int i = 0; i < count; ++i)
         found += take(events[static_cast<size_t>(i)], r, w, e);
+    if (std::exchange(anyUnread_, false)) {
+        found -= r.count();
+        r.add(unread_.intersection(watched(readMask)));
+        found += r.count();
+        unread_.clear();
+    }
     return found == 0 && count > 0 ? -1 : found;
 }
 
@@ -174,6 +209,11 @@ int dpEpollDispatcher::take(const epoll_event& event, dpFdMask& r, dpFdMask& w, 
         ready.set(fd);
         return 1;
     };
+    // From here on it is reported until it is unlinked: what was read before may not have been the last.
+    if ((event.events & finals) != 0 && draining_.test(fd)) [[unlikely]] {
+        draining_.reset(fd);
+        control(EPOLL_CTL_MOD, fd);
+    }
     const int found =
         note(readMask, readable, r) + note(writeMask, writable, w) + note(exceptMask, exceptional, e);
     if (known.onlyChanges != (found == 0)) {

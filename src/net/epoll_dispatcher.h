@@ -22,10 +22,17 @@ namespace harbolance {
 //   - After a fork the child makes a set of its own, since the one it has got is still its parent's.
 //   - When the system has no descriptor or memory left for the set, `select` does the waiting.
 class dpEpollDispatcher : public dpDispatcher {
+public:
+    void link(int fd, int mask, dpIOHandler* handler) override;
+    // Entered as edge-triggered while the descriptor is watched for reading only.
+    void linkDraining(int fd, dpIOHandler* handler) override;
+    void leftUnread(int fd) override;
+
 protected:
     void attach(int fd, int mask, dpIOHandler* handler) override;
     void detach(int fd) override;
     int waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit) override;
+    void notServed(const dpFdMask& r) override;
 
 private:
     struct Entry {
@@ -47,6 +54,9 @@ private:
     std::array<Entry, maxDescriptors> entries_{};
     dpFdMask alwaysReady_;
     bool anyAlwaysReady_ = false; // something may be in it
+    dpFdMask draining_;           // descriptors of `linkDraining`
+    dpFdMask unread_;             // of these, readable whether the system reports it or not
+    bool anyUnread_ = false;
 };
 
 } // namespace harbolance

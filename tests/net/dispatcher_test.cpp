@@ -298,6 +298,38 @@ TEST_P(Dispatcher, innerTurnTakesOverWhatTheOuterOneFound) {
     EXPECT_FALSE(loop.anyReady());
 }
 
+TEST_P(Dispatcher, aDrainingHandlerIsCalledForWhatIsNewOrLeftUnreadAndForTheEnd) {
+    const bool edges = GetParam() == make<dpEpollDispatcher>;
+    loop.linkDraining(number(0), &a);
+    pipes[0].fill();
+    EXPECT_EQ(turn(), "a");
+    EXPECT_EQ(turn(), edges ? "" : "a");
+    loop.leftUnread(number(0));
+    EXPECT_EQ(wait(), "a");
+
+    // What the outer turn has found and not served, although nothing new comes.
+    loop.linkDraining(number(1), &b);
+    a.then = b.then = [&] {
+        timeval atOnce{};
+        EXPECT_TRUE(log.size() != 1 || loop.dispatch(&atOnce));
+        return 0;
+    };
+    fillBoth();
+    const std::string calls = wait();
+    EXPECT_TRUE(calls.find('a') != calls.npos && calls.find('b') != calls.npos) << calls;
+    a.then = b.then = nullptr;
+
+    pipes[0].out.reset(); // what was read first need not be the end
+    loop.unlink(number(1));
+    EXPECT_EQ(wait(), "a");
+    EXPECT_EQ(wait(), "a");
+    loop.linkDraining(number(1), &b);
+    loop.link(number(1), 0, &b);
+    loop.unlink(number(0));
+    EXPECT_EQ(wait(), "b");
+    EXPECT_EQ(wait(), "b");
+}
+
 // The steps of a turn one by one, which all dispatchers share.
 class Steps : public testing::Test, public dpDispatcher {
 protected:

@@ -18,12 +18,13 @@ uint64_t wholeSize(const GIOP::MessageHeader& header) { return uint64_t{headerSi
 
 bool MessageReader::fill(TRXConnection& connection) {
     makeRoom();
-    const size_t count = connection.receive_available(_block->data() + _end, room());
+    const size_t asked = room();
+    const size_t count = connection.receive_available(_block->data() + _end, asked);
     _end += count;
     _received += count;
     skipReceived();
     look();
-    return count > 0;
+    return count < asked;
 }
 
 TRXMarshalInBuffer* MessageReader::take(GIOP::MessageHeader& header) {

@@ -16,7 +16,7 @@ namespace harbolance {
 // and 64 KiB, whatever size its header announces.
 class MessageReader {
 public:
-    // One read of what the connection has now. False when it had nothing. Raises what the connection raises.
+    // One read of what the connection has now. Whether that was all. Raises what the connection raises.
     bool fill(TRXConnection& connection);
 
     // Whether `take` gives a message.

@@ -70,7 +70,7 @@ void TRXGIOPConn::update_interest() {
     if (write)
         _dispatcher->link(_fd, dpDispatcher::writeMask, _handler);
     if (read) {
-        _dispatcher->link(_fd, dpDispatcher::readMask, _handler);
+        _dispatcher->linkDraining(_fd, _handler);
         if (_reader.ready())
             _dispatcher->setReady(_fd, dpDispatcher::readMask);
     }
@@ -108,9 +108,13 @@ int TRXGIOPConn::exceptionRaised(int) {
 // --- What comes in -----------------------------------------------------------------------------------------
 
 TRXGIOPMessage* TRXGIOPConn::next_message() {
+    // When nothing was read, this may be the call for something that has come.
+    bool drained = false;
     if (!_reader.ready()) {
-        _reader.fill(*_connection);
+        drained = _reader.fill(*_connection);
         if (!_reader.ready()) {
+            if (!drained && _dispatcher)
+                _dispatcher->leftUnread(_fd);
             if (is_incomplete())
                 watch_progress();
             return nullptr;
@@ -118,10 +122,14 @@ TRXGIOPMessage* TRXGIOPConn::next_message() {
     }
     GIOP::MessageHeader header;
     const TRXMarshalInBuffer_var body(_reader.take(header));
-    if (!_reader.ready())
+    if (_reader.ready()) {
+        if (_dispatcher && _reading)
+            _dispatcher->setReady(_fd, dpDispatcher::readMask);
+    } else {
         push_replies();
-    else if (_dispatcher && _reading)
-        _dispatcher->setReady(_fd, dpDispatcher::readMask);
+        if (!drained && _dispatcher)
+            _dispatcher->leftUnread(_fd);
+    }
     return TRXGIOPMessage::create(body.in(), header);
 }
 
