@@ -22,7 +22,8 @@ void Descriptor::reset(int fd) {
 }
 
 bool Descriptor::close() {
-    // An interrupted close has closed: the number may belong to another file by now.
+    // When EINTR interrupts close(), the descriptor is closed all the same; its number may already be in use
+    // again.
     if (isOpen() && ::close(fd_) == -1 && errno != EINTR)
         return false;
     fd_ = -1;
@@ -50,22 +51,24 @@ bool ignoreBrokenPipes() {
 int Deadline::milliseconds() const {
     if (!limited_)
         return -1;
-    // Rounded down, the last fraction of a millisecond would be spent in polls that do not wait at all.
+    // Rounded up: a limit that is rounded down to 0 would make poll spin during the last fraction of a
+    // millisecond.
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - Clock::now()).count();
     return static_cast<int>(std::clamp<decltype(left)>(left, 0, INT_MAX));
 }
 
 int pollUntil(int fd, short events, const Deadline& deadline) {
     for (;;) {
-        pollfd watched[] = {{fd, events, 0}, {Termination::fd(), POLLIN, 0}}; // -1 is passed over
+        pollfd watched[] = {{fd, events, 0},
+                            {Termination::fd(), POLLIN, 0}}; // poll passes over an entry with fd -1
         const int result = ::poll(watched, std::size(watched), deadline.milliseconds());
-        // First: a peer that keeps the descriptor ready must not put off the end of the process.
+        // Tested first, so that a peer that keeps `fd` ready cannot delay the end of the process.
         if (watched[1].revents != 0)
             Termination::act();
         if (watched[0].revents != 0)
             return 1;
-        // A result above 0 was the termination descriptor alone. 0 may also come early, for a limit that does
-        // not fit in the int of `poll`.
+        // A result above 0 means here that only the termination descriptor was ready. A result of 0 can come
+        // before the deadline, when the limit does not fit in poll's int.
         const bool again = result == -1 ? errno == EINTR : result > 0 || !deadline.passed();
         if (!again)
             return result;

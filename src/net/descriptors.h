@@ -6,7 +6,8 @@
 
 namespace harbolance {
 
-// Owns an open descriptor, or none. Where nothing else is said, an `int fd` elsewhere is borrowed.
+// Owns an open descriptor, or none. A plain `int fd` elsewhere is borrowed, unless its comment says
+// otherwise.
 class Descriptor {
 public:
     Descriptor() = default;
@@ -17,23 +18,23 @@ public:
             reset(other.release());
         return *this;
     }
-    // Leaves errno as it is, so that a failure can be told after it.
+    // Closes the descriptor and keeps errno, so that a caller can still report an earlier failure.
     ~Descriptor() { reset(); }
 
     bool isOpen() const { return fd_ >= 0; }
     int get() const { return fd_; } // -1 for none
-    // Closes what is held and takes `fd` over.
+    // Closes the descriptor held, if any, and takes ownership of `fd`.
     void reset(int fd = -1);
-    // Gives the descriptor up without closing it.
+    // Gives up ownership without closing. Returns the descriptor, -1 for none.
     int release() { return std::exchange(fd_, -1); }
-    // False, with errno set, when the system refuses; the descriptor is then still held.
+    // Returns false with errno set when the system refuses; the object then still owns the descriptor.
     bool close();
 
 private:
     int fd_ = -1;
 };
 
-// Makes a system call again for as long as a signal interrupts it.
+// Repeats a system call for as long as signals interrupt it (EINTR). Returns its last result.
 template <class Call>
 auto uninterrupted(Call call) {
     for (;;) {
@@ -67,9 +68,9 @@ private:
     Clock::time_point end_;
 };
 
-// Waits until the descriptor is ready for `events` (those of poll) or broken: 1. At the deadline 0, on an
-// error -1. A deadline that has passed still finds out what is ready now.
-// A termination signal is acted on (termination.h).
+// Waits until `fd` is ready for `events` (those of poll) or has an error. Returns 1 then, 0 at the deadline,
+// -1 with errno set when poll fails. With a deadline that has passed it polls once without waiting. A
+// termination signal during the wait is acted on (termination.h).
 int pollUntil(int fd, short events, const Deadline& deadline);
 
 } // namespace harbolance

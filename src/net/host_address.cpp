@@ -10,13 +10,13 @@ namespace harbolance {
 
 namespace {
 
-// The resolver's answer, or null. It stands in memory of the C library that the next question overwrites.
+// The resolver's answer, or null. It points into memory of the C library that the next look-up overwrites.
 template <class LookUp>
 const hostent* askResolver(LookUp lookUp) {
     for (int attempt = 0; attempt < resolverAttempts; ++attempt) {
         if (const hostent* host = lookUp())
             return host;
-        // Bounded by the attempts: a name server that never answers must not hold the process for ever.
+        // A limited number of attempts: a name server that never answers must not block the process for ever.
         if (h_errno != TRY_AGAIN)
             break;
     }
@@ -27,7 +27,7 @@ const hostent* askResolver(LookUp lookUp) {
 
 std::optional<in_addr_t> dottedAddress(const char* text) {
     in_addr address{};
-    // Not inet_addr, whose error value is the broadcast address.
+    // inet_addr is not used: its error value equals the broadcast address.
     if (!text || ::inet_aton(text, &address) == 0)
         return std::nullopt;
     return address.s_addr;
@@ -47,7 +47,7 @@ std::optional<in_addr_t> addressOfHost(const char* host) {
         return std::nullopt;
     const hostent* found = askResolver([host] { return ::gethostbyname(host); });
     in_addr_t address = 0;
-    // The type is checked before the copy: addresses of another family have another length.
+    // The address type is checked before the copy, since addresses of other families have other lengths.
     if (!found || found->h_addrtype != AF_INET || !found->h_addr_list[0])
         return std::nullopt;
     std::memcpy(&address, found->h_addr_list[0], sizeof address);
@@ -72,7 +72,7 @@ std::optional<std::string> nameOfAddress(in_addr_t address) {
 
 std::optional<std::string> thisHostName() {
     char name[100] = {};
-    // The last octet stays 0: a name that is cut is not terminated by the system.
+    // The last octet stays 0, because the system does not terminate a name that it cuts.
     if (::gethostname(name, sizeof name - 1) == -1)
         return std::nullopt;
     return name;
@@ -80,8 +80,8 @@ std::optional<std::string> thisHostName() {
 
 const ThisHost& thisHost() {
     static ThisHost host{ThisHost::State::nameless, "", 0};
-    // A missing name is asked for again each time: that costs a system call and may pass. What the resolver
-    // said, also that it has no address, is kept, since asking it can block.
+    // When the host has no name, it is asked for again each time: that costs one system call, and the failure
+    // may pass. The resolver's answer is cached, also a negative one, since a look-up may block.
     if (host.state != ThisHost::State::nameless)
         return host;
     if (const auto name = thisHostName()) {

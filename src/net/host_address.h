@@ -22,8 +22,8 @@ std::string dottedText(in_addr_t address);
 // A dotted text, or else the first address that the resolver has for the name. Null is no host.
 std::optional<in_addr_t> addressOfHost(const char* host);
 
-// An endpoint for the socket calls, and the same as these calls take it. The port is a host value; of one
-// beyond 65535 the low 16 bits count.
+// An endpoint for the socket calls, and the same as the sockaddr pointer that they take. `address` is in
+// network byte order, `port` in host byte order; only the port's low 16 bits are used.
 sockaddr_in socketAddress(in_addr_t address, int port);
 inline sockaddr* generic(sockaddr_in& address) { return reinterpret_cast<sockaddr*>(&address); }
 inline const sockaddr* generic(const sockaddr_in& address) {
@@ -33,13 +33,13 @@ inline const sockaddr* generic(const sockaddr_in& address) {
 // The name of an address by reverse look-up.
 std::optional<std::string> nameOfAddress(in_addr_t address);
 
-// This host's own name, at most 99 characters; with errno set when the system does not tell it.
+// This host's own name, at most 99 characters; nothing, with errno set, when the system gives none.
 std::optional<std::string> thisHostName();
 
 struct ThisHost {
     enum class State {
         known,
-        nameless, // the system did not tell the name; errno says why
+        nameless, // the system gave no name; errno says why
         unknown,  // the resolver has no address for `name`
     };
     State state;
@@ -47,8 +47,8 @@ struct ThisHost {
     in_addr_t address; // 0 unless known
 };
 
-// This host's name and address. The resolver is asked once per process; its answer is kept, also when there
-// is no address.
+// This host's name and address. The resolver is asked once per process and its answer is cached, also when
+// the name has no address.
 const ThisHost& thisHost();
 
 } // namespace harbolance

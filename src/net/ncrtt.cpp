@@ -17,11 +17,11 @@ double microseconds(const timeval& time) {
 } // namespace
 
 int NCrtt::start() {
-    // A caller that found another agent sends once more. There is no multiplier for that.
+    // A caller that has found another agent sends once more than the table has multipliers for.
     if (nrexmt > maxRetransmissions)
         return currto = maxTimeout;
-    // The multiplier applies to the time-out of the sending before, so 3 becomes 3, 6, 20, 20, 20. The start
-    // of the measurement stays that of the first sending.
+    // The multiplier applies to the previous time-out, so 3 becomes 3, 6, 20, 20, 20. `started` stays that of
+    // the first sending.
     if (nrexmt > 0)
         return currto = std::min(currto * backoff[nrexmt], maxTimeout);
 
@@ -29,15 +29,15 @@ int NCrtt::start() {
         perror("gettimeofday:");
         harbolance::standardError() << "NCrtt::start: gettimeofday error\n";
     }
-    // Left by a request that was retransmitted: its last time-out is the best estimate there is.
+    // Set by a request that was retransmitted: its last time-out is the best estimate available.
     if (nxtrto > 0) {
         currto = nxtrto;
         nxtrto = 0;
         return currto;
     }
 
-    // Compared before the conversion, which is undefined for what doesn't fit: a clock that was set can
-    // measure any round trip.
+    // Compared before the conversion to int, which is undefined for values out of range: when the wall clock
+    // is set, any round trip can be measured.
     const double rto = srtt + 2 * rttdev + 0.5;
     if (rto < 2)
         currto = 2;

@@ -25,8 +25,8 @@ public:
     // The time-out for this sending, whole seconds, 2..20 on a first sending. A retransmission multiplies the
     // time-out before it; one beyond `maxRetransmissions` stays at `maxTimeout`.
     int start();
-    // Takes the measurement. After a retransmission there is none, since the reply can't be matched to one of
-    // several sendings; the next request then begins with the last time-out.
+    // Ends the measurement and updates the estimate. A retransmitted request gives no measurement, because
+    // the reply may belong to any of its sendings; the next request then begins with the last time-out.
     void stop();
     // All fields back to their initial values.
     void reset();
@@ -35,14 +35,14 @@ public:
     float rtt = 0;     // last measured round trip
     float srtt = 0;
     float rttdev = 1.5F;
-    int nrexmt = 0; // retransmissions of the request in hand
+    int nrexmt = 0; // retransmissions of the current request
     int currto = 0;
     int nxtrto = 0; // the first time-out of the next request, when not 0
     timeval started{};
     timeval stopped{};
 
 protected:
-    // The wall clock; 0, or -1 with `errno` and the argument untouched.
+    // Reads the wall clock. 0, or -1 with errno set and `now` unchanged.
     virtual int readClock(timeval& now);
 };
 

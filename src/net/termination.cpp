@@ -11,17 +11,17 @@ namespace {
 
 using Action = void (*)();
 constinit Action installedAction = nullptr;
-volatile std::sig_atomic_t signalled = 0; // and not acted on yet
-volatile std::sig_atomic_t noted = 0;     // by this process, ever
-volatile std::sig_atomic_t wakeUp = -1;   // the descriptor
+volatile std::sig_atomic_t signalled = 0; // a signal has been noted and not acted on yet
+volatile std::sig_atomic_t noted = 0;     // set once this process has noted a signal
+volatile std::sig_atomic_t wakeUp = -1;   // the descriptor that makes waits end
 
 extern "C" void noteSignal(int signal) {
-    if (noted != 0) { // the other one of the two has come before
+    if (noted != 0) { // the other of the two signals came before
         ::raise(signal);
         return;
     }
-    // A handler may run between a failed call and the test of its errno. Only `write` and `raise` are called
-    // here, which are allowed in a signal's handler.
+    // Keeps errno, since the handler may run between a failed call and the test of its errno. Only `write`
+    // and `raise` are called, which are async-signal-safe.
     const int error = errno;
     noted = 1;
     signalled = 1;
@@ -30,13 +30,13 @@ extern "C" void noteSignal(int signal) {
     errno = error;
 }
 
-// One signal is noted. The next of either kind finds the default action, which ends the process even if it
-// never waits.
+// Only one signal is noted. A second one, of either kind, gets the default action, which ends the process
+// even if it never waits.
 void handleIfDefault(int signal) {
     struct sigaction present {};
     if (::sigaction(signal, nullptr, &present) != 0)
         return;
-    // A program that handles or ignores the signal keeps its own arrangement.
+    // A program that handles or ignores the signal itself keeps doing so.
     if ((present.sa_flags & SA_SIGINFO) != 0 || present.sa_handler != SIG_DFL)
         return;
     struct sigaction handler {};
@@ -54,7 +54,7 @@ void Termination::install(void (*action)()) {
     if (fd == -1)
         return; // the default action ends the process
     installedAction = action;
-    // Everything that the handler uses is set before the handler is installed.
+    // All that the signal handler uses is set before the handler is installed.
     wakeUp = fd;
     // Never destroyed: waits may go on until the process has ended.
     static auto& global = *new TerminationWatch(*dpDispatcher::instance());
@@ -65,12 +65,13 @@ void Termination::install(void (*action)()) {
 
 void Termination::act() {
     uint64_t count = 0;
-    // Emptied first: a signal that comes from here on makes the descriptor readable again.
+    // Read before the signal is tested: a signal that arrives from here on makes the descriptor readable
+    // again.
     while (::read(static_cast<int>(wakeUp), &count, sizeof count) == -1 && errno == EINTR) {
     }
     if (signalled == 0)
-        return; // noted by a process that this one shares the descriptor with, since a fork
-    // Before the action, which may wait itself and so come here again.
+        return; // noted by another process, which shares the descriptor since a fork
+    // Cleared before the action, which may itself wait and so call this function again.
     signalled = 0;
     installedAction();
 }

@@ -4,13 +4,13 @@
 
 namespace harbolance {
 
-// How a process ends in good order on SIGINT or SIGTERM. The signal's handler only notes the signal and makes
-// a descriptor readable. The action runs at the process's next wait, at once when it waits already: outside
-// of signal context, so that it may allocate, send and wait. A second signal ends the process at once.
+// Orderly end of the process on SIGINT or SIGTERM. The signal handler only notes the signal and makes a
+// descriptor readable. The action runs in the process's next wait, or at once in the present one. It thus
+// runs outside the signal handler and may allocate, send and wait. A second signal ends the process at once.
 class Termination {
 public:
-    // Once. A signal that the program handles itself, or ignores, is left to it. The global dispatcher looks
-    // out for signals from then on.
+    // Called once. A signal that the program already handles or ignores is left alone. From then on the
+    // global dispatcher watches for signals.
     static void install(void (*action)());
     // Runs the action when a signal has come and it has not run yet.
     static void act();
@@ -18,7 +18,7 @@ public:
     static int fd();
 };
 
-// Makes a dispatcher of its own, beside the global one, look out for termination signals.
+// Makes another dispatcher than the global one watch for termination signals, for as long as it lives.
 class TerminationWatch final : public dpIOHandler {
 public:
     explicit TerminationWatch(dpDispatcher& dispatcher);

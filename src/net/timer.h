@@ -2,8 +2,8 @@
 
 #include "net/dispatcher.h"
 
-// A timer to wait with: start it, turn its dispatcher, look at `expired` after each turn. The dispatcher must
-// outlive it. One period at a time.
+// A timer for a wait: start it, turn its dispatcher, and test `expired` after each turn. The dispatcher must
+// outlive it. Only one period runs at a time.
 class DSTimer : public dpIOHandler {
 public:
     explicit DSTimer(dpDispatcher* owner) : dispatcher(owner) {}
@@ -11,7 +11,7 @@ public:
     DSTimer& operator=(const DSTimer&) = delete;
     ~DSTimer() override { stop(); }
 
-    // May be called from a handler. Starting again drops the period that is running.
+    // May be called from a handler. A period that is still running is dropped.
     void start(long sec, long usec) {
         stop();
         running = true;

@@ -21,7 +21,7 @@ timeval harbolance::monotonicTime() {
 
 namespace {
 
-// Takes the timer out of the list: `place` is the pointer that owns it, the head or the predecessor's.
+// Takes the timer out of the list. `place` is the pointer that owns it: the head or its predecessor's `next`.
 std::unique_ptr<dpTimer> unlinkAt(std::unique_ptr<dpTimer>& place) {
     std::unique_ptr<dpTimer> timer = std::move(place);
     place = std::move(timer->next);
@@ -31,15 +31,15 @@ std::unique_ptr<dpTimer> unlinkAt(std::unique_ptr<dpTimer>& place) {
 } // namespace
 
 dpTimerQueue::~dpTimerQueue() {
-    // One by one: left to itself, a chain of owners is destroyed by recursion.
+    // Removed one by one: destroying the head alone would recurse once per timer.
     while (head_)
         unlinkAt(head_);
 }
 
 void dpTimerQueue::insert(const timeval& due, dpIOHandler* handler) {
     std::unique_ptr<dpTimer>* place = &head_;
-    // The two comparisons differ on purpose: with the head's time a timer goes behind the head, with the time
-    // of a later one it goes in front of that.
+    // The two comparisons differ on purpose: a timer with the head's time goes behind the head, one with the
+    // time of a later timer goes in front of that one.
     if (head_ && !isEarlier(due, head_->due())) {
         place = &head_->next;
         while (*place && isEarlier((*place)->due(), due))
@@ -59,17 +59,17 @@ bool dpTimerQueue::remove(const dpIOHandler* handler) {
 }
 
 void dpTimerQueue::expire(const timeval& now, const timeval& timeOfDay) {
-    // The list is looked at afresh after each callback, which may have changed any of it.
-    // What a callback starts has a higher serial and waits for the next turn: a timer that restarts itself
-    // with no interval would otherwise keep this loop going for ever.
+    // The list is searched again after each callback, which may have changed it. A timer that a callback
+    // starts has a higher serial and waits for the next turn; otherwise a timer that restarts itself with no
+    // interval would keep this loop running for ever.
     const uint64_t serialLimit = nextSerial_;
     while (const std::unique_ptr<dpTimer> timer = takeDue(now, serialLimit))
         timer->handler->timerExpired(timeOfDay.tv_sec, timeOfDay.tv_usec);
 }
 
 std::unique_ptr<dpTimer> dpTimerQueue::takeDue(const timeval& now, uint64_t serialLimit) {
-    // Sorted, so the search ends at the first timer that is not due. A timer is owned by the caller before
-    // its handler is called: the handler may stop others, and destroy itself.
+    // The list is sorted, so the search ends at the first timer that is not due. The caller owns the timer
+    // before its handler is called, because the handler may stop other timers and destroy itself.
     for (std::unique_ptr<dpTimer>* place = &head_; *place && isEarlier((*place)->due(), now);
          place = &(*place)->next) {
         if ((*place)->serial < serialLimit)

@@ -38,9 +38,9 @@ inline bool isEarlier(const timeval& a, const timeval& b) {
     return a.tv_sec != b.tv_sec ? a.tv_sec < b.tv_sec : a.tv_usec < b.tv_usec;
 }
 
-// The wall clock: what is shown and told. It may be set, also backwards.
+// The wall clock, for times that are shown or sent. It may be set, also backwards.
 timeval timeOfDay();
-// The clock that waits are measured by. It starts anywhere and never goes back.
+// The clock for measuring waits. Its start is arbitrary and it never goes back.
 timeval monotonicTime();
 
 } // namespace harbolance
@@ -51,7 +51,7 @@ struct dpTimer {
     long usec;
     dpIOHandler* handler;
     std::unique_ptr<dpTimer> next;
-    uint64_t serial; // of the start, so that a turn can leave out what its own callbacks started
+    uint64_t serial; // of the start: a turn leaves out timers that its own callbacks started
 
     timeval due() const { return {sec, usec}; }
 };
