@@ -7,7 +7,7 @@ namespace harbolance {
 
 void assertionFailed(const char* condition, const char* unit, int line) {
     std::fprintf(stderr, "Harbolance: assertion \"%s\" failed in %s at line %d\n", condition, unit, line);
-    // Not `exit`: functions registered for the end would run on a state that is known to be broken.
+    // Not `exit`, which would run exit functions on a state that is known to be broken.
     std::abort();
 }
 

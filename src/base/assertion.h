@@ -1,7 +1,7 @@
 #pragma once
 
-// A broken invariant of our own code. Never used on anything that comes from a peer, a file or a command
-// line: those have statuses and exceptions.
+// Checks an invariant of this system's own code. It must not be used on input from a peer, a file or a
+// command line, which is answered with statuses and exceptions.
 //
 // TRX_ASSERT(condition, unit) ends the process with one line on the standard error stream that names the
 // condition, the unit and the line. It is compiled into every build.

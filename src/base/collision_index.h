@@ -5,9 +5,9 @@
 
 namespace harbolance {
 
-// What lets a hash table find out cheaply that its probe runs have grown long: the number of occupied slots
-// in each block of neighbouring ones. A walk over occupied slots that is two blocks long passes over a full
-// block, so while no block is full every walk is shorter than that.
+// Tells a hash table when its probe runs have become long: it counts the occupied slots in each block of
+// adjacent slots. A probe that is two blocks long covers one block completely, so as long as no block is full
+// every probe is shorter.
 class BlockCounts {
 public:
     static constexpr uint32_t slotsPerBlock = 64;
@@ -22,11 +22,11 @@ private:
     std::vector<uint8_t> counts_;
 };
 
-// The side index of a hash table whose probe runs have grown long. The protocol's string hash gives names
-// that differ in a few digits the same start slots, so a set of 100,000 such names, or one that a hostile
-// peer made, would be searched in quadratic time. The index answers both questions of a probe directly: where
-// an equal entry stands, by a fingerprint that hardly ever collides, and which slot a new entry falls to, by
-// jumps over what is known to be occupied. It gives exactly the slot that the plain walk gives.
+// A side index for a hash table with long probe runs. The protocol's string hash gives the same start slots
+// to names that differ in a few digits, so a search among 100,000 such names, or among names chosen by a
+// hostile peer, would take quadratic time. The index finds an equal entry by a fingerprint that hardly ever
+// collides, and a free slot by jumps over slots known to be occupied. It always gives the same slot as plain
+// probing.
 class CollisionIndex {
 public:
     // Steps that a probe walks before it asks the index.
@@ -35,17 +35,18 @@ public:
     // `mask` is that of the table: its slots less one.
     explicit CollisionIndex(uint32_t mask)
         : mask_(mask), below_(mask + 1u), places_(2 * (uint64_t{mask} + 1)) {
-        // Each slot knows its neighbour only. Longer jumps arise where insertions pass (`firstFreeToFill`).
+        // Each slot begins with a jump to its neighbour. `firstFreeToFill` makes the jumps longer.
         for (uint32_t i = 0; i <= mask; ++i)
             below_[i] = (i - 1) & mask;
     }
 
     void add(uint64_t fingerprint, uint32_t slot) {
         uint64_t place = homeOf(fingerprint);
-        // Ends: a table has at most as many entries as slots, so half of the places are free.
+        // This loop ends: a table has at most as many entries as slots, so at least half of the places are
+        // free.
         while (places_[place].used)
             place = next(place);
-        // The mask changes nothing: it shows the compiler that the value fits in 31 bits.
+        // The mask changes no value; it tells the compiler that the slot fits in 31 bits.
         places_[place] = {fold(fingerprint), slot & slotMask, 1};
     }
 
@@ -59,8 +60,7 @@ public:
         }
     }
 
-    // The first slot among those whose entries may have this fingerprint that `matches` accepts; `none`
-    // without one.
+    // The first slot, among those whose entries may have this fingerprint, that `matches` accepts, or `none`.
     static constexpr uint32_t none = UINT32_MAX;
     template <class Matches>
     uint32_t find(uint64_t fingerprint, Matches matches) const {
@@ -78,14 +78,14 @@ public:
             slot = below_[slot];
         return slot;
     }
-    // The same for a caller that fills the slot: each jump on the way becomes about twice as long, which
-    // keeps a series of insertions nearly linear.
+    // As `firstFree`, for a caller that fills the slot. Each jump on the way becomes about twice as long,
+    // which keeps a series of insertions nearly linear.
     template <class Occupied>
     uint32_t firstFreeToFill(uint32_t slot, Occupied occupied) {
         while (occupied(slot)) {
             uint32_t& below = below_[slot];
-            // Two jumps become one. All slots between are occupied; when one becomes free, `reopened` takes
-            // the jump back.
+            // Joins two jumps. All slots between are occupied; when one of them becomes free, `reopened`
+            // shortens the jumps again.
             if (occupied(below))
                 below = below_[below];
             slot = below;
@@ -93,11 +93,12 @@ public:
         return slot;
     }
 
-    // `slot` has become free: nothing above it may jump over it any longer.
+    // Call when `slot` has become free: no jump from above may pass it any longer.
     template <class Occupied>
     void reopened(uint32_t slot, Occupied occupied) {
         below_[slot] = (slot - 1) & mask_;
-        // A jump never passes a free slot, so those over `slot` start in the run directly above it.
+        // A jump never passes a free slot, so the jumps that pass `slot` start in the occupied run directly
+        // above it.
         for (uint32_t i = (slot + 1) & mask_; occupied(i); i = (i + 1) & mask_)
             below_[i] = (i - 1) & mask_;
     }
@@ -111,19 +112,20 @@ private:
     };
 
     static uint32_t fold(uint64_t fingerprint) { return static_cast<uint32_t>(fingerprint >> 32); }
-    // Depends on the 32 folded bits only, which a place keeps: its home is found without the entry.
+    // Depends only on the 32 folded bits, which a place stores, so a place's home is found without its entry.
     uint64_t homeOf(uint64_t fingerprint) const { return homeOfPrint(fold(fingerprint)); }
     uint64_t homeOfPrint(uint32_t print) const {
-        // Taken from the upper half of the product, which depends on all bits of the print.
+        // Uses the upper half of the product, which depends on all bits of the print.
         return (print * uint64_t{0x9E3779B97F4A7C15u} >> 32) & (places_.size() - 1);
     }
     uint64_t next(uint64_t place) const { return (place + 1) & (places_.size() - 1); }
 
-    // Closes the gap in the run behind a place.
+    // Removes a place and closes the gap in the run behind it.
     void free(uint64_t hole) {
         for (uint64_t i = next(hole); places_[i].used; i = next(i)) {
-            // An entry whose home lies behind the hole has to stay: a search, which starts at the home, would
-            // not meet it in the hole. Distances count back from the entry and so hold across the end.
+            // An entry whose home lies behind the hole must stay, since a search for it starts at its home
+            // and would not reach the hole. Distances are counted back from the entry, so that they hold
+            // across the end of the array.
             const uint64_t home = homeOfPrint(places_[i].print);
             if (((i - home) & (places_.size() - 1)) >= ((i - hole) & (places_.size() - 1))) {
                 places_[hole] = places_[i];

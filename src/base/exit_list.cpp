@@ -8,7 +8,7 @@ namespace harbolance {
 namespace {
 
 std::vector<void (*)()>& functions() {
-    // Never destroyed: static destructors, which may run after these functions, may still register.
+    // Never destroyed, because static destructors may still register functions after the list has run.
     static auto* list = new std::vector<void (*)()>;
     return *list;
 }
@@ -16,7 +16,7 @@ std::vector<void (*)()>& functions() {
 } // namespace
 
 void registerExitFunction(void (*function)()) {
-    // One entry at the C library for all functions: they run together, in this list's order.
+    // One atexit entry for all functions, so that they run together and in this list's order.
     static const int installed = std::atexit(runExitFunctions);
     static_cast<void>(installed);
     functions().push_back(function);
@@ -25,8 +25,8 @@ void registerExitFunction(void (*function)()) {
 void runExitFunctions() {
     while (!functions().empty()) {
         const auto function = functions().back();
-        // Taken out before the call: the function may register others or start this loop again, and runs
-        // once.
+        // Removed before the call: the function may register others or call runExitFunctions, and must run
+        // only once.
         functions().pop_back();
         function();
     }

@@ -2,11 +2,11 @@
 
 namespace harbolance {
 
-// What runs when the process ends, in reverse order of registration, once. The first registration installs
-// the list with the C library, so its functions run before the static destructors of what was set up earlier.
+// Registers a function to run when the process exits, once, in reverse order of registration. The first
+// registration calls atexit, so the functions run before the destructors of static objects made earlier.
 void registerExitFunction(void (*function)());
 
-// Runs what is registered now rather than at the end; later calls and the end itself find an empty list.
+// Runs the registered functions now; later calls and the exit of the process then find an empty list.
 void runExitFunctions();
 
 } // namespace harbolance

@@ -5,8 +5,8 @@
 
 namespace harbolance {
 
-// Whether memory is kept for the next use. Sanitizer builds keep none, so that they still see a use after the
-// end of life.
+// Whether free lists keep memory. Builds with the address sanitizer keep none, so that it still detects a use
+// after destruction.
 #if defined(__SANITIZE_ADDRESS__) // g++
 inline constexpr bool keepsMemory = false;
 #elif defined(__has_feature) // clang
@@ -15,16 +15,16 @@ inline constexpr bool keepsMemory = !__has_feature(address_sanitizer);
 inline constexpr bool keepsMemory = true;
 #endif
 
-// Keeps the memory of destroyed objects of one class for the next ones, so that what is made and destroyed
-// with every call costs no allocation. A class takes part by deriving from it:
+// A free list for the objects of one class: the memory of destroyed objects is reused for new ones, so that
+// objects made for every call cost no allocation. A class derives from it:
 //
 //     class Message : public FreeListed<Message> { ... };
 //
-// At most `limit` objects' memory is kept. A class that derives further allocates as usual.
+// At most `limit` blocks are kept. Classes derived from T allocate as usual.
 template <class T, size_t limit = 64>
 class FreeListed {
 public:
-    // The kept blocks fit T exactly. A derived class inherits this operator and comes with a larger size.
+    // The kept blocks have the size of T. A derived class inherits this operator and asks for a larger size.
     static void* operator new(size_t size) {
         if (size != sizeof(T) || !_free)
             return ::operator new(size);
@@ -34,14 +34,14 @@ public:
         return taken;
     }
 
-    // The operators of this class hide the global ones, so that those for a given place are repeated.
+    // The operators of this class hide the global placement forms, so they are repeated here.
     static void* operator new(size_t, void* place) noexcept { return place; }
     static void operator delete(void*, void*) noexcept {}
 
     static void operator delete(void* memory, size_t size) noexcept {
         if (!memory)
             return;
-        // `size` is that of the destroyed object's own class, provided that its destructor is virtual.
+        // `size` is the size of the object's own class, provided that its destructor is virtual.
         if (!keepsMemory || size != sizeof(T) || _count == limit) {
             ::operator delete(memory);
             return;

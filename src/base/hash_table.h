@@ -16,12 +16,12 @@
 
 namespace harbolance {
 
-// The one hash table of the system: open addressing over a power of two of slots, multiplicative start slot,
-// linear probing downwards, backward shift on removal. The slot order is visible behaviour: sets travel and
-// print in it. So nothing here may change where an entry ends up.
+// The hash table of the whole system: open addressing over a power of two of slots, multiplicative start
+// slot, linear probing downwards, backward shift on removal. The order of the slots can be seen from outside,
+// because sets are sent and printed in it; no change may move an entry to another slot.
 //
-// Most tables hold entries that carry their key: they are a `KeyedTable` (at the end of this file). Others
-// say by a Traits class what is stored and how it compares:
+// Most tables hold entries that contain their key: use KeyedTable (at the end of this file). Other tables
+// describe their entries in a Traits class:
 //
 //     using Entry = ...;                               // movable; Entry{} is a free slot
 //     static bool isFree(const Entry&);
@@ -35,17 +35,18 @@ namespace harbolance {
 // probe runs grow long, an insertion builds a side index (collision_index.h), which look-ups then use. Taking
 // an entry out walks its run.
 //
-// Entries move when the table grows or an entry is removed; pointers into it live until then.
+// Entries move when the table grows or an entry is removed, which invalidates pointers to them.
 
-// The growth rules. The first two are those of the protocol's tables, whose order can be seen.
+// The growth rules. Tables of the protocol use one of the first two; their order can be seen from outside.
 struct GrowWhenFull {
     static bool full(uint32_t count, uint32_t capacity) { return count > capacity - 1; }
 };
 struct GrowAtNineTenths {
     static bool full(uint32_t count, uint32_t capacity) { return count > 0.9 * capacity; }
 };
-// For tables whose order cannot be seen from outside. A search that fails walks a whole run, and the emptier
-// the table, the shorter the runs. A table that is cleared for each message is cheaper when it is smaller.
+// For tables whose order is not visible outside. A failed search walks a whole run, and runs are shorter in a
+// table that is emptier; half full is a compromise, because a table that is cleared for each message should
+// be small.
 struct GrowAtHalf {
     static bool full(uint32_t count, uint32_t capacity) { return count > capacity / 2; }
 };
@@ -53,14 +54,15 @@ struct GrowAtThreeQuarters {
     static bool full(uint32_t count, uint32_t capacity) { return count > capacity - capacity / 4; }
 };
 
-// Bits of the table asked for with a size argument: its bit length, plus one when it is no power of two.
-// 16 gives 5, that is 32 slots. 0 and 1 give 1: the smallest table whose slot formula is defined.
+// The number of bits of a table made with this size argument: its bit length, plus one when it is not a power
+// of two. 16 gives 5, that is 32 slots. 0 and 1 give 1, the smallest table for which the slot formula is
+// defined.
 constexpr uint32_t hashTableBits(uint32_t sizeArgument) {
     const auto bits = static_cast<uint32_t>(std::bit_width(sizeArgument));
     return bits + (std::has_single_bit(sizeArgument) ? 0 : 1);
 }
 
-// The largest size argument a table takes; what asks for more gets this and grows no further by asking.
+// The largest size argument; larger ones count as this.
 constexpr uint32_t maxHashTableSize = 1u << 29;
 
 template <class Traits>
@@ -69,7 +71,7 @@ public:
     using Entry = typename Traits::Entry;
 
     struct Insertion {
-        Entry* entry; // the one stored: the new one, or the equal one that was there
+        Entry* entry; // the stored entry: the new one, or the equal one that was there
         bool added;
     };
 
@@ -79,7 +81,7 @@ public:
     uint32_t capacity() const { return mask_ + 1; }
     uint32_t bits() const { return bits_; }
 
-    // Walk: for (i = next(0); i < capacity(); i = next(i + 1)) slot(i), from slot 0 upwards.
+    // Iteration: for (i = next(0); i < capacity(); i = next(i + 1)) slot(i), from slot 0 upwards.
     uint32_t next(uint32_t from) const {
         while (from <= mask_ && Traits::isFree(slots_[from]))
             ++from;
@@ -99,12 +101,12 @@ public:
         return const_cast<Entry*>(std::as_const(*this).find(probe));
     }
 
-    // The slot that holds an equal entry, or the free slot where one would go. The second form is for a
-    // caller that is about to insert there.
+    // The slot that holds an equal entry, or the free slot where the entry would go. The non-const form is
+    // for a caller that is about to insert there.
     template <class Probe>
     uint32_t indexOf(const Probe& probe) const {
         const Place place = search(probe);
-        // Not known: the walk was cut short, and the index says where it would have ended.
+        // The search stopped early because of the index, which then gives the free slot.
         return place.known ? place.slot : index_->firstFree(place.slot, occupied());
     }
     template <class Probe>
@@ -113,10 +115,10 @@ public:
         return place.known ? place.slot : index_->firstFreeToFill(place.slot, occupied());
     }
 
-    // Keeps an equal entry that is there already and leaves `entry` unused then.
+    // Does not store `entry`, and leaves it unchanged, when an equal entry is there already.
     Insertion insert(Entry&& entry) {
         const uint32_t index = indexOf(entry);
-        // Looked up first: the caller keeps its entry when an equal one is stored.
+        // The slot is tested before the move: the caller keeps its entry when an equal one is stored.
         if (!Traits::isFree(slots_[index]))
             return {&slots_[index], false};
         return insertAt(index, std::move(entry));
@@ -127,13 +129,13 @@ public:
     Insertion insertAt(uint32_t index, Entry&& entry) {
         store(index, std::move(entry));
         ++count_;
-        // Growing comes after storing: done the other way round, the order of the slots would be another one.
+        // The table grows after the entry is stored. Growing first would give another order of the slots.
         if (Traits::full(count_, capacity()))
             index = grow(index);
         return {&slots_[index], true};
     }
 
-    // Takes the equal entry out; a free Entry when there is none.
+    // Removes the entry that equals the probe and returns it; a free Entry when there is none.
     template <class Probe>
     Entry take(const Probe& probe) {
         const Place place = search(probe);
@@ -141,14 +143,15 @@ public:
             return Entry{};
         Entry taken = vacate(place.slot);
         --count_;
-        // At once: a search ends at the first free slot, so a gap would hide the entries behind it.
+        // The gap is closed at once: a search ends at the first free slot and would miss the entries behind
+        // it.
         closeGap(place.slot);
         return taken;
     }
 
     // Frees every slot and keeps the capacity.
     void clear() {
-        // An empty table costs nothing here: some tables are cleared for each message.
+        // Tables that are cleared for each message are often empty, which must cost nothing.
         if (count_ > 0) {
             for (Entry& entry : slots_)
                 entry = Entry{};
@@ -157,7 +160,7 @@ public:
         count_ = 0;
     }
 
-    // Starts again, empty, with the table that `sizeArgument` gives.
+    // Removes everything and takes the capacity that `sizeArgument` gives.
     void resize(uint32_t sizeArgument) {
         bits_ = hashTableBits(sizeArgument < maxHashTableSize ? sizeArgument : maxHashTableSize);
         mask_ = (1u << bits_) - 1;
@@ -171,8 +174,8 @@ private:
     struct NoCounts {};
     using Counts = std::conditional_t<indexable, BlockCounts, NoCounts>;
 
-    // Where a search ended: at an equal entry, at the free slot that ends its walk, or, with the index, at
-    // the start slot and the certainty that nothing equal is stored.
+    // The result of a search: an equal entry, or the free slot that ended the probe; with the index, possibly
+    // only the start slot and the fact that no equal entry is stored.
     struct Place {
         uint32_t slot;
         bool found;
@@ -184,12 +187,13 @@ private:
         const uint32_t hash = Traits::hash(probe);
         const uint32_t home = homeOf(hash);
         uint32_t slot = home;
-        // Ends: each growth rule keeps at least one slot free between two operations.
+        // This loop ends: each growth rule leaves at least one slot free.
         for (uint32_t steps = 0; !Traits::isFree(slots_[slot]); ++steps) {
             if (Traits::equal(slots_[slot], probe))
                 return {slot, true, true};
             if constexpr (indexable) {
-                // Most walks are shorter, and comparing a few entries costs less than a fingerprint.
+                // Most probes are shorter than this, and comparing a few entries costs less than a
+                // fingerprint.
                 if (steps == CollisionIndex::shortProbe && index_)
                     return searchIndex(probe, hash, home);
             }
@@ -198,8 +202,8 @@ private:
         return {slot, false, true};
     }
 
-    // An equal entry with another hash does not count: the plain walk, which starts from the hash, would not
-    // meet it either.
+    // An equal entry with another hash does not count, because plain probing starts from the hash and would
+    // not find it either.
     template <class Probe>
     Place searchIndex(const Probe& probe, uint32_t hash, uint32_t home) const {
         const uint32_t slot = index_->find(Traits::fingerprint(probe), [&](uint32_t candidate) {
@@ -209,8 +213,8 @@ private:
         return {found ? slot : home, found, found};
     }
 
-    // The multiplier spreads keys that differ in a few bits over the upper bits, and the shift keeps these.
-    // `bits_` is at least 1, so the shift is defined.
+    // The multiplier moves differences in a few low bits to the upper bits, which the shift keeps. `bits_` is
+    // at least 1, so the shift is defined.
     uint32_t homeOf(uint32_t hash) const { return ((hash * 0x9E3779B9u) >> (32 - bits_)) & mask_; }
 
     auto occupied() const {
@@ -220,8 +224,8 @@ private:
     void store(uint32_t index, Entry&& entry) {
         slots_[index] = std::move(entry);
         if constexpr (indexable) {
-            // While there is no index the counts tell when a block of slots is full: walks may be long from
-            // then on.
+            // Without an index, the block counts tell when a block of slots becomes full; from then on probes
+            // may be long.
             if (index_)
                 index_->add(Traits::fingerprint(slots_[index]), index);
             else if (counts_.add(index))
@@ -231,7 +235,7 @@ private:
 
     Entry vacate(uint32_t index) {
         if constexpr (indexable) {
-            // The entry still stands in its slot here: its fingerprint is needed to find it.
+            // The entry must still be in its slot here, since the index finds it by its fingerprint.
             if (index_)
                 index_->remove(Traits::fingerprint(slots_[index]), index);
             else
@@ -252,20 +256,20 @@ private:
             counts_.reset(capacity());
     }
 
-    // A rebuild with twice the capacity as size argument, which is four times the slots. Returns where the
-    // entry of slot `watched` went.
+    // Rebuilds the table with twice the capacity as size argument, which gives four times the slots. Returns
+    // the new slot of the entry that was in slot `watched`.
     uint32_t grow(uint32_t watched) {
         std::vector<Entry> old = std::move(slots_);
         const uint32_t count = count_;
-        // Sets the count to 0. `store` does not count, so the old value is put back at the end.
+        // resize sets the count to 0 and `store` does not count, so the count is restored at the end.
         resize(2 * static_cast<uint32_t>(old.size()));
         uint32_t moved = 0;
-        // From slot 0 upwards: of entries that start at the same slot, the one that comes first gets it. That
-        // order can be seen from outside.
+        // Entries are moved from slot 0 upwards: of two with one start slot the earlier gets it. This order
+        // can be seen from outside.
         for (uint32_t i = 0; i < old.size(); ++i) {
             if (Traits::isFree(old[i]))
                 continue;
-            // Stored entries differ from each other, so none is compared here.
+            // Stored entries all differ, so they are not compared here.
             const uint32_t index = freeFrom(homeOf(Traits::hash(old[i])));
             store(index, std::move(old[i]));
             if (i == watched)
@@ -283,12 +287,13 @@ private:
         return index;
     }
 
-    // Moves entries of the run below a freed slot up, so that each stays reachable from its start slot.
+    // Moves entries of the run below a freed slot upwards, so that a search from their start slots still
+    // finds them.
     void closeGap(uint32_t hole) {
         for (uint32_t i = (hole - 1) & mask_; !Traits::isFree(slots_[i]); i = (i - 1) & mask_) {
             const uint32_t home = homeOf(Traits::hash(slots_[i]));
-            // Both are distances upwards from the entry. One that starts below the hole has to stay: a search
-            // for it, which walks downwards, would not pass the hole.
+            // Both distances are counted upwards from the entry. An entry that starts below the hole must
+            // stay: a search for it walks downwards and would not reach the hole.
             const bool reachable = ((home - i) & mask_) < ((hole - i) & mask_);
             if (reachable)
                 continue;
@@ -304,7 +309,7 @@ private:
     uint32_t bits_ = 0;
     uint32_t mask_ = 0;
     [[no_unique_address]] Counts counts_;
-    std::unique_ptr<CollisionIndex> index_; // once a block of slots is full, null in most tables
+    std::unique_ptr<CollisionIndex> index_; // made when a block of slots is full; null in most tables
 };
 
 // How keys of the usual kinds are hashed: text by the protocol's string hash, numbers as they are, pointers
@@ -316,10 +321,10 @@ uint32_t keyHash(Key key) {
     return static_cast<uint32_t>(key);
 }
 
-// Traits of entries that are found by a key which they carry. An entry is a pointer, an owner or a small
-// class that converts to `bool`, false meaning a free slot. `keyOf` is a member of the entry, or of what it
-// points to, or a function of the entry; it must not make a new text. Texts are compared by what they say,
-// and a null C string counts as an empty one.
+// Traits for entries that contain their key. An entry is a pointer, an owner or a small class that converts
+// to `bool`; false means a free slot. `keyOf` is a member of the entry or of the object it points to, or a
+// function of the entry; it must not return a newly made text. Texts are compared by content, and a null C
+// string counts as an empty one.
 template <class EntryType, auto keyOf, class Growth>
 struct KeyedTraits : Growth {
     using Entry = EntryType;

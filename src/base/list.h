@@ -6,14 +6,14 @@
 #include <memory>
 #include <utility>
 
-// A plain growing array. Capacity goes from 0 to 16 and then doubles; one slot always stays free, so the 16th
+// A growing array. The capacity goes from 0 to 16 and then doubles; one slot always stays free, so the 16th
 // element already doubles it. An index out of range is a program error and ends the process.
 template <class T>
 class TRXList {
 public:
     TRXList() = default;
     TRXList(const TRXList& other) {
-        // One by one: the copy's capacity follows from its count and is not that of the original.
+        // Elements are appended one by one, because the capacity of the copy follows from its count.
         for (const T& element : other)
             append(element);
     }
@@ -37,8 +37,8 @@ public:
 
     void append(T element) { insert(_count, std::move(element)); }
 
-    // Puts the element in front of the one at `index`; at `count()` it appends.
-    // The element comes by value: what is passed may stand in this list, whose elements move.
+    // Inserts the element in front of the one at `index`; at `count()` it appends. The element is passed by
+    // value, because the argument may be an element of this list, and those move.
     void insert(uint32_t index, T element) {
         TRX_ASSERT(index <= _count, "vlist");
         if (_count + 1 >= _capacity)
@@ -59,7 +59,7 @@ public:
             return false;
         for (; i + 1 < _count; ++i)
             _data[i] = std::move(_data[i + 1]);
-        // The free slot must not go on holding what it refers to.
+        // Cleared, so that the free slot does not keep what it refers to.
         _data[--_count] = T();
         return true;
     }
@@ -77,7 +77,7 @@ private:
     }
 
     void check(uint32_t i) const {
-        // The text and the number are fixed: users know this error by them.
+        // The text and the line number are fixed, because users know the error message by them.
         if (!(i < _count))
             harbolance::assertionFailed("i < _count", "vlist", 72);
     }

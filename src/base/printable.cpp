@@ -12,7 +12,7 @@ bool isContinuation(unsigned char octet) { return (octet & 0xc0) == 0x80; }
 
 size_t utf8Size(std::string_view text) {
     const auto first = static_cast<unsigned char>(text.front());
-    // 0xc0 and 0xc1 start only forms that are too long; from 0xf5 on the numbers are above U+10FFFF.
+    // 0xc0 and 0xc1 would only start overlong forms; from 0xf5 on the code points are above U+10FFFF.
     size_t size = 0;
     if (first < 0x80)
         size = 1;
@@ -27,8 +27,8 @@ size_t utf8Size(std::string_view text) {
     const std::string_view rest = text.substr(1, size - 1);
     if (!std::all_of(rest.begin(), rest.end(), isContinuation))
         return 0;
-    // A longer form than the character needs is malformed, but may be taken for the character all the same.
-    // Numbers of surrogates and those beyond U+10FFFF are no characters.
+    // Overlong forms are malformed, but some decoders accept them. Surrogates and code points above U+10FFFF
+    // are no characters.
     const auto second = static_cast<unsigned char>(text[size == 1 ? 0 : 1]);
     const bool tooLong = (first == 0xe0 && second < 0xa0) || (first == 0xf0 && second < 0x90);
     const bool noCharacter = (first == 0xed && second >= 0xa0) || (first == 0xf4 && second >= 0x90);
@@ -37,16 +37,16 @@ size_t utf8Size(std::string_view text) {
 
 bool isControl(std::string_view character) {
     const auto first = static_cast<unsigned char>(character.front());
-    // A terminal that does not decode UTF-8 takes an octet of 0x80 to 0x9f for a control.
+    // A terminal that does not decode UTF-8 treats the octets 0x80 to 0x9f as control characters.
     if (character.size() == 1)
         return first < 0x20 || (first >= 0x7f && first < 0xa0);
-    // The two octets of 0x80 to 0x9f.
+    // The control characters U+0080 to U+009F, two octets in UTF-8.
     return first == 0xc2 && static_cast<unsigned char>(character[1]) < 0xa0;
 }
 
 std::string printable(std::string_view text, char replacement) {
     std::string result(text);
-    // Octets from 0x80 on are below the blank where `char` is signed, and above '~' where it is not.
+    // Octets from 0x80 on compare below ' ' where `char` is signed and above '~' where it is unsigned.
     std::replace_if(
         result.begin(), result.end(), [](char c) { return c < ' ' || c > '~'; }, replacement);
     return result;
@@ -62,7 +62,7 @@ std::string withoutControls(std::string_view text) {
     std::string result;
     result.reserve(text.size());
     while (!text.empty()) {
-        // An octet that starts no character stands for itself, so each pass consumes something.
+        // An octet that starts no UTF-8 character is taken alone, so each pass consumes at least one octet.
         const std::string_view character = text.substr(0, std::max<size_t>(utf8Size(text), 1));
         if (isControl(character))
             result += '?';

@@ -27,7 +27,7 @@ constexpr std::array<Escape, 9> escapes = {{
     {'}', ']'},
 }};
 
-// -1 for what is no hexadecimal digit.
+// The value of a hexadecimal digit, -1 for any other character.
 int hexDigit(int c) {
     if (c >= '0' && c <= '9')
         return c - '0';
@@ -36,11 +36,11 @@ int hexDigit(int c) {
     return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
 }
 
-// The octet behind "\x". One digit is enough.
+// Reads the octet after "\x", which is written with one or two digits.
 bool readHex(std::istream& in, char& octet) {
     int code = 0;
     int digits = 0;
-    // Not by the stream's own extraction, which has no limit of two digits and takes a sign or "0x".
+    // The stream's own extraction is not used: it does not stop after two digits and accepts a sign or "0x".
     for (; digits < 2 && hexDigit(in.peek()) >= 0; ++digits)
         code = code * 16 + hexDigit(in.get());
     octet = static_cast<char>(code);
@@ -49,8 +49,8 @@ bool readHex(std::istream& in, char& octet) {
 
 bool readDecimal(std::istream& in, char& octet) {
     int code = 0;
-    // The caller's stream may be set to another base. A failed extraction leaves the stream failed, which
-    // ends the text with an error.
+    // Sets decimal, since the caller's stream may be set to another base. When the extraction fails, the
+    // stream is failed too and reading ends with an error.
     const auto flags = in.flags(std::ios::dec | std::ios::skipws);
     in >> code;
     in.flags(flags);
@@ -58,7 +58,7 @@ bool readDecimal(std::istream& in, char& octet) {
     return !in.fail();
 }
 
-// Reads what follows a backslash and gives the octet that both mean.
+// Reads what follows a backslash and stores the octet that it stands for. False for an unknown escape.
 bool readEscape(std::istream& in, char& octet, DecimalEscape decimals) {
     const int letter = in.get();
     if (letter == std::istream::traits_type::eof())
@@ -115,7 +115,7 @@ QuotedText readQuoted(std::istream& in, std::string& text, size_t limit, Decimal
         char octet = static_cast<char>(c);
         if (c == '\\' && !readEscape(in, octet, decimals))
             return in.eof() ? QuotedText::unfinished : QuotedText::badEscape;
-        // Before the octet is added: `text` never holds more than `limit`.
+        // Tested before the octet is added, so that `text` never exceeds `limit`.
         if (text.size() == limit)
             return QuotedText::tooLong;
         text.push_back(octet);

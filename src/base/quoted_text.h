@@ -14,7 +14,7 @@ namespace harbolance {
 //     \[ \]                    the braces { and }
 //     \x and two digits        any other octet that is no printing ASCII character
 //
-// A reader also takes a decimal number behind a backslash for the octet of that value, and passes over raw
+// A reader also accepts a decimal number after a backslash, for the octet of that value, and skips raw
 // newlines between the quotes.
 
 void writeQuoted(std::ostream& out, std::string_view text);
@@ -28,7 +28,7 @@ enum class QuotedText {
     badEscape,
 };
 
-// One of the encodings has another character behind a decimal escape, which says nothing.
+// In the `delimited` form one character follows a decimal escape and is skipped.
 enum class DecimalEscape { plain, delimited };
 
 // Skips white space and reads one quoted text of at most `limit` octets. The closing quote is consumed, the

@@ -5,7 +5,7 @@ NCResource::~NCResource() = default;
 void NCResource::release(NCResource* object) {
     if (!object)
         return;
-    // 0 is a valid count here: of an object that had no holder.
+    // 0 is a valid count here: the object never had a holder.
     if (object->_ref_count <= 1)
         delete object;
     else

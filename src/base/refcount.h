@@ -9,11 +9,11 @@
 #include <cstdint>
 #include <utility>
 
-// Counted records of the agent layer. The count starts at 0: a new object has no holder yet, and the first
-// holder adds the first reference. So an object that was made for one call may be passed straight to a
-// holder, and one that never had a holder is destroyed by its first release.
+// Base of the reference-counted records of the agent layer. The count of a new object is 0, and its first
+// holder adds the first reference. An object made for a single call can thus be passed directly to a holder,
+// and one that never had a holder is destroyed by its first release.
 //
-// Counts are plain integers: the system has one thread.
+// Counts are plain integers, because the process has a single thread.
 class NCResource {
 public:
     // `addRef` and `release` accept null.
@@ -29,7 +29,8 @@ public:
     }
     uint32_t refCount() const { return _ref_count; }
 
-    // Gives up one reference without destroying at 0: for a result that passes, unheld, to the caller.
+    // Gives up one reference without destroying the object at 0: for returning an object that has no holder
+    // to the caller.
     void unref() {
         if (_ref_count > 0)
             --_ref_count;
@@ -37,7 +38,7 @@ public:
 
 protected:
     NCResource() = default;
-    // A copy is a new object, without a holder.
+    // A copy is a new object with no holder, so its count starts at 0.
     NCResource(const NCResource&) noexcept {}
     NCResource& operator=(const NCResource&) noexcept { return *this; }
     virtual ~NCResource();
@@ -70,8 +71,8 @@ public:
     T& operator*() const { return *object_; }
     explicit operator bool() const { return object_ != nullptr; }
 
-    // Hands the object on to a caller who will hold it: the holder is empty afterwards and the count one
-    // lower, possibly 0, with the object alive.
+    // Empties the holder and returns the object without destroying it, even if its count becomes 0. The
+    // caller is expected to hold it.
     T* detach() {
         if (object_)
             object_->unref();
@@ -82,14 +83,14 @@ private:
     T* object_ = nullptr;
 };
 
-// Counted objects of the ORB. The count starts at 1: the code that makes one owns that first reference.
+// Base of the reference-counted objects of the ORB. The count of a new object is 1: the code that makes it
+// owns that reference.
 class TRXResource {
 public:
     void _add_ref() { ++_ref_count; }
     void _remove_ref();
     uint32_t _refcount() const { return _ref_count; }
-    // Gives up the maker's reference without destroying the object: whoever takes the next one is the first
-    // to own it.
+    // Gives up the maker's reference without destroying the object; the next holder becomes its first owner.
     void _disown() { --_ref_count; }
 
 protected:
@@ -102,8 +103,8 @@ private:
     uint32_t _ref_count = 1;
 };
 
-// Owns one reference to an ORB object, or nothing. Construction from a plain pointer takes that reference
-// over; `duplicate` adds one.
+// Owns one reference to an ORB object, or nothing. Construction from a plain pointer takes over a reference
+// of the caller; `duplicate` adds one.
 template <class T>
 class TRXRef {
 public:

@@ -1,7 +1,8 @@
 #include "base/standard_streams.h"
 
 #if defined(__GLIBCXX__)
-// As <iostream> declares them. With this library they are there from the start, and built by the first Init.
+// Declared as in <iostream>. With this standard library the stream objects exist from the start and are
+// initialised by the first ios_base::Init.
 namespace std {
 extern istream cin;
 extern ostream cout, cerr, clog;

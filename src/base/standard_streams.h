@@ -3,9 +3,9 @@
 #include <istream>
 #include <ostream>
 
-// The standard streams, for what the library itself prints. They are built when they are asked for first: a
-// file of the library that includes <iostream> would build them, and a locale with all its facets, in every
-// process that loads the library, which takes 0.5 MiB of resident memory and part of its start.
+// The standard streams, for output of the library itself. They are initialised at the first use. A source
+// file that includes <iostream> would initialise them, and a locale with all its facets, in every process
+// that loads the library, which takes 0.5 MiB of resident memory and time at start.
 
 namespace harbolance {
 

@@ -12,12 +12,12 @@ struct Key {
     uint64_t words[2];
 };
 
-// Drawn once. A process that gets no random octets still has a key of its own.
+// Called once. A process that gets no random octets still has a key of its own.
 Key drawKey() {
     Key key{};
-    // Without waiting: early after boot the system may have no random octets for a long time.
+    // Does not wait: early after boot the system may have no random octets for a long time.
     if (::getrandom(&key, sizeof key, GRND_NONBLOCK) != static_cast<ssize_t>(sizeof key)) {
-        // The address and the time since boot differ between processes; a peer does not see either.
+        // The address and the time since boot differ between processes, and a peer cannot see them.
         timespec now{};
         ::clock_gettime(CLOCK_MONOTONIC, &now);
         key.words[0] = reinterpret_cast<uintptr_t>(&key) ^ static_cast<uint64_t>(now.tv_nsec);
@@ -33,7 +33,7 @@ const Key& processKey() {
 
 constexpr uint64_t rotated(uint64_t word, int bits) { return (word << bits) | (word >> (64 - bits)); }
 
-// A keyed hash of the add-rotate-xor kind: short inputs, and no collisions for those who do not know the key.
+// A keyed hash of the add-rotate-xor kind, for short inputs. Without the key nobody can construct collisions.
 class KeyedHash {
 public:
     explicit KeyedHash(const Key& key)
@@ -47,7 +47,7 @@ public:
     }
 
     uint64_t result() {
-        // Marks the end, so that no state inside a longer input equals a result.
+        // Marks the end of the input, so that no intermediate state of a longer input equals a result.
         v2_ ^= 0xFF;
         for (int i = 0; i < 3; ++i)
             round();
@@ -77,7 +77,8 @@ uint64_t stringFingerprint(std::string_view text) {
     KeyedHash hash(processKey());
     while (text.size() >= sizeof(uint64_t)) {
         uint64_t word = 0;
-        // Copied, since a text need not be aligned. The host's byte order does not matter inside a process.
+        // Copied, since the text need not be aligned. The byte order does not matter, as the value never
+        // leaves the process.
         std::memcpy(&word, text.data(), sizeof word);
         hash.add(word);
         text.remove_prefix(sizeof word);

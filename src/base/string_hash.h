@@ -6,10 +6,10 @@
 namespace harbolance {
 
 // The string hash of the protocol: every table that is keyed by text starts its probe from it, so that the
-// order of such a table is the same in every process. Bytes count as signed, the empty string gives 0.
+// order of such a table is the same in every process. Octets count as signed; the empty string gives 0.
 //
-// It is weak: a character moves the value by one bit position only, so names that differ in their last digits
-// share few values. `stringFingerprint` is what tells such names apart quickly; it never leaves the process.
+// It is weak: neighbouring characters are shifted by one bit only, so names that differ in their last digits
+// share few values. `stringFingerprint` tells such names apart; its value never leaves the process.
 constexpr uint32_t stringHash(std::string_view text) {
     uint32_t hash = 0;
     for (char c : text)
@@ -19,8 +19,8 @@ constexpr uint32_t stringHash(std::string_view text) {
 
 uint64_t stringFingerprint(std::string_view text);
 
-// Folds one more part into a fingerprint. Equal parts in equal order give equal results. Both functions
-// depend on a random key of the process, so that a peer cannot construct colliding values.
+// Mixes one more part into a fingerprint; equal parts in equal order give equal results. Both fingerprint
+// functions depend on a random key of the process, so that a peer cannot construct collisions.
 uint64_t mixFingerprint(uint64_t seed, uint64_t part);
 
 // A pointer as a table key: its 64 bits folded to the 32 that the slot formula takes.
