@@ -7,15 +7,16 @@ namespace harbolance {
 
 namespace {
 
-// `info` may be the handle of a file whose static objects are not made yet, or of a skeleton alone.
+// False when `info` is a handle whose file's static objects are not constructed yet, or a skeleton half
+// alone.
 bool canMakeStubs(const CORBA_TypeInfo& info) { return info.impl() && info.impl()->hasFactory(); }
 
 const CORBA_TypeInfo& stubTypeFor(const IOP::IOR& ior, const CORBA_TypeInfo& expected) {
-    // An empty type id is allowed: it says nothing about the type.
+    // An empty type id is allowed and says nothing about the type.
     const CORBA_TypeInfo* type = &expected;
     if (const char* id = ior.type_id.in(); id && *id) {
-        // Of the type that the reference names only if it fits: the server may claim anything, and the caller
-        // relies on what it expects.
+        // The type that the reference names is used only if it derives from the expected one: the server may
+        // claim any type, and the caller relies on what it expects.
         const CORBA_TypeInfo* named = CORBA_TypeInfo::lookup(id);
         if (named && !(*named == expected) && named->is_a(&expected, false))
             type = named;
@@ -31,7 +32,7 @@ CORBA_Object* objectOf(const IOP::IOR& ior, const CORBA_TypeInfo* info, CORBA_Bo
     ObjectAdapters* adapters = skipLocal ? nullptr : ObjectAdapters::installed();
     if (adapters) {
         local = adapters->find(ior, localFlag != 0);
-        // A forwarded object is reached by a stub that calls it inside this process.
+        // A forwarded object must be reached through a stub, which calls it inside this process.
         if (local.in() && !local->_object_impl()->skel->forwarded)
             return local._retn();
     }
@@ -46,7 +47,7 @@ CORBA_Object* objectOf(const IOP::IOR& ior, const CORBA_TypeInfo* info, CORBA_Bo
 
 CORBA_Object* wrapped(const CORBA_TypeInfo& type, CORBA_Object_var& stub) {
     CORBA_Object* result = type.createWrappedObject(stub.in());
-    // Nothing was put around it: the caller gets this reference. Otherwise the wrapper has one of its own.
+    // Without a wrapper the caller gets this reference; a wrapper holds a reference of its own.
     if (result == stub.in())
         stub._retn();
     return result;

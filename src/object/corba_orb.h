@@ -9,9 +9,8 @@ class CORBA_BOA;
 class CORBA_Environment;
 class CORBA_Object;
 
-// The ORB as programs see it. There is one for each id; CORBA_ORB_init (orb/vorb.h) gives it. It is not
-// counted: the references that programs duplicate and release are all to the one ORB, which lives until the
-// process ends.
+// The ORB as programs see it: one object per id, which CORBA_ORB_init (orb/vorb.h) returns. It is not
+// reference-counted; duplicating and releasing it has no effect, and it lives until the process ends.
 class CORBA_ORB {
 public:
     using InvalidName = CORBA_ORB_InvalidName;
@@ -23,19 +22,19 @@ public:
     CORBA_ORB(const CORBA_ORB&) = delete;
     CORBA_ORB& operator=(const CORBA_ORB&) = delete;
 
-    // The object adapter with the id `boa_id`, or else the word behind -OAid, or else "TSingle"; null for an
-    // unknown id. Takes the -OA words out of `argv`. The first call opens the adapter's listener and raises
-    // what that raises; later ones give the same adapter. It stays the library's.
+    // The object adapter with the id `boa_id`, or else the id given by -OAid, or else "TSingle"; null for an
+    // unknown id. Removes the -OA words from `argv`. The first call opens the adapter's listener and may
+    // raise what that raises; later calls return the same adapter. The library owns it.
     virtual CORBA_BOA* BOA_init(int& argc, char** argv, const char* boa_id = nullptr) = 0;
-    // The names that `resolve_initial_references` knows; the caller owns the sequence.
+    // The names that `resolve_initial_references` accepts. The caller owns the sequence.
     virtual CORBA_StringSequence* list_initial_services() = 0;
     // The object, or nil; the caller owns the reference. Raises CORBA_ORB_InvalidName for an unknown name,
     // CORBA_OBJECT_NOT_EXIST when the process has no initial references at all, and what the resolver raises.
     virtual CORBA_Object* resolve_initial_references(const char* name) = 0;
-    // The reference as text, "IOR:" and hexadecimal digits; the caller frees it with CORBA_string_free.
+    // The stringified reference: "IOR:" and hexadecimal digits. The caller frees it with CORBA_string_free.
     virtual char* object_to_string(CORBA_Object* object) = 0;
-    // The object that such a text stands for; the caller owns the reference. What is no such text raises
-    // CORBA_INV_OBJREF. No connection is made.
+    // The object that a stringified reference stands for. The caller owns the reference. A text of another
+    // form raises CORBA_INV_OBJREF. No connection is made.
     virtual CORBA_Object* string_to_object(const char* text) = 0;
     // The object of that interface and name, on that host: one of this process when there is one, else a
     // stub, which is bound at once unless the options defer that. The caller owns the reference. Raises
@@ -43,11 +42,11 @@ public:
     virtual CORBA_Object* bind(const char* rep_id, const char* object_name = nullptr,
                                const char* host_name = nullptr,
                                const CORBA_BindOptions* options = nullptr) = 0;
-    // A new, empty one, which is the caller's.
+    // Makes a new, empty environment, which the caller owns.
     virtual void create_environment(CORBA_Environment*& environment) = 0;
 
-    // Connections of this process as a client: at most how many (0 for no limit), how many there are, in use
-    // and idle, and after how many seconds an idle one may be closed.
+    // Client connections of this process: the highest number allowed (0 for no limit), the present number, in
+    // use and idle, and the number of seconds after which an idle one may be closed.
     virtual void connection_max(CORBA_ULong count) = 0;
     virtual CORBA_ULong connection_max() = 0;
     virtual CORBA_ULong connection_count() = 0;
@@ -64,7 +63,7 @@ using CORBA_ORB_var = TRXVar<CORBA_ORB>;
 
 namespace harbolance {
 
-// The ORB that CORBA_ORB_init made; null before.
+// The ORB made by CORBA_ORB_init, null before.
 CORBA_ORB* currentORB();
 void setCurrentORB(CORBA_ORB* orb);
 

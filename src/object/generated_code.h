@@ -1,6 +1,6 @@
 #pragma once
 
-// All that generated code needs.
+// Includes everything that generated code needs.
 
 #include "marshal/cdr/members.h"
 #include "marshal/exception/user_exception.h"

@@ -1,7 +1,7 @@
 #include "object/global_table.h"
 
 TRXGlobalTable* TRXGlobalTable::instance() {
-    // Servants and references in static objects still read it while the process ends.
+    // Never destroyed: servants and references in static objects still read it while the process ends.
     static auto* const table = new TRXGlobalTable;
     return table;
 }

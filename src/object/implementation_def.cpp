@@ -9,7 +9,7 @@ using namespace harbolance;
 
 namespace {
 
-// Classes are told apart by the addresses of their names.
+// A class is identified by the address of its name.
 constexpr char plainName[] = "CORBA::ImplementationDef";
 constexpr char creationName[] = "extension::CreationImplDef";
 constexpr char activationName[] = "extension::ActivationImplDef";
@@ -25,7 +25,7 @@ void printPlain(std::ostream& stream, const CORBA_ImplementationDef& def) {
 
 template <class Def>
 Def* narrowed(const CORBA_ImplementationDef* def, const char* name) {
-    // The name is that of the very class, so the cast is safe; a derived class answers with another one.
+    // The name identifies the exact class (a derived class returns another one), so the cast is safe.
     return def && def->_type_name() == name ? static_cast<const Def*>(def)->_clone() : nullptr;
 }
 
@@ -57,7 +57,7 @@ TRXostream& operator<<(TRXostream& stream, const CORBA_ImplementationDef& def) {
 }
 
 TRXistream& operator>>(TRXistream& stream, CORBA_ImplementationDef& def) {
-    // Read as a whole before it is stored, so that a stream that ends early leaves the target as it was.
+    // Everything is read before anything is stored, so that a truncated stream leaves `def` unchanged.
     CORBA_String_var interface, object;
     CORBA_OctetSequence id;
     stream >> interface >> object >> id;
@@ -71,7 +71,7 @@ TRXostream& operator<<(TRXostream& stream, const TRXEXT_CreationImplDef& def) {
 }
 
 TRXistream& operator>>(TRXistream& stream, TRXEXT_CreationImplDef& def) {
-    // The base's part comes first on the wire.
+    // On the wire the base's fields come first.
     stream >> static_cast<CORBA_ImplementationDef&>(def);
     return stream >> def._path_name >> def._activation_policy >> def._args >> def._env;
 }
@@ -83,7 +83,7 @@ TRXostream& operator<<(TRXostream& stream, const TRXEXT_CreationImplDef* def) {
 }
 
 TRXistream& operator>>(TRXistream& stream, TRXEXT_CreationImplDef*& def) {
-    // Set at once, since the caller frees it whatever happens.
+    // Set before reading: the caller frees `def` even when the stream raises.
     def = nullptr;
     auto read = std::make_unique<TRXEXT_CreationImplDef>();
     stream >> *read;

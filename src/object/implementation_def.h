@@ -11,12 +11,12 @@ class Activator;
 // How many clients one process of an implementation serves.
 enum CORBA_ActivationPolicy : CORBA_ULong {
     SHARED_SERVER,     // all of them
-    UNSHARED_SERVER,   // one: the process ends with its connection
-    SERVER_PER_METHOD, // one call of one: the process ends behind it
+    UNSHARED_SERVER,   // one; the process ends with its connection
+    SERVER_PER_METHOD, // one call of one; the process ends after it
 };
 
-// How an object describes its implementation, to its adapter and to an activation daemon. Definitions are
-// values: a second reference to one is a copy of it, so that a change of one is not seen through the other.
+// Describes an object's implementation to its adapter and to an activation daemon. Definitions are values:
+// _duplicate makes a copy, so a change of one is not visible in the other.
 class CORBA_ImplementationDef {
 public:
     CORBA_ImplementationDef() = default;
@@ -26,8 +26,8 @@ public:
     CORBA_ImplementationDef(const CORBA_ImplementationDef&) = default;
     CORBA_ImplementationDef& operator=(const CORBA_ImplementationDef&) = default;
 
-    virtual CORBA_ImplementationDef* _clone() const; // a copy of the actual class, the caller's
-    virtual const char* _type_name() const;          // the same pointer for all objects of a class
+    virtual CORBA_ImplementationDef* _clone() const; // a copy of the same class, owned by the caller
+    virtual const char* _type_name() const;          // one pointer for all objects of a class
     virtual ~CORBA_ImplementationDef();
 
     const char* interface_name() const { return _interface_name.in(); }
@@ -51,7 +51,7 @@ private:
 
 using CORBA_ImplementationDef_ptr = CORBA_ImplementationDef*;
 
-// Of an implementation that an activation daemon can start.
+// For an implementation that an activation daemon can start.
 class TRXEXT_CreationImplDef : public CORBA_ImplementationDef {
 public:
     static constexpr CORBA_ULong _minimum_octets = 28; // on the wire
@@ -71,13 +71,13 @@ public:
     // SHARED_SERVER (0), UNSHARED_SERVER (1) or SERVER_PER_METHOD (2).
     CORBA_ULong activation_policy() const { return _activation_policy; }
     void activation_policy(CORBA_ULong policy) { _activation_policy = policy; }
-    // The sequences that are returned are copies, and the caller's.
+    // The returned sequences are copies, which the caller owns.
     CORBA_StringSequence* args() const { return new CORBA_StringSequence(_args); }
     void args(const CORBA_StringSequence& args) { _args = args; }
     CORBA_StringSequence* env() const { return new CORBA_StringSequence(_env); }
     void env(const CORBA_StringSequence& env) { _env = env; }
 
-    // A copy, which is the caller's; null unless `def` is of this very class.
+    // A copy, which the caller owns; null unless `def` is of exactly this class.
     static TRXEXT_CreationImplDef* _narrow(const CORBA_ImplementationDef* def);
 
     friend TRXostream& operator<<(TRXostream& stream, const TRXEXT_CreationImplDef& def);
@@ -91,7 +91,7 @@ private:
     CORBA_StringSequence _env;
 };
 
-// Of an implementation that an activator of this process makes when it is needed.
+// For an implementation whose servant an activator in this process makes on demand.
 class TRXEXT_ActivationImplDef : public CORBA_ImplementationDef {
 public:
     TRXEXT_ActivationImplDef() = default;
@@ -102,21 +102,21 @@ public:
     TRXEXT_ActivationImplDef* _clone() const override;
     const char* _type_name() const override;
 
-    Activator* activator() const { return _activator; } // it stays the application's
+    Activator* activator() const { return _activator; } // owned by the application
     void activator(Activator* activator) { _activator = activator; }
 
-    // A copy, which is the caller's; null unless `def` is of this very class.
+    // A copy, which the caller owns; null unless `def` is of exactly this class.
     static TRXEXT_ActivationImplDef* _narrow(const CORBA_ImplementationDef* def);
 
 private:
     Activator* _activator = nullptr;
 };
 
-// The wire form. Of any definition the base's part is written, of a creation definition all of it.
+// The wire form. A creation definition is written completely, of any other definition only the base's fields.
 TRXostream& operator<<(TRXostream& stream, const CORBA_ImplementationDef& def);
 TRXistream& operator>>(TRXistream& stream, CORBA_ImplementationDef& def);
-// The caller owns the new definition. Null is refused with CORBA_BAD_PARAM when it is written.
+// The caller owns the definition that is read. Writing null raises CORBA_BAD_PARAM.
 TRXostream& operator<<(TRXostream& stream, const TRXEXT_CreationImplDef* def);
 TRXistream& operator>>(TRXistream& stream, TRXEXT_CreationImplDef*& def);
-// Readable lines on cout, cerr and clog; the wire form as text on any other stream.
+// Readable lines on cout, cerr and clog; the text encoding of the wire form on any other stream.
 std::ostream& operator<<(std::ostream& stream, const CORBA_ImplementationDef& def);

@@ -8,7 +8,7 @@
 
 namespace harbolance {
 
-// What TRX_INTERFACE below is made of.
+// Implementation of TRX_INTERFACE (below).
 
 template <class Self>
 Self* bound(const char* object_name, const char* host_name, const CORBA_BindOptions* options,
@@ -18,15 +18,15 @@ Self* bound(const char* object_name, const char* host_name, const CORBA_BindOpti
     return Self::_narrow(object.in());
 }
 
-// The object as one of its own interfaces, or null.
+// The object as a pointer to the class of `target`; null when that is neither Self nor one of its bases.
 template <class Self, class... Bases>
 void* upcast(Self* object, const CORBA_TypeInfo* target) {
-    // A pointer to the very class becomes a void*: with virtual bases each class has another address.
+    // Converted from the exact class to void*, because with virtual bases each class has another address.
     if (*target == Self::_type)
         return object;
     void* found = nullptr;
-    // Depth first, up to the first that has it; virtual bases make all paths lead to the same object. The
-    // root is asked by _cast(), since it may call the server.
+    // Searches the bases depth first. Virtual bases make all paths lead to the same object. CORBA_Object
+    // itself is left to _cast(), which may call the server.
     [[maybe_unused]] const auto in = [&]<class Base>(Base* base) {
         if constexpr (!std::same_as<Base, CORBA_Object>)
             found = base->_upcast(target);
@@ -36,19 +36,19 @@ void* upcast(Self* object, const CORBA_TypeInfo* target) {
     return found;
 }
 
-// The object that stands for one of a server.
+// Tag of the constructors that make a stub.
 struct AsStub {};
 template <class Self>
 CORBA_Object* makeStub() {
     return new Self(AsStub());
 }
 
-// A reference as `T`, taken from one that is the caller's. What is of another interface raises
-// CORBA_INV_OBJREF.
+// Narrows a reference that the caller owns to `T`, and returns a new reference. An object of another
+// interface raises CORBA_INV_OBJREF.
 template <class T>
 T* narrowed(CORBA_Object_var object) {
     T* const result = T::_narrow(object);
-    // Nil is of every interface.
+    // Nil can be narrowed to every interface.
     if (object.in() && !result)
         throw CORBA_INV_OBJREF();
     return result;
@@ -61,9 +61,9 @@ concept InterfaceClass = std::derived_from<T, CORBA_Object> && requires {
 
 } // namespace harbolance
 
-// What the class of an interface has beside its operations. It stands first in the class, which derives from
-// the classes of the interfaces that it inherits from, or from CORBA_Object, all of them virtual bases, and
-// which has its type information record as the static member `_type`:
+// Declares what every interface class has beside its operations. It must come first in the class. The class
+// derives from the classes of its base interfaces, or from CORBA_Object, as virtual bases, and has its type
+// information as the static member `_type`:
 //
 //     class Savings : public virtual Account {
 //     public:
@@ -71,11 +71,12 @@ concept InterfaceClass = std::derived_from<T, CORBA_Object> && requires {
 //         virtual CORBA_Double rate();
 //         static const CORBA_TypeInfo _type;
 //
-// `_duplicate`: one more reference; null gives null. `_narrow`: one more reference to the object as one of
-// this interface, null when it is none. `_bind`: the object of this interface and name, on that host, see
-// CORBA_ORB::bind; the caller owns the reference. `_cast` asks the server behind all its interfaces, once.
+// `_duplicate`: returns one more reference; null gives null. `_narrow`: returns one more reference, of this
+// interface, or null when the object does not have it. `_bind`: binds by name, see CORBA_ORB::bind; the
+// caller owns the reference. `_cast` searches all interfaces first and asks the server at most once.
 //
-// This is no base class: each base with virtual functions costs every class below it a table of its own.
+// A macro, not a base class: each base with virtual functions would add a virtual table to every derived
+// class.
 #define TRX_INTERFACE(Self, ...)                                                                             \
     static Self* _duplicate(Self* object) {                                                                  \
         CORBA_Object::_duplicate(object);                                                                    \
@@ -106,11 +107,11 @@ protected:                                                                      
                                                                                                              \
 public:
 
-// The caller owns the new reference; the old pointer is overwritten. It is null when the stream raises, which
-// it does with CORBA_INV_OBJREF for an object of another interface.
+// Reads a reference, which the caller owns; the old pointer is overwritten, not released. It is null when the
+// stream raises. An object of another interface raises CORBA_INV_OBJREF.
 template <harbolance::InterfaceClass T>
 TRXistream& operator>>(TRXistream& stream, T*& object) {
-    // Set at once, so that a stream that raises does not leave the caller a pointer it does not own.
+    // Set first, so that the caller has no dangling pointer when the stream raises.
     object = nullptr;
     CORBA_Object* read = nullptr;
     read_reference(stream, read, &T::_type);
@@ -118,13 +119,13 @@ TRXistream& operator>>(TRXistream& stream, T*& object) {
     return stream;
 }
 
-// False, with the pointer untouched, for what is no reference or one of another interface.
+// False, with the pointer unchanged, when the Any holds no reference or one of another interface.
 template <harbolance::InterfaceClass T>
 bool operator>>=(const CORBA_Any& any, T*& object) {
     CORBA_Object* held = nullptr;
     if (!(any >>= held))
         return false;
-    // The Any has given a reference, which is released here; _narrow() has made one for the caller.
+    // The extraction returned a reference, which is released here; _narrow() makes the caller's own.
     const CORBA_Object_var reference(held);
     T* const narrow = T::_narrow(held);
     if (held && !narrow)

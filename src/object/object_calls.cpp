@@ -3,8 +3,8 @@
 #include "object/vobject.h"
 #include "object/vtypeinf.h"
 
-// What a CORBA_Object asks of its server, and what the server answers: every interface inherits these
-// operations.
+// The operations that every interface inherits from CORBA_Object: the calls of the client and the skeletons
+// of the server.
 
 using namespace harbolance;
 
@@ -40,15 +40,15 @@ CORBA_MarshalInBuffer* CORBA_Object::_stub_invoke(CORBA_MarshalOutBuffer* reques
 
 namespace {
 
-// One two-way call: `write` puts the arguments into the request, `read` takes the result out of the reply.
-// What is served during the wait may release the object.
+// Makes one two-way call: `write` writes the arguments to the request, `read` reads the result from the
+// reply. A request served during the wait may release the object.
 template <class Write, class Read>
 void call(CORBA_Object& object, const char* operation, Write write, Read read) {
     const CORBA_Object_var held(CORBA_Object::_duplicate(&object));
     const CORBA_MarshalOutBuffer_var request(object._stub_request(operation, 1));
     write(*request);
     const CORBA_MarshalInBuffer_var reply(object._stub_invoke(request.in()));
-    // An interceptor may end a call without a reply. The result is then what the caller began with.
+    // An interceptor may end a call without a reply; the result then keeps its initial value.
     if (reply.in())
         read(*reply);
 }
@@ -58,7 +58,7 @@ void writeNothing(CORBA_MarshalOutBuffer&) {}
 } // namespace
 
 CORBA_Boolean CORBA_Object::_is_a(const char* rep_id) {
-    // What this process knows of both types may settle it without a call.
+    // When both types are known in this process, no call may be needed.
     const CORBA_TypeInfo* asked = CORBA_TypeInfo::lookup(rep_id);
     const CORBA_TypeInfo* own = CORBA_TypeInfo::lookup(_interface_name());
     if (asked && own && (*asked == *own || own->is_a(asked, false)))
@@ -71,8 +71,8 @@ CORBA_Boolean CORBA_Object::_is_a(const char* rep_id) {
             *this, "_is_a", [rep_id](auto& request) { request << rep_id; },
             [&answer](auto& reply) { reply >> answer; });
     } catch (const CORBA_Exception&) {
-        // A question that cannot be answered is answered by "no": the caller could not use the object as that
-        // type.
+        // When the server cannot be asked the answer is "no", since the caller could not use the object as
+        // that type.
         return 0;
     }
     return answer;
@@ -85,7 +85,7 @@ CORBA_Boolean CORBA_Object::_non_existent() {
     try {
         call(*this, "_non_existent", writeNothing, [&answer](auto& reply) { reply >> answer; });
     } catch (const CORBA_NO_PERMISSION&) {
-        // The server that refuses is there, and speaks for the object.
+        // A server that refuses the operation exists, and so does its object.
         return 0;
     } catch (const CORBA_SystemException&) {
         return 1;
@@ -103,8 +103,8 @@ CORBA_Object* CORBA_Object::_interface() {
         }
         return answer._retn();
     }
-    // The repository's own operations come with its client.
-    // Raises CORBA_INITIALIZE without an ORB: that is to be said before the lack of a repository.
+    // The operations of the repository come with its client. startedORB raises CORBA_INITIALIZE when there is
+    // no ORB, which has precedence over the missing repository.
     startedORB();
     throw CORBA_INTF_REPOS();
 }
@@ -112,13 +112,13 @@ CORBA_Object* CORBA_Object::_interface() {
 CORBA_Object* CORBA_Object::_resolve_reference(const char* name) {
     if (_impl->skel) {
         CORBA_Object_var resolved(startedORB().resolve_initial_references(name));
-        // A servant outside of any adapter cannot be called by others, so a reference to it would be of no
-        // use to the caller.
+        // A servant outside any adapter cannot be called by other processes, so a reference to it would be
+        // useless.
         if (resolved.in() && resolved->_impl->skel && !resolved->_impl->skel->is_in_adapter())
             throw CORBA_ORB_InvalidName();
         return resolved._retn();
     }
-    // Held over all attempts: what is served during a wait may release the object.
+    // Held over all attempts: a request served during a wait may release the object.
     const CORBA_Object_var held(CORBA_Object::_duplicate(this));
     for (;;) {
         try {
@@ -128,7 +128,7 @@ CORBA_Object* CORBA_Object::_resolve_reference(const char* name) {
                 [&answer](auto& reply) { reply >> answer.inout(); });
             return answer._retn();
         } catch (const CORBA_TRANSIENT&) {
-            // The reference leads elsewhere now; the request is made anew there.
+            // The stub has been redirected; the request is built again for the new place.
             continue;
         } catch (const CORBA_BAD_PARAM&) {
             throw CORBA_ORB_InvalidName();
@@ -145,8 +145,8 @@ CORBA_Object& servant(void* object) { return *static_cast<CORBA_Object*>(object)
 void isA(void* object, CORBA_MarshalInBuffer& arguments, CORBA_OctetSequence*, const char*, void* pdata) {
     CORBA_String_var id;
     arguments >> id;
-    // Called before the reply is begun, as in the skeletons below: what it raises becomes a reply of another
-    // kind.
+    // Called before the reply is begun, here and in the skeletons below: an exception needs a reply with
+    // another header.
     const CORBA_Boolean result = servant(object)._is_a(id.in());
     *servant(object)._prepare_reply(pdata) << result;
 }
@@ -172,7 +172,7 @@ void acceptBind(void* object, CORBA_MarshalInBuffer&, CORBA_OctetSequence*, cons
     servant(object)._prepare_reply(pdata);
 }
 
-// A one-way notice; nothing here counts clients.
+// A one-way notification, ignored: clients are not counted.
 void acceptUnbind(void*, CORBA_MarshalInBuffer&, CORBA_OctetSequence*, const char*, void*) {}
 
 void resolveReference(void* object, CORBA_MarshalInBuffer& arguments, CORBA_OctetSequence*, const char*,
@@ -193,7 +193,7 @@ constexpr TRXMethod operations[] = {
     {"_resolve_reference", resolveReference},
 };
 
-// A reference whose interface this process does not know.
+// The stub for an object whose interface this process does not know.
 class PlainStub final : public CORBA_Object {
 public:
     PlainStub() : CORBA_Object(true) {}
@@ -201,7 +201,7 @@ public:
 
 CORBA_Object* makeStub() { return new PlainStub; }
 
-// The table is merged into that of every interface, behind its own operations.
+// This table is merged into the table of every interface, after its own operations.
 const CORBA_TypeInfo skeletonHalf("CORBA::Object", std::size(operations), operations);
 
 } // namespace

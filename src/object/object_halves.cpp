@@ -17,8 +17,8 @@ void ObjectHalves::install(MakeStub make) { stubMaker = make; }
 void ObjectHalves::install(MakeSkel make) { skelMaker = make; }
 
 std::unique_ptr<StubHalf> ObjectHalves::makeStub(CORBA_Object* owner) {
-    // A program without the layer of the calls, or one that makes objects before the static objects of that
-    // layer.
+    // Reached in a program without the layer of the calls, or when an object is made before that layer's
+    // static objects.
     if (!stubMaker)
         throw CORBA_INITIALIZE();
     return stubMaker(owner);

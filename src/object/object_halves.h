@@ -13,7 +13,7 @@ class CORBA_TypeInfo;
 
 namespace harbolance {
 
-// What an object asks of the record that makes it a stub. The layer of the calls derives it (TRXStubInfo).
+// The client's half of an object, as the object uses it. The layer of the calls derives it (TRXStubInfo).
 class StubHalf {
 public:
     StubHalf() = default;
@@ -21,20 +21,20 @@ public:
     StubHalf& operator=(const StubHalf&) = delete;
     virtual ~StubHalf() = default;
 
-    virtual const IOP::IOR& original_ior() const = 0; // what the stub was bound to
+    virtual const IOP::IOR& original_ior() const = 0; // the reference that was bound
     virtual bool is_bound() const = 0;
 
-    // Makes the stub stand for an object: of this process, of a reference, of another stub.
+    // Binds the stub: to an object of this process, to a reference, or to what another stub is bound to.
     virtual void bind(CORBA_Object* localTarget) = 0;
     virtual void bind(const IOP::IOR& ior, bool connectNow) = 0;
     virtual void copy(CORBA_Object* stub) = 0;
 
-    // A request, into which the arguments are written; the caller owns the buffer.
+    // A new request, into which the arguments are written. The caller owns the buffer.
     virtual CORBA_MarshalOutBuffer* create_request(const char* operation, CORBA_Boolean responseExpected) = 0;
     virtual void send_oneway(CORBA_MarshalOutBuffer* request) = 0;
-    // The results; the caller owns the buffer.
+    // Sends the request and waits for the reply. The caller owns the buffer with the results.
     virtual CORBA_MarshalInBuffer* invoke(CORBA_MarshalOutBuffer* request) = 0;
-    // The stub goes, and is still an object. Waits for nothing.
+    // Called before the stub is destroyed. Does not wait.
     virtual void leave() = 0;
 
     CORBA_String_var name;             // of the object or service; empty when it is not known
@@ -42,8 +42,7 @@ public:
     CORBA_BindOptions options;
 };
 
-// What an object asks of the record that makes it a servant. The layer of the adapters derives it
-// (TRXSkelInfo).
+// The server's half of an object, as the object uses it. The layer of the adapters derives it (TRXSkelInfo).
 class SkelHalf {
 public:
     enum Style : CORBA_ULong { persistent = 0, transient = 1, service = 2 };
@@ -53,24 +52,24 @@ public:
     SkelHalf& operator=(const SkelHalf&) = delete;
     virtual ~SkelHalf() = default;
 
-    // The reference that is written for the object. It lives until the object enters or leaves an adapter.
+    // The reference under which the object is published. Valid until the object enters or leaves an adapter.
     virtual const IOP::IOR& ior() = 0;
     virtual bool is_in_adapter() const = 0;
-    virtual CORBA_ImplementationDef* implementation() const = 0; // a copy, or null
-    // Makes the object one of a service, found by the service's name and the id.
+    virtual CORBA_ImplementationDef* implementation() const = 0; // a copy, owned by the caller, or null
+    // Makes the object part of a service; clients find it by the service's name and the id.
     virtual void serve(const char* serviceName, const CORBA_OctetSequence& id) = 0;
-    // A buffer that begins the reply to the request behind `pdata`.
+    // A buffer that begins the reply to the request `pdata`. The caller owns it.
     virtual CORBA_MarshalOutBuffer* prepare_reply(void* pdata) = 0;
-    // Takes the object out of its adapters. May run code of the servant.
+    // Removes the object from its adapters. May call the servant.
     virtual void deactivate() = 0;
 
     CORBA_String_var name{""};
     Style style = persistent;
-    const CORBA_TypeInfo* type = nullptr; // once the object is registered
-    bool forwarded = false;               // the object is reached through a stub even in this process
+    const CORBA_TypeInfo* type = nullptr; // null until the object is registered
+    bool forwarded = false;               // reached through a stub even inside this process
 };
 
-// The upper layers install what makes the two halves. A half whose maker is not installed raises
+// The upper layers install the functions that make the two halves. Without one, making that half raises
 // CORBA_INITIALIZE.
 class ObjectHalves {
 public:
@@ -83,23 +82,23 @@ public:
     static std::unique_ptr<SkelHalf> makeSkel(CORBA_Object* owner);
 };
 
-// What this layer and the ORB ask of the object adapters. The layer of the adapters derives and installs it;
-// without one a process has no objects of its own.
+// The object adapters, as this layer and the ORB use them. The layer of the adapters derives and installs it;
+// without it a process has no servants.
 class ObjectAdapters {
 public:
-    // The object of the key, or null: the caller's reference. Asks one adapter after another.
+    // The object with that key, or null; the caller owns the reference. The adapters are searched in turn.
     virtual CORBA_Object* find(const CORBA_OctetSequence& key) = 0;
-    // The object of a reference, whose address has to be this process's with `checkAddress`.
+    // The object of a reference, or null. With `checkAddress` the reference's address must be this process's.
     virtual CORBA_Object* find(const IOP::IOR& ior, bool checkAddress) = 0;
-    // The adapter of the request being served, or else of the servant, or else the default one; null without
+    // The adapter of the request being served, else that of the servant, else the default one; null without
     // any.
     virtual CORBA_BOA* boaOf(const SkelHalf* servant) = 0;
-    // The adapter with that id, made at the first call; null for an unknown id. Takes the -OA words out of
+    // The adapter with that id, made by the first call; null for an unknown id. Removes the -OA words from
     // `argv`.
     virtual CORBA_BOA* make(const char* id, int& argc, char** argv) = 0;
-    // Ends the serving of requests: no connection is accepted any more, and what serves returns.
+    // Stops serving: no more connections are accepted, and the loops that serve requests return.
     virtual void shutDown() = 0;
-    // Waits until what is queued for peers has left, at most for the stall limit.
+    // Waits until queued output has been sent, at most for the stall limit.
     virtual void flush() = 0;
 
     static void install(ObjectAdapters* adapters);

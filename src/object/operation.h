@@ -16,24 +16,24 @@
 //       return harbolance::call<Account_ptr>(*this, "open", harbolance::in(owner), harbolance::out(fees));
 //   }
 //
-// The C++ type says how a value travels and who frees it; strings with a bound and arrays, which C++ does not
-// tell from those without, are named: `in<BoundedString<8>>(text)`, `in(array<Row>(row))`.
+// The C++ type says how a value travels and who frees it. Strings with a bound and arrays cannot be told by
+// their C++ type, so their type is named: `in<BoundedString<8>>(text)`, `in(array<Row>(row))`.
 
 namespace harbolance {
 
 // --- Stubs -------------------------------------------------------------------------------------------------
 
-// An array that a pointer to its first slice stands for.
+// An array argument, given as a pointer to its first slice.
 template <class Array>
 ArrayRef<Array> array(const SliceOf<Array>* slice) {
-    // An ArrayRef serves both directions; one that is made of a const array is only read.
+    // An ArrayRef serves both directions; one made from a const array is only read.
     return const_cast<SliceOf<Array>*>(slice);
 }
 
 // --- What comes back ---------------------------------------------------------------------------------------
 
-// A result or out argument while the reply is being read: nothing of it leaks when that raises. `Type` is
-// what the caller gets, and frees if it is a pointer. Numbers and what is of fixed size come by value.
+// Holds a result or out argument while the reply is being read, and frees it when reading raises. `Type` is
+// what the caller gets, and frees if it is a pointer. Numbers and types of fixed size are returned by value.
 template <class T>
 class Received {
 public:
@@ -53,13 +53,13 @@ public:
     void give() {}
 };
 
-// Structs, unions, sequences and Anys of variable size.
+// Structs, unions, sequences and Anys of variable size; the caller gets a pointer.
 template <class T>
 class Received<T*> {
 public:
     using Type = T*;
     void read(TRXistream& stream) {
-        // Null until a reply is read, which is what a call without one returns.
+        // Null until a reply is read; a call that ends without a reply returns null.
         _value = std::make_unique<T>();
         stream >> *_value;
     }
@@ -69,16 +69,16 @@ private:
     std::unique_ptr<T> _value;
 };
 
-// Strings and references: what a holder reads and owns.
+// Strings and references, read into a holder that owns them.
 template <class Holder, class Pointer>
 class ReceivedByHolder {
 public:
     using Type = Pointer;
     void read(TRXistream& stream) { stream >> _holder; }
     Pointer give() { return _holder._retn(); }
-    // In place of what the caller owns and hands over.
+    // Replaces a pointer that the caller owns by the value read, and frees the old value.
     void replace(Pointer& owned) {
-        // Takes over what the caller owned, and frees it behind the assignment.
+        // Takes ownership of the old value, which is freed after the assignment.
         const Holder old(owned);
         owned = give();
     }
@@ -114,8 +114,9 @@ private:
 
 // --- Arguments ---------------------------------------------------------------------------------------------
 
-// Each of the classes below refers to what the caller of a stub has given. `write` and `read` are its part
-// in the request and in the reply; `give` hands over what has been read, once the whole reply was sound.
+// Each class below refers to an argument given by the caller of a stub. `write` writes it to the request,
+// `read` reads it from the reply, and `give` stores what was read, once the whole reply has been read without
+// an error.
 struct Argument {
     void write(TRXostream&) const {}
     void read(TRXistream&) {}
@@ -127,11 +128,11 @@ inline constexpr bool hasBound = false;
 template <class Text, CORBA_ULong bound>
 inline constexpr bool hasBound<BoundedText<Text, bound>> = true;
 
-// Whatever is not told by its C++ type.
+// Types that must be named, because their C++ type does not identify them.
 template <class T>
 concept NamedArgument = hasBound<T> || std::is_array_v<T>;
 
-// A bound that is exceeded raises CORBA_BAD_PARAM.
+// A value beyond the bound raises CORBA_BAD_PARAM.
 template <class T>
 struct Written {
     template <class Given>
@@ -141,7 +142,7 @@ struct Written {
 };
 template <class Text, CORBA_ULong bound>
 struct Written<BoundedText<Text, bound>> : TextElement<Text, bound> {};
-// The argument lasts until the call has sent its request, which need not have a copy of many octets.
+// Octet sequences: the argument lives until the request has been sent, so a long one is borrowed, not copied.
 template <std::derived_from<TRXSequence<CORBA_Octet>> T>
 struct Written<T> {
     static void write(TRXostream& stream, const T& value) {
@@ -170,7 +171,7 @@ class Out : public Argument {
 public:
     using Type = typename Received<T>::Type;
     explicit Out(Type& target) : _target(target) {
-        // Null until the call has ended well: after an exception the caller has nothing to free.
+        // Null until the call has succeeded, so that after an exception the caller has nothing to free.
         if constexpr (std::is_pointer_v<Type>)
             target = nullptr;
     }
@@ -182,7 +183,7 @@ private:
     Received<T> _received;
 };
 
-// A string or reference, which the new one replaces.
+// A string or reference; the caller's value is freed and replaced by the one read.
 template <class T>
 class InOut : public Argument {
 public:
@@ -197,7 +198,7 @@ private:
     Received<T> _received;
 };
 
-// What is read into the caller's own value. `inout` tells whether it also goes out.
+// Arguments that are read into the caller's own object. With `inout` the object is also sent.
 template <class T, bool inout>
 class InPlace : public Argument {
 public:
@@ -253,9 +254,9 @@ InOut<T> inout(typename Received<T>::Type& target) {
 
 // --- Calls -------------------------------------------------------------------------------------------------
 
-// Calls an operation and waits for the reply. A request that CORBA_TRANSIENT sends elsewhere is made again;
-// every other exception is the caller's. An interceptor may leave no reply: then there is no result, and the
-// arguments are as they were. What is served during the wait may release the target.
+// Calls an operation and waits for the reply. CORBA_TRANSIENT makes the request anew, without a limit; every
+// other exception is passed to the caller. When an interceptor ends the call without a reply, the result is
+// empty and the arguments are unchanged. A request served during the wait may release the target.
 template <class Result = void, class... Arguments>
 typename Received<Result>::Type call(CORBA_Object& target, const char* operation, Arguments... arguments) {
     const CORBA_Object_var held(CORBA_Object::_duplicate(&target));
@@ -264,12 +265,12 @@ typename Received<Result>::Type call(CORBA_Object& target, const char* operation
             const CORBA_MarshalOutBuffer_var request(target._stub_request(operation, 1));
             (arguments.write(*request), ...);
             const CORBA_MarshalInBuffer_var reply(target._stub_invoke(request.in()));
-            // Made anew for each attempt, so that nothing of a reply which failed is left.
+            // A new one for each attempt, so that nothing of a failed reply remains.
             Received<Result> result;
             if (reply.in()) {
                 result.read(*reply);
                 (arguments.read(*reply), ...);
-                // Only now, when the whole reply has been read, does the caller own anything of it.
+                // The caller owns nothing of the reply before all of it has been read.
                 (arguments.give(), ...);
             }
             return result.give();
@@ -279,7 +280,7 @@ typename Received<Result>::Type call(CORBA_Object& target, const char* operation
     }
 }
 
-// The same for an operation that nothing comes back from.
+// The same for a one-way operation.
 template <class... Arguments>
 void callOneway(CORBA_Object& target, const char* operation, Arguments... arguments) {
     const CORBA_Object_var held(CORBA_Object::_duplicate(&target));
@@ -297,7 +298,7 @@ void callOneway(CORBA_Object& target, const char* operation, Arguments... argume
 
 // --- Skeletons ---------------------------------------------------------------------------------------------
 
-// A result or out argument of variable size, as the servant has given it. Null raises CORBA_BAD_PARAM.
+// A result or out argument of variable size, as the servant has set it. Null raises CORBA_BAD_PARAM.
 template <class T>
 const T& given(const TRXVar<T>& holder) {
     if (!holder.in())
@@ -315,7 +316,8 @@ ArrayRef<Array> given(const ArrayVar<Array>& holder) {
     return array<Array>(holder.in());
 }
 
-// An `in` argument is valid for the call, and so is the message: a large octet sequence need not be copied.
+// An `in` argument need only be valid during the call, as is the message, so a large octet sequence is
+// borrowed from the message's buffer and not copied.
 template <std::derived_from<TRXSequence<CORBA_Octet>> T>
 struct InMessage {
     T& sequence;
@@ -324,12 +326,12 @@ template <class T>
 InMessage<T> inMessage(T& sequence) {
     return {sequence};
 }
-// Of a message's buffer only.
+// The stream must be a message's buffer.
 template <class T>
 TRXistream& operator>>(TRXistream& stream, InMessage<T> argument) {
     CORBA_ULong length = 0;
-    // The arguments of a request always come in such a buffer. The length is checked against what is left of
-    // it.
+    // The arguments of a request always come in such a buffer. The length is checked against the octets left
+    // in it.
     const unsigned char* octets = static_cast<CORBA_MarshalInBuffer&>(stream).octets_in_place(length);
     // Borrowed: `false` keeps the sequence from freeing the octets.
     argument.sequence = T(length, length, const_cast<unsigned char*>(octets), false);

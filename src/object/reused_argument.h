@@ -7,13 +7,13 @@
 
 namespace harbolance {
 
-// An argument of a servant's operation whose memory serves the next request, so that a sequence of structs
-// with strings is read without an allocation for each. For sequences of strings, or of structs that hold
-// numbers and strings only: what such a value leaves behind has no effect but the memory that it takes.
+// Keeps the memory of a servant's argument for the next request, so that a sequence of structs with strings
+// is read without an allocation for each string. Only for sequences of strings, or of structs of numbers and
+// strings: an old value of these types has no effect except that it takes memory.
 //
-// One object of each type is kept. What it holds came out of messages; it goes when they have been 4 MiB in
-// sum, since the strings in it are each as long as the longest that any of them had in its place. An argument
-// inside a nested call, while the kept one is in use, is an object of its own.
+// One object of each type is kept. It is destroyed after 4 MiB of messages in sum, because each of its
+// strings keeps the length of the longest that it has held. In a nested call, while the kept object is in
+// use, a new one is made.
 template <class T>
 class ReusedArgument {
 public:
@@ -24,7 +24,7 @@ public:
     ReusedArgument(const ReusedArgument&) = delete;
     ReusedArgument& operator=(const ReusedArgument&) = delete;
     ~ReusedArgument() {
-        // A servant may have replaced the value by one in memory of its own.
+        // Not kept when the servant has replaced the value by one that does not own its memory.
         if (keepsMemory && !_kept && _value->octets <= mostOctets && _value->sequence.release())
             _kept = _value;
         else

@@ -12,7 +12,7 @@
 #include <cstdio>
 #include <string>
 
-// What an object is and how long it lives. What it asks of its server is in object_calls.cpp.
+// Construction, release and properties of an object. The calls to its server are in object_calls.cpp.
 
 using namespace harbolance;
 
@@ -23,7 +23,7 @@ void TRXObjectImpl::deactivate() {
     try {
         skel->deactivate();
     } catch (...) {
-        // the object goes all the same
+        // the object is destroyed nevertheless
     }
 }
 
@@ -34,7 +34,8 @@ CORBA_Object::CORBA_Object(bool isStub)
 CORBA_Object::~CORBA_Object() {
     if (_impl->stub)
         _impl->stub->leave();
-    // An object that does not end by a release, for example because a constructor of its class raised.
+    // Reached when the object is not destroyed by a release, for example because a derived constructor
+    // raised.
     if (_impl->skel && !_impl->_deactivated)
         _impl->deactivate();
     _impl->_remove_ref();
@@ -43,21 +44,21 @@ CORBA_Object::~CORBA_Object() {
 void CORBA_release(CORBA_Object* object) {
     if (!object)
         return;
-    // The core outlives the object: what the servant does when it leaves its adapters and in its destructor
-    // may count.
+    // `core` outlives the object, because the servant may duplicate and release itself while it leaves its
+    // adapters and in its destructor.
     const auto core = TRXRef<TRXObjectImpl>::duplicate(object->_impl);
     constexpr CORBA_ULong lastAndHeld = 2;
-    // The caller's reference and `core` are the only ones.
+    // The servant is about to end when only the caller's reference and `core` are left.
     const bool leaves = core->skel && core->_refcount() == lastAndHeld;
     if (leaves)
         core->deactivate();
     TRX_ASSERT(core->_refcount() >= lastAndHeld, "vobject");
-    // Asked again: the servant may have given out a reference to itself while it left its adapters.
+    // Tested again, because the servant may have given out a reference to itself while it left its adapters.
     if (core->_refcount() == lastAndHeld) {
         delete object;
     } else {
         if (leaves)
-            core->_deactivated = false; // saved
+            core->_deactivated = false; // kept alive by that reference
         core->_remove_ref();
     }
 }
@@ -71,21 +72,22 @@ const CORBA_TypeInfo* CORBA_Object::_type_info() const {
 void* CORBA_Object::_cast(const CORBA_TypeInfo* target) {
     if (*target == CORBA_Object_type)
         return this;
-    // A servant is what its class is, and the generated class has been asked before.
+    // A servant has no other interfaces than its class, which has been searched already; only a stub asks its
+    // server.
     if (_impl->skel || !_is_a(target->id()))
         return nullptr;
     CORBA_Object_var stub(target->impl()->createStub());
-    // The same reference and connection; the server has just answered on it.
+    // The new stub gets the same reference and connection; the server has just answered on it.
     stub->_impl->stub->copy(this);
     CORBA_Object* result = wrapped(*target, stub);
-    // It has no owner until the caller's `_duplicate`.
+    // Returned without an owner; the caller's `_duplicate` makes the first reference.
     result->_impl->_disown();
     return result->_cast(target);
 }
 
 const char* CORBA_Object::_interface_name() const {
     if (_impl->stub) {
-        // What the reference names may be more derived than any type that is known here.
+        // The type in the reference may be more derived than any type known here.
         const char* id = _impl->stub->original_ior().type_id.in();
         if (id && *id)
             return id;
@@ -105,11 +107,11 @@ void CORBA_Object::_object_name(const char* name) {
     SkelHalf& skel = *_impl->skel;
     const TRXGlobalTable& table = *TRXGlobalTable::instance();
     const bool named = skel.name.in() && *skel.name.in();
-    // A name is not taken away by a constructor of a base that is called without one.
+    // A base class constructor that is called without a name does not remove the name.
     if (named && !name)
         return;
     char numbered[32];
-    // With the option for older peers an object without a name gets one with a number, and is persistent.
+    // With the option for older peers, an object without a name gets a numbered one and becomes persistent.
     if (!name && table.backCompat && table.transientObjects == 0) {
         static long next = 0;
         std::snprintf(numbered, sizeof numbered, "BackCompat%-ld", next++);
@@ -126,7 +128,7 @@ CORBA_Boolean CORBA_Object::_is_persistent() const {
 }
 
 CORBA_ULong CORBA_Object::_hash(CORBA_ULong maximum) const {
-    // Of the names that are known here, since no call may be made.
+    // Computed from the names known here, because this operation must not call the server.
     CORBA_ULong hash = CORBA_string_hash(_interface_name());
     if (const char* name = _object_name())
         hash ^= CORBA_string_hash(name);
@@ -158,7 +160,7 @@ CORBA_BOA* CORBA_Object::_boa() const {
 }
 
 CORBA_ImplementationDef* CORBA_Object::_get_implementation() const {
-    // Only the process of a servant knows what it is registered as.
+    // Only the servant's process knows how the object is registered.
     if (!_impl->skel)
         throw CORBA_NO_PERMISSION();
     return _impl->skel->implementation();
@@ -256,7 +258,7 @@ std::ostream& operator<<(std::ostream& stream, CORBA_Object* object) {
         printObject(text, object);
         return stream;
     }
-    // Before an ORB is started nothing is printed, as a stream operator should not raise.
+    // Prints nothing before an ORB is started, since a stream operator should not raise.
     if (CORBA_ORB* orb = currentORB()) {
         const CORBA_String_var text(orb->object_to_string(object));
         if (text.in())

@@ -14,8 +14,8 @@ class CORBA_ImplementationDef;
 class CORBA_ORB;
 class CORBA_TypeInfo;
 
-// The core of one object; its count is that of the object. One of the two halves is there and makes the
-// object a stub or a servant.
+// The core of one object, which has the object's reference count. Exactly one of the two halves exists and
+// makes the object a stub or a servant.
 class TRXObjectImpl final : public TRXResource {
 public:
     explicit TRXObjectImpl(std::unique_ptr<harbolance::StubHalf> half) : stub(std::move(half)) {}
@@ -31,31 +31,32 @@ private:
     friend void CORBA_release(CORBA_Object* object);
     void deactivate();
 
-    bool _deactivated = false; // and nothing has saved the object since
+    bool _deactivated = false; // reset when the object survives its release
 };
 
-// The root of every object reference, for a stub in a client as for a servant in a server. Interfaces derive
-// from it virtually. Objects live on the heap, begin with one reference and die with the last one.
+// The root class of all object references, for stubs in a client and for servants in a server. Interfaces
+// derive from it virtually. Objects live on the heap, start with one reference and are destroyed with the
+// last one.
 //
 // Some operations may call the object's server: they wait as every call does (invoke/stub/vstub.h) and raise
-// what a call raises, unless they say otherwise. The others never leave the process.
+// the exceptions of a call, unless stated otherwise. The others are local to the process.
 class CORBA_Object {
 public:
     CORBA_Object(const CORBA_Object&) = delete;
     CORBA_Object& operator=(const CORBA_Object&) = delete;
 
-    // The type of the object in this process: its most derived interface that is known here.
+    // The type of the object in this process: the most derived of its interfaces that is known here.
     virtual const CORBA_TypeInfo* _type_info() const;
-    // This object as `target`, without a reference for the caller, or null. For a stub of another type the
-    // server may be asked, and a new stub is made.
+    // This object as a pointer to the class of `target`, without a reference for the caller, or null. A stub
+    // of another type may ask the server, and then a new stub is made.
     virtual void* _cast(const CORBA_TypeInfo* target);
     virtual CORBA_MarshalOutBuffer* _prepare_reply(void* pdata); // for skeletons
     // A servant leaves its adapters before it is destroyed.
     virtual ~CORBA_Object();
-    // Makes a servant one object of a service: `name` with `id`, which is not in any adapter yet.
+    // Makes a servant, which must not be in an adapter yet, an object of the service `name` with the id `id`.
     virtual void _service(const char* name, const CORBA_OctetSequence& id);
-    // The steps of a generated stub: a request for its arguments, the one-way and the two-way call. A class
-    // may send its calls elsewhere by overriding them. What is returned is the caller's.
+    // The steps of a generated stub: making a request, the one-way call and the two-way call. A derived class
+    // may override them to send its calls elsewhere. The caller owns the returned buffers.
     virtual CORBA_MarshalOutBuffer* _stub_request(const char* operation, CORBA_Boolean responseExpected);
     virtual void _stub_send(CORBA_MarshalOutBuffer* request);
     virtual CORBA_MarshalInBuffer* _stub_invoke(CORBA_MarshalOutBuffer* request);
@@ -68,7 +69,7 @@ public:
     }
     static CORBA_Object* _nil() { return nullptr; }
     static CORBA_Object* _narrow(CORBA_Object* object) { return _duplicate(object); }
-    // See CORBA_ORB::bind; a null `orb` stands for the process's. The caller owns the reference.
+    // See CORBA_ORB::bind; a null `orb` stands for the process's ORB. The caller owns the reference.
     static CORBA_Object* _bind(const char* rep_id, const char* object_name = nullptr,
                                const char* host_name = nullptr, const CORBA_BindOptions* options = nullptr,
                                CORBA_ORB* orb = nullptr);
@@ -79,44 +80,48 @@ public:
     CORBA_Boolean _is_persistent() const; // a servant that has a name or is of a service
     const char* _interface_name() const;  // the repository id
     const char* _object_name() const;     // may be null or empty
-    // For a servant before it enters an adapter: an object without a name is transient.
+    // Call on a servant before it enters an adapter: an object without a name is transient.
     void _object_name(const char* name);
-    // Of a stub what goes out with its requests, of a servant whoever sent the request that is being served.
-    // The first two results are the caller's.
+    // The principal: of a stub the one sent with its requests, of a servant the sender of the request being
+    // served. The caller owns the first two results.
     CORBA_OctetSequence* _principal() const;
     static CORBA_OctetSequence* _default_principal();
     void _principal(const CORBA_OctetSequence* principal);
     static void _default_principal(const CORBA_OctetSequence* principal);
-    // A copy for the caller, null for a servant.
+    // A copy, which the caller owns; null for a servant.
     CORBA_BindOptions* _bind_options() const;
     void _bind_options(const CORBA_BindOptions& options);
     static CORBA_BindOptions* _default_bind_options();
     static void _default_bind_options(const CORBA_BindOptions& options);
-    CORBA_BOA* _boa() const; // of a servant, or the process's; null when there is none
-    // A copy of what a servant is registered as, or null; a stub raises CORBA_NO_PERMISSION.
+    CORBA_BOA* _boa() const; // the adapter of a servant, or the process's; null without any
+    // A copy of a servant's definition, or null; the caller owns it. A stub raises CORBA_NO_PERMISSION.
     CORBA_ImplementationDef* _get_implementation() const;
 
     CORBA_ULong
     _hash(CORBA_ULong maximum) const; // below `maximum`, unless that is 0; of names, without a call
-    // Whether both are known to be one object: the same servant, or stubs of equal references.
+    // Whether both are known to be the same object: the same servant, or stubs with equal references. No call
+    // is made.
     CORBA_Boolean _is_equivalent(CORBA_Object* other) const;
-    // These may call the server. A call that fails makes `_is_a` false and `_non_existent` true; a server
-    // that refuses the question exists.
+    // These may call the server. When the call fails `_is_a` is false and `_non_existent` is true; a server
+    // that answers CORBA_NO_PERMISSION exists.
     CORBA_Boolean _is_a(const char* rep_id);
     CORBA_Boolean _non_existent();
-    // The interface's definition in the interface repository: the caller's, nil when the server cannot tell.
-    // CORBA_INTF_REPOS when this process knows no repository.
+    // The interface's definition in the interface repository; the caller owns it. Nil when the server cannot
+    // be asked or gives none. For a servant it raises CORBA_INTF_REPOS, because this process has no
+    // repository client.
     CORBA_Object* _interface();
-    // An initial reference of the process that the object is in. CORBA_ORB_InvalidName when it has none.
+    // An initial reference of the object's process; the caller owns it. Raises CORBA_ORB_InvalidName when it
+    // has none of that name.
     CORBA_Object* _resolve_reference(const char* name);
 
     TRXObjectImpl* _object_impl() const { return _impl; }
 
-    // Gives one reference back; null is accepted.
+    // Releases one reference; null is accepted. The last one destroys the object.
     friend void CORBA_release(CORBA_Object* object);
 
 protected:
-    // A stub or a servant. What is called when the process has no calls or adapters raises CORBA_INITIALIZE.
+    // Makes a stub or a servant. Raises CORBA_INITIALIZE when the process lacks the layer of the calls or of
+    // the adapters.
     explicit CORBA_Object(bool isStub = false);
     explicit CORBA_Object(TRXObjectImpl* impl) : _impl(impl) {}
 
@@ -130,10 +135,10 @@ using CORBA_Object_var = TRXVar<CORBA_Object>;
 void CORBA_release(CORBA_Object* object);
 inline bool CORBA_is_nil(const CORBA_Object* object) { return object == nullptr; }
 
-// On cout, cerr and clog a readable line, on any other stream the stringified reference.
+// Prints a readable line on cout, cerr and clog, the stringified reference on any other stream.
 std::ostream& operator<<(std::ostream& stream, CORBA_Object* object);
 
-// References as elements of a sequence (sequence.h). `Interface` has a `_duplicate` of its own and the stream
+// References as elements of a sequence (sequence.h). `Interface` must have its own `_duplicate` and stream
 // operators.
 template <class Interface>
 struct TRXObjectElement {

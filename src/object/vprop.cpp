@@ -13,11 +13,11 @@ namespace {
 struct OptionRow {
     std::string_view word;
     const char* key;
-    const char* fixed; // the value that the word alone stands for; null when the next word is the value
+    const char* fixed; // the value when the option takes none; null when the next word is the value
 };
 
-// Words that store under another name than their own, or that take no value. Readers rely on the fixed values
-// as they stand, also where a word seems to say the opposite.
+// Options that are stored under another key than their own, or that take no value. Code that reads the
+// options relies on these values exactly as they are, even where a name seems to say the opposite.
 constexpr OptionRow optionRows[] = {
     {"-OAipaddr", "OAIPADDR", nullptr},
     {"-OAport", "OAPORT", nullptr},
@@ -56,7 +56,7 @@ const OptionRow* rowOf(std::string_view word) {
 std::string upperCase(std::string_view key) {
     std::string upper(key);
     for (char& c : upper)
-        // The cast keeps toupper() from negative values, for which it is undefined.
+        // The cast avoids negative arguments, for which toupper() is undefined.
         c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     return upper;
 }
@@ -75,7 +75,7 @@ void TRXPropertyList::parse(int& argc, char** argv, const char* prefix) {
     int kept = 0;
     for (int i = 0; i < argc; ++i) {
         char* const word = argv[i];
-        // `kept` is never beyond `i`, so nothing is overwritten before it has been read.
+        // `kept` is at most `i`, so no word is overwritten before it is read.
         if (!std::string_view(word).starts_with(prefix)) {
             argv[kept++] = word;
             continue;
@@ -87,7 +87,7 @@ void TRXPropertyList::parse(int& argc, char** argv, const char* prefix) {
         }
         if (i == argc - 1)
             endForMissingValue(word);
-        // Without a row the key is the word without its '-'.
+        // Without a table row the key is the option without its '-'.
         put(row ? row->key : word + 1, argv[++i]);
     }
     argc = kept;
@@ -100,13 +100,13 @@ char* TRXPropertyList::get(const char* key) const {
 
 void TRXPropertyList::put(const char* key, const char* value) {
     const auto stored = _table.insert(std::make_unique<Property>(Property{upperCase(key), value}));
-    // The table keeps the entry that is there; a later value counts.
+    // insert keeps the existing entry; its value is replaced by the later one.
     if (!stored.added)
         (*stored.entry)->value = value;
 }
 
 void TRXPropertyList::merge(const TRXPropertyList& other) {
-    // In the order of the slots, which does not matter: keys of one list are different.
+    // The order of the slots does not matter, because the keys of one list are different.
     const auto& table = other._table;
     for (uint32_t i = table.next(0); i < table.capacity(); i = table.next(i + 1))
         put(table.slot(i)->key.c_str(), table.slot(i)->value.c_str());

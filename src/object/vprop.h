@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-// Options by name, as they come from a command line. Keys know no case: "ORBagentport" and "OrbAgentPort" are
-// one. All arguments are non-null.
+// Options by name, as given on a command line. Keys are not case-sensitive: "ORBagentport" and "OrbAgentPort"
+// are the same. No argument may be null.
 class TRXPropertyList {
 public:
     TRXPropertyList() = default;
@@ -16,9 +16,9 @@ public:
     TRXPropertyList& operator=(const TRXPropertyList&) = delete;
     virtual ~TRXPropertyList();
 
-    // Takes the words that start with `prefix`, and the values that follow them, out of the `argc` words of
-    // `argv` and stores them; the others keep their order. What stands behind the new `argc` is left as it
-    // was. A word that lacks its value ends the process with a message and status 0.
+    // Removes the words that start with `prefix`, and the values that follow them, from the `argc` words of
+    // `argv` and stores them. The other words keep their order; the array behind the new `argc` is not
+    // changed. An option without its value ends the process with a message and status 0.
     virtual void parse(int& argc, char** argv, const char* prefix);
     // A new string, which the caller frees with CORBA_string_free, or null when the key is absent.
     virtual char* get(const char* key) const;
@@ -28,9 +28,10 @@ public:
 
     // The value, empty when the key is absent; for readers inside the library.
     std::optional<std::string> property(const char* key) const;
-    // As strtol base 10 reads it: the leading digits, or 0.
+    // The value as a number, read like strtol with base 10: its leading digits, or 0. Nothing when the key is
+    // absent.
     std::optional<long> number(const char* key) const;
-    // The low byte of that number: 256 is false.
+    // The low octet of that number, so 256 gives false.
     std::optional<bool> flag(const char* key) const;
 
 private:
@@ -44,8 +45,7 @@ private:
 
 namespace harbolance {
 
-// The word behind the first `option` of a command line; null when there is none. A last word has nothing
-// behind it.
+// The word after the first `option` in a command line; null when the option is absent or the last word.
 const char* wordBehind(int argc, char** argv, const char* option);
 
 } // namespace harbolance

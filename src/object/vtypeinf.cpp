@@ -18,8 +18,8 @@ struct Dictionaries {
     KeyedTable<TRXTypeInfo*, &TRXTypeInfo::id> byId{16};
 };
 
-// Made by the first registration or look-up and never destroyed: static handles of any file are removed from
-// them while the process ends.
+// Made by the first registration or look-up and never destroyed, because static handles of any file are
+// removed from the dictionaries while the process ends.
 Dictionaries& dictionaries() {
     static auto* const made = new Dictionaries;
     return *made;
@@ -52,7 +52,7 @@ TRXRef<TRXTypeInfo> TRXTypeInfo::findOrMake(const char* name) {
 
 void TRXTypeInfo::registerStub(const CORBA_TypeInfo* owner, const char* id, TRXObjectFactory factory,
                                std::vector<const CORBA_TypeInfo*> bases) {
-    // Checked before anything is changed: static objects of two libraries may bring the same interface.
+    // Checked before any change: static objects of two libraries may register the same interface.
     if (_registered || dictionaries().byId.find(id))
         throw CORBA_BAD_PARAM();
     _owner = owner;
@@ -64,7 +64,7 @@ void TRXTypeInfo::registerStub(const CORBA_TypeInfo* owner, const char* id, TRXO
 }
 
 void TRXTypeInfo::withdraw(const CORBA_TypeInfo* handle) {
-    // The handle of a half that was refused, or has been replaced.
+    // The handle's half was refused or has been replaced.
     if (_owner != handle && _skeleton_owner != handle)
         return;
     if (_owner == handle) {
@@ -75,12 +75,12 @@ void TRXTypeInfo::withdraw(const CORBA_TypeInfo* handle) {
         _wrap = nullptr;
         _client_factories = {};
         _server_factories = {};
-        // They are handles of libraries that may be unloaded next.
+        // Cleared, since the handles of the bases may be in libraries that are unloaded next.
         _bases.clear();
     }
     if (_skeleton_owner == handle)
         setMethods(0, nullptr);
-    // The merged table refers to the half that goes; it is made again when it is asked for.
+    // The merged table refers to the half being removed; it is built again when needed.
     _methods_by_name.reset();
 }
 
@@ -94,7 +94,7 @@ bool TRXTypeInfo::hasId(const char* id) const {
 }
 
 TRXSkeleton TRXTypeInfo::findMethod(const char* operation, const CORBA_TypeInfo*& out) {
-    // At the first request, when all static objects have been made, whatever the order of the files.
+    // Built at the first request, when all static objects exist, whatever the order of the files.
     if (!_methods_by_name)
         mergeMethodsInto(_methods_by_name.emplace(16));
     if (const auto* found = _methods_by_name->find(operation)) {
@@ -107,13 +107,13 @@ TRXSkeleton TRXTypeInfo::findMethod(const char* operation, const CORBA_TypeInfo*
     return _methods.front().skeleton;
 }
 
-// Depth first. `insert` keeps an entry that is in the table already, so the first definition that is met
-// hides the later ones.
+// Adds the operations depth first. `insert` keeps an existing entry, so the first definition found hides
+// later ones.
 void TRXTypeInfo::mergeMethodsInto(MethodTable& table) const {
     for (const TRXMethod& method : _methods)
         table.insert({method.operation, method.skeleton, this});
     for (const CORBA_TypeInfo* base : _bases) {
-        // Null for a base whose static object has not been made.
+        // Null for a base whose static object has not been constructed.
         if (base->impl())
             base->impl()->mergeMethodsInto(table);
     }
@@ -132,7 +132,7 @@ CORBA_Object* TRXTypeInfo::createWrappedObject(CORBA_Object* object) {
 namespace {
 
 bool tracing() {
-    // Read once, since the program may change its environment later.
+    // Read once, because the program may change its environment later.
     static const bool on = std::getenv("DEBUG_STATIC") != nullptr;
     return on;
 }
@@ -179,7 +179,7 @@ CORBA_TypeInfo::~CORBA_TypeInfo() {
 }
 
 CORBA_TypeInfo::BaseList CORBA_TypeInfo::list(std::initializer_list<const CORBA_TypeInfo*> bases) {
-    // Generated code may end its list by a null.
+    // Generated code may end its list of bases with a null.
     return {bases.begin(), std::find(bases.begin(), bases.end(), nullptr)};
 }
 
@@ -223,7 +223,7 @@ CORBA_Object* CORBA_TypeInfo::createWrappedStub() const {
         assertionFailed("_impl != __null", "vtypeinf", __LINE__);
     const CORBA_Object_var stub = _impl->createStub();
     CORBA_Object* wrapped = createWrappedObject(stub);
-    // `stub` gives its reference back on return, so the caller needs one of its own.
+    // `stub` releases its reference on return, so the caller gets another one.
     return wrapped == stub.in() ? CORBA_Object::_duplicate(wrapped) : wrapped;
 }
 
