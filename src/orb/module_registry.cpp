@@ -18,8 +18,8 @@ template <class T>
 using ByName = KeyedTable<T*, &T::name>;
 using ByKey = KeyedTable<TRXORBFactory*, &TRXORBFactory::key>;
 
-// Plain pointers with constant initialisation: static constructors and destructors of any file can use them,
-// whatever the order of the files.
+// Plain pointers with constant initialisation, so that static constructors and destructors of any file can
+// use them in any order.
 constinit TRXList<TRXInitStruct>* initializers = nullptr;
 constinit ByName<TRXResolver>* TRXResolver_dict = nullptr;
 constinit ByName<TRXORBFactory>* factoriesByName = nullptr;
@@ -29,7 +29,7 @@ template <class Traits, class T>
 void enter(HashTable<Traits>*& registry, T* object) {
     if (!registry)
         registry = new HashTable<Traits>(16);
-    // insert() gives the entry that is there; the later object takes its place.
+    // insert() returns the existing entry, which the later object replaces.
     *registry->insert(object).entry = object;
 }
 
@@ -40,7 +40,7 @@ void leave(HashTable<Traits>*& registry, T* object) {
     if (!found || *found != object)
         return;
     registry->take(object);
-    // An empty registry counts as none, see anyExists().
+    // A registry without members is deleted, because anyExists() tests the pointer.
     if (registry->size() > 0)
         return;
     delete registry;
@@ -59,14 +59,14 @@ TRXInit::TRXInit(long priority) {
     if (!initializers)
         initializers = new TRXList<TRXInitStruct>;
     uint32_t index = 0;
-    // Behind all of the same priority, so that equal ones keep their order.
+    // Inserted behind all of the same priority, so that these keep their order.
     while (index < initializers->count() && initializers->at(index).priority <= priority)
         ++index;
     initializers->insert(index, {this, priority});
 }
 
 TRXInit::~TRXInit() {
-    // Found by its address; the priority is not compared.
+    // The entry is found by its address; the priority is not compared.
     initializers->remove({this, 0});
     if (initializers->count() > 0)
         return;
@@ -79,7 +79,8 @@ void TRXInit::ORB_init(int&, char**, CORBA_ORB*) {}
 void TRXInit::BOA_init(int&, char**, CORBA_BOA*) {}
 
 void TRXInit::initializeAll(int& argc, char** argv, CORBA_ORB* orb) {
-    // Asked each time: a hook may make or destroy initialisers, for example by loading a library.
+    // The registry is tested in each pass, because a hook may add or remove initialisers, for example by
+    // loading a library.
     for (uint32_t i = 0; initializers && i < initializers->count(); ++i)
         initializers->at(i).initializer->ORB_init(argc, argv, orb);
 }

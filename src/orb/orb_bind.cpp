@@ -10,14 +10,14 @@
 #include <cstring>
 #include <ostream>
 
-// References of TRXORB: as text, by name, and what is inside their profiles.
+// References in TRXORB: stringified, by name, and the contents of their profiles.
 
 using namespace harbolance;
 
 // --- Text --------------------------------------------------------------------------------------------------
 
 char* TRXORB::object_to_string(CORBA_Object* object) {
-    // Nil has a text too: that of a reference without profiles.
+    // Nil is stringified as a reference without profiles.
     return TRXUtil::ior_to_string(object ? ObjectOperations::installed().reference(object) : IOP::IOR());
 }
 
@@ -30,11 +30,11 @@ CORBA_Object* TRXORB::string_to_object(const char* text) {
 
 namespace {
 
-// An object of this process may be meant only where no other host is.
+// Whether `host` is null or this host: only then may an object of this process be meant.
 bool namesThisHost(const char* host) {
     if (!host)
         return true;
-    // A name without an address is known to the agents at most, and so is another host.
+    // A host name without an address is another host, which only the agents may know.
     const CORBA_String_var address(TRXUtil::host_address(host));
     const CORBA_String_var own(TRXUtil::host_address(nullptr));
     return address.in() &&
@@ -45,7 +45,7 @@ CORBA_Object* localObject(const char* repId, const char* objectName) {
     ObjectAdapters* adapters = ObjectAdapters::installed();
     if (!adapters)
         return nullptr;
-    // Objects that can be found by their names are the persistent ones.
+    // Only persistent objects can be found by name.
     const TRXRef<TRXObjectId> id(new TRXPersistentId(repId, objectName ? objectName : ""));
     const CORBA_OctetSequence_var key(TRXUtil::key_from_id(*id));
     return adapters->find(*key);
@@ -57,11 +57,10 @@ CORBA_Object* TRXORB::bind(const char* rep_id, const char* object_name, const ch
                            const CORBA_BindOptions* options) {
     const TRXGlobalTable& table = *TRXGlobalTable::instance();
     const CORBA_TypeInfo* info = CORBA_TypeInfo::lookup(rep_id);
-    // A type may be asked for by its name or its id; in keys it has one form, which older peers take to be
-    // the name.
+    // A type may be given by its name or its id, but keys need one form: the id, or the name for older peers.
     if (info)
         rep_id = table.backCompat ? info->name() : info->id();
-    // Without a class of its own the object can still be called by way of CORBA::Object.
+    // Without a stub class the object can still be called through CORBA::Object.
     if (!info || !info->impl()->hasFactory())
         info = &CORBA_Object_type;
 
@@ -72,7 +71,7 @@ CORBA_Object* TRXORB::bind(const char* rep_id, const char* object_name, const ch
         return local._retn();
 
     CORBA_Object_var object(info->impl()->createStub());
-    // createStub() makes a stub, so there is this half.
+    // createStub() makes a stub, so this half exists.
     TRXStubInfo& stub = *TRXStubInfo::of(object.in());
     const bool defer = (options ? *options : table.defaultBindOptions).deferBind;
     if (local.in())
@@ -91,7 +90,7 @@ IOP::IOR* TRXORB::locate_reference(const char* repId, const char* objectName, co
     const CORBA_OctetSequence_var key(TRXUtil::key_from_id(*id));
     body.object_key = *key;
     auto ior = std::make_unique<IOP::IOR>();
-    // "*" stands for any interface, as in the ids of services, and is no type.
+    // "*" stands for any interface, as in the ids of services; it is not a type id.
     ior->type_id = repId && std::strcmp(repId, "*") != 0 ? repId : "";
     ior->profiles.length(1);
     ior->profiles[0].tag = IOP::TAG_TRX_LOCATE;
@@ -99,24 +98,24 @@ IOP::IOR* TRXORB::locate_reference(const char* repId, const char* objectName, co
     return ior.release();
 }
 
-// Whether the server is asked for an object of this key before it is called. An id that says exactly which
-// object is meant needs no question.
+// Whether the server is asked if it has the object with this key, before the first call. An id that
+// identifies one exact object needs no such request.
 static bool isAskedFor(const CORBA_OctetSequence& key) {
     try {
         const TRXRef<TRXObjectId> id(TRXUtil::id_from_key(key));
         return !id || id->type() == TRXObjectId::ID_PERSISTENT;
     } catch (const CORBA_Exception&) {
-        // A key that begins like one of ours and cannot be read. Only its server can tell what it means.
+        // The key has the prefix of our keys but cannot be parsed. Only its server knows what it means.
         return true;
     }
 }
 
 TRXGIOPConn* TRXORB::locate(TRXGIOPConn* connection, IOP::IOR& ior, CORBA_ULong seconds) {
-    // One limit over all steps.
+    // One time limit for all steps.
     const TimeLimit limit(seconds);
     CORBA_OctetSequence key;
     TRXUtil::object_key_of(ior, connection->connection().profile_id(), key);
-    // The caller gets a use of the connection, which it gives back as if it had been opened for it.
+    // The caller always gets a use of its own, which it must give back, also when no request is made.
     if (!isAskedFor(key))
         return GIOPUse::another(connection).detach();
     limit.check();
@@ -124,17 +123,18 @@ TRXGIOPConn* TRXORB::locate(TRXGIOPConn* connection, IOP::IOR& ior, CORBA_ULong 
     try {
         status = connection->locate(ior, limit.left());
     } catch (const CORBA_COMM_FAILURE&) {
-        // The server has gone while it was asked. Another one may have the object: the caller begins anew.
+        // The server went away during the request. Another server may have the object, so the caller starts
+        // again.
         throw CORBA_TRANSIENT();
     } catch (const CORBA_OBJECT_NOT_EXIST&) {
-        // The host is right, but no such object is there: for one that is sought by name the answer is that
-        // it has no implementation.
+        // The host was reached but does not have the object. For an object sought by name this is reported as
+        // CORBA_NO_IMPLEMENT.
         throw CORBA_NO_IMPLEMENT();
     }
     if (status == GIOP::OBJECT_HERE)
         return GIOPUse::another(connection).detach();
     limit.check();
-    throw CORBA_TRANSIENT(); // the reference has become another one
+    throw CORBA_TRANSIENT(); // `ior` is another reference now
 }
 
 // --- Profiles ----------------------------------------------------------------------------------------------
@@ -143,7 +143,7 @@ namespace {
 
 const TRXProfileKeys& keysOf(const IOP::TaggedProfile& profile) {
     const TRXProfileKeys* keys = TRXProfileKeys::find(profile.tag);
-    // A profile of another protocol, which only another ORB can read.
+    // The profile belongs to another protocol, which only another ORB can read.
     if (!keys)
         throw CORBA_INV_OBJREF();
     return *keys;
@@ -161,7 +161,7 @@ IOP::TaggedProfile* TRXORB::rekeyed(const IOP::TaggedProfile& profile, const COR
 
 void TRXORB::print_profile(std::ostream& stream, const IOP::TaggedProfile& profile) {
     const IIOP::ProfileBody body = IIOP::decoded(profile.profile_data);
-    // A reference by name has no host; the agents are asked for it.
+    // A reference by name has no host; the agents know where the object is.
     const bool anywhere = !body.host.in() || !*body.host.in();
     stream << "Host: " << (anywhere ? "<BROADCAST>" : body.host.in()) << "Port: " << body.port;
 }
@@ -174,7 +174,7 @@ TRXTypeInfo& entryOf(const char* repId) {
     const CORBA_TypeInfo* info = CORBA_TypeInfo::lookup(repId);
     if (!info)
         throw CORBA_BAD_PARAM();
-    // A handle that lookup() gives has an entry.
+    // A handle returned by lookup() always has an entry.
     return *info->impl();
 }
 

@@ -2,11 +2,11 @@
 
 #include <cstdint>
 
-// Process-wide options of this layer and those above it, filled by the start-up. It also fills the options of
-// the layers below: marshal_settings.h, transport_settings.h and object/global_table.h.
+// Process-wide options of this layer and those above it. The start-up sets them, as well as the options of
+// the lower layers: marshal_settings.h, transport_settings.h and object/global_table.h.
 struct TRXOrbSettings {
-    bool cacheDSQuery = true; // answers of the agents are kept
-    uint16_t agentPort = 0;   // the domain's port as given on the command line, 0 when none was
+    bool cacheDSQuery = true; // cache the answers of the agents
+    uint16_t agentPort = 0;   // the domain's port from the command line, 0 for none
 };
 
 inline constinit TRXOrbSettings orbSettings;

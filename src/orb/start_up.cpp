@@ -15,8 +15,8 @@
 #include <new>
 #include <unistd.h>
 
-// CORBA_ORB_init and its opposite: what happens once for the process, how the options get into the settings
-// of the layers, and how the ORB is shut down.
+// CORBA_ORB_init and the shut-down: the preparation of the process, the transfer of the options into the
+// settings of the layers, and the orderly end.
 
 using namespace harbolance;
 
@@ -26,12 +26,13 @@ namespace {
     throw CORBA_NO_RESOURCES(static_cast<CORBA_ULong>(errno), COMPLETED_NO);
 }
 
-// Runs at exit and on a termination signal. At exit the functions that were registered later have run before;
-// on a signal they run here. Each function leaves the list before it runs,
-// so none runs twice, this one included.
+// Runs at exit and on a termination signal. At exit, functions registered later have already run; on a signal
+// they run here. Each function is removed from the list before it runs, so none runs twice, including this
+// one.
 void shutDown() {
     if (ObjectAdapters* adapters = ObjectAdapters::installed()) {
-        // First no new requests, then the replies that wait: clients get what has been served.
+        // First no new requests are accepted, then queued replies are sent, so that clients get the results
+        // of what was served.
         adapters->shutDown();
         adapters->flush();
     }
@@ -40,21 +41,21 @@ void shutDown() {
 
 void endOnSignal() {
     shutDown();
-    // Without static destructors: the signal was acted on in the middle of some wait, whose callers still use
-    // these objects.
+    // Static destructors must not run: the signal was handled inside some wait, whose callers still use
+    // static objects.
     ::_exit(0);
 }
 
 void prepareProcess() {
     std::set_new_handler(raiseNoResources);
     Termination::install(endOnSignal);
-    // Before any module registers its own, so that it runs behind all of these at exit.
+    // Registered before any module registers its own function, so that it runs after all of those at exit.
     registerExitFunction(shutDown);
     TypeCodeAccess::startUp();
 }
 
 void readFlag(const TRXPropertyList& list, const char* key, bool& flag) {
-    // An option that is absent in this call keeps what an earlier one has set.
+    // An option that is absent in this call keeps its earlier value.
     flag = list.flag(key).value_or(flag);
 }
 
@@ -66,11 +67,11 @@ void readNumberAsFlag(const TRXPropertyList& list, const char* key, bool& flag) 
 void readBufferSize(const TRXPropertyList& list, const char* key, int& size) {
     constexpr long largest = 65535;
     if (const auto number = list.number(key))
-        // 0 leaves the size to the system.
+        // 0 leaves the size to the system; so does a number out of range.
         size = *number >= 1 && *number <= largest ? static_cast<int>(*number) : 0;
 }
 
-// "ORBbackcompat" comes first: it sets the next two as well, and their own options override it.
+// "ORBbackcompat" is read first: it sets the next two options as well, and those override it when given.
 void readSettings(const TRXPropertyList& list) {
     if (const auto backCompat = list.flag("ORBbackcompat")) {
         TRXGlobalTable::instance()->backCompat = *backCompat;
@@ -80,7 +81,7 @@ void readSettings(const TRXPropertyList& list) {
     readFlag(list, "ORBbackdii", marshalSettings.backDII);
     readFlag(list, "ORBnullstring", marshalSettings.nullString);
     const auto port = list.number("ORBagentport");
-    // The first one counts: the session with the agents may have begun on it.
+    // Only the first port is used, because the session with the agents may already have begun on it.
     if (port && orbSettings.agentPort == 0)
         orbSettings.agentPort = static_cast<uint16_t>(*port);
     readBufferSize(list, "ORBsendbufsize", transportSettings.sendBufSize);
@@ -96,18 +97,18 @@ void readSettings(const TRXPropertyList& list) {
 
 CORBA_ORB* CORBA_ORB_init(int& argc, char** argv, const char* orb_id) {
     if (!orb_id)
-        // Looked at and left: the ORB takes it out with its other words.
+        // Read without removing it; the ORB removes it with its other options.
         orb_id = wordBehind(argc, argv, "-ORBid");
     if (!orb_id)
         orb_id = "ORB";
-    // Once for the process, before any ORB is made: the options may already need what is prepared.
+    // Once per process and before any ORB is made, because parsing the options may already need it.
     [[maybe_unused]] static const bool prepared = (prepareProcess(), true);
     TRXORBFactory* factory = TRXORBFactory::find(std::string_view(orb_id));
     if (!factory)
         return nullptr;
-    // Settings before modules: a module's hook may rely on them.
+    // The settings are read before the modules' hooks run, since these may use them.
     CORBA_ORB* orb = factory->create(argc, argv);
-    // An ORB of another factory need not be a list of properties.
+    // The ORB of another factory may have no list of properties.
     if (const auto* list = dynamic_cast<const TRXPropertyList*>(orb))
         readSettings(*list);
     TRXInit::initializeAll(argc, argv, orb);

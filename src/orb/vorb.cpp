@@ -11,9 +11,9 @@ using namespace harbolance;
 TRXORB::TRXORB(const char* name, CORBA_Long key, int& argc, char** argv, const char* prefix)
     : _name(name), _key(key) {
     TRXPropertyList::parse(argc, argv, prefix);
-    // With the class named, as a derived class is not there yet while this constructor runs.
+    // The class is named, because a derived class is not constructed yet at this point.
     TRXORB::readProperties();
-    // Last: the ORB is complete then for whoever asks for it.
+    // Set last, when the ORB is complete.
     setCurrentORB(this);
 }
 
@@ -28,7 +28,7 @@ CORBA_BOA* TRXORB::BOA_init(int& argc, char** argv, const char* boa_id) {
     const char* id = boa_id ? boa_id : wordBehind(argc, argv, "-OAid");
     ObjectAdapters* adapters = ObjectAdapters::installed();
     CORBA_BOA* boa = adapters ? adapters->make(id ? id : "TSingle", argc, argv) : nullptr;
-    // Behind the making of the adapter, whose options the hooks may read.
+    // Called after the adapter is made, since the hooks may read its options.
     if (boa)
         TRXInit::initializeAll(argc, argv, boa);
     return boa;
@@ -36,7 +36,7 @@ CORBA_BOA* TRXORB::BOA_init(int& argc, char** argv, const char* boa_id) {
 
 CORBA_StringSequence* TRXORB::list_initial_services() {
     const auto names = TRXResolver::names();
-    // Held by a _var until it is complete: an allocation that fails must not lose it.
+    // Owned by a _var until it is complete, so that it does not leak when an allocation fails.
     CORBA_StringSequence_var services = new CORBA_StringSequence;
     services->length(static_cast<CORBA_ULong>(names.size()));
     for (CORBA_ULong i = 0; i < services->length(); ++i)
@@ -45,7 +45,7 @@ CORBA_StringSequence* TRXORB::list_initial_services() {
 }
 
 CORBA_Object* TRXORB::resolve_initial_references(const char* name) {
-    // A process without any initial references differs from one that lacks this name.
+    // A process without any initial references gives another exception than one that only lacks this name.
     if (!TRXResolver::anyExists())
         throw CORBA_OBJECT_NOT_EXIST();
     TRXResolver* resolver = name ? TRXResolver::find(std::string_view(name)) : nullptr;
@@ -66,10 +66,10 @@ void TRXORB::create_environment(CORBA_Environment*& environment) { environment =
 
 // --- Client connections ------------------------------------------------------------------------------------
 
-// Those of the transport that the ORB serves; null when there is none.
+// The connections of the transport that the ORB serves; null when there is none.
 TRXGIOPConnFactory* TRXORB::connections() const {
-    // The key of an ORB's factory is the tag of the profiles that it serves. Asked without making the factory
-    // of connections: a program may have no transport.
+    // The key of an ORB's factory is the tag of the profiles that it serves. `find` does not make the factory
+    // of connections, since a program may have no transport.
     const auto tag = static_cast<CORBA_ULong>(_key);
     return TRXConnFactory::find(tag) ? &TRXGIOPConnFactory::of(tag) : nullptr;
 }
@@ -102,7 +102,7 @@ void TRXORB::parse(int& argc, char** argv, const char* prefix) {
 }
 
 CORBA_ORB* TRXIIOPORBFactory::create(int& argc, char** argv) {
-    // One ORB for the process; a later command line adds to its properties.
+    // There is one ORB per process; a later command line adds to its properties.
     if (_orb)
         _orb->parse(argc, argv, "-ORB");
     else

@@ -12,22 +12,22 @@
 
 class TRXGIOPConnFactory;
 
-// The ORB: how a program starts it and what it asks of it. The steps of the start-up and the shut-down are in
-// start_up.cpp, what takes part in them in module_registry.h.
+// The ORB. The steps of its start-up and shut-down are in start_up.cpp, the modules called by them in
+// module_registry.h.
 
-// Starts the ORB with the id that `orb_id`, or else -ORBid, or else "ORB" names, and returns it; later calls
-// return the same one, which stays the library's. Null for an unknown id.
+// Starts the ORB with the id `orb_id`, or else the id given by -ORBid, or else "ORB", and returns it. Later
+// calls return the same one. The library owns it. Null for an unknown id.
 //
-// Every call takes the -ORB words and those of the modules out of `argv`, keeping the order of the rest, puts
-// them into the ORB's properties and applies these; a faulty option ends the process with a message. The
-// first call also
+// Every call removes the -ORB options and those of the modules from `argv`, keeps the order of the other
+// words, stores the options in the ORB's properties and applies them; a faulty option ends the process with a
+// message. The first call also
 //   - makes a failing `operator new` raise CORBA_NO_RESOURCES with errno as minor code,
-//   - has SIGINT and SIGTERM shut the ORB down and end the process with status 0 at once, where the program
-//     has left them at their default,
-//   - and has a normal exit shut the ORB down.
+//   - makes SIGINT and SIGTERM shut the ORB down and end the process with status 0, unless the program
+//     handles or ignores the signal,
+//   - makes a normal exit of the process shut the ORB down.
 CORBA_ORB* CORBA_ORB_init(int& argc, char** argv, const char* orb_id = nullptr);
 
-// Without a command line: the usual way to the ORB that is there.
+// Without a command line: the usual way to get the ORB that is already started.
 CORBA_ORB* CORBA_ORB_init();
 
 class TRXORB : public CORBA_ORB, public TRXPropertyList, public harbolance::ProfileORB {
@@ -53,13 +53,13 @@ public:
     void connection_max_idle(CORBA_ULong seconds) override;
 
     TRXGIOPConn* locate(TRXGIOPConn* connection, IOP::IOR& ior, CORBA_ULong seconds) override;
-    // Applies the properties that this class has fields for.
+    // Applies those properties for which this class has members.
     virtual void readProperties();
     IOP::IOR* locate_reference(const char* repId, const char* objectName, const char* host) override;
-    // A new profile of this ORB with another key; the caller's.
+    // A copy of the profile with another key. The caller owns it.
     virtual IOP::TaggedProfile* rekeyed(const IOP::TaggedProfile& profile, const CORBA_OctetSequence& key);
-    // What is made around or in place of the stubs and servants of an interface. An unknown repository id
-    // raises CORBA_BAD_PARAM.
+    // Factories and wrappers for the stubs and servants of an interface. An unknown repository id raises
+    // CORBA_BAD_PARAM.
     virtual void set_object_factory(const char* repId, TRXObjectFactory factory);
     virtual void clear_object_factory(const char* repId);
     virtual void add_object_wrapper(const char* repId, TRXObjectFactory factory, CORBA_Boolean client);
@@ -67,7 +67,7 @@ public:
     CORBA_OctetSequence* object_key(const IOP::TaggedProfile& profile) override;
     virtual void print_profile(std::ostream& stream, const IOP::TaggedProfile& profile);
 
-    // Also applies what it reads.
+    // Also applies the properties that it reads.
     void parse(int& argc, char** argv, const char* prefix) override;
     const TRXPropertyList& properties() const override { return *this; }
 
@@ -81,11 +81,11 @@ private:
     TRXGIOPConnFactory* connections() const;
 
     std::string _name;
-    CORBA_Long _key; // of its factory
+    CORBA_Long _key; // the key of its factory
     bool _agentEnabled = true;
 };
 
-// Makes the one ORB there is, for profiles of the Internet protocol.
+// Makes the one ORB of the process, which serves profiles of the Internet protocol.
 class TRXIIOPORBFactory : public TRXORBFactory {
 public:
     TRXIIOPORBFactory() : TRXORBFactory("ORB", 0) {}
