@@ -19,7 +19,7 @@ ComplaintSink currentSink = write;
 
 ComplaintSink setComplaintSink(ComplaintSink sink) {
     const ComplaintSink before = std::exchange(currentSink, sink ? sink : write);
-    // The default shows as null outside, so that what comes out of here can be put back in.
+    // The default sink is reported as null, so that the result can be passed to this function again.
     return before == write ? nullptr : before;
 }
 
@@ -37,7 +37,7 @@ int CarrierStatus::failSystem(int status, const char* text) {
 }
 
 void CarrierStatus::tellSystem(const char* text) const {
-    // A sink may write files; the caller still has to tell errors apart by errno.
+    // Keeps errno: a sink may write files, and the caller still tests errno.
     const int error = errno;
     if (debug_)
         complain(standardError(), std::string(text) + ": " + std::strerror(error) + "\n");

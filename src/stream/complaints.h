@@ -5,12 +5,12 @@
 
 namespace harbolance {
 
-// Complaints of the stream layer about messages that it cannot use. Any host that reaches a socket of the
-// process can cause any number of them, so they all go through here: a program that keeps a log installs a
-// sink and limits their number.
+// Complaints of the stream layer about unusable messages. Any host that reaches a socket of the process can
+// cause any number of them, so all go through one function: a program with a log installs a sink and limits
+// their number.
 
-// Takes one complaint, line ends included. `usual` is where it would go: the standard error stream, or the
-// standard output where the protocol says so. Must not throw.
+// Receives one complaint, line ends included. `usual` is the stream that it would be written to: the standard
+// error stream, or the standard output where the protocol says so. Must not throw.
 using ComplaintSink = void (*)(std::ostream& usual, std::string_view text);
 
 // Returns the former sink. Null, the default, means that each complaint is written to `usual`.
@@ -18,7 +18,7 @@ ComplaintSink setComplaintSink(ComplaintSink sink);
 
 void complain(std::ostream& usual, std::string_view text);
 
-// The status of a carrier's last operation. While debugging is on, a failure is also told as a complaint on
+// The status of a carrier's last operation. With debugging on, a failure is also reported as a complaint on
 // the standard error stream.
 class CarrierStatus {
 public:
@@ -31,9 +31,9 @@ public:
     int done() { return set(0); }
     // The text between two newlines.
     int fail(int status, std::string_view text);
-    // The text and what errno means, as `perror` has it. errno stays.
+    // The text and the meaning of errno, in the form of `perror`. Keeps errno.
     int failSystem(int status, const char* text);
-    // The same text without a change of the status.
+    // Reports the same text without changing the status.
     void tellSystem(const char* text) const;
 
 private:

@@ -2,13 +2,13 @@
 
 namespace {
 
-// Both encodings of a message end alike: its length becomes known, and its first word.
+// The end of a message in both forms: stores its length in its first word. False when a write has failed.
 bool finishFrame(NCipcstream& out) {
     NCipcbuf& buffer = *out.buffer();
-    // Set by any write that did not fit: the octets behind it are misplaced and must not leave.
+    // Set by any write that did not fit: later octets are misplaced, so the message must not be sent.
     if (buffer.error())
         return false;
-    // The first word was written as 0. The position goes back for it and then to the end again.
+    // The first word was written as 0. The write position goes back to it and then to the end again.
     const uint32_t total = buffer.bytesWritten();
     buffer.resetWrite();
     out.write(static_cast<int>(total));
@@ -32,17 +32,17 @@ bool ncEncodeMessage(NCipcstream& out, const NCTransObject* object) {
 
 bool ncEnterDatagram(NCipcstream& in) {
     const uint32_t count = in.buffer()->bytesUnread();
-    // Less than a word is not read: that would only add a complaint about an underflow.
+    // A datagram shorter than a word is not read, which would only add a complaint about an underflow.
     unsigned int claimed = 0;
     if (count >= ncFrameWord)
         in.read(claimed);
-    // A datagram is a message of its own: one that is longer or shorter than it says was cut or made up.
+    // A datagram is exactly one message; with another length than it claims it was truncated or forged.
     return claimed >= ncFrameWord && claimed == count;
 }
 
 bool NCWaitingMessage::encode(NCipcstream& out, const NCTransObject* object) {
     NCipcbuf* const usual = out.buffer();
-    // The stream's own object ids and writing code serve for this, only its buffer is another one meanwhile.
+    // The stream keeps its own object ids and writing code; only its buffer is replaced for this call.
     out.setBuffer(&body_);
     out.setTypeGaps(&gaps_);
     out.writeObject(object);
@@ -54,7 +54,8 @@ bool NCWaitingMessage::encode(NCipcstream& out, const NCTransObject* object) {
 bool NCWaitingMessage::leave(NCipcstream& out) const {
     startFrame(out);
     uint32_t from = 0;
-    // In the order of writing, so offsets grow. They count in `body_`, where the tags are missing.
+    // The gaps are in the order of writing, so their offsets grow. Offsets count in `body_`, which has no
+    // tags.
     for (const NCTypeGap& gap : gaps_) {
         out.write(body_.wbuf() + from, gap.offset - from);
         out.writeType(*gap.type);

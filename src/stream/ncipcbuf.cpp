@@ -35,7 +35,7 @@ uint8_t* NCipcbuf::allocate(uint32_t size) {
     if (size == 0)
         return nullptr;
     auto* area = static_cast<uint8_t*>(std::calloc(size, 1));
-    // A stream without its buffer cannot do anything; this happens when a stream is made, not for a message.
+    // A stream without its buffer is useless. This happens when a stream is made, never for a message.
     if (!area) {
         std::perror("NCipcbuf::NCipcbuf: new");
         harbolance::standardError() << "NCipcbuf::NCipcbuf: "
@@ -52,8 +52,8 @@ void NCipcbuf::free(Area& area) {
 }
 
 bool NCipcbuf::replace(Area& area, uint32_t size, const uint8_t* keep, size_t count) {
-    // calloc, since padding octets are sent as they are and must not show old memory. Never of size 0, for
-    // which the result may be null without an error.
+    // calloc, because padding octets are sent and must not reveal old memory. Never of size 0, for which the
+    // result may be null without an error.
     auto* fresh = static_cast<uint8_t*>(std::calloc(size > 0 ? size : 1, 1));
     if (!fresh)
         return false;
@@ -88,7 +88,7 @@ int NCipcbuf::growWrite(uint32_t size) {
 int NCipcbuf::overflow(uint32_t size) { return growWrite(size); }
 
 int NCipcbuf::underflow() {
-    // A message is all there is: nothing is fetched here.
+    // The read area holds one whole message; there is no more data to fetch.
     harbolance::complain(harbolance::standardOutput(), "NCipcbuf::underflow: Underflow occured\n");
     return -1;
 }

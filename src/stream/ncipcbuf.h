@@ -3,33 +3,34 @@
 #include <cstddef>
 #include <cstdint>
 
-// The memory that an NCipcstream reads from or writes to: a read area with the data received and a write area
-// with what has been encoded. Positions are moved by the users of the buffer.
+// The memory that an NCipcstream reads from or writes to: a read area with received data and a write area
+// with encoded data. The users of the buffer move the positions.
 //
 //     read area   rbuf ... rpos (next octet to read) ... rend (end of the data) ... rsize
 //     write area  wbuf ... wpos (next octet to write) ............................ wsize
 class NCipcbuf {
 public:
-    // The most that an area grows to.
+    // Upper limit of the size of an area, in octets.
     static constexpr uint32_t maxSize = 1u << 30;
 
     // Allocates each area whose size is not 0, zero-filled. Ends the process with status 1 when it cannot.
     NCipcbuf(uint32_t writeSize, uint32_t readSize);
-    // Works on existing areas. With `owned` they come from malloc and are freed with the buffer; an area that
-    // has to grow is copied into one that the buffer owns.
+    // Works on existing areas. With `owned` they were allocated by malloc, and the buffer frees them. An area
+    // that must grow is copied into one that the buffer owns.
     NCipcbuf(uint8_t* writeArea, uint32_t writeSize, uint8_t* readArea, uint32_t readSize, bool owned);
     NCipcbuf(const NCipcbuf&) = delete;
     NCipcbuf& operator=(const NCipcbuf&) = delete;
 
     virtual ~NCipcbuf();
-    // Makes the read area exactly `size` octets; what is unread moves to its start. -1 when it cannot.
+    // Makes the read area exactly `size` octets long and moves the unread data to its start. -1 when it
+    // cannot.
     virtual int growRead(uint32_t size);
     // Grows the write area so that `size` octets fit behind `wpos`. -1 when it cannot.
     virtual int growWrite(uint32_t size);
-    // Called by a writer when `size` octets do not fit. -1: the area cannot grow, and nothing is to be
-    // written.
+    // Called by a writer when `size` octets do not fit. -1: the area cannot grow, and the writer must write
+    // nothing.
     virtual int overflow(uint32_t size);
-    // Called by a reader that needs more than there is. -1: there is no more, and nothing is to be read.
+    // Called by a reader that needs more data. -1: there is none, and the reader must read nothing.
     virtual int underflow();
 
     void setAreas(uint8_t* writeArea, uint32_t writeSize, uint8_t* readArea, uint32_t readSize, bool owned);

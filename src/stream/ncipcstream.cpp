@@ -12,7 +12,8 @@ constexpr size_t noBuffer = std::numeric_limits<size_t>::max(); // more than any
 
 constexpr size_t padded(size_t count) { return (count + (slotSize - 1)) & ~(slotSize - 1); }
 
-// What one value looks like: integers of more than two octets take a whole slot, whatever `long` is here.
+// The encoding of one value. Integers of more than two octets take a whole slot, whatever the size of `long`
+// here.
 template <class T>
 struct Wire {
     static constexpr bool isFloating = std::is_floating_point_v<T>;
@@ -21,11 +22,11 @@ struct Wire {
 
     static void store(uint8_t* out, T value) {
         if constexpr (isFloating) {
-            // Not turned to big-endian like the integers: that is the rule of this protocol.
+            // Floating point is not converted to big-endian: the protocol sends it in host order.
             std::memcpy(out, &value, sizeof value);
         } else {
-            // By way of the unsigned type: shifting a negative number to the right would depend on its width.
-            // The octets of a slot behind the value stay as they are; readers ignore them.
+            // Converted to unsigned first, because shifting a negative number right would depend on its
+            // width. The octets of a slot after the value are not changed; readers ignore them.
             const auto bits = static_cast<uint32_t>(static_cast<std::make_unsigned_t<T>>(value));
             for (size_t i = 0; i < octets; ++i)
                 out[i] = static_cast<uint8_t>(bits >> (8 * (octets - 1 - i)));
@@ -40,7 +41,8 @@ struct Wire {
             uint32_t bits = 0;
             for (size_t i = 0; i < octets; ++i)
                 bits = (bits << 8) | in[i];
-            // By way of int32_t: a `long` has 32 bits on the wire and may have 64 here, and its sign counts.
+            // Converted through int32_t: a `long` has 32 bits on the wire and may have 64 here, and the sign
+            // must be kept.
             if constexpr (std::is_signed_v<T> && octets == 4)
                 value = static_cast<T>(static_cast<int32_t>(bits));
             else
@@ -50,7 +52,7 @@ struct Wire {
     }
 };
 
-// A text of `size` octets, its NUL included, behind its padded length.
+// Stores a text of `size` octets, including its NUL, after its padded length.
 void storeCString(uint8_t* out, const char* text, size_t size) {
     Wire<int>::store(out, static_cast<int>(padded(size)));
     std::memcpy(out + slotSize, text, size);
@@ -79,7 +81,8 @@ void NCipcstream::resetObjects() {
     NCistream::resetObjects();
 }
 
-// Where `count` octets may be written, with the position moved behind them; null when the buffer cannot grow.
+// Reserves `count` octets: returns where to write them and moves the position behind them; null when the
+// buffer cannot grow.
 inline uint8_t* NCipcstream::reserve(size_t count) {
     if (!buffer_ || (!buffer_->fitsWrite(count) && !grow(count)))
         return nullptr;
@@ -89,7 +92,7 @@ inline uint8_t* NCipcstream::reserve(size_t count) {
 }
 
 bool NCipcstream::grow(size_t count) {
-    // A buffer class may say yes and still not have the room, so that is looked at again.
+    // A derived buffer may return success without having grown enough, so this is tested again.
     const bool grown = count <= largestBlock && buffer_->overflow(static_cast<uint32_t>(count)) != -1 &&
                        buffer_->fitsWrite(count);
     if (!grown)
@@ -115,7 +118,7 @@ bool NCipcstream::fetch(size_t count) {
 template <class T>
 NCostream& NCipcstream::putSlot(T value) {
     constexpr size_t size = Wire<T>::slots * slotSize;
-    // Growing has a function of its own, called last, so that the common case needs no stack frame.
+    // The slow path is a separate function in tail position, so that the fast path needs no stack frame.
     if (!buffer_ || !buffer_->fitsWrite(size)) [[unlikely]]
         return putSlotGrown(value);
     Wire<T>::store(buffer_->wpos(), value);
@@ -133,7 +136,7 @@ template <class T>
 template <class T>
 NCostream& NCipcstream::putSlots(const T* values, size_t count) {
     constexpr size_t step = Wire<T>::slots * slotSize;
-    // The division keeps `count * step` from wrapping to a small number.
+    // The division avoids an overflow of `count * step`.
     uint8_t* out = count <= largestBlock / step ? reserve(count * step) : nullptr;
     for (size_t i = 0; out && i < count; ++i)
         Wire<T>::store(out + i * step, values[i]);
@@ -150,7 +153,7 @@ NCistream& NCipcstream::getSlot(T& value) {
 template <class T>
 NCistream& NCipcstream::getSlots(T* values, size_t count) {
     constexpr size_t step = Wire<T>::slots * slotSize;
-    // A count of the peer's that is too large becomes a demand that no buffer meets, so it fails like any
+    // A count from the peer that is too large becomes a size that no buffer holds, so it fails like any
     // other.
     const uint8_t* in = take(count < largestBlock ? count * step : noBuffer);
     for (size_t i = 0; in && i < count; ++i)
@@ -183,7 +186,7 @@ NCostream& NCipcstream::write(const char* bytes, size_t count) {
 }
 
 NCostream& NCipcstream::write(const unsigned char* bytes, size_t count) {
-    // Addresses are this long: a constant size needs no call.
+    // Addresses have this size, and a copy of constant size needs no call.
     if (count != slotSize || !buffer_ || !buffer_->fitsWrite(slotSize))
         return writePadded(bytes, count);
     std::memcpy(buffer_->wpos(), bytes, slotSize);
@@ -202,7 +205,7 @@ NCostream& NCipcstream::writePadded(const unsigned char* bytes, size_t count) {
 NCostream& NCipcstream::write(const char* text) { return writeCString(text); }
 
 NCostream& NCipcstream::writeCString(const char* text) {
-    // One reservation for the length and the text: either both are written or neither is.
+    // One reservation for the length and the text, so that either both are written or neither.
     const size_t size = std::strlen(text) + 1;
     if (uint8_t* out = reserve(slotSize + padded(size)))
         storeCString(out, text, size);
@@ -213,11 +216,11 @@ void NCipcstream::writeType(const NCTypeInfo& type) {
     if (!gaps_)
         NCostream::writeType(type);
     else if (buffer_)
-        // The class gets no id yet: ids follow the order in which messages leave.
+        // The class gets no id yet, because ids follow the order in which messages are sent.
         gaps_->push_back({buffer_->bytesWritten(), &type});
 }
 
-// The pieces that make up most of a large message are written with one check of the buffer each.
+// These make up most of a large message; each is written with a single check of the buffer.
 
 NCostream& NCipcstream::writeText(const std::string& text) {
     const size_t size = text.size() + 1;
@@ -278,14 +281,14 @@ size_t NCipcstream::remaining() const { return buffer_ ? buffer_->bytesUnread() 
 const char* NCipcstream::takeCString(size_t& size) {
     if (!buffer_)
         return nullptr;
-    // Stays negative when the word itself cannot be read.
+    // Remains negative when the length word cannot be read.
     int length = -1;
     read(length);
     if (length < 0) {
         setFailed();
         return nullptr;
     }
-    // The length is the padded one. `take` compares it with what is left before anything is touched.
+    // The length includes padding. `take` compares it with the octets left before anything is read.
     size = static_cast<size_t>(length);
     return reinterpret_cast<const char*>(take(size));
 }
@@ -293,13 +296,13 @@ const char* NCipcstream::takeCString(size_t& size) {
 NCistream& NCipcstream::getCString(char* buffer, int max) {
     size_t size = 0;
     const char* text = takeCString(size);
-    // With a `max` of 0 not even the NUL has a place.
+    // With a `max` of 0 there is no place even for the NUL.
     if (!text || max == 0)
         return *this;
     if (size == 0)
         buffer[0] = '\0';
     else
-        // A text as long as `max` ends without a NUL: the caller's buffer is no larger.
+        // A text as long as `max` is stored without a NUL, because the caller's buffer is no larger.
         std::strncpy(buffer, text, max < 0 ? size : std::min(size, static_cast<size_t>(max)));
     return *this;
 }
@@ -309,7 +312,7 @@ NCistream& NCipcstream::getText(std::string& text) {
     const char* from = takeCString(size);
     if (!from)
         return *this;
-    // A peer may count octets without a NUL among them.
+    // The octets from a peer may contain no NUL.
     const auto* end = static_cast<const char*>(std::memchr(from, '\0', size));
     if (!end && size > 0)
         setFailed();

@@ -15,7 +15,7 @@
 //     block of n octets          n rounded up to a multiple of 4
 //     C string                   an int that counts text, NUL and padding, then these octets
 
-// Where the tag of a class was left out: its offset in the write area.
+// A place where the tag of a class was left out: its offset in the write area.
 struct NCTypeGap {
     uint32_t offset;
     const NCTypeInfo* type;
@@ -29,13 +29,13 @@ public:
     NCipcbuf* buffer() const { return buffer_; }
     void setBuffer(NCipcbuf* buffer) { buffer_ = buffer; }
 
-    // With a list, tags of classes are left out of what is written and entered there. Null ends this.
+    // While a list is set, tags of classes are not written but entered in that list. Null ends this.
     void setTypeGaps(std::vector<NCTypeGap>* gaps) { gaps_ = gaps; }
     void writeType(const NCTypeInfo& type) override;
 
     const NCTypeInfo& typeInfo() const override;
     bool isA(const NCTypeInfo& type) const override;
-    // Both directions.
+    // Affects both directions.
     void resetTypes() override;
     void resetObjects() override;
 
@@ -66,7 +66,8 @@ public:
     NCostream& writeCString(const char* text) override;
     NCostream& writeText(const std::string& text) override;
 
-    // Into the caller's buffer, which must be as large as whatever comes; `getText` is the safe way.
+    // Reads into the caller's buffer, which must be large enough for any text; `getText` is the safe
+    // function.
     NCistream& read(char*& text) override;
     NCistream& read(char& value) override;
     NCistream& read(unsigned char& value) override;
@@ -101,7 +102,8 @@ private:
     bool grow(size_t count);
     const uint8_t* take(size_t count);
     bool fetch(size_t count);
-    // The text of a C string in place: `size` octets, of which the first NUL ends the text. Null on failure.
+    // The text of a C string, in the buffer: `size` octets, of which the first NUL ends the text. Null on
+    // failure.
     const char* takeCString(size_t& size);
 
     template <class T>

@@ -2,12 +2,12 @@
 
 // Self-describing object streams and their UDP and TCP carriers.
 //
-// What travels is a graph of objects derived from NCTransObject (this file). NCostream and NCistream
-// (ncstream.h) write and rebuild such a graph with a class registry (nctypeinfo.h); they do so as text on a
-// standard stream. NCipcstream (ncipcstream.h) is the binary form over the memory of an NCipcbuf
-// (ncipcbuf.h). NCudpstream and NCtcpstream (ncudpstr.h, nctcpstr.h) carry one object per message between two
-// such buffers and a socket; both frame it alike (ncframe.h) and complain about bad messages in one place
-// (complaints.h). Messages that wait to be written are kept by priority (ncpriqueue.h).
+// A message is a graph of objects derived from NCTransObject (this file). NCostream and NCistream
+// (ncstream.h) write and rebuild such a graph by a class registry (nctypeinfo.h); they use the text form, on
+// a standard stream. NCipcstream (ncipcstream.h) is the binary form, in the memory of an NCipcbuf
+// (ncipcbuf.h). NCudpstream and NCtcpstream (ncudpstr.h, nctcpstr.h) each connect two such buffers to a
+// socket and send one object per message; both use the same frame (ncframe.h) and report bad messages in one
+// place (complaints.h). Messages that wait to be written are queued by priority (ncpriqueue.h).
 
 #include "stream/nctypeinfo.h"
 
@@ -18,21 +18,21 @@ class NCistream;
 class NCostream;
 
 // Root of everything that can be streamed. An object writes its fields in `write` and reads them, in the same
-// order, in a constructor that takes an NCistream: that constructor starts from defined values, since a read
-// that fails leaves its destination as it is.
+// order, in a constructor that takes an NCistream. That constructor must first initialise all fields, because
+// a read that fails leaves its destination unchanged.
 class NCTransObject {
 public:
     NCTransObject() = default;
-    // Registers the object with the stream before any field is read, which keeps object ids equal on both
+    // Registers the object with the stream before any field is read, so that object ids are equal on both
     // sides.
     explicit NCTransObject(NCistream& in);
     NCTransObject(const NCTransObject&) = default;
     NCTransObject& operator=(const NCTransObject&) = default;
 
-    // The fields alone, without a class tag.
+    // Writes the fields only, without a class tag.
     virtual void write(NCostream& out) const = 0;
     virtual const NCTypeInfo& typeInfo() const = 0;
-    // The human-readable form on the standard output, the text encoding of the fields on any other stream.
+    // Prints the human-readable form on the standard output, the text form of the fields on any other stream.
     virtual void print(std::ostream& out) const;
     virtual void printOn(NCostream& out) const;
     virtual void read(NCistream& in);

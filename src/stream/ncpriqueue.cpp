@@ -7,8 +7,8 @@ int NCPriorityQueue::find(uint8_t priority) const {
     int high = count_;
     while (low < high) {
         const int middle = low + (high - low) / 2;
-        // Equal ones are searched past towards the end that leaves last, which keeps them in order of
-        // arrival.
+        // Among equal priorities the search goes on towards the end that leaves last, which keeps their order
+        // of arrival.
         if (entry(middle).priority > priority)
             low = middle + 1;
         else
@@ -22,7 +22,7 @@ int NCPriorityQueue::enqueue(void* data, uint8_t priority) {
         return statusFull;
     const auto place = entries_.begin() + find(priority);
     const auto free = entries_.begin() + count_;
-    // The first free entry moves to the new one's place. No entry is allocated after `setCapacity`.
+    // Moves the first free entry to the new place. Only `setCapacity` allocates entries.
     std::rotate(place, free, free + 1);
     **place = {priority, data};
     ++count_;
@@ -51,6 +51,6 @@ void NCPriorityQueue::setCapacity(int capacity) {
     entries_.reserve(static_cast<size_t>(capacity));
     while (static_cast<int>(entries_.size()) < capacity)
         entries_.push_back(std::make_unique<Entry>());
-    // Last: when memory runs out above, the old capacity still holds.
+    // Set last: when an allocation above fails, the old capacity remains valid.
     capacity_ = capacity;
 }

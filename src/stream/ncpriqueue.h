@@ -4,8 +4,8 @@
 #include <memory>
 #include <vector>
 
-// What waits to be written, by priority: low numbers leave first, equal ones in the order they came. The
-// queue is bounded by its capacity and does not own the data.
+// A bounded queue of messages to be written, by priority: low numbers leave first, equal ones in order of
+// arrival. It does not own the data.
 //
 // All operations may be called from a handler; none waits.
 class NCPriorityQueue {
@@ -17,8 +17,8 @@ public:
     NCPriorityQueue(const NCPriorityQueue&) = delete;
     NCPriorityQueue& operator=(const NCPriorityQueue&) = delete;
 
-    // The place of a new entry of that priority, 0..size(), counted from the end that leaves last: in front
-    // of the equal ones, behind those of higher number.
+    // The position of a new entry with that priority, 0..size(), counted from the end that leaves last:
+    // behind entries of higher number, in front of those with an equal or lower one.
     virtual int find(uint8_t priority) const;
     virtual ~NCPriorityQueue() = default;
 
@@ -31,7 +31,7 @@ public:
     bool isEmpty() const { return count_ == 0; }
     int size() const { return count_; }
     int capacity() const { return capacity_; }
-    // Only grows; a smaller number changes nothing.
+    // Raises the capacity; a smaller number changes nothing.
     void setCapacity(int capacity);
 
 private:

@@ -10,8 +10,8 @@
 
 using namespace harbolance;
 
-// How an object graph goes over a stream, in either form: tags, class names, ids. The scalars of the text
-// form are in ncstream_text.cpp.
+// The object graph in both forms: tags, class names, ids. The scalars of the text form are in
+// ncstream_text.cpp.
 
 NCostream::NCostream(std::ostream& out) : out_(&out), table_(std::make_unique<NCOutTable>()) {}
 NCostream::NCostream() : out_(nullptr), table_(std::make_unique<NCOutTable>()) {}
@@ -25,7 +25,8 @@ const NCTypeInfo& NCostream::typeInfo() const {
 bool NCostream::isA(const NCTypeInfo& type) const { return typeInfo() == type; }
 
 void NCostream::writeFields(const NCTransObject* object) {
-    // The standard output shows objects to people; any other stream gets what a reader can rebuild.
+    // On the standard output objects are printed for people; any other stream gets the form that a reader can
+    // rebuild.
     if (out_ == &standardOutput())
         object->printOn(*this);
     else
@@ -40,7 +41,7 @@ NCostream& NCostream::writeText(const std::string& text) {
     return write(static_cast<unsigned int>(text.size())).writeCString(text.c_str());
 }
 
-// A null looks like a new object of a class that is named "::", which no class is.
+// A null is written like a new object of the class "::", a name that no class has.
 void NCostream::writeNull() { write(':').writeCString("::"); }
 
 void NCostream::writeTag(char tag, int id) { write(tag).write(id); }
@@ -48,7 +49,7 @@ void NCostream::writeTag(char tag, int id) { write(tag).write(id); }
 NCostream& NCostream::write(const NCTransObject* object) { return writeObject(object); }
 
 NCostream& NCostream::writeObject(const NCTransObject* object) {
-    // The caller may have pointers to anything that was written before (invariant of NCOutTable).
+    // The caller may have pointers to any object written before (see the invariant of NCOutTable).
     table_->enterAll();
     return writeTagged(object, false);
 }
@@ -58,7 +59,8 @@ NCostream& NCostream::writeTagged(const NCTransObject* object, bool soleHolder) 
         writeNull();
         return *this;
     }
-    // The id comes before the fields, as at the reader, whose constructor registers before it reads any.
+    // The id is assigned before the fields are written, because the reader's constructor also registers the
+    // object before it reads any field.
     const NCOutTable::Assigned assigned = table_->assign(object, soleHolder);
     ++table_->depth;
     if (assigned.isNew) {
@@ -67,14 +69,14 @@ NCostream& NCostream::writeTagged(const NCTransObject* object, bool soleHolder) 
     } else {
         writeTag('@', assigned.id);
     }
-    // Ids hold within one outermost object only: the same pointer may be another object afterwards.
+    // Ids are valid within one outermost object only: later the same pointer may belong to another object.
     if (--table_->depth == 0)
         table_->forgetObjects();
     return *this;
 }
 
 void NCostream::writeType(const NCTypeInfo& type) {
-    // By the name's address, which is what the equality of two types means.
+    // By the address of the name, which also decides whether two types are equal.
     const NCOutTable::Assigned assigned = table_->assignType(type.name());
     if (assigned.isNew)
         write(':').writeCString(type.name());
@@ -83,7 +85,7 @@ void NCostream::writeType(const NCTypeInfo& type) {
 }
 
 NCostream& NCostream::writeEmbedded(const NCTransObject& member) {
-    // Not searched for and without a tag: the reader's constructor of the member registers it in turn.
+    // Written without look-up and tag: the reader's constructor of the member registers it in the same order.
     table_->assignMember(&member);
     writeFields(&member);
     return *this;
@@ -108,10 +110,10 @@ NCTransObject* NCistream::createObject(const NCTypeInfo& type) { return type.cre
 
 int NCistream::registerObject(NCTransObject* object) {
     if (table_->objects.empty())
-        table_->known.clear(); // of the message before
+        table_->known.clear(); // objects of the previous message
     if (!table_->known.insert(object).added)
         return -1;
-    // Bounds the table, which is several times as large as the octets that cause an entry.
+    // Limits the table, which is several times larger than the octets that cause an entry.
     if (table_->objects.size() >= NCInTable::mostObjects)
         setFailed();
     table_->objects.push_back({object, nullptr, false, 1});
@@ -119,7 +121,7 @@ int NCistream::registerObject(NCTransObject* object) {
 }
 
 void NCistream::registerCounted(NCResource* object) {
-    // This comes right behind `registerObject` of the same object, so the last entry is its own.
+    // Called right after `registerObject` of the same object, so the last entry belongs to it.
     if (!table_->objects.empty())
         table_->objects.back().counted = object;
 }
@@ -137,7 +139,7 @@ NCTransObject* NCistream::refuse() {
 }
 
 NCTransObject* NCistream::readRestricted(const NCTypeInfo* required) {
-    // Checked for each object: constructors go on reading behind a failure, but must not build more.
+    // Tested for each object: after a failure constructors go on reading, but must make no more objects.
     if (failed_)
         return nullptr;
     char tag = '\0';
@@ -152,14 +154,14 @@ NCTransObject* NCistream::readRestricted(const NCTypeInfo* required) {
     case ':': {
         bool isNull = false;
         const NCTypeInfo* type = readNamedType(isNull);
-        // A null is no failure and uses up no id.
+        // A null is no failure and gets no id.
         if (isNull)
             return nullptr;
         return type ? readNew(type, required) : refuse();
     }
     case '@': return readReference(required);
     default:
-        // Reader and writer disagree about where they are; there is no way to find the next object.
+        // The reader has lost its position in the message; the next object cannot be found.
         complain(standardError(),
                  std::string("NCistream::readObject: Error reading Object ") + ncReadErrorAdvice);
         return refuse();
@@ -187,7 +189,7 @@ const NCTypeInfo* NCistream::readNamedType(bool& isNull) {
     isNull = name == "::";
     if (isNull)
         return nullptr;
-    // A longer name is that of an unknown class. The whole of it was consumed, and little of it is told.
+    // A longer name belongs to no known class. All of it has been read, but only a part is reported.
     const NCTypeInfo* type = name.size() <= longestName ? NCTypeInfo::find(name.c_str()) : nullptr;
     if (type && table_->types.size() >= NCInTable::mostTypes)
         return nullptr;
@@ -208,10 +210,10 @@ NCTransObject* NCistream::readReference(const NCTypeInfo* required) {
     const NCInTable::Seen* seen = failed_ ? nullptr : table_->object(id);
     if (!seen)
         return refuse();
-    // An object that is still being built does not have its own type yet, so completeness is tested first.
+    // Completeness is tested first, because an object under construction does not have its final type yet.
     if (required && (!seen->complete || !seen->object->typeInfo().isSameOrDerived(*required)))
         return refuse();
-    // Written as a difference, which cannot wrap. An incomplete object weighs 1.
+    // Written as a difference to avoid an overflow. An incomplete object has weight 1.
     if (seen->weight - 1 > NCInTable::repeatBudget - table_->repeated)
         return refuse();
     table_->repeated += seen->weight - 1;
@@ -220,23 +222,23 @@ NCTransObject* NCistream::readReference(const NCTypeInfo* required) {
 }
 
 NCTransObject* NCistream::readNew(const NCTypeInfo* type, const NCTypeInfo* required) {
-    // Refused before anything is built: an abstract class, one that the field cannot hold, or nesting that
-    // would use up the stack.
+    // Refused before it is made: an abstract class, a class that the field cannot hold, and nesting so deep
+    // that it would exhaust the stack.
     if (!type->creator() || (required && !type->isSameOrDerived(*required)) || table_->depth >= maxDepth)
         return refuse();
 
-    // While the object is read, the weights of what it refers to add up in `weight`.
+    // While the object is read, `weight` sums up the weights of the objects that it refers to.
     const size_t id = table_->objects.size();
     const size_t before = remaining();
     const uint32_t outerWeight = std::exchange(table_->weight, 1);
     ++table_->depth;
     NCTransObject* object = createObject(*type);
     --table_->depth;
-    // A standard stream has no count of what is left: the difference is 0 there.
+    // For a standard stream the number of octets left is unknown; the difference is then 0.
     const size_t bulk = 1 + (before - remaining()) / NCInTable::octetsPerWeight;
     table_->weight = std::max(table_->weight, static_cast<uint32_t>(bulk));
 
-    // A constructor that forgets to register leaves no entry behind its id.
+    // A constructor that fails to register leaves no entry with this id.
     NCResource* counted = nullptr;
     if (id < table_->objects.size()) {
         table_->objects[id].complete = true;
@@ -249,8 +251,8 @@ NCTransObject* NCistream::readNew(const NCTypeInfo* type, const NCTypeInfo* requ
     if (table_->depth > 0)
         return object;
 
-    // The message is complete. What it made and nothing in it holds would leak, and after a failure all of
-    // it.
+    // End of the message. Destroys the objects that no object of it holds; after a failure that is all of
+    // them.
     table_->destroyOrphans(counted);
     table_->forgetObjects();
     if (failed_) {

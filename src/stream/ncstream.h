@@ -12,27 +12,27 @@ class NCOutTable;
 class NCResource;
 struct NCInTable;
 
-// Typed writer of object graphs. This class writes the text form on a standard output stream: values
-// separated by spaces, strings quoted. On the standard output and standard error streams it becomes the print
-// form, in which a string is its bare text. NCipcstream overrides the scalars with the binary form.
+// Typed writer of object graphs. This class writes the text form to a standard output stream: values
+// separated by spaces, strings quoted. On the standard output and standard error streams it writes the print
+// form, with strings unquoted. NCipcstream overrides the scalars for the binary form.
 //
-// `writeObject` gives each object an id and spells each class name once; what was written before within the
-// same outermost object is referred to by its id.
+// `writeObject` gives each object an id and writes each class name once. An object that was already written
+// within the same outermost object is written as its id.
 class NCostream {
 public:
     explicit NCostream(std::ostream& out);
     NCostream(const NCostream&) = delete;
     NCostream& operator=(const NCostream&) = delete;
 
-    // `printOn` on the standard output, else `write` of the object.
+    // Calls `printOn` of the object when writing to the standard output, else its `write`.
     virtual void writeFields(const NCTransObject* object);
-    // Forgets which class names have been spelled.
+    // Forgets which class names have been written.
     virtual void resetTypes();
     virtual void resetObjects();
     virtual ~NCostream();
     virtual const NCTypeInfo& typeInfo() const;
     virtual bool isA(const NCTypeInfo& type) const;
-    // A tagged object; null is allowed.
+    // Writes an object with its class tag; null is allowed.
     virtual NCostream& writeObject(const NCTransObject* object);
     virtual NCostream& write(const char* text);
     virtual NCostream& write(char value);
@@ -46,10 +46,10 @@ public:
     virtual NCostream& write(float value);
     virtual NCostream& write(double value);
     virtual NCostream& write(const NCTransObject* object);
-    // A member held by value: no tag, but an object id of its own.
+    // Writes a member held by value: without a tag, but with an object id of its own.
     virtual NCostream& writeEmbedded(const NCTransObject& member);
     virtual NCostream& put(char value);
-    // Blocks and arrays: no count is written, the reader knows it.
+    // Blocks and arrays are written without a count, which the reader must know.
     virtual NCostream& write(const char* bytes, size_t count);
     virtual NCostream& write(const unsigned char* bytes, size_t count);
     virtual NCostream& write(const short* values, size_t count);
@@ -62,13 +62,13 @@ public:
     virtual NCostream& write(const double* values, size_t count);
     virtual NCostream& writeCString(const char* text);
 
-    // The field of an NCString: the text's length (unsigned int), then the text as a C string. It holds no
-    // NUL.
+    // Writes the field of an NCString: the text's length (unsigned int), then the text as a C string. The
+    // text must not contain NUL.
     virtual NCostream& writeText(const std::string& text);
 
-    // A field that a record holds by reference, null included: like `writeObject`, but without a look-up when
-    // the caller has the only reference, since the record then cannot have been written before. Only for what
-    // the caller does hold.
+    // Writes a record that a field holds by reference, or null. Like `writeObject`, but without a look-up
+    // when the caller has the only reference, because then the record cannot have been written before. The
+    // caller must hold the record.
     template <class T>
     NCostream& writeRecord(const T* record) {
         return writeTagged(record, record && record->refCount() == 1);
@@ -77,10 +77,10 @@ public:
 protected:
     NCostream(); // the binary form has no standard stream
 
-    // The mark of a null object, and the tag with the id of a class or an object that was written before.
+    // The mark of a null object, and the tag with the id of a known class or object.
     virtual void writeNull();
     virtual void writeTag(char tag, int id);
-    // The tag of a new object: the name of its class, or the id of a name that was spelled before.
+    // The tag of a new object: the name of its class, or the id of a class name written before.
     virtual void writeType(const NCTypeInfo& type);
 
 private:
@@ -95,16 +95,16 @@ private:
     std::unique_ptr<NCOutTable> table_;
 };
 
-// Typed reader of what an NCostream wrote. Reads never throw. One that fails leaves its destination as it is
-// and marks the stream as failed; once that has happened no object is created any more and the message that
-// was being read counts as malformed.
+// Typed reader for what NCostream writes. Reads never throw. A read that fails leaves its destination
+// unchanged and marks the stream as failed; from then on no object is made, and the current message counts as
+// malformed.
 //
-// Objects come out with reference count 0 for the caller to hold. Within one outermost object the stream
-// keeps account of what it made: counted objects without a holder are destroyed at the end, and so is the
-// whole graph when the message turns out to be malformed, in which case `readObject` gives null.
+// Objects are returned with reference count 0, for the caller to hold. Within one outermost object the stream
+// records what it made: counted objects without a holder are destroyed at the end. When the message is
+// malformed the whole graph is destroyed and `readObject` gives null.
 class NCistream {
 public:
-    // The deepest nesting of objects that is read. The records of the protocol nest a few levels deep.
+    // The deepest nesting of objects that is accepted. The protocol's records nest only a few levels deep.
     static constexpr int maxDepth = 64;
 
     explicit NCistream(std::istream& in);
@@ -115,16 +115,16 @@ public:
     virtual void resetTypes();
     virtual void resetObjects();
     virtual ~NCistream();
-    // An object, or null: for a null that was written, and for a failure.
+    // Reads an object. Null when a null was written, and on failure.
     virtual NCTransObject* readObject();
-    // Called by the constructor of each object that is built from the stream. The object's id, -1 for a
-    // repeat.
+    // Called by the constructor of each object built from the stream. Returns the object's id, -1 when it is
+    // registered already.
     virtual int registerObject(NCTransObject* object);
     virtual const NCTypeInfo& typeInfo() const;
     virtual bool isA(const NCTypeInfo& type) const;
-    // A new string, which the caller gives back with delete[], or null. On the standard input one word, into
-    // the caller's buffer when there is one: the stream's width (`std::cin.width`), when set, is the size of
-    // that buffer; otherwise it must be as large as whatever word comes.
+    // A new string, to be freed with delete[], or null. On the standard input it reads one word, into the
+    // caller's buffer if there is one: the stream's width (`std::cin.width`), when set, is the size of that
+    // buffer; otherwise the buffer must be large enough for any word.
     virtual NCistream& read(char*& text);
     virtual NCistream& read(char& value);
     virtual NCistream& read(unsigned char& value);
@@ -149,33 +149,33 @@ public:
     virtual NCistream& read(unsigned long* values, size_t count);
     virtual NCistream& read(float* values, size_t count);
     virtual NCistream& read(double* values, size_t count);
-    // At most `max` bytes go to the buffer, -1 for no limit.
+    // Writes at most `max` octets to the buffer; -1 means no limit.
     virtual NCistream& getCString(char* buffer, int max);
 
     // Upper bound of the octets left to read; an element count read must not exceed it.
     virtual size_t remaining() const;
-    // A C string of whatever length is there. On failure `text` stays as it is.
+    // Reads a C string of any length. On failure `text` is unchanged.
     virtual NCistream& getText(std::string& text);
 
-    // An object of class T or derived from it, for a field that a record holds by reference. An object of any
-    // other class is refused before it is built, and so is a reference to what cannot be held: a member held
-    // by value, or an object that is still being read.
+    // Reads an object of class T or derived from it, for a field that holds a record by reference. An object
+    // of another class is refused before it is made, and so is a reference to an object that cannot be held:
+    // a member held by value, or an object still being read.
     template <class T>
     T* readRecord() {
         return static_cast<T*>(readRestricted(&T::info));
     }
-    // Tells the stream how the object that registered last is counted; from the constructor of counted
-    // classes.
+    // Tells the stream the reference count of the object registered last; called by the constructor of
+    // counted classes.
     void registerCounted(NCResource* object);
 
-    // For the constructor of an object that reads no further although its writer wrote more. Octets behind
-    // the outermost object are ignored; within another object they would be taken for its next field, so
-    // there the message is malformed.
+    // For the constructor of an object that stops reading before all its fields. Octets after the outermost
+    // object are ignored; in an inner object they would be read as the next field of the outer one, so there
+    // the message counts as malformed.
     void stopEarly();
 
     bool failed() const { return failed_; }
     void setFailed() { failed_ = true; }
-    // Before each message: forgets a failure of the one before.
+    // Called before each message: forgets the failure of the previous one.
     void clearFailed() { failed_ = false; }
 
 protected:

@@ -11,8 +11,8 @@
 
 using namespace harbolance;
 
-// The text form of an object stream: every value in the standard stream's own formatting with one space
-// behind it, strings in quotes with escapes. On the console streams strings are bare.
+// The text form of an object stream: every value in the standard stream's own format followed by one space,
+// strings in quotes with escapes. On the console streams strings are unquoted.
 
 namespace {
 
@@ -64,8 +64,8 @@ NCostream& NCostream::write(const char* text) {
         *out_ << (text ? text : "") << ' ';
         return *this;
     }
-    // The rule: a count of the octets with the NUL; 0 stands for null, 1 for the empty text, both without
-    // quotes.
+    // The format of a text: a count of its octets with the NUL, then the quoted text. 0 stands for null and 1
+    // for the empty text, both without quotes.
     if (!text || !*text) {
         *out_ << (text ? 1 : 0) << ' ';
         return *this;
@@ -81,7 +81,7 @@ NCostream& NCostream::writeCString(const char* text) {
 
 template <class T>
 NCistream& NCistream::readValue(T& value) {
-    // Into a copy: an extraction that fails sets its destination to 0, and this class promises to leave it.
+    // Read into a copy: a failed extraction sets its destination to 0, but this class leaves it unchanged.
     T read = value;
     if constexpr (std::is_same_v<T, unsigned char>) {
         unsigned int number = 0;
@@ -101,7 +101,7 @@ NCistream& NCistream::readValue(T& value) {
 
 template <class T>
 NCistream& NCistream::readValues(T* values, size_t count) {
-    // Ends at a failure: the count may be a peer's, and a failed stream never gets better.
+    // The loop ends at a failure: the count may come from a peer, and a failed stream stays failed.
     for (size_t i = 0; i < count && !failed_; ++i)
         readValue(values[i]);
     return *this;
@@ -139,10 +139,10 @@ int NCistream::get() {
 // A standard stream does not say how much it holds. Texts read from it grow as their characters arrive.
 size_t NCistream::remaining() const { return std::numeric_limits<size_t>::max(); }
 
-// As the extraction of a word into a character array has it: a width that is set counts the NUL.
+// Like the extraction of a word into a character array: the width includes the NUL.
 void NCistream::readWord(char*& text) {
     const std::streamsize width = in_->width();
-    // The extraction into a string does not count a NUL. A width of 1 leaves room for the NUL only.
+    // The extraction into a string does not count the NUL. A width of 1 leaves room for the NUL only.
     in_->width(width > 1 ? width - 1 : 0);
     std::string word;
     if (width == 1 || !(*in_ >> word)) {
@@ -159,7 +159,7 @@ NCistream& NCistream::read(char*& text) {
         readWord(text);
         return *this;
     }
-    // The count comes first; no memory is taken for it, only for the characters that follow.
+    // The count comes first. No memory is allocated for it, only for the characters that follow.
     unsigned long size = 0;
     *in_ >> size;
     if (!*in_) {
@@ -193,7 +193,8 @@ NCistream& NCistream::getText(std::string& text) {
     return *this;
 }
 
-// Fewer than `max` characters between quotes: the buffer that they are meant for needs a place for the NUL.
+// Accepts fewer than `max` characters between quotes, since the buffer that they go to needs room for the
+// NUL.
 bool NCistream::readQuoted(std::string& text, size_t max) {
     const QuotedText result = harbolance::readQuoted(*in_, text, max, DecimalEscape::delimited);
     const bool fits = text.size() < max;
@@ -211,11 +212,11 @@ bool NCistream::readQuoted(std::string& text, size_t max) {
     case QuotedText::unfinished:
     case QuotedText::badEscape: break;
     }
-    // A NUL would end the text before its length does.
+    // A NUL would end the text before its length.
     if (result != QuotedText::good || !fits || text.find('\0') != std::string::npos) {
         setFailed();
         return false;
     }
-    in_->get(); // the newline
+    in_->get(); // skips the newline
     return true;
 }

@@ -11,7 +11,7 @@ NCString::NCString(NCistream& in) : NCObject(in) {
     unsigned int length = 0;
     in.read(length);
     in.getText(text_);
-    // The text ends at its NUL, also when the length says more. A shorter length is that of another text.
+    // The text ends at its NUL, even if the length is larger. A length smaller than the text is malformed.
     if (text_.size() > length)
         in.setFailed();
 }

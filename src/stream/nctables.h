@@ -8,13 +8,13 @@
 #include <functional>
 #include <vector>
 
-// What an object stream remembers while it writes or reads. For the two forms of the stream only.
+// The state of an object stream while it writes or reads. Used by the two forms of the stream only.
 
 inline constexpr const char* ncReadErrorAdvice = "from  stream. Make sure your 'write' "
                                                  "function and constructor from stream are "
                                                  "correct\n";
 
-// From a pointer to the id that it was assigned.
+// Maps a pointer to its id.
 struct NCPtrEntry {
     const void* pointer = nullptr;
     int id = 0;
@@ -23,14 +23,15 @@ struct NCPtrEntry {
 using NCPtrMap = harbolance::KeyedTable<NCPtrEntry, &NCPtrEntry::pointer, harbolance::GrowAtThreeQuarters>;
 using NCPtrSet = harbolance::KeyedTable<const void*, std::identity{}, harbolance::GrowAtThreeQuarters>;
 
-// The ids of a writer: of objects within one outermost object, of classes within one connection or message.
+// The ids of a writer: of objects, within one outermost object; of classes, within one connection or message.
 //
-// Invariant: every object that can be passed again within the outermost one is in the map of objects. Most of
-// a message never enters it: members held by value, and records that their only holder writes. Such a record
-// can be reached again through its holder only, and that is written once. This holds until an object is
-// passed by a caller that may not be its only holder: such a caller may have pointers to anything, so from
-// there to the end of the outermost object everything is entered, also what was written before. The outermost
-// object is always entered: its only holder may be inside it.
+// Invariant: every object that may be passed again within the outermost one is in the map of objects. Most
+// objects of a message are never entered: members held by value, and records that are written by their only
+// holder. Such a record can be reached again only through its holder, and the holder itself is written once.
+// This is true until an object is passed by a caller that may not be its only holder: that caller may have
+// pointers to any object, so from there to the end of the outermost object everything is entered, including
+// what was written before. The outermost object is always entered, because an object inside it may be its
+// only holder.
 class NCOutTable {
 public:
     struct Assigned {
@@ -38,18 +39,18 @@ public:
         bool isNew;
     };
 
-    // Any object may be passed from here on.
+    // From here on any object may be passed again, so all are entered.
     void enterAll() {
         for (; entered_ < written_.size(); ++entered_)
             objects_.insert({written_[entered_], static_cast<int>(entered_)});
         allEntered_ = depth > 0;
     }
-    // The id of an object that is about to be written, or was written before.
+    // The id of an object that is about to be written or was written before.
     Assigned assign(const void* object, bool soleHolder) {
         clearObjects();
         if (depth == 0)
             outermost_ = object;
-        // Ids are positions in `written_`, whether or not the object enters the map.
+        // Ids are positions in `written_`, also for objects that are not in the map.
         const auto next = static_cast<int>(written_.size());
         if (!soleHolder || allEntered_ || object == outermost_) {
             const auto known = objects_.insert({object, next});
@@ -76,41 +77,42 @@ public:
     }
     void forgetTypes() { types_.clear(); }
 
-    int depth = 0; // of writeObject within writeObject
+    int depth = 0; // nesting depth of writeObject
 
 private:
-    // The map is cleared by the next object rather than at the end of the last one: clearing brings a large
-    // table into the cache, where the next message uses it.
+    // The map is cleared by the next object, not at the end of the last one: clearing loads a large table
+    // into the CPU cache, where the next message then uses it.
     void clearObjects() {
         if (written_.empty())
             objects_.clear();
     }
 
     std::vector<const void*> written_; // by object id
-    size_t entered_ = 0;               // how many of them, from the start, `enterAll` has entered
+    size_t entered_ = 0;               // number of objects, from the start, that `enterAll` has entered
     bool allEntered_ = false;
     NCPtrMap objects_{256};
     const void* outermost_ = nullptr;
     NCPtrMap types_{256};
 };
 
-// What a reader remembers.
+// The state of a reader.
 struct NCInTable {
     struct Seen {
         NCTransObject* object;
-        NCResource* counted; // the same object, when its class is counted
-        bool complete;       // made by createObject, and built to the end
-        uint32_t weight;     // of it and of all that it refers to, counted at each reference
+        NCResource* counted; // the same object, when its class is reference-counted
+        bool complete;       // made by createObject, and fully constructed
+        uint32_t weight;     // of it and of all objects it refers to, counted once per reference
     };
 
-    // Collections that refer twice to the one below them double what a walk visits at each level, so a few of
-    // them make a walk that does not end in time. So references add up what they repeat: the weight of the
-    // object less one, which makes sharing single records free. The sum is bounded within one message. A
-    // large object weighs one for each 256 octets.
+    // Limits the cost of shared objects. When each collection refers twice to the next one, every level
+    // doubles the objects that a traversal visits, so a short message could make a traversal that never ends
+    // in practice. Therefore each repeated reference adds the weight of the object less one (so sharing
+    // single records is free), and the sum within one message is limited. A large object has a weight of one
+    // per 256 octets.
     static constexpr uint32_t repeatBudget = 1u << 16;
     static constexpr size_t octetsPerWeight = 256;
 
-    // Objects of one message, and class names of one connection, at the most.
+    // Upper limits for the objects of one message and the class names of one connection.
     static constexpr size_t mostObjects = 1u << 22;
     static constexpr size_t mostTypes = mostObjects;
 
@@ -122,13 +124,13 @@ struct NCInTable {
     NCPtrSet known{16};
     std::vector<Seen> objects;            // by object id
     std::vector<const NCTypeInfo*> types; // by type id
-    std::vector<NCResource*> completed;   // counted objects, each after all that it holds
-    int depth = 0;                        // of readObject within readObject
-    uint32_t weight = 0;                  // of what has been read of the object in hand
-    uint32_t repeated = 0;                // how much of the budget is used up
+    std::vector<NCResource*> completed;   // counted objects, each after all objects that it holds
+    int depth = 0;                        // nesting depth of readObject
+    uint32_t weight = 0;                  // of what has been read of the current object
+    uint32_t repeated = 0;                // used part of the budget
 
     const Seen* object(int id) const {
-        // The id is a peer's number.
+        // The id comes from a peer.
         return id >= 0 && static_cast<size_t>(id) < objects.size() ? &objects[static_cast<size_t>(id)]
                                                                    : nullptr;
     }
@@ -136,10 +138,10 @@ struct NCInTable {
         return id >= 0 && static_cast<size_t>(id) < types.size() ? types[static_cast<size_t>(id)] : nullptr;
     }
 
-    // As with the writer, `known` is cleared by the next object.
+    // As in the writer, `known` is cleared by the next object.
     void forgetObjects() {
-        // A table that is far too large for this message shrinks, and a huge one in any case: clearing it for
-        // each of the small messages behind a large one would cost more than these.
+        // A table far too large for this message is shrunk, and a huge one always: after one large message,
+        // clearing it for each small message would cost more than handling these.
         constexpr uint32_t small = 1u << 12;
         constexpr uint32_t huge = 1u << 18;
         const bool spacious = known.capacity() > small && known.size() < known.capacity() / 16;
@@ -153,11 +155,11 @@ struct NCInTable {
         repeated = 0;
     }
 
-    // Destroys the counted objects without a holder, apart from `except`. An object completes after all that
-    // it holds, so in this order no object is touched after its last holder has destroyed it.
+    // Destroys counted objects without a holder, except `except`. An object is completed after all that it
+    // holds, so in this order no object is used after its last holder has destroyed it.
     void destroyOrphans(const NCResource* except) {
         for (NCResource* object : completed) {
-            // A reference count of 0 means that no object of the message took it.
+            // With a reference count of 0 no object of the message holds it.
             if (object != except && object->refCount() == 0)
                 NCResource::release(object);
         }

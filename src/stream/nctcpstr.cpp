@@ -15,13 +15,14 @@ namespace {
 
 constexpr size_t longestHostName = 100;
 
-// 0, or an errno value. A connect that a signal interrupted goes on by itself and must not be repeated.
+// Connects: 0, or an errno value. An interrupted connect continues in the background and must not be
+// repeated.
 int connectUntil(int fd, sockaddr_in peer, const Deadline& deadline) {
     if (::connect(fd, generic(peer), sizeof peer) == 0)
         return 0;
     if (errno != EINPROGRESS && errno != EINTR)
         return errno;
-    // The socket becomes writable when the connection is made and when it has failed; SO_ERROR tells which.
+    // The socket becomes writable when the connect has succeeded or failed; SO_ERROR tells which.
     const int ready = pollUntil(fd, POLLOUT, deadline);
     if (ready == 0)
         return ETIMEDOUT;
@@ -50,7 +51,7 @@ NCtcpstream::NCtcpstream(std::unique_ptr<NCipcstream> in, std::unique_ptr<NCipcs
 NCtcpstream::~NCtcpstream() { dropQueue(); }
 
 void NCtcpstream::dropQueue() {
-    // The queue does not own its plain pointers. Taking one out gives it an owner, which frees it.
+    // The queue has plain pointers. nextQueued() returns an owner, which frees the message.
     while (nextQueued())
         ;
 }
@@ -68,7 +69,7 @@ int NCtcpstream::open(Descriptor socket, int port) {
     return status_.done();
 }
 
-// Closing never waits for the peer, and what has been written is still delivered.
+// Makes closing never wait for the peer; data already written is still delivered by the system.
 void NCtcpstream::lingerOff(const char* text) {
     const linger off{0, 0};
     if (::setsockopt(fd(), SOL_SOCKET, SO_LINGER, &off, sizeof off) == -1)
@@ -80,7 +81,7 @@ int NCtcpstream::listen(int port, const char* host) {
         return status_.fail(alreadyOpen, "NCtcpstream::listen: File in use");
     const auto found = host ? addressOfHost(host) : INADDR_ANY;
     if (!found) {
-        // The value for "no address" is the broadcast address, on which the system would listen.
+        // The error value of the look-up equals the broadcast address, on which the system would listen.
         errno = EADDRNOTAVAIL;
         return failSystem("NCtcpstream::listen: bind");
     }
@@ -101,7 +102,7 @@ int NCtcpstream::listen(int port, const char* host) {
     if (!name)
         return failSystem("NCtcpstream::listen: Error gethostname");
     hostName_ = *name;
-    // Only now: whatever failed above has closed the socket again.
+    // Only here, because a failure above closes the socket again.
     open(std::move(socket), ntohs(address.sin_port));
     lingerOff("NCtcpstream::listen: setsockopt-linger");
     return status();
@@ -110,7 +111,7 @@ int NCtcpstream::listen(int port, const char* host) {
 int NCtcpstream::accept() {
     if (!isOpen())
         return status_.fail(notOpen, "NCtcpstream::accept: File not open");
-    // The peer's address is not asked for: this protocol has no use for it.
+    // The peer's address is not needed by this protocol.
     const int accepted = uninterrupted([this] { return ::accept4(fd(), nullptr, nullptr, SOCK_CLOEXEC); });
     if (accepted == -1)
         return failSystem("NCtcpstream::accept: accept");
@@ -124,7 +125,7 @@ std::unique_ptr<NCtcpstream> NCtcpstream::acceptStream() {
         return nullptr;
     auto stream = std::make_unique<NCtcpstream>(1024, 50);
     stream->setDebug(debug());
-    // A new stream is closed and blocking, so this cannot fail and the descriptor has an owner.
+    // A new stream is closed and blocking, so attach cannot fail, and the stream owns the descriptor.
     stream->attach(accepted);
     return stream;
 }
@@ -152,22 +153,22 @@ int NCtcpstream::openConnection(const sockaddr_in& peer, int seconds) {
     Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!socket.isOpen())
         return failSystem("NCtcpstream::connect: socket");
-    // A blocking connect takes as long as the system likes, minutes; with a limit it is started and waited
-    // for.
+    // A blocking connect may take minutes, as the system decides. With a limit it is started without blocking
+    // and waited for.
     if (limited && !setNonBlocking(socket.get(), true))
         return failSystem("NCtcpstream::connect: fcntl");
-    // Into errno, from where the complaint takes its reason.
+    // Stored in errno, from where the complaint takes the reason.
     errno = connectUntil(socket.get(), peer, Deadline(seconds));
     if (errno != 0) {
         failSystem("NCtcpstream::connect: connect");
         return limited && errno == ETIMEDOUT ? status_.set(timedOut) : status();
     }
-    // In both directions: a limit has made the socket non-blocking, whatever the stream is.
+    // Set in both cases: a limit has made the socket non-blocking, whatever mode the stream has.
     if (!setNonBlocking(socket.get(), !blocking_))
         return failSystem("NCtcpstream::connect: fcntl");
     open(std::move(socket), ntohs(peer.sin_port));
     const int on = 1;
-    // A peer whose host has gone down sends nothing: without this the connection would never end.
+    // A peer whose host has failed sends nothing; without keep-alive the connection would never end.
     if (::setsockopt(fd(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on) == -1)
         failSystem("NCtcpstream::connect: setsockopt-keepalive");
     lingerOff("NCtcpstream::connect: setsockopt-linger");
@@ -182,7 +183,7 @@ int NCtcpstream::attach(int fd) {
     if (!blocking_ && !setNonBlocking(fd, true))
         return failSystem("NCtcpstream::attach: fnctl");
     hostName_.clear();
-    // Taken over last, so that a failure leaves the descriptor with the caller.
+    // Ownership is taken last, so that on failure the caller keeps the descriptor.
     open(Descriptor(fd), 0);
     lingerOff("NCtcpstream::attach: setsockopt-linger");
     return status();
@@ -191,7 +192,7 @@ int NCtcpstream::attach(int fd) {
 int NCtcpstream::close() {
     if (!isOpen())
         return status_.fail(notOpen, "NCtcpstream::close: File not open");
-    // Ids of classes belong to the connection that ends; the next peer knows none of them.
+    // Class ids are valid for the connection that ends; the next peer does not know them.
     for (NCipcstream* stream : {in_.get(), out_.get()}) {
         stream->resetTypes();
         stream->resetObjects();
@@ -207,7 +208,7 @@ int NCtcpstream::setBlocking(bool blocking) {
     blocking_ = blocking;
     if (isOpen() && !setNonBlocking(fd(), !blocking))
         return failSystem("NCtcpstream::blocking ");
-    // Otherwise the rest would stay until a later call, and a blocking stream promises not to keep any.
+    // A blocking stream keeps no unsent data, so it is written now.
     if (isOpen() && blocking && (writePending_ || !queue_.isEmpty()))
         return flush();
     return status_.done();

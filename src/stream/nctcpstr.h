@@ -11,24 +11,24 @@
 #include <memory>
 #include <string>
 
-// Objects over a TCP connection, one message after another; also the listening side.
+// Objects over a TCP connection, one per message; also the listening side.
 //
 // Operations return a status, which `status` keeps: 0 or one of the codes below. They never throw. With
-// `setDebug` a failure is also told (complaints.h). An error does not close the stream: after `broken` or
-// `badObject`, or when `send` or `flush` gives `systemError`, there is nothing left to do with the connection
-// but to `close` it.
+// `setDebug` a failure is also reported (complaints.h). An error does not close the stream: after `broken` or
+// `badObject`, or when `send` or `flush` gives `systemError`, the only useful operation is `close`.
 //
-// A new stream is blocking: sending and receiving then take as long as the peer does, apart from the
-// operations with a limit. A non-blocking stream does what it can and keeps the rest of a message for the
-// next call: call `receive` when there is input, `flush` when output is possible. All of this may be done
-// from a handler of the event loop. The first write makes the process ignore SIGPIPE.
+// A new stream is blocking: sending and receiving then wait for the peer without a limit, except in the
+// operations with a limit. A non-blocking stream does what is possible at once and keeps the rest of a
+// message for the next call: call `receive` when there is input, `flush` when output is possible. All
+// operations may be called from a handler of the event loop. The first write makes the process ignore
+// SIGPIPE.
 //
-// A class name is spelled once per connection and direction, so a stream is for one connection; `close`
-// makes it ready for another. Ports are host values; of one beyond 65535 the low 16 bits count.
+// A class name is written once per connection and direction, so a stream serves one connection at a time;
+// `close` makes it ready for another. Ports are in host byte order; only their low 16 bits are used.
 class NCtcpstream {
 public:
-    // The longest message that is taken from a peer; with a larger claim the connection counts as broken.
-    // Memory grows with the octets that arrive, not with the claim.
+    // The longest message accepted from a peer, in octets; a larger length word counts as a broken
+    // connection. Memory grows with the octets that arrive, not with the length word.
     static constexpr int maxMessage = 256 * 1024 * 1024;
 
     static constexpr int timedOut = -986;
@@ -36,20 +36,21 @@ public:
     static constexpr int nothingToWrite = -988;
     static constexpr int nothingPending = -989;
     static constexpr int queueFull = -990; // the message was refused
-    static constexpr int queued = -991;    // it leaves with a later `flush`
+    static constexpr int queued = -991;    // sent by a later `flush`
     static constexpr int noData = -992;    // nothing to read on a non-blocking stream
     static constexpr int systemError = -993;
     static constexpr int badObject = -994; // the message holds no object that could be rebuilt
     static constexpr int badDescriptor = -995;
-    static constexpr int broken = -996; // the peer has closed, the network failed, or no length is like that
+    static constexpr int broken = -996; // closed by the peer, network failure, or invalid length
     static constexpr int noHost = -997;
     static constexpr int alreadyOpen = -998;
     static constexpr int notOpen = -999;
     static constexpr int partlyRead = -1000; // the rest is still to come
 
-    // `bufferSize` is what the read and write areas start with, `queueCapacity` how many messages may wait.
+    // `bufferSize` is the initial size of the read and write areas in octets, `queueCapacity` the number of
+    // messages that may wait.
     NCtcpstream(uint32_t bufferSize, int queueCapacity);
-    // With a queue of 16 that `setQueueLimit` can raise.
+    // With a queue of 16 messages, which `setQueueLimit` can raise.
     NCtcpstream(std::unique_ptr<NCipcstream> in, std::unique_ptr<NCipcstream> out, uint32_t bufferSize,
                 int queueLimit);
     NCtcpstream(const NCtcpstream&) = delete;
@@ -59,42 +60,43 @@ public:
     // Replaces the object streams, neither of them null; they work on this stream's buffers from then on.
     void setStreams(std::unique_ptr<NCipcstream> in, std::unique_ptr<NCipcstream> out);
 
-    // Port 0 asks for any port; a null host means any address of this one. A name is looked up, which
-    // may block.
+    // Listens. Port 0 means any free port, a null host any address of this host. A host name is looked up,
+    // which may block.
     int listen(int port, const char* host = nullptr);
-    // The accepted descriptor, or a status. The second form gives an attached, blocking stream, or null.
+    // Returns the accepted descriptor, or a status. The second form returns an attached, blocking stream, or
+    // null.
     int accept();
     std::unique_ptr<NCtcpstream> acceptStream();
 
     // Blocks until the connection is made, also on a non-blocking stream. With a limit in seconds (negative
-    // for none) `timedOut` when it is not made by then; the look-up of the name has no limit.
+    // means none) it gives `timedOut` when the limit has passed; the look-up of the name has no limit.
     int connect(const char* host, int port, int seconds = -1);
     // The address in network byte order.
     int connect(in_addr_t address, int port, int seconds = -1);
-    // Takes an open connection over; on failure the descriptor stays with the caller.
+    // Takes ownership of an open connection; on failure the caller keeps the descriptor.
     int attach(int fd);
-    // Drops what is queued or half done.
+    // Closes the connection and drops messages that are queued or partly sent or received.
     int close();
 
-    // Going to blocking flushes what is pending.
+    // Switching to blocking mode flushes pending output.
     int setBlocking(bool blocking);
-    // While another message is pending or queued, this one is encoded and queued: among these the lowest
-    // priority number leaves first, equal ones in order of arrival. The object is not needed afterwards.
+    // Sends a message. While another one is pending or queued, this one is encoded and queued: the lowest
+    // priority number leaves first, equal ones in order of arrival. The object is not needed after the call.
     int send(const NCTransObject* object, uint8_t priority);
-    // Writes what is pending, then the queue.
+    // Writes the pending message, then the queued ones.
     int flush();
 
     // The object of one message, with reference count 0 for the caller to hold, or null with the status
     // saying why. Octets behind a complete object are ignored.
     NCTransObject* receive();
-    // Waits for a whole message, but no longer than `seconds` in total, apart from taking what has come
-    // already, and on a blocking stream too; negative for no limit. A message that is only partly there at
-    // the limit can be received further by a later call.
+    // Waits for a whole message, at most `seconds` in total, also on a blocking stream; negative means no
+    // limit. Data that has already arrived is read even after the limit. A message that is incomplete at the
+    // limit is continued by a later call.
     NCTransObject* receive(int& status, int seconds = -1);
 
-    // What is taken from this peer, `maxMessage` at the most.
+    // The longest message accepted from this peer, at most `maxMessage`.
     void setMessageLimit(int limit) { messageLimit_ = std::min(limit, maxMessage); }
-    // Only raises the limit.
+    // Only raises the limit of the queue.
     void setQueueLimit(int limit);
     int queueLimit() const { return queueLimit_; }
     int queueCount() const { return queue_.size(); }
@@ -103,7 +105,7 @@ public:
     bool isReadPending() const { return readPending_; }
     bool isWritePending() const { return writePending_; }
     int fd() const { return socket_.get(); }
-    // The peer's for a connected stream, the own one for a listener, nothing for an attached descriptor.
+    // The peer's port for a connected stream, the own one for a listener, 0 for an attached descriptor.
     int port() const { return port_; }
     const char* hostName() const { return hostName_.c_str(); }
     int status() const { return status_.value(); }
@@ -111,7 +113,8 @@ public:
     void setDebug(bool debug) { status_.setDebug(debug); }
 
 private:
-    // One call that reads: how long it may wait, if at all, and whether all that had come has been read.
+    // The state of one reading call: its limit, if it has one, and whether all data that had arrived was
+    // read.
     struct Reading {
         const harbolance::Deadline* deadline;
         bool drained;
@@ -146,8 +149,8 @@ private:
     int messageLimit_ = maxMessage;
     bool readPending_ = false;
     bool writePending_ = false;
-    uint32_t written_ = 0;   // of the pending message
-    int messageLength_ = -1; // until the length word of the message in hand is complete
+    uint32_t written_ = 0;   // octets written of the pending message
+    int messageLength_ = -1; // -1 until the length word of the current message is complete
     bool blocking_ = true;
     harbolance::CarrierStatus status_;
 };

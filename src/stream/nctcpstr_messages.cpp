@@ -7,13 +7,13 @@
 
 using namespace harbolance;
 
-// What goes over an open TCP stream: writing with a queue, reading message by message.
+// Messages on an open TCP stream: writing with a queue, reading message by message.
 
 namespace {
 
 constexpr uint32_t smallestGrowth = 1024;
 
-// errno values after which a connection is no more.
+// The errno values that mean that the connection is lost.
 bool meansBroken(int error) {
     return error == ENETDOWN || error == ENETRESET || error == ECONNABORTED || error == ECONNRESET ||
            error == ENOTCONN;
@@ -26,12 +26,12 @@ int NCtcpstream::send(const NCTransObject* object, uint8_t priority) {
         return status_.fail(notOpen, "NCtcpstream::send: File not open");
     if (!writePending_ && queue_.isEmpty())
         return ncEncodeMessage(*out_, object) ? writeBuffer() : status_.set(systemError);
-    // The limit may have been set above what the queue was made for.
+    // The limit may have been set above the queue's capacity.
     if (queue_.size() >= std::min(queueLimit_, queue_.capacity()))
         return status_.fail(queueFull, "Cannot queue any more messages. Queue Full.");
     if (enqueueObject(object, priority) != 0)
         return status();
-    // Tried at once: output may have become possible since the message ahead was stopped.
+    // Tried at once, because output may have become possible since the pending message was interrupted.
     if (flush() == partlyWritten)
         return status_.fail(queued, "Message is Queued.");
     return status();
@@ -41,7 +41,7 @@ int NCtcpstream::enqueueObject(const NCTransObject* object, uint8_t priority) {
     auto message = std::make_unique<NCWaitingMessage>();
     if (!message->encode(*out_, object))
         return status_.set(systemError);
-    // Cannot be full: `send` has looked. From here on the queue is the owner.
+    // The queue cannot be full, since `send` has checked. From here on the queue owns the message.
     queue_.enqueue(message.release(), priority);
     return status_.done();
 }
@@ -56,7 +56,7 @@ int NCtcpstream::flush() {
         return status_.set(notOpen);
     if (!writePending_ && queue_.isEmpty())
         return status_.set(nothingPending);
-    // The message in hand first: one of higher priority must not start inside it.
+    // The current message first: a message of higher priority must not start inside it.
     if (writePending_ && writeBuffer() != 0)
         return status();
     while (const auto next = nextQueued()) {
@@ -68,12 +68,12 @@ int NCtcpstream::flush() {
     return status();
 }
 
-// Writes what the output buffer holds, from where the last call stopped.
+// Writes the output buffer from where the last call stopped.
 int NCtcpstream::writeBuffer() {
     const uint32_t total = outBuffer_.bytesWritten();
     if (total == 0)
         return status_.set(nothingToWrite);
-    // Without it a peer that closes its end would end this process by a signal.
+    // Otherwise SIGPIPE would end this process when a peer closes its end.
     if (!ignoreBrokenPipes())
         status_.tellSystem("NCtcpstream::sigaction ");
     if (!writePending_)
@@ -87,7 +87,7 @@ int NCtcpstream::writeBuffer() {
             writePending_ = true;
             return status_.set(partlyWritten);
         } else if (count == 0 || errno == EPIPE || meansBroken(errno)) {
-            // 0 is no error code, but a write that takes nothing would be repeated for ever.
+            // 0 is not an error code, but a write that accepts nothing would be repeated for ever.
             return status_.fail(broken, "NCtcpstream::send: Connection broken");
         } else {
             writePending_ = written_ > 0; // the next message must not start inside this one
@@ -111,7 +111,8 @@ NCTransObject* NCtcpstream::receive() {
 NCTransObject* NCtcpstream::receive(int& status, int seconds) {
     NCTransObject* object = nullptr;
     if (isOpen()) {
-        // One deadline for all reads of the message: a peer that sends octet by octet cannot stretch it.
+        // One deadline for all reads of the message, so that a peer that sends octet by octet cannot extend
+        // it.
         const Deadline deadline(seconds);
         object = receiveWithin(&deadline);
     } else {
@@ -133,7 +134,7 @@ NCTransObject* NCtcpstream::receiveWithin(const Deadline* deadline) {
 int NCtcpstream::readMessage(Reading reading) {
     const bool resumed = readPending_;
     if (!resumed) {
-        // Positions go back to the start, so that the area does not grow from message to message.
+        // Resets the positions, so that the area does not grow from message to message.
         messageLength_ = -1;
         inBuffer_.resetRead();
     }
@@ -154,7 +155,8 @@ int NCtcpstream::readWord(Reading& reading, const char* text) {
     }
     in_->clearFailed();
     in_->read(messageLength_);
-    // No message is shorter than its length word; the limit is what a peer may make this process hold.
+    // No message is shorter than its length word. The limit bounds the memory that a peer can make this
+    // process use.
     if (messageLength_ < static_cast<int>(ncFrameWord) || messageLength_ > messageLimit_)
         messageLength_ = 0;
     inBuffer_.resetRead();
@@ -163,18 +165,18 @@ int NCtcpstream::readWord(Reading& reading, const char* text) {
 
 int NCtcpstream::readBody(Reading& reading, const char* text) {
     if (messageLength_ == 0) {
-        // Where the next message starts cannot be told any more, so it stays like this until `close`.
+        // The start of the next message is unknown, so the stream stays in this state until `close`.
         readPending_ = true;
         return status_.fail(broken, "NCtcpstream::receive: Connection broken");
     }
     const uint32_t length = static_cast<uint32_t>(messageLength_) - ncFrameWord;
     while (inBuffer_.bytesUnread() < length) {
         const uint32_t present = inBuffer_.bytesUnread();
-        // The area grows behind what has arrived, not ahead to what the length word claims.
+        // The area grows with the data that arrives, not to the size that the length word claims.
         if (present == inBuffer_.rsize() &&
             inBuffer_.growRead(std::min(length, std::max(2 * present, smallestGrowth))) == -1)
             return failSystem("NCtcpstream::receive: Memory alloc");
-        // Never beyond this message: what is behind it stays in the socket for the next call.
+        // Reads no further than this message; later data stays in the socket for the next call.
         if (readSome(std::min(length, inBuffer_.rsize()) - present, reading, text,
                      "NCtcpstream::receive:Connection broken") != 0)
             return status();
@@ -182,8 +184,8 @@ int NCtcpstream::readBody(Reading& reading, const char* text) {
     return status_.done();
 }
 
-// Reads up to `wanted` octets behind what is there: at least one, or a status. Past its deadline a call still
-// takes what has already come, which lasts for as long as the reads come back full.
+// Reads up to `wanted` octets behind those present: at least one, or gives a status. After its deadline a
+// call still reads data that has already arrived, as long as each read returns the full number.
 int NCtcpstream::readSome(uint32_t wanted, Reading& reading, const char* text, const char* endText) {
     for (;;) {
         if (reading.deadline) {
@@ -205,14 +207,14 @@ int NCtcpstream::readSome(uint32_t wanted, Reading& reading, const char* text, c
         if (errno != EAGAIN)
             return meansBroken(errno) ? status_.fail(broken, "NCtcpstream::recive: Connection broken")
                                       : failSystem(text);
-        // With a deadline the wait is repeated: the readiness was false, or the socket is non-blocking.
+        // With a deadline the wait is repeated: the readiness was spurious, or the socket is non-blocking.
         if (!reading.deadline)
             return readInterrupted(partlyRead);
         reading.drained = true;
     }
 }
 
-// Keeps what has come of a message for the next call.
+// Keeps the part of a message that has arrived for the next call.
 int NCtcpstream::readInterrupted(int status) {
     readPending_ = messageLength_ != -1 || inBuffer_.bytesUnread() > 0;
     if (!readPending_ && status == partlyRead)

@@ -5,8 +5,8 @@
 #include <string>
 #include <utility>
 
-// The text that NCString and TRXString share: an owned, NUL-terminated string that is never null, and the
-// operations on it. A null C string counts as an empty one everywhere. Comparison is that of strcmp.
+// The base of NCString and TRXString: an owned, NUL-terminated string that is never null, and its operations.
+// A null C string counts as an empty one. Comparison is that of strcmp.
 template <class Derived>
 class NCText {
 public:
@@ -14,9 +14,9 @@ public:
     uint32_t len() const { return static_cast<uint32_t>(text_.size()); }
     const std::string& text() const { return text_; }
 
-    // 0 beyond the end.
+    // The character, or 0 beyond the end.
     char at(uint32_t index) const { return index < text_.size() ? text_[index] : '\0'; }
-    // 0 beyond the end, else 1.
+    // Replaces a character. Returns 0 beyond the end, else 1.
     int put(uint32_t index, char c) {
         if (index >= text_.size())
             return 0;

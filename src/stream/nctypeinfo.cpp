@@ -19,19 +19,19 @@ struct RegisteredClass {
 };
 using ClassTable = KeyedTable<RegisteredClass, &RegisteredClass::name, GrowWhenFull>;
 
-// Never destroyed: classes may be looked up for as long as any exit handler runs.
+// Never destroyed, because exit handlers may still look up classes.
 ClassTable& registry() {
     static auto* table = new ClassTable(16);
     return *table;
 }
 
 bool tracing() {
-    // Asked once: this runs for every class before `main`.
+    // Read once, since this runs for every class before `main`.
     static const bool on = std::getenv("DEBUG_STATIC") != nullptr;
     return on;
 }
 
-// While tracing: the types constructed so far. A base that is not among them has no name yet.
+// The types constructed so far; filled only while tracing. A base that is not in it has no name yet.
 std::vector<const NCTypeInfo*>& traced() {
     static auto* types = new std::vector<const NCTypeInfo*>;
     return *types;
@@ -47,7 +47,7 @@ NCTypeInfo::NCTypeInfo(const char* name, Create create, std::initializer_list<co
     : name_(name), create_(create), bases_(bases) {
     if (tracing())
         trace();
-    // `insert` keeps what is there: of two classes with one name the first stays.
+    // `insert` keeps the existing entry: of two classes with one name the first stays.
     if (name_)
         registry().insert({name_, this});
 }

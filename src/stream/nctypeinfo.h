@@ -7,17 +7,17 @@
 class NCTransObject;
 class NCistream;
 
-// One static object per streamable class: its name on the wire, how to make one from a stream, its bases.
+// One static object per streamable class: its name on the wire, its create function, and its bases.
 //
-// Construction enters the class in the process's registry. The registry is built on first use and a base may
-// be named by the address of an NCTypeInfo that is not constructed yet, so the order of static initialisers
-// does not matter. The first class of a name stays; nothing is ever removed.
+// Construction enters the class in the process's registry. The registry is built on first use, and a base may
+// be given by the address of an NCTypeInfo that is not constructed yet, so the order of static initialisers
+// does not matter. Of two classes with one name the first stays; no entry is ever removed.
 class NCTypeInfo {
 public:
-    // Makes an object from its fields on the stream; the object has no holder yet.
+    // Makes an object by reading its fields from the stream; its reference count is 0.
     using Create = NCTransObject* (*)(NCistream&);
 
-    // `create` is null for an abstract class. `name` has to live as long as the process.
+    // `create` is null for an abstract class. `name` must live as long as the process.
     [[gnu::cold]] NCTypeInfo(const char* name, Create create,
                              std::initializer_list<const NCTypeInfo*> bases = {});
     NCTypeInfo(const NCTypeInfo&) = delete;
@@ -38,7 +38,7 @@ public:
     friend bool operator==(const NCTypeInfo& a, const NCTypeInfo& b) { return a.name_ == b.name_; }
 
 protected:
-    // Stays out of the registry.
+    // Is not entered in the registry.
     explicit NCTypeInfo(const char* name) : name_(name), create_(nullptr) {}
 
 private:
@@ -49,13 +49,13 @@ private:
     std::vector<const NCTypeInfo*> bases_;
 };
 
-// Names a class of streams, which itself never travels.
+// Names a class of streams, which is itself never streamed.
 class NCStreamKind : public NCTypeInfo {
 public:
     explicit NCStreamKind(const char* name) : NCTypeInfo(name) {}
 };
 
-// The create function of a class with a constructor from a stream.
+// The create function of a class that has a constructor from a stream.
 template <class T>
 NCTransObject* ncCreate(NCistream& in) {
     return new T(in);

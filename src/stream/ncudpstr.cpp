@@ -38,7 +38,7 @@ int NCudpstream::overflow(uint32_t) {
 }
 
 int NCudpstream::underflow() {
-    // Only told: `decode` sets the status when the object turns out to be missing.
+    // Only reported: `decode` sets the status when the object turns out to be missing.
     status_.fail(status(), "NCudpstream::underflow: Inconsistent class definitions");
     return -1;
 }
@@ -46,14 +46,14 @@ int NCudpstream::underflow() {
 int NCudpstream::bind(int port, const char* ipaddr) {
     if (isOpen())
         return status_.fail(alreadyOpen, "NCudpstream::bind: File already open");
-    // Dotted texts only: a name would have to be looked up, which may block.
+    // Dotted addresses only, because the look-up of a name may block.
     sockaddr_in address = socketAddress(dottedAddress(ipaddr).value_or(INADDR_ANY), port);
     Descriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     if (!socket.isOpen())
         return failSystem("NCudpstream: socket");
     if (::bind(socket.get(), generic(address), sizeof address) == -1)
         return failSystem("NCudpstream::listen: bind");
-    // A socket that may not broadcast says so at the first broadcast.
+    // The result is ignored: a socket that may not broadcast fails at its first broadcast.
     const int on = 1;
     ::setsockopt(socket.get(), SOL_SOCKET, SO_BROADCAST, &on, sizeof on);
     socklen_t length = sizeof address;
@@ -61,7 +61,7 @@ int NCudpstream::bind(int port, const char* ipaddr) {
         return failSystem("NCudpstream::listen: bind");
     if (!blocking_ && !setNonBlocking(socket.get(), true))
         return failSystem("NCudpstream::listen: fcntl");
-    // From here on nothing can fail, so a stream is either open with all its members or not at all.
+    // Nothing can fail from here on, so a stream is either open with all its members set, or closed.
     port_ = ntohs(address.sin_port);
     socket_ = std::move(socket);
     return status_.done();
@@ -119,9 +119,10 @@ int NCudpstream::tellRefusals() {
     return status_.done();
 }
 
-// The system keeps what it was told beside the datagrams, and calls the socket readable until that is taken.
+// The system keeps error reports beside the datagrams, and reports the socket as readable until they are
+// read.
 bool NCudpstream::dropReportedErrors() {
-    constexpr int most = 64; // in one go: a flood of reports must not keep the caller
+    constexpr int most = 64; // per call: a flood of reports must not block the caller
     bool any = false;
     for (int i = 0; i < most && tellsRefusals_; ++i) {
         msghdr message{};
@@ -166,12 +167,12 @@ int NCudpstream::sendTo(const sockaddr_in& address, const NCTransObject* object)
 int NCudpstream::broadcast(const NCTransObject* object, int port) {
     if (!isOpen())
         return status_.fail(notOpen, "NCudpstream::send: File not open");
-    // Built at the first use and kept: it costs system calls for each interface, or reading a file.
+    // Built at the first use and kept, because it needs system calls for each interface, or reads a file.
     if (!broadcastTableBuilt_ && tableMaker) {
         broadcastTable_ = tableMaker(fd(), port, debug());
         broadcastTableBuilt_ = true;
     }
-    // Encoded once; every network gets the same octets.
+    // Encoded once; every network is sent the same octets.
     if (encode(object) == 0 && broadcastTable_)
         broadcastTable_->forEachTarget([this](const sockaddr_in& target) { return transmit(target, false); });
     finishSending();
@@ -181,13 +182,13 @@ int NCudpstream::broadcast(const NCTransObject* object, int port) {
 int NCudpstream::encode(const NCTransObject* object) {
     status_.done();
     out_->resetTypes();
-    // An object stream that the caller has put in may have called `overflow` itself.
+    // An object stream installed by the caller may have called `overflow` itself.
     if (!ncEncodeMessage(*out_, object) && status() == 0)
         overflow(outBuffer_.bytesWritten());
     return status();
 }
 
-// Sends what has been encoded, which stays where it is for the next address.
+// Sends the encoded message, which stays in the buffer for the next address.
 int NCudpstream::transmit(const sockaddr_in& address, bool tellRefusal) {
     const size_t total = outBuffer_.bytesWritten();
     const auto sendNow = [&] {
@@ -195,7 +196,7 @@ int NCudpstream::transmit(const sockaddr_in& address, bool tellRefusal) {
             [&] { return ::sendto(fd(), outBuffer_.wbuf(), total, 0, generic(address), sizeof address); });
     };
     ssize_t sent = sendNow();
-    // The report of an earlier datagram's fate is given in place of sending this one.
+    // The system returns the error of an earlier datagram instead of sending this one.
     if (sent == -1 && errno != ECONNREFUSED && dropReportedErrors())
         sent = sendNow();
     if (sent == -1 && errno == ECONNREFUSED && tellRefusal)
@@ -234,7 +235,7 @@ bool NCudpstream::takeDatagram(sockaddr_in* from) {
     inBuffer_.resetRead();
     sockaddr_in sender{};
     socklen_t length = sizeof sender;
-    // With MSG_TRUNC the count is that of the datagram, also of one that the area does not hold.
+    // With MSG_TRUNC the result is the length of the whole datagram, even if the area is smaller.
     const ssize_t count = uninterrupted([&] {
         return ::recvfrom(fd(), inBuffer_.rbuf(), datagramSize, MSG_TRUNC, generic(sender), &length);
     });
@@ -250,7 +251,8 @@ bool NCudpstream::takeDatagram(sockaddr_in* from) {
             failSystem("NCudpstream::receive: recvfrom");
         return false;
     }
-    // Also for a datagram that is dropped below: the caller judges by the sender whether that matters.
+    // Set also for a datagram that is dropped below: the caller uses the sender to decide whether that
+    // matters.
     if (from)
         *from = sender;
     if (count > static_cast<ssize_t>(datagramSize)) {
@@ -267,7 +269,7 @@ NCTransObject* NCudpstream::decode() {
         return nullptr;
     }
     NCTransObject* object = in_->readObject();
-    // A null that a peer has sent is no message either.
+    // A null object from a peer is not a message either.
     status_.set(object ? 0 : badObject);
     return object;
 }

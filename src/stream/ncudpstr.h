@@ -11,8 +11,8 @@
 
 class DSAddr;
 
-// Where a broadcast goes: the broadcast address of each of this host's networks, all with one port. The agent
-// layer supplies the table, made of its address records; a UDP stream only walks it.
+// The destinations of a broadcast: the broadcast address of each of this host's networks, all with one port.
+// The agent layer supplies the table; a UDP stream only iterates over it.
 class NCBroadcastTable {
 public:
     NCBroadcastTable() = default;
@@ -20,29 +20,30 @@ public:
     NCBroadcastTable& operator=(const NCBroadcastTable&) = delete;
     virtual ~NCBroadcastTable() = default;
 
-    // Calls `send` for each broadcast address, in the table's order, until it returns something other than 0.
-    // The last result; 0 for an empty table.
+    // Calls `send` for each broadcast address, in the table's order, until it returns non-zero. Returns the
+    // last result; 0 for an empty table.
     virtual int forEachTarget(const std::function<int(const sockaddr_in&)>& send) const = 0;
 
-    // This host's own address in the first network that `address` belongs to, or null. The table keeps it.
+    // This host's own address in the first network that contains `address`, or null. The table owns it.
     virtual const DSAddr* localAddrFor(const sockaddr_in& address) const = 0;
 };
 
-// Makes the table of one stream: `fd` is its open socket, for questions about interfaces, and `port` goes
-// into every address. With `debug` a failure is told on the standard error stream.
+// Makes the table of one stream: `fd` is its open socket, for queries about interfaces, and `port` is stored
+// in every address. With `debug` a failure is reported on the standard error stream.
 using NCBroadcastTableMaker = std::unique_ptr<NCBroadcastTable> (*)(int fd, int port, bool debug);
 
 // Objects over UDP, one per datagram, to one peer or to every network of this host.
 //
 // Operations return a status, which `status` keeps: 0 or one of the codes below. They never throw. With
-// `setDebug` a failure is also told (complaints.h). Sending never waits for an answer;
-// `receive` waits for a datagram on a blocking stream only. A new stream is non-blocking. Host names are
-// looked up, which may block. All operations may be called from a handler of the event loop.
+// `setDebug` a failure is also reported (complaints.h). Sending never waits for a reply; `receive` waits for
+// a datagram on a blocking stream only. A new stream is non-blocking. Looking up a host name may block. All
+// operations may be called from a handler of the event loop.
 //
-// Ports are host values; of one beyond 65535 the low 16 bits count.
+// Ports are in host byte order; only their low 16 bits are used.
 class NCudpstream {
 public:
-    // The most that a receiver accepts. Larger objects are sent and refused over there.
+    // The largest datagram that a receiver accepts, in octets. Larger objects are sent, and the receiver
+    // drops them.
     static constexpr uint32_t datagramSize = 8192;
 
     static constexpr int noData = -988;       // nothing to read on a non-blocking stream
@@ -61,7 +62,7 @@ public:
     NCudpstream(const NCudpstream&) = delete;
     NCudpstream& operator=(const NCudpstream&) = delete;
 
-    // For a buffer class that hands these two conditions to its stream. Both return -1.
+    // For a derived buffer class that reports these two conditions to its stream. Both return -1.
     virtual int overflow(uint32_t size);
     virtual int underflow();
     virtual ~NCudpstream();
@@ -69,45 +70,46 @@ public:
     // Replaces the object streams; they work on this stream's buffers from then on.
     void setStreams(std::unique_ptr<NCipcstream> in, std::unique_ptr<NCipcstream> out);
 
-    // Opens the socket. Port 0 asks for any port. A null or invalid dotted address means any address.
+    // Opens the socket. Port 0 means any free port; a null or invalid dotted address means any address.
     int bind(int port, const char* ipaddr = nullptr);
     // May be followed by another `bind`. The broadcast table stays.
     int close();
-    // Names the peer of `send`. The socket itself stays unconnected, so datagrams from anywhere come in.
+    // Sets the peer of `send`. The socket itself stays unconnected, so it receives datagrams from any
+    // address.
     int connect(const char* host, int port);
     int connect(const sockaddr_in& peer);
     int setBlocking(bool blocking);
-    // For a stream with one peer: until it is closed `send` and `receive` give `refused` when the system has
-    // been told that nothing receives at the peer's port. Without this, which holds at first, a peer that has
-    // gone is only silent. What else the system is told, such as that a host is not reached, is dropped.
+    // For a stream with one peer: until it is closed, `send` and `receive` give `refused` when the system has
+    // reported that no process receives at the peer's port. By default this is off, and a peer that is gone
+    // is only silent. Other reports of the system, such as an unreachable host, are dropped.
     int tellRefusals();
 
     int send(const NCTransObject* object);
     int sendTo(const char* host, int port, const NCTransObject* object);
     int sendTo(const sockaddr_in& address, const NCTransObject* object);
-    // To every network; the first failing send ends it. The table is built on first use and keeps the port of
-    // that call. On a host without networks nothing is sent, which is no failure.
+    // Sends to every network and stops at the first failure. The table is built on first use and keeps the
+    // port of that call. On a host without networks nothing is sent; that is no failure.
     int broadcast(const NCTransObject* object, int port);
     int broadcast(const NCTransObject* object) { return broadcast(object, port_); }
 
-    // The object of one datagram, with reference count 0 for the caller to hold, or null with the status
-    // saying why. `from`, when not null, takes the sender's address. A datagram whose length is not the one
-    // it claims, or that holds no complete object, is dropped. Octets behind a complete object are ignored,
-    // so that a later version of a record may carry more.
+    // Returns the object of one datagram, with reference count 0 for the caller to hold, or null with the
+    // status saying why. `from`, if not null, gets the sender's address. A datagram with a wrong length word,
+    // or without a complete object, is dropped. Octets after a complete object are ignored, so that later
+    // versions of a record may be longer.
     NCTransObject* receive(sockaddr_in* from = nullptr);
     NCTransObject* receive(int& status, sockaddr_in* from = nullptr);
 
     // This host's own address in the network of `address`, or null. Null before the first broadcast.
     const DSAddr* localAddrFor(const sockaddr_in& address) const;
-    // What builds the tables of all streams from now on; without one a broadcast sends nothing. Returns what
-    // did so before.
+    // Sets the function that builds the tables of all streams; without one a broadcast sends nothing. Returns
+    // the previous function.
     [[gnu::cold]] static NCBroadcastTableMaker setBroadcastTableMaker(NCBroadcastTableMaker maker);
 
     bool isOpen() const { return socket_.isOpen(); }
     bool isConnected() const { return connected_; }
     bool isBlocking() const { return blocking_; }
     int fd() const { return socket_.get(); }
-    // The bound port, also when any was asked for.
+    // The bound port, also when any free port was requested.
     int port() const { return port_; }
     const sockaddr_in& peer() const { return peer_; }
     int status() const { return status_.value(); }
