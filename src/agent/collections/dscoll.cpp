@@ -20,7 +20,7 @@ uint32_t DSCollection::hash() const {
     return hash;
 }
 
-// Depends on the order of the elements, as the comparison of two collections does, also of two sets.
+// Depends on the order of the elements, because collections, including sets, are compared in that order.
 uint64_t DSCollection::fingerprint() const {
     uint64_t print = size();
     for (const DSResource* element : *this)
@@ -29,19 +29,19 @@ uint64_t DSCollection::fingerprint() const {
 }
 
 std::vector<DSResource*> DSCollection::readElements(NCistream& in, uint32_t count, const NCTypeInfo& type) {
-    constexpr size_t mostReserved = 4096; // at every level of nesting, before any element has been read
+    constexpr size_t mostReserved = 4096; // applies at every level of nesting, before any element is read
     constexpr size_t smallestElement = 8; // a reference: tag and id
     std::vector<DSResource*> elements;
-    // A count that the octets cannot hold is refused before memory is taken for it.
+    // A count larger than the octets left can hold is refused before memory is allocated for it.
     if (in.failed() || count > in.remaining() / smallestElement) {
         in.setFailed();
         return elements;
     }
-    // The text form does not know what is left, so that its count has not been checked against anything.
+    // The text form does not know how much is left, so there the count is unchecked and nothing is reserved.
     if (in.remaining() != std::numeric_limits<size_t>::max())
         elements.reserve(std::min<size_t>(count, mostReserved));
     for (uint32_t i = 0; i < count; ++i) {
-        // One of a wrong class has been built by then: the stream destroys it with the message.
+        // An element of a wrong class has already been made; the stream destroys it with the message.
         auto* element = in.readRecord<DSResource>();
         if (!element || !element->typeInfo().isSameOrDerived(type)) {
             in.setFailed();
@@ -54,7 +54,7 @@ std::vector<DSResource*> DSCollection::readElements(NCistream& in, uint32_t coun
 }
 
 int DSCollection::compareInOrder(const DSCollection& other) const {
-    // Sizes first: with equal ones neither walk ends before the other.
+    // Sizes are compared first, so that both iterations below end together.
     if (const int order = difference(size(), other.size()))
         return order;
     Walk theirs = other.begin();

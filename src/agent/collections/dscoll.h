@@ -8,7 +8,7 @@ class DSCollection;
 
 namespace harbolance {
 
-// The place of a walk through a collection; zero-initialised by its user. See DSCollection.
+// The state of an iteration over a collection; the user zero-initialises it. See DSCollection.
 struct Iterator {
     const DSCollection* collection = nullptr;
     uint32_t position = 0;
@@ -17,8 +17,8 @@ struct Iterator {
 
 } // namespace harbolance
 
-// Base of the collections. Each holds its elements by reference count, compares them with `isEqual` and can
-// be streamed. A collection must not change during a walk:
+// Base of the collections. A collection holds references to its elements, compares them with `isEqual` and
+// can be streamed. It must not be changed during an iteration:
 //
 //     harbolance::Iterator it;
 //     while (void* cursor = collection.next(it))
@@ -26,7 +26,7 @@ struct Iterator {
 //
 // or, shorter, `for (DSResource* element : collection)`.
 //
-// No operation complains: what is missing or out of range gives null or 0.
+// No operation reports an error: a missing element or an index out of range gives null or 0.
 class DSCollection : public DSResource {
 public:
     static const NCTypeInfo info;
@@ -36,13 +36,14 @@ public:
     const NCTypeInfo& typeInfo() const override { return info; }
 
     virtual DSResource* at(void* cursor) const { return static_cast<DSResource*>(cursor); }
-    // The element that is in the collection afterwards: `object`, or the equal one that a set holds already.
+    // Returns the element that is then in the collection: `object`, or an equal element that a set already
+    // holds.
     virtual DSResource* add(DSResource* object) = 0;
     virtual int remove(const DSResource* object) = 0;
     virtual void clear() = 0;
     virtual uint32_t size() const = 0;
     virtual int includes(const DSResource* object) const = 0;
-    // The next cursor, null at the end.
+    // Returns the next cursor, null at the end.
     virtual void* next(harbolance::Iterator& it) const = 0;
     virtual bool isEmpty() const { return size() == 0; }
     virtual void reset(harbolance::Iterator& it) const {
@@ -74,9 +75,9 @@ public:
     Walk end() const { return {}; }
 
 protected:
-    // Reads `count` elements of `type` or derived from it. Memory is taken as they arrive, not by the count;
-    // on failure the stream is marked as failed.
+    // Reads `count` elements of class `type` or derived from it. Memory is allocated as elements arrive, not
+    // by the count. On failure marks the stream as failed and returns no elements.
     static std::vector<DSResource*> readElements(NCistream& in, uint32_t count, const NCTypeInfo& type);
-    // For collections that are compared in the order of their walk.
+    // Compares element by element, in the order of iteration.
     int compareInOrder(const DSCollection& other) const;
 };

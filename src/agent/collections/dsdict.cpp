@@ -7,19 +7,19 @@ const NCTypeInfo DSDictionary::info("DSDictionary", ncCreate<DSDictionary>, {&DS
 
 DSAssoc::DSAssoc(NCistream& in) : Record(in) {
     readFields(in);
-    // Tables ask the key for its hash; a null one must not get into any.
+    // Tables call the key's hash, so no association with a null key may be entered.
     if (!key_)
         in.setFailed();
 }
 
-// The other object is asked, whatever its class: a plain key answers for itself and an association by its own
-// key. So one search takes either as probe.
+// Asks the other object, whatever its class: a plain key compares itself, an association compares its key. So
+// both kinds of object can be used for a search.
 int DSAssoc::compare(const NCObject* other) const { return other ? other->compare(key_.get()) : -1; }
 
 bool DSAssoc::isEqual(const NCObject* other) const { return other && other->isEqual(key_.get()); }
 
 DSResource* DSDictionary::add(DSResource* object) {
-    // Exactly this class: the walks here cast elements without looking.
+    // Accepts exactly this class, because the loops here cast elements without a check.
     return object && object->typeInfo() == DSAssoc::info ? DSSet::add(object) : nullptr;
 }
 
@@ -37,7 +37,7 @@ int DSDictionary::includes(const DSResource* object) const {
 }
 
 DSAssoc* DSDictionary::put(DSResource* key, DSResource* value) {
-    // Held here: when the key is there already, the new association dies with this holder.
+    // Held here, so that the new association is destroyed on return when the key is there already.
     const NCRef<DSAssoc> assoc = new DSAssoc(key, value);
     return DSSet::add(assoc.get()) == assoc.get() ? assoc.get() : nullptr;
 }
@@ -60,7 +60,7 @@ int DSDictionary::compare(const NCObject* other) const {
     Walk theirs = that->begin();
     for (const DSResource* element : *this) {
         const auto* mine = static_cast<const DSAssoc*>(element);
-        // The walks go in step; sizes are equal, so `theirs` is not at its end.
+        // Both iterations advance together; the sizes are equal, so `theirs` is not at its end.
         const auto* yours = static_cast<const DSAssoc*>(*theirs);
         const bool sameValue = mine->value() ? mine->value()->isEqual(yours->value()) : !yours->value();
         if (!mine->key()->isEqual(yours->key()) || !sameValue)

@@ -3,7 +3,8 @@
 #include "agent/collections/dsset.h"
 #include "agent/records/record.h"
 
-// A key and its value, both held. It hashes and compares as its key, so that a key finds it in a table.
+// A key and its value; it holds both. Its hash and comparison are those of the key, so a key finds it in a
+// table.
 class DSAssoc : public harbolance::Record<DSAssoc> {
 public:
     static const NCTypeInfo info;
@@ -26,11 +27,11 @@ public:
     }
 
 private:
-    NCRef<DSResource> key_; // null only in an association of a malformed message
+    NCRef<DSResource> key_; // null only in an association from a malformed message
     NCRef<DSResource> value_;
 };
 
-// A set of associations. What is added or removed as an element is a DSAssoc of exactly that class.
+// A set of associations. Only elements of exactly the class DSAssoc can be added or removed.
 class DSDictionary : public DSSet {
 public:
     static const NCTypeInfo info;
@@ -41,17 +42,17 @@ public:
 
     DSResource* add(DSResource* object) override;
     int remove(const DSResource* object) override;
-    // How many values are equal to `object`.
+    // The number of values that are equal to `object`.
     int includes(const DSResource* object) const override;
     using DSSet::at;
 
-    // The new association; null when the key is there already, whose value then stays.
+    // Returns the new association; null when the key is there already, whose value is then kept.
     virtual DSAssoc* put(DSResource* key, DSResource* value);
     virtual DSAssoc* findAssoc(const DSResource* key) const;
     virtual int includesKey(const DSResource* key) const { return findAssoc(key) != nullptr; }
     virtual int removeKey(const DSResource* key);
     virtual int removeAssoc(const DSResource* assoc) { return remove(assoc); }
-    // The value, or null.
+    // The value of the key, or null.
     virtual DSResource* at(const DSResource* key) const;
 
     const NCTypeInfo& typeInfo() const override { return info; }

@@ -20,18 +20,18 @@ int DSLink::compare(const NCObject* other) const {
 DSLinkedList::DSLinkedList(NCistream& in) : DSCollection(in) {
     unsigned int count = 0;
     in.read(count);
-    // After a failure there are none: `readElements` gives all or nothing.
+    // After a failure there are no elements: `readElements` returns all or none.
     for (DSResource* value : readElements(in, count, DSResource::info))
         DSLinkedList::add(value);
 }
 
-// With `before` null the value becomes the first.
+// Inserts a value behind a link; with `before` null at the front.
 DSResource* DSLinkedList::insertBehind(DSLink* before, DSResource* object) {
     auto* link = new DSLink(object);
     DSLink*& place = before ? before->next_ : first_;
     link->next_ = place;
     place = link;
-    // Also right for the first value: `before` and `last_` are both null then.
+    // True also for the first value, when `before` and `last_` are both null.
     if (before == last_)
         last_ = link;
     ++count_;
@@ -47,7 +47,7 @@ int DSLinkedList::removeBehind(DSLink* before) {
     if (gone == last_)
         last_ = before;
     --count_;
-    // A link has no holder but its list, so this destroys it.
+    // Only the list holds a link, so this destroys it.
     NCResource::release(gone);
     return 1;
 }
@@ -57,7 +57,7 @@ int DSLinkedList::removeWhere(Matches matches) {
     DSLink* before = nullptr;
     for (DSLink* link = first_; link; before = link, link = link->next_) {
         if (matches(link))
-            // At once: the link that the loop stands on is gone after this.
+            // Returns at once, because the current link of the loop is destroyed.
             return removeBehind(before);
     }
     return 0;
@@ -103,7 +103,7 @@ int DSLinkedList::occurrencesOf(const DSResource* object) const {
 
 void* DSLinkedList::next(Iterator& it) const {
     const auto* link = static_cast<const DSLink*>(it.current);
-    // `current` stays on the last link, so that a further call gives null again and does not start anew.
+    // `current` stays on the last link, so that further calls return null and do not start again.
     if (link == last_ && link)
         return nullptr;
     it.current = link ? link->next_ : first_;

@@ -2,7 +2,7 @@
 
 #include "agent/collections/dscoll.h"
 
-// A node of a DSLinkedList. It hashes, compares, prints and streams as its value, which it holds.
+// A node of a DSLinkedList. It holds its value, and hashes, compares, prints and streams like it.
 class DSLink : public DSResource {
 public:
     static const NCTypeInfo info;
@@ -17,7 +17,7 @@ public:
     const NCTypeInfo& typeInfo() const override { return info; }
     void printOn(NCostream& out) const override;
     uint32_t hash() const override { return value_ ? value_->hash() : 0; }
-    // Of the values, where `other` may be a link or a value itself.
+    // Compares values; `other` may be a link or a plain value.
     int compare(const NCObject* other) const override;
     uint64_t fingerprint() const override { return harbolance::fingerprintOf(value_.get()); }
 
@@ -27,7 +27,7 @@ private:
     NCRef<DSResource> value_;
 };
 
-// A singly linked list. It travels as count and the values from first to last.
+// A singly linked list. It is streamed as the count and the values from first to last.
 class DSLinkedList : public DSCollection {
 public:
     static const NCTypeInfo info;
@@ -45,12 +45,12 @@ public:
     void clear() override;
     uint32_t size() const override { return count_; }
     int includes(const DSResource* object) const override { return occurrencesOf(object); }
-    // A cursor is a DSLink; `position` counts from 1.
+    // A cursor is a DSLink*. `position` counts from 1.
     void* next(harbolance::Iterator& it) const override;
     DSResource* at(void* cursor) const override { return static_cast<DSLink*>(cursor)->value(); }
 
     DSResource* addFirst(DSResource* object);
-    // Null, and nothing done, when `existing` is not there.
+    // Returns null and does nothing when `existing` is not in the list.
     DSResource* addAfter(const DSResource* existing, DSResource* object);
     DSResource* at(int index) const;
     DSResource* first() const { return first_ ? first_->value() : nullptr; }

@@ -9,21 +9,21 @@ DSOrderedCltn::DSOrderedCltn(NCistream& in) : DSCollection(in), capacity_(1) {
     unsigned int capacity = 0;
     unsigned int count = 0;
     in.read(capacity).read(count);
-    // No writer has more elements than its capacity: such a message is malformed.
+    // A writer never has more elements than its capacity, so such a message is malformed.
     if (count > capacity)
         in.setFailed();
     const auto elements = readElements(in, count, DSResource::info);
     if (in.failed())
         return;
-    // Kept as a number for the next writing; memory follows the elements. At least 1, since it grows by
-    // doubling.
+    // The capacity is only kept to be written again; memory is allocated for the elements. It is at least 1,
+    // because it grows by doubling.
     capacity_ = std::max(capacity, 1u);
     items_.assign(elements.begin(), elements.end());
 }
 
 DSResource* DSOrderedCltn::insert(size_t index, DSResource* object) {
     if (items_.size() >= capacity_)
-        // A peer may have sent a capacity near the limit, which doubling would wrap.
+        // A peer may have sent a capacity so large that doubling would overflow.
         capacity_ = capacity_ <= std::numeric_limits<uint32_t>::max() / 2 ? 2 * capacity_ : capacity_;
     items_.insert(items_.begin() + static_cast<std::ptrdiff_t>(index), object);
     return object;

@@ -2,8 +2,8 @@
 
 #include "agent/collections/dscoll.h"
 
-// A growing array, in the order of insertion; it may hold equal elements.
-// It travels as capacity, count and the elements in order; a reader keeps order and capacity.
+// A growing array in order of insertion, which may hold equal elements. It is streamed as capacity, count and
+// the elements in order; a reader keeps order and capacity.
 class DSOrderedCltn : public DSCollection {
 public:
     static const NCTypeInfo info;
@@ -17,26 +17,26 @@ public:
     int remove(const DSResource* object) override;
     void clear() override { items_.clear(); }
     uint32_t size() const override { return static_cast<uint32_t>(items_.size()); }
-    // How many elements are equal to `object`.
+    // The number of elements that are equal to `object`.
     int includes(const DSResource* object) const override;
     void* next(harbolance::Iterator& it) const override;
     using DSCollection::at;
 
     virtual DSResource* addFirst(DSResource* object);
-    // Null, and nothing done, when `existing` is not there.
+    // Return null and do nothing when `existing` is not in the collection.
     virtual DSResource* addAfter(const DSResource* existing, DSResource* object);
     virtual DSResource* addBefore(const DSResource* existing, DSResource* object);
     // Null outside 0 .. size() - 1.
     virtual DSResource* at(int index) const;
     virtual DSResource* first() const { return at(0); }
     virtual DSResource* last() const { return at(static_cast<int>(size()) - 1); }
-    // The object itself, not an equal one.
+    // Removes this very object, not an equal one.
     virtual int removeIdentical(const DSResource* object);
     virtual int removeAt(int index);
     virtual int removeFirst() { return removeAt(0); }
     virtual int removeLast() { return removeAt(static_cast<int>(size()) - 1); }
     virtual uint32_t capacity() const { return capacity_; }
-    // -1 when missing.
+    // -1 when there is no equal element.
     virtual int indexOf(const DSResource* object) const;
 
     void write(NCostream& out) const override;
@@ -46,6 +46,6 @@ public:
 private:
     DSResource* insert(size_t index, DSResource* object);
 
-    uint32_t capacity_; // what is written; memory is taken for the elements only
+    uint32_t capacity_; // is written to streams; memory is allocated for the elements only
     std::vector<NCRef<DSResource>> items_;
 };

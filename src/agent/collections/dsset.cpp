@@ -5,13 +5,14 @@ using namespace harbolance;
 const NCTypeInfo DSSet::info("DSSet", ncCreate<DSSet>, {&DSCollection::info});
 
 DSSet::DSSet(NCistream& in, const NCTypeInfo& elementType) : DSCollection(in), table_(0) {
-    unsigned int capacity = 0; // that of the writer's table; this one is sized by the count
+    unsigned int capacity = 0; // of the writer's table; this table is sized by the count
     unsigned int count = 0;
     in.read(capacity).read(count);
     const auto elements = readElements(in, count, elementType);
     if (in.failed())
         return;
-    // For the count, which `readElements` has checked, and not for a capacity that the peer made up.
+    // Sized for the count, which `readElements` has checked, and not for the capacity, which the peer may
+    // have invented.
     table_.resize(count);
     for (DSResource* element : elements)
         DSSet::add(element);
@@ -23,7 +24,7 @@ DSSet::DSSet(const DSSet& other) : DSCollection(other), table_(other.size()) {
 }
 
 DSResource* DSSet::add(DSResource* object) {
-    // One search serves for the test and for the insertion.
+    // A single search is used for the test and for the insertion.
     const uint32_t index = table_.indexOf(object);
     if (const auto& held = table_.slot(index))
         return held.get();
@@ -34,7 +35,7 @@ int DSSet::remove(const DSResource* object) { return table_.take(object) ? 1 : 0
 
 void* DSSet::next(Iterator& it) const {
     const uint32_t index = table_.next(it.position);
-    // The position stays at the end: a further call gives null again.
+    // The position stays at the end, so that a further call returns null again.
     if (index >= table_.capacity()) {
         it.position = index;
         return nullptr;
@@ -93,8 +94,7 @@ int DSSet::compare(const NCObject* other) const {
     if (const int order = difference(size(), that->size()))
         return order;
     for (uint32_t i = table_.next(0); i < table_.capacity(); i = table_.next(i + 1)) {
-        // Slot by slot: sets with the same elements differ when these stand in other slots. That is the
-        // protocol's rule for two sets.
+        // Compared slot by slot, as the protocol demands: sets with equal elements in different slots differ.
         const DSResource* theirs = i < that->capacity() ? that->table_.slot(i).get() : nullptr;
         if (const int order = compareRecords(table_.slot(i).get(), theirs))
             return order;

@@ -18,9 +18,9 @@ struct SetTraits : GrowWhenFull {
 
 } // namespace harbolance
 
-// A set: a hash table of records, walked, streamed and printed in the order of its slots.
-// It travels as capacity, count and the elements in table order. A reader builds its own table for the count,
-// so the order may differ on the other side.
+// A set: a hash table of records, iterated, streamed and printed in the order of its slots. It is streamed as
+// capacity, count and the elements in that order. A reader sizes its own table for the count, so its order
+// may be different.
 class DSSet : public DSCollection {
 public:
     static const NCTypeInfo info;
@@ -31,7 +31,7 @@ public:
     DSSet(const DSSet& other);
     DSSet& operator=(const DSSet&) = delete;
 
-    // Of two equal records the first stays, the other is neither added nor referenced.
+    // Of two equal records the first stays; the other is not added and its reference count not changed.
     DSResource* add(DSResource* object) override;
     int remove(const DSResource* object) override;
     void clear() override { table_.clear(); }
@@ -45,9 +45,9 @@ public:
     virtual DSResource* find(const DSResource* object) const;
     virtual uint32_t capacity() const { return table_.capacity(); }
 
-    // This set becomes a copy of the other collection.
+    // Makes this set a copy of the other collection.
     void addAll(const DSCollection& other);
-    // New sets.
+    // These make new sets.
     static NCRef<DSSet> unionOf(const DSSet& a, const DSSet& b);
     static NCRef<DSSet> intersectionOf(const DSSet& a, const DSSet& b);
     static NCRef<DSSet> differenceOf(const DSSet& a, const DSSet& b);

@@ -14,7 +14,7 @@ const NCTypeInfo DSAddr::info("DSAddr", ncCreate<DSAddr>, {&DSResource::info});
 
 namespace {
 
-// The name may come from anybody.
+// The host name may come from a peer, so it is made safe to print.
 void reportUnknownHost(const char* host) {
     standardOutput() << "DSAddr::DSAddr: Unable to get internet "
                      << "address for '" << withoutControls(host) << "'" << std::endl;
@@ -23,7 +23,7 @@ void reportUnknownHost(const char* host) {
 } // namespace
 
 DSAddr::DSAddr(int port) : port_(port) {
-    // Kept for the process; an unknown address stays 0.
+    // thisHost() caches its answer for the process. An unknown address remains 0.
     const ThisHost& host = thisHost();
     if (host.state == ThisHost::State::known)
         addr_.s_addr = host.address;
@@ -45,7 +45,7 @@ DSAddr::DSAddr(int port, const char* host) : port_(port) {
 sockaddr_in DSAddr::socketAddress() const { return harbolance::socketAddress(addr(), port_); }
 
 const char* DSAddr::hostName() const {
-    // The caller gets a plain pointer, as the operation has it; the system has one thread.
+    // Static, because the operation returns a plain pointer; the process has a single thread.
     static char name[100];
     if (addr() == 0)
         return nullptr;

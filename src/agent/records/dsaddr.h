@@ -2,16 +2,16 @@
 
 #include "agent/records/keyed_record.h"
 
-// An IPv4 endpoint. The address is that of a sockaddr_in, in network byte order: 0 when it is not known, and
-// that of 255.255.255.255 when a host text does not resolve.
+// An IPv4 endpoint. The address is in network byte order, as in a sockaddr_in: 0 when unknown, and that of
+// 255.255.255.255 when a host text cannot be resolved. The port is in host byte order.
 class DSAddr : public harbolance::KeyedRecord<DSAddr> {
 public:
     static const NCTypeInfo info;
 
     DSAddr() = default;
-    // This host. Asks the resolver once per process.
+    // This host's address. Asks the resolver once per process.
     explicit DSAddr(int port);
-    // A dotted quad or a host name; a name may block for as long as the resolver takes.
+    // `host` is a dotted address or a name. Looking up a name may block for as long as the resolver takes.
     DSAddr(int port, const char* host);
     DSAddr(int port, in_addr_t address) : addr_{address}, port_(port) {}
     explicit DSAddr(const sockaddr_in& address) : DSAddr(ntohs(address.sin_port), address.sin_addr.s_addr) {}
@@ -22,15 +22,15 @@ public:
     void setPort(int port) { port_ = port; }
     sockaddr_in socketAddress() const;
 
-    // By reverse look-up, else the dotted form; null when the address is 0. Valid until the next call. May
-    // block for as long as the resolver takes.
+    // The name by reverse look-up, else the dotted form; null when the address is 0. Valid until the next
+    // call. May block for as long as the resolver takes.
     const char* hostName() const;
     // Valid until the next call.
     const char* dottedAddr() const;
-    // Whether this is the address of the host's own name.
+    // Whether the address is that of this host's own name.
     bool isLocal() const;
 
-    // With the host name, if there is one.
+    // Prints the host name as well, if there is one.
     void printOn(NCostream& out) const override;
 
     static constexpr auto fields() {

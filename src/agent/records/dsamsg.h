@@ -2,15 +2,15 @@
 
 #include "agent/records/message_parts.h"
 
-// The short exchanges outside a session: find an agent, ask for its TCP endpoint, report a provider that does
-// not respond.
+// Messages outside a session: to find an agent, to ask for its TCP endpoint, and to report a provider that
+// does not respond.
 //
-// A message of another protocol version is read no further than its version.
+// Of a message of another protocol version only the version is read.
 class DSAMessage : public harbolance::KeyedRecord<DSAMessage> {
 public:
     static const NCTypeInfo info;
 
-    // Takes the next number of a counter of its own, apart from DSMessage's.
+    // Takes the next number of a counter, which is separate from DSMessage's.
     explicit DSAMessage(int type, DSResource* object = nullptr, uint32_t cookieValue = 0, int cookieLen = 0);
     explicit DSAMessage(NCistream& in) : KeyedRecord(in) { readFields(in); }
 
@@ -20,7 +20,7 @@ public:
     DSResource* object() const { return object_.get(); }
     const harbolance::MessageCookie& cookie() const { return cookie_; }
 
-    // The object stands before the cookie, other than in a DSRequest.
+    // The object comes before the cookie, unlike in a DSRequest.
     static constexpr auto fields() {
         using namespace harbolance;
         return std::tuple{
@@ -42,12 +42,12 @@ private:
     harbolance::MessageCookie cookie_;
 };
 
-// The answer to a DSAMessage. It is identified like one.
+// The answer to a DSAMessage; the same fields identify it.
 class DSAReply : public harbolance::Record<DSAReply, DSAMessage> {
 public:
     static const NCTypeInfo info;
 
-    // Repeats the cookie of `message`.
+    // Copies the cookie of `message`.
     DSAReply(int replyType, const DSAMessage& message, int status, DSResource* object = nullptr);
     explicit DSAReply(NCistream& in);
 

@@ -6,7 +6,7 @@
 // is declared by its fields, with record.h and keyed_record.h. Collections of records are in
 // agent/collections (dscoll.h), the session with an agent in agent/session (dsuser.h).
 
-// The first field of every message. A message with another text is of another version.
+// The first field of every message. Another text means another protocol version.
 inline constexpr const char* dsVersion = "Kestrune 2.0";
 
 // The UDP port of the domain when no other is given.
@@ -53,7 +53,7 @@ enum DSReplyStatus : int {
     DSStatusDone = 0,
     DSStatusProviderDown = -95, // in a notification; in a login: not logged in
     DSStatusRefused = -96,
-    DSStatusReconnect = -97, // login not accepted; on any other awaited reply the client must reconnect
+    DSStatusReconnect = -97, // a login was not accepted; for any other reply: the client must reconnect
     DSStatusKnownClient = -98,
     DSStatusVersionMismatch = -100,
 };

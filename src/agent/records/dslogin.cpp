@@ -25,7 +25,7 @@ std::string currentHost() {
 }
 
 std::string lookUpUser() {
-    // The name at the terminal comes first; a daemon has none and is known by its user id.
+    // The login name of the terminal is preferred; a daemon has none, and its user id is looked up.
     if (const char* name = getlogin())
         return name;
     if (const passwd* entry = getpwuid(getuid()))
@@ -38,7 +38,7 @@ std::string lookUpUser() {
 DSLogin::DSLogin(const char* loginName, const char* loginExtra)
     : hostName_(currentHost().c_str()), loginName_(loginName), loginExtra_(loginExtra), processId_(getpid()),
       machineType_(unixMachine) {
-    // Once per process: the look-up may ask a directory service over the network.
+    // Computed once per process, because the look-up may ask a directory service over the network.
     static const std::string user = lookUpUser();
     userName_ = user.c_str();
 }

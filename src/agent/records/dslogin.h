@@ -2,12 +2,12 @@
 
 #include "agent/records/dsaddr.h"
 
-// What a process says about itself when it logs in to an agent.
+// The data that a process sends when it logs in to an agent.
 class DSLogin : public harbolance::KeyedRecord<DSLogin> {
 public:
     static const NCTypeInfo info;
 
-    // Host, user and process are those of the caller. Null texts are empty ones.
+    // Host, user and process are those of this process. A null text counts as an empty one.
     explicit DSLogin(const char* loginName = nullptr, const char* loginExtra = nullptr);
     explicit DSLogin(NCistream& in) : KeyedRecord(in) { readFields(in); }
 
@@ -17,7 +17,7 @@ public:
     const char* userName() const { return userName_.str(); }
     int processId() const { return processId_; }
     int machineType() const { return machineType_; }
-    // The UDP port at which the process answers are-you-alive.
+    // The UDP port at which the process answers are-you-alive requests.
     int verifyPort() const { return verifyPort_; }
     void setVerifyPort(int port) { verifyPort_ = port; }
 
@@ -43,7 +43,7 @@ private:
     int verifyPort_ = 0;
 };
 
-// A user of an agent. Neither counted nor comparable.
+// A user of an agent. It is not reference-counted and cannot be compared.
 class DSUserInfo : public harbolance::Record<DSUserInfo, NCTransObject> {
 public:
     static const NCTypeInfo info;
@@ -56,7 +56,7 @@ public:
     const DSAddr& hostAddr() const { return hostAddr_; }
     int processId() const { return processId_; }
 
-    // The address last.
+    // Prints the address last.
     void printOn(NCostream& out) const override;
 
     static constexpr auto fields() {

@@ -22,7 +22,7 @@ DSRequest::DSRequest(int requestType, DSResource* request, uint32_t cookieValue)
     : KeyedRecord(DSTypeRequest, cookieValue, 0), requestType_(requestType), request_(request) {}
 
 DSRequest::DSRequest(NCistream& in) : KeyedRecord(in) {
-    // The base has stopped behind another version; the fields of this class must not be read either.
+    // After another version the base has read no more fields; those of this class must not be read either.
     if (isCurrentVersion())
         readFields(in);
 }

@@ -2,16 +2,16 @@
 
 #include "agent/records/message_parts.h"
 
-// What travels on a session with an agent: requests and replies.
+// The messages of a session with an agent: requests and replies.
 //
-// A message of another protocol version is read no further than its version: `isCurrentVersion` is false and
-// the rest is empty.
+// Of a message of another protocol version only the version is read: `isCurrentVersion` is false and the
+// other fields are empty.
 class DSMessage : public harbolance::KeyedRecord<DSMessage> {
 public:
     static const NCTypeInfo info;
 
-    // Takes the next number of the process. The cookie is `cookieLen` octets, 4 when that is 0, with the raw
-    // octets of `cookieValue` in front.
+    // Takes the next number of this process. The cookie has `cookieLen` octets, 4 when that is 0, and starts
+    // with the raw octets of `cookieValue`.
     DSMessage(int type, uint32_t cookieValue, int cookieLen);
     explicit DSMessage(NCistream& in) : KeyedRecord(in) { readFields(in); }
 
@@ -47,7 +47,7 @@ public:
     explicit DSRequest(NCistream& in);
 
     int requestType() const { return requestType_; }
-    // What is asked about; null for requests that need nothing. Held by the message.
+    // The subject of the request; null for requests without one. The message holds it.
     DSResource* request() const { return request_.get(); }
 
     uint32_t hash() const override { return msgNum() ^ (request_ ? request_->hash() : 0); }
@@ -69,14 +69,14 @@ class DSReply : public harbolance::KeyedRecord<DSReply, DSMessage> {
 public:
     static const NCTypeInfo info;
 
-    // Repeats the cookie of `request`. A DSReply stands as `request` when it is acknowledged.
+    // Copies the cookie of `request`. When a DSReply is acknowledged, it is passed as `request`.
     DSReply(int replyType, const DSMessage& request, int status, DSResource* reply = nullptr);
     explicit DSReply(NCistream& in);
 
     int replyType() const { return replyType_; }
     uint32_t requestNum() const { return requestNum_; }
     int status() const { return status_; }
-    // Held by the message; null for replies that carry nothing.
+    // The subject of the reply; null for replies without one. The message holds it.
     DSResource* reply() const { return reply_.get(); }
 
     bool replyOk() const { return status_ == DSStatusDone; }

@@ -9,7 +9,8 @@ public:
     static const NCTypeInfo info;
 
     DSName() = default;
-    // `name` is a repository id or an object name. `value` is an optional extra record, which the name holds.
+    // `name` is a repository id or an object name. `value` is an optional additional record, which the name
+    // holds.
     DSName(const char* name, int argType, int serviceType, DSResource* value = nullptr)
         : name_(name), argType_(argType), serviceType_(serviceType), value_(value) {}
     explicit DSName(NCistream& in) : KeyedRecord(in) { readFields(in); }
@@ -26,7 +27,7 @@ public:
                           printedLine(&DSName::serviceType_, ", Service Type:"),
                           printedIfAny(&DSName::value_, "")};
     }
-    // Names are equal whatever their values.
+    // The value does not count: names with different values are equal.
     auto key() const { return std::tie(name_, argType_, serviceType_); }
 
 private:

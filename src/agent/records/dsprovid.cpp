@@ -3,6 +3,6 @@
 const NCTypeInfo DSProvider::info("DSProvider", ncCreate<DSProvider>, {&DSResource::info});
 
 int harbolance::comparePart(NameValue a, NameValue b) {
-    // Not left to compareRecords, which gives 1 for this.
+    // Not done by compareRecords, which gives 1 when one is missing.
     return !a.value != !b.value ? -1 : compareRecords(a.value, b.value);
 }

@@ -5,12 +5,12 @@
 
 namespace harbolance {
 
-// The value of a name as a part of a provider's key: names are equal whatever their values, providers are
-// not.
+// The value of a name as a part of a provider's key: unlike names, providers with different values are not
+// equal.
 struct NameValue {
     const DSResource* value;
 };
-// Of two of which only one is there, either is less.
+// When exactly one of the two has a value, the result is -1, whichever it is.
 int comparePart(NameValue a, NameValue b);
 inline uint32_t hashPart(NameValue) { return 0; }
 inline uint64_t fingerprintPart(NameValue part) { return fingerprintOf(part.value); }
@@ -22,8 +22,8 @@ class DSProvider : public harbolance::KeyedRecord<DSProvider> {
 public:
     static const NCTypeInfo info;
 
-    // `clientAddr` and `agentAddr` become this host, port 0; the agent that holds the registration sets the
-    // latter.
+    // `clientAddr` and `agentAddr` are initially this host, port 0; the agent that holds the registration
+    // sets `agentAddr`.
     DSProvider(const DSName& name, const DSAddr& addr, int protocolType = 0, int adminPort = 0)
         : name_(name), addr_(addr), clientAddr_(0), agentAddr_(0), protocolType_(protocolType),
           adminPort_(adminPort) {}
@@ -31,7 +31,7 @@ public:
 
     const DSName& name() const { return name_; }
     const DSAddr& addr() const { return addr_; }             // where the service listens
-    const DSAddr& clientAddr() const { return clientAddr_; } // the registering process's host
+    const DSAddr& clientAddr() const { return clientAddr_; } // host of the registering process
     const DSAddr& agentAddr() const { return agentAddr_; }
     void setAgentAddr(const DSAddr& addr) { agentAddr_ = addr; }
     int protocolType() const { return protocolType_; }

@@ -5,7 +5,7 @@
 const NCTypeInfo DSResource::info("DSResource", nullptr, {&NCObject::info});
 
 DSResource::~DSResource() {
-    // A count of 1 is that of the release which destroys the record.
+    // The release that destroys the record leaves the count at 1.
     if (refCount() > 1) {
         harbolance::standardOutput() << "DSResource::~DSResource: Deleting instance "
                                      << "which has outstanding references\n"
@@ -17,7 +17,7 @@ DSResource::~DSResource() {
 namespace harbolance {
 
 int compareRecords(const DSResource* a, const DSResource* b) {
-    // The protocol's rule: 1, whichever of the two is missing.
+    // A rule of the protocol: 1, whichever of the two is missing.
     if (!a || !b)
         return a == b ? 0 : 1;
     return a->compare(b);

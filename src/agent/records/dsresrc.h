@@ -5,8 +5,8 @@
 #include "stream/ncobject.h"
 #include "stream/ncstream.h"
 
-// Base of every record that is counted and can be a member of a collection. New records have count 0, also
-// when they come from a stream: the first holder takes the first reference.
+// Base of every record that is reference-counted and can be a member of a collection. The count of a new
+// record is 0, also of one that is read from a stream: the first holder adds the first reference.
 class DSResource : public NCResource, public NCObject {
 public:
     static const NCTypeInfo info;
@@ -15,26 +15,25 @@ public:
     explicit DSResource(NCistream& in) : NCObject(in) { in.registerCounted(this); }
     DSResource(const DSResource&) = default;
     DSResource& operator=(const DSResource&) = default;
-    // Prints a complaint when the record still has more than one holder.
+    // Reports an error on the standard output when the record still has more than one holder.
     ~DSResource() override;
 
     const NCTypeInfo& typeInfo() const override { return info; }
     uint32_t hash() const override { return 0; }
     int compare(const NCObject*) const override { return -1; }
 
-    // Does nothing and is never called here. It keeps the place that the operation has among the virtual
-    // ones.
+    // Does nothing and is never called; keeps this operation's place in the virtual table.
     virtual void reserved() {}
-    // For tables: equal records of one class have equal fingerprints, different ones hardly ever.
+    // For hash tables: equal records of one class have equal fingerprints, different ones hardly ever do.
     virtual uint64_t fingerprint() const { return hash(); }
 };
 
 namespace harbolance {
 
-// The plain difference of two fields, as the protocol orders them; it wraps like the 32-bit word it is.
+// The difference of two fields, by which the protocol orders them. It wraps around as a 32-bit word.
 constexpr int difference(uint32_t a, uint32_t b) { return static_cast<int>(a - b); }
 
-// Of fields that are held by reference: 0 when both are null, 1 when one is.
+// Compares fields held by reference: 0 when both are null, 1 when exactly one is.
 int compareRecords(const DSResource* a, const DSResource* b);
 inline uint64_t fingerprintOf(const DSResource* record) { return record ? record->fingerprint() : 0; }
 // The print form, "(nil)" for null.

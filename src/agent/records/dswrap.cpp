@@ -7,7 +7,7 @@ const NCTypeInfo DSTrigWrapper::info("DSTrigWrapper", ncCreate<DSTrigWrapper>, {
 
 namespace {
 
-// The difference in units. It has fewer bits than the words, but is never 0 for different ones.
+// The difference in units, cut to an int, but never 0 for different words.
 int wordOrder(uintptr_t a, uintptr_t b, uintptr_t unit) {
     if (a == b)
         return 0;
@@ -18,7 +18,7 @@ int wordOrder(uintptr_t a, uintptr_t b, uintptr_t unit) {
 } // namespace
 
 DSWrapper::DSWrapper(NCistream& in) : DSResource(in) {
-    // A block, not a number: the word travels in the host's order. A failed read leaves zeros.
+    // Read as a block, not as a number, because the word is sent in host order. A failed read leaves zeros.
     unsigned char octets[4] = {};
     in.read(octets, sizeof octets);
     uint32_t low = 0;
@@ -46,7 +46,7 @@ int DSTrigWrapper::compare(const NCObject* other) const {
     const auto* that = nc_cast<DSTrigWrapper>(other);
     if (!that)
         return -1;
-    // The protocol's rule: the distance of two pointers is counted in words of 4 octets.
+    // A rule of the protocol: the difference of two pointers is counted in words of 4 octets.
     constexpr uintptr_t unit = 4;
     return wordOrder(reinterpret_cast<uintptr_t>(handler_), reinterpret_cast<uintptr_t>(that->handler_),
                      unit);

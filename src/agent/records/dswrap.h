@@ -4,8 +4,8 @@
 
 class DSTriggerHandler;
 
-// A word, usually a pointer, as a member of a collection of this process. On a stream only its lower four
-// octets travel, in host order.
+// Wraps a word, usually a pointer, for a collection within this process. Only its lower four octets are
+// streamed, in host order.
 class DSWrapper : public DSResource {
 public:
     static const NCTypeInfo info;
@@ -31,7 +31,7 @@ private:
     uintptr_t word_ = 0;
 };
 
-// A trigger handler as a member of a collection of this process. Nothing of it travels.
+// Wraps a trigger handler for a collection within this process. Nothing of it is streamed.
 class DSTrigWrapper : public DSResource {
 public:
     static const NCTypeInfo info;

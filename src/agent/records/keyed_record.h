@@ -2,8 +2,8 @@
 
 #include "agent/records/record.h"
 
-// What identifies a record: its key. Records of one class are equal when their keys are, and the first
-// difference between these orders them.
+// The key of a record identifies it. Records of one class are equal when their keys are, and their order is
+// that of the first different part of the keys.
 namespace harbolance {
 
 // Order, hash and fingerprint of the parts of a key.
@@ -28,24 +28,24 @@ uint64_t fingerprintPart(const NCRef<T>& record) {
     return fingerprintOf(record.get());
 }
 
-// The fingerprint of a key. Mixing costs more than the rest, so numbers are mixed two at a time.
+// The fingerprint of a key. Mixing is the expensive step, so numbers are mixed two at a time.
 class KeyFingerprint {
 public:
     explicit KeyFingerprint(uint64_t base) : print_(base) {}
 
     void add(const std::integral auto& value) { addNumber(static_cast<uint32_t>(value)); }
     void add(const in_addr& address) { addNumber(address.s_addr); }
-    // A text or a record, whose fingerprint is mixed already.
+    // A text or a record, whose fingerprint is already mixed.
     void add(const auto& part) {
         const uint64_t mixed = fingerprintPart(part);
-        // The first part needs no mixing: most keys have one text and little else.
+        // The first part needs no mixing, which is the fast path: most keys have one text and little else.
         print_ = print_ == 0 ? mixed : mixFingerprint(print_, mixed);
     }
     uint64_t value() const { return count_ == 0 ? print_ : mixFingerprint(print_, numbers_); }
 
 private:
     void addNumber(uint32_t number) {
-        // Two numbers fill the 64 bits that one mixing takes.
+        // Two 32-bit numbers fill the 64 bits of one mixing.
         if (count_ == 2) {
             print_ = mixFingerprint(print_, numbers_);
             count_ = 0;
@@ -70,17 +70,17 @@ public:
         if constexpr (derived)
             return Base::hash();
         else
-            // The protocol's rule: the parts' hashes, one xored with the next.
+            // A rule of the protocol: the hashes of the parts, combined by xor.
             return std::apply([](const auto&... part) { return (hashPart(part) ^ ...); },
                               this->self().hashKey());
     }
 
-    // The first difference counts. Another class is less.
+    // The first different part decides. A record of another class compares as less.
     int compare(const NCObject* other) const override {
         const auto* that = nc_cast<Self>(other);
         if (!that)
             return -1;
-        // The base's key counts first, then what this class adds.
+        // The base's key is compared first, then what this class adds.
         if constexpr (derived) {
             if (const int order = Base::compare(other))
                 return order;
@@ -96,7 +96,7 @@ public:
         return print.value();
     }
 
-    // A class that hashes by other fields than it is compared by has a `hashKey` of its own.
+    // Override in a class whose hash uses other fields than its comparison.
     auto hashKey() const { return this->self().key(); }
 
 private:

@@ -7,7 +7,7 @@ namespace harbolance {
 
 bool readField(NCistream& in, MessageVersion& version) {
     readField(in, version.text_);
-    // What is behind the version has an order that only that version knows.
+    // The fields after the version are known only to that version.
     if (!version.isCurrent())
         in.stopEarly();
     return version.isCurrent();
@@ -15,14 +15,14 @@ bool readField(NCistream& in, MessageVersion& version) {
 
 MessageCookie::MessageCookie(uint32_t value, int length)
     : octets_(length > 0 ? static_cast<size_t>(length) : sizeof value) {
-    // In the host's order: a cookie has a meaning for its sender only.
+    // Stored in host order: only the sender interprets a cookie.
     std::memcpy(octets_.data(), &value, std::min(octets_.size(), sizeof value));
 }
 
 void MessageCookie::write(NCostream& out) const { out.write(length()).write(octets_.data(), octets_.size()); }
 
 void MessageCookie::read(NCistream& in) {
-    // No agent sends a longer one; the text form can't tell how much is left.
+    // No agent sends a longer cookie. Needed because the text form cannot tell how much is left.
     constexpr int longest = 8192;
     int length = 0;
     in.read(length);

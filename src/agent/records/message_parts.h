@@ -7,10 +7,11 @@
 #include <ctime>
 #include <vector>
 
-// What both families of messages begin with.
+// The fields that all messages have in common.
 namespace harbolance {
 
-// The text that every message carries first. A message of another version is read no further than that.
+// The version text, the first field of every message. Of a message with another version only this field is
+// read.
 class MessageVersion {
 public:
     MessageVersion() = default;
@@ -30,21 +31,21 @@ private:
     NCString text_;
 };
 
-// The opaque octets of a message, which a reply repeats. They travel as a length (int) and a block.
+// The cookie: opaque octets of a message, which a reply repeats. Streamed as a length (int) and a block.
 class MessageCookie {
 public:
     MessageCookie() = default;
-    // `length` octets, 4 when it is 0 or less: the raw octets of `value` in front, zeros behind.
+    // `length` octets, 4 when it is 0 or less: the raw octets of `value`, followed by zeros.
     MessageCookie(uint32_t value, int length);
 
-    // What a reply carries: the same octets, or four zeros for a message without any.
+    // The cookie for a reply: the same octets, or four zeros for a message without a cookie.
     MessageCookie repeated() const { return octets_.empty() ? MessageCookie(0, 0) : *this; }
 
     int length() const { return static_cast<int>(octets_.size()); }
     const unsigned char* octets() const { return octets_.data(); }
 
     void write(NCostream& out) const;
-    // Leaves the cookie empty when the stream has no such block.
+    // On failure the cookie is empty.
     void read(NCistream& in);
 
 private:
@@ -57,7 +58,7 @@ private:
     std::vector<unsigned char> octets_;
 };
 
-// The numbers of one family of messages: they start with the time and wrap.
+// Numbers one kind of messages; starts with the time and wraps around.
 class MessageCounter {
 public:
     uint32_t next() { return next_++; }

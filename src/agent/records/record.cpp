@@ -4,7 +4,7 @@
 
 namespace harbolance {
 
-// An address travels as its four octets stand in a sockaddr_in.
+// An address is streamed as the four octets of a sockaddr_in.
 bool readField(NCistream& in, in_addr& address) {
     unsigned char octets[sizeof address] = {};
     in.read(octets, sizeof octets);

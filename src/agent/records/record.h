@@ -8,8 +8,8 @@
 #include <netinet/in.h>
 #include <tuple>
 
-// How a record class is declared: by its fields, once. They travel in the order of `fields` and print with
-// the texts given there; `key` names those that identify the record, in the order in which they are compared.
+// Declares a record class by a list of its fields. They are streamed in the order of `fields` and printed
+// with the texts given there; `key` lists the fields that identify the record, in order of comparison.
 //
 //     class DSName : public harbolance::KeyedRecord<DSName> {  // keyed_record.h
 //     public:
@@ -22,12 +22,11 @@
 //         }
 //         auto key() const { return std::tie(name_, argType_, serviceType_); }
 //
-// A class without a title prints its fields only, and one that prints in another way overrides `printOn`. A
-// class derived from another record adds its fields, and its key if it has one, behind those of its base.
+// A class without a title prints only its fields; a class with another print form overrides `printOn`. A
+// class derived from another record adds its fields, and its key if it has one, after those of its base.
 //
 // A field is an integer, an IPv4 address, an NCString or a record held by value, a record held by NCRef, or
-// of a class of its own with `readField`, `writeField` and what else is needed of the functions below beside
-// it.
+// of a class with `readField`, `writeField` and the other functions below that it needs.
 namespace harbolance {
 
 template <class Owner, class Value>
@@ -39,7 +38,7 @@ struct PrintedField {
     Value Owner::*value;
     const char* before;
     const char* behind;
-    bool optional; // a null record prints nothing, else "(nil)" behind `before`
+    bool optional; // true: null prints nothing; false: "(nil)" after `before`
 };
 
 template <class Owner, class Value>
@@ -63,15 +62,15 @@ constexpr PrintedField<Owner, Value> printedIfAny(Value Owner::*value, const cha
 template <class T>
 concept Embedded = std::derived_from<T, NCTransObject>;
 
-// Reading. False: the fields behind this one are not to be read.
+// Reads a field. False: the following fields must not be read.
 inline bool readField(NCistream& in, std::integral auto& value) {
     in.read(value);
     return true;
 }
 bool readField(NCistream& in, in_addr& address);
-// A member held by value is built from the stream in its place, since the stream knows objects by their
-// addresses. Before that it is as its default constructor made it and owns nothing, so nothing is destroyed.
-// This layer has no exceptions: the process ends when there is no memory for a text.
+// A member held by value is constructed from the stream in its place, because the stream identifies objects
+// by their addresses. It has only been default-constructed and owns nothing, so it need not be destroyed
+// first. noexcept, because this layer has no exceptions: without memory for a text the process ends.
 bool readField(NCistream& in, Embedded auto& member) noexcept {
     std::construct_at(&member, in);
     return true;
@@ -127,11 +126,11 @@ public:
     }
 
 protected:
-    // The fields of this class, behind those of the base: for the constructor from a stream.
+    // Reads the fields of this class, after those of the base; called by the constructor from a stream.
     void readFields(NCistream& in) {
         std::apply(
             [&](const auto&... field) {
-                // `&&` stops at the first field that gives false, and keeps the order of the fields.
+                // `&&` keeps the order of the fields and stops at the first that gives false.
                 static_cast<void>((readField(in, static_cast<Self&>(*this).*field.value) && ...));
             },
             Self::fields());

@@ -5,14 +5,14 @@ const NCTypeInfo TRXString::info("TRXString", ncCreate<TRXString>, {&DSResource:
 TRXString::TRXString(NCistream& in) : DSResource(in) {
     unsigned long size = 0;
     in.read(size);
-    // The size counts the NUL, so that it is 1 at least.
+    // The size includes the NUL, so it is at least 1.
     if (size == 0 || size > in.remaining()) {
         in.setFailed();
         return;
     }
     std::string text;
-    // In pieces of a multiple of 4, so that no padding falls between them. The text form does not know how
-    // much is left: there memory grows with what arrives.
+    // Read in pieces of a multiple of 4 octets, so that no padding comes between them. The text form does not
+    // know how much is left, so memory grows with the octets that arrive.
     for (char block[256]; size > 0 && !in.failed();) {
         const size_t count = size < sizeof block ? size : sizeof block;
         in.read(reinterpret_cast<unsigned char*>(block), count);
@@ -20,7 +20,7 @@ TRXString::TRXString(NCistream& in) : DSResource(in) {
             text.append(block, count);
         size -= count;
     }
-    // A NUL within the text would be lost in a C string.
+    // The text must end with its only NUL, since a NUL inside would cut a C string.
     if (in.failed() || text.find('\0') != text.size() - 1) {
         in.setFailed();
         return;

@@ -3,7 +3,7 @@
 #include "agent/records/dsresrc.h"
 #include "stream/nctext.h"
 
-// A counted string. It travels as its length with the NUL (unsigned long) and the text with its NUL as a
+// A counted string. Streamed as its length including the NUL (unsigned long), and the text with its NUL as a
 // block.
 class TRXString : public DSResource, public NCText<TRXString> {
 public:

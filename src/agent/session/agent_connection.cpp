@@ -8,11 +8,11 @@ namespace harbolance {
 std::unique_ptr<AgentConnection> AgentConnection::open(const DSAddr& agent, dpIOHandler& handler) {
     std::unique_ptr<AgentConnection> connection(new AgentConnection);
     NCudpstream& stream = connection->stream_;
-    // Linking a number beyond the dispatcher's tables would end the process.
+    // The dispatcher ends the process when a descriptor beyond its tables is linked.
     if (bindOwnAddress(stream) != 0 || stream.fd() >= dpDispatcher::maxDescriptors)
         return nullptr;
     stream.connect(agent.socketAddress());
-    stream.tellRefusals(); // an agent that has died on a host that lives is known with the next message to it
+    stream.tellRefusals(); // detects a dead agent on a live host with the next message
     dpDispatcher::instance()->link(stream.fd(), dpDispatcher::readMask, &handler);
     return connection;
 }
@@ -32,7 +32,7 @@ bool AgentConnection::send(const DSMessage& message) {
 }
 
 int AgentConnection::answer(const DSMessage& message, int replyType) {
-    // Kept before sending: when this is lost, the agent asks again and gets the same answer.
+    // Stored before sending: when the answer is lost, the agent repeats its request and gets the same answer.
     lastAnswer_ = new DSReply(replyType, message, DSStatusDone);
     return stream_.send(lastAnswer_.get());
 }
@@ -45,19 +45,20 @@ NCRef<DSMessage> AgentConnection::receive(bool& lost) {
     int status = 0;
     sockaddr_in from{};
     std::unique_ptr<NCTransObject> received(stream_.receive(status, &from));
-    // Another dispatcher has read what was announced, or the system has dropped it.
+    // No datagram after all: another dispatcher has read it, or the system has dropped it.
     if (status == NCudpstream::noData)
         return nullptr;
     auto* known = nc_cast<DSMessage>(received.get());
     if (status != 0 || !known || !known->isCurrentVersion()) {
-        // Any host can send to the socket: only what comes from the agent's own port tells of the agent.
+        // Any host can send to the socket, so only a bad message from the agent's own address and port counts
+        // as its loss.
         const sockaddr_in& agent = stream_.peer();
         const bool fromAgent =
             from.sin_addr.s_addr == agent.sin_addr.s_addr && from.sin_port == agent.sin_port;
-        lost = fromAgent || from.sin_family == AF_UNSPEC; // the latter is a failure of the socket
+        lost = fromAgent || from.sin_family == AF_UNSPEC; // AF_UNSPEC: the socket itself failed
         return nullptr;
     }
-    // Held by count first; only then does the plain owner let go.
+    // The reference is taken before the plain owner gives up the message.
     NCRef<DSMessage> message = known;
     static_cast<void>(received.release());
     lastInput_ = std::chrono::steady_clock::now();
@@ -68,12 +69,12 @@ NCRef<DSMessage> AgentConnection::receive(bool& lost) {
 bool AgentConnection::isRepeat(const DSMessage& message) {
     const auto* reply = nc_cast<DSReply>(&message);
     const bool isAnswer = reply && reply->replyType() != DSReplyTrigger;
-    // Numbers need not grow: they wrap, and an agent may start again. So only equality counts.
+    // Numbers wrap around, and an agent may restart its numbering, so only equality is tested.
     const auto before = std::exchange(lastNumber_, message.msgNum());
-    // Requests and notifications are repeated because our answer was lost: they have to be answered again.
+    // A request or notification is repeated because our answer was lost, so it must be answered again.
     if (before == message.msgNum())
         return isAnswer;
-    // Another exchange has passed in between: an equal notification after it is a new event.
+    // Another exchange has taken place since, so an equal notification is a new event.
     if (before && isAnswer)
         lastNotification_ = nullptr;
     return false;
@@ -87,8 +88,8 @@ bool AgentConnection::isRepeatedNotification(DSReply& notification) {
     if (lastNotification_ && lastNotification_->status() == notification.status()) {
         const DSResource* value = valueOf(*lastNotification_);
         const DSResource* otherValue = valueOf(notification);
-        // Without values there is nothing to recognise a repeat by, and calling a handler twice is the
-        // smaller harm.
+        // Without values a repeat cannot be recognised, and calling a handler twice does less harm than not
+        // at all.
         if (value && otherValue && value->compare(otherValue) == 0)
             return true;
     }

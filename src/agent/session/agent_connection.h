@@ -11,13 +11,13 @@
 
 namespace harbolance {
 
-// A connection with one agent: the socket, and all that is known of that agent only. When the agent is lost
-// its connection is destroyed as a whole; the next agent gets a new one with a new socket, so that late
-// messages to the old port are dropped.
+// A connection with one agent: the socket and all state that belongs to that agent. When the agent is lost
+// the whole object is destroyed; the next agent gets a new one with a new socket, so that late messages to
+// the old port are dropped.
 class AgentConnection {
 public:
-    // `handler` is called from the global dispatcher for what comes in, for as long as the connection exists.
-    // Null when there is no socket to be had, or none that a dispatcher takes.
+    // While the connection exists, the global dispatcher calls `handler` for its input. Null when no socket
+    // can be opened, or none with a number that the dispatcher accepts.
     static std::unique_ptr<AgentConnection> open(const DSAddr& agent, dpIOHandler& handler);
     AgentConnection(const AgentConnection&) = delete;
     AgentConnection& operator=(const AgentConnection&) = delete;
@@ -26,28 +26,27 @@ public:
     int fd() const { return stream_.fd(); }
     bool isLoggedIn() const { return loggedIn_; }
     void setLoggedIn() { loggedIn_ = true; }
-    // Since the last message of the agent; very long before the first.
+    // Time since the agent's last message; a very long time before the first one.
     std::chrono::seconds silence() const;
-    // A caller has given up waiting for an answer, after as many sendings as are made. The next message of
-    // the agent takes that back.
+    // Call when all sendings of a request have had no answer. The next message of the agent resets this.
     void doubt() { doubted_ = true; }
     bool isDoubted() const { return doubted_; }
 
-    // False when the agent is lost, since nothing receives at its port. Any other failure to send is left to
-    // the repetition of requests.
+    // False when the agent is lost, because no process receives at its port. Any other failure to send is
+    // ignored, since requests are repeated.
     bool send(const DSMessage& message);
-    // Answers a request or acknowledges a notification, and keeps the answer for repeats of it. The status of
-    // the stream.
+    // Answers a request or acknowledges a notification, and stores the answer for repeats. Returns the status
+    // of the stream.
     int answer(const DSMessage& message, int replyType);
-    // The last answer, when it was one to this request; else null.
+    // The stored answer, if it answers this request; else null.
     NCRef<DSReply> answerTo(const DSRequest& request) const;
 
-    // Reads one datagram: a message of the agent, or null when there is none that matters. A repeat does not,
-    // apart from that of a notification, which has to be acknowledged again. `lost` is set when the agent
-    // sends what can't be read; others may send what they like.
+    // Reads one datagram and returns the agent's message, or null when there is none to handle. Repeats are
+    // not returned, except of a notification, which must be acknowledged again. Sets `lost` when an
+    // unreadable message comes from the agent; bad messages from other senders are ignored.
     NCRef<DSMessage> receive(bool& lost);
 
-    // Whether the notification says the same as the last one. Remembers it otherwise.
+    // Whether the notification equals the previous one. If not, it is stored as the previous one.
     bool isRepeatedNotification(DSReply& notification);
 
 private:
@@ -58,9 +57,9 @@ private:
     bool loggedIn_ = false;
     bool doubted_ = false;
     std::optional<std::chrono::steady_clock::time_point> lastInput_;
-    std::optional<uint32_t> lastNumber_; // of the last message that was handled
+    std::optional<uint32_t> lastNumber_; // of the last handled message
     NCRef<DSReply> lastAnswer_;
-    NCRef<DSReply> lastNotification_; // null once another reply has come
+    NCRef<DSReply> lastNotification_; // null after another reply has come
 };
 
 } // namespace harbolance

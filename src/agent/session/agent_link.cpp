@@ -26,10 +26,11 @@ void AgentLink::setPort(int port) {
 void AgentLink::close() {
     if (closed_)
         return;
-    // First, so that nothing below starts a search or a timer again.
+    // Set first, so that nothing below starts a search or a timer again.
     closed_ = true;
     if (connection_)
-        // Once and without waiting: the process ends, and an agent finds out by itself if this is lost.
+        // Sent once, without waiting: the process is ending, and an agent that misses this finds out by
+        // itself.
         connection_->send(*NCRef<DSRequest>(new DSRequest(DSRequestEndOfSession)));
     connection_.reset();
     loopSearch_.reset();
@@ -40,11 +41,11 @@ void AgentLink::reconnect() {
     connection_.reset();
     areYouAlive_ = nullptr;
     loopSearch_.reset();
-    // A loss during a search: the loop of that search sees that the connection is gone.
+    // When the connection is lost during a search, the loop of that search notices it.
     if (connecting_ || closed_)
         return;
     const Connecting connecting(*this);
-    // An agent may answer the search and the login and then be silent, so that it is lost over the first
+    // An agent may answer the search and the login and then be silent, so that it is lost during the first
     // registration.
     for (int round = 0; round < searchTries && !connection_; ++round) {
         connect();
@@ -58,7 +59,7 @@ void AgentLink::reconnect() {
 
 void AgentLink::connect() {
     const Connecting connecting(*this);
-    // A login that was refused leads to another search: another agent may answer that.
+    // A refused login starts another search, which another agent may answer.
     for (int i = 0; i < searchTries && !isLoggedIn(); ++i) {
         search();
         logIn();
@@ -71,11 +72,11 @@ void AgentLink::reportAndAwaitTimer() {
         standardOutput() << "Harbolance: Unable to locate agent. Will try "
                          << "every " << searchPeriod << " seconds to locate agent" << std::endl;
     }
-    // A connection without login counts as one here: it answers, so searching at once would find it again.
+    // A connection without a login is kept: its agent answers, so an immediate search would find it again.
     startTimer(connection_ ? keepAlivePeriod : searchPeriod);
 }
 
-// When no agent answers, or there is no socket for it, the present connection stays.
+// When no agent answers, or no socket can be opened for it, the present connection stays.
 void AgentLink::search() {
     if (const auto agent = AgentSearch(port_, listedAgents_).run())
         adopt(*agent);
@@ -88,14 +89,14 @@ void AgentLink::adopt(const DSAddr& agent) {
     agentAddr_ = agent;
     connection_ = std::move(connection);
     ++connections_;
-    // What was measured with the last agent says nothing about this one.
+    // Round-trip times of the previous agent do not apply to this one.
     for (NCrtt* rtt : {&rttLogin, &rttQuery, &rttUnregister, &rttRegister})
         rtt->reset();
 }
 
-// The event loop has seen that the agent is lost.
+// Called when the event loop finds that the agent is lost.
 void AgentLink::lose() {
-    // A caller that waits for an answer of the agent waits for the next one.
+    // A call is waiting for the agent, so the next agent is searched at once.
     if (exchange_ || connecting_) {
         reconnect();
         return;
@@ -141,12 +142,12 @@ void AgentLink::logIn() {
     NCRef<DSReply> reply;
     if (ask(*question, rttLogin, 0, reply) != DSUser::done)
         return;
-    // An agent that answers a login with something else speaks another protocol.
+    // An agent that answers a login with another reply type uses another protocol.
     if (reply->replyType() != DSReplyLogin) {
         standardOutput() << "DSUser::login: Unexpected reply while logging in\n";
         std::exit(1);
     }
-    // `connection_` is there: `ask` gives `done` only while the connection stands that was asked.
+    // `connection_` is set: `ask` returns `done` only while the connection that it asked exists.
     if (reply->status() == DSStatusDone || reply->status() == DSStatusKnownClient)
         connection_->setLoggedIn();
     else if (reply->status() == DSStatusVersionMismatch)
@@ -160,14 +161,14 @@ int AgentLink::readiness() const {
 }
 
 int AgentLink::ask(DSRequest& request, NCrtt& rtt, int seconds, NCRef<DSReply>& reply) {
-    // Taken before the first return: a request that has no other holder dies with this one.
+    // Held before the first return, so that a request without another holder is destroyed.
     const NCRef<DSRequest> held = &request;
     reply = nullptr;
     if (closed_)
         return DSUser::noAgent;
     if (exchange_)
         return DSUser::busy;
-    // A handler that is called inside may end the session, which must not destroy this object then.
+    // A handler called inside may end the session, which must not destroy this object then.
     const Call call(*this);
     Exchange exchange(*this, request);
     const int status = exchange.run(rtt, seconds);
@@ -193,7 +194,7 @@ int AgentLink::inputReady() {
 }
 
 void AgentLink::answer(const DSRequest& request) {
-    // The agent repeats a request whose answer was lost; it gets the same one, under the same number.
+    // The agent repeats a request when the answer was lost; it gets the same answer with the same number.
     if (const NCRef<DSReply> again = connection_->answerTo(request)) {
         if (!connection_->send(*again))
             lose();
@@ -201,7 +202,7 @@ void AgentLink::answer(const DSRequest& request) {
         if (connection_->answer(request, DSReplyAlive) == NCudpstream::refused)
             lose();
     } else if (request.requestType() == DSRequestEndOfSession) {
-        // A failure changes nothing: the agent goes down in any case.
+        // A failure is only reported: the agent ends in any case.
         if (connection_->answer(request, DSReplyEndOfSession) != 0 && debug_) {
             std::perror("DSUser: ");
             standardOutput() << "DSUser::udpstream: send :" << std::endl;
@@ -214,8 +215,8 @@ void AgentLink::answer(const DSRequest& request) {
 
 void AgentLink::take(DSReply& reply) {
     if (exchange_ && exchange_->awaits(reply)) {
-        // After a refused login the search goes on by itself. Any other request with this status is sent
-        // again, to the next agent.
+        // After a refused login the search continues. Any other request with this status is sent again, to
+        // the next agent.
         const bool isLogin = exchange_->request().requestType() == DSRequestLogin;
         if (reply.status() == DSStatusReconnect && !isLogin)
             lose();
@@ -234,7 +235,7 @@ void AgentLink::take(DSReply& reply) {
     }
     if (reply.replyType() != DSReplyTrigger)
         return; // a late answer to an earlier request
-    // Acknowledged first: a handler may take long, and the agent would send again meanwhile.
+    // Acknowledged first, because a handler may take long and the agent would send the notification again.
     const bool lost = connection_->answer(reply, DSReplyTriggerAcknowledged) == NCudpstream::refused;
     const uint32_t connection = connections_;
     notify(reply);
@@ -249,7 +250,7 @@ void AgentLink::notify(DSReply& notification) {
             standardOutput() << "Reply doesn't contain a DSProvider: \n" << notification;
         return;
     }
-    // Acknowledged though, but handlers hear of it once.
+    // A repeat was acknowledged above, but handlers are called only once.
     if (connection_ && !connection_->isRepeatedNotification(notification))
         registrations_.notify(*provider, notification.status() != DSStatusProviderDown);
 }
@@ -263,7 +264,7 @@ void AgentLink::startTimer(int seconds) {
 }
 
 void AgentLink::stopTimer() {
-    // The session is the timer's handler and has no other timer, so this stops the right one.
+    // The session is the handler of this timer and has no other timer, so this stops the right one.
     if (std::exchange(timerRuns_, false))
         dpDispatcher::instance()->stopTimer(&session_);
 }
@@ -280,7 +281,7 @@ void AgentLink::startKeepAlive() {
 
 void AgentLink::timerExpired() {
     const Call call(*this);
-    // A timer runs once; what follows starts the next one.
+    // A timer expires once; the code below starts the next one.
     timerRuns_ = false;
     if (!connection_ || (areYouAlive_ && ++rttLogin.nrexmt > NCrtt::maxRetransmissions)) {
         rttLogin.valid = 0;
@@ -293,11 +294,11 @@ void AgentLink::timerExpired() {
     }
     const auto silence = connection_->silence();
     if (silence < std::chrono::seconds(keepAlivePeriod)) {
-        // Only the rest of the period: a session with traffic never asks.
+        // Waits for the rest of the period: while there is traffic the agent need not be asked.
         startTimer(keepAlivePeriod - static_cast<int>(silence.count()));
         return;
     }
-    // A request that is under way finds out by itself whether the agent lives.
+    // A pending request will find out by itself whether the agent lives.
     if (exchange_) {
         startKeepAlive();
         return;
@@ -309,7 +310,7 @@ void AgentLink::timerExpired() {
     askWhetherAlive();
 }
 
-// With the time-outs of every request; the timer repeats it.
+// Sent with the time-outs of an ordinary request; the timer repeats it.
 void AgentLink::askWhetherAlive() {
     if (connection_->send(*areYouAlive_))
         startTimer(rttLogin.start());

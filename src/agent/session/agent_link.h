@@ -10,38 +10,38 @@ namespace harbolance {
 
 class Registrations;
 
-// The session's link to an agent: it looks for an agent, logs in, keeps the connection alive, and replaces it
-// when the agent is lost. Everything that is sent to the agent goes through `ask`, and all that the agent
-// sends comes in here.
+// The session's link to an agent: it searches for an agent, logs in, keeps the connection alive, and replaces
+// it when the agent is lost. All requests to the agent are sent by `ask`, and all messages of the agent are
+// received here.
 //
-// Looking for an agent and asking it block the caller. While a call waits the connection may be replaced:
-// `connection()` is asked for again after each wait. What no caller waits for, the search after a loss that
-// the event loop has seen and the question whether the agent lives, goes on in that loop: only the login and
-// the registrations with an agent that has just answered block it.
+// Searching for an agent and asking it block the caller. The connection may be replaced while a call waits,
+// so `connection()` must be called again after each wait. Work that no caller waits for, namely the search
+// after a loss that the event loop has detected and the keep-alive request, runs in that loop; only the login
+// and the registrations with an agent that has just answered block it.
 class AgentLink {
 public:
     static inline int keepAlivePeriod = 120; // seconds
 
-    // The dispatcher calls `session` for input and timers, which hands both on to here.
+    // The dispatcher calls `session` for input and timers, and `session` forwards both to this object.
     AgentLink(dpIOHandler& session, Registrations& registrations, const char* loginName,
               const char* loginExtra);
     AgentLink(const AgentLink&) = delete;
     AgentLink& operator=(const AgentLink&) = delete;
     ~AgentLink() { close(); }
 
-    // The first search, for an agent of the domain at `port`.
+    // Starts the first search, for an agent of the domain at `port`.
     void open(int port);
-    // Drops the connection and looks for an agent, which gets all that is registered. While that is under way
-    // already, only drops the connection.
+    // Drops the connection and searches for an agent, which gets all registrations. While a search is already
+    // running, only drops the connection.
     void reconnect();
-    // Off the network and the dispatcher, for good. The agent is told.
+    // Closes the connection for good, after telling the agent.
     void close();
     bool isClosed() const { return closed_; }
 
     // Null without an agent.
     const AgentConnection* connection() const { return connection_.get(); }
     bool isLoggedIn() const { return connection_ && connection_->isLoggedIn(); }
-    // How many connections there have been, which tells one from another.
+    // The number of connections made so far; it changes when the connection is replaced.
     uint32_t connections() const { return connections_; }
     // The address of the last agent; at first this host, port 0.
     const DSAddr& agentAddr() const { return agentAddr_; }
@@ -51,25 +51,26 @@ public:
     bool debug() const { return debug_; }
     void setDebug(bool debug) { debug_ = debug; }
 
-    // Sends the request until the reply is there; see Exchange. DSUser::busy while another one is under way.
+    // Sends the request until the reply has come; see Exchange. Gives DSUser::busy while another request is
+    // waiting.
     int ask(DSRequest& request, NCrtt& rtt, int seconds, NCRef<DSReply>& reply);
-    // What `ask` would give at once: DSUser::done, notLoggedIn or busy.
+    // The status that `ask` would give without sending: DSUser::done, notLoggedIn or busy.
     int readiness() const;
     bool isAsking() const { return exchange_ != nullptr; }
-    // Whether a call of the link is on the stack, so that the object must not be destroyed.
+    // Whether a call of this object is on the stack, so that it must not be destroyed.
     bool isInUse() const { return calls_ > 0; }
 
     // A trigger notification, which may also be the reply to the registration of a trigger.
     void notify(DSReply& notification);
 
-    // With nothing registered an idle session need not ask whether its agent lives.
+    // Starts the keep-alive timer. A session without registrations need not check whether its agent lives.
     void startKeepAlive();
     void stopKeepAlive();
 
     int inputReady();
     void timerExpired();
 
-    NCrtt rttLogin; // and keep-alive
+    NCrtt rttLogin; // also for keep-alive
     NCrtt rttQuery; // locate, triggers, lists
     NCrtt rttUnregister;
     NCrtt rttRegister;
@@ -79,7 +80,7 @@ private:
     static constexpr int searchTries = 5;
     static constexpr int searchPeriod = 15; // seconds between searches without an agent
 
-    // A call of the link is on the stack.
+    // Counts the calls of the link that are on the stack.
     class Call {
     public:
         explicit Call(AgentLink& link) : link_(link) { ++link_.calls_; }
@@ -91,8 +92,8 @@ private:
         AgentLink& link_;
     };
 
-    // While the link connects it asks on its own account: the caller's exchange stands still, and a loss does
-    // not start another search within the search.
+    // While the link connects it sends requests of its own: the caller's exchange is suspended, and a loss
+    // does not start a search inside the search.
     class Connecting {
     public:
         explicit Connecting(AgentLink& link)
@@ -132,13 +133,13 @@ private:
     int port_ = dsDefaultPort;
     bool debug_ = false;
 
-    // May change while a call waits.
+    // These may change while a call waits.
     std::unique_ptr<AgentConnection> connection_;
     DSAddr agentAddr_{0};
     Exchange* exchange_ = nullptr; // the one under way
     std::unique_ptr<LoopSearch> loopSearch_;
     int loopSearches_ = 0;         // since the loss
-    NCRef<DSRequest> areYouAlive_; // the question that the event loop has asked, until it is answered
+    NCRef<DSRequest> areYouAlive_; // the keep-alive request, until it is answered
     uint32_t connections_ = 0;
     int calls_ = 0;
     bool connecting_ = false;

@@ -11,14 +11,14 @@ namespace harbolance {
 
 namespace {
 
-// Seconds after which a listing of the domain asks no further agents: one datagram may name hundreds of them.
+// Time limit for a listing of the domain, in seconds: one datagram may name hundreds of agents.
 constexpr int domainTimeout = 120;
 
-// Connections that stay open between the queries of a batch: the descriptors are shared with the event loop,
+// Limit of the connections kept open between the queries of a batch: the event loop needs descriptors too,
 // and an answer may name any number of agents.
 constexpr int mostConnections = 16;
 
-// The reply's object as a record of the caller's own, or null.
+// A copy of the reply's object for the caller, or null.
 template <class T>
 NCRef<T> copyOf(const DSReply& reply, const char* complaint, bool debug) {
     if (const auto* object = nc_cast<T>(reply.reply()))
@@ -32,7 +32,7 @@ NCRef<T> copyOf(const DSReply& reply, const char* complaint, bool debug) {
 
 void SilentAgents::add(const DSAddr& agent) {
     const auto now = Clock::now();
-    // Old entries go when one is added, so that the list needs no timer.
+    // Old entries are removed when one is added, so that the list needs no timer.
     std::erase_if(entries_, [&](const Entry& entry) { return entry.until <= now || entry.agent == agent; });
     if (entries_.size() < most)
         entries_.push_back({agent, now + period});
@@ -80,7 +80,7 @@ NCRef<DSSet> AgentQueries::providers(DSName* name, int& status, bool wait) {
     return query(status, *question, wait);
 }
 
-// Lists are asked for at the port of the domain, whatever port the session uses.
+// Lists are requested at the port of the domain, whatever port the session uses.
 DSAddr AgentQueries::ownAgent() const { return {link_.port(), link_.agentAddr().addr()}; }
 
 NCRef<DSSet> AgentQueries::query(int& status, DSRequest& question, bool wait) {
@@ -103,18 +103,19 @@ NCRef<DSSet> AgentQueries::queryDomain(int& status, DSRequest& question) {
     return result;
 }
 
-// Asks who the agents are, unless the batch knows. Another agent of the session's own may know others.
+// Asks for the agents of the domain, unless the batch has them already. When the session has another agent,
+// it asks again, since that agent may know others.
 bool AgentQueries::findDomain(int& status) {
     if (domain_ && domain_->connection == link_.connections())
         return true;
     domain_.reset();
-    // First: without this list the result would look complete and lack the rest of the domain.
+    // Asked first: without this list the result would look complete but lack the rest of the domain.
     const auto others = agents(status);
     if (status != DSUser::done)
         return false;
     domain_.emplace();
     domain_->connection = link_.connections();
-    // First in the list: its answer decides whether the whole query has failed.
+    // First in the list, because its answer decides whether the whole query fails.
     domain_->sources.push_back(std::make_unique<ListSource>(ownAgent()));
     if (!others)
         return true;
@@ -136,21 +137,22 @@ NCRef<DSSet> AgentQueries::queryAll(int& status, DSRequest& question) {
     int connections = sources.front()->isConnected() ? 1 : 0;
     for (size_t i = 1; i < sources.size(); ++i) {
         ListSource& source = *sources[i];
-        // What has come by now is still a result.
+        // After the limit the result consists of what has arrived.
         if (deadline.passed()) {
             source.giveUp();
             continue;
         }
-        // An agent that is silent or refuses does not spoil the listing.
+        // A silent or refusing agent does not make the listing fail.
         int otherStatus = DSUser::done;
         const NCRef<DSSet> more = querySource(otherStatus, source, question);
-        // Asked nevertheless, but on a connection that ends with the query.
+        // Beyond the limit the agent is still asked, but its connection is closed after the query.
         if (source.isConnected() && ++connections > mostConnections)
             source.disconnect();
         if (!more)
             continue;
         if (!result)
-            // The own agent may have given none. Sets of others are merged; equal names count once.
+            // The own agent may have given no set. Sets of other agents are merged into one; equal names
+            // appear once.
             result = new DSSet(more->size());
         for (DSResource* record : *more)
             result->add(record);

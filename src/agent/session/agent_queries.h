@@ -12,8 +12,8 @@ namespace harbolance {
 
 class AgentLink;
 
-// Agents that have let a query for a list of the domain time out. For a while they are left out of such
-// lists, so that a silent agent costs one wait and not one for each list.
+// Agents that have let a list query time out. For some time they are left out of lists of the domain, so that
+// a silent agent costs one wait and not one per list.
 class SilentAgents {
 public:
     void add(const DSAddr& agent);
@@ -31,8 +31,8 @@ private:
     std::vector<Entry> entries_;
 };
 
-// Questions to agents: short ones over the session, lists over TCP. The operations are
-// those of DSUser and give its statuses.
+// Queries to agents: short ones over the session, lists over TCP. The operations are those of DSUser and
+// return its statuses.
 class AgentQueries {
 public:
     explicit AgentQueries(AgentLink& link) : link_(link) {}
@@ -42,22 +42,22 @@ public:
     NCRef<DSSet> names(int& status, bool wait);
     NCRef<DSSet> providers(DSName* name, int& status, bool wait);
 
-    // Lists of the domain between the two share what they ask: who the agents are, and where each takes list
-    // queries. May be nested.
+    // Lists of the domain requested between these two calls share the list of agents and their TCP endpoints.
+    // Calls may be nested.
     void beginBatch() { ++batches_; }
     void endBatch();
 
 private:
-    // What the queries of a batch share.
+    // The state shared by the queries of a batch.
     struct Domain {
-        uint32_t connection;                              // of the link, whose agent told of the others
-        std::vector<std::unique_ptr<ListSource>> sources; // that agent's own, then the others'
+        uint32_t connection;                              // of the link whose agent named the others
+        std::vector<std::unique_ptr<ListSource>> sources; // the link's own agent first, then the others
     };
 
     NCRef<DSSet> query(int& status, DSRequest& question, bool wait);
     NCRef<DSSet> queryDomain(int& status, DSRequest& question);
     NCRef<DSSet> queryAll(int& status, DSRequest& question);
-    // One agent of the domain, unless it is known to be silent.
+    // Queries one agent of the domain, unless it is known to be silent.
     NCRef<DSSet> querySource(int& status, ListSource& source, DSRequest& question);
     bool findDomain(int& status);
     DSAddr ownAgent() const;

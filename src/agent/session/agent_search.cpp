@@ -22,8 +22,8 @@ NCRef<DSOrderedCltn> agentAddresses() {
         if (!file->isOpen()) {
             if (file->isNamedByVariable())
                 standardOutput() << "DSUser::Unable to open agentaddr file - " << file->path() << std::endl;
-            // A file that cannot be read ends the list here, without the option, which was tried first
-            // anyway.
+            // A file that cannot be read ends the list here, without the option, which an earlier stage has
+            // already tried.
             return list;
         }
         while (const auto host = file->nextWord())
@@ -49,7 +49,7 @@ AgentSearch::AgentSearch(int port, NCRef<DSOrderedCltn>& listed)
 }
 
 void AgentSearch::open(const char* ipaddr) {
-    // A new socket for each stage: answers to an earlier question that come late reach a closed port.
+    // A new socket for each stage, so that late answers to an earlier stage reach a closed port.
     if (probe_.isOpen())
         probe_.close();
     if (probe_.bind(0, ipaddr) != 0)
@@ -59,7 +59,7 @@ void AgentSearch::open(const char* ipaddr) {
 bool AgentSearch::ask() {
     constexpr int most = 5;
     while (stage_ != Stage::over && probe_.isOpen()) {
-        // Sending again would fail the same way: the host is unknown, or there is no network.
+        // Sending again would fail in the same way: the host is unknown, or there is no network.
         if (attempt_ < (stage_ == Stage::thisHost ? 1 : most) && send()) {
             ++attempt_;
             return true;
@@ -71,11 +71,10 @@ bool AgentSearch::ask() {
 
 bool AgentSearch::send() {
     switch (stage_) {
-    // The user's own choice comes first, before any agent that happens to be nearer.
+    // The configured agent comes first, before any agent that is nearer.
     case Stage::configured:
         return configured_ && probe_.sendTo(configured_->c_str(), port_, message_.get()) == 0;
-    // On the own host nothing gets lost: silence means that there is no agent, which the system may even
-    // tell.
+    // On this host nothing gets lost, so silence means that there is no agent; the system may even report it.
     case Stage::thisHost:
         return probe_.connect(DSAddr(port_).socketAddress()) == 0 && probe_.tellRefusals() == 0 &&
                probe_.send(message_.get()) == 0;
@@ -99,7 +98,7 @@ void AgentSearch::advance() {
         break;
     case Stage::thisHost:
         open(orNull(ownAddress_));
-        // Only now: making the list may read a file, and most searches end before.
+        // Made only at this stage, because it may read a file and most searches end earlier.
         if (!listed_)
             listed_ = agentAddresses();
         stage_ = Stage::listed;
@@ -122,7 +121,7 @@ void AgentSearch::advance() {
 std::optional<DSAddr> AgentSearch::run() {
     while (ask()) {
         const int ready = pollUntil(fd(), POLLIN, Deadline(answerSeconds));
-        // Nothing can be found without a socket that works; waiting again would end here again.
+        // No agent can be found without a working socket, and another wait would fail too.
         if (ready < 0) {
             std::perror("DSUser::connect: select:");
             standardOutput() << "DSUser:: select error\n";
@@ -133,7 +132,7 @@ std::optional<DSAddr> AgentSearch::run() {
         if (auto agent = answer())
             return agent;
     }
-    // A process that is at its limit of descriptors goes on without an agent.
+    // A process at its limit of descriptors continues without an agent.
     if (!probe_.isOpen() && error_ != EMFILE && error_ != ENFILE) {
         errno = error_;
         std::perror("DSUser::connect: bind:");
@@ -143,8 +142,8 @@ std::optional<DSAddr> AgentSearch::run() {
     return std::nullopt;
 }
 
-// Any host may answer. What is no good answer uses up the attempt, so a flood of such cannot hold the search;
-// later ones are never read.
+// Any host may answer. A bad answer uses up the attempt, so that a flood of them cannot prolong the search;
+// the later ones are not read.
 std::optional<DSAddr> AgentSearch::answer() {
     int status = 0;
     const std::unique_ptr<NCTransObject> received(probe_.receive(status));
@@ -153,7 +152,7 @@ std::optional<DSAddr> AgentSearch::answer() {
         return std::nullopt;
     const auto* agent = nc_cast<DSAddr>(reply->object());
     constexpr int highestPort = 65535;
-    // The port is a 32-bit number of the peer's; only these can be sent to.
+    // The port is any 32-bit number of the peer's; only these can be sent to.
     if (!agent || agent->port() <= 0 || agent->port() > highestPort)
         return std::nullopt;
     return *agent;
@@ -166,7 +165,7 @@ LoopSearch::LoopSearch(int port, NCRef<DSOrderedCltn>& listed, Done done)
 
 void LoopSearch::askNext() {
     stopWaiting();
-    // A socket that the dispatcher does not take brings no answer.
+    // The dispatcher cannot watch such a descriptor, so no answer would be received.
     if (!search_.ask() || search_.fd() >= dpDispatcher::maxDescriptors)
         return finish(std::nullopt);
     fd_ = search_.fd();
@@ -183,7 +182,7 @@ void LoopSearch::stopWaiting() {
 }
 
 void LoopSearch::finish(const std::optional<DSAddr>& agent) {
-    const Done done = std::move(done_); // which may destroy this object
+    const Done done = std::move(done_); // the call may destroy this object
     done(agent);
 }
 

@@ -12,29 +12,28 @@
 
 namespace harbolance {
 
-// One search for a location agent: a locate message is sent to one place after another until an agent
-// answers.
+// A search for a location agent: sends a locate message to one place after another until an agent answers.
 //
 //     the option ORBagentaddr - this host - each listed address - broadcast
 //
 // This host is asked once, each other place up to five times.
 class AgentSearch {
 public:
-    static constexpr int answerSeconds = 1; // that an agent has for each question
+    static constexpr int answerSeconds = 1; // time for the answer to each message
 
-    // `listed` takes the result of `agentAddresses` when a search comes that far; it outlives the search.
+    // `listed` caches the result of `agentAddresses` when a search gets that far; it must outlive the search.
     AgentSearch(int port, NCRef<DSOrderedCltn>& listed);
 
     // Sends the next locate message. False when all places have been asked, or there is no socket.
     bool ask();
     // The socket at which the answer to the last question comes in.
     int fd() const { return probe_.fd(); }
-    // Reads what has come in: where the agent is to be asked from now on. Nothing for any other datagram;
-    // then `ask` is to be called.
+    // Reads what has arrived. Returns the address of the agent, or nothing for any other datagram; then call
+    // `ask` again.
     std::optional<DSAddr> answer();
 
-    // The whole search. It blocks, outside the event loop. Ends the process with status 1 when there is no
-    // address to search from.
+    // Runs the whole search. It blocks and does not run the event loop. Ends the process with status 1 when
+    // no socket can be opened to search from.
     std::optional<DSAddr> run();
 
 private:
@@ -49,17 +48,17 @@ private:
     const std::optional<std::string> configured_; // ORBagentaddr
     const std::optional<std::string> ownAddress_; // OAipaddr
     Stage stage_ = Stage::configured;
-    int host_ = 0;    // of the list, in its stage
-    int attempt_ = 0; // at this place
-    int error_ = 0;   // why there is no socket
+    int host_ = 0;    // index in the list, in that stage
+    int attempt_ = 0; // number at this place
+    int error_ = 0;   // errno, when there is no socket
     NCudpstream probe_;
     NCRef<DSAMessage> message_; // the same one for all attempts
 };
 
-// A search that waits in the global event loop, while the process serves what it has to serve.
+// A search that waits in the global event loop, so that the process goes on serving.
 class LoopSearch final : public dpIOHandler {
 public:
-    // What was found, or nothing. May destroy the search.
+    // Called with the address found, or nothing. It may destroy the search.
     using Done = std::function<void(const std::optional<DSAddr>&)>;
 
     LoopSearch(int port, NCRef<DSOrderedCltn>& listed, Done done);
@@ -67,7 +66,7 @@ public:
     LoopSearch& operator=(const LoopSearch&) = delete;
     ~LoopSearch() override { stopWaiting(); }
 
-    // Once. When there is no place to ask, `done` is called in it.
+    // Call once. When there is no place to ask, `done` is called before this returns.
     void start() { askNext(); }
 
     int inputReady(int fd) override;
@@ -83,8 +82,8 @@ private:
     int fd_ = -1; // linked, and the timer runs
 };
 
-// Hosts at which an agent may be: those of LOCD_ADDR, of the file of LOCD_ADDR_FILE or HARBOLANCE_ADM
-// ("agentaddr"), of the option ORBagentaddr. A list of TRXString.
+// The hosts that may have an agent: those of LOCD_ADDR, of the file named by LOCD_ADDR_FILE or in
+// HARBOLANCE_ADM ("agentaddr"), and of the option ORBagentaddr. A list of TRXString.
 NCRef<DSOrderedCltn> agentAddresses();
 
 } // namespace harbolance

@@ -20,7 +20,7 @@ std::unique_ptr<NCBroadcastTable> makeTable(int fd, int port, bool debug) {
     return std::make_unique<BroadcastTable>(fd, port, debug);
 }
 
-// Installs the table in the stream layer, which does not know address records, before `main`.
+// Installs the table maker in the stream layer, which does not know address records. Runs before `main`.
 [[maybe_unused]] const bool registered = (NCudpstream::setBroadcastTableMaker(makeTable), true);
 
 const NCBroadcastEntry& entryOf(const DSResource* element) {
@@ -30,7 +30,8 @@ const NCBroadcastEntry& entryOf(const DSResource* element) {
 
 DSAddr addressOf(const sockaddr& address, int port) {
     sockaddr_in internet{};
-    // Copied: the two types must not be read as one another. Both have 16 octets, and the family is AF_INET.
+    // Copied, because reading one type as the other is undefined. Both have 16 octets, and the family is
+    // AF_INET.
     std::memcpy(&internet, &address, sizeof internet);
     return {port, internet.sin_addr.s_addr};
 }
@@ -49,7 +50,7 @@ BroadcastTable::BroadcastTable(int fd, int port, bool debug) : port_(port), debu
 }
 
 void BroadcastTable::add(const DSAddr& local, const DSAddr& netmask, const DSAddr& broadcast) {
-    // A list, since the wrappers keep pointers to its elements.
+    // entries_ is a list, since the wrappers keep pointers to its elements.
     entries_.push_back({port_, netmask, broadcast});
     networks_.put(new DSAddr(local), new DSWrapper(&entries_.back()));
 }
@@ -82,7 +83,7 @@ bool BroadcastTable::ask(int fd, unsigned long question, void* answer, const cha
 }
 
 std::optional<DSAddr> BroadcastTable::askAddress(int fd, unsigned long question, const ifreq& record) const {
-    // The question is the name in the record; the answer overwrites what is behind it.
+    // The system finds the interface by the name in the record and overwrites what follows it.
     ifreq answer = record;
     if (!ask(fd, question, &answer, "NCudpstream::getLocalAddr: ioctl"))
         return std::nullopt;
@@ -97,7 +98,7 @@ void BroadcastTable::askInterfaces(int fd) {
     request.ifc_req = records.data();
     if (!ask(fd, SIOCGIFCONF, &request, "NCudpstream::broadcast: ioctl"))
         return;
-    // The system gives what fits, 204 records, and drops the rest.
+    // The system returns as many records as fit, 204, and drops the rest.
     const size_t count = static_cast<size_t>(request.ifc_len) / sizeof(ifreq);
     for (size_t i = 0; i < count; ++i)
         askInterface(fd, records[i]);
@@ -111,15 +112,15 @@ void BroadcastTable::askInterface(int fd, const ifreq& record) {
         return;
     const bool pointToPoint = (flags.ifr_flags & IFF_POINTOPOINT) != 0;
     const bool reachesOthers = pointToPoint || (flags.ifr_flags & IFF_BROADCAST) != 0;
-    // This host is asked on its own, so its loopback is not broadcast to.
+    // Loopback is left out, because this host is asked in a stage of its own.
     if (!(flags.ifr_flags & IFF_UP) || (flags.ifr_flags & IFF_LOOPBACK) || !reachesOthers)
         return;
     const auto local = askAddress(fd, SIOCGIFADDR, record);
     const auto netmask = local ? askAddress(fd, SIOCGIFNETMASK, record) : std::nullopt;
-    // A point-to-point link has one other end, whose address takes the place of a broadcast address.
+    // A point-to-point link has no broadcast address; the address of its other end is used.
     const auto broadcast =
         netmask ? askAddress(fd, pointToPoint ? SIOCGIFDSTADDR : SIOCGIFBRDADDR, record) : std::nullopt;
-    // The system gives 0 for an address that is not set.
+    // The system returns 0 for an address that is not set.
     if (broadcast && broadcast->addr() != INADDR_ANY)
         add(*local, *netmask, *broadcast);
 }

@@ -22,14 +22,14 @@ std::ostream& operator<<(std::ostream& out, const NCBroadcastEntry& entry);
 
 namespace harbolance {
 
-// Where a search for agents is broadcast: a dictionary from this host's address in each network to a wrapper
-// of the network's entry. It comes from the file of LOCD_LOCAL_FILE or of HARBOLANCE_ADM ("localaddr"), a
-// line a network: `address netmask broadcast`. Without a file, or without a line in it, the interfaces are
-// asked; one that has no broadcast address is left out.
+// The destinations for broadcasting a search: a dictionary from this host's address in each network to a
+// wrapper of the network's entry. It is read from the file named by LOCD_LOCAL_FILE or in HARBOLANCE_ADM
+// ("localaddr"), with one network per line: `address netmask broadcast`. Without a file, or when it has no
+// entries, the interfaces are queried; an interface without a broadcast address is left out.
 class BroadcastTable : public NCBroadcastTable {
 public:
-    // `fd` is an open socket. The names in a file are looked up, which may block. With `debug` a question to
-    // the system that fails is told on the standard error stream.
+    // `fd` is an open socket. Host names in a file are looked up, which may block. With `debug` a failed
+    // query is reported on the standard error stream.
     BroadcastTable(int fd, int port, bool debug);
 
     int forEachTarget(const std::function<int(const sockaddr_in&)>& send) const override;

@@ -26,7 +26,7 @@ namespace {
 DSUser* theSession = nullptr;
 bool exiting = false;
 
-// The port argument, -ORBagentport and LOCD_PORT: the first that is not the default.
+// The first that is not the default, of: the argument, -ORBagentport, LOCD_PORT.
 int portOf(int port, int ofCommandLine) {
     if (port == dsDefaultPort && ofCommandLine != 0)
         port = ofCommandLine;
@@ -49,10 +49,11 @@ DSUser* DSUser::create(const char* loginName, const char* loginExtra, int port) 
     SessionOptions* options = SessionOptions::current();
     const int ofCommandLine = options->agentPort();
     port = portOf(port, ofCommandLine);
-    // Written back, so that what else reads the option later finds the port in use.
+    // Stored, so that later readers of the option get the port in use.
     if (ofCommandLine != 0)
         options->setAgentPort(port);
-    // The constructor has already made this the session: handlers that ask for one during the search get it.
+    // The constructor has already installed this object as the session, for handlers that need it during the
+    // search.
     session->parts_->link.open(port);
     if (!session->parts_->link.connection()) {
         standardOutput() << "DSUser:: Unable to contact agent. Make sure there "
@@ -67,12 +68,12 @@ DSUser::DSUser(const char* loginName, const char* loginExtra)
     : parts_(std::make_unique<Parts>(*this, loginName, loginExtra)) {
     if (const auto value = SessionOptions::current()->option("ORBagentDebug"))
         setDebug(std::strtol(value->c_str(), nullptr, 10) != 0);
-    // Before the first login, which tells the agent this port. Without a socket the port is 0 and the agent
-    // cannot ask.
+    // Done before the first login, which tells the agent this port. Without a socket the port is 0, and the
+    // agent cannot send are-you-alive requests.
     DSVerify::bind(0, nullptr);
     parts_->link.login().setVerifyPort(DSVerify::port());
     theSession = this;
-    // By the first session only; it serves whichever session there is at the end.
+    // Registered by the first session only; it ends whichever session exists at the exit.
     static const bool registered = (registerExitFunction(endAtExit), true);
     static_cast<void>(registered);
 }
@@ -83,13 +84,13 @@ DSUser::~DSUser() {
 }
 
 void DSUser::endAtExit() {
-    // First: what runs below must not make a new session.
+    // Set first, so that nothing below makes a new session.
     exiting = true;
     DSUser* session = std::exchange(theSession, nullptr);
     if (!session)
         return;
     session->parts_->link.close();
-    // A handler that ends the ORB may return into a call of the session, which then stays.
+    // A handler that ends the ORB may return into a call of the session, which must then not be destroyed.
     if (!session->parts_->link.isInUse())
         delete session;
 }
@@ -155,7 +156,7 @@ NCRef<DSSet> DSUser::providers(DSName* name, int& status, bool wait) {
 
 DSUser::Batch::Batch(DSUser& user) : user_(user) { user_.parts_->queries.beginBatch(); }
 
-// The session may have ended meanwhile.
+// The session may have ended since.
 DSUser::Batch::~Batch() {
     if (theSession == &user_)
         user_.parts_->queries.endBatch();

@@ -1,10 +1,10 @@
 #pragma once
 
-// The session with a location agent. DSUser is what programs use; behind it AgentLink (agent_link.h) looks
-// for an agent (agent_search.h), logs in and replaces an agent that is lost. What belongs to one agent dies
-// with its AgentConnection; one request and its reply are an Exchange. Registrations and AgentQueries are the
-// operations. DSVerify (dsverify.h) tells whether a peer is alive, BroadcastTable where a search is
-// broadcast. The options come from above, through SessionOptions.
+// The session with a location agent. Programs use DSUser. Behind it AgentLink (agent_link.h) searches for an
+// agent (agent_search.h), logs in, and replaces a lost agent. AgentConnection has the state of one agent,
+// Exchange handles one request and its reply, and Registrations and AgentQueries implement the operations.
+// DSVerify (dsverify.h) checks whether a peer is alive, BroadcastTable has the destinations of a broadcast
+// search. Options come from the ORB, through SessionOptions.
 
 #include "agent/collections/dsset.h"
 #include "agent/records/dsmsg.h"
@@ -14,8 +14,8 @@
 
 #include <memory>
 
-// Told by the session when a provider of a watched name comes or goes. Called from the event loop or from
-// inside a request; may register and unregister triggers. Hold the provider to keep it.
+// Called by the session when a provider of a watched name appears or disappears, from the event loop or
+// inside a request. It may register and unregister triggers. The provider must be held to be kept.
 class DSTriggerHandler {
 public:
     virtual void serviceUp(DSProvider* provider) = 0;
@@ -25,22 +25,22 @@ protected:
     ~DSTriggerHandler() = default; // handlers are not destroyed through the session
 };
 
-// The process's one session with a location agent: it finds an agent, logs in over UDP, keeps the session
-// alive and moves to another agent when this one goes away. Whoever needs an agent takes `DSUser::instance`.
+// The process's only session with a location agent: it finds an agent, logs in over UDP, keeps the session
+// alive, and changes to another agent when this one is lost. Code that needs an agent calls
+// `DSUser::instance`.
 //
 // Searching for an agent and waiting for a reply block the caller. A request waits in an event loop of its
-// own that serves nothing but the session's socket, so the global dispatcher stands still meanwhile; handlers
-// of triggers may run inside that wait. A request from such a handler gives `busy`.
+// own that serves only the session's socket, so the global dispatcher does not run meanwhile; trigger
+// handlers may be called inside that wait. A request from such a handler gives `busy`.
 //
-// While the global dispatcher runs, the session keeps itself alive, answers its agent, and looks for an agent
-// every 15 seconds when there is none. Only the login with an agent that was found, and the registrations
+// While the global dispatcher runs, the session keeps itself alive, answers its agent, and searches for an
+// agent every 15 seconds when it has none. Only the login with an agent that was found, and the registrations
 // with it, block the event loop.
 //
-// Records that are handed in are heap objects; one without a holder is destroyed afterwards, whatever the
-// result.
+// Records passed in must be heap objects; one without a holder is destroyed by the call, whatever its result.
 class DSUser : public dpIOHandler, public DSVerify {
 public:
-    // What operations give to their callers, 0 apart.
+    // Statuses of the operations.
     static constexpr int done = 0;
     static constexpr int timedOut = 3; // the caller's time limit ran out
     static constexpr int unknownTrigger = -992;
@@ -51,66 +51,66 @@ public:
     static constexpr int noAnswer = -999; // the agent did not answer, or refused
     static constexpr int noAgent = -1000; // at the moment, or the process is exiting
 
-    // The session, in whatever state it is: callers ask `isLoggedIn`. Without one and with `create` it is
-    // made, on the default port, which searches for an agent. Null without `create` and while the process
-    // ends.
+    // The session, in any state: call `isLoggedIn`. When there is none and `create` is set, one is made on
+    // the default port, which searches for an agent. Null without `create`, and while the process ends.
     static DSUser* instance(bool create);
-    // A new session on `port`; the default port gives way to -ORBagentport and then to LOCD_PORT. It exists
-    // until the process ends.
+    // Makes a session on `port`. If that is the default port, -ORBagentport and then LOCD_PORT take
+    // precedence. The session exists until the process ends.
     static DSUser* create(const char* loginName, const char* loginExtra, int port);
     ~DSUser() override;
-    // Tells the agent that the process goes; there is no session from then on. Runs when the ORB shuts down
-    // or the process ends, whichever comes first.
+    // Logs out and ends the session; no other is made afterwards. Called when the ORB shuts down or the
+    // process exits, whichever comes first.
     static void endAtExit();
 
     bool isLoggedIn() const;
-    // The last agent's; this host, port 0, before there was one.
+    // The address of the last agent; this host with port 0 before the first one.
     const DSAddr& agentAddr() const;
-    // The agent port, which names the domain. Setting it looks for an agent there.
+    // The agent port, which identifies the domain. Setting it starts a search there.
     int port() const;
     void setPort(int port);
     bool debug() const { return DSVerify::debug(); }
     void setDebug(bool debug);
-    // Seconds without traffic after which the agent is asked whether it lives.
+    // Seconds without traffic after which the agent is asked whether it is alive.
     static int keepAlivePeriod();
     static void setKeepAlivePeriod(int seconds);
 
-    // Sends until the reply is there, which `lastReply` then holds. A limit of 0 is none. 0, or a code above.
-    // The request is held for the time of the call.
+    // Sends the request until the reply has come; `lastReply` then holds it. A limit of 0 means none. Returns
+    // 0 or a code above. The request is held during the call.
     int request(DSRequest* request, NCrtt& rtt, int timeoutSeconds);
-    // Null unless the last `request` gave 0.
+    // Null unless the last `request` returned 0.
     DSReply* lastReply() const { return lastReply_.get(); }
 
-    // A new record, or null with the status saying why.
+    // Returns a new record, or null with the status saying why.
     NCRef<DSProvider> locate(DSName* name, int& status, int timeoutSeconds);
-    // The session holds what is registered, and registers it again with the next agent; also what it could
-    // not register for `noAgent`. A record that fits in no datagram is refused with `noAnswer` and a line on
-    // the standard error stream.
+    // The session holds registered providers and registers them again with the next agent, including those
+    // that gave `noAgent`. A provider too large for a datagram is refused with `noAnswer` and a line on the
+    // standard error stream.
     int registerProvider(DSProvider* provider);
     int unregisterProvider(DSProvider* provider);
-    // For a provider that could not be unregistered: the next agent does not get it.
+    // For a provider that could not be unregistered: it will not be registered with the next agent.
     void forgetProvider(DSProvider* provider);
-    // The handler is called for each provider of that name that comes or goes, until it is unregistered. It
-    // is not owned. May be called from a handler, which then gives `busy` if a request is waiting.
+    // The handler is called for each provider of that name that appears or disappears, until it is
+    // unregistered. It is not owned. May be called from a handler, and then gives `busy` if a request is
+    // waiting.
     int registerTrigger(DSName* name, DSTriggerHandler* handler);
     int unregisterTrigger(DSName* name, DSTriggerHandler* handler);
-    // Tells the agent of a provider, without waiting for anything, that the provider does not respond.
+    // Reports to the provider's agent that the provider does not respond. Does not wait.
     void providerDown(DSProvider* provider);
 
     // Lists: new sets, or null with the status saying why. With `wait` all agents of the domain are asked,
-    // except for a minute those that have let such a question time out; else the connected agent only.
+    // except those that have let such a query time out within the last minute; else only the connected agent.
     //
-    // The agents of the domain other than the connected one, of DSAddr.
+    // The agents of the domain except the connected one, as DSAddr.
     NCRef<DSSet> agents(int& status);
-    // Every name registered, of DSName.
+    // All registered names, as DSName.
     NCRef<DSSet> names(int& status, bool wait);
-    // Every DSProvider registered under a name.
+    // All providers registered under a name, as DSProvider.
     NCRef<DSSet> providers(DSName* name, int& status, bool wait);
 
-    // Lists that belong together, such as those of one operation: while an object of this class lives, lists
-    // of the domain share what they all need. The agents of the domain are asked for once and each agent once
-    // for its TCP endpoint, connections to them stay open, and an agent that has failed is left out until the
-    // end. May be nested.
+    // For lists that belong together, such as those of one operation: while an object of this class exists,
+    // lists of the domain share their preparation. The agents of the domain are requested once, and each
+    // agent once for its TCP endpoint; connections to them stay open, and an agent that has failed is left
+    // out. Objects may be nested.
     class Batch;
 
     int inputReady(int fd) override;

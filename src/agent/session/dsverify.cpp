@@ -14,7 +14,7 @@ void DSVerifyHandler::timerExpired(long, long) { owner_->timeout(); }
 DSVerify::DSVerify() : handler_(std::make_unique<DSVerifyHandler>(this)) {}
 
 DSVerify::~DSVerify() {
-    // Only a check has a timer.
+    // A timer runs only during a check.
     if (mode_ == verifying)
         dpDispatcher::instance()->stopTimer(handler_.get());
     if (mode_ != idle)
@@ -23,13 +23,13 @@ DSVerify::~DSVerify() {
 
 void DSVerify::unlinkSocket() { dpDispatcher::instance()->unlink(socket_->fd()); }
 
-// A new socket, whose descriptor the dispatcher can take.
+// Opens a new socket, with a descriptor that the dispatcher accepts.
 int DSVerify::open(int port, const char* ipaddr) {
     socket_ = std::make_unique<NCudpstream>();
     if (socket_->bind(port, ipaddr) == 0) {
         if (socket_->fd() < dpDispatcher::maxDescriptors)
             return 0;
-        // The reason in the system's terms, for the complaint below.
+        // The reason for the complaint below, as an errno value.
         errno = EMFILE;
     }
     if (debug_) {
@@ -91,7 +91,7 @@ int DSVerify::verify(const DSAddr* peer) {
     return 0;
 }
 
-// A new message with a new number at each sending.
+// Makes a new message with a new number for each sending.
 int DSVerify::ask() {
     const NCRef<DSRequest> question = new DSRequest(DSRequestAreYouAlive);
     return socket_->send(question.get());
@@ -106,13 +106,13 @@ int DSVerify::receiveMsg(int) {
     sockaddr_in from{};
     const std::unique_ptr<NCTransObject> received(socket_->receive(status, &from));
     if (status == NCudpstream::noData)
-        return 0; // the system has dropped the datagram since
+        return 0; // the system has dropped the datagram
     if (mode_ == listening) {
         answer(received.get(), status, from);
         return 0;
     }
-    // Idle before a hook runs: it may start the next check, or destroy this object. Nothing is touched after
-    // a hook.
+    // Made idle before a hook is called: the hook may start the next check or destroy this object, which is
+    // not used afterwards.
     stopVerifying();
     if (status == 0) {
         peerUp();
@@ -127,7 +127,7 @@ int DSVerify::receiveMsg(int) {
 
 void DSVerify::answer(const NCTransObject* received, int status, const sockaddr_in& from) {
     const auto* request = nc_cast<DSRequest>(received);
-    // Any request proves that an agent wants to know; its type is not looked at.
+    // Any request shows that an agent wants to know; its type is not tested.
     if (!request || !request->isCurrentVersion()) {
         if (debug_)
             harbolance::standardOutput() << "DSVerify::receiveMsg: Error receiving "

@@ -11,7 +11,7 @@ class DSVerify;
 class NCTransObject;
 class NCudpstream;
 
-// What a DSVerify links to the dispatcher, and its estimate of the round trip.
+// The handler that a DSVerify links to the dispatcher, with its round-trip estimate.
 class DSVerifyHandler : public dpIOHandler, public NCrtt {
 public:
     explicit DSVerifyHandler(DSVerify* owner) : owner_(owner) {}
@@ -22,12 +22,12 @@ private:
     DSVerify* owner_;
 };
 
-// Whether a process is alive, asked over a UDP socket of its own, so that a process which is busy in a
-// request can be told from a dead one. One side listens and answers every request; the other asks one peer,
-// sends again at growing intervals, and hears `peerUp` or `peerDown` in the end. A silent peer is down after
-// 69 seconds.
+// Checks whether a process is alive, over a UDP socket of its own, so that a process busy with a request can
+// be told from a dead one. One side listens and answers every request; the other side asks one peer, repeats
+// the request at growing intervals, and calls `peerUp` or `peerDown` in the end. A silent peer counts as down
+// after 69 seconds.
 //
-// Everything runs from the global dispatcher and may be called from a handler. A hook may destroy the object.
+// Everything runs in the global dispatcher and may be called from a handler. A hook may destroy the object.
 class DSVerify {
 public:
     static constexpr int busy = 100;
@@ -41,21 +41,22 @@ public:
     virtual ~DSVerify();
 
 protected:
-    // The result of a check; by default nothing happens.
+    // Hooks for the result of a check; by default they do nothing.
     virtual void peerUp() {}
     virtual void peerReserved() {}
     virtual void peerDown() {}
 
 public:
-    // Listens and answers from now on. Port 0 is any port, a null address any address. 0, or a code above.
+    // Listens and answers from now on. Port 0 means any free port, a null address any address. Returns 0 or a
+    // code above.
     int bind(int port, const char* ipaddr);
-    // Starts one check. 0, or a code above; on `sendFailed` the peer has been declared down already. The
+    // Starts one check. Returns 0 or a code above; with `sendFailed`, `peerDown` has already been called. The
     // address is not kept.
     int verify(const DSAddr* peer);
 
-    // The socket's port, 0 without a socket.
+    // The socket's port; 0 without a socket.
     int port() const;
-    // While listening, this host and the port; else null.
+    // While listening, this host with the port; else null.
     NCRef<DSAddr> localAddr() const;
     bool debug() const { return debug_; }
     void setDebug(bool debug) { debug_ = debug; }

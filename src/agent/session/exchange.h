@@ -7,11 +7,11 @@ namespace harbolance {
 
 class AgentLink;
 
-// One request to the agent and its reply, for as long as a call waits for it. The link knows the one that is
-// under way, if any, and gives it the replies that come in.
+// One request to the agent and its reply, while a call waits for it. The link knows the present exchange, if
+// any, and passes incoming replies to it.
 //
-// The wait turns a dispatcher of its own, which serves the connection's socket and two timers: the rest of
-// the process stands still meanwhile, except for the handlers of notifications.
+// The wait runs a private dispatcher, which serves the connection's socket and two timers. Nothing else in
+// the process is served meanwhile, but handlers of notifications may be called.
 class Exchange {
 public:
     Exchange(AgentLink& link, DSRequest& request);
@@ -19,9 +19,9 @@ public:
     Exchange& operator=(const Exchange&) = delete;
     ~Exchange();
 
-    // Sends the request until the reply is there: again after each time-out and whatever else ends a wait,
-    // always under the same number, and to the next agent when one is lost. A limit of 0 seconds is none.
-    // Gives a status of DSUser.
+    // Sends the request until the reply has come: again after each time-out and each other end of a wait,
+    // always with the same number, and to the next agent when one is lost. A limit of 0 seconds means none.
+    // Returns a status of DSUser.
     int run(NCrtt& rtt, int seconds);
 
     const DSRequest& request() const { return *request_; }
@@ -31,8 +31,8 @@ public:
     const NCRef<DSReply>& reply() const { return reply_; }
 
 private:
-    // Agents that one request is sent to before its caller hears of it: one that answers searches and logins
-    // and nothing else would keep the caller for ever.
+    // Limit of the agents to which one request is sent: an agent that answers only searches and logins would
+    // otherwise block the caller for ever.
     static constexpr int mostAgents = 6;
 
     int waitForReply(NCrtt& rtt, int seconds);

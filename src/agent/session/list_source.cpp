@@ -15,16 +15,16 @@ namespace harbolance {
 
 namespace {
 
-// Seconds for the connection and for the answer of a list query, each. An agent answers from its memory, so
-// one that takes longer counts as silent.
+// Time limit in seconds, both for the connection and for the answer of a list query. An agent answers from
+// memory, so one that takes longer counts as silent.
 constexpr int listTimeout = 30;
 
-// Seconds until an agent that has never answered a second query on one connection counts as one that does
-// not.
+// Time limit in seconds for the first second query on one connection; an agent that exceeds it counts as one
+// that accepts a single query per connection.
 constexpr int reuseTimeout = 3;
 
-// Octets of one agent's list. A name takes some 100, or 500 with a reference, so this is more than a domain
-// holds, and it bounds what a hostile answer can cost.
+// Limit of the size of one agent's list in octets. A name takes about 100, or 500 with a reference, so this
+// exceeds any real domain and limits the memory for a hostile answer.
 constexpr int longestList = 64 * 1024 * 1024;
 
 constexpr uint32_t listBufferSize = 1024;
@@ -43,18 +43,18 @@ NCRef<DSSet> ListSource::query(int& status, DSRequest& question, bool debug) {
     if (givenUp_)
         return nullptr;
     NCRef<DSReply> reply = stream_ ? askAgain(question) : nullptr;
-    // A silent agent would let a second wait run out as well.
+    // Not for a silent agent, which would let a second wait time out as well.
     if (!reply && !silent_ && connect())
         reply = ask(question, listTimeout);
     if (!reply) {
         giveUp();
         return nullptr;
     }
-    // An agent that takes one query on a connection closes it, or lets a second one wait for ever.
+    // An agent that accepts one query per connection either closes it or never answers a second query.
     if (reuse_ == Reuse::impossible)
         disconnect();
     status = DSUser::done;
-    // Held by the result: the set stays when the reply goes.
+    // The result holds the set, so it outlives the reply.
     if (auto* set = nc_cast<DSSet>(reply->reply()))
         return set;
     if (debug)
@@ -63,14 +63,14 @@ NCRef<DSSet> ListSource::query(int& status, DSRequest& question, bool debug) {
 }
 
 bool ListSource::connect() {
-    // Kept from the first query: the question costs a datagram and up to three seconds.
+    // Kept from the first query, since asking costs a datagram and up to three seconds.
     if (!endpoint_)
         endpoint_ = tcpEndpoint();
     if (!endpoint_)
         return false;
     auto stream = std::make_unique<NCtcpstream>(listBufferSize, listQueue);
     const int connected = stream->connect(endpoint_->addr(), endpoint_->port(), listTimeout);
-    // Only a wait that ran out counts: a connection that is refused costs no time.
+    // Only a time-out counts as silence; a refused connection takes no time.
     silent_ = connected == NCtcpstream::timedOut;
     if (connected != 0)
         return false;
@@ -80,9 +80,10 @@ bool ListSource::connect() {
     return true;
 }
 
-// On the open connection, which is closed when there is no answer.
+// Asks on the open connection, which is closed when there is no answer.
 NCRef<DSReply> ListSource::ask(DSRequest& question, int seconds) {
-    // Back in its place only with the whole answer: on a connection with half of one nothing can be asked.
+    // Stored again only after a complete answer; after a partial one the connection cannot be used for
+    // another query.
     std::unique_ptr<NCtcpstream> stream = std::move(stream_);
     if (stream->send(&question, listPriority) != 0)
         return nullptr;
@@ -98,18 +99,19 @@ NCRef<DSReply> ListSource::ask(DSRequest& question, int seconds) {
     return reply;
 }
 
-// Another query on the open connection. Null when the agent has closed it, or takes no second one: it is
-// asked on a new connection then.
+// Sends another query on the open connection. Null when the agent has closed it or accepts no second query;
+// the query is then made on a new connection.
 NCRef<DSReply> ListSource::askAgain(DSRequest& question) {
-    // Nothing is outstanding, so input can only be the end, or octets that answer no question.
+    // No answer is outstanding, so input can only be the end of the connection, or octets that answer
+    // nothing.
     const bool isOpen = pollUntil(stream_->fd(), POLLIN, Deadline(0)) == 0;
     NCRef<DSReply> reply;
     if (isOpen)
         reply = ask(question, reuse_ == Reuse::possible ? listTimeout : reuseTimeout);
     else
         disconnect();
-    // The first second query shows what the agent does. Its silence is no sign: it may only have stopped
-    // reading.
+    // The first second query shows whether the agent accepts more than one. Silence does not count as a
+    // silent agent: it may only have stopped reading.
     if (reuse_ == Reuse::untried) {
         reuse_ = reply ? Reuse::possible : Reuse::impossible;
         silent_ = false;
@@ -117,7 +119,7 @@ NCRef<DSReply> ListSource::askAgain(DSRequest& question) {
     return reply;
 }
 
-// Where the agent takes list queries. The answer's own status does not matter, only that it carries an
+// Asks where the agent accepts list queries. The status of the answer does not matter, only whether it has an
 // address.
 std::optional<DSAddr> ListSource::tcpEndpoint() {
     constexpr int attempts = 3;
@@ -134,10 +136,10 @@ std::optional<DSAddr> ListSource::tcpEndpoint() {
         const int ready = pollUntil(stream.fd(), POLLIN, Deadline(seconds));
         if (ready < 0)
             return std::nullopt;
-        // Lost on the way, perhaps: the question is sent again.
+        // Probably lost, so the question is sent again.
         if (ready == 0)
             continue;
-        // An agent that answers, be it with nonsense, does not make the next listing wait.
+        // Any answer, even an unusable one, shows that the agent is not silent.
         answered = true;
         int received = 0;
         const std::unique_ptr<NCTransObject> object(stream.receive(received));

@@ -10,9 +10,9 @@ class NCtcpstream;
 
 namespace harbolance {
 
-// One agent of the domain as the place of lists: it is asked once where it takes list queries, and once it
-// has failed it is not asked again. The connection may stay open for the next query; an agent that takes only
-// one query on each gets a new one every time.
+// One agent of the domain as a source of lists. It is asked once for its TCP endpoint, and after a failure
+// not asked again. The connection may stay open for the next query; an agent that accepts one query per
+// connection gets a new connection each time.
 class ListSource {
 public:
     explicit ListSource(const DSAddr& agent);
@@ -20,12 +20,12 @@ public:
     ListSource& operator=(const ListSource&) = delete;
     ~ListSource();
 
-    // The set, or null: with status 0 when the answer is no set, which `debug` tells, else with
-    // DSUser::noAnswer. Blocks until the agent has answered or a time limit has passed.
+    // Returns the set, or null: with status 0 when the answer is not a set, which is reported with `debug`,
+    // else with DSUser::noAnswer. Blocks until the agent has answered or a time limit has passed.
     NCRef<DSSet> query(int& status, DSRequest& question, bool debug);
 
     const DSAddr& agent() const { return agent_; }
-    // A wait has ended without an answer.
+    // Whether a wait has timed out without an answer.
     bool wasSilent() const { return silent_; }
     void giveUp() { givenUp_ = true; }
     bool isGivenUp() const { return givenUp_; }

@@ -11,7 +11,8 @@ namespace harbolance {
 
 namespace {
 
-// A larger one would be sent again until every time-out has passed: no agent takes it.
+// Whether the request fits in a datagram. No agent accepts a larger one, so it would be repeated until all
+// time-outs have passed.
 bool fitsDatagram(const DSRequest& request, const char* operation) {
     NCipcbuf buffer(NCudpstream::datagramSize, 0);
     NCipcstream out(&buffer);
@@ -24,7 +25,7 @@ bool fitsDatagram(const DSRequest& request, const char* operation) {
 } // namespace
 
 int Registrations::registerProvider(DSProvider* provider) {
-    // Before any way out: a record without a holder is destroyed with this one.
+    // Held before any return, so that a record without another holder is destroyed.
     const NCRef<DSProvider> held = provider;
     if (link_.isAsking())
         return DSUser::busy;
@@ -33,15 +34,16 @@ int Registrations::registerProvider(DSProvider* provider) {
     const NCRef<DSRequest> question = new DSRequest(DSRequestRegisterProvider, provider);
     if (!fitsDatagram(*question, "registerProvider"))
         return DSUser::noAnswer;
-    // Before asking: if the agent is lost during the request, the next one gets the provider with the others.
+    // Added before asking: if the agent is lost during the request, the next agent gets this provider with
+    // the others.
     providers_.add(provider);
     if (!link_.connection())
         return DSUser::noAgent;
     const uint32_t connection = link_.connections();
     NCRef<DSReply> reply;
     int status = link_.ask(*question, link_.rttRegister, 0, reply);
-    // When the connection was replaced meanwhile, the next agent has got the provider with all others, and
-    // may refuse to have it twice.
+    // When the connection was replaced meanwhile, the next agent has already got this provider with the
+    // others and may refuse it the second time.
     if (status == DSUser::done && !reply->replyOk() && link_.connections() == connection)
         status = DSUser::noAnswer;
     if (status != DSUser::done)
@@ -55,7 +57,7 @@ int Registrations::unregisterProvider(DSProvider* provider) {
     const NCRef<DSProvider> argument = provider;
     if (const int status = link_.readiness())
         return status;
-    // The caller's record may be another one that is equal, and the set may be the only holder of its own.
+    // The caller's record may be a different but equal one, and only the set may hold its own.
     const NCRef<DSResource> held = providers_.find(provider);
     if (!held)
         return DSUser::unknownProvider;
@@ -84,12 +86,13 @@ int Registrations::registerTrigger(DSName* name, DSTriggerHandler* handler) {
     NCRef<DSSet> handlers = static_cast<DSSet*>(triggers_.at(name));
     if (!handlers) {
         handlers = new DSSet(16);
-        // Filled below: the dictionary holds the same set.
+        // Filled below; the dictionary holds this same set.
         triggers_.put(name, handlers.get());
     }
-    // A handler that is there already stays once; the new wrapper then dies with its holder.
+    // A handler that is already registered is not added again; the new wrapper is then destroyed with its
+    // holder.
     handlers->add(NCRef<DSResource>(new DSTrigWrapper(handler)).get());
-    // Not a loss: what is in the table is registered with the next agent.
+    // The trigger is not lost: everything in the table is registered with the next agent.
     if (!link_.connection())
         return DSUser::noAgent;
     NCRef<DSReply> reply;
@@ -107,13 +110,14 @@ int Registrations::unregisterTrigger(DSName* name, DSTriggerHandler* handler) {
         return DSUser::noAgent;
     const NCRef<DSSet> handlers = static_cast<DSSet*>(triggers_.at(name));
     const NCRef<DSResource> wrapper = new DSTrigWrapper(handler);
-    // Wrappers are equal when their handlers are, so a new one finds the old.
+    // Wrappers are equal when their handlers are, so a new wrapper finds the old one.
     if (!handlers || !handlers->remove(wrapper.get()))
         return DSUser::unknownTrigger;
-    // The agent knows one trigger of this session on a name: it stays for the other handlers.
+    // The agent has one trigger of this session per name, which stays for the other handlers.
     if (!handlers->isEmpty())
         return DSUser::done;
-    // Done before the agent is asked: the handler may be destroyed after this call, whatever the agent says.
+    // Removed before the agent is asked: the handler may be destroyed after this call, whatever the agent
+    // answers.
     triggers_.removeKey(name);
     if (const int status = link_.readiness())
         return status;
@@ -123,8 +127,8 @@ int Registrations::unregisterTrigger(DSName* name, DSTriggerHandler* handler) {
 }
 
 void Registrations::registerAgain() {
-    // The walks go over copies: handlers of notifications may change the originals while a request waits, and
-    // what has gone meanwhile is left out.
+    // Iterates over copies, because handlers of notifications may change the originals while a request waits.
+    // Elements removed meanwhile are left out.
     NCRef<DSReply> reply;
     const NCRef<DSSet> providers = new DSSet(providers_);
     for (DSResource* provider : *providers) {
@@ -154,7 +158,7 @@ void Registrations::notify(DSProvider& provider, bool isUp) {
     for (const DSResource* element : *called) {
         if (link_.isClosed())
             return;
-        // A handler that was called before may have unregistered this one, which may not exist any more.
+        // An earlier handler may have unregistered this one, which may have been destroyed.
         if (!registered->includes(element))
             continue;
         auto* handler = static_cast<const DSTrigWrapper*>(element)->handler();

@@ -9,8 +9,8 @@ namespace harbolance {
 
 class AgentLink;
 
-// What this process has registered with its agent: providers and triggers. It stays known while there is no
-// agent, and the next agent gets it. The operations are those of DSUser and give its statuses.
+// The providers and triggers that this process has registered. They are kept while there is no agent, and
+// registered with the next one. The operations are those of DSUser and return its statuses.
 class Registrations {
 public:
     explicit Registrations(AgentLink& link) : link_(link) {}
@@ -21,9 +21,9 @@ public:
     int registerTrigger(DSName* name, DSTriggerHandler* handler);
     int unregisterTrigger(DSName* name, DSTriggerHandler* handler);
 
-    // Registers all of it with a new agent; ends early when that agent is lost.
+    // Registers everything with a new agent; stops when that agent is lost.
     void registerAgain();
-    // Calls the handlers of a name.
+    // Calls the handlers for a name.
     void notify(DSProvider& provider, bool isUp);
 
 private:

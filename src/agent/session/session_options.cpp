@@ -14,7 +14,8 @@ public:
 };
 
 SessionOptions*& installed() {
-    // Inside a function: the ORB may install its options before the objects of this file are set up.
+    // A function-local static, because the ORB may install its options before the static objects of this file
+    // exist.
     static SessionOptions* options = nullptr;
     return options;
 }

@@ -17,7 +17,7 @@ std::optional<std::string> WordFile::nextWord() {
     constexpr int longestComment = 254;
     auto word = nextRawWord();
     while (word && word->front() == '#') {
-        // The limit is part of the format: what is behind it on a longer line counts as words.
+        // The limit is part of the file format: what follows it on a longer line is read as words.
         file_.ignore(longestComment, '\n');
         word = nextRawWord();
     }
@@ -27,7 +27,7 @@ std::optional<std::string> WordFile::nextWord() {
 std::optional<std::string> WordFile::nextRawWord() {
     constexpr int longestWord = 255;
     std::string word;
-    // The limit keeps a file that is no text, a device for example, from filling the memory.
+    // The limit keeps a file that is not text, for example a device, from filling the memory.
     if (!(file_ >> std::setw(longestWord) >> word))
         return std::nullopt;
     return word;

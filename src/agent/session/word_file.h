@@ -10,17 +10,17 @@ namespace harbolance {
 // comment to the end of its line.
 class WordFile {
 public:
-    // The file that `variable` names, else `name` in the directory of HARBOLANCE_ADM; nothing when neither is
-    // set.
+    // Opens the file named by `variable`, else `name` in the directory HARBOLANCE_ADM; nothing when neither
+    // variable is set.
     static std::optional<WordFile> fromEnvironment(const char* variable, const char* name);
 
     bool isOpen() const { return file_.is_open(); }
     const std::string& path() const { return path_; }
-    // Whether the variable named it, rather than the directory.
+    // Whether the file was named by the variable.
     bool isNamedByVariable() const { return namedByVariable_; }
     // The next word; nothing at the end.
     std::optional<std::string> nextWord();
-    // The same where no comment can begin.
+    // The same, in places where no comment can begin.
     std::optional<std::string> nextRawWord();
 
 private:
