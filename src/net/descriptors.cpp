@@ -59,8 +59,7 @@ int Deadline::milliseconds() const {
 
 int pollUntil(int fd, short events, const Deadline& deadline) {
     for (;;) {
-        pollfd watched[] = {{fd, events, 0},
-                            {Termination::fd(), POLLIN, 0}}; // poll passes over an entry with fd -1
+        pollfd watched[] = {{fd, events, 0}, {Termination::fd(), POLLIN, 0}}; // poll ignores fd -1
         const int result = ::poll(watched, std::size(watched), deadline.milliseconds());
         // Tested first, so that a peer that keeps `fd` ready cannot delay the end of the process.
         if (watched[1].revents != 0)
