@@ -6,16 +6,16 @@
 #include <algorithm>
 #include <utility>
 
-// Limits on nesting and memory. A peer chooses how deep values nest and how many elements a sequence
-// announces, so every reader that can recurse holds one of these objects for each level.
+// Limits on nesting and memory. A peer chooses how deep values nest and which length a sequence claims, so
+// every reader that can recurse has an object of one of these classes per level.
 
 namespace harbolance {
 
-// One level of nesting. The level beyond the limit raises CORBA_MARSHAL, long before the stack ends.
+// One level of nesting. A level beyond the limit raises CORBA_MARSHAL, long before the stack overflows.
 class Nesting {
 public:
-    static constexpr int limitForPeers = 256; // of what is read from a peer
-    static constexpr int limitForOwn = 1000;  // of what the program itself writes, prints and compares
+    static constexpr int limitForPeers = 256; // for values read from a peer
+    static constexpr int limitForOwn = 1000;  // for values that the program writes, prints or compares
 
     Nesting(const Nesting&) = delete;
     Nesting& operator=(const Nesting&) = delete;
@@ -23,7 +23,7 @@ public:
 
 protected:
     explicit Nesting(int limit) {
-        // Before counting: a level that is refused has no destructor to count it back.
+        // Tested before counting, because a refused level has no destructor that would count it down.
         if (_depth >= limit)
             throw CORBA_MARSHAL();
         ++_depth;
@@ -45,7 +45,7 @@ public:
     OwnNesting() : Nesting(limitForOwn) {}
 };
 
-// Scope in which the octets to be read are a value that this process holds already, not a peer's message.
+// Scope in which values are read from octets of this process, not from a peer's message.
 class ReadingOwnOctets : Nesting {
 public:
     ReadingOwnOctets() : Nesting(limitForOwn), _saved(std::exchange(_readLimit, limitForOwn)) {}
@@ -55,16 +55,16 @@ private:
     int _saved;
 };
 
-// Permission to allocate memory for elements that have not been read yet. All sequences that are being read,
-// one inside the other, share one budget: 32 KiB and 8 times the octets that are left. A sequence that is not
-// granted grows with the elements that arrive.
+// Permission to allocate memory for elements that have not been read yet. All sequences being read, one
+// inside the other, share one budget: 32 KiB plus 8 times the octets left. Without permission a sequence
+// grows as elements arrive.
 class ReadAhead {
 public:
     ReadAhead(const TRXistream& stream, uint64_t octets) {
-        // What the sequences around this one were granted has not arrived yet either, so it counts as well.
+        // The elements granted to the enclosing sequences have not arrived yet either, so they count as well.
         const uint64_t wanted = _taken + octets;
         const uint64_t needed = wanted > freeOctets ? (wanted - freeOctets) / octetsForEachLeft : 0;
-        // Text does not know how much is left, so nothing is granted there.
+        // A text stream cannot tell how much is left, so it is granted nothing.
         if (needed <= UINT32_MAX && !stream.stream() && stream.has(static_cast<CORBA_ULong>(needed)))
             _taken += _octets = octets;
     }

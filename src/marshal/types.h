@@ -10,15 +10,15 @@
 //   typecode/   types at run time
 //   any/        values with their types
 //
-// Every value that crosses an interface is written to a TRXostream and read from a TRXistream. limits.h holds
-// the limits on what a peer may send, var.h the holder of counted objects.
+// Every value that crosses an interface is written to a TRXostream and read from a TRXistream. limits.h has
+// the limits on a peer's input, var.h the holder of reference-counted objects.
 //
-// This file fixes the widths, which are those of the wire. A C++ `long` is written as 4 octets, whatever its
+// This file defines the types with the sizes of the wire. A C++ `long` is written as 4 octets, whatever its
 // size in memory, so CORBA_LongLong must not be an alias of it.
 
 #include <cstdint>
 
-using CORBA_Boolean = unsigned char; // 0 or 1 from us; a peer may have sent any octet
+using CORBA_Boolean = unsigned char; // this ORB sends 0 or 1; a peer may send any octet
 using CORBA_Char = char;
 using CORBA_Octet = unsigned char;
 using CORBA_Short = int16_t;

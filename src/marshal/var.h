@@ -18,7 +18,7 @@ concept TRXHasBorrowed = requires(const Source& source) {
 
 namespace harbolance {
 
-// Where a holder keeps its pointer, as an out argument: for operations that take a `T*&` or a `T**`.
+// A holder's pointer as an out argument: for operations that take a `T*&` or a `T**`.
 template <class T>
 class OutPointer {
 public:
@@ -33,9 +33,9 @@ private:
 
 } // namespace harbolance
 
-// Owns one reference to an object, sequence or buffer, or nothing. From a `T*` it takes the reference over; a
-// copy adds one. T has a static `_duplicate(T*)`, and `CORBA_release(T*)` gives a reference back; both accept
-// null. A plain `T*` (a `_ptr`) never owns.
+// Owns one reference to an object, sequence or buffer, or nothing. A `T*` is taken over; a copy adds a
+// reference. T has a static `_duplicate(T*)`, and `CORBA_release(T*)` releases a reference; both accept null.
+// A plain `T*` (a `_ptr`) never owns.
 template <class T>
 class TRXVar {
 public:
@@ -48,7 +48,7 @@ public:
     ~TRXVar() { CORBA_release(_ptr); }
 
     TRXVar& operator=(T* owned) {
-        // Also when both are one object: the caller hands over a reference of its own each time.
+        // Released even if both are the same object: the caller passes a reference of its own each time.
         if (T* old = std::exchange(_ptr, owned))
             CORBA_release(old);
         return *this;
@@ -72,8 +72,8 @@ public:
     decltype(auto) operator[](Index index) const { return (*_ptr)[index]; }
     T* in() const { return _ptr; }
     T*& inout() { return _ptr; }
-    // For an out argument: releases the object and returns the place of the pointer. The holder owns what is
-    // stored there.
+    // For an out argument: releases the object and returns the pointer's location. The holder owns the object
+    // that is stored there.
     harbolance::OutPointer<T> out() {
         *this = static_cast<T*>(nullptr);
         return harbolance::OutPointer<T>(_ptr);
@@ -86,12 +86,12 @@ private:
     T* _ptr = nullptr;
 };
 
-// A holder is written as what it holds.
+// A holder is written as the object it holds.
 template <class T>
 requires requires(TRXostream& stream, T* object) { stream << object; }
 TRXostream& operator<<(TRXostream& stream, const TRXVar<T>& holder) { return stream << holder.in(); }
 
-// Reads a new object, which replaces what is held. That stays when the stream raises.
+// Reads a new object, which replaces the one held. The old one remains when the stream raises.
 template <class T>
 requires requires(TRXistream& stream, T*& object) { stream >> object; }
 TRXistream& operator>>(TRXistream& stream, TRXVar<T>& holder) {

@@ -18,7 +18,7 @@ int compareOctets(const void* a, const void* b, CORBA_Long length) {
     return length > 0 && a && b ? sign(std::memcmp(a, b, static_cast<size_t>(length))) : 0;
 }
 
-// Null comes first.
+// Compares two pointers to values; null comes first.
 template <class T, class Compare>
 int compareHeld(const void* a, const void* b, Compare compareBoth) {
     if (!a || !b)
@@ -26,7 +26,7 @@ int compareHeld(const void* a, const void* b, Compare compareBoth) {
     return compareBoth(*static_cast<const T*>(a), *static_cast<const T*>(b));
 }
 
-// The order of different objects is that of their addresses.
+// Different objects are ordered by their addresses.
 int compareObjects(CORBA_Object* a, CORBA_Object* b) {
     if (a == b || (a && b && ObjectOperations::installed().areEquivalent(a, b)))
         return 0;
@@ -35,7 +35,7 @@ int compareObjects(CORBA_Object* a, CORBA_Object* b) {
 
 char* copyOctets(const void* octets, CORBA_Long length) {
     const auto size = static_cast<CORBA_ULong>(std::max(length, CORBA_Long{0}));
-    // The allocator of strings: a constructed value is freed like one.
+    // Uses the allocator of strings, because a constructed value is freed like a string.
     char* block = CORBA_string_alloc(size);
     if (size > 0)
         std::memcpy(block, octets, size);
@@ -53,7 +53,7 @@ uint64_t AnyAccess::basicOctets(const CORBA_Any& any) {
 
 CORBA_Any& CORBA_Any::operator=(const CORBA_Any& other) {
     if (this != &other) {
-        // Copied first: when that raises, the old value is still there. `other` may be held by this very Any.
+        // Copied first: when copying raises, the old value remains. `other` may also be inside this Any.
         CORBA_Any copy(other);
         swap(copy);
     }
@@ -61,7 +61,7 @@ CORBA_Any& CORBA_Any::operator=(const CORBA_Any& other) {
 }
 
 void CORBA_Any::swap(CORBA_Any& other) noexcept {
-    // A pointer into the object itself must not move with the values: it is set again after the swap.
+    // A pointer to the object's own `_small` must not be swapped; it is set again afterwards.
     const bool small = _value == _small;
     const bool otherSmall = other._value == other._small;
     std::swap(_tc, other._tc);
@@ -92,7 +92,7 @@ void CORBA_Any::freeValue() {
     case tk_Principal: CORBA_release(static_cast<CORBA_OctetSequence*>(_value)); break;
     case tk_wstring: CORBA_wstring_free(static_cast<CORBA_WChar*>(_value)); break;
     default:
-        // Only a value that the program handed over: the Any's own are in `_small`.
+        // Frees only a value that the program passed in; the Any's own basic values are in `_small`.
         if (basicSize(kind) > 0)
             ::operator delete(_value);
         else
@@ -101,9 +101,9 @@ void CORBA_Any::freeValue() {
     _value = nullptr;
 }
 
-// Takes a new type and drops the value.
+// Takes a new type and frees the old value.
 void CORBA_Any::become(CORBA_TypeCode* type) {
-    // Before the old one is freed, which may be the same type or hold it.
+    // Duplicated before the old type is freed, which may be the same type or hold it.
     CORBA_TypeCode* held = CORBA_TypeCode::_duplicate(type);
     freeAll();
     _tc = held;
@@ -121,7 +121,8 @@ void CORBA_Any::adopt(CORBA_TypeCode* type, void* value, CORBA_Long length, bool
 }
 
 void CORBA_Any::replace(CORBA_TypeCode* type, void* value, CORBA_Boolean release) {
-    // Any constructed kind serves for a missing type: both are refused below, before the old value goes.
+    // For a missing type any constructed kind will do: both cases are refused below, before the old value is
+    // freed.
     const CORBA_TCKind kind = type ? TypeCodeAccess::valueKind(*type) : tk_struct;
     if (!type || (value && isConstructed(kind)))
         throw CORBA_BAD_PARAM();
@@ -142,7 +143,7 @@ void CORBA_Any::emptyValue(CORBA_TCKind kind) {
     if (kind == tk_any)
         _value = new CORBA_Any;
     else if (kind == tk_TypeCode)
-        // A constant, so that releasing it does nothing.
+        // A constant type, which need not be released.
         _value = _tc_null;
     else if (basicSize(kind) > 0)
         _value = std::memset(_small, 0, sizeof _small);
@@ -159,20 +160,20 @@ void CORBA_Any::replace(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer) {
     }
     CORBA_MarshalInBuffer value(buffer.data(), buffer.offset());
     read_value(value, type);
-    // The octets have been read into a value of their own, and the block is the Any's to free now.
+    // The octets have been copied, so the block is freed here.
     if (!buffer.own())
         CORBA_string_free(buffer.data());
 }
 
 void CORBA_Any::takeOctets(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer) {
     const auto length = static_cast<CORBA_Long>(buffer.offset());
-    // A buffer that owns its octets frees them itself.
+    // A buffer that owns its octets will free them, so they are copied.
     char* block = buffer.own() ? copyOctets(buffer.data(), length) : buffer.data();
-    // An exception is marshalled with its repository id in front.
+    // A marshalled exception starts with its repository id.
     adopt(type, block, length, TypeCodeAccess::valueKind(*type) == tk_except);
 }
 
-// This Any is empty.
+// Copies into this Any, which must be empty.
 void CORBA_Any::copyFrom(const CORBA_Any& other) {
     const CORBA_TCKind kind = AnyAccess::valueKind(other);
     void* value = nullptr;
@@ -189,7 +190,7 @@ void CORBA_Any::copyFrom(const CORBA_Any& other) {
         break;
     case tk_string: value = CORBA_string_dup(AnyAccess::text(other)); break;
     case tk_wstring: value = CORBA_wstring_dup(AnyAccess::wideText(other)); break;
-    // Without members a struct has a block of no octets: it is a value, other than null.
+    // A struct without members has a block of length 0, which is a value, not null.
     case tk_struct:
     case tk_except: value = other._value ? copyOctets(other._value, other._length) : nullptr; break;
     case tk_union:
@@ -198,13 +199,13 @@ void CORBA_Any::copyFrom(const CORBA_Any& other) {
     default:
         if (basicSize(kind) == 0)
             throw CORBA_INTERNAL();
-        // This Any is empty, so nothing is in `_small` yet; `adopt` leaves it alone.
+        // This Any is empty, so `_small` is unused; `adopt` does not change it.
         value = std::memcpy(_small, other._value, basicSize(kind));
     }
     adopt(other._tc, value, other._length, other._id_in_front);
 }
 
-// The length of a bounded text is its bound, and the text may be shorter.
+// The length of a bounded text is its bound; the text itself may be shorter.
 size_t CORBA_Any::hashedOctets() const {
     const auto length = static_cast<size_t>(_length);
     switch (AnyAccess::valueKind(*this)) {
@@ -218,7 +219,7 @@ CORBA_ULong CORBA_Any::hash() const {
     if (_length < 1 || !_value)
         return 0;
     auto hash = static_cast<CORBA_ULong>(_length);
-    // The rule of this hash: the length, xored with each octet as a signed number.
+    // A rule of this hash: the length, combined by xor with each octet as a signed number.
     const auto* octets = static_cast<const signed char*>(_value);
     for (size_t i = 0, size = hashedOctets(); i < size; ++i)
         hash ^= static_cast<CORBA_ULong>(CORBA_Long{octets[i]});
@@ -245,7 +246,7 @@ int CORBA_Any::compareValues(const CORBA_Any& a, const CORBA_Any& b) {
     case tk_wstring: return CORBA_wstring_compare(AnyAccess::wideText(a), AnyAccess::wideText(b));
     default: break;
     }
-    // Types are equal here, so octets in the host's order can be compared without walking them.
+    // Types are equal here, so octets in the host's order can be compared directly.
     if (isConstructed(kind) && a._length != b._length)
         return a._length - b._length;
     if (isConstructed(kind) || basicSize(kind) > 0)

@@ -13,8 +13,8 @@ namespace harbolance {
 class AnyAccess;
 }
 
-// One IDL value with its TypeCode. The type is kept as given, aliases included; the value is held by its kind
-// without aliases:
+// One IDL value with its TypeCode. The type is kept as given, including aliases. How the value is held
+// depends on its kind without aliases:
 //
 //   numbers, boolean, char, octet, wchar, enum   the value itself
 //   string, wstring                              the text
@@ -22,8 +22,8 @@ class AnyAccess;
 //   Principal                                    a CORBA_OctetSequence, shared by copies of the Any
 //   struct, union, sequence, array, exception    its CDR octets in the host's order, aligned from the first
 //
-// The octets of an exception that its class has marshalled begin with the repository id; those that were read
-// by read_value are the members alone.
+// The octets of an exception marshalled by its class begin with the repository id; octets read by read_value
+// are the members only.
 class CORBA_Any {
 public:
     static constexpr CORBA_ULong _minimum_octets = 4; // on the wire: the kind tk_null
@@ -31,48 +31,47 @@ public:
     CORBA_Any() = default; // of _tc_null
     CORBA_Any(const CORBA_Any& other) : CORBA_Any() { copyFrom(other); }
     CORBA_Any(CORBA_Any&& other) noexcept { swap(other); }
-    // `value` points to a value of fixed size, or is the string, object or TypeCode itself. Without `release`
-    // it stays the caller's and has to outlive the Any. With `release` the Any takes it over: a value of
-    // fixed size comes from `new`, a string from CORBA_string_alloc. A null value gives zero for a type of
-    // fixed size, and an empty Any or TypeCode for these. A constructed value has no known size here and
-    // raises CORBA_BAD_PARAM, unless it is null.
+    // `value` points to a value of fixed size, or is itself the string, object or TypeCode. Without `release`
+    // the caller keeps it, and it must outlive the Any. With `release` the Any takes ownership: a value of
+    // fixed size must come from `new`, a string from CORBA_string_alloc. A null value gives zero for a type
+    // of fixed size, and an empty Any or TypeCode for these types. A non-null value of a constructed type
+    // raises CORBA_BAD_PARAM, because its size is unknown.
     CORBA_Any(CORBA_TypeCode* type, void* value, CORBA_Boolean release = 0) : CORBA_Any() {
         replace(type, value, release);
     }
-    // The value that has been marshalled into the buffer. The octets are copied. If the buffer does not own
-    // them they must come from CORBA_string_alloc, and the Any takes them over unless this raises.
+    // Takes the value marshalled in the buffer; the octets are copied. If the buffer does not own its octets,
+    // they must come from CORBA_string_alloc; the Any then takes ownership, unless this raises.
     CORBA_Any(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer) : CORBA_Any() { replace(type, buffer); }
     ~CORBA_Any() { freeAll(); }
 
-    // A deep copy; a Principal and the references are shared. A type that no value can be made of raises
-    // CORBA_INTERNAL.
+    // A deep copy; Principals and references are shared. A type without values raises CORBA_INTERNAL.
     CORBA_Any& operator=(const CORBA_Any& other);
     CORBA_Any& operator=(CORBA_Any&& other) noexcept {
         swap(other);
         return *this;
     }
 
-    // As the constructors.
+    // Like the constructors with the same arguments.
     void replace(CORBA_TypeCode* type, void* value, CORBA_Boolean release = 0);
     void replace(CORBA_TypeCode* type, CORBA_MarshalOutBuffer& buffer);
 
     CORBA_TypeCode* type() const { return CORBA_TypeCode::_duplicate(_tc); } // the caller owns it
-    // A pointer to the value. For the kind tk_string that is a `char**`.
+    // A borrowed pointer to the value. For the kind tk_string it is a `char**`.
     const void* value() const {
         return _tc->kind() == tk_string ? static_cast<const void*>(&_value) : _value;
     }
-    CORBA_Long length() const { return _length; } // octets, or wide characters with the end; -1 if unknown
+    CORBA_Long length() const { return _length; } // octets, or wide characters with the zero; -1 if unknown
     CORBA_Boolean release() const { return _release; }
     CORBA_ULong hash() const;
 
-    // A three-way order, first by the types.
+    // Three-way comparison; types are compared first.
     static int compare(const CORBA_Any& a, const CORBA_Any& b);
 
-    // The value without its type. The members of an exception are written with the repository id in front,
-    // and read without. When a stream raises while reading, the Any stays as it was.
+    // Writes or reads the value without its type. The members of an exception are written after its
+    // repository id, but read without one. When the stream raises while reading, the Any is unchanged.
     void write_value(TRXostream& stream) const;
     void read_value(TRXistream& stream, CORBA_TypeCode* type);
-    // An exception's members without the repository id, anything else as write_value.
+    // Like write_value, but without the repository id of an exception.
     void write_members(TRXostream& stream) const;
 
     static CORBA_Any* _duplicate(CORBA_Any* any) {
@@ -93,8 +92,8 @@ public:
     struct from_char {
         CORBA_Char value;
     };
-    // With `nocopy` the Any refers to the caller's text. Otherwise it keeps the first `bound` characters;
-    // bound 0 is no bound.
+    // With `nocopy` the Any borrows the caller's text. Otherwise it copies the first `bound` characters;
+    // bound 0 means no bound.
     struct from_string {
         char* value;
         CORBA_ULong bound;
@@ -117,7 +116,7 @@ public:
     struct to_wchar {
         CORBA_WChar& value;
     };
-    // The text is borrowed. Fails when the bound exceeds its length.
+    // The text is borrowed from the Any. False when the bound exceeds its length.
     struct to_string {
         char*& value;
         CORBA_ULong bound;
@@ -154,12 +153,12 @@ void CORBA_release(CORBA_Any* any);
 inline bool CORBA_is_nil(const CORBA_Any* any) { return any == nullptr; }
 inline bool operator==(const CORBA_Any& a, const CORBA_Any& b) { return CORBA_Any::compare(a, b) == 0; }
 
-// Insertion. Replaces the old value.
+// Insertion replaces the old value.
 void operator<<=(CORBA_Any& any, CORBA_Short value);
 void operator<<=(CORBA_Any& any, CORBA_UShort value);
 void operator<<=(CORBA_Any& any, CORBA_Long value);
 void operator<<=(CORBA_Any& any, CORBA_ULong value);
-// A C++ `long` is inserted with 4 octets, as on the wire. A value that needs more raises CORBA_BAD_PARAM.
+// A C++ `long` is inserted as 4 octets. A value that does not fit raises CORBA_BAD_PARAM.
 void operator<<=(CORBA_Any& any, long value);
 void operator<<=(CORBA_Any& any, unsigned long value);
 void operator<<=(CORBA_Any& any, CORBA_LongLong value);
@@ -175,14 +174,14 @@ void operator<<=(CORBA_Any& any, CORBA_Any::from_string text);
 void operator<<=(CORBA_Any& any, CORBA_Any::from_wstring text);
 void operator<<=(CORBA_Any& any, const CORBA_Any& value); // copied, as a value of type _tc_any
 void operator<<=(CORBA_Any& any, CORBA_TypeCode* type);   // one more reference
-void operator<<=(CORBA_Any& any, CORBA_Object* object);   // likewise; null as a CORBA::Object
+void operator<<=(CORBA_Any& any, CORBA_Object* object);   // one more reference; null as a CORBA::Object
 void operator<<=(CORBA_Any& any, const CORBA_OctetSequence& octets);
 void operator<<=(CORBA_Any& any, const CORBA_StringSequence& strings);
-// These would be inserted as numbers: use the wrappers above.
+// These types would be inserted as numbers, so they are rejected: use the wrappers above.
 template <class T>
 requires(std::same_as<T, bool> || (std::integral<T> && sizeof(T) == 1)) void operator<<=(CORBA_Any& any,
                                                                                          T value) = delete;
-// The object in a holder. An empty holder raises CORBA_BAD_PARAM.
+// Inserts the object of a holder. An empty holder raises CORBA_BAD_PARAM.
 template <class T>
 requires requires(CORBA_Any& any, const T& value) { any <<= value; }
 void operator<<=(CORBA_Any& any, const TRXVar<T>& holder) {
@@ -191,8 +190,8 @@ void operator<<=(CORBA_Any& any, const TRXVar<T>& holder) {
     any <<= *holder;
 }
 
-// Extraction. False, with the target unchanged, unless the Any's own type is of the right kind: an alias of
-// long is not extracted as a long.
+// Extraction. False, with the target unchanged, unless the Any's own type has the right kind: an alias of
+// long cannot be extracted as a long.
 bool operator>>=(const CORBA_Any& any, CORBA_Short& value);
 bool operator>>=(const CORBA_Any& any, CORBA_UShort& value);
 bool operator>>=(const CORBA_Any& any, CORBA_Long& value);
@@ -211,11 +210,11 @@ bool operator>>=(const CORBA_Any& any, char*& text); // a copy that the caller o
 bool operator>>=(const CORBA_Any& any, CORBA_Any::to_string text);
 bool operator>>=(const CORBA_Any& any, CORBA_Any::to_wstring text);
 bool operator>>=(const CORBA_Any& any, CORBA_Any& value);      // a copy
-bool operator>>=(const CORBA_Any& any, CORBA_TypeCode*& type); // the caller's
-bool operator>>=(const CORBA_Any& any, CORBA_Object*& object); // the caller's
+bool operator>>=(const CORBA_Any& any, CORBA_TypeCode*& type); // the caller owns it
+bool operator>>=(const CORBA_Any& any, CORBA_Object*& object); // the caller owns it
 bool operator>>=(const CORBA_Any& any, CORBA_OctetSequence& octets);
 bool operator>>=(const CORBA_Any& any, CORBA_StringSequence& strings);
-// Into a holder, for types that are extracted as a pointer.
+// Extracts into a holder, for types that are extracted as a pointer.
 template <class T>
 requires requires(const CORBA_Any& any, T*& pointer) { any >>= pointer; }
 bool operator>>=(const CORBA_Any& any, TRXVar<T>& holder) {
@@ -245,8 +244,8 @@ bool extractMembers(const CORBA_Any& any, CORBA_TypeCode* type, MemberReader rea
 bool extractMembers(const CORBA_Any& any, CORBA_TypeCode* type, const char* exceptionId, MemberReader read,
                     void* value);
 
-// Extracts it when the types are equal. All exceptions have equal types, so an exception's repository id must
-// match as well.
+// Extracts the value when the types are equal. All exception types count as equal, so for an exception the
+// repository id must match as well.
 template <class T>
 bool extractMarshalled(const CORBA_Any& any, CORBA_TypeCode* type, T& value) {
     if constexpr (std::derived_from<T, CORBA_Exception>) {
@@ -260,13 +259,13 @@ bool extractMarshalled(const CORBA_Any& any, CORBA_TypeCode* type, T& value) {
 
 } // namespace harbolance
 
-// The type, then the value, which of an exception begins with its repository id. What does not fit the type
-// raises CORBA_MARSHAL, and leaves the Any as it was.
+// The type, then the value; that of an exception begins with its repository id. A value that does not fit the
+// type raises CORBA_MARSHAL and leaves the Any unchanged.
 TRXostream& operator<<(TRXostream& stream, const CORBA_Any& any);
 TRXistream& operator>>(TRXistream& stream, CORBA_Any& any);
 TRXostream& operator<<(TRXostream& stream, const CORBA_Any* any); // null raises CORBA_BAD_PARAM
-TRXistream& operator>>(TRXistream& stream, CORBA_Any*& any);      // the caller's, null when the stream raises
-// Readable lines on cout, cerr and clog; on any other stream the wire form as text.
+TRXistream& operator>>(TRXistream& stream, CORBA_Any*& any);      // the caller owns it; null on a raise
+// Readable lines on cout, cerr and clog; the text encoding of the wire form on any other stream.
 std::ostream& operator<<(std::ostream& stream, const CORBA_Any& any);
 
 // Owns an Any and forwards insertion and extraction to it. When empty, insertion does nothing and extraction

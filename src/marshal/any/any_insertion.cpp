@@ -15,7 +15,7 @@ bool isOf(const CORBA_Any& any, CORBA_TCKind kind) { return AnyAccess::type(any)
 
 template <class T>
 bool extract(const CORBA_Any& any, CORBA_TCKind kind, T& value) {
-    // By the Any's own kind: an alias of the type is another type for extraction.
+    // The Any's own kind is tested: for extraction an alias is a different type.
     if (!isOf(any, kind))
         return false;
     value = AnyAccess::as<T>(any);
@@ -38,15 +38,15 @@ bool extractWidened(const CORBA_Any& any, T& value) {
     return true;
 }
 
-// Whether a text of the kind can be extracted with that bound.
+// Whether a text of this kind can be extracted with that bound.
 bool mayTake(const CORBA_Any& any, CORBA_TCKind kind, CORBA_ULong bound) {
     return isOf(any, kind) && (bound == 0 || int64_t{bound} <= any.length());
 }
 
-// A copy of at most `bound` characters, in memory for all of them.
+// A copy of at most `bound` characters, in memory for `bound` characters.
 template <class Text, class Char>
 Char* firstOf(const Char* text, CORBA_ULong bound) {
-    // As long as the bound, whatever the text: the length in the Any is the bound.
+    // Allocated for the whole bound, even for a shorter text, because the Any's length is the bound.
     Char* copy = Text::alloc(bound);
     CORBA_ULong i = 0;
     for (; text && i < bound && text[i] != 0; ++i)
@@ -62,7 +62,7 @@ CORBA_Long lengthWithEnd(const CORBA_WChar* text) {
     return text ? static_cast<CORBA_Long>(std::wcslen(text) + 1) : 0;
 }
 
-// `length` is the length of a bounded text in the Any; a text without bound has its own.
+// `length` is the length to be stored for a bounded text; an unbounded text uses its own length.
 template <class Text, class Bounded>
 void insertText(CORBA_Any& any, CORBA_TypeCode* type, const Bounded& text, CORBA_Long length) {
     if (text.bound == 0)
@@ -75,7 +75,7 @@ void insertText(CORBA_Any& any, CORBA_TypeCode* type, const Bounded& text, CORBA
         AnyAccess::adopt(any, type, firstOf<Text>(text.value, text.bound), length);
 }
 
-// Never destroyed: Anys of static lifetime may hold it to the end.
+// Never destroyed, because Anys of static lifetime may hold it until the process ends.
 CORBA_TypeCode* newAlias(const char* id, const char* name, CORBA_TypeCode* element) {
     return new CORBA_TypeCode(id, name, new CORBA_TypeCode(tk_sequence, 0, element, true), true);
 }
@@ -111,12 +111,12 @@ void operator<<=(CORBA_Any& any, CORBA_Any::from_string text) {
 
 void operator<<=(CORBA_Any& any, CORBA_Any::from_wstring text) {
     const auto bound = static_cast<CORBA_Long>(text.bound);
-    // The length of a wide copy counts its end, that of a narrow one does not.
+    // The stored length of a wide text includes its final zero, that of a narrow one does not.
     insertText<TRXWideText>(any, _tc_wstring, text, text.nocopy ? bound : bound + 1);
 }
 
 void operator<<=(CORBA_Any& any, const CORBA_Any& value) {
-    // Copied before the old value goes, since `value` may be inside it.
+    // Copied before the old value is freed, since `value` may be inside it.
     AnyAccess::adopt(any, _tc_any, new CORBA_Any(value), 0);
 }
 
@@ -129,7 +129,7 @@ void operator<<=(CORBA_Any& any, CORBA_Object* object) {
     if (object) {
         const ObjectOperations& operations = ObjectOperations::installed();
         const char* scoped = operations.typeName(object);
-        // A TypeCode has the name without its scope: what stands behind the last "::".
+        // The TypeCode's name is the part after the last "::" of the scoped name.
         const char* colon = std::strrchr(scoped, ':');
         type = new CORBA_TypeCode(operations.interfaceName(object), colon ? colon + 1 : scoped, false);
     }
@@ -193,7 +193,7 @@ bool operator>>=(const CORBA_Any& any, CORBA_Any::to_wstring text) {
 bool operator>>=(const CORBA_Any& any, CORBA_Any& value) {
     if (!isOf(any, tk_any))
         return false;
-    // By a copy: the target may be the Any that holds it.
+    // Extracted through a copy, because the target may be the Any that holds it.
     value = CORBA_Any(*static_cast<const CORBA_Any*>(AnyAccess::value(any)));
     return true;
 }
@@ -232,10 +232,10 @@ CORBA_TypeCode* TRXStringSequenceType() {
 }
 
 bool harbolance::extractMembers(const CORBA_Any& any, CORBA_TypeCode* type, MemberReader read, void* value) {
-    // Types first: the octets mean something only for a reader of the same type.
+    // The types are compared first: the octets can only be decoded with the type they were encoded with.
     if (!type->equal(AnyAccess::type(any)) || !AnyAccess::value(any))
         return false;
-    // The limit on nesting for values of this process: they were accepted when they came in.
+    // Uses the nesting limit for own values: the octets were accepted when they came in.
     const ReadingOwnOctets own;
     CORBA_MarshalInBuffer octets = AnyAccess::octets(any);
     read(octets, value);
@@ -248,7 +248,8 @@ bool harbolance::extractMembers(const CORBA_Any& any, CORBA_TypeCode* type, cons
         return false;
     const ReadingOwnOctets own;
     CORBA_MarshalInBuffer octets = AnyAccess::octets(any);
-    // Read from a stream by its type alone, an exception has no id in front; the type has it then.
+    // An exception read from a stream by its type has no repository id before its members; then the id of the
+    // type is used.
     const char* id = AnyAccess::carriesId(any)
                          ? octets.string_in_place()
                          : TypeCodeAccess::id(TypeCodeAccess::unaliased(*AnyAccess::type(any)));

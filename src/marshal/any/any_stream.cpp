@@ -17,7 +17,7 @@ using Purpose = ValueWalk::Purpose;
 // Writes a value of any kind that is not constructed.
 void writeHeld(TRXostream& stream, CORBA_TCKind kind, const CORBA_Any& any) {
     switch (kind) {
-    // By pointer: these operators raise CORBA_BAD_PARAM for a missing value.
+    // Written through pointers: these operators raise CORBA_BAD_PARAM for a missing value.
     case tk_any: stream << static_cast<const CORBA_Any*>(AnyAccess::value(any)); return;
     case tk_TypeCode: stream << AnyAccess::heldType(any); return;
     case tk_objref: stream << AnyAccess::heldObject(any); return;
@@ -29,11 +29,11 @@ void writeHeld(TRXostream& stream, CORBA_TCKind kind, const CORBA_Any& any) {
     forBasicKind(kind, [&]<class T>(std::type_identity<T>) { stream << AnyAccess::as<T>(any); });
 }
 
-// Writes a constructed value, of an exception the members without the repository id.
+// Writes a constructed value; of an exception only the members, without the repository id.
 void writeConstructed(TRXostream& stream, const CORBA_TypeCode& type, const CORBA_Any& any) {
     CORBA_MarshalInBuffer octets = AnyAccess::octets(any);
     if (AnyAccess::carriesId(any))
-        // Passed over: the caller has written the id, or wants none.
+        // Skips the id: the caller has already written it, or does not want it.
         octets.string_in_place();
     ValueWalk(octets, stream, Purpose::write).walk(&type);
 }
@@ -59,19 +59,19 @@ void readText(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type) {
 void readWideText(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type) {
     CORBA_WString_var text;
     stream >> text;
-    // What the peer counted does not matter: the text ends at its first zero.
+    // The peer's count is ignored: the text ends at its first zero.
     const size_t length = text.in() ? std::wcslen(text.in()) : 0;
     AnyAccess::adopt(any, type, text._retn(), static_cast<CORBA_Long>(length + 1));
 }
 
-// `id` is the repository id in front of an exception's members, or null. Most values are small: they are
-// marshalled on the stack and copied to a block of exactly their size.
+// `id` is the repository id before an exception's members, or null. Most values are small, so they are
+// marshalled on the stack and then copied to a block of exactly their size.
 void readConstructed(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type, const char* id) {
     alignas(8) char small[256];
     CORBA_MarshalOutBuffer octets(small, sizeof small, 0);
     if (id)
         octets << id;
-    // When this raises, the Any has not been touched.
+    // The Any is not changed when this raises.
     ValueWalk(stream, octets, Purpose::copy).walk(type);
     char* block = octets.data();
     const CORBA_ULong length = octets.offset();
@@ -79,7 +79,7 @@ void readConstructed(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type, c
         block = CORBA_string_alloc(length);
         std::memcpy(block, small, length);
     } else {
-        // The value outgrew the stack: the block is the buffer's own, and the Any takes it over.
+        // The value did not fit on the stack; the Any takes ownership of the buffer's block.
         octets.own(0);
     }
     AnyAccess::adopt(any, type, block, static_cast<CORBA_Long>(length), id != nullptr);
@@ -88,7 +88,7 @@ void readConstructed(CORBA_Any& any, TRXistream& stream, CORBA_TypeCode* type, c
 void printValue(TRXostream& stream, const CORBA_Any& any) {
     const CORBA_TypeCode& type = TypeCodeAccess::unaliased(*AnyAccess::type(any));
     switch (type.kind()) {
-    // These three have a readable form that their stream operators do not give.
+    // These three have readable forms that differ from their stream operators.
     case tk_any: printAny(stream, *static_cast<const CORBA_Any*>(AnyAccess::value(any))); return;
     case tk_TypeCode: CORBA_TypeCode::dump(stream, AnyAccess::heldType(any)); return;
     case tk_objref: printObject(stream, AnyAccess::heldObject(any)); return;
@@ -108,7 +108,7 @@ void printValue(TRXostream& stream, const CORBA_Any& any) {
 
 void CORBA_Any::write_value(TRXostream& stream) const {
     const CORBA_TypeCode& type = TypeCodeAccess::unaliased(*_tc);
-    // On the wire the id stands between the type and the members.
+    // On the wire the repository id comes between the type and the members.
     if (type.kind() == tk_except)
         stream << exceptionId(type, *this);
     if (isConstructed(type.kind()))
@@ -129,7 +129,7 @@ void CORBA_Any::read_value(TRXistream& stream, CORBA_TypeCode* type) {
     if (!type)
         throw CORBA_BAD_PARAM();
     const CORBA_TCKind kind = TypeCodeAccess::valueKind(*type);
-    // Read into a variable: the Any changes only when the stream has not raised.
+    // Read into a variable, so that the Any is unchanged when the stream raises.
     const bool isBasic = forBasicKind(kind, [&]<class T>(std::type_identity<T>) {
         T value{};
         stream >> value;
@@ -164,11 +164,11 @@ TRXostream& operator<<(TRXostream& stream, const CORBA_Any* any) {
 }
 
 TRXistream& operator>>(TRXistream& stream, CORBA_Any& any) {
-    // An Any may hold an Any: a peer chooses how deep.
+    // An Any may contain an Any; the depth is chosen by the peer, so it is limited.
     const ReadNesting nesting;
     CORBA_TypeCode_var type;
     stream >> type;
-    // Other than `read_value`, which is called for members whose id has been read already.
+    // Not done by `read_value`, which is called for members whose id has already been read.
     if (TypeCodeAccess::valueKind(*type) == tk_except) {
         CORBA_String_var id;
         stream >> id;

@@ -12,7 +12,7 @@ const char* CORBA_UnknownUserException::_repository_id() const {
     try {
         id = harbolance::AnyAccess::type(_exception)->id();
     } catch (const CORBA_Exception&) {
-        // of a kind that has no id
+        // a kind without an id
     }
     return id ? id : CORBA_UNKNOWN::_descriptor().repository_id();
 }

@@ -12,7 +12,7 @@
 
 using namespace harbolance;
 
-// One level of the walk.
+// Counts one level of nesting.
 class ValueWalk::Level {
 public:
     explicit Level(ValueWalk& walk) : _walk(walk) { ++walk._depth; }
@@ -27,12 +27,13 @@ private:
 
 ValueWalk::ValueWalk(TRXistream& in, TRXostream& out, Purpose purpose)
     : _in(in), _out(out), _buffer(in.buffer()), _purpose(purpose) {
-    // What is written or printed was accepted when it came in; a limit for peers would refuse it now.
+    // Values that are written or printed were accepted when they came in; the limit for peers must not apply
+    // to them.
     if (purpose != Purpose::copy)
         _own.emplace();
 }
 
-// At its end a text stream reads as zeros without end, so it is checked here.
+// At its end a text stream gives zeros for ever, so its state is tested here.
 void ValueWalk::beginVisit() {
     if (_visitsLeft == 0 || (_in.stream() && !_in.stream()->good()))
         throw CORBA_MARSHAL();
@@ -50,7 +51,7 @@ void ValueWalk::move() {
 void ValueWalk::walk(const CORBA_TypeCode* type) {
     if (!type)
         throw CORBA_BAD_TYPECODE();
-    // Aliases in one step: they are not visits, since no value belongs to them.
+    // Aliases do not count as visits, because no value belongs to them.
     type = &TypeCodeAccess::unaliased(*type);
     beginVisit();
     switch (type->kind()) {
@@ -72,7 +73,7 @@ void ValueWalk::walk(const CORBA_TypeCode* type) {
 }
 
 void ValueWalk::moveText() {
-    // Text has no place that could be pointed to.
+    // A text stream has no memory to point into, so the string is copied.
     if (!_buffer) {
         CORBA_String_var text;
         _in >> text;
@@ -80,10 +81,10 @@ void ValueWalk::moveText() {
     } else {
         CORBA_ULong length = 0;
         const auto* text = reinterpret_cast<const char*>(_buffer->octets_in_place(length));
-        // The same rules as for reading a string: a peer's text is not passed on if it could not be read.
+        // The same rules as for reading a string: a text that could not be read must not be passed on.
         if (length == 0 && !marshalSettings.nullString)
             throw CORBA_MARSHAL();
-        // Written straight from where it lies, provided that the peer has sent its NUL.
+        // Written directly from the buffer, provided that the peer has sent its NUL.
         if (!text || text[length - 1] == '\0')
             _out << text;
         else
@@ -95,7 +96,8 @@ void ValueWalk::moveText() {
 void ValueWalk::moveWideText() {
     CORBA_ULong count = 0;
     _in >> count;
-    // Each character takes two octets: this refuses what is impossible, the loop ends at what is missing.
+    // Each character takes two octets. This check refuses impossible counts; the loop stops at missing
+    // characters.
     if (!_in.has(count))
         throw CORBA_MARSHAL();
     _out << count;
@@ -123,8 +125,8 @@ void ValueWalk::moveTypeCode() {
     countPassed(1);
 }
 
-// Type and value are moved without making an Any of them: with Anys inside Anys every level would double the
-// work. The repository id of an exception precedes its members.
+// Moves type and value without making an Any: with Anys nested in Anys, each level would double the work. The
+// repository id of an exception precedes its members.
 void ValueWalk::moveAny() {
     const Level level(*this);
     countPassed(1);
@@ -137,13 +139,13 @@ void ValueWalk::moveAny() {
     CORBA_TypeCode_var type;
     _in >> type;
     _out << type;
-    // The id is no part of the type's walk.
+    // The id is not part of the value that the type describes.
     if (TypeCodeAccess::valueKind(*type) == tk_except)
         moveText();
     walk(type);
 }
 
-// Copied as a reference, not as an object: an object that cannot be used may be passed on.
+// Copied as a reference without making an object, so that an unusable reference can also be passed on.
 void ValueWalk::moveReference() {
     if (_purpose == Purpose::print) {
         CORBA_Object* read = nullptr;
@@ -173,7 +175,7 @@ uint64_t ValueWalk::moveDiscriminator(const CORBA_TypeCode& type) {
         T value{};
         _in >> value;
         _out << value;
-        // In the form in which the type keeps its labels.
+        // The octets in the form in which the type stores its labels.
         octets = TypeCodeAccess::labelOf(value);
     });
     countPassed(1);
@@ -190,8 +192,8 @@ void ValueWalk::walkUnion(const CORBA_TypeCode& type) {
     walk(TypeCodeAccess::memberFor(type, discriminator));
 }
 
-// Elements without octets are refused when they come from a peer: nothing in the stream would bound their
-// count.
+// Elements that take no octets are refused when they come from a peer, because the stream would not limit
+// their number.
 void ValueWalk::walkSequence(const CORBA_TypeCode& type) {
     CORBA_ULong count = 0;
     _in >> count;
@@ -199,12 +201,12 @@ void ValueWalk::walkSequence(const CORBA_TypeCode& type) {
     countPassed(1);
     if (count == 0)
         return;
-    // Elements that take less than an octet each are refused behind the walk.
+    // Elements of less than an octet each are refused after the loop.
     if (_purpose == Purpose::copy && !_in.has(count))
         throw CORBA_MARSHAL();
     if (!TypeCodeAccess::content(type))
         throw CORBA_BAD_TYPECODE();
-    // The number of values: elements that add nothing to it took no octets.
+    // If the number of values has not changed afterwards, the elements took no octets.
     const uint64_t passed = _passed;
     walkElements(*TypeCodeAccess::content(type), count);
     if (_purpose == Purpose::copy && _passed == passed)
@@ -220,7 +222,7 @@ void ValueWalk::walkElements(const CORBA_TypeCode& content, CORBA_ULong count) {
         walk(&element);
 }
 
-// False for kinds whose elements are moved one by one.
+// Moves all elements at once if their kind allows it; false if they must be moved one by one.
 bool ValueWalk::moveElements(CORBA_TCKind kind, CORBA_ULong count) {
     bool moved = false;
     if (kind != tk_enum)
@@ -231,11 +233,11 @@ bool ValueWalk::moveElements(CORBA_TCKind kind, CORBA_ULong count) {
 template <class T>
 bool ValueWalk::moveArray(CORBA_ULong count) {
     constexpr CORBA_ULong octetsEach = std::is_same_v<T, CORBA_WChar> ? 2 : sizeof(T);
-    // In text an array of characters would come out raw, not as numbers.
+    // In the text form an array of characters would be raw characters, not numbers.
     if (_in.stream() || (std::is_same_v<T, CORBA_Char> && _out.stream()))
         return false;
     expectArray(octetsEach, count);
-    // Usable as an array where it lies: the same size, byte order, and an address that the type can have.
+    // The octets can be used directly as an array if size, byte order and alignment in memory are right.
     const bool sameInMemory =
         octetsEach == sizeof(T) && _buffer && _buffer->byte_order() == hostByteOrder &&
         reinterpret_cast<uintptr_t>(_buffer->data() + _buffer->offset() - _buffer->align() % sizeof(T)) %
@@ -249,7 +251,7 @@ bool ValueWalk::moveArray(CORBA_ULong count) {
     return true;
 }
 
-// An array that is cut short raises CORBA_MARSHAL; in the octets of an Any, behind the first element,
+// A truncated array raises CORBA_MARSHAL, except that in an Any's octets, after the first element, it raises
 // CORBA_BAD_PARAM.
 void ValueWalk::expectArray(CORBA_ULong octetsEach, CORBA_ULong count) const {
     const CORBA_ULong padding = _buffer ? -_buffer->align() & (octetsEach - 1) : 0;
@@ -261,7 +263,7 @@ void ValueWalk::expectArray(CORBA_ULong octetsEach, CORBA_ULong count) const {
     throw CORBA_MARSHAL();
 }
 
-// The first element consumes the padding; the others are written straight from memory.
+// The first element is read alone, which skips the padding; the others are written directly from memory.
 template <class T>
 void ValueWalk::moveInPlace(CORBA_ULong count) {
     T first{};
@@ -274,7 +276,7 @@ void ValueWalk::moveInPlace(CORBA_ULong count) {
         _out.write_raw(place, count - 1);
     else
         _out.write(reinterpret_cast<const T*>(place), count - 1);
-    // `seek` sets the stream position as well, which goes on counting here.
+    // `seek` also changes the stream position, which must continue here.
     const CORBA_ULong position = _buffer->align() + static_cast<CORBA_ULong>(octets);
     _buffer->seek(offset + static_cast<CORBA_ULong>(octets));
     _buffer->align(position);
@@ -282,7 +284,7 @@ void ValueWalk::moveInPlace(CORBA_ULong count) {
 
 template <class T>
 void ValueWalk::moveInPieces(CORBA_ULong count) {
-    // On the stack, so that a count of the peer's costs no memory.
+    // On the stack, so that a large count from a peer costs no memory.
     T piece[1024 / sizeof(T)];
     while (count > 0) {
         const CORBA_ULong some = std::min(count, static_cast<CORBA_ULong>(std::size(piece)));

@@ -7,11 +7,11 @@
 
 namespace harbolance {
 
-// Moves values from one stream to another as their TypeCodes direct. Nothing is expanded into objects; values
-// from a buffer of the other byte order are byte-swapped.
+// Moves values from one stream to another, directed by their TypeCodes, without making objects. Values from a
+// buffer of the other byte order are byte-swapped.
 //
-// A peer sends the type together with the value. So the number of types that a walk visits is bounded by the
-// octets that it consumes: types whose values take no octets soon raise CORBA_MARSHAL.
+// The type comes from the peer together with the value. So the number of types visited is limited in
+// proportion to the octets consumed: types whose values take no octets soon raise CORBA_MARSHAL.
 class ValueWalk {
 public:
     enum class Purpose {
@@ -22,8 +22,8 @@ public:
 
     ValueWalk(TRXistream& in, TRXostream& out, Purpose purpose);
 
-    // One value. A discriminator that selects no member raises CORBA_BAD_PARAM, one of a kind that none may
-    // be of CORBA_INTERNAL, an array whose end lies beyond an Any's octets CORBA_BAD_PARAM.
+    // Moves one value. Raises CORBA_BAD_PARAM for a discriminator that selects no member and for an array
+    // that exceeds an Any's octets, CORBA_INTERNAL for a discriminator of an invalid kind.
     void walk(const CORBA_TypeCode* type);
 
 private:
@@ -53,7 +53,7 @@ private:
     void moveInPieces(CORBA_ULong count);
 
     void beginVisit();
-    // `values` of basic kinds have been consumed. Each level above them may be visited once more.
+    // Counts `values` of basic kinds as consumed; each allows one more visit on every level.
     void countPassed(uint64_t values) {
         _passed += values;
         _visitsLeft += values + static_cast<uint64_t>(_depth);
@@ -61,7 +61,7 @@ private:
 
     TRXistream& _in;
     TRXostream& _out;
-    CORBA_MarshalInBuffer* _buffer; // `_in`, if it is in memory
+    CORBA_MarshalInBuffer* _buffer; // `_in` as a buffer; null for a text stream
     Purpose _purpose;
     std::optional<ReadingOwnOctets> _own; // for `write` and `print`
     int _depth = 0;

@@ -12,7 +12,7 @@ public:
     CORBA_Environment(const CORBA_Environment&) = delete;
     CORBA_Environment& operator=(const CORBA_Environment&) = delete;
 
-    CORBA_Exception* exception() const { return _exception.get(); } // stays the environment's
+    CORBA_Exception* exception() const { return _exception.get(); } // owned by the environment
     void exception(CORBA_Exception* owned) { _exception.reset(owned); }
     void clear() { _exception.reset(); }
 

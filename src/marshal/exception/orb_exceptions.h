@@ -4,7 +4,7 @@
 
 // The user exceptions of the ORB's own module that have no members.
 
-// An initial reference was asked for under a name that is not registered.
+// An initial reference was requested under a name that is not registered.
 class CORBA_ORB_InvalidName final : public TRXUserExceptionOf<CORBA_ORB_InvalidName> {
 public:
     static constexpr const char* _scoped_name = "CORBA_ORB_InvalidName";

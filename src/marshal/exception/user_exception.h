@@ -8,7 +8,7 @@
 #include <tuple>
 
 namespace harbolance {
-// The lines of an exception's print form, around the values of its members.
+// Print the lines of an exception that come before its members and before each member's value.
 void printExceptionBegin(TRXostream& stream, const char* scopedName);
 void printExceptionMember(TRXostream& stream, const char* name);
 void printExceptionEnd(TRXostream& stream);
@@ -63,7 +63,7 @@ public:
 private:
     const Self& self() const { return static_cast<const Self&>(*this); }
 
-    // What a stream takes for a member.
+    // The form of a member that the stream operators take.
     template <class Value>
     static decltype(auto) operand(Value& value) {
         if constexpr (std::is_array_v<Value>)
@@ -78,9 +78,9 @@ private:
     }
 };
 
-// Defines the descriptor of a user exception and registers it before `main`. It is cold, so that it stands
-// beside the other code that runs before `main`, and those who raise no exception load no further page for
-// it.
+// Defines the descriptor of a user exception and registers it before `main`. Marked cold, so that it is
+// placed with the other code that runs before `main`; processes that raise no exception then load no
+// additional page for it.
 #define TRX_DEFINE_USER_EXCEPTION(Class, name, repositoryId)                                                 \
     [[gnu::cold]] const CORBA_ExceptionDesc& Class::_descriptor() {                                          \
         static const CORBA_ExceptionDesc desc(name, repositoryId, Class::_make,                              \

@@ -28,7 +28,8 @@ struct DictionaryTraits : GrowAtNineTenths {
     }
 };
 
-// Created by the first registration and never destroyed: descriptors are removed during static destruction.
+// Made by the first registration and never destroyed, because descriptors are removed during static
+// destruction.
 constinit HashTable<DictionaryTraits>* _excepDict = nullptr;
 
 const char* completionText(CORBA_CompletionStatus completed) {
@@ -45,15 +46,15 @@ const char* completionText(CORBA_CompletionStatus completed) {
 CORBA_ExceptionDesc::CORBA_ExceptionDesc(const char* name, const char* repositoryId, Factory make,
                                          const CORBA_ExceptionDesc* parent)
     : _name(name), _repository_id(repositoryId), _factory(make), _base(parent) {
-    // Whichever descriptor is made first, in whatever file, finds no dictionary yet.
+    // The dictionary is made by the first descriptor, in whatever file that is.
     if (!_excepDict)
         _excepDict = new HashTable<DictionaryTraits>(16);
-    // `insert` keeps what is there: of two classes with one id the first stays.
+    // `insert` keeps an existing entry: of two classes with one id the first stays registered.
     _excepDict->insert({repositoryId, this});
 }
 
 CORBA_ExceptionDesc::~CORBA_ExceptionDesc() {
-    // Not when this is the second of two classes with one id: the first stays registered.
+    // Not done for the second of two classes with one id: the first stays registered.
     if (lookup(_repository_id) == this)
         _excepDict->take(_repository_id);
 }
@@ -95,7 +96,7 @@ CORBA_Exception* CORBA_Exception::_narrow(CORBA_Exception* exception) { return e
 
 bool CORBA_Exception::_is_a(const CORBA_Exception* exception, const CORBA_ExceptionDesc& desc) {
     const CORBA_ExceptionDesc* own = exception ? exception->_desc() : nullptr;
-    // By address: each class has one descriptor.
+    // Compared by address, because each class has one descriptor.
     while (own && own != &desc)
         own = own->base();
     return own != nullptr;
@@ -116,7 +117,7 @@ void CORBA_SystemException::_write(TRXostream& stream) const {
 void CORBA_SystemException::_read(TRXistream& stream) {
     CORBA_ULong completed = 0;
     stream >> _minor >> completed;
-    // Any number is kept as the peer sent it. The enum has a fixed type, so the cast is defined.
+    // Any number is kept as the peer sent it. The enum has a fixed underlying type, so the cast is defined.
     _completed = static_cast<CORBA_CompletionStatus>(completed);
 }
 
@@ -159,7 +160,7 @@ TRX_SYSTEM_EXCEPTIONS(TRX_DEFINE_SYSTEM_EXCEPTION)
 
 namespace {
 
-// Registers the tree before `main`, in the order of the list.
+// Registers the exception classes before `main`, in the order of the list.
 [[maybe_unused]] const bool registered = [] {
     CORBA_Exception::_descriptor();
     CORBA_SystemException::_descriptor();
@@ -195,12 +196,12 @@ TRXistream& operator>>(TRXistream& stream, CORBA_Exception*& exception) {
     if (!_excepDict)
         assertionFailed("_excepDict != __null", "vexcept", __LINE__);
     const CORBA_ExceptionDesc* desc = CORBA_ExceptionDesc::lookup(id.in());
-    // The roots of the tree are registered but abstract; a peer may name them all the same.
+    // The roots of the tree are registered but abstract; a peer may nevertheless send their ids.
     if (!desc || !desc->factory()) {
         exception = new CORBA_UNKNOWN;
         return stream;
     }
-    // Held until the members have been read, which may raise.
+    // Owned while the members are read, which may raise.
     std::unique_ptr<CORBA_Exception> made(desc->factory()());
     made->_read(stream);
     exception = made.release();

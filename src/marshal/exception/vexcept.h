@@ -14,13 +14,13 @@ class CORBA_Exception;
 // factory or a stream) belongs to the holder. Exceptions that an interface declares derive as
 // user_exception.h shows.
 
-// One static object per exception class, through which the class is found by its repository id. Making one
-// enters it in `_excepDict`, destroying it takes it out; of two with one id the first stays registered.
+// One static object per exception class, by which the class is found from its repository id. Its constructor
+// enters it in `_excepDict`, its destructor removes it; of two with one id the first stays registered.
 class CORBA_ExceptionDesc {
 public:
     using Factory = CORBA_Exception* (*)();
 
-    // The texts are not copied. The three roots of the tree have no factory.
+    // The texts are borrowed. The three roots of the tree have no factory.
     CORBA_ExceptionDesc(const char* name, const char* repositoryId, Factory factory,
                         const CORBA_ExceptionDesc* base);
     CORBA_ExceptionDesc(const CORBA_ExceptionDesc&) = delete;
@@ -34,7 +34,7 @@ public:
 
     // The descriptor with this id, or null.
     static const CORBA_ExceptionDesc* lookup(const char* repositoryId);
-    // How many slots the dictionary has; 0 before the first registration.
+    // The number of slots of the dictionary; 0 before the first registration.
     static CORBA_ULong dictionarySlots();
 
 private:
@@ -44,8 +44,8 @@ private:
     const CORBA_ExceptionDesc* _base;
 };
 
-// `_descriptor()` of each class makes its descriptor on first use, so that an exception can be thrown at any
-// time, also by what runs before `main`.
+// `_descriptor()` of each class makes its descriptor on first use, so that exceptions can be thrown at any
+// time, also before `main`.
 class CORBA_Exception : public std::exception {
 public:
     CORBA_Exception() = default;
@@ -71,7 +71,7 @@ public:
     static bool _is_a(const CORBA_Exception* exception, const CORBA_ExceptionDesc& desc);
 };
 
-// 32 bits on the wire. Other values that a peer sends are kept.
+// 32 bits on the wire. Other values from a peer are kept.
 enum CORBA_CompletionStatus : CORBA_ULong { COMPLETED_YES = 0, COMPLETED_NO = 1, COMPLETED_MAYBE = 2 };
 
 class CORBA_SystemException : public CORBA_Exception {
@@ -108,8 +108,8 @@ public:
     static const CORBA_ExceptionDesc& _descriptor();
 };
 
-// Implements the operations that depend on the concrete class `Self`. `Self::_descriptor()` is defined where
-// the exception is.
+// Implements the operations that depend on the concrete class `Self`. The source file of the exception
+// defines `Self::_descriptor()`.
 template <class Self, class Base>
 class TRXExceptionOf : public Base {
 public:
@@ -167,10 +167,10 @@ public:
 TRX_SYSTEM_EXCEPTIONS(TRX_DECLARE_SYSTEM_EXCEPTION)
 #undef TRX_DECLARE_SYSTEM_EXCEPTION
 
-// The body of a reply that carries an exception: the repository id, then the members.
+// The body of an exception reply: the repository id, then the members.
 TRXostream& operator<<(TRXostream& stream, const CORBA_Exception& exception);
-// Makes the exception that the stream names; the caller owns it. An id that is unknown, or that of an
-// abstract class, gives a CORBA_UNKNOWN and leaves the members unread. The pointer is null when the stream
+// Makes the exception whose id is read; the caller owns it. For an id that is unknown or belongs to an
+// abstract class it makes a CORBA_UNKNOWN and leaves the members unread. The pointer is null when the stream
 // raises.
 TRXistream& operator>>(TRXistream& stream, CORBA_Exception*& exception);
 // Readable lines on cout, cerr and clog; on any other stream the members in text form.

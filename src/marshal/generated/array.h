@@ -5,15 +5,15 @@
 #include <algorithm>
 #include <utility>
 
-// Arrays, of one or more dimensions. In C++ they are plain arrays, which cannot tell what they are to a
-// stream or an Any; these classes do it for them.
+// Support for arrays of one or more dimensions. In C++ they are plain arrays, which have no stream or Any
+// operators of their own; these classes add them.
 
 namespace harbolance {
 
 template <class Array>
 using SliceOf = std::remove_extent_t<Array>;
 
-// The innermost elements of an array of any dimensions, which lie one behind the other.
+// The innermost elements of an array of any dimensions; they are contiguous.
 template <class Array>
 class ArrayElements {
 public:
@@ -29,7 +29,8 @@ public:
         std::copy_n(first(from), count, first(to));
     }
     static void write(TRXostream& stream, const SliceOf<Array>* array) {
-        // Numbers go in one piece; `char` as raw octets, which is no array operation of the streams.
+        // Numbers are written in one block. `char` is written as raw octets, for which streams have no array
+        // operation.
         if constexpr (isArrayElement<Element>) {
             stream.write(first(array), count);
         } else if (std::is_same_v<Element, CORBA_Char> && !stream.stream()) {
@@ -51,7 +52,7 @@ public:
     }
 };
 
-// An array as an operand of `<<` and `>>` of a stream. It refers to the caller's.
+// An array as an operand of a stream's `<<` and `>>`. It refers to the caller's array.
 template <class Array>
 class ArrayRef {
 public:
@@ -85,10 +86,10 @@ TRXistream& operator>>(TRXistream& stream, const ArrayRef<Array>& array) {
     return stream;
 }
 
-// What `X_alloc`, `X_dup`, `X_copy` and `X_free` of an array type do.
+// Implement `X_alloc`, `X_dup`, `X_copy` and `X_free` of an array type.
 template <class Array>
 SliceOf<Array>* allocateArray() {
-    // `new` of an array type gives a pointer to its first slice, and `delete[]` takes it.
+    // `new` of an array type gives a pointer to its first slice, which `delete[]` accepts.
     return new Array();
 }
 template <class Array>
@@ -109,8 +110,8 @@ void freeArray(SliceOf<Array>* array) {
     delete[] array;
 }
 
-// Owns an array on the heap, or nothing. It takes over what is assigned as a plain pointer, and copies what
-// is assigned as a holder.
+// Owns an array on the heap, or nothing. Assigning a plain pointer takes ownership, assigning a holder
+// copies.
 template <class Array>
 class ArrayVar {
 public:
@@ -132,21 +133,22 @@ public:
         return *this;
     }
 
-    operator Slice*() const { return _array; } // it stays the holder's
+    operator Slice*() const { return _array; } // borrowed
     const Slice* in() const { return _array; }
     Slice* inout() { return _array; }
-    // Frees what is held; whoever fills the null pointer that is returned hands its array to the holder.
+    // Frees the array held and returns the null pointer by reference. The holder owns the array that is
+    // stored there.
     Slice*& out() {
         *this = static_cast<Slice*>(nullptr);
         return _array;
     }
-    Slice* _retn() { return std::exchange(_array, nullptr); } // gives the array to the caller
+    Slice* _retn() { return std::exchange(_array, nullptr); } // the caller owns the array
 
 private:
     Slice* _array = nullptr;
 };
 
-// An array as an element of a sequence. What `operator[]` gives is used as the array itself.
+// An array as an element of a sequence. The result of `operator[]` is used like the array itself.
 template <class Array>
 struct ArrayElement {
     struct Stored {

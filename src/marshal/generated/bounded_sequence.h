@@ -4,8 +4,8 @@
 
 namespace harbolance {
 
-// A sequence that has `bound` elements at the most. A greater length raises CORBA_BAD_PARAM, one that a
-// stream brings CORBA_MARSHAL.
+// A sequence of at most `bound` elements. A larger length raises CORBA_BAD_PARAM, or CORBA_MARSHAL when it
+// comes from a stream.
 template <CORBA_ULong bound, class T, class Element = TRXValueElement<T>>
 class BoundedSequence : public TRXSequence<T, Element> {
     using Base = TRXSequence<T, Element>;
@@ -14,7 +14,7 @@ public:
     using typename Base::Stored;
 
     BoundedSequence() = default;
-    // Takes everything as it is; see TRXSequence.
+    // Takes the buffer like the constructor of TRXSequence.
     BoundedSequence(CORBA_ULong length, Stored* buffer, bool release = false)
         : Base(bound, checked(length), buffer, release) {}
 
@@ -22,7 +22,7 @@ public:
     using Base::length;
     void length(CORBA_ULong length) { Base::length(checked(length)); }
 
-    // A buffer for as many elements as there can be.
+    // A buffer for `bound` elements.
     static Stored* allocbuf() { return Base::allocbuf(bound); }
 
     void _read(TRXistream& stream) { Base::_read(stream, bound); }

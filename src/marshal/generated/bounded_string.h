@@ -16,8 +16,8 @@ inline CORBA_ULong textLength(const CORBA_WChar* text) {
     return text ? static_cast<CORBA_ULong>(std::char_traits<CORBA_WChar>::length(text)) : 0;
 }
 
-// A string or wide string that has `bound` characters at the most in any stream. A longer one may be held,
-// and raises CORBA_BAD_PARAM when it is written; one that a stream brings raises CORBA_MARSHAL.
+// A string or wide string of at most `bound` characters on a stream. A longer one can be held but raises
+// CORBA_BAD_PARAM when it is written; a longer one in a stream raises CORBA_MARSHAL.
 template <class Text, CORBA_ULong bound>
 class BoundedText : public TRXStringHolder<Text> {
 public:
@@ -30,7 +30,8 @@ using BoundedString = BoundedText<TRXNarrowText, bound>;
 template <CORBA_ULong bound>
 using BoundedWString = BoundedText<TRXWideText, bound>;
 
-// For whatever stream: that of a base would not be better than what the stream has for plain strings.
+// A template for all stream classes, since the operator for the base class would not be preferred to a
+// stream's own operator for plain strings.
 template <std::derived_from<TRXostream> Stream, class Text, CORBA_ULong bound>
 TRXostream& operator<<(Stream& stream, const BoundedText<Text, bound>& text) {
     if (textLength(text.in()) > bound)
@@ -40,7 +41,7 @@ TRXostream& operator<<(Stream& stream, const BoundedText<Text, bound>& text) {
 
 template <class Text, CORBA_ULong bound>
 TRXistream& operator>>(TRXistream& stream, BoundedText<Text, bound>& text) {
-    // Into a holder of its own: a text that is too long leaves the old one.
+    // Read into another holder, so that the old text remains when the new one is too long.
     TRXStringHolder<Text> read;
     stream >> read;
     if (textLength(read.in()) > bound)
@@ -49,7 +50,7 @@ TRXistream& operator>>(TRXistream& stream, BoundedText<Text, bound>& text) {
     return stream;
 }
 
-// Strings of either width, bounded or not, as elements of a sequence. Bound 0 is no bound.
+// Strings of either width as elements of a sequence. Bound 0 means no bound.
 template <class Text, CORBA_ULong bound>
 struct TextElement {
     using Stored = typename Text::Char*;
@@ -64,7 +65,7 @@ struct TextElement {
     static void read(TRXistream& stream, Stored& text) {
         BoundedText<Text, bound == 0 ? UINT32_MAX : bound> read;
         stream >> read;
-        // Only now: the old element stays when the stream raises.
+        // Freed after reading, so that the old element remains when the stream raises.
         free(text);
         text = read._retn();
     }

@@ -6,19 +6,19 @@
 #include <istream>
 #include <ostream>
 
-// What the operators of generated types do.
+// Implementation of the operators of generated types.
 
 namespace harbolance {
 
 // --- Enums on a stream: their numbers
 
-// Writing needs nothing of its own: an enum goes out as the number that it is. One that is read and that the
-// type has no name for raises CORBA_BAD_PARAM.
+// Writing needs no code of its own: an enum is written as its number. A number without an enumerator raises
+// CORBA_BAD_PARAM when it is read.
 template <class Enum>
 TRXistream& readEnum(TRXistream& stream, Enum& value, CORBA_ULong count) {
     CORBA_ULong number = 0;
     stream >> number;
-    // A peer may send any number, and a value that is no enumerator would be undefined in a switch.
+    // A peer may send any number, and a switch over a value that is no enumerator could be undefined.
     if (number >= count)
         throw CORBA_BAD_PARAM();
     value = static_cast<Enum>(number);
@@ -27,7 +27,7 @@ TRXistream& readEnum(TRXistream& stream, Enum& value, CORBA_ULong count) {
 
 // --- Standard streams: readable on cout, cerr and clog, the text form of the members on all others.
 
-// Readable lines for the value that `octets` hold.
+// Prints the value in `octets` as readable lines.
 void printValue(std::ostream& stream, CORBA_TypeCode* type, CORBA_MarshalInBuffer& octets);
 bool isReadableTarget(const std::ostream& stream);
 
@@ -41,7 +41,8 @@ template <class T>
 std::ostream& writeText(std::ostream& stream, const T& value, CORBA_TypeCode* type) {
     if (!isReadableTarget(stream))
         return writeText(stream, value);
-    // Marshalled first: the readable form is made from octets and the TypeCode, without code for each type.
+    // Marshalled first: the readable form is made from the octets and the TypeCode, without code for each
+    // type.
     CORBA_MarshalOutBuffer out(255);
     out << value;
     CORBA_MarshalInBuffer in(out.data(), out.offset());
@@ -67,11 +68,11 @@ bool extract(const CORBA_Any& any, CORBA_TypeCode* type, T& value) {
 }
 template <class ForAny>
 bool extract(const CORBA_Any& any, CORBA_TypeCode* type, const ForAny& array) {
-    ForAny same = array; // what is filled is the array that both refer to
+    ForAny same = array; // refers to the same array, which is filled
     return extractMarshalled(any, type, same);
 }
 
-// An Any holds the number of an enumerator. What a stream brought into it may be no enumerator's, and raises
+// An Any holds an enum as its number. A number from a stream may have no enumerator, and then raises
 // CORBA_BAD_PARAM.
 inline void insertEnum(CORBA_Any& any, CORBA_TypeCode* type, CORBA_ULong number) {
     any.replace(type, new CORBA_ULong(number), 1);
@@ -91,7 +92,7 @@ bool extractEnum(const CORBA_Any& any, CORBA_TypeCode* type, Enum& value) {
 
 } // namespace harbolance
 
-// An exception as it is written: its id, then its members. That of another exception raises CORBA_MARSHAL.
+// An exception is streamed as its id, then its members. The id of another exception raises CORBA_MARSHAL.
 template <std::derived_from<CORBA_UserException> E>
 TRXistream& operator>>(TRXistream& stream, E& exception) {
     CORBA_String_var id;

@@ -16,7 +16,7 @@ namespace {
 // A character as part of a quoted text that stays on its line.
 void putCharacter(std::ostream& out, CORBA_WChar character, char quote) {
     const auto code = static_cast<uint32_t>(character);
-    // Control characters, which a terminal would act on.
+    // Control characters are escaped, because a terminal would act on them.
     if (code < 0x20 || (code >= 0x7f && code < 0xa0)) {
         char escape[8];
         std::snprintf(escape, sizeof escape, "\\x%02x", code);
@@ -30,11 +30,11 @@ void putCharacter(std::ostream& out, CORBA_WChar character, char quote) {
     }
 }
 
-// Names of types and members may be missing where null strings are allowed. A null pointer would put the
-// standard stream into its failed state, and with it all later output.
+// Names may be null where null strings are allowed. Writing a null pointer would set the standard stream to
+// its failed state and suppress all later output.
 const char* orEmpty(const char* name) { return name ? name : ""; }
 
-// Values one after the other, led by their types. What has parts is a block with a line for each of them.
+// Prints values directed by their types. A value with parts is a block with one line for each part.
 class ValuePrinter {
 public:
     ValuePrinter(std::ostream& out, CORBA_MarshalInBuffer& in, std::string indent)
@@ -71,7 +71,7 @@ private:
     template <class Print>
     void line(Print print) {
         _out << _indent << "\t";
-        // For what is printed inside. When that raises, the printer is not used any further.
+        // Indents what `print` prints. When that raises, the printer is not used again.
         _indent += '\t';
         print();
         _indent.pop_back();
@@ -96,12 +96,12 @@ private:
 
     void unionValue(const CORBA_TypeCode& type) {
         const CORBA_TypeCode& discriminator = TypeCodeAccess::unaliased(TypeCodeAccess::discriminator(type));
-        // Looked at in advance: printing it consumes it, and the branch is chosen by it.
+        // Read in advance: printing the discriminator consumes it, and the branch depends on it.
         const uint64_t selected = discriminatorAhead(discriminator.kind());
         _out << orEmpty(TypeCodeAccess::name(type)) << " {\n";
         part("_d", discriminator);
         CORBA_Long branch = TypeCodeAccess::defaultIndex(type); // -1 for a value without a branch
-        // Backwards, so that of several with one label the first is taken.
+        // Backwards, so that of several members with one label the first is used.
         for (CORBA_ULong i = TypeCodeAccess::memberCount(type); i > 0; --i) {
             if (TypeCodeAccess::label(type, i - 1) == selected && !isDefault(type, i - 1))
                 branch = static_cast<CORBA_Long>(i - 1);
@@ -111,15 +111,15 @@ private:
         _out << _indent << "}";
     }
 
-    // The octet that stands for the label of the default is no label.
+    // Whether the label is the octet that marks the default member, which is not a real label.
     static bool isDefault(const CORBA_TypeCode& type, CORBA_ULong index) {
         return static_cast<CORBA_Long>(index) == TypeCodeAccess::defaultIndex(type) &&
                TypeCodeAccess::discriminator(type).kind() != tk_octet;
     }
 
-    // The value that comes next, which is left where it is.
+    // The next value, which is not consumed.
     uint64_t discriminatorAhead(CORBA_TCKind kind) {
-        // From the start of the octets, so that alignment counts as it does in `_in`.
+        // Starts at the first octet, so that alignment counts as in `_in`.
         CORBA_MarshalInBuffer ahead(_in.data(), _in.size());
         ahead.seek(_in.offset());
         uint64_t octets = 0;
@@ -135,7 +135,7 @@ private:
         const CORBA_TypeCode* content = TypeCodeAccess::content(type);
         if (!content)
             throw CORBA_BAD_TYPECODE();
-        // Numbers stand on one line; what has parts has a line for each.
+        // Numbers are printed on one line; elements with parts have a line each.
         const bool onOneLine = count == 0 || basicSize(TypeCodeAccess::valueKind(*content)) > 0;
         _out << (onOneLine ? "[" : "[\n");
         for (CORBA_ULong i = 0; i < count; ++i) {
@@ -161,7 +161,7 @@ private:
         _out << '"';
         for (const char* next = text.in() ? text.in() : ""; *next; ++next) {
             if (static_cast<unsigned char>(*next) >= 0x80)
-                _out << *next; // a part of a character, in whatever code the text is
+                _out << *next; // part of a multi-octet character in an unknown encoding
             else
                 putCharacter(_out, *next, '"');
         }
@@ -178,11 +178,11 @@ private:
     void any(const CORBA_Any& any) {
         const CORBA_TypeCode& type = *AnyAccess::type(any);
         typeCode(type);
-        // The type says it all: there is no value.
+        // These types have no value.
         if (type.kind() == tk_null || type.kind() == tk_void)
             return;
         CORBA_MarshalOutBuffer members(255);
-        // Marshalled again: its octets begin at an alignment of their own.
+        // Marshalled again, because its octets have their own alignment.
         any.write_members(members);
         CORBA_MarshalInBuffer in(members.data(), members.offset());
         _out << " ";
@@ -206,7 +206,7 @@ private:
 
     void reference(const IOP::IOR& ior) {
         _out << (ior.profiles.length() == 0 ? "nil" : "reference ");
-        // Quoted like any text: the id is what a peer sent.
+        // Quoted like any text, because a peer chose the id.
         if (ior.profiles.length() > 0)
             text(ior.type_id);
     }

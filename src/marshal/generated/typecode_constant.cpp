@@ -5,26 +5,27 @@
 namespace harbolance {
 
 void TypeCodeConstant::makeNow() const {
-    // The making of the enclosing type asks for this one, as a part of it: `_type` is set by then.
+    // While the enclosing type is made it asks for this one as its part; `_type` is already set then.
     if (_making)
         return;
     _making = true;
     try {
         if (!_type)
             _type = _make();
-        // Making it makes this one a part of it, and so closes what is recursive in this one.
+        // Making the enclosing type makes this one a part of it, and so completes the recursive references in
+        // it.
         if (_enclosing && !_enclosing->_type)
             _enclosing->makeNow();
     } catch (...) {
-        // The next use tries again.
+        // The next use will try again.
         _making = false;
         throw;
     }
     _making = false;
 }
 
-// Types that are made constant learn only at the start of the ORB that they are recursive. The recursive ones
-// are made as others are, with one reference that is never given up.
+// A type made as constant is only resolved at the start of the ORB. Recursive types are therefore made as
+// ordinary ones, with one reference that is never released.
 
 CORBA_TypeCode* stringType(CORBA_ULong bound) {
     return new CORBA_TypeCode(bound, TRXStringWidth::narrow, true);

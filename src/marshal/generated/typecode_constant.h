@@ -5,21 +5,21 @@
 
 #include <initializer_list>
 
-// What generated types are made of, beside sequences and exceptions: the classes here carry what all types of
-// one kind have in common, so that generated code says only what is particular to a type. This file: their
-// TypeCodes. Members: bounded_string.h, bounded_sequence.h, array.h. Unions: union.h. Holders of values on
-// the heap: value_var.h. Streams and Anys: operators.h, with the readable form in print_value.h.
+// Support for generated types other than sequences and exceptions. These classes implement what all types of
+// one kind have in common, so that generated code has only the differences. This file: TypeCodes. Members:
+// bounded_string.h, bounded_sequence.h, array.h. Unions: union.h. Holders of values on the heap: value_var.h.
+// Streams and Anys: operators.h, with the readable form in print_value.h.
 
 namespace harbolance {
 
-// A TypeCode that a definition names. It is made on its first use, once, so that it can be used by whatever
-// runs before `main`, and lives until the process ends.
+// The TypeCode of a generated type. It is made once, on first use, so that code that runs before `main` can
+// use it, and lives until the process ends.
 class TypeCodeConstant {
 public:
     using Make = CORBA_TypeCode* (*)();
 
-    // `enclosing` is the type in which this one is defined, for a type that refers back to it: its own
-    // TypeCode is complete only when that of `enclosing` is.
+    // `enclosing` is the type in which this one is defined, if this one refers back to it: then this TypeCode
+    // is complete only when that of `enclosing` is.
     constexpr explicit TypeCodeConstant(Make make, const TypeCodeConstant* enclosing = nullptr)
         : _make(make), _enclosing(enclosing) {}
     TypeCodeConstant(const TypeCodeConstant&) = delete;
@@ -42,13 +42,13 @@ private:
     mutable bool _making = false;
 };
 
-// What `make` is made of. First the types without a name, as parts of one that has a name; bound 0 is no
-// bound.
+// Functions for use in `make`. First the types without a name, which are parts of named ones; bound 0 means
+// no bound.
 CORBA_TypeCode* stringType(CORBA_ULong bound);
 CORBA_TypeCode* wideStringType(CORBA_ULong bound);
 CORBA_TypeCode* sequenceType(CORBA_TypeCode* content, CORBA_ULong bound = 0);
 CORBA_TypeCode* arrayType(CORBA_TypeCode* content, CORBA_ULong length);
-// A sequence of the struct or union that stands `levels` structs or unions further out, from 1.
+// A sequence of the struct or union that encloses it `levels` levels up; 1 is the innermost.
 CORBA_TypeCode* recursiveSequenceType(CORBA_ULong levels, CORBA_ULong bound = 0);
 
 CORBA_TypeCode* aliasType(const char* id, const char* name, CORBA_TypeCode* original);
@@ -57,12 +57,12 @@ CORBA_TypeCode* enumType(const char* id, const char* name, std::initializer_list
 CORBA_TypeCode* exceptionType(const char* id, const char* name,
                               std::initializer_list<TRXStructMember> members = {});
 
-// A type is recursive when there is a recursive sequence in it.
+// Whether the type contains a recursive sequence.
 enum class Recursion : bool { none, some };
 CORBA_TypeCode* structType(const char* id, const char* name, std::initializer_list<TRXStructMember> members,
                            Recursion recursion = Recursion::none);
 
-// One branch of a union under one of its labels. The label of "default" is the octet 0.
+// One branch of a union with one of its labels. The label of "default" is the octet 0.
 struct BranchType {
     CORBA_Any label;
     const char* name;

@@ -28,21 +28,21 @@ TRXistream& operator>>(TRXistream& stream, ArrayBranch<Array>& branch) {
     return stream >> elements(branch.array);
 }
 
-// For an accessor that is handed a reference: one more of it.
+// For an accessor that is passed an object reference: makes another reference.
 template <class T>
 T* duplicated(T* object) {
     return T::_duplicate(object);
 }
 
-// Beside the indices of branches: a value without a branch, and a discriminator that no value can have.
+// Special results beside branch indices: a value without a branch, and a discriminator that is not allowed.
 constexpr size_t noBranch = SIZE_MAX;
 constexpr size_t notAllowed = SIZE_MAX - 1;
 
-// The value of a union: a discriminator and the branch that it selects, which change together only.
-// `branchOf` is a function that says which branch a discriminator selects.
+// The value of a union: a discriminator and the branch that it selects, which only change together.
+// `branchOf` is a function from a discriminator to the index of its branch.
 //
-// The branch is constructed in place. A std::variant would want to know at its declaration how the branches
-// are constructed, which C++ cannot tell while the class that they are declared in has no end yet.
+// The branch is constructed in place. A std::variant would need the complete types of the branches at its
+// declaration, where a branch of the enclosing class is still incomplete.
 template <auto branchOf, class... Branches>
 class UnionValue {
     template <class D>
@@ -54,7 +54,7 @@ class UnionValue {
 public:
     using Discriminator = decltype(argumentOf(branchOf));
 
-    // The first branch, with its first label.
+    // Constructs the first branch, with its first label.
     explicit UnionValue(Discriminator discriminator) { construct<0>(discriminator); }
     UnionValue(const UnionValue& other) { constructFrom(other); }
     UnionValue(UnionValue&& other) noexcept { constructFrom(std::move(other)); }
@@ -70,20 +70,20 @@ public:
     }
 
     Discriminator discriminator() const { return _discriminator; }
-    // To another label of the branch that there is. Any other change raises CORBA_BAD_PARAM.
+    // Sets another label of the present branch. Any other change raises CORBA_BAD_PARAM.
     void relabel(Discriminator discriminator) {
-        // A label of another branch would make the value that is there one of a wrong type.
+        // A label of another branch would give the present value a wrong type.
         if (branchOf(discriminator) != _index)
             throw CORBA_BAD_PARAM();
         _discriminator = discriminator;
     }
 
-    // Another branch than there is raises CORBA_BAD_PARAM.
+    // Raises CORBA_BAD_PARAM unless this is the present branch.
     template <size_t index>
     const Branch<index>& get() const {
         if (_index != index)
             throw CORBA_BAD_PARAM();
-        // The octets hold an object of exactly this type, as `_index` says; `launder` tells the compiler so.
+        // `_index` guarantees that the octets hold an object of this type; `launder` tells the compiler.
         return *std::launder(reinterpret_cast<const Branch<index>*>(_octets));
     }
     template <size_t index>
@@ -92,7 +92,7 @@ public:
     }
     template <size_t index, class... Value>
     void set(Discriminator discriminator, Value&&... value) {
-        Branch<index> made(std::forward<Value>(value)...); // from the value at hand, perhaps
+        Branch<index> made(std::forward<Value>(value)...); // first: `value` may be in the present branch
         destroy();
         construct<index>(discriminator, std::move(made));
     }
@@ -106,15 +106,15 @@ public:
         visit(
             *this, [&](const auto& branch) { stream << branch; }, Indices());
     }
-    // A discriminator that no value can have raises CORBA_BAD_PARAM and changes nothing. A branch that is
-    // there is overwritten by what is read.
+    // A discriminator that is not allowed raises CORBA_BAD_PARAM and changes nothing. The branch is
+    // overwritten when it stays the same.
     void read(TRXistream& stream) {
         Discriminator discriminator{};
         stream >> discriminator;
-        // Before the branch that is there is given up.
+        // Tested before the present branch is destroyed.
         if (branchOf(discriminator) == notAllowed)
             throw CORBA_BAD_PARAM();
-        // A branch that stays is read over, which spares memory that it has already.
+        // A branch that stays the same is read over, so that its memory is reused.
         become(discriminator, Indices());
         visit(
             *this, [&](auto& branch) { stream >> branch; }, Indices());
@@ -123,8 +123,8 @@ public:
 private:
     template <class Self, class Visit, size_t... index>
     static void visit(Self& self, Visit visit, std::index_sequence<index...>) {
-        // The number of the branch is known at run time only: each is compared, and the first that fits ends
-        // it.
+        // The index is known at run time only, so it is compared with each index; the first equal one ends
+        // the expression.
         (void)((index == self._index && (visit(self.template get<index>()), true)) || ...);
     }
 
@@ -134,7 +134,8 @@ private:
         _index = index;
         _discriminator = discriminator;
     }
-    // Only while there is no branch. The branch is copied or moved as the other value is handed in.
+    // Call only while there is no branch. The branch is copied or moved, depending on the category of
+    // `other`.
     template <class Other>
     void constructFrom(Other&& other) {
         const auto take = [&](auto& branch) -> decltype(auto) {
@@ -155,7 +156,7 @@ private:
     void destroy() {
         visit(
             *this, [](auto& branch) { std::destroy_at(&branch); }, Indices());
-        // At once: if making the next branch raises, this is a value without one.
+        // Set at once, so that this is a value without a branch if constructing the next one raises.
         _index = noBranch;
     }
 

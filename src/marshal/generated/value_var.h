@@ -6,8 +6,8 @@
 
 namespace harbolance {
 
-// Owns a struct or union on the heap, or nothing. It takes over what is assigned as a plain pointer, and
-// copies what is assigned as a value or a holder. Using the value while there is none raises CORBA_BAD_PARAM.
+// Owns a struct or union on the heap, or nothing. Assigning a plain pointer takes ownership, assigning a
+// value or a holder copies. Using the value of an empty holder raises CORBA_BAD_PARAM.
 template <class T>
 class ValueVar {
 public:
@@ -38,7 +38,7 @@ public:
 
     const T& in() const { return held(); }
     T& inout() { return held(); }
-    T* ptr() const { return _value; } // it stays the holder's
+    T* ptr() const { return _value; } // borrowed
 
 protected:
     T* _value = nullptr;
@@ -52,7 +52,7 @@ private:
     }
 };
 
-// Of a type of fixed size: out arguments and results are values.
+// For types of fixed size: out arguments and results are values.
 template <class T>
 class FixedVar : public ValueVar<T> {
 public:
@@ -66,19 +66,20 @@ public:
     T _retn() { return std::move(this->inout()); }
 };
 
-// Of a type of variable size: out arguments and results are pointers, and owned by who gets them.
+// For types of variable size: out arguments and results are pointers, owned by the receiver.
 template <class T>
 class VariableVar : public ValueVar<T> {
 public:
     using ValueVar<T>::ValueVar;
     using ValueVar<T>::operator=;
 
-    // Frees what is held; whoever fills the null pointer that is returned hands its value to the holder.
+    // Frees the value held and returns the null pointer by reference. The holder owns the value that is
+    // stored there.
     T*& out() {
         *this = static_cast<T*>(nullptr);
         return this->_value;
     }
-    T* _retn() { return std::exchange(this->_value, nullptr); } // gives the value to the caller
+    T* _retn() { return std::exchange(this->_value, nullptr); } // the caller owns the value
 };
 
 } // namespace harbolance

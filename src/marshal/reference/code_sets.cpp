@@ -19,7 +19,7 @@ TRXistream& operator>>(TRXistream& stream, CodeSetComponent& component) {
 }
 
 IOP::TaggedProfile makeCodeSetProfile() {
-    // The code set of plain characters stays 0: none is stated for them.
+    // The code set of plain characters stays 0, because none is declared for them.
     CodeSetComponentInfo info;
     info.ForWcharData.native_code_set = wideCharCodeSet;
     TRXEncapsulationWriter inner;
@@ -29,7 +29,7 @@ IOP::TaggedProfile makeCodeSetProfile() {
     components.length(1);
     components[0].tag = IOP::TAG_CODE_SETS;
     components[0].component_data.assign(inner.octets());
-    // A component's data is an encapsulation, and so is the list of components that is the profile's data.
+    // A component's data is an encapsulation, and so is the list of components in the profile's data.
     TRXEncapsulationWriter outer;
     outer << components;
 
@@ -57,7 +57,7 @@ CodeSetComponentInfo decoded(const IOP::TaggedComponent& component) {
 }
 
 const IOP::TaggedProfile& codeSetProfile() {
-    // Never destroyed: references may be written until the process ends.
+    // Never destroyed, because references may be written until the process ends.
     static const auto* const profile = new IOP::TaggedProfile(makeCodeSetProfile());
     return *profile;
 }

@@ -2,7 +2,7 @@
 
 #include "marshal/reference/vior.h"
 
-// The code sets of a server, which a component in a profile of its own states.
+// The code sets of a server, declared by a component in a profile of its own.
 
 namespace CONV_FRAME {
 
@@ -19,7 +19,7 @@ struct CodeSetComponentInfo {
 TRXostream& operator<<(TRXostream& stream, const CodeSetComponentInfo& info);
 TRXistream& operator>>(TRXistream& stream, CodeSetComponentInfo& info);
 
-// The code sets inside a component of tag TAG_CODE_SETS. What cannot be read raises CORBA_MARSHAL.
+// Decodes a component of tag TAG_CODE_SETS. Unreadable data raises CORBA_MARSHAL.
 CodeSetComponentInfo decoded(const IOP::TaggedComponent& component);
 
 // The profile for the code sets of this ORB. Built once per process.

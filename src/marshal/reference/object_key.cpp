@@ -13,11 +13,11 @@ namespace {
 constexpr char magic[] = {'Q', 'M', 'C'};
 constexpr CORBA_ULong smallestKey = 12; // order octet, magic, kind and the smallest body
 
-// The constructor reads what precedes the body of a key that `TRXUtil::is_key` accepts.
+// The constructor reads the part before the body, of a key that `TRXUtil::is_key` accepts.
 class KeyReader : public TRXEncapsulationReader {
 public:
     explicit KeyReader(const CORBA_OctetSequence& key) : TRXEncapsulationReader(key) {
-        // Checked by `is_key` already.
+        // The magic has been checked by `is_key`.
         char passed[sizeof magic];
         read_raw(passed, sizeof passed);
         *this >> _kind;
@@ -41,13 +41,13 @@ void printServiceKey(std::ostream& stream, const TRXServiceId& id) {
 
 void printRepositoryId(std::ostream& stream, const TRXObjectId& id) {
     stream << "RepID: ";
-    // A key of the kind ID_KEY holds no repository id, so that nothing follows.
+    // A key of the kind ID_KEY has no repository id, so nothing is printed after it.
     if (id.type() == TRXObjectId::ID_TRANSIENT)
         stream << printable(static_cast<const TRXTransientId&>(id).rep_id());
     if (id.type() != TRXObjectId::ID_PERSISTENT)
         return;
     const auto& named = static_cast<const TRXPersistentId&>(id);
-    // Keys come from peers: control characters would reach the terminal.
+    // Keys come from peers, so control characters must not reach the terminal.
     stream << printable(named.rep_id());
     const std::string name = printable(named.object_name());
     if (!name.empty())
@@ -63,7 +63,7 @@ bool TRXUtil::is_key(const CORBA_OctetSequence& key) {
 TRXObjectId* TRXUtil::id_from_key(const CORBA_OctetSequence& key) {
     if (!is_key(key))
         return nullptr;
-    // From here on a key that is cut short raises CORBA_MARSHAL.
+    // From here on a truncated key raises CORBA_MARSHAL.
     KeyReader reader(key);
     switch (reader.kind()) {
     case TRXObjectId::ID_PERSISTENT: return new TRXPersistentId(reader);

@@ -39,7 +39,7 @@ void harbolance::printObject(TRXostream& stream, CORBA_Object* object) {
 }
 
 TRXostream& operator<<(TRXostream& stream, CORBA_Object* object) {
-    // The nil reference is a reference without type id and profiles.
+    // Nil is written as a reference without type id and profiles.
     return stream << (object ? ObjectOperations::installed().reference(object) : IOP::IOR());
 }
 
@@ -51,7 +51,7 @@ TRXistream& read_reference(TRXistream& stream, CORBA_Object*& object, const CORB
     object = nullptr;
     IOP::IOR ior;
     stream >> ior;
-    // Not connected yet: that is left to the first call.
+    // Not connected yet; the first call connects it.
     object = TRXUtil::convert(ior, info, 0, 1);
     return stream;
 }

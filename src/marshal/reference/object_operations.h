@@ -13,17 +13,17 @@ struct IOR;
 
 namespace harbolance {
 
-// What this layer needs of objects. Anys and streams hold and pass on object references, but CORBA_Object
-// belongs to the layer above, which derives from this class and installs the one instance before `main`.
-// Objects that are passed in are never null: nil references need nothing installed.
+// The operations on objects that this layer needs. Anys and streams hold and transfer object references, but
+// CORBA_Object belongs to the layer above, which derives from this class and installs one instance before
+// `main`. Objects passed in are never null: nil references need no installed instance.
 class ObjectOperations {
 public:
     virtual void duplicate(CORBA_Object* object) const = 0; // one more reference
     virtual void release(CORBA_Object* object) const = 0;   // one less
-    // What is written for the object; it lives as long as the object. Raises CORBA_INV_OBJREF when there is
-    // nothing that a peer could use.
+    // The reference that is written for the object; it lives as long as the object. Raises CORBA_INV_OBJREF
+    // when the object has no reference that a peer could use.
     virtual const IOP::IOR& reference(CORBA_Object* object) const = 0;
-    // Whether two objects are known to be the same one, which is decided without a call.
+    // Whether two objects are known to be the same; decided without a call.
     virtual bool areEquivalent(CORBA_Object* a, CORBA_Object* b) const = 0;
     virtual const char* interfaceName(CORBA_Object* object) const = 0; // the repository id; may be empty
     virtual const char* typeName(CORBA_Object* object) const = 0;      // scoped, as "A::B"
@@ -33,7 +33,7 @@ public:
                                   CORBA_Boolean localFlag, CORBA_Boolean skipLocal) const = 0;
 
     static void install(const ObjectOperations& operations); // never destroyed
-    static const ObjectOperations& installed();              // none raises CORBA_INITIALIZE
+    static const ObjectOperations& installed();              // raises CORBA_INITIALIZE without one
 
 protected:
     ~ObjectOperations() = default;
@@ -53,8 +53,8 @@ using HeldObject = std::unique_ptr<CORBA_Object, ObjectRelease>; // owns one ref
 
 // The wire form of a reference. Null is written as the nil reference.
 TRXostream& operator<<(TRXostream& stream, CORBA_Object* object);
-// The caller owns the new reference, null for the nil reference; the old pointer is overwritten. It is null
-// when the stream raises.
+// The caller owns the new reference, null for the nil reference; the old pointer is overwritten, not
+// released. It is null when the stream raises.
 TRXistream& operator>>(TRXistream& stream, CORBA_Object*& object);
 // The same for a reference that is expected to be of type `info`.
 TRXistream& read_reference(TRXistream& stream, CORBA_Object*& object, const CORBA_TypeInfo* info);

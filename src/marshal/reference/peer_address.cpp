@@ -38,7 +38,7 @@ char* TRXUtil::host_address(const char* host) {
 }
 
 void TRXUtil::make_addr(const char* host, unsigned short port, sockaddr_in* address) {
-    // The family stays unset: it is the caller's part.
+    // The caller sets the address family.
     *address = sockaddr_in{};
     address->sin_port = htons(port);
     if (!host || !*host)
@@ -46,8 +46,8 @@ void TRXUtil::make_addr(const char* host, unsigned short port, sockaddr_in* addr
     CORBA_String_var text = host_address(host);
     if (!text.in())
         throw CORBA_COMM_FAILURE();
-    // A connection to this host itself goes over loopback, which needs no network. The resolver, who knows
-    // its address, is left alone when the answer would not change anything.
+    // A connection to this host itself uses loopback, which needs no network. The resolver is not asked for
+    // this host's address when the result would be the same.
     if (CORBA_string_compare(text.in(), loopback) != 0) {
         const CORBA_String_var own = host_address(nullptr);
         if (CORBA_string_compare(text.in(), own.in()) == 0)

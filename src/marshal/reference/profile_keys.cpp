@@ -37,10 +37,10 @@ struct TagTraits : GrowAtNineTenths {
     static bool equal(const Entry& stored, CORBA_ULong tag) { return stored.tag == tag; }
 };
 
-// Never destroyed: static objects remove themselves during static destruction.
+// Never destroyed, because static objects remove themselves during static destruction.
 HashTable<TagTraits>& table() {
     static auto* const byTag = [] {
-        // It does not register itself, which would ask for the table that is just being made.
+        // Entered below: its constructor does not register it, since that would call this function again.
         static const auto* const builtin = new IIOPProfileKeys;
         auto* made = new HashTable<TagTraits>(16);
         made->insert({IOP::TAG_INTERNET_IOP, builtin});

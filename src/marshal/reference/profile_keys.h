@@ -2,7 +2,7 @@
 
 #include "marshal/reference/vior.h"
 
-// How to find and replace the object key in profiles of one tag. The constructor registers the object, the
+// Finds and replaces the object key in profiles of one tag. The constructor registers the object, the
 // destructor removes it; a second one for a tag raises CORBA_BAD_PARAM. TAG_INTERNET_IOP is always
 // registered.
 class TRXProfileKeys {
@@ -12,7 +12,7 @@ public:
     TRXProfileKeys& operator=(const TRXProfileKeys&) = delete;
     virtual ~TRXProfileKeys();
 
-    // Both raise CORBA_MARSHAL when the profile cannot be read.
+    // Both raise CORBA_MARSHAL when the profile cannot be decoded.
     virtual CORBA_OctetSequence key(const IOP::TaggedProfile& profile) const = 0;
     virtual IOP::TaggedProfile rekeyed(const IOP::TaggedProfile& profile,
                                        const CORBA_OctetSequence& key) const = 0;

@@ -65,7 +65,7 @@ TRXistream& operator>>(TRXistream& stream, ProfileBody& body) {
     if (body.iiop_version.minor != 0)
         stream >> body.components;
     else
-        // The target may have been used before.
+        // Cleared, because the target may have been used before.
         body.components.length(0);
     return stream;
 }

@@ -5,8 +5,8 @@
 #include "marshal/sequence/octet_sequence.h"
 #include "marshal/text/vstr.h"
 
-// The id of an object of this ORB: a server finds the object by it, and a client can ask for the object
-// without an exact address. An id is sent inside an object key, which is an encapsulation:
+// The id by which a server finds one of its objects, and by which a client can request an object without an
+// exact address. An id is sent inside an object key, which is an encapsulation:
 //
 //     0  byte order    1  "QMC"    4  kind, 32 bits    8  what the kind's class writes
 //
@@ -30,7 +30,7 @@ private:
 
 // The constructors from a buffer read what `write` wrote.
 
-// An object by its interface and its name, which is empty for an anonymous object.
+// An object identified by its interface and its name; an anonymous object has an empty name.
 class TRXPersistentId final : public TRXObjectId {
 public:
     TRXPersistentId(const char* repositoryId, const char* objectName);
@@ -45,7 +45,7 @@ private:
     CORBA_String_var _object_name;
 };
 
-// An object that exists only as long as the adapter that numbered it.
+// An object that exists only as long as the adapter that gave it its number.
 class TRXTransientId final : public TRXObjectId {
 public:
     TRXTransientId(const char* repositoryId, CORBA_ULong adapter, CORBA_ULong serial);
@@ -74,7 +74,7 @@ private:
     CORBA_ULong _key = 0;
 };
 
-// An object that a service creates from the id on request.
+// An object that a service makes on request, from the id.
 class TRXServiceId final : public TRXObjectId {
 public:
     TRXServiceId(const char* serviceName, const CORBA_OctetSequence& serviceId);

@@ -25,7 +25,7 @@ int digitValue(char c) {
 }
 
 CORBA_OctetSequence octetsOfDigits(std::string_view digits) {
-    // A last odd digit is passed over.
+    // An odd last digit is ignored.
     const size_t pairs = digits.size() / 2;
     if (pairs > std::numeric_limits<CORBA_ULong>::max())
         throw CORBA_INV_OBJREF();
@@ -37,7 +37,7 @@ CORBA_OctetSequence octetsOfDigits(std::string_view digits) {
     return octets;
 }
 
-// The first profile that holds an address, or the end.
+// The first profile that contains an address, or the end.
 template <class Profiles>
 auto* addressProfile(Profiles& profiles) {
     return std::find_if(profiles.begin(), profiles.end(), [](const IOP::TaggedProfile& profile) {
@@ -55,7 +55,7 @@ char* newString(std::string_view text) {
 std::string replaced(std::string_view text, std::string_view what, std::string_view with) {
     std::string result;
     size_t from = 0;
-    // Searched in the old text: what has been put in is not replaced again.
+    // Searches the old text only, so that inserted text is not replaced again.
     for (size_t at = text.find(what); at != text.npos; at = text.find(what, from)) {
         result.append(text, from, at - from).append(with);
         from = at + what.size();
@@ -92,7 +92,7 @@ IOP::IOR* TRXUtil::string_to_ior(const char* text) {
         TRXEncapsulationReader reader(octets);
         reader >> *ior;
     } catch (const CORBA_Exception&) {
-        // Whatever is wrong with the octets, for the caller the text is no reference.
+        // Whatever is wrong with the octets, the caller is told that the text is no reference.
         throw CORBA_INV_OBJREF();
     }
     return ior.release();
@@ -114,7 +114,7 @@ void TRXUtil::iiop_body(const IOP::IOR& ior, IIOP::ProfileBody& body) {
 }
 
 void TRXUtil::set_iiop_body(IOP::IOR& ior, const IIOP::ProfileBody& body) {
-    // First: when this raises, the reference is still what it was.
+    // Encoded first: when this raises, the reference is unchanged.
     CORBA_OctetSequence data = IIOP::encoded(body);
     IOP::TaggedProfile* profile = addressProfile(ior.profiles);
     if (profile == ior.profiles.end()) {
@@ -140,11 +140,11 @@ void TRXUtil::object_key_of(const IOP::IOR& ior, CORBA_ULong tag, CORBA_OctetSeq
 }
 
 void TRXUtil::set_object_key(IOP::IOR& ior, const CORBA_OctetSequence& key) {
-    // A copy: either all profiles get the new key or, when one cannot be read, none does.
+    // Done on a copy: either all profiles get the new key or, when one cannot be decoded, none.
     IOP::TaggedProfileSeq profiles(ior.profiles);
     try {
         for (IOP::TaggedProfile& profile : profiles) {
-            // Profiles that this ORB does not know pass unchanged.
+            // Profiles of unknown tags are kept unchanged.
             if (const TRXProfileKeys* keys = TRXProfileKeys::find(profile.tag))
                 profile = keys->rekeyed(profile, key);
         }
@@ -156,7 +156,7 @@ void TRXUtil::set_object_key(IOP::IOR& ior, const CORBA_OctetSequence& key) {
 
 CORBA_Object* TRXUtil::convert(const IOP::IOR& ior, const CORBA_TypeInfo* info, CORBA_Boolean connect,
                                CORBA_Boolean localFlag, CORBA_Boolean skipLocal) {
-    // The nil reference, which needs no layer above.
+    // A nil reference needs no layer above.
     if (ior.profiles.length() == 0)
         return nullptr;
     return harbolance::ObjectOperations::installed().convert(ior, info, connect, localFlag, skipLocal);
@@ -170,7 +170,7 @@ char* TRXUtil::rep_id_to_name(const char* repositoryId) {
     if (!text.starts_with(idl))
         return CORBA_string_dup(repositoryId);
     text.remove_prefix(idl.size());
-    // Up to the version. Without one `find` gives npos, and the whole text counts.
+    // The part before the version. Without a version `find` gives npos, and the whole text is used.
     return newString(replaced(text.substr(0, text.find(':')), "/", "::"));
 }
 

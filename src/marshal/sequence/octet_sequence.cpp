@@ -42,7 +42,7 @@ CORBA_ULong CORBA_OctetSequence::hash() const {
 int harbolance::compare(const CORBA_OctetSequence& a, const CORBA_OctetSequence& b) {
     if (a.length() != b.length())
         return static_cast<int>(a.length() - b.length());
-    // Empty sequences may have no buffer, which memcmp does not take.
+    // memcmp must not be called with null pointers, which empty sequences may have.
     const int order = a.length() == 0 ? 0 : std::memcmp(a.buffer(), b.buffer(), a.length());
     return (order > 0) - (order < 0);
 }

@@ -6,17 +6,17 @@
 #include <iosfwd>
 #include <span>
 
-// The octets of keys, principals and encapsulations. Each request that is received shows two of them.
+// The octets of keys, principals and encapsulations. Free-listed, because each received request uses two.
 class CORBA_OctetSequence : public TRXSequence<CORBA_Octet>,
                             public harbolance::FreeListed<CORBA_OctetSequence> {
 public:
     using TRXSequence::TRXSequence;
     CORBA_OctetSequence() = default;
-    // A copy of the octets.
+    // Copies the octets.
     explicit CORBA_OctetSequence(std::span<const CORBA_Octet> octets) { assign(octets); }
     CORBA_OctetSequence(const CORBA_OctetSequence&) = default;
     CORBA_OctetSequence(CORBA_OctetSequence&&) = default;
-    // Keeps the own buffer when the source fits.
+    // Keeps the present buffer when it is large enough.
     CORBA_OctetSequence& operator=(const CORBA_OctetSequence& other);
     CORBA_OctetSequence& operator=(CORBA_OctetSequence&&) = default;
 
@@ -29,7 +29,7 @@ public:
 using CORBA_OctetSequence_var = TRXVar<CORBA_OctetSequence>;
 
 namespace harbolance {
-// The difference of the lengths, or else -1, 0 or 1 by the first octets that differ.
+// The difference of the lengths, or if they are equal -1, 0 or 1 by the first different octets.
 int compare(const CORBA_OctetSequence& a, const CORBA_OctetSequence& b);
 } // namespace harbolance
 

@@ -9,8 +9,8 @@
 #include <istream>
 #include <utility>
 
-// Every sequence of the system: `length` elements in a buffer of `maximum`. With `release` the sequence owns
-// the buffer and all of its `maximum` elements, of which those that have never been used are zero.
+// The template of all sequences: `length` elements in a buffer of `maximum`. With `release` the sequence owns
+// the buffer and all its `maximum` elements; those that have never been used are zero.
 //
 // A generated sequence derives and adds its name:
 //
@@ -29,7 +29,7 @@ public:
 
     TRXSequence() = default;
     explicit TRXSequence(CORBA_ULong maximum) : _buffer(allocbuf(maximum)), _maximum(maximum) {}
-    // Refers to the caller's buffer, or with `release` takes over one from `allocbuf`.
+    // Borrows the caller's buffer, or with `release` takes ownership of one from `allocbuf`.
     TRXSequence(CORBA_ULong maximum, CORBA_ULong length, Stored* buffer, bool release = false)
         : _buffer(buffer), _length(length), _maximum(maximum), _release(release) {}
     TRXSequence(const TRXSequence& other) : TRXSequence() { copyFrom(other); }
@@ -38,7 +38,7 @@ public:
 
     TRXSequence& operator=(const TRXSequence& other) {
         if (this != &other) {
-            // Copied first: when that raises, the old elements are still there.
+            // Copied first: when copying raises, the old elements remain.
             TRXSequence copy(other);
             swap(copy);
         }
@@ -65,7 +65,7 @@ public:
     typename Element::Reference operator[](CORBA_ULong index) {
         check(index);
         if constexpr (Element::pointer)
-            // Without `release` the old element belongs to the caller and is not freed when it is replaced.
+            // Without `release` the caller owns the old element, so it is not freed when it is replaced.
             return {_buffer[index], _release};
         else
             return _buffer[index];
@@ -101,8 +101,8 @@ public:
     void _write(TRXostream& stream) const;
 
 protected:
-    // Sets the length for a value that will overwrite all elements: those of a new buffer of plain elements
-    // are not initialised.
+    // Sets the length for a caller that will overwrite all elements: plain elements of a new buffer are not
+    // initialised.
     void fitToOverwrite(CORBA_ULong length) {
         if (!keepsBuffer(length))
             takeBuffer(Element::plain ? new Stored[length] : allocbuf(length), length);
@@ -126,8 +126,8 @@ private:
         if (!_release || !_buffer)
             return;
         if constexpr (Element::pointer) {
-            // Up to the maximum: elements beyond a shortened length are still there, and unused ones are
-            // null.
+            // All elements up to the maximum are freed: elements beyond a shortened length still exist,
+            // unused ones are null.
             for (CORBA_ULong i = 0; i < _maximum; ++i)
                 Element::free(_buffer[i]);
         }
@@ -138,7 +138,7 @@ private:
         _maximum = other._maximum;
         if constexpr (Element::plain) {
             _buffer = _maximum == 0 ? nullptr : new Stored[_maximum];
-            // Elements that were never used are zero in every sequence.
+            // Unused elements are zero in every sequence.
             std::fill(std::copy(other.begin(), other.end(), _buffer), _buffer + _maximum, Stored());
         } else {
             _buffer = allocbuf(_maximum);
@@ -150,8 +150,8 @@ private:
 
     void reserve(CORBA_ULong maximum) {
         TRXSequence grown(maximum);
-        // Own elements move, those beyond the length too. Of a borrowed buffer only the length is known to be
-        // filled.
+        // Owned elements are moved, including those beyond the length. In a borrowed buffer only `length`
+        // elements are known to be valid.
         for (CORBA_ULong i = 0; i < (_release ? _maximum : _length); ++i) {
             if (_release)
                 std::swap(grown._buffer[i], _buffer[i]);
@@ -162,7 +162,7 @@ private:
         swap(grown);
     }
 
-    // A borrowed buffer of pointers is replaced: its pointers must be neither freed nor overwritten.
+    // A borrowed buffer of pointers is replaced, because its pointers must be neither freed nor overwritten.
     bool keepsBuffer(CORBA_ULong length) const {
         return length <= _maximum && (_release || !Element::pointer);
     }
@@ -189,10 +189,10 @@ template <class T, class Element>
 void TRXSequence<T, Element>::_read(TRXistream& stream, CORBA_ULong bound) {
     CORBA_ULong count = 0;
     stream >> count;
-    // Before anything is allocated: count and bound are all that is known of the sequence yet.
+    // Tested before anything is allocated.
     if (count > bound)
         throw CORBA_MARSHAL();
-    // A count of the peer's has to be possible with the octets that are left.
+    // A count from the peer must be possible with the octets left.
     const uint64_t octets = uint64_t{count} * Element::minimumOctets;
     if (!stream.stream() && (octets > UINT32_MAX || !stream.has(static_cast<CORBA_ULong>(octets))))
         throw CORBA_MARSHAL();
@@ -213,21 +213,21 @@ void TRXSequence<T, Element>::readArray(TRXistream& stream, CORBA_ULong count) {
         stream.read(_buffer, count);
 }
 
-// The count comes from a peer and elements may nest: ReadAhead decides whether the whole buffer is allocated
-// now, or grows with the elements that arrive.
+// The count comes from a peer and elements may nest, so ReadAhead decides whether the whole buffer is
+// allocated now or grows as elements arrive.
 template <class T, class Element>
 void TRXSequence<T, Element>::readOneByOne(TRXistream& stream, CORBA_ULong count) {
     constexpr CORBA_ULong few = 16;
     const harbolance::ReadNesting nesting;
     const harbolance::ReadAhead ahead(stream, uint64_t{count} * sizeof(Stored));
-    // A buffer that cannot be kept goes before the new one comes: both need not be in memory at once.
+    // A buffer that cannot be reused is freed first, so that both are not in memory at once.
     if (!keepsBuffer(count))
         takeBuffer(nullptr, 0);
     const bool atOnce = ahead.granted() || count <= _maximum;
     if (count > _maximum)
         reserve(atOnce ? count : std::min(count, few));
     if (atOnce && !stream.stream()) {
-        // Set before the elements are read: a failure in the middle leaves elements that are at least zero.
+        // Set before the elements are read: after a failure the elements not yet read are zero.
         _length = count;
         for (Stored& element : *this)
             Element::read(stream, element);
@@ -235,10 +235,10 @@ void TRXSequence<T, Element>::readOneByOne(TRXistream& stream, CORBA_ULong count
     }
     _length = 0;
     for (CORBA_ULong i = 0; i < count; ++i) {
-        // Doubled behind what has arrived: an announced count costs a peer the octets for it.
+        // Doubled as elements arrive: to make this process allocate memory a peer must send the octets.
         if (i == _maximum)
             reserve(static_cast<CORBA_ULong>(std::min(uint64_t{2} * _maximum, uint64_t{count})));
-        // At its end a text stream gives zeros for ever, and the count would be filled with them.
+        // At its end a text stream gives zeros for ever, which would fill the claimed count.
         if (stream.stream() && !stream.stream()->good()) {
             stream.stream()->setstate(std::ios::failbit);
             return;
@@ -276,8 +276,8 @@ TRXostream& operator<<(TRXostream& stream, const TRXSequence<T, Element>& sequen
     return stream;
 }
 
-// A count that the stream cannot hold raises CORBA_MARSHAL before anything is allocated. A buffer that is
-// large enough is kept.
+// A count that the stream cannot contain raises CORBA_MARSHAL before anything is allocated. A buffer that is
+// large enough is reused.
 template <class T, class Element>
 TRXistream& operator>>(TRXistream& stream, TRXSequence<T, Element>& sequence) {
     sequence._read(stream);
@@ -299,7 +299,7 @@ TRXistream& operator>>(TRXistream& stream, S*& sequence) {
     sequence = nullptr;
     S read;
     read._read(stream);
-    // Made when everything has been read: the pointer stays null when the stream raises.
+    // Made after everything has been read, so the pointer stays null when the stream raises.
     sequence = new S(std::move(read));
     return stream;
 }

@@ -6,7 +6,7 @@
 #include <type_traits>
 #include <utility>
 
-// How a sequence (sequence.h) deals with its elements. An Element class says
+// Describes the elements of a sequence (sequence.h). An Element class has
 //
 //     using Stored = ...;                        // the type of an element in the buffer
 //     using Reference, ConstReference            // the results of operator[]
@@ -22,7 +22,7 @@
 
 namespace harbolance {
 
-// The types that the streams transfer as arrays.
+// The types that streams transfer as arrays.
 template <class T>
 constexpr bool isArrayElement =
     std::is_same_v<T, CORBA_Octet> || std::is_same_v<T, CORBA_Short> || std::is_same_v<T, CORBA_UShort> ||

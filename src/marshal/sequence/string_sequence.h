@@ -4,7 +4,7 @@
 
 #include <iosfwd>
 
-// Names, arguments and other texts in an order.
+// An ordered list of texts, such as names and arguments.
 class CORBA_StringSequence : public TRXSequence<char*, TRXStringElement> {
 public:
     using TRXSequence::TRXSequence;

@@ -15,7 +15,7 @@ namespace {
 
 constexpr char emptyString[1] = {};
 
-// Three-way order of both kinds of text: null comes first.
+// Three-way comparison for both kinds of text; null comes first.
 template <class Char, class Order>
 int compareText(const Char* a, const Char* b, Order order) {
     if (!a || !b)
@@ -23,8 +23,8 @@ int compareText(const Char* a, const Char* b, Order order) {
     return order(a, b);
 }
 
-// The forms of UTF-8: up to which character, how many octets follow the first, and the bits the first begins
-// with.
+// The encodings of UTF-8: the first character beyond the form, the number of continuation octets, and the
+// leading bits of the first octet.
 struct Utf8Form {
     char32_t limit;
     int following;
@@ -32,13 +32,13 @@ struct Utf8Form {
 };
 constexpr Utf8Form utf8Forms[] = {{0x80, 0, 0x00}, {0x800, 1, 0xc0}, {0x10000, 2, 0xe0}, {0x110000, 3, 0xf0}};
 
-// Surrogates and numbers beyond Unicode are written as U+FFFD.
+// Surrogates and code points beyond Unicode are written as U+FFFD.
 void writeUtf8(std::ostream& stream, char32_t character) {
     const bool surrogate = character >= 0xd800 && character < 0xe000;
     if (surrogate || character >= 0x110000)
         character = 0xfffd;
     const Utf8Form* form = utf8Forms;
-    // Ends: the last form takes every character that is left after the test above.
+    // This loop ends: the last form accepts every character that passed the test above.
     while (character >= form->limit)
         ++form;
     stream.put(static_cast<char>(form->mark | (character >> (6 * form->following))));
@@ -75,7 +75,7 @@ CORBA_WChar* CORBA_wstring_dup(const CORBA_WChar* string) {
 CORBA_ULong CORBA_wstring_hash(const CORBA_WChar* string) {
     CORBA_ULong hash = 0;
     for (; string && *string; ++string)
-        // The rule of the string hash, by which each element counts as a signed octet.
+        // The string hash of the protocol, for which each element counts as a signed octet.
         hash = (hash * 2) ^ static_cast<CORBA_ULong>(static_cast<signed char>(*string));
     return hash & 0x7fffffff;
 }
@@ -85,7 +85,7 @@ int CORBA_wstring_compare(const CORBA_WChar* a, const CORBA_WChar* b) {
 }
 
 void harbolance::readOver(TRXistream& stream, char*& string) {
-    // Only a buffer can tell the length before it reads, and so reuse the old memory.
+    // Only a buffer knows the length before it reads, and so can reuse the old memory.
     if (CORBA_MarshalInBuffer* buffer = stream.buffer()) {
         buffer->read_over(string);
         return;
@@ -96,8 +96,8 @@ void harbolance::readOver(TRXistream& stream, char*& string) {
 }
 
 TRXistream& operator>>(TRXistream& stream, CORBA_WString_var& string) {
-    // A null target makes the stream allocate; an array that is there would be filled without a check of its
-    // size.
+    // With a null target the stream allocates the string; an existing array would be filled without a size
+    // check.
     CORBA_WString_var read;
     stream >> read.inout();
     string = std::move(read);

@@ -11,10 +11,11 @@
 // Strings are arrays of char ended by a NUL, wide strings arrays of CORBA_WChar ended by a zero element. Both
 // are allocated and freed with the functions below only. All of these accept null.
 
-// The value of a default-constructed string holder: a constant empty string, never freed, never written to.
+// The value of a default-constructed string holder: a constant empty string, never freed and never written
+// to.
 extern char* const TRXNullString;
 
-// Allocates `length` octets and one for the NUL; not cleared.
+// Allocates `length` octets and one for the NUL; they are not initialised.
 inline char* CORBA_string_alloc(CORBA_ULong length) { return new char[size_t{length} + 1]; }
 // Ignores null and the shared null string.
 inline void CORBA_string_free(char* string) {
@@ -25,7 +26,7 @@ char* CORBA_string_dup(const char* string); // null gives null
 CORBA_ULong CORBA_string_hash(const char* string);
 int CORBA_string_compare(const char* a, const char* b); // strcmp; null comes before every string
 
-CORBA_WChar* CORBA_wstring_alloc(CORBA_ULong length); // `length` elements and the end; not cleared
+CORBA_WChar* CORBA_wstring_alloc(CORBA_ULong length); // `length` elements and the final zero; not initialised
 void CORBA_wstring_free(CORBA_WChar* string);
 CORBA_WChar* CORBA_wstring_dup(const CORBA_WChar* string);
 CORBA_ULong CORBA_wstring_hash(const CORBA_WChar* string);
@@ -48,8 +49,7 @@ struct TRXWideText {
     static void free(Char* text) { CORBA_wstring_free(text); }
 };
 
-// Owns one string. From a `Char*` it takes ownership, from a `const Char*`, another holder or an element it
-// copies.
+// Owns one string. A `Char*` is taken over; a `const Char*`, another holder or an element is copied.
 template <class Text>
 class TRXStringHolder {
 public:
@@ -103,12 +103,12 @@ using CORBA_String_var = TRXStringHolder<TRXNarrowText>;
 using CORBA_WString_var = TRXStringHolder<TRXWideText>;
 
 namespace harbolance {
-// Reads a string over one that is owned, in its memory if that is large enough. The old one stays when the
-// stream raises.
+// Reads a string into an owned one, reusing its memory if that is large enough. The old string remains when
+// the stream raises.
 void readOver(TRXistream& stream, char*& string);
 } // namespace harbolance
 
-// Replaces the value, which stays when the stream raises.
+// Replaces the value; the old one remains when the stream raises.
 inline TRXistream& operator>>(TRXistream& stream, CORBA_String_var& string) {
     harbolance::readOver(stream, string.inout());
     return stream;

@@ -17,10 +17,10 @@ using namespace harbolance;
 
 namespace {
 
-// A number in decimal, whatever base the stream is set to; 0 for what is no number or does not fit.
+// Reads a decimal number, whatever base the stream is set to; 0 for bad text or a number out of range.
 template <class T>
 void readDecimal(std::istream& stream, T& value) {
-    // The stream belongs to the caller, who may have set another base.
+    // The caller may have set another base on the stream.
     const auto flags = stream.flags(std::ios::dec | std::ios::skipws);
     if (!(stream >> value))
         value = 0;
@@ -46,9 +46,9 @@ bool readText(std::istream& stream, std::string& text, size_t limit) {
     return false;
 }
 
-// Consumes the separator behind a value. The end of the text is no error here.
+// Consumes the separator after a value. The end of the text is no error here.
 void skipOne(std::istream& stream) {
-    // Looked at before it is taken: reading the end would leave the stream failed.
+    // Peeked first, because reading at the end would set the stream to failed.
     if (stream.good() && stream.peek() != EOF)
         stream.get();
 }
@@ -62,7 +62,7 @@ bool takesPlainStrings(const std::ostream* stream) {
 TRXostream::~TRXostream() { delete _typecodes; }
 
 StreamTypeCodes& TRXostream::typecodes() {
-    // Made when something is stored: most streams carry no TypeCodes.
+    // Made on first use, because most streams have no TypeCodes.
     if (!_typecodes)
         _typecodes = new StreamTypeCodes;
     return *_typecodes;
@@ -113,7 +113,8 @@ TRXostream& TRXostream::operator<<(const char* string) {
             *_strm << string;
         return *this;
     }
-    // The rule: the length with the NUL, so that 0 is null and 1 is the empty text; these two have no quotes.
+    // The format: the length with the NUL, so that 0 is null and 1 is the empty text; these two have no
+    // quotes.
     const size_t size = string ? std::strlen(string) + 1 : 0;
     *_strm << std::to_string(size);
     if (size < 2)
@@ -140,7 +141,7 @@ TRXostream& TRXostream::operator<<(wchar_t value) { return print(static_cast<int
 TRXostream& TRXostream::operator<<(const wchar_t* string) {
     const wchar_t* text = string ? string : L"";
     const auto count = static_cast<CORBA_ULong>(std::wcslen(text) + 1);
-    // The count includes the end, which is written as the last element.
+    // The count includes the final zero, which is written as the last element.
     *this << count;
     return write(text, count);
 }
@@ -183,7 +184,7 @@ TRXostream& TRXostream::write(const unsigned long long* array, CORBA_ULong count
 }
 
 TRXostream& TRXostream::operator<<(std::ostream& (*manipulator)(std::ostream&)) {
-    // A marshal buffer has no standard stream that a manipulator could be applied to.
+    // A marshal buffer has no standard stream for the manipulator.
     if (!_strm)
         return *this << "\n";
     *_strm << manipulator;
@@ -248,17 +249,17 @@ TRXistream& TRXistream::operator>>(char*& string) {
         return *this;
     }
     std::string text;
-    // The length limits what is read and takes no memory by itself: the text grows with its characters.
+    // The length only limits what is read; memory is allocated as characters arrive.
     if (!readText(*_strm, text, size - 1))
         _strm->setstate(std::ios::failbit);
     skipOne(*_strm);
-    // An empty text, not null: callers take a string of this length to be there.
+    // An empty text, not null, because callers rely on a string of this length.
     string = CORBA_string_dup(_strm->fail() ? "" : text.c_str());
     return *this;
 }
 
 TRXistream& TRXistream::operator>>(char& value) {
-    // Through a number: an extraction into a character would take one character of the text.
+    // Read as a number: an extraction into a character would read one character of the text.
     int number = 0;
     scan(number);
     value = static_cast<char>(number);
@@ -290,7 +291,7 @@ TRXistream& TRXistream::operator>>(wchar_t& value) {
     return *this;
 }
 
-// The count cannot be checked in text, so the new string grows with the elements that are there.
+// The text form cannot check the count, so the string grows as elements arrive.
 TRXistream& TRXistream::operator>>(wchar_t*& string) {
     CORBA_ULong count = 0;
     *this >> count;
@@ -321,7 +322,7 @@ TRXistream& TRXistream::get(unsigned char& octet) {
 
 TRXistream& TRXistream::read_raw(char* octets, CORBA_ULong count) {
     _strm->read(octets, static_cast<std::streamsize>(count));
-    // What the text was too short for is zero, as it is when a buffer ends.
+    // When the text is too short the rest is zero, as at the end of a buffer.
     const auto got = static_cast<size_t>(_strm->gcount());
     std::memset(octets + got, 0, count - got);
     return *this;
@@ -340,7 +341,7 @@ TRXistream& TRXistream::read(double* array, CORBA_ULong count) { return scanAll(
 
 TRXistream& TRXistream::getCString(char* buffer, CORBA_ULong size) {
     std::string text;
-    // One octet of the buffer is for the NUL.
+    // One octet of the buffer is reserved for the NUL.
     if (size > 0 && readText(*_strm, text, size - 1))
         std::memcpy(buffer, text.c_str(), text.size() + 1);
     else

@@ -12,16 +12,16 @@ namespace harbolance {
 class StreamTypeCodes;
 }
 
-// The typed operations with which every value of the ORB is written and read. The two classes here implement
-// them as readable text over a standard stream; the marshal buffers of vbuf.h override them with CDR. The
-// order of the virtual operations is part of the interface.
+// The typed operations by which every value of the ORB is written and read. These two classes implement them
+// as readable text on a standard stream; the marshal buffers of vbuf.h override them with CDR. The order of
+// the virtual operations is part of the interface.
 //
 // An array is a pointer and a count of elements. A C++ `long` counts as 4 octets everywhere. There is no
 // operation for `bool`: a CORBA_Boolean is an octet.
 
-// Text form: decimal numbers, each followed by a space. A string is written plainly to cout and cerr; to any
-// other stream as its length, NUL included, and from length 2 on the quoted text. The standard stream is
-// borrowed and has to outlive this one.
+// Text form: decimal numbers, each followed by a space. A string is written unquoted to cout and cerr; to any
+// other stream as its length including the NUL, followed, if the length is 2 or more, by the quoted text. The
+// standard stream is borrowed and must outlive this object.
 class TRXostream {
 public:
     using Cleanup = void (*)(CORBA_TypeCode*);
@@ -31,13 +31,13 @@ public:
     TRXostream& operator=(const TRXostream&) = delete;
     virtual ~TRXostream();
 
-    // Forgets all stored TypeCodes: the cleanup function is called for each, and the depth becomes 0.
+    // Forgets all stored TypeCodes: calls the cleanup function for each, and sets the depth to 0.
     virtual void reset_typecodes();
-    // The offset of the next octet; in text, the number of TypeCodes stored since the last reset.
+    // The offset of the next octet; in the text form the number of TypeCodes stored since the last reset.
     virtual CORBA_Long position() const;
     virtual CORBA_Long depth() const;
     virtual void depth(CORBA_Long depth);
-    // Stores the TypeCode under the current position. One that is stored already raises CORBA_BAD_PARAM.
+    // Stores the TypeCode with the current position. One that is already stored raises CORBA_BAD_PARAM.
     virtual void store_typecode(CORBA_TypeCode* object);
     // Raises CORBA_OBJECT_NOT_EXIST for a TypeCode that was not stored.
     virtual CORBA_Long lookup_typecode(const CORBA_TypeCode* object) const;
@@ -72,7 +72,7 @@ public:
     virtual TRXostream& write(const unsigned long* array, CORBA_ULong count);
     virtual TRXostream& write(const float* array, CORBA_ULong count);
     virtual TRXostream& write(const double* array, CORBA_ULong count);
-    // The form that getCString reads: in text, the quoted text without a length.
+    // Writes the form that getCString reads: in the text form, the quoted text without a length.
     virtual TRXostream& putCString(const char* string);
     virtual TRXostream& write(const long long* array, CORBA_ULong count);
     virtual TRXostream& write(const unsigned long long* array, CORBA_ULong count);
@@ -83,7 +83,7 @@ public:
     // `std::endl` ends the line of a text stream; a marshal buffer takes it as a string of one newline.
     TRXostream& operator<<(std::ostream& (*manipulator)(std::ostream&));
 
-    // Which of the two this is: the other one is null.
+    // One of these is non-null, depending on the form of the stream.
     std::ostream* stream() const { return _strm; }
     CORBA_MarshalOutBuffer* buffer() const { return _buffer; }
 
@@ -102,8 +102,8 @@ private:
     CORBA_MarshalOutBuffer* _buffer = nullptr;
 };
 
-// The text form read back: each value by the standard extractor, then one character is consumed. Bad text
-// leaves the standard stream in its failed state and the value at 0, null or the empty string.
+// Reads the text form: each value by the standard extraction, after which one character is consumed. Bad text
+// sets the standard stream to its failed state and the value to 0, null or the empty string.
 class TRXistream {
 public:
     using Cleanup = void (*)(CORBA_TypeCode*);
@@ -116,10 +116,10 @@ public:
     virtual void reset_typecodes();
     virtual CORBA_Long depth() const;
     virtual void depth(CORBA_Long depth);
-    // Stores the TypeCode under `position`. A position or TypeCode that is stored already raises
+    // Stores the TypeCode with `position`. A position or TypeCode that is already stored raises
     // CORBA_BAD_PARAM.
     virtual void store_typecode(CORBA_Long position, CORBA_TypeCode* object);
-    // Raises CORBA_OBJECT_NOT_EXIST for a position at which nothing was stored.
+    // Raises CORBA_OBJECT_NOT_EXIST for a position without a TypeCode.
     virtual CORBA_TypeCode* lookup_typecode(CORBA_Long position) const;
     virtual void cleanup(Cleanup cleanup);
     virtual Cleanup cleanup() const;
@@ -140,8 +140,8 @@ public:
     virtual TRXistream& operator>>(long long& value);
     virtual TRXistream& operator>>(unsigned long long& value);
     virtual TRXistream& operator>>(wchar_t& value);
-    // A null pointer receives a new string from CORBA_wstring_alloc. Any other array is filled without a
-    // check of its size, so never pass one for data that comes from a peer.
+    // A null pointer receives a new string from CORBA_wstring_alloc. Any other array is filled without a size
+    // check, so never pass one for data from a peer.
     virtual TRXistream& operator>>(wchar_t*& string);
 
     virtual char get();
@@ -158,16 +158,16 @@ public:
     virtual TRXistream& read(unsigned long* array, CORBA_ULong count);
     virtual TRXistream& read(float* array, CORBA_ULong count);
     virtual TRXistream& read(double* array, CORBA_ULong count);
-    // Reads a string into the caller's buffer of `size` octets. In text, a string that does not fit with its
-    // NUL leaves the buffer unchanged and prints a message on the error stream.
+    // Reads a string into the caller's buffer of `size` octets. In the text form, a string that does not fit
+    // with its NUL leaves the buffer unchanged and prints a message on the error stream.
     virtual TRXistream& getCString(char* buffer, CORBA_ULong size);
     virtual TRXistream& read(long long* array, CORBA_ULong count);
     virtual TRXistream& read(unsigned long long* array, CORBA_ULong count);
-    // Whether `count` more octets are left. Ask before allocating memory for a count that was read. Text
-    // cannot tell and answers true.
+    // Whether `count` more octets are left. Call before allocating memory for a count that was read. A text
+    // stream cannot tell and returns true.
     virtual bool has(CORBA_ULong count) const;
 
-    // Which of the two this is: the other one is null.
+    // One of these is non-null, depending on the form of the stream.
     std::istream* stream() const { return _strm; }
     CORBA_MarshalInBuffer* buffer() const { return _buffer; }
 

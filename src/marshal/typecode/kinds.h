@@ -4,18 +4,17 @@
 
 #include <type_traits>
 
-// What is known of each kind of type.
+// Properties of the kinds of types.
 
 namespace harbolance {
 
 constexpr CORBA_ULong kindCount = tk_fixed + 1;
 
-// The name, such as "tk_long"; null for a number that is no kind.
+// The name of the kind, such as "tk_long"; null for a number that is no kind.
 const char* kindName(CORBA_TCKind kind);
 
-// The one dispatch over the basic kinds, whose values have a fixed size: calls
-// `use(std::type_identity<T>())`, where T holds such a value in memory. False, without a call, for every
-// other kind.
+// Dispatches on the basic kinds, whose values have a fixed size: calls `use(std::type_identity<T>())`, where
+// T is the C++ type of such a value. For every other kind it returns false without a call.
 template <class Use>
 constexpr bool forBasicKind(CORBA_TCKind kind, Use use) {
     switch (kind) {
@@ -36,7 +35,7 @@ constexpr bool forBasicKind(CORBA_TCKind kind, Use use) {
     }
 }
 
-// What a value of a basic kind takes in memory, 0 for any other kind.
+// The size in octets of a basic kind's value in memory; 0 for any other kind.
 constexpr CORBA_ULong basicSize(CORBA_TCKind kind) {
     CORBA_ULong size = 0;
     forBasicKind(kind, [&]<class T>(std::type_identity<T>) { size = sizeof(T); });
@@ -48,7 +47,7 @@ constexpr bool isDiscriminator(CORBA_TCKind kind) {
     return basicSize(kind) > 0 && kind != tk_float && kind != tk_double;
 }
 
-// The kinds whose values an Any holds as CDR.
+// The kinds whose values an Any holds as CDR octets.
 constexpr bool isConstructed(CORBA_TCKind kind) {
     return kind == tk_struct || kind == tk_union || kind == tk_sequence || kind == tk_array ||
            kind == tk_except;

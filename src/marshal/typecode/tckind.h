@@ -2,8 +2,8 @@
 
 #include "marshal/types.h"
 
-// The kinds of IDL types. The number is the value on the wire. A peer may send any other number: it counts as
-// the kind of a type without parameters, whose values take no octets.
+// The kinds of IDL types, with their numbers on the wire. A peer may send any other number, which is treated
+// as a kind without parameters, whose values take no octets.
 enum CORBA_TCKind : CORBA_ULong {
     tk_null,
     tk_void,

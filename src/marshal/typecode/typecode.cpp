@@ -25,7 +25,7 @@ constexpr std::array<const char*, kindCount> kindNames = {
 };
 
 bool isBasic(CORBA_TCKind kind) {
-    // The kinds that need nothing but their number. tk_longdouble has no values here.
+    // The kinds without parameters. tk_longdouble has no values in this ORB.
     return kind <= tk_Principal || kind == tk_longlong || kind == tk_ulonglong || kind == tk_wchar;
 }
 
@@ -64,7 +64,7 @@ CORBA_TypeCode::CORBA_TypeCode(CORBA_TCKind kind, const char* id, const char* na
                                std::span<const TRXStructMember> members, ExactBool constant)
     : CORBA_TypeCode(Raw{}, kind, id, name, constant) {
     accept(kind == tk_struct || kind == tk_except);
-    // What raises below leaves a type that the delegated constructor has completed, so its destructor runs.
+    // An exception below leaves a type whose delegated constructor has completed, so its destructor runs.
     _members.reserve(members.size());
     for (const TRXStructMember& member : members)
         addMember(CORBA_string_dup(member.name), hold(member.type));
@@ -79,7 +79,7 @@ CORBA_TypeCode::CORBA_TypeCode(const char* id, const char* name, CORBA_TypeCode*
     _labels->labels.reserve(members.size());
     for (const TRXUnionMember& member : members) {
         accept(member.label && basicSize(AnyAccess::valueKind(*member.label)) > 0);
-        // The rule: a label of kind octet marks the default member.
+        // A label of kind octet marks the default member.
         if (AnyAccess::type(*member.label)->_kind == tk_octet)
             _labels->default_index = static_cast<CORBA_Long>(_members.size());
         addLabel(hold(AnyAccess::type(*member.label)), AnyAccess::basicOctets(*member.label));
@@ -123,7 +123,7 @@ CORBA_TypeCode::CORBA_TypeCode(TRXRecursion recursion, ExactBool constant)
     _offset = recursion.offset;
     _behind_arrays = recursion.behindArrays;
     _length = recursion.bound;
-    // Until the type that it refers to is made around it.
+    // Waits until the type that it refers to is made around it.
     _waits = true;
 }
 
@@ -135,22 +135,22 @@ CORBA_TypeCode::CORBA_TypeCode(TRXFixed fixed, ExactBool constant)
 
 CORBA_TypeCode::CORBA_TypeCode(Raw, CORBA_TCKind kind, const char* id, const char* name, bool constant)
     : CORBA_TypeCode(Raw{}, kind, constant) {
-    // A kind without an id keeps the shared empty text, so that `_id` is never null.
+    // A kind without an id keeps the shared empty text, so `_id` is never null.
     if (id)
         _id = CORBA_string_dup(id);
     _name = CORBA_string_dup(name);
 }
 
-// One more reference to a part of this type.
+// Adds a reference to a part of this type.
 CORBA_TypeCode* CORBA_TypeCode::hold(CORBA_TypeCode* part) {
     accept(part != nullptr);
-    // A recursive sequence deep inside still waits for a type further out.
+    // A recursive sequence inside the part may wait for a type further out.
     _waits = _waits || part->_waits;
-    // A constant type lives to the end of the process, and so do its parts.
+    // The parts of a constant type must live until the process ends, so they are not counted.
     return _constant ? part : _duplicate(part);
 }
 
-// Takes the name over.
+// Takes ownership of `name`.
 void CORBA_TypeCode::addMember(char* name, CORBA_TypeCode* type) { _members.push_back({name, type}); }
 
 CORBA_ULong CORBA_TypeCode::param_count() const {
@@ -180,21 +180,21 @@ CORBA_Any* CORBA_TypeCode::parameter(CORBA_ULong index) const {
     case tk_array:
         if (index == 1)
             return anyOf(_length);
-        // A sequence that waits has the number of levels in the place of its content.
+        // A sequence that is still waiting has the number of levels in place of its content.
         return _content ? anyOf(_content) : anyOf(_offset);
     case tk_fixed: return index == 0 ? anyOf(_fixed.digits) : anyOf(_fixed.scale);
     default: break;
     }
     if (index == 0)
         return anyOf(static_cast<const char*>(_name));
-    // Of an alias the content, of a union the discriminator; the other kinds have no content.
+    // An alias has its content here, a union its discriminator; the other kinds have neither.
     return _content && index == 1 ? anyOf(_content) : memberParameter(index);
 }
 
-// Label, name and type of one member after the other, as far as the kind has them.
+// The parameters of each member: label, name and type, as far as the kind has them.
 CORBA_Any* CORBA_TypeCode::memberParameter(CORBA_ULong index) const {
     const bool hasLabel = _kind == tk_union;
-    // The name comes first among the parameters, of a union the discriminator behind it.
+    // The name is the first parameter, followed in a union by the discriminator.
     const CORBA_ULong each = hasLabel ? 3 : _kind == tk_enum ? 1 : 2;
     const CORBA_ULong from = index - (hasLabel ? 2 : 1);
     const CORBA_ULong field = from % each;
@@ -267,7 +267,7 @@ CORBA_TypeCode* CORBA_TypeCode::content_type() const {
 
 CORBA_UShort CORBA_TypeCode::fixed_digits() const {
     require(_kind == tk_fixed);
-    // One that was read from a stream has no parameters.
+    // A fixed type read from a stream has no parameters.
     within(0, param_count());
     return _fixed.digits;
 }

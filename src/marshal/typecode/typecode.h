@@ -19,7 +19,7 @@ namespace harbolance {
 
 class TypeCodeAccess;
 
-// A `bool` and nothing that C++ would turn into one, such as a text in the wrong place.
+// Accepts only a `bool`, no type that C++ would convert to one, such as a text passed in the wrong place.
 class ExactBool {
 public:
     template <std::same_as<bool> Bool>
@@ -32,7 +32,7 @@ private:
 
 } // namespace harbolance
 
-// What constructors are told of members. Nothing is kept: names and labels are copied.
+// The members as passed to constructors. Names and labels are copied, nothing is kept.
 struct TRXStructMember {
     const char* name;
     CORBA_TypeCode* type;
@@ -45,12 +45,12 @@ struct TRXUnionMember {
 
 enum class TRXStringWidth : bool { narrow, wide };
 
-// A sequence whose elements are of the type that encloses it `offset` levels up: 1 is the struct or union
-// that it is a member of.
+// A sequence whose elements have the type that encloses it `offset` levels up; 1 is the struct or union of
+// which it is a member.
 struct TRXRecursion {
     CORBA_ULong bound;
     CORBA_ULong offset;
-    // Also where an array stands in between, as definitions may have it. By itself an array ends the search.
+    // Also resolved when an array comes between. Otherwise an array ends the search for the enclosing type.
     bool behindArrays = false;
 };
 
@@ -59,31 +59,32 @@ struct TRXFixed {
     CORBA_Short scale;
 };
 
-// The description of an IDL type at run time. Every CORBA_Any carries one, and the dynamic interfaces are
-// driven by them. Construction and the questions to a type are here and in typecode.cpp, the labels of unions
-// in typecode_union.cpp, recursive types and when types die in typecode_family.cpp, comparison in
-// typecode_compare.cpp, the wire forms in typecode_write.cpp and typecode_read.cpp, the readable form in
-// typecode_dump.cpp, the constants in typecode_constants.cpp.
+// The run-time description of an IDL type. Every CORBA_Any contains one, and the dynamic interfaces use them.
+// Construction and queries are here and in typecode.cpp, the labels of unions in typecode_union.cpp,
+// recursive types and lifetime in typecode_family.cpp, comparison in typecode_compare.cpp, the wire forms in
+// typecode_write.cpp and typecode_read.cpp, the readable form in typecode_dump.cpp, the constants in
+// typecode_constants.cpp.
 //
-// A type is counted and begins with one reference, except for two sorts that live until the process ends and
-// cost nothing to duplicate and release: those made `constant`, as generated code does, and those made before
-// the ORB's start-up. The types of a recursive type are one family, and so are those that were read together:
-// a family has one count, of the references from outside, and its types die together.
+// A type is reference-counted and starts with one reference. Two sorts of types live until the process ends
+// instead, and duplicating or releasing them has no effect: those made `constant`, as in generated code, and
+// those made before the ORB's start-up. The types of a recursive type are one family, and so are types that
+// were read together: a family has one count, of the references from outside it, and its types are destroyed
+// together.
 class CORBA_TypeCode {
 public:
-    // An index at or beyond the members.
+    // Raised for a member index out of range.
     class Bounds final : public TRXExceptionOf<Bounds, CORBA_UserException> {
     public:
         static const CORBA_ExceptionDesc& _descriptor();
     };
-    // A question that the kind has no answer to.
+    // Raised by a query that does not apply to the kind.
     class BadKind final : public TRXExceptionOf<BadKind, CORBA_UserException> {
     public:
         static const CORBA_ExceptionDesc& _descriptor();
     };
 
-    // With `constant` the types that are named are not duplicated and have to be constant as well. A kind
-    // that a constructor does not make, and a label of no basic kind, raise CORBA_BAD_PARAM.
+    // With `constant` the types passed in are not duplicated and must be constant too. A kind that the
+    // constructor does not make, and a label that is not of a basic kind, raise CORBA_BAD_PARAM.
     CORBA_TypeCode(CORBA_TCKind basic, harbolance::ExactBool constant);
     // tk_struct and tk_except
     CORBA_TypeCode(CORBA_TCKind kind, const char* id, const char* name,
@@ -99,7 +100,7 @@ public:
                    harbolance::ExactBool constant);
     // A reference to objects of an interface.
     CORBA_TypeCode(const char* id, const char* name, harbolance::ExactBool constant);
-    // A string; bound 0 is no bound.
+    // A string; bound 0 means no bound.
     CORBA_TypeCode(CORBA_ULong bound, TRXStringWidth width, harbolance::ExactBool constant);
     // tk_sequence and tk_array
     CORBA_TypeCode(CORBA_TCKind kind, CORBA_ULong length, CORBA_TypeCode* content,
@@ -111,10 +112,10 @@ public:
     CORBA_TypeCode& operator=(const CORBA_TypeCode&) = delete;
     ~CORBA_TypeCode();
 
-    // Strings that are returned live as long as the TypeCode. TypeCodes and Anys that are returned belong to
-    // the caller. A question that does not fit the kind raises BadKind.
+    // Returned strings live as long as the TypeCode. The caller owns returned TypeCodes and Anys. A query
+    // that does not apply to the kind raises BadKind.
     CORBA_TCKind kind() const { return _kind; }
-    // The parameters: name, then for each member what describes it, or the content and its length.
+    // The parameters: the name, then the description of each member, or the content and its length.
     CORBA_ULong param_count() const;
     CORBA_Any* parameter(CORBA_ULong index) const; // a copy
     const char* id() const;
@@ -126,17 +127,16 @@ public:
     CORBA_TypeCode* discriminator_type() const;
     CORBA_Long default_index() const; // -1 without a default member
     CORBA_ULong length() const;
-    CORBA_TypeCode* content_type() const; // null for a recursive sequence that nothing encloses yet
-    // A fixed type that was read from a stream does not know them and raises Bounds.
+    CORBA_TypeCode* content_type() const; // null for a recursive sequence that no type encloses yet
+    // A fixed type that was read from a stream does not have these, and raises Bounds.
     CORBA_UShort fixed_digits() const;
     CORBA_Short fixed_scale() const;
 
     bool equal(const CORBA_TypeCode* other) const { return compare(this, other) == 0; }
     CORBA_ULong hash() const;
     CORBA_ULong hash(CORBA_ULong maximum) const; // below `maximum`, unless that is 0
-    // A three-way order. Aliases count as what they stand for, ids do not count, and all references to
-    // objects are the same type, as are all exceptions. Types that nest deeper than 1,000 levels raise
-    // CORBA_MARSHAL.
+    // Three-way comparison. Aliases count as their original types, ids are ignored, all object references are
+    // equal, and so are all exceptions. Types nested deeper than 1,000 levels raise CORBA_MARSHAL.
     static int compare(const CORBA_TypeCode* a, const CORBA_TypeCode* b);
     static CORBA_ULong hash_of(const CORBA_TypeCode* type) { return type ? type->hash() : 0; }
 
@@ -165,7 +165,7 @@ private:
     };
     struct Label {
         CORBA_TypeCode* type;
-        uint64_t value; // its octets in memory, from the first on; the others are 0
+        uint64_t value; // its octets in memory, from the first one up; the others are 0
     };
     struct Labels {
         std::vector<Label> labels; // as many as members
@@ -175,7 +175,7 @@ private:
 
     CORBA_TypeCode(Raw, CORBA_TCKind kind, bool constant);
     CORBA_TypeCode(Raw, CORBA_TCKind kind, const char* id, const char* name, bool constant);
-    // One of the constants of the system: alive before and after everything else.
+    // For the constants of the system, which exist before and after all other static objects.
     constexpr CORBA_TypeCode(CORBA_TCKind kind, const char* id, const char* name)
         : _kind(kind), _id(const_cast<char*>(id)), _name(const_cast<char*>(name)), _constant(true) {}
 
@@ -208,7 +208,7 @@ private:
     CORBA_TypeCode* _content = nullptr; // of a sequence, array or alias; the discriminator of a union
     std::vector<Member> _members;
     std::unique_ptr<Labels> _labels; // of a union
-    // A family is a list, and its first type stands for it.
+    // A family is a linked list; `_head` is its first type.
     CORBA_TypeCode* _head = this;
     CORBA_TypeCode* _next = nullptr;
     CORBA_Long _ref_count = 1; // of the family, where this is its first type
@@ -217,7 +217,7 @@ private:
     bool _behind_arrays = false; // likewise
     bool _constant = false;
     bool _counted = false;
-    bool _waits = false;   // a recursive sequence in it may still wait for the type that encloses it
+    bool _waits = false;   // contains a recursive sequence that may wait for its enclosing type
     bool _complete = true; // false while it is being read
     bool _has_fixed = false;
 };
@@ -228,7 +228,7 @@ using CORBA_TypeCode_var = TRXVar<CORBA_TypeCode>;
 void CORBA_release(CORBA_TypeCode* type);
 inline bool CORBA_is_nil(const CORBA_TypeCode* type) { return type == nullptr; }
 
-// The types that need no construction. They can be used by whatever runs before `main`, and after it.
+// These types need no construction, so they can be used before and after `main`.
 extern CORBA_TypeCode* const _tc_null;
 extern CORBA_TypeCode* const _tc_void;
 extern CORBA_TypeCode* const _tc_short;
@@ -251,12 +251,12 @@ extern CORBA_TypeCode* const _tc_wchar;
 extern CORBA_TypeCode* const _tc_wstring;
 extern CORBA_TypeCode* const _tc_NamedValue;
 
-// The wire form: encapsulated with indirections, or flat where the ORB option backDII says so. Null is
-// written as _tc_null. A type that nests deeper than 1,000 levels, and a recursive one that must be written
-// without indirections, raise CORBA_MARSHAL.
+// The wire form: encapsulated, with indirections, or flat if the ORB option backDII is set. Null is written
+// as _tc_null. A type nested deeper than 1,000 levels, and a recursive one that must be written without
+// indirections, raise CORBA_MARSHAL.
 TRXostream& operator<<(TRXostream& stream, CORBA_TypeCode* type);
-// The caller owns the TypeCode; the old pointer is overwritten. It is null when the stream raises, as it does
-// with CORBA_MARSHAL for everything that describes no type and for what nests deeper than 256 levels.
+// The caller owns the TypeCode; the old pointer is overwritten, not released. It is null when the stream
+// raises; octets that describe no type, and nesting deeper than 256 levels, raise CORBA_MARSHAL.
 TRXistream& operator>>(TRXistream& stream, CORBA_TypeCode*& type);
 // The dump on cout, cerr and clog; on any other stream the wire form as text.
 std::ostream& operator<<(std::ostream& stream, CORBA_TypeCode* type);

@@ -6,21 +6,21 @@
 
 namespace harbolance {
 
-// The inside of a CORBA_TypeCode, for the code of this library that walks values by their types and that
-// reads and writes types. What is returned is borrowed, and no kind is checked.
+// Access to the private parts of a CORBA_TypeCode, for the code of this library that processes values by
+// their types and that reads and writes types. Results are borrowed, and no kind is checked.
 class TypeCodeAccess {
 public:
-    // The ORB has started: counting begins, and the constant types learn which of them are recursive. Only
-    // the first call does anything.
+    // Called when the ORB starts: from then on types are counted, and recursive constant types are resolved.
+    // Only the first call has an effect.
     static void startUp() { CORBA_TypeCode::startUp(); }
 
-    // What the type is an alias of, itself if it is none.
+    // The original type of an alias; any other type itself.
     static const CORBA_TypeCode& unaliased(const CORBA_TypeCode& type) { return *type.unaliased(); }
     static CORBA_TCKind valueKind(const CORBA_TypeCode& type) { return type.unaliased()->_kind; }
     static const char* id(const CORBA_TypeCode& type) { return type._id; } // empty for a kind without one
     static const char* name(const CORBA_TypeCode& type) { return type._name; }
     static CORBA_ULong length(const CORBA_TypeCode& type) { return type._length; }
-    // Of a sequence, array or alias; null for a recursive sequence that nothing encloses yet.
+    // The content of a sequence, array or alias; null for a recursive sequence that no type encloses yet.
     static const CORBA_TypeCode* content(const CORBA_TypeCode& type) { return type._content; }
     static CORBA_ULong recursionOffset(const CORBA_TypeCode& type) { return type._offset; }
     static const TRXFixed* fixed(const CORBA_TypeCode& type) {
@@ -35,7 +35,7 @@ public:
         return type._members[i].type;
     }
 
-    // Of a union. A value of a basic kind is told by its octets in memory, from the first one on.
+    // For unions. A value of a basic kind is given by its octets in memory, from the first one up.
     static const CORBA_TypeCode& discriminator(const CORBA_TypeCode& type) { return *type._content; }
     static CORBA_Long defaultIndex(const CORBA_TypeCode& type) { return type._labels->default_index; }
     static CORBA_TypeCode* labelType(const CORBA_TypeCode& type, CORBA_ULong i) {
@@ -48,12 +48,12 @@ public:
         std::memcpy(&octets, &value, sizeof value);
         return octets;
     }
-    // The type of the member that a discriminator selects. No such member raises CORBA_BAD_PARAM.
+    // The type of the member that a discriminator selects. Raises CORBA_BAD_PARAM when it selects none.
     static const CORBA_TypeCode* memberFor(const CORBA_TypeCode& type, uint64_t discriminator) {
         return type.memberFor(discriminator);
     }
 
-    // One of the constants of the system. The compiler initialises it and nothing destroys it.
+    // A constant of the system, initialised at compile time and never destroyed.
     union Constant {
         constexpr explicit Constant(CORBA_TCKind kind, const char* id = "", const char* name = nullptr)
             : type(kind, id, name) {}
@@ -62,9 +62,9 @@ public:
         CORBA_TypeCode type;
     };
 
-    // --- For the reader, which makes types piece by piece ----------------------------------------------
+    // --- For the reader, which makes types in steps -------------------------------------------------------
 
-    // Of any kind, in the family of `head`; without one the type is the head of a family of its own.
+    // A type of any kind in the family of `head`; without `head` the first type of a new family.
     static CORBA_TypeCode* make(CORBA_ULong kind, CORBA_TypeCode* head);
     static bool areOneFamily(const CORBA_TypeCode& a, const CORBA_TypeCode& b) { return a._head == b._head; }
     static void identify(CORBA_TypeCode& type, CORBA_String_var id, CORBA_String_var name);
@@ -84,7 +84,7 @@ public:
     static void complete(CORBA_TypeCode& type);
 
 private:
-    // Only a reference to a type of another family is counted.
+    // A reference is counted only when it is to a type of another family.
     static CORBA_TypeCode* part(const CORBA_TypeCode& type, CORBA_TypeCode* part) {
         return part && areOneFamily(type, *part) ? part : CORBA_TypeCode::_duplicate(part);
     }

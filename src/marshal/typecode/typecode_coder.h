@@ -2,20 +2,19 @@
 
 #include "marshal/typecode/typecode.h"
 
-// What the two directions of the TypeCode's wire form share.
+// Shared by the reading and the writing of TypeCodes.
 
 namespace harbolance {
 
-// In the place of a kind: an offset follows, to a TypeCode that has been there before.
+// In place of a kind: the offset of an earlier TypeCode follows.
 constexpr CORBA_ULong indirection = 0xFFFFFFFF;
 
-// The kinds whose fields stand in an encapsulation of their own.
+// The kinds whose parameters are in an encapsulation of their own.
 constexpr bool isEncapsulated(CORBA_TCKind kind) {
     return (kind >= tk_objref && kind <= tk_enum) || (kind >= tk_sequence && kind <= tk_except);
 }
 
-// One level of TypeCodes inside a TypeCode, as a stream counts them. What the stream remembers of them holds
-// for one outermost TypeCode.
+// Counts one level of nested TypeCodes on a stream. Stored TypeCodes are forgotten after the outermost one.
 template <class Stream>
 class StreamDepth {
 public:
@@ -32,11 +31,11 @@ private:
     Stream& _stream;
 };
 
-// From now on TypeCodes can point back at this one. The stream holds a reference until it forgets it. An
-// input stream is told the position as well.
+// Stores the TypeCode, so that later indirections can refer to it. The stream holds a reference until it
+// forgets it. For an input stream the position is passed too.
 template <class Stream, class... Position>
 void rememberTypeCode(Stream& stream, CORBA_TypeCode* type, Position... position) {
-    // The stream releases what it holds, but knows nothing of TypeCodes: it is told how.
+    // The stream does not know how to release TypeCodes, so it is given the function.
     if (!stream.cleanup())
         stream.cleanup(CORBA_release);
     stream.store_typecode(position..., type);

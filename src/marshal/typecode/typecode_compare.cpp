@@ -8,7 +8,7 @@ using namespace harbolance;
 
 namespace {
 
-// The order of two numbers is that of their octets in memory.
+// Numbers are ordered by their octets in memory.
 template <class T>
 int compareNumbers(T a, T b) {
     const int order = std::memcmp(&a, &b, sizeof a);
@@ -17,13 +17,13 @@ int compareNumbers(T a, T b) {
 
 bool isEqualByKind(CORBA_TCKind kind) { return kind == tk_objref || kind == tk_except; }
 
-// Whether types of the kind are made of types, so that a walk can come back to them.
+// Whether types of the kind consist of other types, so that a traversal can come back to them.
 bool hasParts(CORBA_TCKind kind) { return isConstructed(kind) || kind == tk_enum; }
 
 } // namespace
 
 int CORBA_TypeCode::compare(const CORBA_TypeCode* a, const CORBA_TypeCode* b) {
-    // The common case first: most types that are compared are one object.
+    // Fast path: most compared types are the same object.
     return a == b ? 0 : TypeComparison().compare(a, b);
 }
 
@@ -31,7 +31,7 @@ int TypeComparison::compare(const CORBA_TypeCode* a, const CORBA_TypeCode* b) {
     const size_t joined = _joined.size();
     const uint64_t steps = _steps;
     const int order = walk(a, b);
-    // Assumptions about equal pairs that led to a difference are worth nothing.
+    // A difference was found, so the pairs assumed to be equal on the way must be separated again.
     if (order != 0) {
         separate(joined);
         _wasted += _steps - steps;
@@ -45,27 +45,27 @@ int TypeComparison::walk(const CORBA_TypeCode* a, const CORBA_TypeCode* b) {
         return 0;
     if (!a || !b)
         return a ? 1 : -1;
-    // An alias is the type that it stands for.
+    // Aliases are replaced by their original types.
     a = &TypeCodeAccess::unaliased(*a);
     b = &TypeCodeAccess::unaliased(*b);
     if (a->kind() != b->kind())
         return static_cast<int>(a->kind() - b->kind());
-    const bool mayDiffer = a->kind() == tk_fixed || // which may come without its digits
+    const bool mayDiffer = a->kind() == tk_fixed || // a fixed type may have no parameters
                            TypeCodeAccess::memberCount(*a) != TypeCodeAccess::memberCount(*b);
-    // Counted only where the kind leaves it open.
+    // The parameters are counted only if the kind does not determine their number.
     if (mayDiffer && a->param_count() != b->param_count())
         return static_cast<int>(a->param_count() - b->param_count());
-    // Behind the aliases both may be one object.
+    // Without aliases both may be one object.
     if (a == b || (!_asWritten && isEqualByKind(a->kind())))
         return 0;
-    // Of one class already: this pair has been met, or follows from pairs that have. The walk ends here.
+    // Already in one class: this pair is being compared or follows from other pairs. The traversal ends here.
     if (hasParts(a->kind()) && !unite(*a, *b))
         return 0;
     const OwnNesting nesting;
     return walkParts(*a, *b);
 }
 
-// In the order of the parameters. The first difference decides.
+// Compares in the order of the parameters; the first difference decides.
 int TypeComparison::walkParts(const CORBA_TypeCode& a, const CORBA_TypeCode& b) {
     using Access = TypeCodeAccess;
     switch (a.kind()) {
@@ -123,19 +123,18 @@ int TypeComparison::walkLabel(const CORBA_TypeCode& a, const CORBA_TypeCode& b, 
     return compareNumbers(Access::label(a, index), Access::label(b, index));
 }
 
-// False when the two are of one class already.
+// Joins the classes of the two types; false when they are already in one class.
 bool TypeComparison::unite(const CORBA_TypeCode& a, const CORBA_TypeCode& b) {
     if (!_classes) {
         _classes.emplace(4);
         _joined.reserve(8);
     }
-    _classes->insert({&a, &a, 1}); // before the other, or the table might grow and move it
+    _classes->insert({&a, &a, 1}); // inserted first, because inserting the other may move it
     Class* large = &classOf(b);
     Class* small = &classOf(a);
     if (large == small)
         return false;
-    // The smaller joins the larger, so that a path to the representative has as many steps as the size has
-    // bits.
+    // The smaller class joins the larger, so the path to the representative is logarithmic in the size.
     if (large->size < small->size)
         std::swap(large, small);
     large->size += small->size;
@@ -146,15 +145,15 @@ bool TypeComparison::unite(const CORBA_TypeCode& a, const CORBA_TypeCode& b) {
 
 TypeComparison::Class& TypeComparison::classOf(const CORBA_TypeCode& type) {
     Class* found = _classes->insert({&type, &type, 1}).entry;
-    // Paths are not shortened: `separate` has to find them as they were.
+    // Paths are not compressed, because `separate` needs the original structure.
     while (found->parent != found->type)
         found = _classes->find(found->parent);
     return *found;
 }
 
-// Undoes what was joined behind the first `joined` of them.
+// Undoes all joins after the first `joined`.
 void TypeComparison::separate(size_t joined) {
-    // The last one first, so that sizes go back step by step.
+    // In reverse order, so that the sizes are restored step by step.
     for (; _joined.size() > joined; _joined.pop_back()) {
         Class* small = _classes->find(_joined.back());
         _classes->find(small->parent)->size -= small->size;

@@ -8,23 +8,24 @@
 
 namespace harbolance {
 
-// Compares types by walking over both at once. A pair that has been met is assumed to be equal from then on,
-// which ends the walk over recursive types. The assumptions form classes of equal types, and each new pair
-// joins two classes, so the walk is linear however often a type is used. A comparison that finds a difference
-// drops its assumptions; those of others are proven and serve further comparisons.
+// Compares types by traversing both in parallel. Each visited pair is assumed to be equal from then on, which
+// ends the traversal of recursive types. The assumptions are classes of equal types (union-find), and each
+// new pair joins two classes, so the time is linear however often a type occurs. A comparison that finds a
+// difference undoes its assumptions; those of an equal result are proven and are kept for further
+// comparisons.
 class TypeComparison {
 public:
-    // `asWritten` looks into object references and exceptions, all of which are equal otherwise.
+    // With `asWritten` object references and exceptions are compared in detail; otherwise they are all equal.
     explicit TypeComparison(bool asWritten = false) : _asWritten(asWritten) {}
 
     int compare(const CORBA_TypeCode* a, const CORBA_TypeCode* b);
-    // How many pairs were met by comparisons that found a difference.
+    // The number of pairs visited by comparisons that found a difference.
     uint64_t wasted() const { return _wasted; }
 
 private:
     struct Class {
         const CORBA_TypeCode* type = nullptr;
-        const CORBA_TypeCode* parent = nullptr; // the type itself, if it represents the class
+        const CORBA_TypeCode* parent = nullptr; // the type itself, if it is the class's representative
         uint32_t size = 1;
     };
     struct ClassTraits : GrowAtNineTenths {
@@ -49,7 +50,7 @@ private:
     uint64_t _steps = 0;
     uint64_t _wasted = 0;
     std::optional<HashTable<ClassTraits>> _classes; // most comparisons need none
-    std::vector<const CORBA_TypeCode*> _joined;     // types that no longer represent a class, in order
+    std::vector<const CORBA_TypeCode*> _joined;     // types that are no longer representatives, in order
 };
 
 } // namespace harbolance

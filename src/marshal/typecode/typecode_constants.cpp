@@ -1,6 +1,6 @@
 #include "marshal/typecode/typecode_access.h"
 
-// They are there for whatever runs before and after `main`.
+// Constants that can be used before and after `main`.
 
 using Constant = harbolance::TypeCodeAccess::Constant;
 

@@ -18,16 +18,16 @@ bool hasPassed(const TRXostream& stream, const CORBA_TypeCode* type) {
     }
 }
 
-// One that comes again ends in its id, or the dump of a recursive type would never end.
+// When such a type occurs again only its id is printed, since the dump of a recursive type would never end.
 bool endsInId(CORBA_TCKind kind) { return kind == tk_struct || kind == tk_union; }
 
-// Other types are dumped wherever they are used, which a peer can make grow by the power. So the parameters
-// of one dump are counted.
+// Other types are printed at each occurrence, which a peer can make grow exponentially. So the parameters of
+// one dump are counted and limited.
 class ParameterCount {
 public:
     ParameterCount(const TRXostream& stream, CORBA_ULong parameters) {
         constexpr uint64_t most = 1u << 18;
-        // The outermost type of a dump begins the count again.
+        // The count starts again with each outermost type.
         if (stream.depth() == 0)
             _dumped = 0;
         _dumped += parameters;
@@ -46,7 +46,7 @@ void CORBA_TypeCode::dump(TRXostream& stream, CORBA_TypeCode* type) {
         stream.write_raw("(nil)", 5);
         return;
     }
-    // Asked before the type is remembered below.
+    // Tested before the type is stored below.
     const bool again = endsInId(type->_kind) && hasPassed(stream, type);
     if (*type->_id != '\0')
         printLine(stream, {"Repository id: ", type->_id});
@@ -56,14 +56,14 @@ void CORBA_TypeCode::dump(TRXostream& stream, CORBA_TypeCode* type) {
     const ParameterCount bounded(stream, count);
     const OwnNesting nesting;
     const StreamDepth depth(stream);
-    // Remembered before its parameters are printed, which may lead back to it.
+    // Stored before its parameters are printed, which may lead back to it.
     if (endsInId(type->_kind))
         rememberTypeCode(stream, type);
     const char* name = kindName(type->_kind);
     if (name)
         printLine(stream, {"CORBA::TCKind:", name});
     else
-        // A number that is no kind has no name, and the line does not end.
+        // A number that is no kind has no name, and its line has no end.
         stream.write_raw("CORBA::TCKind:", 14);
     for (CORBA_ULong i = 0; i < count; ++i) {
         stream.write_raw("Parameter Number: ", 18);

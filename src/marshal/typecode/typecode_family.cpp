@@ -8,14 +8,14 @@
 
 using namespace harbolance;
 
-// Lifetime of types. A recursive type is a cycle: a sequence in it refers to the type that it is a part of.
-// If the types of a cycle counted their references to each other, none would ever be freed. So they form a
-// family with one count, of the references from outside; references inside a family are not counted.
+// Lifetime of types. A recursive type is a cycle: a sequence in it refers to the enclosing type. If the types
+// of a cycle counted their references to each other, none would ever be freed. So they form a family with one
+// count, of the references from outside; references inside the family are not counted.
 
 namespace {
 
 constinit bool orbStarted = false;
-// The constant types that wait for the start of the ORB.
+// Constant types to be resolved at the start of the ORB.
 constinit TRXList<CORBA_TypeCode*>* pending = nullptr;
 
 } // namespace
@@ -23,14 +23,13 @@ constinit TRXList<CORBA_TypeCode*>* pending = nullptr;
 CORBA_TypeCode::CORBA_TypeCode(Raw, CORBA_TCKind kind, bool constant)
     : _kind(kind), _id(TRXNullString), _name(nullptr), _constant(constant),
       _counted(!constant && orbStarted) {
-    // `_counted` stays false before the start-up: what static objects make then lives to the end of the
-    // process.
+    // `_counted` is false before the start-up: types made by static objects live until the process ends.
     if (kind == tk_union)
         _labels = std::make_unique<Labels>();
 }
 
 CORBA_TypeCode::~CORBA_TypeCode() {
-    // Still waiting: the start-up must not find a type that is gone.
+    // Removed from the pending list, so that the start-up does not use a destroyed type.
     if (_constant && pending)
         pending->remove(this);
     releaseParts();
@@ -43,10 +42,10 @@ CORBA_TypeCode::~CORBA_TypeCode() {
 void CORBA_TypeCode::startUp() {
     if (orbStarted)
         return;
-    // First: what is resolved below must not wait again.
+    // Set first, so that types resolved below are not made pending again.
     orbStarted = true;
     const std::unique_ptr<TRXList<CORBA_TypeCode*>> waiting(std::exchange(pending, nullptr));
-    // The rule: the last one first.
+    // The protocol demands reverse order.
     for (uint32_t i = waiting ? waiting->count() : 0; i > 0; --i)
         waiting->at(i - 1)->resolve();
 }
@@ -66,7 +65,7 @@ void CORBA_TypeCode::forEachPart(Visit visit) const {
 }
 
 // Makes the new type `target` the content of the recursive sequences in it that wait for it, and moves all
-// types that are now on a cycle with it into its family.
+// types that then form a cycle with it into its family.
 class CORBA_TypeCode::Resolution {
 public:
     explicit Resolution(CORBA_TypeCode& target) : _target(target) {}
@@ -90,15 +89,15 @@ private:
 
     CORBA_TypeCode& _target;
     std::set<std::pair<const CORBA_TypeCode*, CORBA_ULong>> _visited;
-    std::vector<CORBA_TypeCode*> _candidates; // for the family; each behind its parts
+    std::vector<CORBA_TypeCode*> _candidates; // for the family; each after its parts
     CORBA_Long _joined = 0;
 };
 
-// Only what lies `byRule` is resolved: members of structs and unions, which are one level each, and sequences
-// in sequences; further recursive sequences that ask for it. The rest is visited because it may lead to the
-// target all the same.
+// Only sequences reached `byRule` are resolved: through members of structs and unions, each one level, and
+// sequences in sequences; also recursive sequences that ask for it. Other types are visited too, because they
+// may lead to the target.
 void CORBA_TypeCode::Resolution::visit(CORBA_TypeCode& type, CORBA_ULong depth, bool byRule) {
-    // Nothing waits below such a type. Visits off the rule do not depend on the depth, so one is enough.
+    // No sequence waits below such a type. Visits not `byRule` do not depend on the depth, so one is enough.
     if (!type._waits || !_visited.insert({&type, byRule ? depth : UINT32_MAX}).second)
         return;
     const OwnNesting nesting;
@@ -115,7 +114,7 @@ void CORBA_TypeCode::Resolution::close(CORBA_TypeCode& sequence) {
 }
 
 void CORBA_TypeCode::Resolution::visitParts(CORBA_TypeCode& type, CORBA_ULong depth, bool byRule) {
-    // The target counts as a level also when it is an exception.
+    // The target counts as a level even if it is an exception.
     const bool isRecord = type._kind == tk_struct || type._kind == tk_union || &type == &_target;
     const bool isNested = type._kind == tk_sequence && type._content->_kind == tk_sequence;
     bool waits = false;
@@ -128,7 +127,7 @@ void CORBA_TypeCode::Resolution::visitParts(CORBA_TypeCode& type, CORBA_ULong de
 
 void CORBA_TypeCode::Resolution::joinFamily() {
     bool changed = true;
-    // A type joins when one of its parts has; a type whose parts come later in the list takes another round.
+    // A type joins when one of its parts has joined; a type listed before its parts needs another pass.
     while (std::exchange(changed, false)) {
         for (CORBA_TypeCode* type : _candidates) {
             if (type->_counted && !isInside(*type) && leadsInside(*type)) {
@@ -137,7 +136,7 @@ void CORBA_TypeCode::Resolution::joinFamily() {
             }
         }
     }
-    // On one cycle all wait for what one of them waits for.
+    // In a cycle all types wait if one of them does.
     for (CORBA_TypeCode* type = &_target; type; type = type->_next)
         type->_waits = _target._waits;
 }
@@ -148,11 +147,11 @@ bool CORBA_TypeCode::Resolution::leadsInside(const CORBA_TypeCode& type) const {
     return leads;
 }
 
-// Moves the whole family of the type. Until `discountInside` the counts of its types, which are not used any
-// longer, hold the number of the family that they came with.
+// Moves the whole family of the type. Until `discountInside`, the now unused counts of its types store the
+// number of the family that they came from.
 void CORBA_TypeCode::Resolution::join(CORBA_TypeCode& type) {
     CORBA_TypeCode* const first = type._head;
-    // The references from outside to either family are now those to the one.
+    // The references from outside to both families now count for the joined one.
     _target._ref_count += first->_ref_count;
     ++_joined;
     CORBA_TypeCode* last = nullptr;
@@ -164,18 +163,18 @@ void CORBA_TypeCode::Resolution::join(CORBA_TypeCode& type) {
     last->_next = std::exchange(_target._next, first);
 }
 
-// References between types that came with different families have been counted, and are inside now.
+// References between types from different families were counted but are now internal, so they are subtracted.
 void CORBA_TypeCode::Resolution::discountInside() {
     for (CORBA_TypeCode* type = _joined > 0 ? &_target : nullptr; type; type = type->_next) {
         type->forEachPart([&](const CORBA_TypeCode& part) {
-            // Within one former family such a reference was never counted.
+            // Inside one former family references were never counted.
             if (isInside(part) && origin(*type) != origin(part))
                 --_target._ref_count;
         });
     }
 }
 
-// A constant type waits for the ORB's start-up: until then its parts may not be constructed.
+// A constant type is resolved at the ORB's start-up, because its parts may not be constructed earlier.
 void CORBA_TypeCode::resolve() {
     if (_constant && !orbStarted) {
         if (!pending)
@@ -187,7 +186,7 @@ void CORBA_TypeCode::resolve() {
 }
 
 void CORBA_release(CORBA_TypeCode* type) {
-    // Types that are not counted live to the end of the process.
+    // Types that are not counted live until the process ends.
     if (type && type->_counted && --type->_head->_ref_count < 1)
         CORBA_TypeCode::destroyFamily(type->_head);
 }
@@ -201,27 +200,27 @@ void CORBA_TypeCode::releaseParts() {
                 CORBA_release(&part);
         });
     }
-    // Taken out, so that the destructor does not release them a second time.
+    // Cleared, so that the destructor does not release them again.
     _content = nullptr;
     _labels.reset();
     for (Member& member : _members)
         member.type = nullptr;
 }
 
-// Iterative, since a chain of types, each the content of the next, can be longer than the stack is deep. The
-// families that wait for destruction are linked by the `_head` of their first types, which is not used any
-// longer.
+// Iterative, because a chain of types, each the content of the next, may be too long for recursion. The
+// families waiting for destruction are linked by the `_head` of their first types, which is no longer needed.
 void CORBA_TypeCode::destroyFamily(CORBA_TypeCode* head) {
     static constinit CORBA_TypeCode* doomed = nullptr;
     static constinit bool destroying = false;
     head->_head = std::exchange(doomed, head);
-    // A family whose last reference was in the one being destroyed: the loop further out takes it.
+    // Called for a family whose last reference was in the one being destroyed; the outer loop destroys it.
     if (destroying)
         return;
     destroying = true;
     while (CORBA_TypeCode* family = doomed) {
         doomed = std::exchange(family->_head, family);
-        // All references first: `releaseParts` compares heads, for which all types have to be there.
+        // First all references are released: `releaseParts` compares heads, for which all types must still
+        // exist.
         for (CORBA_TypeCode* type = family; type; type = type->_next)
             type->releaseParts();
         while (family)

@@ -14,7 +14,7 @@ using Access = TypeCodeAccess;
 
 CORBA_TypeCode* Access::make(CORBA_ULong kind, CORBA_TypeCode* head) {
     auto* type = new CORBA_TypeCode(CORBA_TypeCode::Raw{}, static_cast<CORBA_TCKind>(kind), false);
-    // Until its fields have been read an indirection may reach it, but must not make it endless.
+    // Until its parameters are read an indirection may refer to the type, but must not make it infinite.
     type->_complete = false;
     if (head) {
         type->_head = head;
@@ -29,7 +29,7 @@ void Access::identify(CORBA_TypeCode& type, CORBA_String_var id, CORBA_String_va
     type._name = name._retn();
 }
 
-// Of what a peer announces no more is taken ahead than what most types have.
+// Reserves no more than most types need, whatever number a peer claims.
 void Access::reserveMembers(CORBA_TypeCode& type, CORBA_ULong count) {
     constexpr CORBA_ULong usual = 16;
     type._members.reserve(std::min(count, usual));
@@ -38,7 +38,7 @@ void Access::reserveMembers(CORBA_TypeCode& type, CORBA_ULong count) {
 void Access::setDefaultIndex(CORBA_TypeCode& type, CORBA_Long index) { type._labels->default_index = index; }
 
 void Access::complete(CORBA_TypeCode& type) {
-    // The types of a peer may be many and live long.
+    // A peer may send many types, and they may live long.
     type._members.shrink_to_fit();
     if (type._labels) {
         type._labels->labels.shrink_to_fit();
@@ -49,9 +49,9 @@ void Access::complete(CORBA_TypeCode& type) {
 
 namespace {
 
-// Makes a TypeCode of what a peer sent. What follows the kind is the same in both modes; how a TypeCode
-// inside a TypeCode is read is not. All types that are made are one family, which holds together whatever
-// happens before the outermost is complete.
+// Makes a TypeCode from a peer's octets. The parameters after the kind are the same in both modes; nested
+// TypeCodes are read differently. All types made are one family, which keeps them alive until the outermost
+// is complete.
 class Reader {
 public:
     Reader() = default;
@@ -62,13 +62,13 @@ public:
     // The caller owns the result.
     CORBA_TypeCode* readOutermost(TRXistream& stream) {
         CORBA_TypeCode* type = read(stream, 0);
-        // The first type of the family already has the reference for the caller; another one is a constant.
+        // The first type of the family already has the caller's reference; any other result is a constant.
         return type == _family.in() ? _family._retn() : CORBA_TypeCode::_duplicate(type);
     }
 
 protected:
-    // `base` is the position of the stream's first octet in the outermost stream. The type that is returned
-    // is one of the family, a constant, or one that the stream remembers.
+    // `base` is the position of the stream's first octet in the outermost stream. The result is a type of the
+    // family, a constant, or a type that the stream has stored.
     virtual CORBA_TypeCode* read(TRXistream& stream, int64_t base) = 0;
 
     CORBA_TypeCode* begin(CORBA_ULong kind) {
@@ -93,17 +93,17 @@ private:
     void readUnion(CORBA_TypeCode& type, TRXistream& stream, int64_t base);
 
     CORBA_TypeCode_var _family;         // the first type that was made
-    std::vector<CORBA_TypeCode*> _open; // the types around the one that is being read
+    std::vector<CORBA_TypeCode*> _open; // the types that enclose the one being read
 };
 
 bool isRecord(CORBA_TCKind kind) { return kind == tk_struct || kind == tk_union || kind == tk_except; }
 
-// What an indirection to `found` gives. A type with members can be a part of itself through a sequence, whose
-// values may be empty. Anything else would be a type without end.
+// The result of an indirection to `found`. A type with members may contain itself through a sequence, which
+// can be empty. Any other cycle would be an infinite type.
 CORBA_TypeCode* Reader::refer(CORBA_TypeCode* found) const {
     if (Access::isComplete(*found))
         return found;
-    // What lies on the way from the target to here makes up the cycle.
+    // The types between the target and this place form the cycle.
     const auto from = std::find(_open.begin(), _open.end(), found);
     const auto passes = [&](auto accepts) {
         return std::any_of(from, _open.end(), [&](auto* type) { return accepts(type->kind()); });
@@ -140,7 +140,7 @@ void Reader::readFields(CORBA_TypeCode& type, TRXistream& stream, int64_t base) 
     }
 }
 
-// An empty text, of which a peer may send any number, takes no memory.
+// An empty text uses no memory, because a peer may send any number of them.
 CORBA_String_var readText(TRXistream& stream) {
     CORBA_String_var text;
     stream >> text;
@@ -152,12 +152,12 @@ void Reader::readIdentity(CORBA_TypeCode& type, TRXistream& stream) {
     Access::identify(type, std::move(id), readText(stream));
 }
 
-// Text cannot say how much of it is left; a type written by hand has fewer members than this.
+// The text form does not know how much is left; types written by hand have fewer members than this limit.
 CORBA_ULong readCount(TRXistream& stream, CORBA_ULong octetsEach) {
     constexpr CORBA_ULong maxFromText = 1u << 16;
     CORBA_ULong count = 0;
     stream >> count;
-    // Refused before memory is taken for a count that the octets left cannot hold.
+    // Refused before memory is allocated for a count that the octets left cannot contain.
     const uint64_t octets = uint64_t{count} * octetsEach;
     const bool fits = stream.stream() ? count <= maxFromText
                                       : octets <= UINT32_MAX && stream.has(static_cast<CORBA_ULong>(octets));
@@ -198,20 +198,20 @@ void Reader::readUnion(CORBA_TypeCode& type, TRXistream& stream, int64_t base) {
     readIdentity(type, stream);
     CORBA_TypeCode* discriminator = read(stream, base);
     const CORBA_TCKind kind = Access::valueKind(*discriminator);
-    // An incomplete type, reached by an indirection, fails here as well: it is none of these kinds.
+    // An incomplete type, reached by an indirection, is also refused here, because it is none of these kinds.
     if (!isDiscriminator(kind))
         throw CORBA_MARSHAL();
     Access::setContent(type, discriminator);
     CORBA_Long defaultIndex = -1;
     stream >> defaultIndex;
     const CORBA_ULong count = readCount(stream, 9); // a label of one octet, an empty name and a kind
-    // It is used as an index later.
+    // Checked, because it is used as an index later.
     if (defaultIndex < -1 || defaultIndex >= static_cast<int64_t>(count))
         throw CORBA_MARSHAL();
     Access::setDefaultIndex(type, defaultIndex);
     Access::reserveMembers(type, count);
     for (CORBA_ULong i = 0; i < count; ++i) {
-        // The rule: the label of the default is one octet, all others are values of the discriminator.
+        // The label of the default is one octet, all others are values of the discriminator.
         const bool isDefault = static_cast<int64_t>(i) == defaultIndex;
         const uint64_t label = readLabel(stream, isDefault ? tk_octet : kind);
         CORBA_String_var name = readText(stream);
@@ -220,7 +220,7 @@ void Reader::readUnion(CORBA_TypeCode& type, TRXistream& stream, int64_t base) {
     }
 }
 
-// The constant for a type without parameters, null for any other.
+// The constant for a type without parameters; null for any other kind.
 CORBA_TypeCode* constantOf(CORBA_ULong kind) {
     static const auto constants = [] {
         std::array<CORBA_TypeCode*, kindCount> byKind{};
@@ -230,7 +230,7 @@ CORBA_TypeCode* constantOf(CORBA_ULong kind) {
             byKind[type->kind()] = type;
         return byKind;
     }();
-    // A peer may send any number for the kind.
+    // A peer may send any number as kind.
     return kind < kindCount ? constants[kind] : nullptr;
 }
 
@@ -247,7 +247,7 @@ private:
         CORBA_TypeCode* type;
     };
     std::vector<TypeAt> _read;      // in the order of their positions
-    size_t _aliasOctets = 1u << 16; // that indirections may still stand for
+    size_t _aliasOctets = 1u << 16; // that indirections may still stand for; limits payForAliases
 };
 
 CORBA_TypeCode* EncapsulationReader::read(TRXistream& stream, int64_t base) {
@@ -256,16 +256,17 @@ CORBA_TypeCode* EncapsulationReader::read(TRXistream& stream, int64_t base) {
     stream >> kind;
     if (kind == indirection)
         return readIndirection(stream, base);
-    // Text has no positions. The contents of an encapsulation count as they would in octets.
+    // Text has no positions. The contents of an encapsulation have the positions that they would have in
+    // octets.
     const int64_t behind = base + (stream.stream() ? 4 : stream.position());
     if (CORBA_TypeCode* constant = constantOf(kind)) {
-        // An outermost constant needs no place: nothing follows that could point back at it.
+        // An outermost constant is not stored, because nothing follows that could refer to it.
         if (isInside())
             remember(behind - 4, constant);
         return constant;
     }
     CORBA_TypeCode* type = begin(kind);
-    // Before the fields are read, which may point back at it.
+    // Stored before the parameters are read, which may refer to it.
     remember(behind - 4, type);
     if (isEncapsulated(type->kind()))
         readEncapsulation(*type, stream, behind + 4);
@@ -275,22 +276,22 @@ CORBA_TypeCode* EncapsulationReader::read(TRXistream& stream, int64_t base) {
     return type;
 }
 
-// The writer may have counted from in front of the padding, so a target that is not aligned is moved up.
+// The writer may have counted from before the padding, so an unaligned target is rounded up.
 CORBA_TypeCode* EncapsulationReader::readIndirection(TRXistream& stream, int64_t base) {
     CORBA_Long offset = 0;
     stream >> offset;
     const int64_t target = (stream.position() + base + offset - 4 + 3) & ~int64_t{3};
     const auto found = std::ranges::lower_bound(_read, target, {}, &TypeAt::position);
-    // A target has to be the start of a type: an offset into the middle of one would read another type.
+    // The target must be the start of a type; any other offset would be read as another type.
     if (found == _read.end() || found->position != target)
         throw CORBA_MARSHAL();
     payForAliases(*found->type);
     return refer(found->type);
 }
 
-// An alias is no target when it is written again, so it is written out wherever it stands. One with a long
-// name, or a long chain of them, that many places point back at would come to far more octets than it was
-// read from.
+// When it is written again, an alias is not a target of indirections but is written at each place. An alias
+// with a long name, or a long chain of aliases, that many places refer to would then take far more octets
+// than it was read from.
 void EncapsulationReader::payForAliases(const CORBA_TypeCode& found) {
     constexpr size_t ordinary = 256;
     constexpr size_t withoutTexts = 32;
@@ -307,7 +308,7 @@ void EncapsulationReader::payForAliases(const CORBA_TypeCode& found) {
 }
 
 void EncapsulationReader::remember(int64_t position, CORBA_TypeCode* type) {
-    // Positions grow as the stream is read, which keeps the list ordered for the search.
+    // Positions grow as the stream is read, so the list stays ordered for the search.
     if (!_read.empty() && _read.back().position >= position)
         throw CORBA_BAD_PARAM();
     _read.push_back({position, type});
@@ -318,7 +319,7 @@ void EncapsulationReader::readEncapsulation(CORBA_TypeCode& type, TRXistream& st
     const unsigned char* octets = nullptr;
     CORBA_ULong length = 0;
     if (CORBA_MarshalInBuffer* buffer = stream.buffer()) {
-        // Not copied: the octets are inside the message, which outlives this read.
+        // Not copied: the octets are in the message, which outlives this call.
         octets = buffer->octets_in_place(length);
     } else {
         stream >> copy;
@@ -339,7 +340,7 @@ private:
     CORBA_TypeCode* readIndirection(TRXistream& stream);
 };
 
-// A type is remembered before its parts are read, so that they can point back at it.
+// A type is stored before its parts are read, so that they can refer to it.
 CORBA_TypeCode* FlatReader::read(TRXistream& stream, int64_t base) {
     const ReadNesting nesting;
     const CORBA_Long position = stream.position();
@@ -348,7 +349,7 @@ CORBA_TypeCode* FlatReader::read(TRXistream& stream, int64_t base) {
     if (kind == indirection)
         return readIndirection(stream);
     const StreamDepth depth(stream);
-    // Not a constant, also for a simple kind: the stream's table takes an object once only.
+    // Not a constant, even for a basic kind: the stream's table accepts an object only once.
     CORBA_TypeCode* type = begin(kind);
     rememberTypeCode(stream, type, position);
     readFields(*type, stream, base);
@@ -361,7 +362,7 @@ CORBA_TypeCode* FlatReader::readIndirection(TRXistream& stream) {
     CORBA_Long offset = 0;
     stream >> offset;
     const int64_t target = int64_t{position} + 4 + offset;
-    // Back only: nothing that lies ahead has been read.
+    // Only backward references are valid: what follows has not been read yet.
     if (target < 0 || target >= position)
         throw CORBA_MARSHAL();
     CORBA_TypeCode* found = nullptr;

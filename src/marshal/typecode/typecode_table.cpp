@@ -5,7 +5,7 @@
 using namespace harbolance;
 
 void StreamTypeCodes::store(CORBA_Long position, CORBA_TypeCode* object) {
-    // Both are tested before either is entered: the two tables hold the same pairs.
+    // Both are tested before either is changed, since the two tables contain the same pairs.
     if (!object || _objects.find(position) || _positions.find(object))
         throw CORBA_BAD_PARAM();
     _objects.insert({position, object});
@@ -28,7 +28,7 @@ CORBA_TypeCode* StreamTypeCodes::objectAt(CORBA_Long position) const {
 }
 
 void StreamTypeCodes::reset() {
-    // Each entry stands for one reference that was left with the stream.
+    // Each entry has one reference, given by the code that stored it.
     if (cleanup) {
         for (uint32_t i = _objects.next(0); i < _objects.capacity(); i = _objects.next(i + 1))
             cleanup(_objects.slot(i).type);

@@ -8,8 +8,8 @@ class CORBA_TypeCode;
 
 namespace harbolance {
 
-// What a stream remembers of the TypeCodes that have passed, so that a flat TypeCode can point back at an
-// earlier one and a dump can tell that a type comes again.
+// The TypeCodes that a stream has stored, so that a flat TypeCode can refer to an earlier one and a dump can
+// detect that a type occurs again.
 class StreamTypeCodes {
 public:
     using Cleanup = void (*)(CORBA_TypeCode*);
@@ -19,13 +19,13 @@ public:
     StreamTypeCodes& operator=(const StreamTypeCodes&) = delete;
     ~StreamTypeCodes() { reset(); }
 
-    // Raises CORBA_BAD_PARAM when the position or the object is there already, and keeps what was there.
+    // Raises CORBA_BAD_PARAM, and changes nothing, when the position or the object is already stored.
     void store(CORBA_Long position, CORBA_TypeCode* object);
-    // Both raise CORBA_OBJECT_NOT_EXIST for what was never stored.
+    // Both raise CORBA_OBJECT_NOT_EXIST for what is not stored.
     CORBA_Long positionOf(const CORBA_TypeCode* object) const;
     CORBA_TypeCode* objectAt(CORBA_Long position) const;
-    // Forgets all of them: the cleanup function gets each, with the reference that whoever stored it left
-    // there.
+    // Forgets all entries. The cleanup function is called for each and takes over the reference given by the
+    // code that stored it.
     void reset();
 
     CORBA_Long stored = 0; // since the last reset
@@ -37,7 +37,7 @@ private:
         CORBA_Long position = 0;
         CORBA_TypeCode* type = nullptr;
     };
-    // The peer chooses the positions: the fingerprint keeps him from making them collide.
+    // The peer chooses the positions; the keyed fingerprint prevents it from constructing collisions.
     struct ByPosition : GrowAtNineTenths {
         using Entry = TypeAt;
         static bool isFree(const Entry& entry) { return !entry.type; }

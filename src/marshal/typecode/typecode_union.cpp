@@ -13,8 +13,8 @@ void CORBA_TypeCode::addLabel(CORBA_TypeCode* type, uint64_t value) {
     _labels->labels.push_back({type, value});
 }
 
-// Of labels with one value the first comes first. A label of another type than the discriminator, as that of
-// the default member mostly is, never matches and is left out.
+// Sorts the labels by value, equal ones in their original order. A label whose type differs from the
+// discriminator, usually that of the default member, never matches and is left out.
 void CORBA_TypeCode::orderLabels() {
     const std::vector<Label>& labels = _labels->labels;
     std::vector<CORBA_ULong>& order = _labels->by_value;
@@ -28,7 +28,7 @@ void CORBA_TypeCode::orderLabels() {
 const CORBA_TypeCode* CORBA_TypeCode::memberFor(uint64_t discriminator) const {
     const std::vector<CORBA_ULong>& order = _labels->by_value;
     const auto valueOf = [this](CORBA_ULong i) { return _labels->labels[i].value; };
-    // A union may have thousands of labels, and each of its values asks once.
+    // Binary search, because a union may have thousands of labels and each of its values needs a look-up.
     const auto found = std::ranges::lower_bound(order, discriminator, {}, valueOf);
     if (found != order.end() && valueOf(*found) == discriminator)
         return _members[*found].type;
@@ -40,7 +40,7 @@ const CORBA_TypeCode* CORBA_TypeCode::memberFor(uint64_t discriminator) const {
 CORBA_Any* CORBA_TypeCode::labelAt(CORBA_ULong index) const {
     const Label& label = _labels->labels[index];
     auto any = std::make_unique<CORBA_Any>();
-    // The value keeps the label's own type, aliases included.
+    // The label keeps its own type, including aliases.
     forBasicKind(label.type->unaliased()->_kind, [&]<class T>(std::type_identity<T>) {
         T value;
         std::memcpy(&value, &label.value, sizeof value);

@@ -16,8 +16,8 @@ using Access = TypeCodeAccess;
 
 namespace {
 
-// What follows the kind of a TypeCode is the same in both modes; how a TypeCode inside a TypeCode is written
-// is not.
+// The parameters after the kind of a TypeCode are the same in both modes; nested TypeCodes are written
+// differently.
 class Writer {
 public:
     Writer() = default;
@@ -93,17 +93,17 @@ void Writer::writeUnion(const CORBA_TypeCode& type, TRXostream& stream) {
 }
 
 bool isRemembered(CORBA_TCKind kind) {
-    // The protocol's list. Simple kinds are shorter than an indirection, and an alias is never a target.
+    // The list of the protocol. Basic kinds are shorter than an indirection, and an alias is never a target.
     return (kind >= tk_any && kind <= tk_array) || kind == tk_except || kind == tk_longdouble ||
            kind > tk_wchar;
 }
 
-// The types that have been written, with their positions. The same object is always found. An equal one is
-// searched among the last few types with the same outline, until the comparisons that found a difference have
-// cost too much. A type that is not found is written once more, which is longer but correct.
+// The types already written, with their positions. The same object is always found. An equal one is searched
+// among the last few types with the same outline, until comparisons without success have cost too much. A
+// type that is not found is written again, which is longer but correct.
 class WrittenTypes {
 public:
-    // What equal types have in common and most others have not, found in a few steps.
+    // A hash of the outer levels: equal for equal types, different for most others, and cheap to compute.
     static uint64_t outline(const CORBA_TypeCode& type);
     // The position of the type, or of one that equals it; -1 if there is none.
     int64_t find(const CORBA_TypeCode& type) const;
@@ -118,7 +118,7 @@ private:
     struct Written {
         const CORBA_TypeCode* type;
         int64_t position;
-        uint32_t older; // the one before with the same outline
+        uint32_t older; // the previous type with the same outline
     };
     template <class Key>
     struct Place {
@@ -142,7 +142,7 @@ private:
     TypeComparison _comparison{true};
 };
 
-// A peer chooses names and bounds; without the key he cannot make their outlines collide.
+// A peer chooses names and bounds, but without the key it cannot construct colliding outlines.
 uint64_t WrittenTypes::outline(const CORBA_TypeCode& type) {
     constexpr int levels = 8;
     uint64_t outline = 0;
@@ -151,7 +151,7 @@ uint64_t WrittenTypes::outline(const CORBA_TypeCode& type) {
         next = &Access::unaliased(*next);
         const uint64_t numbers = uint64_t{Access::memberCount(*next)} << 32 | Access::length(*next);
         outline = (outline ^ next->kind()) * 0x9E3779B97F4A7C15u + numbers;
-        // The name tells types apart better than anything below it, so the search ends there.
+        // The name distinguishes types better than anything below it, so the loop ends there.
         if (isNamed(next->kind()))
             return mixFingerprint(outline, stringFingerprint(Access::name(*next) ? Access::name(*next) : ""));
         next = Access::content(*next);
@@ -169,7 +169,7 @@ int64_t WrittenTypes::findEqual(const CORBA_TypeCode& type, uint64_t outline) {
     uint32_t index = newest ? newest->index : none;
     for (int i = 0; i < candidates && index != none && _comparison.wasted() < maxWasted; ++i) {
         if (_comparison.compare(_written[index].type, &type) == 0) {
-            // The next time this object is found at once.
+            // So that this object is found at once the next time.
             _byObject.insert({&type, index});
             return _written[index].position;
         }
@@ -181,13 +181,13 @@ int64_t WrittenTypes::findEqual(const CORBA_TypeCode& type, uint64_t outline) {
 void WrittenTypes::add(const CORBA_TypeCode& type, uint64_t outline, int64_t position) {
     const auto index = static_cast<uint32_t>(_written.size());
     _byObject.insert({&type, index});
-    // The table keeps the newest of an outline, and each entry the one before it.
+    // The table has the newest type with an outline; each entry refers to the previous one.
     const auto [newest, added] = _byOutline.insert({outline, index});
     _written.push_back({&type, position, added ? none : std::exchange(newest->index, index)});
 }
 
-// Each TypeCode with parameters is a sequence of octets of its own, and a later one that equals an earlier
-// one is written as the distance to it.
+// Each TypeCode with parameters is an encapsulation, and a type equal to an earlier one is written as an
+// indirection with the distance to it.
 class EncapsulatingWriter final : public Writer {
 public:
     void write(const CORBA_TypeCode* type, TRXostream& stream) override;
@@ -200,17 +200,17 @@ private:
 
     int64_t _base = 0;                    // the position of the buffer's first octet
     std::optional<WrittenTypes> _written; // most types are written without them
-    // Without indirections: the types around this one, and where the outermost began.
+    // Used without indirections: the enclosing types, and the position of the outermost one.
     std::vector<const CORBA_TypeCode*> _open;
     CORBA_ULong _first = 0;
 };
 
 void EncapsulatingWriter::write(const CORBA_TypeCode* type, TRXostream& stream) {
-    // A missing type, as of a recursive sequence that nothing encloses, goes out as the null type.
+    // A missing type, such as the content of an unresolved recursive sequence, is written as the null type.
     if (!type)
         type = _tc_null;
     const OwnNesting nesting;
-    // Text has no positions: the outermost type counts as if it began at 0.
+    // Text has no positions: the outermost type counts from 0.
     const int64_t start = stream.stream() ? 0 : _base + stream.position();
     if (marshalSettings.tcIndirection && writeIndirection(*type, stream, start))
         return;
@@ -221,7 +221,7 @@ void EncapsulatingWriter::write(const CORBA_TypeCode* type, TRXostream& stream) 
         writeFields(*type, stream);
 }
 
-// An alias is never remembered, but it may stand for a type that is.
+// An alias is never stored, but its original type may be.
 bool EncapsulatingWriter::writeIndirection(const CORBA_TypeCode& type, TRXostream& stream, int64_t start) {
     const CORBA_TypeCode& resolved = Access::unaliased(type);
     if (!isRemembered(resolved.kind()))
@@ -232,15 +232,15 @@ bool EncapsulatingWriter::writeIndirection(const CORBA_TypeCode& type, TRXostrea
     if (position < 0) {
         const uint64_t outline = WrittenTypes::outline(resolved);
         position = _written->findEqual(resolved, outline);
-        // Not for an alias: its own octets would be no target for the type that it stands for.
+        // Not for an alias: its octets must not be the target for its original type.
         if (position < 0 && &resolved == &type)
             _written->add(type, outline, start);
     }
     if (position < 0)
         return false;
     stream << indirection;
-    // The rule: counted from the offset itself back to where the target began. The position is that of the
-    // offset, since the word in front of it has left the stream aligned.
+    // Counted backwards from the offset word to the start of the target. The stream is aligned after the
+    // preceding word, so its position is that of the offset.
     stream << static_cast<CORBA_Long>(position - stream.position() - _base);
     return true;
 }
@@ -250,25 +250,25 @@ void EncapsulatingWriter::encapsulate(const CORBA_TypeCode& type, TRXostream& st
         encapsulate(type, *stream.buffer());
         return;
     }
-    char small[256]; // what most types fit into
+    char small[256]; // large enough for most types
     CORBA_MarshalOutBuffer contents(small, sizeof small, 0);
-    // Positions count as in octets, where the kind stands in front.
+    // Positions count as in octets, where 4 octets of the kind come first.
     _base = 4;
     encapsulate(type, contents);
-    // The length word is written as text and left out of the octets.
+    // The length is written as text and is not part of the octets.
     const CORBA_ULong length = contents.offset() - 4;
     stream << length;
     stream.write(reinterpret_cast<const unsigned char*>(contents.data() + 4), length);
 }
 
-// Octets in a buffer whose length stands in front of them and whose alignment counts from the first of them.
+// Scope for octets in a buffer that follow their length word; their alignment counts from the first of them.
 class Encapsulation {
 public:
     explicit Encapsulation(CORBA_MarshalOutBuffer& buffer) : _buffer(buffer) {
         buffer << CORBA_ULong{0};
         _begin = buffer.offset();
         _align = buffer.align();
-        // Positions go on counting in the buffer: only alignment starts anew.
+        // Positions go on counting; only alignment starts again.
         buffer.reset_align();
         buffer << hostByteOrder;
     }
@@ -287,9 +287,9 @@ private:
 };
 
 void EncapsulatingWriter::encapsulate(const CORBA_TypeCode& type, CORBA_MarshalOutBuffer& buffer) {
-    // Written in place: the length is filled in when the scope ends.
+    // Written in place; the destructor stores the length.
     const Encapsulation encapsulation(buffer);
-    // With indirections a recursive type ends by itself.
+    // With indirections a recursive type needs no test, because it ends by itself.
     if (marshalSettings.tcIndirection) {
         writeFields(type, buffer);
         return;
@@ -302,7 +302,7 @@ void EncapsulatingWriter::encapsulate(const CORBA_TypeCode& type, CORBA_MarshalO
     _open.pop_back();
 }
 
-// Types that are used twice on every level would grow by the power.
+// Refuses types that are used twice on every level, whose size grows exponentially.
 void EncapsulatingWriter::refuseEndless(const CORBA_TypeCode& type,
                                         const CORBA_MarshalOutBuffer& buffer) const {
     constexpr CORBA_ULong maxOctets = 1u << 24;
@@ -310,7 +310,7 @@ void EncapsulatingWriter::refuseEndless(const CORBA_TypeCode& type,
         throw CORBA_MARSHAL();
 }
 
-// All fields stand in the one stream, which remembers where TypeCodes began.
+// All parameters are in the same stream, which stores the positions of TypeCodes.
 class FlatWriter final : public Writer {
 public:
     void write(const CORBA_TypeCode* type, TRXostream& stream) override;
@@ -326,14 +326,14 @@ void FlatWriter::write(const CORBA_TypeCode* type, TRXostream& stream) {
         return;
     const OwnNesting nesting;
     const StreamDepth depth(stream);
-    // Before its fields, so that these can point back at it. The cast is for the reference count only.
+    // Stored before its parameters, so that these can refer to it. The cast is for the reference count only.
     rememberTypeCode(stream, const_cast<CORBA_TypeCode*>(type));
     stream << static_cast<CORBA_ULong>(type->kind());
     writeFields(*type, stream);
 }
 
 bool FlatWriter::writeIndirection(const CORBA_TypeCode& type, TRXostream& stream) {
-    // Outside of any type nothing is remembered.
+    // No TypeCodes are stored outside an outermost type.
     if (stream.depth() == 0)
         return false;
     CORBA_Long position = 0;
@@ -343,7 +343,7 @@ bool FlatWriter::writeIndirection(const CORBA_TypeCode& type, TRXostream& stream
         return false;
     }
     stream << indirection;
-    // The rule of this mode: counted from the octet behind the offset.
+    // In this mode offsets count from the octet after the offset.
     stream << position - stream.position() - 4;
     return true;
 }
