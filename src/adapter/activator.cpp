@@ -13,7 +13,8 @@ Activator::~Activator() = default;
 
 namespace {
 
-// Of proxies whose interface this process does not know: those of services, which are asked for under "*".
+// The type of proxies whose interface this process does not know, such as those of services, which are
+// requested as "*".
 const CORBA_TypeInfo unknownImplementation("*", "*", nullptr);
 
 } // namespace
@@ -45,7 +46,7 @@ TRXImplHelper::~TRXImplHelper() {
     try {
         definition->activator()->deactivate(CORBA_Object::_duplicate(_target.in()), definition.get());
     } catch (...) {
-        // the proxy goes all the same
+        // the proxy is destroyed nevertheless
     }
 }
 
@@ -85,12 +86,13 @@ TRXActivatorHelper::~TRXActivatorHelper() = default;
 
 CORBA_Object* TRXActivatorHelper::servant() {
     if (_state == INACTIVE) {
-        const auto self = TRXRef<TRXActivatorHelper>::duplicate(this); // the activator may take it out of use
+        // Held, because the activator may take the record out of use.
+        const auto self = TRXRef<TRXActivatorHelper>::duplicate(this);
         CORBA_Object_var made(static_cast<TRXImplHelper*>(_proxy.in())->activate(&service_id().service_id()));
         TRXSkelInfo* skel = TRXSkelInfo::of(made.in());
         if (!skel)
             throw CORBA_BAD_PARAM();
-        // Unless the activator has asked for this very object, and so activated it already.
+        // Skipped when the activator has requested this same object, and so has already activated it.
         if (_state == INACTIVE) {
             skel->helpers.append(self);
             _target = made;
@@ -102,7 +104,7 @@ CORBA_Object* TRXActivatorHelper::servant() {
     return CORBA_Object::_duplicate(_target.in());
 }
 
-// In all of these the target is released last: with its last reference the servant tells its records.
+// In all of these the target is released last, because with its last reference the servant calls its records.
 
 void TRXActivatorHelper::taken_back() {
     _state = DEACTIVATED;

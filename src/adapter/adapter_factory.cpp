@@ -50,7 +50,8 @@ std::vector<TRXAdapterFactory*> TRXAdapterFactory::all() {
 
 namespace {
 
-// A key or profile that cannot be read, or that names an object which is not here, is not of this process.
+// When the key or profile cannot be read, or names an object that is not here, the object is not of this
+// process: null.
 template <class Search>
 CORBA_Object* localObject(Search search) {
     try {

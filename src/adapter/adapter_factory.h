@@ -4,27 +4,27 @@
 
 #include <string>
 
-// Makes the adapter of one id, at the first BOA_init that asks for it.
+// Makes the adapter with one id, in the first BOA_init that asks for it.
 class TRXAdapterFactory {
 public:
-    // A name that is taken raises CORBA_BAD_PARAM.
+    // Raises CORBA_BAD_PARAM for a name in use.
     explicit TRXAdapterFactory(const char* name);
     TRXAdapterFactory(const TRXAdapterFactory&) = delete;
     TRXAdapterFactory& operator=(const TRXAdapterFactory&) = delete;
     virtual ~TRXAdapterFactory();
 
-    // The adapter, with the -OA words taken out of `argv`; it stays the factory's.
+    // The adapter, which the factory owns. Removes the -OA words from `argv`.
     virtual CORBA_BOA* create(int& argc, char** argv) = 0;
     virtual void shutdown() = 0;
-    // The object of a profile: the caller's reference, or null. With `checkAddress` the profile has to lead
-    // here.
+    // The object of a profile, or null; the caller owns the reference. With `checkAddress` the profile's
+    // address must be this adapter's.
     virtual CORBA_Object* find_local(const IOP::TaggedProfile& profile, CORBA_Boolean checkAddress) = 0;
     virtual TRXAdapter* adapter() = 0; // null before the first `create`
 
     const std::string& name() const { return _name; }
 
     static TRXAdapterFactory* find(std::string_view name);
-    // In slot order of the names.
+    // Calls `visit` for each factory, in slot order of the names.
     template <class Visit>
     static void each(Visit visit) {
         for (TRXAdapterFactory* factory : all())
@@ -50,9 +50,9 @@ public:
     void flush() override;
 
     static AllAdapters& instance();
-    // What ends the session with the location agent: a part of the shut-down.
+    // Sets the function that ends the session with the location agent during the shut-down.
     void endSessionBy(void (*end)()) { _endSession = end; }
-    // Serving is to end: `run` returns.
+    // Whether serving is to end; then `run` returns.
     bool shuttingDown() const { return _shuttingDown; }
 
 private:

@@ -2,7 +2,7 @@
 #include "adapter/voa.h"
 #include "marshal/reference/vutil.h"
 
-// How an adapter finds an object, and says how to reach it.
+// How an adapter finds an object and makes references to it.
 
 using namespace harbolance;
 
@@ -58,7 +58,8 @@ CORBA_Object* TRXAdapter::find_service(const TRXServiceId& id) {
     try {
         return helper->servant();
     } catch (...) {
-        // An id that the activator does not serve is not in use: a client must not fill the table with such.
+        // An id for which the activator has no servant is removed again, so that clients cannot fill the
+        // table with them.
         if (helper->state() == TRXActivatorHelper::INACTIVE)
             forget(*helper);
         throw;

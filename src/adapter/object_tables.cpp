@@ -60,7 +60,7 @@ bool operator==(const TRXObjectId& a, const TRXObjectId& b) {
 
 namespace {
 
-// Older clients ask by the interface's name.
+// Older clients ask for the interface by name.
 bool hasOtherName(const CORBA_TypeInfo& info) { return std::strcmp(info.name(), info.id()) != 0; }
 
 } // namespace
@@ -94,10 +94,10 @@ bool NamedObjects::removeUnder(std::string_view interfaceId, const char* name) {
 }
 
 void NamedObjects::remove(const CORBA_TypeInfo& info, const char* name) {
-    // While the process ends, a type may go before its objects.
+    // While the process ends, a type may be destroyed before its objects.
     if (info == CORBA_Object_type || !info.id() || !removeUnder(info.id(), name))
         return;
-    // Whatever the option says by now: the entry must not outlive the object.
+    // Removed even if the option has been switched off since, because the entry must not outlive the object.
     if (hasOtherName(info))
         removeUnder(info.name(), name);
     for (const CORBA_TypeInfo* base : info.impl()->bases())

@@ -16,11 +16,11 @@ class TRXImplHelper;
 
 namespace harbolance {
 
-// By kind and all fields.
+// Hash and equality of object ids, by kind and all fields.
 CORBA_ULong hash(const TRXObjectId& id);
 bool operator==(const TRXObjectId& a, const TRXObjectId& b);
 
-// From an object id, which the table keeps, to a `Value`, whose default stands for none.
+// A map from object ids, of which the table keeps a reference, to `Value`, whose default value means none.
 template <class Value>
 class IdTable {
 public:
@@ -29,14 +29,14 @@ public:
         return found ? found->value : Value{};
     }
     bool has(const TRXObjectId& id) const { return _table.find(id) != nullptr; }
-    // An id that is there raises CORBA_BAD_PARAM.
+    // Raises CORBA_BAD_PARAM for an id that is in the table.
     void insert(const TRXObjectId& id, Value value) {
         const auto added =
             _table.insert({TRXRef<TRXObjectId>::duplicate(const_cast<TRXObjectId*>(&id)), std::move(value)});
         if (!added.added)
             throw CORBA_BAD_PARAM();
     }
-    // An id that is not there raises CORBA_OBJECT_NOT_EXIST.
+    // Raises CORBA_OBJECT_NOT_EXIST for an id that is not in the table.
     Value remove(const TRXObjectId& id) {
         auto taken = _table.take(id);
         if (!taken.id)
@@ -44,11 +44,11 @@ public:
         return std::move(taken.value);
     }
 
-    // The same without a complaint.
+    // Removes an id if it is in the table.
     void discard(const TRXObjectId& id) { _table.take(id); }
 
     CORBA_ULong size() const { return _table.size(); }
-    // In slot order.
+    // Calls `visit` in slot order.
     template <class Visit>
     void each(Visit visit) const {
         for (uint32_t i = _table.next(0); i < _table.capacity(); i = _table.next(i + 1))
@@ -71,7 +71,7 @@ private:
     HashTable<Traits> _table{16};
 };
 
-// From a text, which the table keeps, to a `Value`.
+// A map from texts, which the table copies, to `Value`.
 template <class Value>
 class TextTable {
 public:
@@ -83,7 +83,7 @@ public:
         auto* found = _table.find(text);
         return found ? &(*found)->value : nullptr;
     }
-    // The value of the text, which is made when there is none.
+    // The value of the text; it is made if there is none.
     Value& at(std::string_view text) {
         if (Value* found = find(text))
             return *found;
@@ -91,7 +91,7 @@ public:
     }
     bool remove(std::string_view text) { return _table.take(text) != nullptr; }
     CORBA_ULong size() const { return _table.size(); }
-    // In slot order; null for an empty table.
+    // The first value in slot order; null for an empty table.
     const Value* first() const {
         const uint32_t index = _table.next(0);
         return index < _table.capacity() ? &_table.slot(index)->value : nullptr;
@@ -114,15 +114,15 @@ private:
     HashTable<Traits> _table{16};
 };
 
-// The named objects by interface: each stands under its own interface and all of that one's bases. Of two
-// objects with one name the first stays. Holds no references.
+// The named objects by interface: each is entered under its own interface and all bases of that. Of two
+// objects with one name the first stays. The table is not an owner.
 class NamedObjects {
 public:
     void add(const CORBA_TypeInfo& info, const char* name, CORBA_Object* object);
-    // Takes the name out, whichever object has it, and goes on with the bases as long as it finds it.
+    // Removes the name, whichever object has it, and continues with the bases as long as it is found.
     void remove(const CORBA_TypeInfo& info, const char* name);
-    // Null when nothing is known of the interface. With an empty name any object of it; a name that nothing
-    // has raises CORBA_OBJECT_NOT_EXIST.
+    // Null when no object of the interface is entered. With an empty name any object of it; an unknown name
+    // raises CORBA_OBJECT_NOT_EXIST.
     CORBA_Object* find(const char* repId, const char* name) const;
 
 private:

@@ -12,7 +12,7 @@ using namespace harbolance;
 
 namespace {
 
-// Every record of the process has a number of its own.
+// A number that is unique in this process.
 CORBA_ULong nextKey() {
     static CORBA_ULong next = 0;
     return next++;
@@ -32,7 +32,7 @@ TRXSkelInfo::TRXSkelInfo(CORBA_Object* owner)
         style = transient;
 }
 
-// The object itself is gone.
+// Called when the object itself is already destroyed.
 TRXSkelInfo::~TRXSkelInfo() {
     while (is_in_adapter())
         adapters.at(0)->drop(*this);
@@ -58,9 +58,9 @@ void TRXSkelInfo::deactivate() {
         try {
             first->deactivate_obj(_object);
         } catch (...) {
-            // The object goes all the same: the adapter is made to forget it.
+            // The object is destroyed nevertheless: the adapter drops it below.
         }
-        // One that has been stopped leaves its tables alone, but must not keep an object that goes.
+        // A stopped adapter does not change its tables, but must not keep an object that is destroyed.
         if (is_in_adapter() && adapters.at(0) == first)
             first->drop(*this);
     }
@@ -92,7 +92,7 @@ const TRXObjectId& TRXSkelInfo::full_id() {
 
 namespace {
 
-// What the object is reached by when it stands in no adapter yet.
+// The adapter for the reference of an object that is not in an adapter yet.
 TRXAdapter* presentAdapter() {
     CORBA_BOA* current = TRXGlobalTable::instance()->currentBOA;
     return current ? dynamic_cast<TRXAdapter*>(current) : TRXAdapter::default_adapter();
@@ -120,7 +120,7 @@ const IOP::IOR& TRXSkelInfo::ior() {
 IOP::IOR TRXSkelInfo::made_ior() {
     TRXAdapter* first = is_in_adapter() ? adapters.at(0) : presentAdapter();
     if (!first)
-        throw CORBA_INV_OBJREF(); // nothing listens
+        throw CORBA_INV_OBJREF(); // there is no listener
     const CORBA_OctetSequence_var key(TRXUtil::key_from_id(full_id()));
     IOP::IOR made;
     made.type_id = static_cast<const char*>(_object->_interface_name());
@@ -173,6 +173,6 @@ void TRXSkelInfo::dispatch(CORBA_MarshalInBuffer& in, CORBA_OctetSequence* princ
     } const busy(_busy);
     void* target = found ? _object->_cast(found) : _object;
     if (!target)
-        throw CORBA_OBJECT_NOT_EXIST(); // an activator has made nothing
+        throw CORBA_OBJECT_NOT_EXIST(); // the activator has made no servant
     skeleton(target, in, principal, operation, pdata);
 }

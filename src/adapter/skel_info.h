@@ -7,8 +7,8 @@
 
 class TRXAdapter;
 
-// The server's half of an object: its name, the adapters that it stands in, and its references. Every servant
-// has one from its construction.
+// The server's half of an object: its name, its adapters and its references. Every servant has one from its
+// construction.
 class TRXSkelInfo final : public harbolance::SkelHalf {
 public:
     explicit TRXSkelInfo(CORBA_Object* owner);
@@ -17,9 +17,9 @@ public:
     // The record of a servant; null for a stub.
     static TRXSkelInfo* of(const CORBA_Object* object);
 
-    // The reference by which the object is published, kept until the object enters or leaves an adapter.
+    // The reference under which the object is published. Valid until the object enters or leaves an adapter.
     const IOP::IOR& ior() override;
-    // The same as one adapter says it; the caller's.
+    // The reference made by one adapter; the caller owns it.
     IOP::IOR* ior(TRXAdapter& adapter);
     void drop_ior() { _ior.reset(); }
     void replace_ior(const IOP::IOR& ior) { _ior = std::make_unique<IOP::IOR>(ior); }
@@ -32,9 +32,9 @@ public:
     CORBA_MarshalOutBuffer* prepare_reply(void* pdata) override;
     void deactivate() override;
 
-    // The id in this process, and the one that the object is published under. The latter is made of name and
-    // style when it is first asked for; it is made again when the object enters its first adapter, and stays
-    // as it is while the object stands in one.
+    // `id` identifies the object in this process, `full_id` is the id that it is published under. The latter
+    // is made from name and style on first use, made again when the object enters its first adapter, and does
+    // not change while the object is in one.
     const TRXKeyId& id() const { return *_id; }
     const TRXObjectId& full_id();
     void fix_full_id() {
@@ -42,9 +42,10 @@ public:
             _full_id = {};
     }
 
-    // Reads the arguments from `in`, calls the servant and writes the results. `found` is the type that owns
-    // the operation, set before the call. Raises CORBA_BAD_OPERATION, CORBA_TRANSIENT for a servant that
-    // takes one call at a time and has one, and whatever the servant raises.
+    // Reads the arguments from `in`, calls the servant and writes the results. Stores in `found`, before the
+    // call, the type that declares the operation. Raises CORBA_BAD_OPERATION for an unknown operation,
+    // CORBA_TRANSIENT for a servant that takes one call at a time and is busy, and whatever the servant
+    // raises.
     void dispatch(CORBA_MarshalInBuffer& in, CORBA_OctetSequence* principal, const char* operation,
                   void* pdata, const CORBA_TypeInfo*& found);
 
@@ -55,15 +56,15 @@ public:
     TRXList<TRXAdapter*> adapters;
     TRXList<TRXRef<TRXActivatorHelper>> helpers;
     CORBA_ULong activation_policy = SHARED_SERVER;
-    bool ready = false;     // has entered an adapter and not gone out of service
+    bool ready = false;     // has entered an adapter and is in service
     bool synch = false;     // takes one call at a time
-    bool code_sets = false; // the reference tells the character sets
+    bool code_sets = false; // add a profile with the code sets to the reference
 
 private:
     IOP::IOR made_ior();
 
     CORBA_Object* _object;
-    CORBA_ULong _serial; // seconds of the time at which the object was made
+    CORBA_ULong _serial; // wall clock, in seconds, when the object was made
     TRXRef<TRXKeyId> _id;
     TRXRef<TRXObjectId> _full_id;
     std::unique_ptr<IOP::IOR> _ior;

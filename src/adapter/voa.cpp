@@ -9,7 +9,7 @@
 
 #include <utility>
 
-// An adapter's life, and what enters and leaves its tables. How a key leads to an object is in
+// The life of an adapter, and how objects enter and leave its tables. How an object is found by its key is in
 // adapter_lookup.cpp.
 
 using namespace harbolance;
@@ -56,8 +56,8 @@ TRXAdapter::TRXAdapter(const char* id, bool agent) : _id(id) {
         _announcer = ObjectAnnouncer::make(this);
 }
 
-// What outlives the adapter must not lead back to it. Servants are destroyed on the way, so the tables that
-// hold references are taken apart first.
+// Objects that outlive the adapter must not refer to it. Servants may be destroyed here, so the tables that
+// hold references are cleared first.
 TRXAdapter::~TRXAdapter() {
     _objects.each([this](CORBA_Object* object) {
         TRXSkelInfo::of(object)->adapters.remove(this);
@@ -222,14 +222,14 @@ void TRXAdapter::deactivate_obj(CORBA_Object* object) {
     const CORBA_Object_var kept(CORBA_Object::_duplicate(object));
     TRXSkelInfo& skel = skelOf(object);
     for (TRXAdapter* child : _children) {
-        // When the object goes, a child may have been told already.
+        // When the object is being destroyed, it may already have been removed from a child.
         if (child->_objects.has(skel.id()))
             child->deactivate_obj(object);
     }
     unregister(skel);
 }
 
-// Takes a servant out of the tables, and out of service when it stands in no other adapter.
+// Removes a servant from the tables, and takes it out of service when it is in no other adapter.
 void TRXAdapter::unregister(TRXSkelInfo& skel) {
     _objects.remove(skel.id());
     leave_tables(skel);
@@ -241,7 +241,7 @@ void TRXAdapter::unregister(TRXSkelInfo& skel) {
         skel.deactivate();
 }
 
-// By the id under which it has entered them.
+// Uses the id under which the servant entered the tables.
 void TRXAdapter::leave_tables(TRXSkelInfo& skel) {
     const TRXObjectId& id = skel.full_id();
     switch (id.type()) {
@@ -249,7 +249,7 @@ void TRXAdapter::leave_tables(TRXSkelInfo& skel) {
         _types.remove(*skel.type, static_cast<const TRXPersistentId&>(id).object_name());
         break;
     case TRXObjectId::ID_SERVICE:
-        // The record may be of another servant with this id.
+        // The record may belong to another servant with this id.
         if (const auto helper = _services.find(id); helper && helper->serves(skel.object()))
             helper->taken_back();
         break;

@@ -1,10 +1,10 @@
 #pragma once
 
-// The server's side. A CORBA_BOA is what programs see of an object adapter, TRXAdapter (this file) keeps the
-// tables that lead from an object key to a servant, TRXSimpleAdapter (vsoa.h) listens and accepts
-// connections, and a TRXGIOPServer (vgsrv.h) reads the requests of one connection and calls servants.
-// TRXSkelInfo (skel_info.h) is the record of one servant, activator.h makes servants on demand,
-// server_interceptor.h hooks into all of it.
+// The server's side. CORBA_BOA is the interface of an object adapter for programs. TRXAdapter (this file)
+// keeps the tables from object keys to servants, TRXSimpleAdapter (vsoa.h) listens and accepts connections,
+// and a TRXGIOPServer (vgsrv.h) reads the requests of one connection and calls servants. TRXSkelInfo
+// (skel_info.h) is the record of one servant, activator.h makes servants on demand, and server_interceptor.h
+// has the hooks.
 
 #include "adapter/activator.h"
 #include "adapter/object_tables.h"
@@ -14,7 +14,7 @@
 class TRXGIOPServer;
 class TRXGIOPConn;
 
-// Where objects are made ready for calls. Exceptions have minor code 0 and COMPLETED_NO.
+// Makes objects ready for calls. The exceptions raised here have minor code 0 and COMPLETED_NO.
 class CORBA_BOA {
 public:
     CORBA_BOA() = default;
@@ -24,41 +24,42 @@ public:
     static CORBA_BOA* _duplicate(CORBA_BOA* boa) { return boa; }
     static CORBA_BOA* _nil() { return nullptr; }
 
-    // Registers an implementation with the activation daemon of this host: a reference to the object that it
-    // will start, the caller's, or nil. A definition that is no TRXEXT_CreationImplDef raises
-    // CORBA_BAD_PARAM.
+    // Registers an implementation with the activation daemon of this host. Returns a reference to the object
+    // that the daemon will start, owned by the caller, or nil. A definition that is not a
+    // TRXEXT_CreationImplDef raises CORBA_BAD_PARAM.
     virtual CORBA_Object* create(const CORBA_OctetSequence& id, CORBA_Object* interface,
                                  CORBA_ImplementationDef* definition) = 0;
-    // Takes a servant of this process out of service and its registration back.
+    // Takes a servant of this process out of service and removes its registration.
     virtual void dispose(CORBA_Object* object) = 0;
-    // A copy of the servant's reference data, the caller's, or null.
+    // A copy of the servant's reference data, owned by the caller, or null.
     virtual CORBA_OctetSequence* get_id(CORBA_Object* object) = 0;
     virtual void change_implementation(CORBA_Object* object, CORBA_ImplementationDef* definition) = 0;
-    // Who sent the request that is being served, or the process's own principal; the caller's, or null.
+    // The sender of the request being served, or else the process's own principal; owned by the caller, or
+    // null.
     virtual CORBA_OctetSequence* get_principal() = 0;
-    // The servant can be called from now on; the adapter holds no reference. With a definition in its place
-    // the definition's activator makes the servant at the first request.
+    // Makes the servant callable; the adapter holds no reference. With a definition and no servant, the
+    // definition's activator makes the servant at the first request.
     virtual void obj_is_ready(CORBA_Object* object, CORBA_ImplementationDef* definition = nullptr) = 0;
-    // Serves until the process shuts down; with a definition that is made ready first.
+    // Serves until the process shuts down; a definition that is passed is made ready first.
     virtual void impl_is_ready(CORBA_ImplementationDef* definition = nullptr) = 0;
-    // A service: the activator makes a servant for each id that is asked for.
+    // Makes a service ready: the activator makes a servant for each id that is requested.
     virtual void impl_is_ready(const char* serviceName, Activator* activator, CORBA_Boolean block = 1) = 0;
-    // The opposites. CORBA_OBJECT_NOT_EXIST when it was not ready.
+    // The opposite of obj_is_ready and impl_is_ready. Raise CORBA_OBJECT_NOT_EXIST when it was not ready.
     virtual void deactivate_impl(CORBA_ImplementationDef* definition) = 0;
     virtual void deactivate_obj(CORBA_Object* object) = 0;
-    // No connection is accepted any more; those that are open go on.
+    // Accepts no more connections; open connections continue.
     virtual void stop() {}
     virtual void shutdown() { stop(); }
-    // At most how many connections are open, 0 for no limit, and how many are.
+    // The highest number of open connections (0 for no limit), and the present number.
     virtual void connection_max(CORBA_ULong count) { static_cast<void>(count); }
     virtual CORBA_ULong connection_max() { return 0; }
     virtual CORBA_ULong connection_count() { return 0; }
-    // Kept for programs that set them; nothing reads them.
+    // Kept for source compatibility; they have no effect.
     virtual void thread_max(CORBA_ULong count) { static_cast<void>(count); }
     virtual CORBA_ULong thread_max() { return 0; }
     virtual void thread_stack_size(CORBA_ULong octets) { static_cast<void>(octets); }
     virtual CORBA_ULong thread_stack_size() { return 0; }
-    // An adapter below another one does not announce its objects.
+    // An adapter nested in another one does not announce its objects.
     virtual void nested(CORBA_Boolean nested) = 0;
     virtual CORBA_Boolean nested() = 0;
     virtual ~CORBA_BOA() = default;
@@ -73,8 +74,8 @@ using CORBA_BOA_var = TRXVar<CORBA_BOA>;
 
 namespace harbolance {
 
-// Announces the named objects of an adapter, and speaks with the activation daemon for it. The location layer
-// derives it and installs what makes one for each adapter.
+// Announces the named objects of an adapter and registers them with the activation daemon. The location layer
+// derives it and installs a function that makes one for each adapter.
 class ObjectAnnouncer {
 public:
     virtual ~ObjectAnnouncer() = default;
@@ -86,8 +87,8 @@ public:
     static std::unique_ptr<ObjectAnnouncer> make(CORBA_BOA* adapter); // null when nothing is installed
 };
 
-// What an activation daemon does for `create`, `dispose` and `change_implementation`; installed likewise.
-// Without one the operations raise CORBA_NO_IMPLEMENT.
+// The activation daemon for `create`, `dispose` and `change_implementation`; installed in the same way.
+// Without one these operations raise CORBA_NO_IMPLEMENT.
 class ActivationDaemon {
 public:
     virtual CORBA_Object* reg_implementation(const TRXEXT_CreationImplDef& definition) = 0;
@@ -101,7 +102,7 @@ protected:
     ~ActivationDaemon() = default;
 };
 
-// The object that a connection asked for last. Valid while the adapter's generation is the same.
+// Caches the last object requested on a connection. Valid while the adapter's generation is unchanged.
 struct TargetCache {
     CORBA_OctetSequence key;
     CORBA_Object* object = nullptr; // not counted
@@ -110,11 +111,11 @@ struct TargetCache {
 
 } // namespace harbolance
 
-// An adapter without a transport. It has properties of its own, from the -OA words of the command line.
+// An adapter without a transport. It has its own properties, from the -OA words of the command line.
 class TRXAdapter : public CORBA_BOA, public TRXPropertyList {
 public:
-    // Becomes the default adapter of the process. With `agent` its named objects are announced, unless the
-    // property OAagent says otherwise.
+    // Becomes the default adapter of the process. With `agent`, and unless the property OAagent is off, its
+    // named objects are announced.
     explicit TRXAdapter(const char* id, bool agent = true);
     ~TRXAdapter() override;
 
@@ -132,23 +133,23 @@ public:
     void nested(CORBA_Boolean nested) override { _nested = nested != 0; }
     CORBA_Boolean nested() override { return _nested; }
 
-    // A connection's server has come to its end.
+    // Called when a connection's server ends.
     virtual void connection_closed(TRXGIOPServer* server) = 0;
-    // Turns the event loop until the process shuts down.
+    // Runs the event loop until the process shuts down.
     virtual void run();
-    // The reference of a servant as this adapter says it, by the id that it is published under or the one in
-    // this process. The caller's; a stub raises CORBA_BAD_PARAM.
+    // The reference of a servant in this adapter, with the id that it is published under (`ior`) or its id in
+    // this process (`short_ior`). The caller owns it; a stub raises CORBA_BAD_PARAM.
     virtual IOP::IOR* ior(CORBA_Object* object);
     virtual IOP::IOR* short_ior(CORBA_Object* object);
     virtual CORBA_Boolean is_ready(CORBA_Object* object);
-    // The object of a key: the caller's reference, or null for no key of ours. CORBA_OBJECT_NOT_EXIST when it
-    // is one and nothing has it; what an activator raises.
+    // The object of a key; the caller owns the reference. Null when the key is not of this ORB. Raises
+    // CORBA_OBJECT_NOT_EXIST when there is no such object, and whatever an activator raises.
     virtual CORBA_Object* find(const CORBA_OctetSequence& key);
     virtual void add_child(TRXAdapter* adapter);
     virtual TRXAdapter* root() { return _parent ? _parent : this; }
     virtual TRXAdapter* child() { return _child; }
     virtual void remove_child(TRXAdapter* adapter);
-    // How an object of that key is reached; the caller's.
+    // The profile for an object with that key; the caller owns it.
     virtual IOP::TaggedProfile* profile(const CORBA_OctetSequence& key) = 0;
     virtual CORBA_Boolean is_active() { return _state == active; }
     virtual void activate();
@@ -156,20 +157,20 @@ public:
 
     void parse(int& argc, char** argv, const char* prefix) override;
 
-    // As above; `fromCache` tells that the cache has answered.
+    // Like `find` above, with a cache; `fromCache` tells whether the cache had the object.
     CORBA_Object* find(const CORBA_OctetSequence& key, harbolance::TargetCache& cache, bool& fromCache);
     CORBA_ULong activation_policy() const { return _activation_policy; }
-    void activation_policy(CORBA_ULong policy); // of the children as well
-    // The servants that are not transient, each with a reference; the caller's.
+    void activation_policy(CORBA_ULong policy); // also of the nested adapters
+    // The servants that are not transient. The caller owns the list and a reference to each.
     TRXList<CORBA_Object*>* objects() const;
     const char* id() const { return _id.in(); }
-    // The helper's service id is no longer in use.
+    // Removes the helper's service id, which is no longer in use.
     void forget(TRXActivatorHelper& helper);
-    // Forgets a servant that goes, whatever the state of the adapter. Looks at the record only: the object
-    // may be gone already.
+    // Removes a servant that is being destroyed, whatever the state of the adapter. Uses the record only,
+    // because the object may already be destroyed.
     void drop(TRXSkelInfo& skel);
 
-    // The adapter made last; null when there is none.
+    // The adapter that was made last; null when there is none.
     static TRXAdapter* default_adapter();
     static CORBA_ULong active_count();
 
@@ -196,9 +197,9 @@ private:
     TRXAdapter* _parent = nullptr;
     TRXAdapter* _child = nullptr;
     bool _cacheTarget = true;
-    CORBA_ULong _generation = 0; // changes whenever an object leaves
+    CORBA_ULong _generation = 0; // incremented whenever an object leaves
 
-    // None of these counts its objects: a servant leaves them before it goes.
+    // These tables do not own their objects, unless noted: a servant leaves them before it is destroyed.
     harbolance::IdTable<CORBA_Object*> _objects;     // by id, and the transient ones by full id too
     harbolance::IdTable<TRXImplHelper*> _activators; // holds a reference to each
     harbolance::NamedObjects _types;

@@ -35,7 +35,7 @@ void TRXSimpleAdapter::stop() {
     if (!is_active())
         return;
     deactivate();
-    // A wait that is under way ends, and looks at the state.
+    // Ends a wait in progress, which then tests the state.
     dpDispatcher::instance()->startTimer(0, 1, this);
 }
 
@@ -69,13 +69,13 @@ int TRXSimpleAdapter::inputReady(int fd) {
     try {
         accept_connection();
     } catch (const CORBA_Exception&) {
-        // The new peer loses its connection; the others and the listener go on.
+        // The new peer loses its connection; other connections and the listener are not affected.
     }
     return 0;
 }
 
-// When the process has no descriptor left, the longest idle connection makes room; without one the new peer
-// is refused, or else the listener would stay readable.
+// When the process has no descriptor left, closes the connection that has been idle longest; without one the
+// new peer is refused, because otherwise the listener would stay readable.
 TRXGIOPConn* TRXSimpleAdapter::next_connection() {
     try {
         return _listener->clone();
@@ -91,7 +91,7 @@ TRXGIOPConn* TRXSimpleAdapter::next_connection() {
     try {
         return _listener->clone();
     } catch (const CORBA_Exception&) {
-        return nullptr; // tried again when the loop comes back
+        return nullptr; // tried again in the next turn of the loop
     }
 }
 
@@ -110,7 +110,7 @@ void TRXSimpleAdapter::accept_connection() {
     try {
         server = new TRXGIOPServer(this, accepted.get(), true);
     } catch (...) {
-        return; // an interceptor's factory does not want the connection, which ends with `accepted`
+        return; // a factory refused the connection, which `accepted` closes
     }
     if (!_servers.insert({fd, server}).added) {
         server->_remove_ref();
@@ -189,7 +189,7 @@ CORBA_BOA* TRXIIOPAdapterFactory::create(int& argc, char** argv) {
         setSocketOptions(*_adapter, listener->connection().fd());
         _adapter->set_listener(listener.get());
     } catch (...) {
-        _adapter.reset(); // the next call may have a better port
+        _adapter.reset(); // the next call may have a usable port
         throw;
     }
     return _adapter.get();
@@ -203,7 +203,7 @@ GIOPUse TRXIIOPAdapterFactory::open_listener() {
     else
         body.host = TRXUtil::host_address(nullptr);
     if (!body.host.in())
-        body.host = "127.0.0.1"; // a host whose name leads nowhere can still serve itself
+        body.host = "127.0.0.1"; // a host whose name cannot be resolved can still serve itself
     body.port = static_cast<CORBA_UShort>(_adapter->number("OAport").value_or(0));
     if (const auto noCallback = _adapter->flag("OAnoCallback"))
         TRXGlobalTable::instance()->noCallback = *noCallback;

@@ -16,14 +16,14 @@ public:
     CORBA_ULong connection_max() override { return _connection_max; }
     CORBA_ULong connection_count() override { return _servers.size(); }
     void connection_closed(TRXGIOPServer* server) override;
-    void run() override; // replies that are queued then still leave
+    void run() override; // replies that are queued at the end are still sent
     IOP::TaggedProfile* profile(const CORBA_OctetSequence& key) override;
 
-    // Closes the accepted connection that has been idle for longest; false when all are in use.
+    // Closes the accepted connection that has been idle longest; false when all are in use.
     virtual CORBA_Boolean close_oldest();
-    // Takes a use of its own; the adapter is active from then on.
+    // Takes its own use of the connection; from then on the adapter is active.
     virtual void set_listener(TRXGIOPConn* listener);
-    virtual TRXGIOPConn* listener(); // with one use for the caller, or null
+    virtual TRXGIOPConn* listener(); // with one use, owned by the caller, or null
     virtual CORBA_UShort requests_in_progress();
 
     int inputReady(int fd) override;
