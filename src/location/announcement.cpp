@@ -35,10 +35,10 @@ Announcement::Announcement(const char* objectName, const IOP::IOR& reference)
 
 namespace {
 
-// Registers what the session was too busy for, until it is registered or withdrawn.
+// Keeps providers that could not be registered because the session was busy, and registers them later.
 class Postponed final : public dpIOHandler {
 public:
-    // Never destroyed: objects are withdrawn until the process ends.
+    // Never destroyed, because objects are withdrawn until the process ends.
     static Postponed& instance() {
         static Postponed& only = *new Postponed;
         return only;
@@ -56,7 +56,7 @@ public:
         _timerActive = false;
         DSUser* session = DSUser::instance(false);
         while (session && !_providers.empty()) {
-            const NCRef<DSProvider> first = _providers.front(); // handlers may change the list meanwhile
+            const NCRef<DSProvider> first = _providers.front(); // handlers may change the list
             _providers.pop_front();
             if (session->registerProvider(first.get()) == DSUser::busy) {
                 _providers.push_front(first);

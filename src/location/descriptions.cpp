@@ -9,7 +9,7 @@
 #include <cstring>
 #include <memory>
 
-// What the location service makes of a provider: the object, tested on request, and its description.
+// How the location service makes objects and descriptions from providers, and tests objects on request.
 
 namespace {
 
@@ -26,7 +26,8 @@ bool isServiceName(const CORBA_Object& object) {
     return name && std::strcmp(name, "*") == 0;
 }
 
-// For the time of a test a stub has other options: it makes no second connection, which might lead elsewhere.
+// Sets other options on a stub during a test, so that it makes no second connection, which might lead
+// elsewhere.
 class TestOptions {
 public:
     explicit TestOptions(CORBA_Object& object) : _object(object), _before(object._bind_options()) {
@@ -54,7 +55,7 @@ private:
     std::unique_ptr<const CORBA_BindOptions> _before; // null for a servant of this process
 };
 
-// No look-up through the agents meanwhile, which would find another object of that name.
+// Switches look-ups through the agents off meanwhile, which would find another object of that name.
 class AgentsOff {
 public:
     explicit AgentsOff(TRXORB& orb) : _orb(orb), _before(orb.agentEnabled()) { orb.agentEnabled(false); }
@@ -67,7 +68,7 @@ private:
     const bool _before;
 };
 
-// What the object key says, where it is one of this ORB.
+// Fills in the names from the object key, if the key is of this ORB.
 void fillNames(const CORBA_OctetSequence& key, ObjLocation::Desc& desc, const char* rep) {
     try {
         const TRXRef<TRXObjectId> id(TRXUtil::id_from_key(key));
@@ -82,7 +83,7 @@ void fillNames(const CORBA_OctetSequence& key, ObjLocation::Desc& desc, const ch
             desc.instance_name = textOr(static_cast<const TRXServiceId&>(*id).service_name(), "");
         }
     } catch (const CORBA_Exception&) {
-        // a key that is cut short names nothing
+        // a truncated key has no names
     }
 }
 
@@ -127,13 +128,13 @@ CORBA_Object* AgentImpl::providerObject(DSProvider& provider, bool activable) {
     return nullptr;
 }
 
-// A server that has been silent once is so for all of its objects: they cost one wait.
+// When a server has once let a test time out, all its objects count as dead, so that they cost one wait.
 bool AgentImpl::isDead(CORBA_Object& object) {
     IIOP::ProfileBody body;
     try {
         TRXUtil::iiop_body(harbolance::ObjectOperations::installed().reference(&object), body);
     } catch (const CORBA_Exception&) {
-        return true; // no call can reach it
+        return true; // it has no address to call
     }
     const std::string server = textOr(body.host.in(), "") + (":" + std::to_string(body.port));
     if (_silentServers.contains(server))
@@ -147,7 +148,7 @@ bool AgentImpl::isDead(CORBA_Object& object) {
     return dead;
 }
 
-// Whether the object is there.
+// Whether the object exists, according to its server.
 bool AgentImpl::test(CORBA_Object& object) {
     const TestOptions options(object, locationSettings.timeout);
     const AgentsOff agentsOff(orb());
@@ -161,7 +162,7 @@ bool AgentImpl::test(CORBA_Object& object) {
 bool AgentImpl::isReachable(CORBA_Object& object) {
     if (object._is_local())
         return true;
-    const TestOptions options(object); // and the process goes on with the agents, since this may take long
+    const TestOptions options(object); // agents stay on, because this may take long
     try {
         const CORBA_MarshalOutBuffer_var request(object._stub_request("_non_existent", 1));
         const CORBA_MarshalInBuffer_var reply(object._stub_invoke(request.in()));
@@ -196,7 +197,8 @@ void AgentImpl::describe(const DSProvider& provider, CORBA_Object* object, ObjLo
     desc.agent_hostname = provider.agentAddr().dottedAddr();
 }
 
-// An index behind the last description. A provider that cannot be described leaves nothing in the sequence.
+// Returns the index after the last description. A provider that cannot be described is left out of the
+// sequence.
 CORBA_ULong AgentImpl::_convert(ObjLocation::DescSeq& seq, CORBA_ULong index, const DSSet* set,
                                 bool activable, const char* rep) {
     if (!set)

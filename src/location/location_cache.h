@@ -9,8 +9,8 @@
 
 namespace harbolance {
 
-// The text under which agents know an object: of an interface, with that name, on that host. Null and empty
-// stand for any. It is what a client asks for, and one of those that a server announces (announcement.h).
+// The text under which agents know an object of that interface, name and host. Null and empty mean any. A
+// client asks for this text; a server announces several such texts (announcement.h).
 std::string cacheKey(const char* repId, const char* objectName, const char* host);
 
 // Where an object was found.
@@ -20,7 +20,7 @@ struct FoundObject {
     IOP::IOR reference;
 };
 
-// What agents have answered. An entry stays until it proves wrong or a newer answer takes its place.
+// Caches answers of agents. An entry stays until it proves wrong or is replaced by a newer answer.
 class LocationCache {
 public:
     // Null when the key is not known. Valid until an entry is added or removed.

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <unordered_set>
 
-// The operations of the location service. How providers are read is in provider_sets.cpp, what is made of
-// them in descriptions.cpp.
+// The operations of the location service. How providers are read is in provider_sets.cpp, how they are
+// described in descriptions.cpp.
 
 using namespace ObjLocation;
 
@@ -20,7 +20,7 @@ TRXORB& AgentImpl::orb() {
     return *_orb;
 }
 
-// What an operation shares with those that it consists of. There is an agent to ask.
+// State shared by an operation and the operations nested in it. Made only when there is an agent.
 class AgentImpl::Operation {
 public:
     explicit Operation(AgentImpl& agent) : _agent(agent), _batch(agent.connectedUser()) {
@@ -38,7 +38,7 @@ private:
     DSUser::Batch _batch;
 };
 
-// For an operation that asks for many interfaces: the set of daemons of its start serves all of them.
+// For an operation that asks for many interfaces: it keeps the set of daemons found at its start.
 class AgentImpl::OADsHeld {
 public:
     explicit OADsHeld(AgentImpl& agent) : _agent(agent), _refreshed(agent._willRefreshOADs) {
@@ -191,7 +191,7 @@ DescSeqSeq* AgentImpl::all_available_descs() {
 void AgentImpl::reg_trigger(const TriggerDesc& desc, TriggerHandler_ptr handler) {
     if (!handler)
         throw CORBA_BAD_PARAM();
-    new TRXTriggerHandler(desc, handler, this); // which ends itself
+    new TRXTriggerHandler(desc, handler, this); // destroys itself
 }
 
 void AgentImpl::unreg_trigger(const TriggerDesc& desc, TriggerHandler_ptr handler) {

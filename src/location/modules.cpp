@@ -20,7 +20,7 @@ namespace {
     std::exit(1);
 }
 
-// `value` is null behind the last word.
+// `value` is null when the option is the last word.
 bool switchValue(const char* option, const char* value) {
     if (!value || (value[0] != '0' && value[0] != '1'))
         endForBadValue(option, "a 0 or 1");
@@ -35,7 +35,7 @@ unsigned long numberValue(const char* option, const char* value) {
     return number;
 }
 
-// Objects that are made while it lives are not announced.
+// While it exists, objects that are made are transient.
 class Transient {
 public:
     Transient() { TRXGlobalTable::instance()->transientObjects = 1; }

@@ -13,7 +13,7 @@ namespace {
 
 Activation::OAD* daemonAt(const char* host) { return Activation::OAD::_bind(nullptr, host); }
 
-// A host whose name leads nowhere must not end up with the daemon of another one.
+// Null for a host without an address, which must not use the daemon of another host.
 Activation::OAD* daemonOfThisHost() {
     const CORBA_String_var host(TRXUtil::host_address(nullptr));
     if (!host.in())
@@ -21,7 +21,7 @@ Activation::OAD* daemonOfThisHost() {
     return daemonAt(host.in());
 }
 
-// Older peers know interfaces by their names.
+// Older peers identify interfaces by their names.
 const char* registeredId(const CORBA_TypeInfo& type) {
     return TRXGlobalTable::instance()->backCompat ? type.name() : type.id();
 }
@@ -33,13 +33,13 @@ OADClient::OADClient(CORBA_BOA* adapter)
 
 bool OADClient::found(const CORBA_TypeInfo& type) {
     if (type == Activation::OAD::_type)
-        return false; // a daemon does not register with itself
+        return false; // a daemon does not register its own objects
     if (!_oad.in() && (!_checked || _always)) {
         try {
             _oad = search();
             _checked = true;
         } catch (const CORBA_NO_IMPLEMENT&) {
-            _checked = true; // there is none; one that only could not be reached is looked for again
+            _checked = true; // there is none; one that could not be reached is looked for again
             throw;
         }
     }
@@ -65,7 +65,7 @@ std::unique_ptr<TRXEXT_CreationImplDef> OADClient::activate(const CORBA_TypeInfo
             return std::unique_ptr<TRXEXT_CreationImplDef>(
                 _oad->boa_activate_obj(object, registeredId(type), _uid));
     } catch (const CORBA_Exception&) {
-        // Without a daemon, or without a registration, objects are served as they are.
+        // Without a daemon or a registration objects are served without one.
     }
     return nullptr;
 }
@@ -75,7 +75,7 @@ void OADClient::deactivate(const CORBA_TypeInfo& type, CORBA_Object* object) {
         if (found(type) && !TRXGlobalTable::instance()->backCompat)
             _oad->boa_deactivate_obj(object, registeredId(type), _uid);
     } catch (const CORBA_Exception&) {
-        // The daemon sees by itself when a server ends.
+        // The daemon notices by itself when a server ends.
     }
 }
 

@@ -8,17 +8,17 @@
 
 namespace harbolance {
 
-// The activation daemon of this host as the servers of one adapter use it: they tell it which objects they
-// serve, and it says how an object is registered with it, if it is. Whatever goes wrong on the way counts as
-// an object that is not registered.
+// The activation daemon of this host, for the servers of one adapter: they report to it which objects they
+// serve, and it returns how an object is registered with it, if it is. Every failure counts as an object that
+// is not registered.
 class OADClient {
 public:
     explicit OADClient(CORBA_BOA* adapter);
 
-    // The definition under which the object is registered as one of `type`; null when it is not.
+    // The definition under which the object is registered for `type`; null when it is not registered.
     std::unique_ptr<TRXEXT_CreationImplDef> activate(const CORBA_TypeInfo& type, CORBA_Object* object);
     void deactivate(const CORBA_TypeInfo& type, CORBA_Object* object);
-    // The daemon's reference, after `activate` has given a definition.
+    // The daemon's reference; valid after `activate` has returned a definition.
     const IOP::IOR& reference() const;
 
 private:
@@ -28,16 +28,16 @@ private:
     CORBA_BOA* _adapter;
     Activation::OAD_var _oad;
     CORBA_Long _uid = 0;
-    bool _checked = false; // it is known whether there is one
-    bool _always;          // and is looked for each time
+    bool _checked = false; // whether there is a daemon is known
+    bool _always;          // look for a daemon each time
 };
 
 // A reference to the object that the daemon at `host` starts for that interface and name; null when there is
-// none. May wait for as long as the daemon does.
+// none. Waits until the daemon answers.
 std::unique_ptr<IOP::IOR> startByDaemon(const char* host, const char* repId, const char* objectName);
 
-// The daemon of this host, for what adapters ask of it by name. It is looked for each time; what it raises
-// passes.
+// The daemon of this host, for the operations of adapters. It is looked for each time; its exceptions are
+// passed on.
 class LocalActivationDaemon final : public ActivationDaemon {
 public:
     CORBA_Object* reg_implementation(const TRXEXT_CreationImplDef& definition) override;

@@ -31,7 +31,7 @@ void setKey(IOP::IOR& ior, const CORBA_OctetSequence& key) {
     TRXUtil::set_iiop_body(ior, body);
 }
 
-// The reference that the server has sent along; null when there is none that leads anywhere.
+// The reference that the server has published; null when there is none that has an address.
 std::unique_ptr<IOP::IOR> publishedReference(const DSProvider& provider, const CORBA_OctetSequence& key) {
     const auto* value = nc_cast<DSName>(provider.name().value());
     if (!value)
@@ -44,7 +44,7 @@ std::unique_ptr<IOP::IOR> publishedReference(const DSProvider& provider, const C
             setKey(*ior, key);
         return ior;
     } catch (const CORBA_Exception&) {
-        return nullptr; // the text is no reference
+        return nullptr; // the text is not a reference
     }
 }
 
@@ -62,8 +62,8 @@ std::unique_ptr<IOP::IOR> providerIOR(const DSProvider& provider, const CORBA_Oc
     return ior;
 }
 
-// Of an object that runs nowhere but is registered with an activation daemon, which starts it. For peers of
-// older systems, whose daemons do not announce what they can start.
+// For an object that is not running but registered with an activation daemon, which starts it. Needed for
+// older daemons, which do not announce the objects that they can start.
 std::unique_ptr<IOP::IOR> oadLookup(DSUser& session, const std::string& key, const char* repId,
                                     const char* objectName) {
     if (std::strcmp(repId, oadInterface) == 0)
@@ -109,14 +109,14 @@ std::unique_ptr<IOP::IOR> ObjectFinder::refresh(const IOP::IOR& failed, const ch
         TRXUtil::iiop_body(failed, body);
         setKey(*found, body.object_key);
     } catch (const CORBA_INV_OBJREF&) {
-        // it leads elsewhere than to an address
+        // it has no address
     }
     return found;
 }
 
 namespace {
 
-// Whether `reference` leads to where the service of another reference does, whose key is its own.
+// Whether `reference` leads to the same server as `found`; their keys may differ.
 bool sameServer(const IOP::IOR& found, IOP::IOR reference) {
     try {
         IIOP::ProfileBody body;
@@ -137,7 +137,7 @@ void ObjectFinder::invalidate(const IOP::IOR& failed, const char* repId, const c
         return;
     const std::string text = cacheKey(repId, objectName, host);
     const FoundObject* known = _cache.find(text);
-    // Of a service another reference may have failed than the one that was found last.
+    // For a service, the reference that failed may be another one than the one cached.
     if (!known || (isService(repId) && !sameServer(known->reference, failed)))
         return;
     const NCRef<DSProvider> provider = known->provider;

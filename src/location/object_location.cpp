@@ -24,7 +24,7 @@ struct TRXLocation::Registration {
     CORBA_Object* object;
     TRXSkelInfo& skel;
     const CORBA_TypeInfo& type;
-    const IOP::IOR own; // the object's reference to this process
+    const IOP::IOR own; // the object's reference in this process
     const Announcement announcement;
 
 private:
@@ -41,7 +41,7 @@ void TRXLocation::register_object(CORBA_Object* object) {
 }
 
 void TRXLocation::unregister_object(CORBA_Object* object) {
-    // What was announced is the object's own reference, and the daemon is given that as well.
+    // The agents got the object's own reference, and the daemon must get the same.
     TRXSkelInfo::of(object)->drop_ior();
     Registration registration(object);
     unregisterType(registration.type, registration);
@@ -72,9 +72,9 @@ void TRXLocation::unregisterType(const CORBA_TypeInfo& type, Registration& regis
         unregisterType(*base, registration);
 }
 
-// Clients go to the daemon, unless the server is for all of them: then they go there when they find no server
-// any more. The reference that says so is the object's from now on, also towards the daemon for its further
-// interfaces.
+// The published reference leads to the daemon, except for a server that serves all clients: then it leads to
+// the server first and to the daemon when the server is gone. This is the object's reference from now on,
+// also for its further interfaces at the daemon.
 void TRXLocation::takenByDaemon(const TRXEXT_CreationImplDef& definition, Registration& registration) {
     if (auto* adapter = dynamic_cast<TRXAdapter*>(_adapter))
         adapter->activation_policy(definition.activation_policy());
@@ -105,8 +105,8 @@ void TRXLocation::takenByDaemon(const TRXEXT_CreationImplDef& definition, Regist
 
 namespace {
 
-// What a reference asks for that has a name in place of an address; null when it is none, or when what a peer
-// has sent as one cannot be read.
+// The object that a reference asks for by a name instead of an address; null when it has no name, or a peer's
+// data for it cannot be decoded.
 std::unique_ptr<TRXLocationClosureData> named(const IOP::IOR& ior) {
     if (ior.profiles.length() != 1 || ior.profiles[0].tag != IOP::TAG_TRX_LOCATE)
         return nullptr;
@@ -122,7 +122,7 @@ std::unique_ptr<TRXLocationClosureData> named(const IOP::IOR& ior) {
     }
 }
 
-// What a reference stands for that leads to an address; null when that is not said.
+// The object that a reference with an address stands for; null when the reference does not tell.
 std::unique_ptr<TRXLocationClosureData> addressed(const IOP::IOR& ior, bool& service) {
     if (ior.profiles.length() > 0 && ior.profiles[0].tag == IOP::TAG_TRX_LOCATE)
         return nullptr;
@@ -132,7 +132,7 @@ std::unique_ptr<TRXLocationClosureData> addressed(const IOP::IOR& ior, bool& ser
         TRXUtil::object_key_of(ior, IOP::TAG_INTERNET_IOP, key);
         id = TRXRef<TRXObjectId>(TRXUtil::id_from_key(key));
     } catch (const CORBA_Exception&) {
-        return nullptr; // another ORB's, or damaged
+        return nullptr; // a key of another ORB, or a damaged one
     }
     if (!id)
         return nullptr;
@@ -146,7 +146,7 @@ std::unique_ptr<TRXLocationClosureData> addressed(const IOP::IOR& ior, bool& ser
         TRXRef<TRXPersistentId>(static_cast<TRXPersistentId*>(id.detach())), "");
 }
 
-// Whether this process can connect to it.
+// Whether this process can connect to the reference.
 bool leadsAnywhere(const IOP::IOR& ior) {
     return std::any_of(ior.profiles.begin(), ior.profiles.end(),
                        [](const IOP::TaggedProfile& profile) { return ProfileORB::find(profile.tag); });
@@ -196,8 +196,8 @@ CORBA_Boolean TRXLocation::findAnother(IOP::IOR& ior, CORBA_Object* object, TRXC
     if (!service)
         failed.type_id = fresh->type_id;
     const bool same = *fresh == failed;
-    // A service that is found where it has failed would fail again. An object may come back there, or the
-    // agent is still to find out that its server has died.
+    // A service that is found where it has just failed would fail again. An object may be restarted there, or
+    // the agent has not noticed yet that its server has died, so it is tried again.
     if (same && (service || !leadsAnywhere(ior)))
         return 0;
     if (!_pace.again(object, failed, *fresh, options->connectTimeout))

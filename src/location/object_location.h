@@ -1,9 +1,9 @@
 #pragma once
 
-// Objects by name: how named objects of this process become known to the agents, and how a reference that
-// names an object comes to an address. TRXLocation (this file) is what adapters and the bind chain call;
-// Announcement (announcement.h) is what agents are told, ObjectFinder (object_finder.h) what they are asked,
-// LocationCache (location_cache.h) what they have answered, OADClient (oad_client.h) the activation daemon.
+// Objects by name: how named objects of this process are announced to the agents, and how a reference with a
+// name gets an address. Adapters and the bind chain call TRXLocation (this file). Announcement
+// (announcement.h) is the data sent to agents, ObjectFinder (object_finder.h) queries them, LocationCache
+// (location_cache.h) caches their answers, OADClient (oad_client.h) uses the activation daemon.
 
 #include "invoke/stub/vcinter.h"
 #include "location/announcement.h"
@@ -13,16 +13,16 @@
 #include "marshal/reference/vobjectid.h"
 #include "orb/module_registry.h"
 
-// One belongs to each adapter whose named objects are announced, one to the bind chain. The latter finds the
-// address for a reference that has a name in its place, and another one for a reference whose server does not
-// answer.
+// There is one for each adapter whose named objects are announced, and one for the bind chain. The latter
+// finds an address for a reference that has only a name, and another address for a reference whose server
+// does not answer.
 class TRXLocation final : public TRXBindInterceptor {
 public:
     explicit TRXLocation(CORBA_BOA* adapter); // null for the one of the chain
 
-    // An object with a name has been made ready, or goes. Registers it under its interface and all bases of
-    // it, with the activation daemon or else with the agent, which may block for as long as each is silent.
-    // What an object that has no address raises passes.
+    // Called when a named object has been made ready, or leaves. Registers it for its interface and all
+    // bases, with the activation daemon or else with the agent; both may block until they answer or time out.
+    // The exceptions of an object without an address are passed on.
     void register_object(CORBA_Object* object);
     void unregister_object(CORBA_Object* object);
 
@@ -50,7 +50,7 @@ private:
     harbolance::RetryPace _pace;
 };
 
-// What TRXLocation keeps for one binding: which object is wanted.
+// The data of TRXLocation for one binding: the object that is wanted.
 class TRXLocationClosureData final : public TRXClosureData {
 public:
     TRXLocationClosureData(TRXRef<TRXPersistentId> id, const char* host) : _id(std::move(id)), _host(host) {}
@@ -64,7 +64,7 @@ private:
     CORBA_String_var _host; // empty for any
 };
 
-// Makes sure of the bind chain when the ORB starts.
+// Installs the bind chain when the ORB starts.
 class BindInitializer : public TRXInit {
 public:
     BindInitializer();

@@ -6,19 +6,19 @@
 #include <string>
 #include <string_view>
 
-// What the location service reads from the agents: the providers of an interface, and the addresses at which
-// activation daemons run.
+// How the location service reads from the agents: the providers of an interface, and the addresses of
+// activation daemons.
 
 using ObjLocation::Fail;
 
 namespace {
 
-// Of a daemon's address, in trace lines.
+// A daemon's address as text, for trace lines.
 std::string bracketed(const DSAddr& address) {
     return std::string("[") + address.dottedAddr() + "," + std::to_string(address.port()) + "]";
 }
 
-// A daemon is known under the name of its interface or under its repository id.
+// A daemon is registered under the name of its interface or its repository id.
 constexpr const char* oadNames[] = {"Activation::OAD", "IDL:tarnwicknet/Activation/OAD:1.0"};
 
 bool isOAD(const DSProvider& provider) {
@@ -67,7 +67,7 @@ AgentImpl::Providers AgentImpl::getProviders(const char* rep, const char* object
     return providers;
 }
 
-// The service goes on without daemons when their addresses cannot be had.
+// When the addresses of the daemons cannot be read, the service continues without them.
 void AgentImpl::refreshOADs() {
     if (!_willRefreshOADs)
         return;

@@ -8,7 +8,7 @@ namespace harbolance {
 
 namespace {
 
-constexpr size_t mostTried = 100; // that are known again
+constexpr size_t mostTried = 100; // limit of the references that are remembered
 
 bool includes(const std::vector<IOP::IOR>& list, const IOP::IOR& wanted) {
     return std::find(list.begin(), list.end(), wanted) != list.end();

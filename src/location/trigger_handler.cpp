@@ -11,11 +11,11 @@ using ObjLocation::TriggerHandler;
 
 namespace {
 
-// The session was waiting for another reply: it is asked again after that time.
+// Delay before trying again when the session was waiting for another reply.
 constexpr long busyMicroseconds = 50'000;
 
-// From what is watched to the DSSet of the triggers on it, wrapped. Never destroyed: triggers end with the
-// process.
+// A map from watched names to the DSSet of their wrapped triggers. Never destroyed, because triggers exist
+// until the process ends.
 DSDictionary& triggers() {
     static const NCRef<DSDictionary>& all = *new NCRef<DSDictionary>(new DSDictionary(16));
     return *all;
@@ -23,7 +23,7 @@ DSDictionary& triggers() {
 
 bool isText(const CORBA_String_var& text) { return text.in() && *text.in(); }
 
-// As objects are announced: where, what, and under which name.
+// The name in the form in which objects are announced: host, interface and object name.
 std::string watchedText(const TriggerDesc& desc) {
     std::string text;
     if (isText(desc.host_name))
@@ -43,7 +43,7 @@ DSSet* triggersOn(const DSName& name) { return static_cast<DSSet*>(triggers().at
 
 } // namespace
 
-// The object stays while one of its calls is on the stack.
+// Keeps the object alive while one of its calls is on the stack.
 class TRXTriggerHandler::Call {
 public:
     explicit Call(TRXTriggerHandler& trigger) : _trigger(trigger) { ++_trigger._calls; }
@@ -82,11 +82,11 @@ void TRXTriggerHandler::timerExpired(long, long) {
     if (!_destroying)
         begin();
     else if (_calls == 0)
-        leave(); // and otherwise with a tick that the last call asks for
+        leave(); // otherwise in the tick that the last call requests
 }
 
-// Among the triggers of the process first: the session may call the handler at once, and the client may take
-// its trigger back in that call.
+// Entered in the process's table first: the session may call the handler at once, and the client may remove
+// its trigger in that call.
 void TRXTriggerHandler::begin() {
     const Call call(*this);
     const NCRef<DSName> name = watched();
@@ -105,7 +105,7 @@ void TRXTriggerHandler::begin() {
 
 void TRXTriggerHandler::leave() {
     {
-        const Call call(*this); // a handler of the session may call while the agent is asked
+        const Call call(*this); // the session may call a handler while the agent is asked
         const NCRef<DSName> name = watched();
         if (DSUser* user = DSUser::instance(true))
             user->unregisterTrigger(name.get(), this);
@@ -115,7 +115,7 @@ void TRXTriggerHandler::leave() {
             if (set->isEmpty())
                 triggers().removeKey(name.get());
         }
-        _timerActive = true; // no further tick
+        _timerActive = true; // prevents another tick
     }
     delete this;
 }
@@ -126,7 +126,7 @@ void TRXTriggerHandler::remove(const TriggerDesc& desc, TriggerHandler* handler,
     if (set) {
         for (const DSResource* element : *set) {
             auto* trigger = static_cast<const DSWrapper*>(element)->pointer<TRXTriggerHandler>();
-            // Of equal ones one that is not ending yet.
+            // Of equal triggers prefers one that is not ending yet.
             if ((!found || found->_destroying) && trigger->_handler->_is_equivalent(handler))
                 found = trigger;
         }
@@ -141,7 +141,7 @@ void TRXTriggerHandler::serviceUp(DSProvider* provider) {
     const NCRef<DSProvider> held = provider;
     const CORBA_Object_var object(_agent->getObject(provider->name()));
     if (!object.in())
-        return; // a provider that is no object
+        return; // a provider without an object
     if (_agent->isReachable(*object.in()))
         tell(*provider, &TriggerHandler::impl_is_ready, "impl_is_ready");
     else if (DSUser* user = DSUser::instance(true))
@@ -151,11 +151,11 @@ void TRXTriggerHandler::serviceUp(DSProvider* provider) {
 void TRXTriggerHandler::serviceDown(DSProvider* provider) {
     const Call call(*this);
     const NCRef<DSProvider> held = provider;
-    const CORBA_Object_var object(_agent->getObject(provider->name())); // for its trace lines
+    const CORBA_Object_var object(_agent->getObject(provider->name())); // only for its trace lines
     tell(*provider, &TriggerHandler::impl_is_down, "impl_is_down");
 }
 
-// What cannot be described is passed over: the client would hear of something that it cannot call.
+// An object that cannot be described is left out, since the client could not call it.
 void TRXTriggerHandler::tell(DSProvider& provider, Notification notification, const char* operation) {
     if (_destroying)
         return;
@@ -180,6 +180,6 @@ void TRXTriggerHandler::tell(DSProvider& provider, Notification notification, co
             harbolance::standardOutput() << "destroying this trigger." << std::endl;
         end();
     } catch (...) {
-        end(); // a handler of this process may throw anything
+        end(); // a handler in this process may throw anything
     }
 }

@@ -7,13 +7,13 @@
 
 class AgentImpl;
 
-// One client's wish to hear of the instances that a TriggerDesc names: towards the session a handler of
-// triggers, towards the client the caller of its ObjLocation::TriggerHandler.
+// One client's trigger for the instances that a TriggerDesc names: a trigger handler of the agent session
+// that calls the client's ObjLocation::TriggerHandler.
 //
-// Its work with the agent waits for a turn of the event loop: a program that never turns the loop registers
-// nothing. It begins with the first turn after it was made and ends in a turn after `remove`, or after its
-// client has raised an exception other than CORBA_BAD_OPERATION; then it destroys itself. Client's calls
-// block as every call does, and serve other things meanwhile.
+// It registers with the agent in a turn of the event loop, so a program that never runs the loop registers
+// nothing. It starts in the first turn after its construction and ends in a turn after `remove`, or after its
+// client has raised an exception other than CORBA_BAD_OPERATION; then it destroys itself. Calls to the client
+// block like every call and serve other requests meanwhile.
 class TRXTriggerHandler final : public dpIOHandler, public DSTriggerHandler {
 public:
     TRXTriggerHandler(const ObjLocation::TriggerDesc& desc, ObjLocation::TriggerHandler* handler,
@@ -21,8 +21,8 @@ public:
     TRXTriggerHandler(const TRXTriggerHandler&) = delete;
     TRXTriggerHandler& operator=(const TRXTriggerHandler&) = delete;
 
-    // Ends the trigger that was made with such a description and an equivalent handler; once it is ending,
-    // nothing more. Raises ObjLocation::Fail no_such_trigger when there is none.
+    // Ends the trigger with such a description and an equivalent handler; does nothing more when it is
+    // already ending. Raises ObjLocation::Fail no_such_trigger when there is none.
     static void remove(const ObjLocation::TriggerDesc& desc, ObjLocation::TriggerHandler* handler,
                        int serviceType);
 
@@ -49,6 +49,6 @@ private:
     std::string _name; // what is watched, as agents name it
     bool _timerActive = false;
     bool _destroying = false;
-    bool _known = false; // is among the triggers of the process
-    int _calls = 0;      // of this object, that are on the stack
+    bool _known = false; // entered in the process's table
+    int _calls = 0;      // of this object, on the stack
 };
