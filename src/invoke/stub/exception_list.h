@@ -18,7 +18,7 @@ public:
     CORBA_ULong count() const { return static_cast<CORBA_ULong>(_items.size()); }
     void add(CORBA_TypeCode* copied) { _items.emplace_back(CORBA_TypeCode::_duplicate(copied)); }
     void add_consume(CORBA_TypeCode* owned) { _items.emplace_back(owned); }
-    // Stays the list's. Both raise CORBA_BAD_PARAM for an index at or beyond the count.
+    // The list owns the type. Both raise CORBA_BAD_PARAM for an index out of range.
     CORBA_TypeCode* item(CORBA_ULong index) const;
     void remove(CORBA_ULong index);
 

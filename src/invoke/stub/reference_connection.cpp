@@ -11,7 +11,8 @@ namespace {
 
 constinit ProfileORB::Find findORB = nullptr;
 
-// A connection for one profile. At the limit of descriptors the longest idle connection makes room.
+// A connection for one profile. At the limit of descriptors the connection that has been idle longest is
+// closed.
 TRXConnection_var transportConnection(TRXConnFactory& transport, const IOP::TaggedProfile& profile,
                                       CORBA_ULong timeout) {
     try {
@@ -53,7 +54,7 @@ GIOPUse tryAll(IOP::IOR& ior, TimeLimit& limit) {
         try {
             return tryProfile(IOP::TaggedProfile(profile), ior, limit);
         } catch (const CORBA_COMM_FAILURE&) {
-            break; // the profiles of a network may still lead there
+            break; // other profiles may still lead to a server
         }
     }
     for (const IOP::TaggedProfile& profile : ior.profiles) {
@@ -93,7 +94,7 @@ GIOPUse connectionFor(IOP::IOR& ior, CORBA_ULong timeout) {
         try {
             return tryAll(ior, limit);
         } catch (const CORBA_TRANSIENT&) {
-            // The reference has become another one, or else its server ends the connections that it accepts.
+            // `ior` was replaced by a forward, or the server closes the connections that it accepts.
         }
         if (ior == asked)
             LoopWait().pause(backoff.next());

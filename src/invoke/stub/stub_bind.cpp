@@ -12,14 +12,14 @@
 
 #include <cstdlib>
 
-// What a stub stands for, and how it comes to its connection.
+// How a stub is bound, and how it gets its connection.
 
 using namespace harbolance;
 
 namespace {
 
-// Calls that wait, each made by a servant that is called inside the wait of the one before. More of them
-// would let clients exhaust the stack.
+// Limit of nested waits, where each call is made by a servant that is served inside the wait of the previous
+// one. Without it clients could exhaust the stack.
 constexpr unsigned mostNested = 128;
 
 constinit LocalCalls* localCalls = nullptr;
@@ -91,7 +91,7 @@ void TRXStubInfo::bind(const IOP::IOR& ior, bool connectNow) {
                 name = static_cast<const TRXServiceId&>(*id).service_name();
         }
     } catch (const CORBA_Exception&) {
-        // a key of another ORB, or none, says nothing about the object
+        // a key of another ORB, or none, tells nothing about the object
     }
     make_interceptor();
     if (connectNow)
@@ -146,13 +146,14 @@ GIOPUse TRXStubInfo::connection() {
     }
     if (!is_bound())
         await_retry();
-    if (!is_bound()) // while this waited others may have bound it
+    if (!is_bound()) // other code may have bound it during the wait
         rebind();
     return _connection;
 }
 
-// A server that accepts connections and ends them at once is not called as fast as it does so. The first loss
-// of a connection that was of use, or lived for a while, is no reason to wait.
+// Waits before another attempt, so that a server that accepts connections and closes them at once is not
+// called in a busy loop. The first loss of a connection that was used, or was open for some time, does not
+// cause a wait.
 void TRXStubInfo::await_retry() {
     const bool useless = _state == _UNBOUND && !_answered &&
                          std::chrono::steady_clock::now() < _bound_at + std::chrono::seconds(1);
@@ -204,7 +205,7 @@ void TRXStubInfo::rebind() {
     settle_binding(first);
 }
 
-// Takes up what the new connection stands for: the ORB of its profile and the object's key there.
+// Stores the results of the new connection: the ORB of its profile, and the object's key in it.
 void TRXStubInfo::settle_binding(bool first) {
     const bool announce = first && _id_kind != unknownKind && bind_is_announced();
     _key = ProfileORB::key_of(_current_ior, &_orb);
@@ -213,7 +214,7 @@ void TRXStubInfo::settle_binding(bool first) {
         send_bind_request();
 }
 
-// Whether the server is told that a client has bound. Without the property it is not, but `__unbind` goes by
+// Whether the server is told that a client has bound. Off without the property, but `__unbind` then follows
 // what older peers expect.
 bool TRXStubInfo::bind_is_announced() {
     const TRXPropertyList& list = _orb->properties();
@@ -233,7 +234,7 @@ void TRXStubInfo::send_bind_request() {
             release_buffer(invoke(request.in(), nullptr));
             return;
         } catch (const CORBA_TRANSIENT&) {
-            // the connection was lost, or another place was named
+            // the connection was lost, or the server forwarded the client
         }
     }
 }

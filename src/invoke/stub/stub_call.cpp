@@ -1,7 +1,7 @@
 #include "invoke/stub/vstub.h"
 #include "object/vobject.h"
 
-// The calls of a stub: a request goes out on its connection, or to an object of this process.
+// The calls of a stub: a request is sent on its connection, or passed to an object of this process.
 
 using namespace harbolance;
 
@@ -11,14 +11,14 @@ TRXMarshalOutBuffer& requestIn(CORBA_MarshalOutBuffer* buffer) {
     return static_cast<TRXMarshalOutBuffer&>(*buffer);
 }
 
-// Where a reply to the request may come. A call inside this process has had its reply when it was sent.
+// The connection on which the reply will come. A call inside this process already has its reply.
 TRXGIOPConn& connectionOf(TRXMarshalOutBuffer& request) {
     if (!request.connection())
         throw CORBA_OBJECT_NOT_EXIST();
     return *request.connection();
 }
 
-// A reply that stands in the buffer of its request.
+// A reply that is in the buffer of its request.
 class LocalReply final : public CORBA_MarshalInBuffer {
 public:
     explicit LocalReply(const CORBA_MarshalOutBuffer_var& buffer)
@@ -49,13 +49,14 @@ CORBA_MarshalOutBuffer* TRXStubInfo::create_request(const char* operation, CORBA
         _interceptor->prepare_request(header, request->closure());
     if (use) {
         use->write_request_header(request.in(), header);
-        request->allow_borrowing(); // the output queue sends the parts
+        request->allow_borrowing(); // the output queue sends borrowed parts as well
         request->connection(std::move(use));
     }
     return request._retn();
 }
 
-// A lost connection is a reason to call again, unless the options say that the caller wants to know.
+// Maps the loss of a connection: the call is to be repeated, unless the options say that the caller handles
+// it.
 template <class Step>
 auto TRXStubInfo::mapped(Step step) -> decltype(step()) {
     try {
@@ -100,14 +101,14 @@ void TRXStubInfo::send(CORBA_MarshalOutBuffer* buffer, CORBA_Boolean responseExp
     request.reply_wanted(responseExpected != 0);
 }
 
-// Sends the request, or what the interceptor gives in its place, by `transmit(message)`. The interceptor
-// hears of a lost connection only, not of a time-out.
+// Sends the request, or the interceptor's replacement, by `transmit(message)`. The interceptor is told of a
+// lost connection, but not of a time-out.
 template <class Transmit>
 void TRXStubInfo::send_intercepted(TRXMarshalOutBuffer& request, Transmit transmit) {
     if (!_interceptor)
         return mapped([&] { transmit(&request); });
     const GIOP::RequestHeader& header = request.header();
-    request.copy_borrowed(); // the interceptor is given the whole message
+    request.copy_borrowed(); // the interceptor needs the whole message
     const CORBA_MarshalOutBuffer_var replacement(
         _interceptor->send_request(header, &request, request.closure()));
     mapped([&] {
@@ -129,7 +130,7 @@ void TRXStubInfo::send_intercepted(TRXMarshalOutBuffer& request, Transmit transm
     }
 }
 
-// Only over a connection that is still there.
+// Sent only when the connection still exists.
 void TRXStubInfo::leave() {
     const bool connected = _connection && _connection->connection().state() == TRXConnection::CONNECTED;
     if (!_send_bind || !is_bound() || !connected)
@@ -140,7 +141,7 @@ void TRXStubInfo::leave() {
         send_intercepted(request,
                          [&](CORBA_MarshalOutBuffer* message) { request.connection()->queue(message); });
     } catch (...) {
-        // The server learns it by the end of the connection; and the stub is being destroyed.
+        // The server notices the end of the connection; and the stub is being destroyed.
     }
 }
 

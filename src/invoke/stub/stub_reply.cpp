@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-// What a reply means for the caller: results, an exception, or another place.
+// The handling of replies: results, an exception, or a forward.
 
 using namespace harbolance;
 
@@ -18,7 +18,7 @@ CORBA_MarshalInBuffer* TRXStubInfo::take_reply(TRXGIOPMessage* message, TRXMarsh
     return finish(reply->header(), CORBA_MarshalInBuffer::_duplicate(reply->stream()), request, exceptions);
 }
 
-// Takes `in` over.
+// Takes ownership of `in`.
 CORBA_MarshalInBuffer* TRXStubInfo::finish(const GIOP::ReplyHeader& header, CORBA_MarshalInBuffer* in,
                                            TRXMarshalOutBuffer& request, CORBA_ExceptionList* exceptions) {
     CORBA_MarshalInBuffer_var results(in);
@@ -36,7 +36,7 @@ CORBA_MarshalInBuffer* TRXStubInfo::finish(const GIOP::ReplyHeader& header, CORB
 
 namespace {
 
-// An exception whose class this process lacks, if the list tells its type; else null.
+// An exception whose class this process does not have, if the list has its type; else null.
 CORBA_Exception* unknownException(const char* id, CORBA_MarshalInBuffer& in,
                                   CORBA_ExceptionList* exceptions) {
     for (CORBA_ULong i = 0; exceptions && i < exceptions->count(); ++i) {
@@ -69,7 +69,7 @@ CORBA_Exception* exceptionIn(CORBA_MarshalInBuffer& in, CORBA_ExceptionList* exc
 
 } // namespace
 
-// Raises what the server raised. An interceptor that returns has absorbed it.
+// Raises the server's exception. When the interceptor returns, it has absorbed it.
 void TRXStubInfo::raise_remote(TRXMarshalOutBuffer& request, CORBA_MarshalInBuffer& in,
                                CORBA_ExceptionList* exceptions) {
     CORBA_Environment environment(exceptionIn(in, exceptions));
@@ -85,7 +85,7 @@ void TRXStubInfo::raise_remote(TRXMarshalOutBuffer& request, CORBA_MarshalInBuff
     }
 }
 
-// The next call goes to where the reply says. A service keeps its own key there.
+// The next call goes to the reference in the reply. A service keeps its own key there.
 void TRXStubInfo::follow_forward(CORBA_MarshalInBuffer& in) {
     IOP::IOR forward;
     in >> forward;

@@ -32,8 +32,8 @@ void TRXClientInterceptor::exception_occurred(CORBA_ULong, CORBA_Environment&, T
 
 namespace {
 
-// The end of an exchange by an exception, which each member may replace by raising another one. Called inside
-// the handler of the exception, which is raised again at the end.
+// Ends an exchange with an exception, which each member may replace by raising another one. Called inside the
+// handler of the exception, which is raised again at the end.
 template <class Member, class Step>
 [[noreturn]] void tellException(TRXClosure& closure, CORBA_Environment& environment, Step step) {
     InterceptorChain<Member>::reverse(closure, true, [&](Member& member, TRXClosure& own) {
@@ -47,7 +47,7 @@ template <class Member, class Step>
     });
     if (environment.exception())
         environment.exception()->_raise();
-    throw; // a member has cleared the environment, which does not absorb the exception
+    throw; // clearing the environment does not absorb the exception
 }
 
 } // namespace
@@ -159,7 +159,7 @@ TRXClientInterceptor* TRXChainClientIntercepFactory::create(CORBA_Object* stub) 
     if (_factories.count() == 0)
         return nullptr;
     TRXRef<TRXChainClientInterceptor> chain(new TRXChainClientInterceptor(stub));
-    const auto factories = _factories; // one may add and remove others
+    const auto factories = _factories; // copied: a factory may add and remove others
     for (const auto& factory : factories) {
         const TRXRef<TRXClientInterceptor> made(factory->create(stub));
         if (made)

@@ -7,19 +7,18 @@
 
 class CORBA_Object;
 
-// Hooks around what a client does: the binding of a stub, and each of its requests. (Those of a server are in
-// adapter/server_interceptor.h.) A program derives from an interceptor class and adds an object to the chain
-// of its kind. The first step of an exchange calls the members in the order in which they were added, later
-// steps the same members in reverse order, each with the closure in which it may keep data for this exchange.
-// A member that has seen the end of an exchange is not called for it again.
+// Hooks on the client's side: around the binding of a stub, and around each of its requests. (The server's
+// hooks are in adapter/server_interceptor.h.) A program derives from an interceptor class and adds an object
+// to the chain of that class. The first step of an exchange calls the members in the order in which they were
+// added, later steps call the same members in reverse order, each with a closure in which it may keep data
+// for this exchange. A member that has seen the end of an exchange is not called for it again.
 //
-// A member that raises ends the walk, and the exception reaches the caller of the operation, unless the step
-// is `exception_occurred`.
+// When a member raises, no further members are called and the exception is passed to the caller of the
+// operation, except in the step `exception_occurred`.
 
-// Around the binding of a stub. `bind` comes before a first connection is made, `rebind` before a later one,
-// and may change the reference. `bind_failed` and `rebind_failed` may change it as well, and answer whether
-// another attempt is to be made. The descriptor is that of the new connection, -1 for an object in this
-// process.
+// Hooks around the binding of a stub. `bind` is called before the first connection is made, `rebind` before
+// later ones; both may change the reference. `bind_failed` and `rebind_failed` may change it too, and return
+// whether to try again. The descriptor is that of the new connection, -1 for an object in this process.
 class TRXBindInterceptor : public TRXResource {
 public:
     virtual CORBA_Boolean bind(IOP::IOR& ior, CORBA_Object* object, TRXClosure& closure);
@@ -32,14 +31,14 @@ public:
                                     TRXClosure& closure);
 };
 
-// All bind interceptors of the process as one. Made by the first `instance()`.
+// Combines all bind interceptors of the process. Made by the first `instance()`.
 class TRXChainBindInterceptor final : public TRXBindInterceptor {
 public:
     static TRXChainBindInterceptor* instance();
-    // Takes a reference, and gives it back.
+    // Adds a reference; `remove` releases it.
     static void add(TRXBindInterceptor* member);
     static void remove(TRXBindInterceptor* member);
-    // What makes the first member of the chain, whose reference the chain takes over. The layer that finds
+    // The function that makes the first member of the chain; the chain takes ownership. The layer that finds
     // objects by name installs it before the chain is made.
     using MakeFirst = TRXBindInterceptor* (*)();
     static void install(MakeFirst make);
@@ -52,8 +51,8 @@ public:
     CORBA_Boolean rebind(IOP::IOR& ior, CORBA_Object* object, TRXClosure& closure) override;
     CORBA_Boolean rebind_failed(IOP::IOR& ior, CORBA_Object* object, TRXClosure& closure) override;
     void rebind_succeeded(IOP::IOR& ior, CORBA_Object* object, int fd, TRXClosure& closure) override;
-    // Called while the exception is being handled. A member that raises replaces it. Raises what is in the
-    // environment at the end, whatever the members do.
+    // Called while the exception is being handled. A member replaces it by raising another one. At the end
+    // raises the exception in the environment, whatever the members do.
     void exception_occurred(IOP::IOR& ior, CORBA_Object* object, CORBA_Environment& environment,
                             TRXClosure& closure) override;
 
@@ -64,38 +63,39 @@ private:
     harbolance::InterceptorChain<TRXBindInterceptor> _chain;
 };
 
-// Around each request of one stub.
+// Hooks around each request of one stub.
 class TRXClientInterceptor : public TRXResource {
 public:
-    // Before the header is written; service contexts may be added.
+    // Called before the header is written; service contexts may be added.
     virtual void prepare_request(GIOP::RequestHeader& header, TRXClosure& closure);
-    // Before the request leaves. A buffer that is returned leaves in its place; the caller owns it.
+    // Called before the request is sent. A non-null result is sent in its place; the caller owns it.
     virtual CORBA_MarshalOutBuffer* send_request(const GIOP::RequestHeader& header,
                                                  CORBA_MarshalOutBuffer* buffer, TRXClosure& closure);
-    // The connection was lost while the request was sent. A time-out is not told.
+    // Called when the connection is lost while the request is sent; not called for a time-out.
     virtual void send_failed(const GIOP::RequestHeader& header, const CORBA_Exception& exception,
                              TRXClosure& closure);
     // The last step for a request that expects no response.
     virtual void request_sent(const GIOP::RequestHeader& header, TRXClosure& closure);
-    // A buffer that is returned is read in place of `buffer`; the caller owns it. `target` is null.
+    // Called with a reply. A non-null result is read in place of `buffer`; the caller owns it. `target` is
+    // null.
     virtual CORBA_MarshalInBuffer* receive_reply(const GIOP::ReplyHeader& header,
                                                  CORBA_MarshalInBuffer* buffer, CORBA_Object* target,
                                                  TRXClosure& closure);
     virtual void receive_failed(CORBA_ULong requestId, const CORBA_Exception& exception, TRXClosure& closure);
-    // The reply is an exception. In a chain it reaches the caller of the operation whatever the members do;
-    // the only interceptor of a stub absorbs it by returning.
+    // Called when the reply is an exception. In a chain it is passed to the caller of the operation whatever
+    // the members do; the only interceptor of a stub absorbs it by returning.
     virtual void exception_occurred(CORBA_ULong requestId, CORBA_Environment& environment,
                                     TRXClosure& closure);
 };
 
-// Makes the interceptor of a new stub: the caller's, or null for none.
+// Makes the interceptor for a new stub, or null for none; the caller owns it.
 class TRXClientInterceptorFactory : public TRXResource {
 public:
     virtual TRXClientInterceptor* create(CORBA_Object* stub) = 0;
 };
 
-// All factories of the process as one, made by the first `add`. Without a factory stubs have no interceptor,
-// which costs a call nothing.
+// Combines all factories of the process; made by the first `add`. Without a factory stubs have no
+// interceptor, and calls have no extra cost.
 class TRXChainClientIntercepFactory final : public TRXClientInterceptorFactory {
 public:
     static TRXChainClientIntercepFactory* instance() { return _instance; } // null without one
@@ -111,7 +111,7 @@ private:
     TRXList<TRXRef<TRXClientInterceptorFactory>> _factories;
 };
 
-// The interceptors of one stub as one.
+// Combines the interceptors of one stub.
 class TRXChainClientInterceptor final : public TRXClientInterceptor {
 public:
     explicit TRXChainClientInterceptor(CORBA_Object* stub) : _stub(stub) {}

@@ -1,9 +1,9 @@
 #pragma once
 
-// The client's half of an object reference: a TRXStubInfo (this file) keeps the reference, the connection
-// that it leads to and the state of the binding. stub_bind.cpp makes and remakes the binding,
-// reference_connection.h finds a connection for a reference, stub_call.cpp makes calls, stub_reply.cpp reads
-// replies. Interceptors (vcinter.h) hear of all of it.
+// The client's half of an object reference. TRXStubInfo (this file) keeps the reference, its connection and
+// the state of the binding. stub_bind.cpp binds and rebinds, reference_connection.h connects to a reference,
+// stub_call.cpp makes calls, stub_reply.cpp reads replies. Interceptors (vcinter.h) are called in all of
+// these steps.
 
 #include "invoke/giop/giop_connections.h"
 #include "invoke/stub/exception_list.h"
@@ -14,12 +14,11 @@
 namespace harbolance {
 class ProfileORB;
 
-// Carries the calls of a stub on an object in this process; the layer of the adapters derives and installs
-// it.
+// Makes the calls of a stub to an object in this process. The layer of the adapters derives and installs it.
 class LocalCalls {
 public:
-    // Serves the request whose arguments stand in `buffer`, and leaves the reply, without a message header,
-    // there.
+    // Serves the request whose arguments are in `buffer`, and replaces them by the reply, without a message
+    // header.
     virtual void execute(GIOP::RequestHeader& header, CORBA_MarshalOutBuffer* buffer,
                          CORBA_Object* target) = 0;
 
@@ -32,10 +31,10 @@ protected:
 
 } // namespace harbolance
 
-// Made with its stub, which has to be made after CORBA_ORB_init; before, the process is ended with a message.
+// Made with its stub, after CORBA_ORB_init; if it is made earlier, the process is ended with a message.
 //
-// A call waits in the event loop (invoke/giop/vgconn.h), so other calls, on this stub too, may be made and
-// served meanwhile. What calls and binding raise, besides what the server raises:
+// A call waits in the event loop (invoke/giop/vgconn.h), so other calls, also on this stub, may be made and
+// served meanwhile. Calls and binding raise, besides the server's exceptions:
 //
 //     CORBA_NO_IMPLEMENT   no server can be reached at the addresses of the reference
 //     CORBA_NO_RESOURCES   the limit of connections is reached; or the server closed the connection and
@@ -53,7 +52,7 @@ public:
         _BOUND,   // by the first binding
         _UNBOUND, // the connection has gone
         _REBOUND, // bound again
-        _FORWARD, // a reply has named another place, which is still to be connected to
+        _FORWARD, // a reply has forwarded to another place, not connected yet
     };
     static constexpr CORBA_ULong unknownKind = 5;
 
@@ -63,33 +62,33 @@ public:
     // The record of a stub; null for a servant.
     static TRXStubInfo* of(const CORBA_Object* object);
 
-    // To an object of this process, by calls that still pass the interceptors.
+    // Binds to an object of this process; its calls still pass the interceptors.
     void bind(CORBA_Object* localTarget) override;
     void bind(const IOP::IOR& ior, bool connectNow) override;
-    // To the object of that interface and name, wherever it is found.
+    // Binds to the object of that interface and name, wherever it is found.
     void bind(const char* repId, const char* objectName, const char* host, const CORBA_BindOptions* options,
               bool connectNow);
-    // Makes a new binding, from the reference that the last reply named or else from the original one.
+    // Binds again, to the reference of the last forward, or else to the original one.
     void rebind();
     void copy(CORBA_Object* stub) override;
 
-    // A request that `invoke` or `send` takes; arguments are written into it. The caller owns it. The
-    // operation's name has to live as long as the request.
+    // A new request for `invoke` or `send`, into which the arguments are written. The caller owns it. The
+    // operation's name is borrowed and must live as long as the request.
     CORBA_MarshalOutBuffer* create_request(const char* operation, CORBA_Boolean responseExpected) override;
-    // Sends the request and waits for the reply. The results, which the caller owns; null when an interceptor
-    // has absorbed an exception. `exceptions` tells the types of user exceptions whose classes this process
-    // lacks.
+    // Sends the request and waits for the reply. Returns the results, which the caller owns, or null when an
+    // interceptor has absorbed an exception. `exceptions` gives the types of user exceptions whose classes
+    // this process does not have.
     CORBA_MarshalInBuffer* invoke(CORBA_MarshalOutBuffer* request, CORBA_ExceptionList* exceptions);
     CORBA_MarshalInBuffer* invoke(CORBA_MarshalOutBuffer* request) override {
         return invoke(request, nullptr);
     }
-    // Sends it without waiting for the reply, which `receive_reply` takes later. `poll` tells whether that
-    // would not wait, and `cancel` gives the request up.
+    // Sends the request without waiting; `receive_reply` takes the reply later. `poll` returns whether that
+    // would not wait, and `cancel` abandons the request.
     void send(CORBA_MarshalOutBuffer* request, CORBA_Boolean responseExpected, CORBA_ULong* id = nullptr);
     void send_oneway(CORBA_MarshalOutBuffer* request) override { send(request, 0); }
     CORBA_MarshalInBuffer* receive_reply(CORBA_MarshalOutBuffer* request,
                                          CORBA_ExceptionList* exceptions = nullptr);
-    // Tells the server that a client has gone, where it was told that one had come.
+    // Tells the server that a client has gone, if it was told that the client had bound.
     void leave() override;
     CORBA_Boolean poll(CORBA_MarshalOutBuffer* request);
     void cancel(CORBA_MarshalOutBuffer* request);
@@ -98,7 +97,8 @@ public:
     const IOP::IOR& current_ior() const { return _current_ior; }
     bool is_bound() const override { return _state == _BOUND || _state == _REBOUND; }
     State state() const { return _state; }
-    CORBA_ULong id_kind() const { return _id_kind; } // of the object id in the reference; `unknownKind`
+    // The kind of the object id in the reference, or `unknownKind`.
+    CORBA_ULong id_kind() const { return _id_kind; }
 
 private:
     harbolance::GIOPUse connection();
@@ -127,18 +127,18 @@ private:
     CORBA_ULong _id_kind = unknownKind;
     CORBA_Object* _object; // the stub, not counted
     IOP::IOR _original_ior;
-    IOP::IOR _current_ior;        // what the connection was made from
-    bool _ior_changed = false;    // the original reference is to be replaced by what the first binding finds
-    CORBA_OctetSequence_var _key; // of each request
+    IOP::IOR _current_ior;        // the reference that was connected to
+    bool _ior_changed = false;    // replace the original reference by the first binding's
+    CORBA_OctetSequence_var _key; // sent with each request
     TRXRef<TRXClientInterceptor> _interceptor;
     bool _send_bind;
-    CORBA_Object* _local_target = nullptr; // holds a reference; only of a stub on an object of this process
+    CORBA_Object* _local_target = nullptr; // holds a reference; set only for an object of this process
 
-    // May change while a call waits.
+    // These may change while a call waits.
     State _state = _INITIAL;
     harbolance::GIOPUse _connection;
     harbolance::ProfileORB* _orb; // of the profile that is bound
-    bool _answered = true;        // a reply has come since the last binding
+    bool _answered = true;        // a reply has been received since the last binding
     std::chrono::steady_clock::time_point _bound_at;
     harbolance::Backoff _backoff;
 };
