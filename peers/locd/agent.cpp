@@ -9,10 +9,10 @@ namespace locd {
 
 namespace {
 
-// Datagrams read in one go, so that timers and connections get their turn under load.
+// Limit of datagrams read per call, so that timers and connections are served under load.
 constexpr int datagramsAtOnce = 64;
 
-// Of this process, -1 when the system does not tell.
+// Resident memory of this process, -1 when the system does not tell.
 long residentKiB() {
     long all = 0;
     long resident = 0;
@@ -45,9 +45,10 @@ Agent::Agent(const Options& options, Log& log)
 Agent::~Agent() {
     for (const UdpSocket& socket : endpoint_.sockets())
         dpDispatcher::instance()->unlink(socket.fd());
-    // What is taken out below is told to no client.
+    // From here on, changes are not notified to clients.
     leaving_ = true;
-    // The registry and the clients are linked with each other: these links go before either does.
+    // The registry and the clients refer to each other, so these links are removed before either is
+    // destroyed.
     clients_.forEach([this](Client& client) {
         registry_.removeAll(client);
         notifier_.forget(client);
@@ -55,15 +56,15 @@ Agent::~Agent() {
 }
 
 std::optional<int> Agent::start() {
-    // The UDP port first: it tells whether another agent runs here already. A second agent must not take a
-    // list port.
+    // The UDP port is opened first, because it tells whether another agent already runs here. A second agent
+    // must not take a list port.
     if (!endpoint_.open(options_.address, options_.port))
         return options_.port;
     if (!lists_.open(options_.address, options_.listPort))
         return options_.listPort;
     for (const UdpSocket& socket : endpoint_.sockets())
         dpDispatcher::instance()->link(socket.fd(), dpDispatcher::readMask, this);
-    // Last, since the announcement makes others ask at once.
+    // Started last, because the announcement causes questions at once.
     peers_.start();
     return std::nullopt;
 }
@@ -72,7 +73,7 @@ int Agent::inputReady(int fd) {
     const auto& sockets = endpoint_.sockets();
     const auto socket =
         std::find_if(sockets.begin(), sockets.end(), [fd](const UdpSocket& each) { return each.fd() == fd; });
-    // What is left stays readable, and the dispatcher calls again.
+    // Datagrams that are not read keep the socket readable, so the dispatcher calls again.
     for (int i = 0; i < datagramsAtOnce; ++i) {
         sockaddr_in from{};
         const ssize_t size = socket->receive(decoder_.area(), from);
@@ -80,30 +81,32 @@ int Agent::inputReady(int fd) {
             break;
         receive(static_cast<size_t>(size), from);
     }
-    // Here no message is being worked on, so that no part of the agent holds a pointer to a client.
+    // No message is being processed here, so no part of the agent has a pointer to a client.
     dropOverrun();
     return 0;
 }
 
 void Agent::receive(size_t size, const sockaddr_in& from) {
-    // Null for anything that is no record; then every cast below is null too, and the datagram counts as
-    // malformed.
+    // Null for a datagram that contains no record; then every cast below gives null too, and the datagram
+    // counts as malformed.
     const NCRef<DSResource> record = decoder_.decode(size);
     const auto* request = nc_cast<DSRequest>(record.get());
     auto* reply = nc_cast<DSReply>(record.get());
     const auto* message = nc_cast<DSAMessage>(record.get());
     if (reply && reply->isCurrentVersion()) {
-        // Another agent may also be a client, so what this agent has asked comes first.
+        // Another agent may also be a client, so the reply may belong to a request of this agent; that is
+        // tested first.
         if (leaving_ || (!inquiries_.take(*reply, from) && !links_.take(*reply, from)))
             sessions_.receive(*reply, from);
     } else if (leaving_) {
-        // A client that looks for another agent must not find this one, but one may leave at the same time.
+        // While this agent ends, clients that search for an agent must not find it, but they may end their
+        // sessions.
         if (request && request->isCurrentVersion() && request->requestType() == DSRequestEndOfSession)
             sessions_.receive(*request, from, size);
     } else if (request && request->isCurrentVersion()) {
         sessions_.receive(*request, from, size);
     } else if (request) {
-        // A client of another version is told so, or it would wait for an answer and ask again.
+        // A client of another version gets an answer, because otherwise it would wait and ask again.
         const NCRef<DSMessage> header = decoder_.foreignHeader(size);
         if (header)
             sessions_.refuseVersion(*header, from);
@@ -120,8 +123,8 @@ void Agent::receive(const DSAMessage& message, const sockaddr_in& from) {
     NCRef<DSAReply> reply;
     if (message.msgType() == DSTypeLocateAgent) {
         if (peers_.take(message, from)) {
-            // The address by which this sender can reach the agent, which has several when it is bound to
-            // none.
+            // The address at which this sender can reach the agent, which has several when it is not bound to
+            // one.
             const NCRef<DSAddr> address(endpoint_.addressFor(from, endpoint_.port()));
             reply = new DSAReply(DSReplyAgentLocated, message, DSStatusDone, address.get());
         }
@@ -130,8 +133,8 @@ void Agent::receive(const DSAMessage& message, const sockaddr_in& from) {
         reply = new DSAReply(DSReplyPlain, message, DSStatusDone, address.get());
     } else if (message.msgType() == DSTypeProviderUnreachable) {
         if (const auto* provider = nc_cast<DSProvider>(message.object()))
-            // Any process can say so: its client is asked, and others of the name are found before it.
-            // Nothing is withdrawn.
+            // Any process can send this, so nothing is withdrawn: the provider's client is asked, and
+            // meanwhile other providers of the name are found first.
             sessions_.unreachable(*provider);
     }
     if (reply)
@@ -140,11 +143,11 @@ void Agent::receive(const DSAMessage& message, const sockaddr_in& from) {
 
 void Agent::dropOverrun() {
     while (!overrun_.empty()) {
-        // To drop one client tells others of its providers, which may overrun them too; so the list may grow
+        // Dropping one client notifies others of its providers, which may overrun them too; the list may grow
         // here.
         const sockaddr_in address = overrun_.back();
         overrun_.pop_back();
-        // By address, since the client may have gone by another way meanwhile.
+        // Found by address, because the client may have been removed meanwhile.
         if (Client* client = clients_.find(address))
             sessions_.dropAndTell(*client, "does not keep up with its notifications");
     }
@@ -155,7 +158,7 @@ void Agent::providerUp(const Registration& registration) {
 }
 
 void Agent::providerDown(const Registration& registration) {
-    // A client that leaves while the agent does registers elsewhere: for the others nothing has gone.
+    // While this agent ends, leaving clients register elsewhere, so for the others nothing has disappeared.
     if (!leaving_)
         notifier_.tell(*registration.service,
                        {registration.provider, DSStatusProviderDown, registration.octets});
@@ -169,7 +172,7 @@ void Agent::watchEnds(const ServiceName& service) {
 void Agent::beginLeaving() {
     leaving_ = true;
     log_(LogLevel::info, "going down with %u clients", clients_.size());
-    // The other agents first: they must not send clients here any more.
+    // The other agents are told first, because they must not send clients here any more.
     peers_.leave();
     farewell_ = new DSRequest(DSRequestEndOfSession);
     sendFarewell();
@@ -178,7 +181,7 @@ void Agent::beginLeaving() {
 void Agent::sendFarewell() {
     clients_.forEach([this](Client& client) {
         if (!client.leaving)
-            // The same message, so that a client which gets it twice sees one request.
+            // The same message is sent each time, so that a client that gets it twice sees one request.
             endpoint_.send(*farewell_, client.address);
     });
 }

@@ -2,12 +2,12 @@
 
 // A location agent: one or more of them make a domain, all on one UDP port.
 //
-// Agent (this file) reads the datagrams and passes each message to the part that it concerns. Endpoint holds
-// the sockets, wire.h turns datagrams into messages. Sessions answers the requests of clients, which Clients
-// keeps; Registry knows their providers and triggers, Notifier tells of changes, Watch finds clients that
-// have vanished. Lists serves whole lists over TCP. Peers knows the other agents, HostLookup the addresses of
-// those that are named; Inquiries asks them for what is not registered here, Links has triggers there.
-// Signals and Log face the operator.
+// Agent (this file) reads the datagrams and passes each message to the part that handles it. Endpoint has the
+// sockets, wire.h decodes datagrams to messages. Sessions answers the requests of clients, Clients is the
+// table of clients. Registry has their providers and triggers, Notifier sends notifications, Watch finds
+// clients that have vanished. Lists serves whole lists over TCP. Peers has the other agents, HostLookup the
+// addresses of those given by name; Inquiries asks other agents for services that are not registered here,
+// Links registers triggers at them. Signals and Log are the interface to the operator.
 
 #include "locd/inquiries.h"
 #include "locd/links.h"
@@ -27,19 +27,19 @@ public:
     Agent& operator=(const Agent&) = delete;
     ~Agent() override;
 
-    // Opens the sockets, and serves from the global dispatcher from then on. The result is the port that
-    // could not be bound, with errno set; nothing when all is well.
+    // Opens the sockets; from then on the agent is served by the global dispatcher. Returns the port that
+    // could not be bound, with errno set, or nothing on success.
     std::optional<int> start();
     int port() const { return endpoint_.port(); }
 
-    // Withdraws this agent: the clients and the other agents are told, and only their answers are taken from
-    // then on.
+    // Starts the end of this agent: tells the clients and the other agents; from then on only their answers
+    // are processed.
     void beginLeaving();
-    // Tells those clients that have not answered, by the same message each time.
+    // Tells the clients that have not answered yet, with the same message each time.
     void sendFarewell();
-    // All clients have answered.
+    // Whether all clients have answered.
     bool hasLeft() const;
-    // Writes to the log how many clients, names and agents there are, and what memory they take.
+    // Logs the numbers of clients, names and agents, and the memory used.
     void reportStatus();
 
     int inputReady(int fd) override;
@@ -70,7 +70,7 @@ private:
     NCRef<DSRequest> farewell_; // made when the agent leaves
     uint64_t malformed_ = 0;    // datagrams dropped
     const int64_t started_ = nowMilliseconds();
-    std::vector<sockaddr_in> overrun_; // clients that are dropped when the work in hand is done
+    std::vector<sockaddr_in> overrun_; // to be dropped after the present message
 };
 
 } // namespace locd

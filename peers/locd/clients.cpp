@@ -15,7 +15,7 @@ constexpr uint32_t firstTables = 64;
 
 const RequestMemory::Entry* RequestMemory::find(uint32_t number) const {
     const auto found = std::find_if(entries_.begin(), entries_.end(), [number](const Entry& entry) {
-        // A free place has the number 0, which a request may have as well.
+        // A free entry has the number 0, which a request may have too.
         return entry.state != State::fresh && entry.number == number;
     });
     return found != entries_.end() ? &*found : nullptr;
@@ -27,7 +27,7 @@ RequestMemory::State RequestMemory::stateOf(uint32_t number) const {
 }
 
 void RequestMemory::begin(uint32_t number) {
-    // A request this old is forgotten altogether: a copy of it that is still under way would count as new.
+    // The oldest request is forgotten completely: a late copy of it would count as new.
     Entry& entry = entries_[next_];
     next_ = (next_ + 1) % mostRequests;
     forgetAnswer(entry);
@@ -38,13 +38,13 @@ void RequestMemory::begin(uint32_t number) {
 void RequestMemory::answered(uint32_t number, std::span<const uint8_t> octets) {
     auto* entry = const_cast<Entry*>(find(number));
     if (!entry)
-        return; // so many others came meanwhile
-    // Counted before the answer is stored, so that its own entry, which is not answered yet, is not among
-    // those that give way.
+        return; // the entry has been reused by later requests
+    // Counted before the answer is stored, so that its own entry, which is not answered yet, is not freed
+    // below.
     octets_ += octets.size();
     for (size_t i = 0; octets_ > mostOctets && i < mostRequests; ++i) // the oldest answers first
         forgetAnswer(entries_[(next_ + i) % mostRequests]);
-    // Whatever its size: an answer has to be there for the repeat that may be on its way already.
+    // Stored whatever its size, because a repeat of the request may already have been sent.
     entry->answer.assign(octets.begin(), octets.end());
     entry->state = State::answered;
 }
@@ -65,7 +65,7 @@ sockaddr_in Client::verifyAddress() const {
 
 Clients::Clients()
     : byAddress_(firstTables), byVerifyAddress_(firstTables), byId_(firstTables),
-      // So that answers to questions of an agent that ran here before are not taken for answers of clients.
+      // Random start, so that answers to a former agent on this port are not taken for answers of clients.
       nextId_(std::random_device{}()) {}
 
 Client* Clients::find(const sockaddr_in& address) const {
@@ -86,8 +86,8 @@ Client* Clients::findById(uint32_t id) const {
 Client& Clients::add(std::unique_ptr<Client> client) {
     Client& added = *client;
     do {
-        // 0 stands for an answer without a number. After 2^32 clients the numbers begin anew, and old clients
-        // may still be there.
+        // 0 stands for an answer without a number. After 2^32 clients the numbers start again, and old
+        // clients may still exist.
         added.id = nextId_++;
     } while (added.id == 0 || findById(added.id));
     byId_.insert({added.id, &added});
@@ -101,7 +101,7 @@ void Clients::remove(Client& client) {
     byId_.take(uint64_t{client.id});
     if (client.verifyPort != 0)
         byVerifyAddress_.take(keyOf(client.verifyAddress()));
-    byAddress_.take(client.key()); // the last one, since it destroys the client
+    byAddress_.take(client.key()); // last, because it destroys the client
 }
 
 } // namespace locd

@@ -14,31 +14,31 @@
 
 namespace locd {
 
-// The requests that a client has sent lately, each with its answer, so that a repeat is answered again and
-// executed once. A client may have several under way.
+// The recent requests of a client with their answers, so that a repeated request is answered again but
+// executed only once. A client may have several requests outstanding.
 class RequestMemory {
 public:
     static constexpr size_t mostRequests = 16;
-    // Of all answers that are kept; two of any size always are.
+    // Limit for all stored answers in octets; the last two are kept whatever their size.
     static constexpr size_t mostOctets = size_t{16} * 1024;
 
     enum class State {
         fresh,
-        underWay, // its answer is being worked out
+        underWay, // being executed
         answered,
-        forgotten, // executed long ago, the answer is no longer there
+        forgotten, // executed long ago; the answer has been freed
     };
     State stateOf(uint32_t number) const;
     bool isUnderWay(uint32_t number) const { return stateOf(number) == State::underWay; }
     void begin(uint32_t number);
     void answered(uint32_t number, std::span<const uint8_t> octets);
-    // Of an answered request.
+    // The stored answer to the request, which must be answered.
     std::span<const uint8_t> answerTo(uint32_t number) const;
 
 private:
     struct Entry {
         uint32_t number = 0;
-        State state = State::fresh; // a free place
+        State state = State::fresh; // free entry
         std::vector<uint8_t> answer;
     };
 
@@ -46,25 +46,26 @@ private:
     void forgetAnswer(Entry& entry);
 
     std::array<Entry, mostRequests> entries_;
-    size_t next_ = 0; // the oldest entry, which gives way to the next request
+    size_t next_ = 0; // the oldest entry, reused for the next request
     size_t octets_ = 0;
 };
 
-// A notification that a client has to get.
+// A notification to be sent to a client.
 struct Notice {
     NCRef<DSProvider> provider;
     int status;      // DSStatusDone: it is up; DSStatusProviderDown
-    uint32_t octets; // of the provider, for the limits
+    uint32_t octets; // of the provider; counted for the limits
 };
 
-// The notifications for one client: one is on its way until the client acknowledges it, the others wait.
+// The notifications for one client: one is sent and waits for its acknowledgement, the others are queued.
 struct Outbox {
     std::deque<Notice> waiting;
-    size_t octets = 0;         // of those that wait
-    bool overrun = false;      // its share is used up: it gets no more, and its client is about to be removed
-    std::vector<uint8_t> sent; // the datagram on its way; empty when there is none
+    size_t octets = 0; // of the queued ones
+    // Its share is used up: nothing more is queued, and the client is about to be removed.
+    bool overrun = false;
+    std::vector<uint8_t> sent; // the datagram waiting for acknowledgement; empty when there is none
     uint32_t number = 0;
-    int64_t due = 0; // when it is repeated, in milliseconds
+    int64_t due = 0; // time of the next repeat in milliseconds
     NCrtt rtt;
 };
 
@@ -72,28 +73,28 @@ struct Client : Holder {
     sockaddr_in address{};
     int processId = 0;
     int verifyPort = 0;       // 0 when the process has none
-    uint32_t agentId = 0;     // of an agent: the number that it drew when it started
+    uint32_t agentId = 0;     // of an agent: the number drawn at its start
     uint32_t id = 0;          // of this session, in the cookies of are-you-alive
     in_addr_t agentAddress{}; // of this agent, in the providers that the client registers
     RequestMemory requests;
-    std::unique_ptr<Outbox> outbox; // null while there is nothing to tell
+    std::unique_ptr<Outbox> outbox; // null until there is a notification
     ChainLink<Client> unacknowledged;
     int64_t lastHeard = 0;        // milliseconds; from any of its addresses
     int64_t sessionLastHeard = 0; // from its session's address
     int probes = 0;               // are-you-alive sent since it was last heard
-    int sessionProbes = 0;        // and those to its session's address since that was last heard
-    bool leaving = false;         // has answered the end of session
+    int sessionProbes = 0;        // the same for its session's address
+    bool leaving = false;         // has acknowledged the end of session
 
     Client() = default;
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
     uint64_t key() const { return keyOf(address); }
-    // Where are-you-alive goes first.
+    // The address that are-you-alive is sent to first.
     sockaddr_in verifyAddress() const;
 };
 
-// The clients by session address and by verify address. Each belongs to the table.
+// The clients by session address and by verify address. The table owns them.
 class Clients {
 public:
     static constexpr uint32_t most = 10'000;
@@ -101,15 +102,15 @@ public:
     Clients();
 
     Client* find(const sockaddr_in& address) const;
-    // The process that has, or had, this verify port.
+    // The client process that has, or had, this verify port.
     Client* findByVerifyAddress(in_addr_t address, int port) const;
     Client* findById(uint32_t id) const;
     bool full() const { return byAddress_.size() >= most; }
     uint32_t size() const { return byAddress_.size(); }
 
-    // No other client may have the same session address.
+    // The session address must not be in use by another client.
     Client& add(std::unique_ptr<Client> client);
-    // Its registrations must be gone.
+    // Its registrations must have been removed.
     void remove(Client& client);
 
     // Calls `visit(Client&)` for each; `visit` must not add or remove any.

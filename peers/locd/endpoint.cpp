@@ -5,12 +5,12 @@ namespace locd {
 bool Endpoint::open(in_addr_t address, int port) {
     address_ = address;
     UdpSocket& socket = sockets_.emplace_back();
-    // The socket for routes is opened now, since no descriptor may be left later.
+    // The socket for route queries is opened now, because later there may be no free descriptor.
     if (!socket.open(address, port) || !routes_.open())
         return false;
     if (address == INADDR_ANY)
         return true;
-    // The kernel gives a broadcast only to sockets that are bound to its address or to none.
+    // The kernel delivers broadcasts only to sockets bound to the broadcast address or to no address.
     for (const in_addr_t network : broadcastAddressesOf(address)) {
         UdpSocket broadcasts;
         if (broadcasts.open(network, main().port(), true))
@@ -29,7 +29,7 @@ DSAddr* Endpoint::addressFor(const sockaddr_in& peer, int port) const {
 
 in_addr_t Endpoint::publicAddress(const sockaddr_in& client) const {
     const in_addr_t local = localAddressTowards(client);
-    // An agent that was bound to the loopback by its operator gives that address.
+    // When the operator has bound the agent to loopback, that address is used.
     return address_ == INADDR_ANY && isLoopback(local) ? primaryAddress() : local;
 }
 

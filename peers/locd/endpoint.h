@@ -8,14 +8,14 @@
 
 namespace locd {
 
-// The UDP side of the agent: the socket that clients talk to, and the sockets that hear what is broadcast.
+// The UDP side of the agent: the socket for clients, and the sockets that receive broadcasts.
 //
-// An agent that is bound to one address needs further sockets for broadcasts, since such datagrams are
-// addressed to the network. Several agents on one host share these, and each hears every broadcast. The main
-// socket is never shared: a second agent on the same address and port is refused.
+// An agent bound to one address needs more sockets for broadcasts, because those datagrams are addressed to
+// the network. Several agents on one host share these, and each gets every broadcast. The main socket is
+// never shared: a second agent on the same address and port is refused.
 class Endpoint {
 public:
-    // False with errno set. A network whose broadcasts cannot be heard is no failure.
+    // False with errno set. A network whose broadcasts cannot be received is no failure.
     bool open(in_addr_t address, int port);
 
     in_addr_t address() const { return address_; }
@@ -23,16 +23,16 @@ public:
     // Every socket to read from, the main one first.
     const std::vector<UdpSocket>& sockets() const { return sockets_; }
 
-    // The address of this agent as `peer` can reach it, with the port given.
+    // The address at which `peer` can reach this agent, with the given port.
     DSAddr* addressFor(const sockaddr_in& peer, int port) const;
-    // The address of this agent for providers that `client` registers, which others read too: not that of the
+    // The address of this agent in providers registered by `client`. Others read it too, so it is not
     // loopback when there is another.
     in_addr_t publicAddress(const sockaddr_in& client) const;
 
-    // The octets that were sent, valid until the next call; empty when the message does not fit a datagram,
-    // and then nothing was sent.
+    // Returns the octets sent, valid until the next call; empty, with nothing sent, when the message does not
+    // fit a datagram.
     std::span<const uint8_t> send(const NCTransObject& message, const sockaddr_in& to);
-    // Of the datagram with this message; 0 when it does not fit one. Ends the life of what `send` returned.
+    // The size of the datagram with this message; 0 when it does not fit. Invalidates the result of `send`.
     uint32_t sizeOf(const NCTransObject& message) {
         return static_cast<uint32_t>(encoder_.encode(message).size());
     }

@@ -5,7 +5,7 @@ namespace locd {
 namespace {
 
 constexpr double tickSeconds = 0.1;
-// In milliseconds. A client repeats its request after two seconds at the earliest.
+// In milliseconds. Clients repeat a request after two seconds at the earliest.
 constexpr int64_t repeatAfter = 400;
 constexpr int64_t giveUpAfter = 1200;
 
@@ -16,19 +16,19 @@ Inquiries::Inquiries(Endpoint& endpoint, const Clients& clients, const Peers& pe
       ticker_([this] { tick(); }) {}
 
 bool Inquiries::ask(const Client& client, const DSRequest& request, DSName& name) {
-    // The client is answered at once then, as if none had the service.
+    // The client is then answered at once, as if no agent had the service.
     if (peers_.all().empty() || inquiries_.size() >= most)
         return false;
     auto inquiry = std::make_unique<Inquiry>();
     inquiry->client = client.id;
-    inquiry->request = const_cast<DSRequest*>(&request); // to be held, not to be changed
+    inquiry->request = const_cast<DSRequest*>(&request); // const_cast: held, not changed
     inquiry->question = new DSRequest(DSRequestLocate, &name, peers_.id());
     for (const Peer& peer : peers_.all())
         inquiry->unanswered.push_back(peer.address);
     inquiry->since = nowMilliseconds();
     inquiry->repeated = false;
     send(*inquiry);
-    // After sending: answers are read from the loop, so none can come in between.
+    // Entered after sending: answers are read in the event loop, so none can come before this.
     inquiries_.insertAt(inquiries_.indexOf(inquiry->question->msgNum()), std::move(inquiry));
     if (!ticker_.running())
         ticker_.start(tickSeconds);
@@ -46,20 +46,20 @@ bool Inquiries::take(const DSReply& reply, const sockaddr_in& from) {
         return false;
     Inquiry& inquiry = **found;
     auto* provider = reply.replyOk() ? nc_cast<DSProvider>(reply.reply()) : nullptr;
-    // By sender, since a doubled answer must not count for an agent that has not answered.
+    // Removed by sender, so that a duplicated answer does not count for another agent.
     std::erase_if(inquiry.unanswered, [&](const sockaddr_in& agent) { return keyOf(agent) == keyOf(from); });
-    // The first that knows a provider decides; answers that come later find no question and are passed over.
+    // The first answer with a provider decides; later answers find no inquiry and are ignored.
     if (provider || inquiry.unanswered.empty())
         finish(reply.requestNum(), provider);
     return true;
 }
 
 void Inquiries::finish(uint32_t number, DSProvider* found) {
-    // Taken out before the hook runs, which may ask something new and change the table.
+    // Removed before the hook is called, which may start another inquiry and change the table.
     const auto inquiry = inquiries_.take(number);
     if (inquiries_.size() == 0)
         ticker_.stop();
-    // By its number: its address may be that of another process by now.
+    // Found by its number, because another process may have its address now.
     Client* client = clients_.findById(inquiry->client);
     if (client)
         done_(*client, *inquiry->request, found);
@@ -67,7 +67,7 @@ void Inquiries::finish(uint32_t number, DSProvider* found) {
 
 void Inquiries::tick() {
     const int64_t now = nowMilliseconds();
-    std::vector<uint32_t> over; // to finish one changes the table
+    std::vector<uint32_t> over; // collected, because finishing one changes the table
     for (uint32_t i = inquiries_.next(0); i < inquiries_.capacity(); i = inquiries_.next(i + 1)) {
         Inquiry& inquiry = *inquiries_.slot(i);
         const int64_t age = now - inquiry.since;

@@ -10,27 +10,27 @@
 
 namespace locd {
 
-// Services that clients look for and that are not registered here: all other agents are asked at once, and
-// the first provider that one of them names is the answer. An agent that does not answer is asked once more;
-// in the end, well before the client would ask again, the service is not there.
+// Services that clients look for and that are not registered here. All other agents are asked at once, and
+// the first provider that one of them returns is the answer. An agent that does not answer is asked once
+// more. The inquiry ends without a provider well before the client would repeat its request.
 class Inquiries {
 public:
     static constexpr uint32_t most = 4096;
 
-    // `done` gives the answer to the client; null for none. It is not called when the client is gone.
+    // `done` sends the answer to the client; null for no provider. It is not called when the client is gone.
     using Done = std::function<void(Client&, const DSRequest&, DSProvider*)>;
 
     Inquiries(Endpoint& endpoint, const Clients& clients, const Peers& peers, Done done);
 
-    // False when there is no agent to ask, or too much is being asked.
+    // False when there is no other agent, or there are too many inquiries.
     bool ask(const Client& client, const DSRequest& request, DSName& name);
-    // False when the reply answers none of the questions.
+    // False when the reply belongs to none of the inquiries.
     bool take(const DSReply& reply, const sockaddr_in& from);
     uint32_t size() const { return inquiries_.size(); }
 
 private:
     struct Inquiry {
-        uint32_t client; // its id
+        uint32_t client; // its number
         NCRef<DSRequest> request;
         NCRef<DSRequest> question;
         std::vector<sockaddr_in> unanswered; // the agents that have not answered

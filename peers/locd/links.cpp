@@ -9,14 +9,14 @@ namespace locd {
 
 namespace {
 
-// How finely the time-outs, whole seconds, are watched.
+// The resolution of the time-outs, which are whole seconds.
 constexpr double tickSeconds = 0.25;
-// An agent announces itself on several ways at once; it is not asked for its agents each time.
+// An agent announces itself in several ways at once; its list of agents is not requested each time.
 constexpr int64_t listMilliseconds = 5'000;
-// Of a name beside its text.
+// Size of a name's fields other than its text.
 constexpr size_t fieldOctets = 32;
 
-// With its value a name may be as long as a datagram. Names are compared without it.
+// With its value a name may be as long as a datagram. Names are compared without the value.
 NCRef<DSName> withoutValue(DSName& name) {
     return name.value() ? new DSName(name.name(), name.argType(), name.serviceType()) : &name;
 }
@@ -35,7 +35,7 @@ Links::Link* Links::find(const sockaddr_in& address) const {
     return nullptr;
 }
 
-// An agent of another make has no number and knows nothing of agents as clients.
+// An agent of another implementation has no number and does not support agents as clients.
 void Links::heard(const Peer& peer) {
     if (peer.id == 0)
         return;
@@ -47,13 +47,14 @@ void Links::heard(const Peer& peer) {
     }
     if (!link->working)
         begin(*link);
-    // With a request under way the list of agents is asked for another time; it is not urgent.
+    // While a request is pending, the list of agents is requested another time; it is not urgent.
     else if (!link->request && nowMilliseconds() - link->listed >= listMilliseconds)
         add(*link, DSRequestListAgents);
 }
 
 void Links::left(const Peer& peer) {
-    // What this agent told is taken out of `remote_` before the link is destroyed, which is its holder.
+    // The providers that this agent reported are removed from `remote_` before the link, their holder, is
+    // destroyed.
     if (Link* link = find(peer.address))
         stop(*link);
     std::erase_if(links_, [&](const auto& link) { return keyOf(link->address) == keyOf(peer.address); });
@@ -61,8 +62,8 @@ void Links::left(const Peer& peer) {
         ticker_.stop();
 }
 
-// Until the agent next announces itself. What it told is no longer known to be true, and clients are not told
-// either: processes that lose their agent register at another one.
+// The link is stopped until the agent announces itself again. Its reports are no longer known to be true, but
+// clients are not notified: processes that lose their agent register with another one.
 void Links::stop(Link& link) {
     remote_.removeAll(link);
     link.tasks.clear();
@@ -71,19 +72,19 @@ void Links::stop(Link& link) {
     link.working = false;
 }
 
-// Logs in, asks for the agents, and tells all that is waited for.
+// Logs in, asks for the agents, and sends all names that clients wait for.
 void Links::begin(Link& link) {
     stop(link);
     link.working = true;
     link.overrun = false;
     link.notified = false;
-    // Directly, and not by add(), which would send it before the second one stands behind it. The order
-    // counts: without a session the rest is refused.
+    // Entered directly and not by add(), which would send the first before the second is queued. The order
+    // matters: without a session the other requests are refused.
     link.tasks.push_back({DSRequestLogin, new DSLogin(agentLoginName), 0});
     link.tasks.push_back({DSRequestListAgents, nullptr, 0});
     sendNext(link);
     registry_.forEachService([&](const ServiceName& service) {
-        // Triggers of other agents are not told on: they have links to all agents themselves.
+        // Triggers of other agents are not passed on: these agents have links to all agents themselves.
         if (service.watchers > 0)
             add(link, DSRequestRegisterTrigger, withoutValue(*service.name).get());
     });
@@ -98,10 +99,11 @@ void Links::watch(DSName& name) {
 }
 
 void Links::unwatch(DSName& name) {
-    // One after the other, and looked up again each time: the service goes with its last registration.
+    // Removed one by one with a new look-up each time, because the service is destroyed with its last
+    // registration.
     for (const ServiceName* service = remote_.service(name); service; service = remote_.service(name)) {
         const Registration& first = *service->registrations.front();
-        // Held over the call, since the probe is part of what is removed.
+        // Held during the call, because the argument is part of what is removed.
         remote_.remove(*first.holder, *NCRef<DSProvider>(first.provider));
     }
     const NCRef<DSName> told = withoutValue(name);
@@ -110,11 +112,11 @@ void Links::unwatch(DSName& name) {
 }
 
 void Links::add(Link& link, int type, DSName* name) {
-    // What is waited for is told when the link begins again.
+    // The names that clients wait for will be sent when the link begins again.
     if (!link.working)
         return;
     const size_t octets = name ? std::strlen(name->name()) + fieldOctets : 0;
-    // An agent that does not answer must not take memory without end.
+    // Limits the memory for an agent that does not answer.
     if (link.octets + octets > mostOctets) {
         link.overrun = true;
         return;
@@ -128,7 +130,7 @@ void Links::add(Link& link, int type, DSName* name) {
 void Links::sendNext(Link& link) {
     link.request = nullptr;
     if (link.tasks.empty()) {
-        if (link.overrun) // what was not told so far is told now
+        if (link.overrun) // names that could not be queued are sent now
             begin(link);
         return;
     }
@@ -138,7 +140,7 @@ void Links::sendNext(Link& link) {
     if (task.type == DSRequestListAgents)
         link.listed = nowMilliseconds();
     link.request = new DSRequest(task.type, task.object.get(), peers_.id());
-    // The estimate of the round trip lasts over requests; only a link that has failed starts without one.
+    // The round-trip estimate is kept over requests; it is reset only after the link has failed.
     if (!link.rtt.valid)
         link.rtt.reset();
     link.rtt.nrexmt = 0;
@@ -156,9 +158,9 @@ bool Links::take(DSReply& reply, const sockaddr_in& from) {
     }
     if (reply.replyType() != DSReplyTrigger)
         return false;
-    // Copies are acknowledged too: the acknowledgement of the first one may have been lost.
+    // Copies are acknowledged too, because the first acknowledgement may have been lost.
     endpoint_.send(*NCRef<DSReply>(new DSReply(DSReplyTriggerAcknowledged, reply, DSStatusDone)), from);
-    // The other agent sends one after another, with growing numbers: one that is not newer is a copy.
+    // The other agent sends notifications one by one with growing numbers: one that is not newer is a copy.
     const bool isNewer = !link->notified || static_cast<int32_t>(reply.msgNum() - link->lastNotification) > 0;
     if (isNewer) {
         link->notified = true;
@@ -171,17 +173,17 @@ bool Links::take(DSReply& reply, const sockaddr_in& from) {
 void Links::answered(Link& link, DSReply& reply) {
     link.rtt.stop();
     const int type = link.request->requestType();
-    // To be known already is as good: the other agent has kept the session.
+    // "Known client" is a success too: the other agent has kept the session.
     const bool loggedIn = reply.replyOk() || reply.status() == DSStatusKnownClient;
     if (type == DSRequestLogin && !loggedIn) {
         stop(link);
         return;
     }
     if (reply.status() == DSStatusReconnect) {
-        begin(link); // the agent was started anew or has given this one up
+        begin(link); // the agent has restarted or dropped this one
         return;
     }
-    // The answer to a trigger brings a provider that is there already, in the form of a notification.
+    // The answer to a trigger may contain an existing provider, in the form of a notification.
     if (reply.replyType() == DSReplyTrigger)
         notify(link, reply);
     const auto* agents = type == DSRequestListAgents ? nc_cast<DSSet>(reply.reply()) : nullptr;
@@ -194,13 +196,13 @@ void Links::answered(Link& link, DSReply& reply) {
     sendNext(link);
 }
 
-// Passes on what another agent has told. A provider may be told twice, by a notification and by the answer to
-// a trigger that was under way at the same time.
+// Passes on a report of another agent. A provider may be reported twice: by a notification, and by the answer
+// to a trigger that was sent at the same time.
 void Links::notify(Link& link, DSReply& reply) {
     auto* provider = nc_cast<DSProvider>(reply.reply());
     const ServiceName* service = provider ? registry_.service(provider->name()) : nullptr;
     const uint32_t octets = service ? notifier_.octetsOf(provider) : 0;
-    // No client waits for it any more, or what it is does not fit the datagram that would tell it.
+    // No client waits for it any more, or its notification would not fit in a datagram.
     if (octets == 0)
         return;
     const bool isDown = reply.status() == DSStatusProviderDown;

@@ -12,34 +12,34 @@
 
 namespace locd {
 
-// The login name that tells an agent that its client is an agent.
+// The login name by which an agent recognises another agent as its client.
 inline constexpr const char* agentLoginName = "location agent";
 
-// This agent as a client of the other agents. On each it has triggers on the names that its own clients wait
-// for, remembers the providers that it is told of, and passes the notifications on; and it asks each for the
-// agents that it knows, so that agents meet that only have a third one in common. One request to an agent is
-// under way at a time, repeated like a client's; an agent that does not answer is tried again when it next
-// announces itself.
+// This agent as a client of the other agents. At each it registers triggers for the names that its own
+// clients wait for, stores the providers that it reports, and passes its notifications on. It also asks each
+// agent for the agents that it knows, so that agents find each other through a third one. Each agent has one
+// request outstanding at a time, which is repeated like a client's; an agent that does not answer is tried
+// again when it next announces itself.
 class Links : private RegistryObserver {
 public:
-    // Octets of the names in requests that wait for one agent. More than all triggers of the registry: when
-    // it is exceeded, by triggers that come and go, all that is waited for is told anew.
+    // Limit, in octets, of the names in requests queued for one agent. It is larger than all triggers of the
+    // registry; when triggers that come and go exceed it, all names are sent again.
     static constexpr size_t mostOctets = size_t{48} * 1024 * 1024;
 
     Links(Log& log, Endpoint& endpoint, Peers& peers, const Registry& registry, Notifier& notifier);
 
-    // A peer has announced itself.
+    // Called when a peer has announced itself.
     void heard(const Peer& peer);
     void left(const Peer& peer);
 
-    // The first client waits for a name.
+    // Called when the first client waits for a name.
     void watch(DSName& name);
-    // No client waits for it any longer.
+    // Called when no client waits for it any longer.
     void unwatch(DSName& name);
-    // The provider of a watched name that another agent told of first, or null.
+    // The first reported provider of a watched name at another agent, or null.
     DSProvider* find(const DSName& name) const { return remote_.find(name); }
 
-    // False when the reply does not come from a link.
+    // False when the reply does not belong to a link.
     bool take(DSReply& reply, const sockaddr_in& from);
 
 private:
@@ -57,12 +57,12 @@ private:
         NCRef<DSRequest> request; // the one under way
         NCrtt rtt;
         int64_t due = 0;
-        int64_t listed = 0; // when it was last asked for its agents
+        int64_t listed = 0; // time of the last request for its agents
         bool notified = false;
         uint32_t lastNotification = 0;
     };
 
-    // Of `remote_`, whose changes are told where they are made.
+    // Observer of `remote_`; not needed, because its changes are notified where they are made.
     void providerUp(const Registration&) override {}
     void providerDown(const Registration&) override {}
     void watchEnds(const ServiceName&) override {}

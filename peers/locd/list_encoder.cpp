@@ -9,12 +9,12 @@ namespace locd {
 namespace {
 
 constexpr uint32_t firstArea = 1024;
-// How a null object ends a message: a tag and the text "::".
+// The encoding of a null object, which ends a message: a tag and the text "::".
 constexpr uint32_t nullOctets = 12;
-// A stream that has written more objects than this is not kept, for the tables in it.
+// A stream that has written more objects is destroyed afterwards, because of its large tables.
 constexpr uint32_t manyObjects = 1000;
 
-// Stands for an object of a class, to have the class spelled.
+// Stands for an object of a class, to make the stream write the class name.
 class Mention : public NCTransObject {
 public:
     explicit Mention(const NCTypeInfo& type) : type_(type) {}
@@ -27,18 +27,18 @@ private:
 
 } // namespace
 
-// Takes note of the classes that it spells.
+// A stream that records the classes whose names it writes.
 class ListEncoder::Stream : public NCipcstream {
 public:
-    // From here on it writes for a connection that has spelled these classes.
+    // Continues on a connection on which the names of these classes have been written.
     void continueWith(NCipcbuf* buffer, const SpelledClasses& before) {
-        // A stream keeps its tables over messages, and one stream serves all connections: it is brought into
-        // the state of the connection at hand.
+        // One stream, which keeps its tables from message to message, serves all connections, so it is set to
+        // the state of this connection.
         setBuffer(buffer);
         resetTypes();
         spelled_.clear();
         for (const NCTypeInfo* type : before) {
-            // In the same order, since the place in it is the number of the class on the connection.
+            // In the same order, since the position is the number of the class on the connection.
             const Mention mention(*type);
             writeObject(&mention);
         }
@@ -46,7 +46,7 @@ public:
 
     void writeType(const NCTypeInfo& type) override {
         const auto same = [&type](const NCTypeInfo* known) { return *known == type; };
-        // Compared by value. The list is short: a reply with a list has at most a handful of classes.
+        // Compared by value. The list is short: a reply with a list has only a few classes.
         if (std::none_of(spelled_.begin(), spelled_.end(), same))
             spelled_.push_back(&type);
         NCipcstream::writeType(type);
@@ -79,8 +79,7 @@ std::shared_ptr<const EncodedList> ListEncoder::list(const DSRequest& request, D
                                                      const SpelledClasses& before) {
     auto list = std::make_shared<EncodedList>();
     list->buffer = std::make_unique<NCipcbuf>(firstArea, 0);
-    // The head is encoded only for its length; at this time the list is empty, and the length in front is
-    // wrong.
+    // This head is encoded only for its length: the list is still empty, and the length word is wrong.
     list->start = static_cast<uint32_t>(head(request, before, *list).size());
     Stream& stream = streamFor(list->buffer.get(), before);
     const NCRef<DSReply> reply(new DSReply(DSReplyPlain, request, DSStatusDone, &set));
@@ -95,10 +94,10 @@ std::vector<uint8_t> ListEncoder::head(const DSRequest& request, const SpelledCl
                                        const EncodedList& list) {
     SpelledClasses spelled = before;
     std::vector<uint8_t> head = reply(request, DSStatusDone, spelled);
-    // A reply without a list ends in a null object. Without it the head ends where the list goes on.
+    // A reply without a list ends in a null object. It is removed, because the list follows instead.
     head.resize(head.size() - nullOctets);
     const auto total = static_cast<uint32_t>(head.size()) + list.size();
-    // The length of the message, in network byte order, in place of that of the head alone.
+    // Stores the length of the whole message, in network byte order, instead of that of the head.
     for (size_t i = 0; i < ncFrameWord; ++i)
         head[i] = static_cast<uint8_t>(total >> (8 * (ncFrameWord - 1 - i)));
     return head;

@@ -9,35 +9,36 @@
 
 namespace locd {
 
-// The classes that a connection has spelled, in that order, which gives them their numbers on it.
+// The classes whose names have been written on a connection, in order; the position is the number of the
+// class.
 using SpelledClasses = std::vector<const NCTypeInfo*>;
 
-// A list as it goes over every connection that has spelled the same classes before.
+// An encoded list, usable on every connection with the same class numbers.
 struct EncodedList {
     std::unique_ptr<NCipcbuf> buffer;
-    uint32_t start = 0;   // of the list in the buffer, behind the head of some reply
-    SpelledClasses after; // what a connection has spelled that has sent it
+    uint32_t start = 0;   // offset of the list in the buffer, after some reply's head
+    SpelledClasses after; // class numbers of a connection after it has sent the list
 
     const uint8_t* data() const { return buffer->wbuf() + start; }
     uint32_t size() const { return buffer->bytesWritten() - start; }
 };
 
-// Encodes answers to list requests for connections.
+// Encodes answers to list requests.
 //
-// A reply with a list is encoded in two parts: a head, which each receiver has for itself, and the list,
-// which is the last field and by far the longest. Every head has the same objects in it, so their numbers in
-// the list are the same for all.
+// A reply with a list has two parts: a head, encoded for each receiver, and the list, which is the last field
+// and by far the longest. Every head has the same objects, so the object ids in the list are the same for all
+// receivers.
 class ListEncoder {
 public:
     ListEncoder();
     ~ListEncoder();
 
-    // A reply without a list, as a whole message. Adds to `spelled` what it spells.
+    // A reply without a list, as a whole message. Adds the classes whose names it writes to `spelled`.
     std::vector<uint8_t> reply(const DSRequest& request, int status, SpelledClasses& spelled);
-    // Null when there is no memory for it.
+    // Null when there is not enough memory.
     std::shared_ptr<const EncodedList> list(const DSRequest& request, DSSet& set,
                                             const SpelledClasses& before);
-    // With the length of the whole message in front.
+    // With the length word for the whole message.
     std::vector<uint8_t> head(const DSRequest& request, const SpelledClasses& before,
                               const EncodedList& list);
 

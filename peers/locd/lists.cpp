@@ -18,20 +18,20 @@ namespace {
 constexpr uint32_t streamArea = 1024;
 constexpr int queueLength = 1;
 constexpr int requestsAtOnce = 16;
-constexpr int64_t requestMilliseconds = 30'000; // until a request is complete
-constexpr int64_t answerMilliseconds = 120'000; // until an answer is taken
+constexpr int64_t requestMilliseconds = 30'000; // until a request must be complete
+constexpr int64_t answerMilliseconds = 120'000; // until an answer must have been read by the peer
 constexpr double sweepSeconds = 1;
 
 } // namespace
 
-// One peer that asks for lists.
+// A connection of a peer that requests lists.
 class Lists::Connection : public dpIOHandler {
 public:
     Connection(Lists& lists, Descriptor fd)
         : lists_(lists), requests_(streamArea, queueLength), lastActivity_(++lists.activities_) {
-        // A request may come in pieces, which must not hold up the agent.
+        // Non-blocking, because a request may arrive in pieces and must not block the agent.
         requests_.setBlocking(false);
-        // No request is longer; a length that says so ends the connection before memory is taken for it.
+        // No request is longer; a larger length word ends the connection before memory is allocated.
         requests_.setMessageLimit(longestDatagram);
         requests_.attach(fd.release());
         await(dpDispatcher::readMask, requestMilliseconds);
@@ -41,12 +41,13 @@ public:
     ~Connection() override { dpDispatcher::instance()->unlink(requests_.fd()); }
 
     int64_t due() const { return due_; }
-    // It last sent a request or took a part of an answer before those with a higher number did.
+    // Grows with every activity: the connection last sent a request, or read a part of an answer, before
+    // those with a higher number.
     uint64_t lastActivity() const { return lastActivity_; }
     const EncodedList* list() const { return list_.get(); }
 
     int inputReady(int) override {
-        // Bounded, so that a peer which sends requests without a pause leaves other peers their turn.
+        // A limited number, so that a peer that sends requests without a pause does not block the others.
         for (int i = 0; i < requestsAtOnce; ++i) {
             int status = 0;
             const NCRef<DSRequest> request = receive(status);
@@ -59,8 +60,8 @@ public:
             lastActivity_ = ++lists_.activities_;
             prepare(*request);
             await(dpDispatcher::writeMask, answerMilliseconds);
-            // The connection waits for its peer, or has been closed and this object destroyed: nothing here
-            // may be touched any more.
+            // Either the connection waits for its peer, or it was closed and this object destroyed: return
+            // without using it.
             if (!writeSome())
                 return 0;
         }
@@ -74,7 +75,8 @@ public:
 
 private:
     void await(int mask, int64_t milliseconds) {
-        // For one thing at a time: while an answer is written, requests wait in the system's buffers.
+        // Linked for one direction at a time: while an answer is written, further requests stay in the
+        // system's buffers.
         dpDispatcher::instance()->unlink(requests_.fd());
         dpDispatcher::instance()->link(requests_.fd(), mask, this);
         due_ = nowMilliseconds() + milliseconds;
@@ -84,7 +86,7 @@ private:
         NCTransObject* object = requests_.receive();
         status = requests_.status();
         auto* record = nc_cast<DSResource>(object);
-        // A class without a count, which a stream can make but no request is.
+        // An object without a reference count, which the stream can make but which is no request.
         if (!record)
             delete object;
         const NCRef<DSResource> held(record);
@@ -102,18 +104,17 @@ private:
         written_ = 0;
     }
 
-    // True when the answer is complete, and then the next request is awaited. Otherwise the rest follows
-    // later, or the connection is gone.
+    // True when the answer is complete; then the next request is read. Otherwise the rest is written later,
+    // or the connection has been closed.
     bool writeSome() {
         const size_t total = head_.size() + (list_ ? list_->size() : 0);
         while (written_ < total) {
-            // One position over both parts, as if they were one buffer.
+            // One position for both parts, as if they were one buffer.
             const bool inHead = written_ < head_.size();
             const uint8_t* from =
                 inHead ? head_.data() + written_ : list_->data() + (written_ - head_.size());
             const size_t count = inHead ? head_.size() - written_ : total - written_;
-            const int more =
-                inHead && list_ ? MSG_MORE : 0; // head and list in one packet when they are short
+            const int more = inHead && list_ ? MSG_MORE : 0; // short answers are sent in one packet
             const ssize_t sent =
                 uninterrupted([&] { return ::send(requests_.fd(), from, count, MSG_NOSIGNAL | more); });
             if (sent < 0) {
@@ -124,14 +125,14 @@ private:
             written_ += static_cast<size_t>(sent);
             lastActivity_ = ++lists_.activities_;
         }
-        // The connection may have been the last one that waited for this list; then its memory goes now.
+        // Releases the list; its memory is freed if this connection was the last that needed it.
         list_.reset();
         await(dpDispatcher::readMask, requestMilliseconds);
         return true;
     }
 
     Lists& lists_;
-    NCtcpstream requests_; // reads; what is written bypasses it
+    NCtcpstream requests_; // only reads; answers are written directly
     SpelledClasses spelled_;
     std::vector<uint8_t> head_;
     std::shared_ptr<const EncodedList> list_; // behind the head; null when there is none
@@ -153,7 +154,7 @@ bool Lists::open(in_addr_t address, int port) {
 }
 
 void Lists::listen(bool on) {
-    // Taken out and entered again, so that the state is right whatever it was.
+    // Unlinked and linked again, so that the result does not depend on the present state.
     if (listening_)
         dpDispatcher::instance()->unlink(listener_.fd());
     if (on)
@@ -161,17 +162,17 @@ void Lists::listen(bool on) {
     listening_ = on;
 }
 
-// One connection: without descriptors the system reports that before it looks whether there is another one.
+// Accepts one connection. Without free descriptors the system reports that error even if no connection waits.
 int Lists::inputReady(int) {
     Descriptor fd = listener_.accept();
     const bool none =
         !fd.isOpen() && (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM);
-    // The descriptor of the one that was closed is free for the new one.
+    // Closing a connection frees a descriptor for the new one.
     if (none && closeMostSilent(nullptr))
         fd = listener_.accept();
     else if (none)
         pause();
-    // The dispatcher cannot watch more; the connection is closed by its holder then.
+    // The dispatcher cannot watch such a descriptor; its owner closes it on return.
     if (!fd.isOpen() || fd.get() >= dpDispatcher::maxDescriptors)
         return 0;
     if (connections_.size() >= mostConnections)
@@ -182,7 +183,8 @@ int Lists::inputReady(int) {
     return 0;
 }
 
-// Nothing can be accepted. The dispatcher would call again and again: the next sweep listens anew.
+// Called when nothing can be accepted: stops watching the listener, which would stay readable. The next sweep
+// resumes.
 void Lists::pause() {
     log_(LogLevel::warning, "no descriptor is left for a list connection: %s", std::strerror(errno));
     listen(false);
@@ -190,11 +192,11 @@ void Lists::pause() {
         ticker_.start(sweepSeconds);
 }
 
-// False when there is none to close.
+// False when there is no connection to close.
 bool Lists::closeMostSilent(const Connection* except) {
     const Connection* silent = nullptr;
     for (const auto& connection : connections_) {
-        // With `except` the aim is memory: only a connection that waits for a list frees any.
+        // With `except` memory is needed: only closing a connection that waits for a list frees memory.
         const bool candidate = connection.get() != except && (!except || connection->list());
         if (candidate && (!silent || connection->lastActivity() < silent->lastActivity()))
             silent = connection.get();
@@ -212,7 +214,7 @@ void Lists::close(const Connection* connection) {
 
 void Lists::sweep() {
     const int64_t now = nowMilliseconds();
-    // From the end, since closing takes an element out.
+    // Backwards, because closing removes an element.
     for (size_t i = connections_.size(); i-- > 0;) {
         if (connections_[i]->due() <= now)
             close(connections_[i].get());
@@ -232,10 +234,10 @@ std::shared_ptr<const EncodedList> Lists::list(const DSRequest& request, const S
         log_(LogLevel::debug, "list request %d is refused", type);
         return nullptr;
     }
-    // A list lives as long as a connection waits for it. What is registered later belongs to another list.
+    // A list exists as long as a connection waits for it. Later changes of the registry need a new list.
     std::erase_if(shared_, [](const Shared& one) { return one.list.expired(); });
     for (const Shared& one : shared_) {
-        // The classes that were spelled before count too: a list refers to them by their numbers.
+        // The class numbers must be the same too, because the list refers to classes by them.
         const bool same = one.requestType == type && one.version == registry_.version() &&
                           one.before == before && (!ofProviders || one.name->compare(name) == 0);
         if (same)
@@ -251,7 +253,7 @@ std::shared_ptr<const EncodedList> Lists::list(const DSRequest& request, const S
     return encoded;
 }
 
-// For one more list, by closing connections that wait for others.
+// Makes space for another list by closing connections that wait for other lists.
 void Lists::makeSpace(const Connection& receiver) {
     const size_t more =
         2 * registry_.registrationOctets(); // a buffer that doubles may be twice as long as needed
@@ -261,15 +263,15 @@ void Lists::makeSpace(const Connection& receiver) {
             if (const auto list = one.list.lock())
                 octets += list->buffer->wsize();
         }
-        // A list goes when the last connection that waits for it does, so this may take several rounds. It
-        // ends when none is left to close.
+        // A list is freed when no connection waits for it any more, so this may need several rounds. It ends
+        // when no connection is left to close.
         if (octets <= mostOctets || !closeMostSilent(&receiver))
             return;
     }
 }
 
 NCRef<DSSet> Lists::names() const {
-    // With room for all at once; the set would otherwise be built anew several times while it grows.
+    // Sized for all names, because the set would otherwise be rebuilt several times.
     NCRef<DSSet> set(new DSSet(registry_.names()));
     registry_.forEachService([&set](const ServiceName& service) {
         if (!service.registrations.empty())

@@ -13,14 +13,14 @@
 
 namespace locd {
 
-// The TCP side of the agent: whole lists of what is registered here. A connection takes request after
-// request; while an answer is being written no further request is read.
+// The TCP side of the agent: serves whole lists of its registrations. A connection may send several requests;
+// while an answer is being written no further request is read.
 //
-// A peer that is slow or silent holds up neither the agent nor other peers: connections do not block, their
-// number is limited, and the one that has been silent longest gives way to a new one, also when the process
-// has no descriptor left. A connection on which nothing is finished in time is closed. A list is encoded once
-// for all that wait for it, and all encoded lists together have a limit, beyond which connections give way in
-// the same order.
+// A slow or silent peer blocks neither the agent nor other peers. Connections are non-blocking and their
+// number is limited; a new one replaces the one that has been silent longest, also when the process has no
+// free descriptor. A connection that makes no progress in time is closed. A list is encoded once for all
+// connections that wait for it, and the size of all encoded lists is limited; beyond the limit connections
+// are closed in the same order.
 class Lists : public dpIOHandler {
 public:
     static constexpr size_t mostConnections = 64;
@@ -29,17 +29,17 @@ public:
     Lists(Log& log, const Registry& registry);
     ~Lists() override;
 
-    // Port 0 is any. False with errno set.
+    // Port 0 means any free port. False with errno set.
     bool open(in_addr_t address, int port);
     int port() const { return listener_.port(); }
     size_t connections() const { return connections_.size(); }
 
-    // New connections.
+    // Accepts new connections.
     int inputReady(int fd) override;
 
 private:
     class Connection;
-    // A list that somebody waits for: what it was asked with, and of which state of the registry it is.
+    // An encoded list in use: the request that it answers, and the version of the registry.
     struct Shared {
         int requestType;
         NCRef<DSName> name; // null for all names
@@ -48,7 +48,7 @@ private:
         std::weak_ptr<const EncodedList> list;
     };
 
-    // The answer's list; null when the request has none.
+    // The list for the answer; null when the request does not ask for one.
     std::shared_ptr<const EncodedList> list(const DSRequest& request, const SpelledClasses& before,
                                             const Connection& receiver);
     NCRef<DSSet> names() const;

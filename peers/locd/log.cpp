@@ -20,12 +20,12 @@ namespace locd {
 
 namespace {
 
-constexpr size_t longestText = 400; // a line is below PIPE_BUF, so that it stays whole beside other writers
+constexpr size_t longestText = 400; // a line is below PIPE_BUF, so that other writers do not split it
 constexpr double tickSeconds = 1;
 
 std::string formatted(const char* format, std::va_list values) {
     char text[longestText];
-    // What does not fit is cut off. A name from a peer may be as long as a datagram.
+    // A longer text is cut. A name from a peer may be as long as a datagram.
     std::vsnprintf(text, sizeof text, format, values);
     return text;
 }
@@ -55,8 +55,8 @@ const char* nameOf(LogLevel level) {
 }
 
 Log::Log(LogLevel level) : level_(level), ticker_([this] { tick(); }) {
-    // The descriptor is shared with other processes, which must not find it non-blocking. A pipe or terminal
-    // can be opened once more; a regular file could too, but at its start.
+    // The descriptor is shared with other processes and must stay blocking for them. A pipe or terminal can
+    // be opened a second time; a regular file too, but at its start.
     struct stat status {};
     const bool known = fstat(STDERR_FILENO, &status) == 0;
     const bool canBeOpened = known && (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode));
@@ -70,10 +70,10 @@ void Log::use(int fd) {
     struct stat status {};
     const bool known = fstat(fd, &status) == 0;
     isSocket_ = known && S_ISSOCK(status.st_mode);
-    // Of what is left, a file never waits and a socket can be told not to at each call. The rest is asked
-    // before it is written to.
+    // For the other outputs: a file never blocks, and a socket takes a flag per call. Any other kind is
+    // polled before it is written to.
     mayBlock_ = !own_.isOpen() && !isSocket_ && !(known && S_ISREG(status.st_mode));
-    // What was left over belongs to the former output.
+    // The unwritten rest belongs to the previous output.
     rest_.clear();
 }
 
@@ -115,13 +115,13 @@ void Log::status(const char* format, ...) {
     va_end(values);
 }
 
-// By address: each format is one literal of the program.
+// Compared by address, because each format is one literal of the program.
 Log::Kind& Log::kindOf(LogLevel level, const char* format) {
     for (Kind& kind : kinds_) {
         if (kind.format == format)
             return kind;
     }
-    // As many as there are formats in the program, so a list that is walked will do.
+    // There are only as many kinds as formats in the program, so a linear search is fast enough.
     return kinds_.emplace_back(format, level);
 }
 
@@ -135,14 +135,14 @@ void Log::tick() {
         kind.allowed = std::min(kind.allowed + perSecond, burst);
         idle = idle && kind.allowed == burst;
     }
-    // Without a timer an agent that nothing happens to does not wake up.
+    // The timer is stopped when there is nothing to do, so that an idle agent does not wake up.
     if (idle)
         ticker_.stop();
 }
 
 void Log::writeLine(const char* label, const std::string& text) {
     std::string line = presentTime() + " locd ";
-    // The note stands before the first line that is taken again, where lines are missing.
+    // Written before the first line that is accepted again, at the place of the lost lines.
     if (lost_ > 0) {
         const std::string note =
             line + "warning: " + std::to_string(lost_) + " lines are lost, nothing took them\n";
@@ -157,9 +157,9 @@ void Log::writeLine(const char* label, const std::string& text) {
         ++lost_;
 }
 
-// False when the line is not written, nor ever will be.
+// False when the line is lost.
 bool Log::write(const std::string& line) {
-    const std::string all = rest_ + line; // what was taken in part has to be completed first
+    const std::string all = rest_ + line; // a partly written line is completed first
     ssize_t count = -1;
     if (isSocket_) {
         count = ::send(fd_, all.data(), all.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
@@ -168,14 +168,14 @@ bool Log::write(const std::string& line) {
         if (!mayBlock_ || (::poll(&output, 1, 0) == 1 && (output.revents & POLLOUT) != 0))
             count = ::write(fd_, all.data(), all.size());
     }
-    // Nothing of `all` was taken, so `rest_` is as it was.
+    // Nothing was written, so `rest_` is unchanged.
     if (count < 0)
         return false;
     rest_ = all.substr(static_cast<size_t>(count));
     return true;
 }
 
-// Collects what is printed until a line is complete.
+// Collects printed characters until a line is complete.
 class CapturedStreams::Lines : public std::streambuf {
 public:
     explicit Lines(Log& log) : log_(log) {}
@@ -183,7 +183,7 @@ public:
 protected:
     int_type overflow(int_type next) override {
         const char c = traits_type::to_char_type(next);
-        // The rest of a line that is too long is dropped here.
+        // The rest of a line that is too long is dropped.
         if (c != '\n' && line_.size() < longestText)
             line_ += c;
         else if (c == '\n')
@@ -194,11 +194,11 @@ protected:
 private:
     void end() {
         const std::string line = std::exchange(line_, {});
-        // The streams' complaints about what a peer sent, which any peer can cause.
+        // Complaints of the streams about a peer's data, which any peer can cause.
         const bool aboutInput = line.starts_with("NCistream::") || line.starts_with("NCipcbuf::");
         if (line.empty())
             return;
-        // Two formats, so that what a peer causes has a limit of its own and does not hide the rest.
+        // Two formats, so that complaints that peers cause have a limit of their own and do not hide others.
         if (aboutInput)
             log_(LogLevel::info, "%s", line.c_str());
         else

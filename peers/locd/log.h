@@ -1,6 +1,6 @@
 #pragma once
 
-// What the agent tells its operator.
+// The log of the agent.
 
 #include "locd/ticker.h"
 #include "net/descriptors.h"
@@ -19,28 +19,28 @@ const char* nameOf(LogLevel level);
 //
 //     2026-11-22T10:11:12.123Z locd info: 127.0.0.1:40123 logs in, process 17, verify port 40124
 //
-// Writing never waits: lines that the reader of a pipe or terminal does not take are lost and counted. Of
-// each kind of line, which is one format text, `burst` are written as they come; of more, one a second is
-// written with the number of those left out. So a sender of nonsense does not fill the disk and does not
-// hide lines of another kind.
+// Writing never blocks: when the reader of a pipe or terminal does not read, lines are lost and counted. Of
+// each kind of line, which is one format text, `burst` lines are written at once; after that one per second,
+// with the number of lines left out. So a peer that sends bad messages neither fills the disk nor hides other
+// lines.
 class Log {
 public:
     static constexpr int burst = 100;
     static constexpr int perSecond = 10; // how fast the burst is allowed again
 
-    // Lines of higher levels are dropped. Until `open`, lines go to the standard error stream.
+    // Lines of less important levels are dropped. Before `open`, lines go to the standard error stream.
     explicit Log(LogLevel level);
     Log(const Log&) = delete;
     Log& operator=(const Log&) = delete;
 
-    // Appends to the file from now on, which is made when there is none. False with errno set; then the
-    // former output stays.
+    // Appends to the file from now on; it is made if it does not exist. False with errno set; then the
+    // previous output is kept.
     bool open(const std::string& path);
-    // The same file anew, for a log that was renamed; nothing without a file.
+    // Opens the same path again, after the log file was renamed. Does nothing without a file.
     bool reopen() { return path_.empty() || open(path_); }
 
     [[gnu::format(printf, 3, 4)]] void operator()(LogLevel level, const char* format, ...);
-    // Always and at once: the answer to an operator's signal.
+    // Written always and at once: the answer to an operator's signal.
     [[gnu::format(printf, 2, 3)]] void status(const char* format, ...);
 
 private:
@@ -51,7 +51,7 @@ private:
         LogLevel level;
         int allowed = burst;
         uint64_t leftOut = 0;
-        std::string last; // of those left out
+        std::string last; // the last line left out
     };
 
     Kind& kindOf(LogLevel level, const char* format);
@@ -62,18 +62,18 @@ private:
 
     LogLevel level_;
     std::string path_;
-    int fd_ = -1; // the output: that of `own_` or the standard error stream
+    int fd_ = -1; // the output: `own_` or the standard error stream
     harbolance::Descriptor own_;
     bool isSocket_ = false;
     bool mayBlock_ = false;
-    std::string rest_;  // of a line that a socket took in part
-    uint64_t lost_ = 0; // lines that could not be written since the last one that could
+    std::string rest_;  // rest of a line that was partly written
+    uint64_t lost_ = 0; // lines that could not be written since the last one that was
     std::vector<Kind> kinds_;
     Ticker ticker_;
 };
 
-// For as long as it exists, what the library prints on the standard streams goes into the log line by line:
-// what it says about malformed input at level info, the rest as warnings.
+// While it exists, output of the library on the standard streams goes to the log line by line: complaints
+// about malformed input at level info, others as warnings.
 class CapturedStreams {
 public:
     explicit CapturedStreams(Log& log);

@@ -25,23 +25,23 @@ void HostLookup::start() {
         return;
     Descriptor readEnd(ends[0]);
     const Descriptor writeEnd(ends[1]);
-    // Both ends close by themselves when there is no child.
+    // On failure both ends of the pipe are closed by their owners.
     child_ = readEnd.get() < dpDispatcher::maxDescriptors ? ::fork() : -1;
     if (child_ == 0)
         answerAll(writeEnd.get());
     if (child_ == -1)
         return;
-    // The parent's writing end closes on return, so that the end of the child is the end of the pipe.
+    // The parent's write end is closed on return, so the pipe ends when the child does.
     pipe_ = std::move(readEnd);
     number_ = 0;
     dpDispatcher::instance()->link(pipe_.get(), dpDispatcher::readMask, this);
 }
 
-// The child's part. It leaves by `_exit`, since handlers and buffers belong to the parent.
+// Runs in the child. It ends with `_exit`, because handlers and buffers belong to the parent.
 void HostLookup::answerAll(int fd) const {
-    // The look-up may take minutes, and is of no use without the parent.
+    // The look-up may take minutes and is useless without the parent, so the child dies with it.
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    // A connection that the parent closes ends when this copy of it is closed too.
+    // Closes the child's copies, because a connection that the parent closes must end for its peer.
     constexpr int own = STDERR_FILENO + 1;
     ::dup2(fd, own);
     ::close_range(own + 1, ~0U, 0);
@@ -56,7 +56,7 @@ void HostLookup::answerAll(int fd) const {
 
 int HostLookup::inputReady(int) {
     Answer answer{};
-    // An answer is shorter than PIPE_BUF and so comes in one piece.
+    // An answer is shorter than PIPE_BUF, so it is never split.
     const ssize_t count = uninterrupted([&] { return ::read(pipe_.get(), &answer, sizeof answer); });
     if (count == sizeof answer)
         found_(number_++, answer.known ? std::optional(answer.address) : std::nullopt);
@@ -68,7 +68,7 @@ int HostLookup::inputReady(int) {
 void HostLookup::end() {
     dpDispatcher::instance()->unlink(pipe_.get());
     pipe_.close();
-    // Also of one that has finished: until waitpid() its number belongs to no other process.
+    // Safe also when the child has ended: until waitpid() no other process gets its number.
     ::kill(child_, SIGKILL);
     uninterrupted([this] { return ::waitpid(child_, nullptr, 0); });
     child_ = -1;

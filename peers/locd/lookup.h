@@ -13,11 +13,11 @@
 
 namespace locd {
 
-// Looks host names up in a child process, since the resolver blocks for as long as its servers are silent.
+// Looks up host names in a child process, because the resolver blocks while its servers do not answer.
 class HostLookup : public dpIOHandler {
 public:
     using Find = std::optional<in_addr_t> (*)(const char* host);
-    // `number` is the place of the host in the list; nothing for a host that is unknown.
+    // `number` is the index of the host in the list; no address means an unknown host.
     using Found = std::function<void(size_t number, std::optional<in_addr_t> address)>;
 
     HostLookup(std::vector<std::string> hosts, Found found, Find find = harbolance::addressOfHost);
@@ -25,9 +25,8 @@ public:
     HostLookup& operator=(const HostLookup&) = delete;
     ~HostLookup() override;
 
-    // `found` is called from the dispatcher for each host in turn. Nothing happens while an earlier look-up
-    // goes on, or when the system has no process or descriptor to spare; the caller starts again later
-    // anyway.
+    // `found` is called from the dispatcher for each host in turn. Does nothing while an earlier look-up is
+    // running, or when no process or descriptor is available; the caller tries again later.
     void start();
 
     int inputReady(int fd) override;

@@ -12,7 +12,8 @@ namespace {
 
 constexpr int usageError = 2;
 
-// Otherwise the first socket would get the number of a closed stream, and what is printed would go there.
+// Opens standard streams that are closed. Otherwise the first socket would get such a number, and printed
+// output would be sent on it.
 void openStandardStreams() {
     int fd = 0;
     while (fd >= 0 && fd <= STDERR_FILENO)
@@ -27,7 +28,7 @@ int serve(const locd::Options& options) {
                      std::strerror(errno));
         return EXIT_FAILURE;
     }
-    // Before the agent, whose parts may print, and so destroyed after it.
+    // Declared before the agent, whose parts may print, and so destroyed after it.
     const locd::CapturedStreams captured(log);
     locd::Agent agent(options, log);
     locd::Signals signals(agent, log);
@@ -41,7 +42,7 @@ int serve(const locd::Options& options) {
                      address.c_str(), *port, std::strerror(errno));
         return EXIT_FAILURE;
     }
-    // Scripts wait for this line: from here on the agent answers, and a port that the system chose is known.
+    // Scripts wait for this line: from here on the agent answers, and the actual port is known.
     std::printf("locd: listening on %s port %d\n", address.c_str(), agent.port());
     std::fflush(stdout);
     while (!signals.done())
@@ -53,7 +54,7 @@ int serve(const locd::Options& options) {
 
 int main(int argc, char** argv) {
     openStandardStreams();
-    // As early as possible: a signal during the start is then kept until the loop runs.
+    // As early as possible, so that a signal during the start is kept until the loop runs.
     locd::Signals::hold();
     const locd::Command command = locd::readCommand(argc, argv, std::getenv("LOCD_PORT"));
     switch (command.action) {

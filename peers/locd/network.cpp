@@ -10,17 +10,16 @@ namespace locd {
 
 namespace {
 
-// Bursts come when many processes start at once; the kernel cuts this down to what it allows.
+// Bursts come when many processes start at once. The kernel reduces this to its own limit.
 constexpr int receiveArea = 4 * 1024 * 1024;
 
-// Connections that the kernel completes before they are accepted.
+// Number of connections that the kernel completes before they are accepted.
 constexpr int backlog = 128;
 
 class Interfaces {
 public:
     Interfaces() {
-        // Without descriptors or memory there are no interfaces to be seen, which callers take for a host
-        // without a network.
+        // Without descriptors or memory the list is empty, which callers treat as a host without a network.
         if (::getifaddrs(&first_) != 0)
             first_ = nullptr;
     }
@@ -68,9 +67,9 @@ in_addr_t primaryAddress() {
 std::vector<in_addr_t> broadcastAddressesOf(in_addr_t local) {
     std::vector<in_addr_t> found;
     Interfaces().forEach([&](in_addr_t address, in_addr_t netmask) {
-        // All of the loopback network is this host, whichever of its addresses the interface names.
+        // All addresses of the loopback network are this host, whichever one the interface has.
         const bool same = address == local || (isLoopback(address) && ((address ^ local) & netmask) == 0);
-        // A network of one address, such as that of a tunnel, has no broadcasts.
+        // A network with a single address, such as that of a tunnel, has no broadcasts.
         if (same && netmask != htonl(INADDR_BROADCAST))
             found.push_back(address | ~netmask);
     });
@@ -86,7 +85,7 @@ bool Socket::bind(in_addr_t address, int port, bool shared) {
     const int on = 1;
     if (shared && ::setsockopt(fd(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == -1)
         return false;
-    // With port 0 the system chooses, so the port is asked for afterwards.
+    // With port 0 the system chooses the port, which is read back afterwards.
     sockaddr_in local = socketAddress(address, port);
     socklen_t length = sizeof local;
     if (::bind(fd(), generic(local), sizeof local) == -1 ||
@@ -99,7 +98,7 @@ bool Socket::bind(in_addr_t address, int port, bool shared) {
 bool UdpSocket::open(in_addr_t address, int port, bool shared) {
     if (!make(SOCK_DGRAM))
         return false;
-    // A smaller area than asked for is no failure.
+    // The result is ignored: a smaller buffer than requested is no failure.
     ::setsockopt(fd(), SOL_SOCKET, SO_RCVBUF, &receiveArea, sizeof receiveArea);
     return bind(address, port, shared);
 }
@@ -124,7 +123,7 @@ Descriptor TcpListener::accept() const {
 }
 
 in_addr_t RouteFinder::localAddressTowards(const sockaddr_in& peer) const {
-    // A second connect keeps the source address of the first one unless the socket is disconnected between.
+    // Disconnected first, because a second connect would keep the source address of the first.
     const sockaddr none{AF_UNSPEC, {}};
     sockaddr_in local{};
     socklen_t length = sizeof local;

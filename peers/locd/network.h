@@ -1,6 +1,6 @@
 #pragma once
 
-// Addresses and sockets of the agent. All words are in network byte order.
+// Addresses and sockets of the agent. Address words are in network byte order.
 
 #include "net/descriptors.h"
 #include "net/host_address.h"
@@ -24,10 +24,10 @@ inline uint64_t keyOf(const sockaddr_in& address) { return keyOf(address.sin_add
 // "127.0.0.1:14000".
 std::string textOf(const sockaddr_in& address);
 
-// The first local address that other hosts can reach; that of the loopback when there is none.
+// The first local address that other hosts can reach; the loopback address when there is none.
 in_addr_t primaryAddress();
 
-// Where broadcasts to the network of this local address go. Empty when it has none.
+// The broadcast addresses of the networks of this local address. Empty when it has none.
 std::vector<in_addr_t> broadcastAddressesOf(in_addr_t local);
 
 // A non-blocking IPv4 socket.
@@ -48,31 +48,30 @@ private:
 
 class UdpSocket : public Socket {
 public:
-    // With `shared` other sockets may have the same address, which the kernel allows for datagrams to a
-    // broadcast address: each of them gets a copy. False with errno set.
+    // With `shared` other sockets may use the same address, which the kernel allows for a broadcast address:
+    // each of them gets a copy of a datagram. False with errno set.
     bool open(in_addr_t address, int port, bool shared = false);
 
-    // The octets received, at most those of `area`, or -1 when nothing is there.
+    // Returns the number of octets received, at most the size of `area`, or -1 when there is no datagram.
     ssize_t receive(std::span<uint8_t> area, sockaddr_in& from) const;
-    // A datagram that the system does not take is lost, like any other.
+    // A datagram that the system does not accept is lost; no error is reported.
     void send(std::span<const uint8_t> octets, const sockaddr_in& to) const;
 };
 
 class TcpListener : public Socket {
 public:
-    // False with errno set. Connections of a former process on that port are no obstacle.
+    // False with errno set. Old connections of a former process on that port do not prevent it.
     bool open(in_addr_t address, int port);
-    // A non-blocking connection; none with errno set, EAGAIN when none waits.
+    // Returns a non-blocking connection, or none with errno set: EAGAIN when none is waiting.
     harbolance::Descriptor accept() const;
 };
 
-// Asks the system for routes. It keeps one socket for that, so that a process without free descriptors still
-// knows its addresses.
+// Queries the system's routes. It keeps one socket for this, so that it works when no descriptor is free.
 class RouteFinder : public Socket {
 public:
     // False with errno set.
     bool open() { return make(SOCK_DGRAM); }
-    // The local address from which a datagram to `peer` would leave; 0 when there is no route.
+    // The local address that a datagram to `peer` would be sent from; 0 when there is no route.
     in_addr_t localAddressTowards(const sockaddr_in& peer) const;
 };
 

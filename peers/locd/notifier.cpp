@@ -6,20 +6,21 @@ namespace locd {
 
 namespace {
 
-// How finely the time-outs, whole seconds, are watched.
+// The resolution of the time-outs, which are whole seconds.
 constexpr double tickSeconds = 0.25;
 
 } // namespace
 
-// Number 0: clients count up from the time of day, so none waits for an answer to a request of that number.
+// The dummy request has number 0: clients number requests from the time of day, so none waits for that
+// number.
 Notifier::Notifier(Endpoint& endpoint, Hooks hooks)
     : endpoint_(endpoint), hooks_(std::move(hooks)),
       noRequest_(standInRequest(0, harbolance::MessageCookie(0, 0))), ticker_([this] { repeat(); }) {}
 
 void Notifier::tell(const ServiceName& service, const Notice& notice, bool remote) {
     for (const Trigger* trigger = service.triggers.front(); trigger;) {
-        // In this registry all holders are clients. The next trigger is taken first, in case enqueue()
-        // changes the chain.
+        // In this registry all holders are clients. The next trigger is read first, because enqueue() may
+        // change the chain.
         auto& client = *static_cast<Client*>(trigger->holder);
         trigger = decltype(service.triggers)::after(trigger);
         if (!remote || !client.isAgent)
@@ -33,12 +34,12 @@ uint32_t Notifier::octetsOf(DSProvider* provider) {
 }
 
 void Notifier::enqueue(Client& client, const Notice& notice) {
-    // Most clients never have one, so it is made when it is needed.
+    // Made on demand, because most clients never need one.
     if (!client.outbox)
         client.outbox = std::make_unique<Outbox>();
     Outbox& outbox = *client.outbox;
-    // Told once: a client that leaves with all its providers may cause a notice for each, while those who do
-    // not keep up are removed only when that is done.
+    // Reported once: a client that leaves with its providers may cause one notice each, and clients that are
+    // overrun are removed only after that.
     if (outbox.overrun)
         return;
     if (!hasShare(waiting_, mostWaiting, outbox.waiting.size(), mostOfClient, 1) ||
@@ -55,10 +56,10 @@ void Notifier::enqueue(Client& client, const Notice& notice) {
         sendNext(client);
 }
 
-// Nothing is on its way: the first that waits is sent.
+// Sends the first queued notification, if none is waiting for acknowledgement.
 void Notifier::sendNext(Client& client) {
     Outbox& outbox = *client.outbox;
-    // One that does not fit a datagram is left out, but such a provider is not registered in the first place.
+    // One that does not fit a datagram is skipped; such a provider cannot be registered anyway.
     while (outbox.sent.empty() && !outbox.waiting.empty()) {
         const Notice notice = outbox.waiting.front();
         outbox.waiting.pop_front();
@@ -92,10 +93,10 @@ void Notifier::settle(Client& client) {
 }
 
 void Notifier::acknowledged(Client& client, uint32_t number) {
-    // A late copy of an acknowledgement, or one that the client made up.
+    // A late copy of an acknowledgement, or one that the client has invented.
     if (!client.outbox || client.outbox->sent.empty() || client.outbox->number != number)
         return;
-    client.outbox->rtt.stop(); // the estimate is of this client alone: its network may be slower than others
+    client.outbox->rtt.stop(); // the estimate is per client, because networks differ
     settle(client);
     sendNext(client);
 }
@@ -112,7 +113,7 @@ void Notifier::forget(Client& client) {
 
 void Notifier::repeat() {
     const int64_t now = nowMilliseconds();
-    // What is repeated stays in its place of the chain.
+    // A repeated one keeps its place in the chain.
     for (Client* client = unacknowledged_.front(); client;) {
         Client* const due = client;
         client = decltype(unacknowledged_)::after(client);
@@ -121,13 +122,12 @@ void Notifier::repeat() {
     }
 }
 
-// A client that answers other questions gets its notification in the end, however many of them get lost.
+// A client that answers are-you-alive gets its notification in the end, even after many losses.
 void Notifier::repeat(Client& client) {
     Outbox& outbox = *client.outbox;
-    // Counted up to the limit once: the estimate is given up there, and the interval stays as long as it is
-    // by then.
+    // When the limit is reached the estimate is given up; from then on the interval stays constant.
     if (outbox.rtt.nrexmt <= NCrtt::maxRetransmissions && ++outbox.rtt.nrexmt > NCrtt::maxRetransmissions)
-        outbox.rtt.valid = 0; // the next one starts from a fresh estimate
+        outbox.rtt.valid = 0; // the next notification starts with a new estimate
     if (!outbox.rtt.valid)
         hooks_.silent(client);
     endpoint_.sendOctets(outbox.sent, client.address);

@@ -23,7 +23,7 @@ template <class Number>
 std::optional<Number> number(std::string_view text) {
     Number value{};
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    // The whole text, so that "14000x" is no number.
+    // The whole text must be a number: "14000x" is refused.
     if (error != std::errc() || end != text.data() + text.size())
         return std::nullopt;
     return value;
@@ -34,7 +34,7 @@ std::optional<int> portNumber(std::string_view text, int lowest) {
     return port && *port >= lowest && *port <= 65535 ? port : std::nullopt;
 }
 
-// Values of the options that have no letter.
+// Values of the options without a letter.
 enum LongOnly : int { listPort = 256, peer, interval, checkInterval, logFile, logLevel, foreground, version };
 
 constexpr option longOptions[] = {{"port", required_argument, nullptr, 'p'},
@@ -56,17 +56,17 @@ public:
     Command read(std::vector<char*> words, const char* portVariable) {
         const int count = static_cast<int>(words.size());
         words.push_back(nullptr);
-        opterr = 0; // complaints are made here, in the form of this program
-        optind = 0; // the reader of the C library starts afresh
+        opterr = 0; // errors are reported here, in the form of this program
+        optind = 0; // makes the C library's reader start again
         int value = 0;
         while (command_.action == Command::Action::run && value != -1) {
-            // The ':' in front makes a missing value a ':' and not a '?'.
+            // The leading ':' makes a missing value ':' instead of '?'.
             value = getopt_long(count, words.data(), ":p:a:vh", longOptions, nullptr);
-            // getopt leaves optind behind the word that it has looked at.
+            // getopt leaves optind after the word that it has processed.
             const std::string_view word = words[static_cast<size_t>(std::max(optind - 1, 0))];
             take(value, std::string(word.substr(0, word.find('='))));
         }
-        // getopt has moved words that are no options behind the others.
+        // getopt has moved words that are no options to the end.
         if (command_.action == Command::Action::run && optind < count)
             refuse("unexpected word '" + std::string(words[static_cast<size_t>(optind)]) + "'");
         if (command_.action == Command::Action::run)
@@ -80,7 +80,7 @@ private:
         command_.complaint = complaint;
     }
 
-    // `word` is the last word that was looked at: that of a long option which is wrong.
+    // `word` is the last word processed: for a wrong long option, that option.
     void take(int value, const std::string& word) {
         Options& options = command_.options;
         const std::string text = optarg ? optarg : "";
@@ -106,8 +106,8 @@ private:
     }
 
     void refuseOption(const std::string& word) {
-        // An unknown letter is in optopt; an unknown long option leaves 0 there, and a value too many the
-        // option's own number.
+        // For an unknown letter it is in optopt; for an unknown long option optopt is 0, for an unexpected
+        // value it is the option's number.
         const bool isLetter = optopt > 0 && optopt < listPort && !word.starts_with("--");
         if (isLetter)
             refuse(std::string("unknown option '-") + static_cast<char>(optopt) + "'");
@@ -132,7 +132,7 @@ private:
             refuse("--address: '" + text + "' is no IPv4 address in dotted form");
     }
 
-    // Without a port it gets that of the domain, which is known only at the end.
+    // Without a port the peer gets the domain's port, which is known only at the end.
     void takePeer(const std::string& text) {
         const size_t colon = text.find(':');
         const auto port = colon == std::string::npos
@@ -165,8 +165,7 @@ private:
 
     void settlePorts(const std::string& variable) {
         const auto fromVariable = portNumber(variable, 1);
-        // The variable is of no interest when the command line names a port, so a bad value of it is no error
-        // then.
+        // When the command line has a port the variable is ignored, even if its value is bad.
         if (!port_ && !variable.empty() && !fromVariable) {
             refuse("LOCD_PORT: '" + variable + "' is no port number (1 to 65535)");
             return;
@@ -176,7 +175,7 @@ private:
         options.port = port_.value_or(domain);
         for (PeerName& each : options.peers) {
             if (each.port == 0)
-                // With port 0 this agent is at any port, and the others are at that of the domain.
+                // With port 0 this agent uses any port, and the others use the domain's port.
                 each.port = options.port != 0 ? options.port : domain;
         }
     }
@@ -188,7 +187,7 @@ private:
 } // namespace
 
 Command readCommand(int argc, const char* const* argv, const char* portVariable) {
-    // getopt moves words about, so it gets an array of its own.
+    // getopt changes the order of words, so it gets a copy of the array.
     std::vector<char*> words;
     words.reserve(static_cast<size_t>(argc) + 1);
     for (int i = 0; i < argc; ++i)

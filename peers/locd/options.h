@@ -15,13 +15,13 @@ struct PeerName {
     int port;
 };
 
-// What the command line and the environment say. Seconds may have decimals.
+// The result of the command line and the environment. Seconds may have decimals.
 struct Options {
     in_addr_t address = INADDR_ANY; // network byte order
     int port = 0;                   // 0: any
     int listPort = 0;               // 0: any
     double interval = 30;           // between announcements to the other agents
-    double checkInterval = 60;      // of silence until a client is checked
+    double checkInterval = 60;      // seconds of silence after which a client is checked
     LogLevel logLevel = LogLevel::warning;
     std::string logFile; // empty: the standard error stream
     std::vector<PeerName> peers;

@@ -10,17 +10,17 @@ namespace locd {
 
 namespace {
 
-// An agent that has just started announces itself more often, since any datagram may get lost.
+// A new agent announces itself more often at first, because datagrams may get lost.
 constexpr int startupRounds = 3;
 constexpr double startupSeconds = 1;
-// A peer is dropped when that many intervals pass without a message from it.
+// A peer is dropped after so many intervals without a message from it.
 constexpr double silentIntervals = 3.5;
-// Answers read in one go.
+// Limit of answers read per call.
 constexpr int answersAtOnce = 64;
-// Addresses of one agent that are remembered beside the one in use.
+// Limit of an agent's addresses that are stored beside the one in use.
 constexpr size_t mostOtherAddresses = 16;
 
-// For how long messages of an agent that went down may still be under way.
+// How long messages of an agent that has left may still arrive.
 constexpr int64_t leavingMilliseconds = 5'000;
 
 std::vector<std::string> hostsOf(const std::vector<PeerName>& named) {
@@ -86,8 +86,8 @@ DSSet* Peers::addresses() const {
 }
 
 NCRef<DSAMessage> Peers::announcement(bool leaving) const {
-    // The address is that of the socket, which may be 0: then each receiver takes the sender's, which is
-    // right for its network.
+    // The address of the socket may be 0: then each receiver uses the sender's address, which is right for
+    // its network.
     const NCRef<DSAddr> own(new DSAddr(leaving ? 0 : endpoint_.port(), endpoint_.address()));
     return new DSAMessage(DSTypeLocateAgent, own.get(), id_, sizeof id_);
 }
@@ -102,9 +102,9 @@ bool Peers::isOwn(const sockaddr_in& address) const {
 }
 
 void Peers::announce() {
-    // Before the announcement, so that it does not go to agents that have just been given up.
+    // Done before the announcement, so that it is not sent to agents that are dropped.
     dropSilent();
-    // The answers come later; found() announces this agent to an address that is new.
+    // The results come later; found() announces this agent to a new address.
     lookup_.start();
     if (openSender()) {
         const NCRef<DSAMessage> message = announcement(false);
@@ -120,16 +120,16 @@ void Peers::announce() {
         ticker_.start(std::min(startupSeconds, interval_));
     else if (rounds_ == startupRounds)
         ticker_.start(interval_);
-    // The ticker is started anew in the first rounds only, to make its period longer at the end of them.
+    // The ticker is restarted in the first rounds only, to set the longer period after them.
     rounds_ = std::min(rounds_ + 1, startupRounds + 1);
 }
 
-// Not the main socket: an agent of another make answers where it was asked from, and there a client's answer
-// is not told from one to this agent.
+// A second socket, because an agent of another implementation answers to the socket that asked, and on the
+// main socket its answer could not be told from an answer to a client's request.
 bool Peers::openSender() {
     if (sender_.isOpen())
         return true;
-    // Tried again at the next announcement, when there may be a descriptor or an address.
+    // Tried again at the next announcement, when a descriptor or address may be available.
     if (sender_.bind(0, harbolance::dottedText(endpoint_.address()).c_str()) != 0)
         return false;
     if (sender_.fd() >= dpDispatcher::maxDescriptors) {
@@ -140,13 +140,13 @@ bool Peers::openSender() {
     return true;
 }
 
-// The networks are asked for each time, since interfaces come and go.
+// The networks are read each time, because interfaces change.
 void Peers::broadcast(const DSAMessage& message) {
     int reached = 0;
     harbolance::BroadcastTable(sender_.fd(), endpoint_.port(), false)
         .forEachTarget([&](const sockaddr_in& target) {
             reached += sender_.sendTo(target, &message) == 0 ? 1 : 0;
-            return 0; // one network that is down does not keep the others from hearing
+            return 0; // a failing network does not stop the broadcast to the others
         });
     if (reached == 0 && !warnedOfNetworks_)
         log_(LogLevel::warning,
@@ -155,7 +155,7 @@ void Peers::broadcast(const DSAMessage& message) {
     warnedOfNetworks_ = reached == 0;
 }
 
-// An address that was found once serves until another is found: the name service may be down for a while.
+// An address stays in use until another is found, because the name service may be down for a while.
 void Peers::found(size_t number, std::optional<in_addr_t> address) {
     Named& named = named_[number];
     if (!address && !named.unknown)
@@ -183,7 +183,7 @@ int Peers::inputReady(int) {
         if (!record)
             delete object;
         else if (address && reply->replyOk() && reply->replyType() == DSReplyAgentLocated)
-            // The answer has no number. An agent that announces itself as well is told by its address.
+            // The answer has no number. If the agent announces itself too, it is recognised by its address.
             hear(0, address->socketAddress());
     }
     return 0;
@@ -196,7 +196,7 @@ bool Peers::take(const DSAMessage& message, const sockaddr_in& from) {
     if (!address || id == 0)
         return true;
     if (id == id_)
-        return false; // broadcasts come back, and an answer would make this agent its own peer
+        return false; // the own broadcast; answering would make this agent its own peer
     sockaddr_in place = address->socketAddress();
     if (place.sin_addr.s_addr == INADDR_ANY)
         place.sin_addr = from.sin_addr;
@@ -208,12 +208,12 @@ bool Peers::take(const DSAMessage& message, const sockaddr_in& from) {
 }
 
 void Peers::takeLeave(uint32_t id, const sockaddr_in& from) {
-    // Any host can send such messages, also with numbers that were never heard of.
+    // Any host can send such messages, even with unknown numbers.
     if (former_.size() >= most)
         former_.erase(former_.begin());
     former_.push_back({id, keyOf(from), nowMilliseconds()});
-    // By its number, since it may leave by another address than the one it is known by; by address for an
-    // agent that has no number.
+    // Found by its number, because it may leave from another address than the known one; an agent without a
+    // number by its address.
     const Place known = findId(id);
     const Place leaving = known != peers_.end() ? known : findAddress(from);
     if (leaving != peers_.end())
@@ -221,7 +221,7 @@ void Peers::takeLeave(uint32_t id, const sockaddr_in& from) {
 }
 
 void Peers::mentioned(const sockaddr_in& address, const sockaddr_in& source) {
-    // A loopback address stands for the host that names it.
+    // A loopback address means the host that sent it.
     const bool isElsewhere = isLoopback(address.sin_addr.s_addr) && !isLoopback(source.sin_addr.s_addr);
     const bool isPlace = address.sin_addr.s_addr != INADDR_ANY && address.sin_port != 0;
     if (isPlace && !isElsewhere && peers_.size() < most && !isPeer(address))
@@ -236,7 +236,7 @@ Peers::Place Peers::findAddress(const sockaddr_in& address) {
     return std::find_if(peers_.begin(), peers_.end(), [&](const Peer& peer) { return peer.isAt(address); });
 }
 
-// True for an agent that was not known.
+// True for an agent that was not known before.
 bool Peers::hear(uint32_t id, const sockaddr_in& address) {
     if (isOwn(address))
         return false;
@@ -250,10 +250,10 @@ bool Peers::hear(uint32_t id, const sockaddr_in& address) {
         hearAgain(there, id, address);
         return false;
     }
-    // Another number at the same address is another process.
+    // Another number at the same address means another process.
     if (there != peers_.end())
         drop(there, "was started anew");
-    // The limit bounds what one question of a client causes, since it goes to all of them.
+    // The limit bounds the cost of a client's question, which is sent to all peers.
     if (peers_.size() >= most || hasLeft(id, address))
         return false;
     log_(LogLevel::info, "agent %s joins", textOf(address).c_str());
@@ -262,14 +262,14 @@ bool Peers::hear(uint32_t id, const sockaddr_in& address) {
     return true;
 }
 
-// One agent may be heard from several of its addresses: the first one stays in use.
+// One agent may announce itself from several addresses: the first one stays in use.
 void Peers::hearAgain(Place peer, uint32_t id, const sockaddr_in& address) {
     peer->lastHeard = nowMilliseconds();
     if (id != 0)
         peer->id = id;
     if (!peer->isAt(address) && peer->otherKeys.size() < mostOtherAddresses) {
         peer->otherKeys.push_back(keyOf(address));
-        // It has answered from there before it announced itself, and was taken for another agent.
+        // It has answered from there before it announced itself, and was entered as another agent.
         const uint32_t known = peer->id;
         std::erase_if(peers_,
                       [&](const Peer& one) { return one.id == 0 && keyOf(one.address) == keyOf(address); });
@@ -280,13 +280,13 @@ void Peers::hearAgain(Place peer, uint32_t id, const sockaddr_in& address) {
 
 void Peers::drop(Place peer, const char* why) {
     const Peer dropped = *peer;
-    // Taken out before the hook is called, which looks at all peers.
+    // Removed before the hook is called, which uses all peers.
     peers_.erase(peer);
     log_(LogLevel::info, "agent %s %s", textOf(dropped.address).c_str(), why);
     hooks_.left(dropped);
 }
 
-// Messages come by several sockets: one that an agent sent before its leave may be read after it.
+// Messages arrive on several sockets, so one that was sent before the agent left may be read afterwards.
 bool Peers::hasLeft(uint32_t id, const sockaddr_in& address) {
     const int64_t limit = nowMilliseconds() - leavingMilliseconds;
     std::erase_if(former_, [limit](const Former& one) { return one.left < limit; });
@@ -296,7 +296,7 @@ bool Peers::hasLeft(uint32_t id, const sockaddr_in& address) {
 
 void Peers::dropSilent() {
     const auto limit = nowMilliseconds() - static_cast<int64_t>(silentIntervals * 1000 * interval_);
-    // From the end, since drop() takes an element out.
+    // Backwards, because drop() removes an element.
     for (size_t i = peers_.size(); i-- > 0;) {
         if (peers_[i].lastHeard < limit)
             drop(peers_.begin() + static_cast<ptrdiff_t>(i), "is silent");

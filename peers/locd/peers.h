@@ -15,7 +15,7 @@ namespace locd {
 
 // Another agent of the domain.
 struct Peer {
-    uint32_t id; // 0 for one that does not announce itself
+    uint32_t id; // 0 for an agent that does not announce itself
     sockaddr_in address;
     int64_t lastHeard;               // milliseconds
     std::vector<uint64_t> otherKeys; // of further addresses from which it announces itself
@@ -25,46 +25,47 @@ struct Peer {
 
 // The other agents of the domain.
 //
-// An agent announces itself with a locate message that carries its own address and, as the cookie, a number
-// that it draws when it starts; that tells it from a client, which sends no object, and an agent from itself.
-// An address of 0.0.0.0 stands for the sender's, port 0 says that the agent goes down. It announces itself to
-// every network by broadcast, to the peers of the command line and to those it knows; an agent that hears of
-// a new one announces itself to it at once. An agent that answers an announcement as it would answer a client
-// is a peer too, for as long as it answers. One that is silent for three and a half intervals is dropped.
+// An agent announces itself by a locate message with its own address as object and, as cookie, a number that
+// it draws at its start. The object distinguishes it from a client, the number from this agent itself. The
+// address 0.0.0.0 means the sender's address; port 0 means that the agent is leaving. It announces itself to
+// every network by broadcast, to the peers of the command line, and to the agents that it knows; an agent
+// that hears of a new one announces itself to it at once. An agent that only answers announcements, as it
+// would answer a client, is a peer too, as long as it answers. A peer that is silent for three and a half
+// intervals is dropped.
 class Peers : public dpIOHandler {
 public:
     static constexpr size_t most = 256;
 
     struct Hooks {
-        std::function<void(const Peer&)> heard; // for the first time, or again
+        std::function<void(const Peer&)> heard; // called for a new agent and for each later announcement
         std::function<void(const Peer&)> left;
     };
 
     Peers(Log& log, Endpoint& endpoint, const std::vector<PeerName>& named, double interval, Hooks hooks);
     ~Peers() override;
 
-    // The first announcement.
+    // Sends the first announcement.
     void start();
-    // Tells the others that this agent goes down.
+    // Tells the other agents that this agent is leaving.
     void leave();
 
-    // The number of this agent, for the cookies of what it sends to others.
+    // The number of this agent, for the cookies of its messages to other agents.
     uint32_t id() const { return id_; }
-    // Whether the cookie is that of an agent which is known here.
+    // Whether the cookie is the number of a known agent.
     bool isPeer(const harbolance::MessageCookie& cookie) const;
     bool isPeer(const sockaddr_in& address) const;
-    // Takes a locate message, which may be an announcement. Whether it is to be answered: all but this
-    // agent's own are.
+    // Processes a locate message, which may be an announcement. Returns whether to answer it: all except this
+    // agent's own.
     bool take(const DSAMessage& message, const sockaddr_in& from);
-    // The agent at `source` knows of another one: this agent announces itself to it, and knows it once it
-    // answers.
+    // Called when the agent at `source` has named another one: this agent announces itself to it, and enters
+    // it when it answers.
     void mentioned(const sockaddr_in& address, const sockaddr_in& source);
 
     const std::vector<Peer>& all() const { return peers_; }
-    // A new DSSet of DSAddr.
+    // A new DSSet of DSAddr; the caller holds it.
     DSSet* addresses() const;
 
-    // Answers to announcements.
+    // Reads answers to announcements.
     int inputReady(int fd) override;
 
 private:
@@ -72,13 +73,13 @@ private:
     // An agent of the command line.
     struct Named {
         PeerName name;
-        std::optional<sockaddr_in> address; // the one found last
-        bool unknown = false;               // by the last look-up
+        std::optional<sockaddr_in> address; // found by the last successful look-up
+        bool unknown = false;               // the last look-up failed
     };
     struct Former {
         uint32_t id;
         uint64_t key; // of its address
-        int64_t left; // milliseconds
+        int64_t left; // time of leaving in milliseconds
     };
 
     void announce();
@@ -104,7 +105,7 @@ private:
     Hooks hooks_;
     uint32_t id_;
     std::vector<Peer> peers_;
-    NCudpstream sender_; // of announcements; the answers come to it
+    NCudpstream sender_; // sends announcements and receives their answers
     HostLookup lookup_;  // of `named_`
     std::vector<Former> former_;
     bool warnedOfNetworks_ = false;

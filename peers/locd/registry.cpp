@@ -19,18 +19,18 @@ bool Registry::hasSpace(uint32_t count, size_t octets, const Holding<T>& holding
 }
 
 ServiceName* Registry::serviceFor(const DSName& name) {
-    // The place where it is or would go; it stays right until something is inserted.
+    // The index of the name or of its free place; valid until something is inserted.
     const uint32_t index = services_.indexOf(name);
     if (services_.slot(index))
         return services_.slot(index).get();
     auto made = std::make_unique<ServiceName>();
-    // A copy: the name that was given may be part of a provider, which goes when it is withdrawn.
+    // Copied, because the given name may be part of a provider, which is destroyed when it is withdrawn.
     made->name = new DSName(name);
     return services_.insertAt(index, std::move(made)).entry->get();
 }
 
 void Registry::dropIfIdle(const ServiceName* service) {
-    // The probe is held, since it is part of what it takes out; so are those below.
+    // Held, because the argument is part of what is removed; so are those below.
     if (service->registrations.empty() && service->triggers.empty())
         services_.take(*NCRef<DSName>(service->name));
 }
@@ -39,13 +39,13 @@ Registry::Result Registry::add(Holder& holder, DSProvider* provider, uint32_t oc
     const uint32_t index = registrations_.indexOf(RegistrationProbe{*provider, &holder});
     if (registrations_.slot(index))
         return Result::already;
-    // Before serviceFor(), so that nothing has to be taken back.
+    // Tested before serviceFor(), so that nothing has to be undone.
     if (!hasSpace(registrations_.size(), registrationOctets_, holder.registrations, octets))
         return Result::full;
     ServiceName* service = serviceFor(provider->name());
     if (service->registrations.empty()) {
         ++names_;
-        // So far the name was that of a trigger, whose value is not what lists show.
+        // Until now the name was that of a trigger, whose value must not appear in lists.
         if (!service->triggers.empty())
             service->name = new DSName(provider->name());
     }
@@ -58,7 +58,7 @@ Registry::Result Registry::add(Holder& holder, DSProvider* provider, uint32_t oc
     ++version_;
     const Registration& added = *made;
     registrations_.insertAt(index, std::move(made));
-    // Last: the observer sees the registry with the provider in it.
+    // Called last, so that the observer sees the registry with the provider in it.
     observer_.providerUp(added);
     return Result::done;
 }
@@ -81,7 +81,7 @@ void Registry::remove(Registration* registration) {
     holder->registrations.octets -= registration->octets;
     registrationOctets_ -= registration->octets;
     ++version_;
-    // Out of the tables before the observer hears of it, and destroyed after that.
+    // Removed from the tables before the observer is called, destroyed afterwards.
     const auto taken = registrations_.take(RegistrationProbe{*registration->provider, holder});
     if (service->registrations.empty())
         --names_;
@@ -127,7 +127,8 @@ void Registry::removeTrigger(Trigger* trigger) {
     holder->triggers.octets -= trigger->octets;
     triggerOctets_ -= trigger->octets;
     triggers_.take(TriggerProbe{*NCRef<DSName>(trigger->name), holder});
-    // Agents watch for their own clients. Told on, they would keep each other's triggers for ever.
+    // Triggers of agents are for their own clients. If they were passed on, agents would keep each other's
+    // triggers for ever.
     if (!holder->isAgent && --service->watchers == 0)
         observer_.watchEnds(*service);
     dropIfIdle(service);

@@ -1,6 +1,6 @@
 #pragma once
 
-// Who provides which service, and who waits for which.
+// Which clients provide which services, and which clients wait for which.
 
 #include "agent/records/dsprovid.h"
 #include "locd/tables.h"
@@ -15,14 +15,14 @@ struct ServiceName;
 // One provider that one client has registered.
 struct Registration {
     NCRef<DSProvider> provider;
-    uint32_t octets; // that it takes in a list
+    uint32_t octets; // size in a list
     Holder* holder;
     ServiceName* service;
     ChainLink<Registration> ofHolder;
     ChainLink<Registration> ofService;
 };
 
-// One name that one client wants to hear of.
+// A name that one client waits for.
 struct Trigger {
     NCRef<DSName> name;
     uint32_t octets;
@@ -38,39 +38,38 @@ struct Holding : Chain<T, &T::ofHolder> {
     size_t octets = 0;
 };
 
-// Whom registrations and triggers belong to.
+// The owner of registrations and triggers.
 struct Holder {
     bool isAgent = false; // another agent, on behalf of its own clients
     Holding<Registration> registrations;
     Holding<Trigger> triggers;
 };
 
-// Everything about one name: text, argument type and service type tell names apart, the value does not.
-// Registrations and triggers are in the order in which they came, or were put last.
+// The record of one name. Names are equal when text, argument type and service type are; the value does not
+// count. Registrations and triggers are in the order in which they came, or were moved to the end.
 struct ServiceName {
-    NCRef<DSName> name; // the first provider's, with its value; without a provider a trigger's
+    NCRef<DSName> name; // the first provider's, with its value; without providers a trigger's
     Chain<Registration, &Registration::ofService> registrations;
     Chain<Trigger, &Trigger::ofService> triggers;
-    uint32_t watchers = 0; // triggers of holders that are no agents
+    uint32_t watchers = 0; // triggers of holders that are not agents
 };
 
-// Hears of every change. Called while the registry is consistent; it must not change it.
+// Observes every change. Called while the registry is consistent; it must not change the registry.
 class RegistryObserver {
 public:
     virtual ~RegistryObserver() = default;
     virtual void providerUp(const Registration& registration) = 0;
     virtual void providerDown(const Registration& registration) = 0;
-    // The last watcher of the name went.
+    // Called when the last watcher of the name has gone.
     virtual void watchEnds(const ServiceName& service) = 0;
 };
 
-// All registrations and triggers of this agent. Every operation costs the same however many there are, apart
-// from those that walk.
+// All registrations and triggers of this agent. The cost of each operation does not depend on their number,
+// except for those that iterate.
 class Registry {
 public:
-    // What the registry holds at the most, in all and of one client (see `hasShare`): so many registrations,
-    // and as many triggers. A client of this agent takes lists of 64 MiB, and no list is longer than all
-    // registrations.
+    // Limits of the registry, in total and per client (see `hasShare`), for registrations and equally for
+    // triggers. Clients accept lists of 64 MiB, and no list is longer than all registrations.
     struct Limits {
         uint32_t count = 1'000'000;
         uint32_t countOfHolder = 250'000;
@@ -85,17 +84,18 @@ public:
     Registry(const Registry&) = delete;
     Registry& operator=(const Registry&) = delete;
 
-    // `octets` is what the record takes in a list.
+    // `octets` is the size of the record in a list.
     Result add(Holder& holder, DSProvider* provider, uint32_t octets);
     Result remove(Holder& holder, const DSProvider& provider);
     Result addTrigger(Holder& holder, DSName* name, uint32_t octets);
     Result removeTrigger(Holder& holder, const DSName& name);
-    // The holder is leaving: its triggers go first, so that it hears nothing of itself.
+    // Removes everything of a holder that is leaving, triggers first, so that it is not notified of its own
+    // providers.
     void removeAll(Holder& holder);
 
-    // The first one, or null: the one registered first, unless it was put last.
+    // The first provider of the name, or null: in order of registration, unless moved by `putLast`.
     DSProvider* find(const DSName& name) const;
-    // Behind the others of its name.
+    // Moves the provider behind the others of its name.
     void putLast(const DSProvider& provider);
     // A holder that has registered such a provider, or null.
     Holder* holderOf(const DSProvider& provider) const;
@@ -110,12 +110,12 @@ public:
 
     uint32_t registrations() const { return registrations_.size(); }
     uint32_t triggers() const { return triggers_.size(); }
-    // Of names with a provider.
+    // The number of names with a provider.
     uint32_t names() const { return names_; }
-    // Of all registrations and triggers.
+    // The size of all registrations and triggers.
     size_t registrationOctets() const { return registrationOctets_; }
     size_t triggerOctets() const { return triggerOctets_; }
-    // Another number after each change of the registrations.
+    // Changes with each change of the registrations.
     uint64_t version() const { return version_; }
 
 private:
@@ -128,11 +128,12 @@ private:
         const Holder* holder;
     };
 
-    // By fingerprint, since the order of these tables is not visible: the protocol's hash gives names that
-    // differ in a few digits the same slots, and a client that goes may take a hundred thousand of them out.
+    // Hashed by fingerprint, because the order of these tables is not visible outside: the protocol's hash
+    // gives the same slots to names that differ in a few digits, and a client that leaves may remove a
+    // hundred thousand of them.
     static uint32_t hashOf(const DSResource& record) { return static_cast<uint32_t>(record.fingerprint()); }
 
-    // The holder is left out of the hash, so that a provider can be found without knowing it.
+    // The holder is not part of the hash, so that a provider can be found without it.
     struct RegistrationTraits : GrowAtHalf {
         using Entry = std::unique_ptr<Registration>;
         static bool isFree(const Entry& entry) { return !entry; }

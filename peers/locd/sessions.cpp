@@ -13,7 +13,7 @@ namespace locd {
 
 namespace {
 
-// What a notification holds beside the provider is never longer.
+// Upper bound of what a notification contains beside the provider.
 constexpr size_t noticeOctets = 256;
 
 } // namespace
@@ -22,8 +22,8 @@ Sessions::Sessions(const Parts& parts)
     : parts_(parts),
       emptyRequest_(parts.endpoint.sizeOf(*NCRef<DSRequest>(new DSRequest(DSRequestRegisterProvider)))) {}
 
-// The answer to a request of a client: kept for repeats. One that does not fit a datagram becomes the status
-// `tooLarge`.
+// Answers a client's request and stores the answer for repeats. An answer that does not fit a datagram is
+// replaced by the status `tooLarge`.
 void Sessions::answer(Client& client, const DSMessage& request, int replyType, int status,
                       DSResource* object) {
     auto octets = parts_.endpoint.send(*NCRef<DSReply>(new DSReply(replyType, request, status, object)),
@@ -31,7 +31,7 @@ void Sessions::answer(Client& client, const DSMessage& request, int replyType, i
     if (octets.empty())
         octets =
             parts_.endpoint.send(*NCRef<DSReply>(new DSReply(replyType, request, tooLarge)), client.address);
-    // After sending: `octets` is valid until the next message is encoded.
+    // Stored after sending: `octets` is valid until the next message is encoded.
     client.requests.answered(request.msgNum(), octets);
 }
 
@@ -45,8 +45,8 @@ void Sessions::receive(const DSRequest& request, const sockaddr_in& from, size_t
         answerPeer(request, from);
         return;
     }
-    // Before it is looked whether it is a repeat: it may come from another process than the client's, which
-    // counts for itself.
+    // Tested before the search for repeats: a login may come from another process with the same address,
+    // whose numbers are independent.
     if (request.requestType() == DSRequestLogin) {
         login(request, from);
         return;
@@ -58,7 +58,8 @@ void Sessions::receive(const DSRequest& request, const sockaddr_in& from, size_t
     }
     Watch::heard(*client);
     switch (client->requests.stateOf(request.msgNum())) {
-    // A copy of a request whose answer will come, or was given so long ago that its sender waits no more.
+    // A copy of a request that is still being executed, or was answered so long ago that its sender no longer
+    // waits.
     case RequestMemory::State::underWay:
     case RequestMemory::State::forgotten: return;
     case RequestMemory::State::answered:
@@ -67,19 +68,20 @@ void Sessions::receive(const DSRequest& request, const sockaddr_in& from, size_t
     case RequestMemory::State::fresh: break;
     }
     if (request.requestType() == DSRequestEndOfSession) {
-        // The client is gone with its memory of requests, so a repeat is answered like any unknown sender.
+        // The client and its stored requests are destroyed, so a repeat is answered like that of an unknown
+        // sender.
         drop(*client, "has ended its session");
         answerUnknown(request, from);
     } else {
-        // Before it is executed: the answer is kept in the entry that is made here. An answer that has to
-        // wait for other agents leaves it under way.
+        // Entered before it is executed, since the answer is stored in this entry. When other agents must be
+        // asked first, the entry stays in the state underWay.
         client->requests.begin(request.msgNum());
         execute(*client, request, size);
     }
 }
 
-// Another agent asks for one of its clients. It asks many things at once, and what it asks changes nothing:
-// no session is needed and repeats need no care.
+// Another agent asks for one of its clients. It has many requests outstanding, and they change nothing, so no
+// session and no detection of repeats is needed.
 void Sessions::answerPeer(const DSRequest& request, const sockaddr_in& from) {
     const auto* name = nc_cast<DSName>(request.request());
     DSProvider* found = name ? parts_.registry.find(*name) : nullptr;
@@ -87,7 +89,7 @@ void Sessions::answerPeer(const DSRequest& request, const sockaddr_in& from) {
     parts_.endpoint.send(*NCRef<DSReply>(new DSReply(DSReplyPlain, request, status, found)), from);
 }
 
-// A client that this agent does not know, because it was started anew or has given the client up, has to log
+// A client that this agent does not know, because the agent has restarted or has dropped the client, must log
 // in again.
 void Sessions::answerUnknown(const DSRequest& request, const sockaddr_in& from) {
     int type = DSReplyPlain;
@@ -101,7 +103,7 @@ void Sessions::answerUnknown(const DSRequest& request, const sockaddr_in& from) 
     parts_.endpoint.send(*NCRef<DSReply>(new DSReply(type, request, status)), from);
 }
 
-// A session that gets the end of a session looks for an agent and registers everything there.
+// A session that gets an end of session searches for an agent and registers everything again.
 void Sessions::askToLogIn(const sockaddr_in& address) {
     parts_.endpoint.send(*NCRef<DSRequest>(new DSRequest(DSRequestEndOfSession)), address);
 }
@@ -120,17 +122,17 @@ void Sessions::login(const DSRequest& request, const sockaddr_in& from) {
     }
 }
 
-// The client that logs in, new or known; or null with the status of the refusal.
+// The new or known client that logs in; or null, with the status of the refusal.
 Client* Sessions::admit(const DSRequest& request, const sockaddr_in& from, int& status) {
     const auto* login = nc_cast<DSLogin>(request.request());
     if (!login) {
         status = DSStatusRefused;
         return nullptr;
     }
-    // A port out of range is as good as none: questions go to the session's address then.
+    // A port out of range counts as none: are-you-alive is then sent to the session's address.
     const int verifyPort = login->verifyPort() > 0 && login->verifyPort() <= 65535 ? login->verifyPort() : 0;
     const bool isAgent = std::strcmp(login->loginName(), agentLoginName) == 0;
-    // In a container an agent that is started again may have the process id of the former one.
+    // In a container an agent may have the same process id after a restart.
     const uint32_t agentId = isAgent ? cookieWord(request.cookie()) : 0;
     if (Client* known = parts_.clients.find(from)) {
         if (known->processId == login->processId() && known->verifyPort == verifyPort &&
@@ -141,10 +143,10 @@ Client* Sessions::admit(const DSRequest& request, const sockaddr_in& from, int& 
         }
         drop(*known, "has given its port to another process");
     }
-    // A process that lost this agent comes back from another port, with the verify port that it had.
+    // A process that lost this agent logs in again from another port, with the same verify port.
     if (Client* former = parts_.clients.findByVerifyAddress(from.sin_addr.s_addr, verifyPort))
         dropAndTell(*former, "logs in anew");
-    // Behind the removal of a former self, so that a process which comes back always finds a place.
+    // Tested after a former session is removed, so that a process that comes back always finds a place.
     if (parts_.clients.full()) {
         parts_.log(LogLevel::warning, "there are %u clients already, %s is refused", parts_.clients.size(),
                    textOf(from).c_str());
@@ -167,16 +169,16 @@ Client* Sessions::admit(const DSRequest& request, const sockaddr_in& from, int& 
 void Sessions::drop(Client& client, const char* why) {
     parts_.log(LogLevel::info, "%s %s: %u providers and %u triggers go", textOf(client.address).c_str(), why,
                client.registrations.count, client.triggers.count);
-    // The client goes last: what it has registered and its notifications refer to it.
+    // The client is removed last, because its registrations and notifications refer to it.
     parts_.registry.removeAll(client);
     parts_.notifier.forget(client);
     parts_.clients.remove(client);
 }
 
 void Sessions::dropAndTell(Client& client, const char* why) {
-    // Copied, since drop() destroys the client.
+    // Copied, because drop() destroys the client.
     const sockaddr_in address = client.address;
-    const bool isAgent = client.isAgent; // these find out by themselves
+    const bool isAgent = client.isAgent; // agents find out by themselves
     drop(client, why);
     if (!isAgent)
         askToLogIn(address);
@@ -201,7 +203,7 @@ void Sessions::locate(Client& client, const DSRequest& request) {
         answer(client, request, DSReplyPlain, badRequest);
     else if (DSProvider* found = parts_.registry.find(*name))
         answerLocate(client, request, found);
-    // An agent is not asked on behalf of another one, or a question would go round between them.
+    // Requests of agents are not passed on to other agents, because they could go round for ever.
     else if (client.isAgent || !parts_.inquiries.ask(client, request, *name))
         answerLocate(client, request, nullptr);
 }
@@ -210,9 +212,9 @@ void Sessions::answerLocate(Client& client, const DSRequest& request, DSProvider
     answer(client, request, DSReplyPlain, found ? static_cast<int>(DSStatusDone) : noSuchService, found);
 }
 
-// What a record takes in a list, given the datagram of the request that brought it.
+// The size of a record in a list, computed from the size of the request's datagram.
 uint32_t Sessions::octetsOfRecord(size_t size) const {
-    // The record is what a request has beyond an empty one. A strange request may be shorter.
+    // The record is what the request has more than an empty one. A malformed request may be shorter.
     return static_cast<uint32_t>(size - std::min(size, emptyRequest_));
 }
 
@@ -234,10 +236,10 @@ void Sessions::registerProvider(Client& client, const DSRequest& request, size_t
         answer(client, request, DSReplyPlain, badRequest);
         return;
     }
-    // Set here and not believed: others ask this agent about the provider.
+    // Set here, not taken from the client, because others ask this agent about the provider.
     provider->setAgentAddr(DSAddr(parts_.endpoint.port(), client.agentAddress));
     int status = tooLarge;
-    // To encode the notice only for its length is left out where the request is short enough in any case.
+    // The notice is encoded to check its length only when the request is long enough to make it necessary.
     if (size + noticeOctets <= longestDatagram || parts_.notifier.octetsOf(provider) > 0)
         status = statusOf(parts_.registry.add(client, provider, octetsOfRecord(size)), client);
     answer(client, request, DSReplyPlain, status);
@@ -261,7 +263,7 @@ void Sessions::registerTrigger(Client& client, const DSRequest& request, size_t 
             present = parts_.links.find(*name);
     }
     answer(client, request, present ? DSReplyTrigger : DSReplyPlain, status, present);
-    // The first watcher only: the others hear what the first has made this agent ask for.
+    // For the first watcher only: later ones profit from what this agent has already asked for.
     if (status == DSStatusDone && !client.isAgent && parts_.registry.service(*name)->watchers == 1)
         parts_.links.watch(*name);
 }
@@ -279,8 +281,8 @@ void Sessions::listAgents(Client& client, const DSRequest& request) {
 
 void Sessions::receive(const DSReply& reply, const sockaddr_in& from) {
     if (reply.replyType() == DSReplyAlive) {
-        // A process that was dropped while it was stopped answers when it goes on. Agents find out by
-        // themselves.
+        // A process that was stopped and dropped meanwhile answers when it continues; it is asked to log in.
+        // Agents find out by themselves.
         if (!parts_.watch.answered(reply, from) && !parts_.peers.isPeer(from))
             askToLogIn(from);
     } else if (Client* client = parts_.clients.find(from)) {
@@ -293,10 +295,10 @@ void Sessions::receive(const DSReply& reply, const sockaddr_in& from) {
 }
 
 void Sessions::unreachable(const DSProvider& provider) {
-    // Holders of the agent's registry are its clients.
+    // The holders of this registry are clients.
     if (Holder* holder = parts_.registry.holderOf(provider))
         parts_.watch.suspect(*static_cast<Client*>(holder));
-    // Until its process is known to be dead, others of the name are found before it.
+    // Until the process is known to be dead, other providers of the name are found first.
     parts_.registry.putLast(provider);
 }
 

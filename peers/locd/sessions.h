@@ -12,10 +12,10 @@ class Inquiries;
 class Links;
 class Peers;
 
-// What clients ask on their sessions.
+// Executes the requests of clients on their sessions.
 class Sessions {
 public:
-    // The parts of the agent that requests reach.
+    // The parts of the agent that requests use.
     struct Parts {
         Log& log;
         Endpoint& endpoint;
@@ -29,19 +29,19 @@ public:
     };
     explicit Sessions(const Parts& parts);
 
-    // `size` is that of the datagram.
+    // `size` is the size of the datagram.
     void receive(const DSRequest& request, const sockaddr_in& from, size_t size);
-    // A request of another protocol version, as far as it can be read.
+    // Answers a request of another protocol version, of which only `header` is known.
     void refuseVersion(const DSMessage& header, const sockaddr_in& from);
-    // An acknowledgement, or the answer to are-you-alive or to end of session.
+    // Processes an acknowledgement, or the answer to are-you-alive or to end of session.
     void receive(const DSReply& reply, const sockaddr_in& from);
-    // Another process has found this provider dead.
+    // Called when another process reports this provider as dead.
     void unreachable(const DSProvider& provider);
 
-    // The answer to a locate request that other agents were asked about; null when none has the service.
+    // Answers a locate request for which other agents were asked; null when none has the service.
     void answerLocate(Client& client, const DSRequest& request, DSProvider* found);
-    // Ends a session that this agent gives up: everything that the client had registered is withdrawn. Should
-    // the process still be there, it logs in again.
+    // Ends a session that this agent gives up and withdraws everything that the client has registered. If the
+    // process still exists, it logs in again.
     void dropAndTell(Client& client, const char* why);
 
 private:

@@ -13,7 +13,7 @@ namespace {
 
 constexpr double farewellTick = 0.05;
 constexpr int farewellTicks = 20; // one second
-constexpr int farewellRepeat = 8; // the tick at which it is sent again
+constexpr int farewellRepeat = 8; // the tick at which the farewell is repeated
 
 sigset_t heldSignals() {
     sigset_t set;
@@ -26,7 +26,8 @@ sigset_t heldSignals() {
 } // namespace
 
 void Signals::hold() {
-    // A log whose reader has gone, and one that has reached the size limit, are no reason to end either.
+    // Ignored: the reader of the log may go away, the log may reach its size limit, and the others must not
+    // end the agent either.
     for (const int signal : {SIGPIPE, SIGXFSZ, SIGUSR2, SIGALRM})
         std::signal(signal, SIG_IGN);
     const sigset_t set = heldSignals();
@@ -43,7 +44,7 @@ Signals::~Signals() {
 
 bool Signals::open() {
     const sigset_t set = heldSignals();
-    // The signals stay blocked and are read from here, so that no handler interrupts anything.
+    // The signals stay blocked and are read from this descriptor, so that no handler interrupts other code.
     fd_.reset(signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC));
     if (!fd_.isOpen())
         return false;
@@ -68,7 +69,7 @@ void Signals::take(uint32_t signal) {
 }
 
 void Signals::leave() {
-    done_ = leaving_; // at the second signal the clients are not waited for
+    done_ = leaving_; // at the second signal the agent does not wait for clients
     if (!leaving_) {
         leaving_ = true;
         agent_.beginLeaving();
@@ -79,7 +80,7 @@ void Signals::leave() {
 }
 
 void Signals::waitForFarewells() {
-    // Once more, in case a datagram was lost; clients that miss both find out by themselves.
+    // Repeated once, in case a datagram was lost; clients that miss both find out by themselves.
     if (++ticks_ == farewellRepeat)
         agent_.sendFarewell();
     done_ = done_ || ticks_ >= farewellTicks || agent_.hasLeft();

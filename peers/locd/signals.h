@@ -4,12 +4,12 @@
 
 namespace locd {
 
-// The signals of the operator, as input of the event loop. SIGTERM or SIGINT makes the agent leave, a second
-// one ends the process at once; SIGHUP opens the log file anew; SIGUSR1 writes a status to the log. Others
-// that would end the process without a farewell are ignored.
+// The operator's signals, as input of the event loop. SIGTERM or SIGINT makes the agent leave, a second one
+// ends the process at once; SIGHUP reopens the log file; SIGUSR1 writes a status to the log. Other signals
+// that would end the process without telling the clients are ignored.
 class Signals : public dpIOHandler {
 public:
-    // From now on none of these signals ends the process.
+    // Blocks these signals, so that none of them ends the process.
     static void hold();
 
     Signals(Agent& agent, Log& log);
@@ -19,7 +19,7 @@ public:
 
     // False with errno set.
     bool open();
-    // The process is to end: the clients have answered the farewell, or had their time for it.
+    // Whether the process is to end: the clients have answered, or the time for that has passed.
     bool done() const { return done_; }
 
     int inputReady(int fd) override;

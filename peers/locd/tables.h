@@ -8,23 +8,23 @@ namespace locd {
 
 using harbolance::GrowAtHalf;
 
-// Whether one client may hold `more` of something of which all clients together hold `all`. Beside both
-// limits it gets at most twice what is left for the others, so that a few greedy clients cannot take
+// Whether one client may use `more` of a resource of which all clients together use `all`. Beside both
+// limits, it may use at most twice what is left for the others, so that a few clients cannot use up
 // everything.
 inline bool hasShare(size_t all, size_t limit, size_t own, size_t ownLimit, size_t more) {
-    // The first condition keeps the last difference from falling below 0.
+    // The first condition keeps the last difference from becoming negative.
     return all + more <= limit && own + more <= ownLimit && own + more <= 2 * (limit - all);
 }
 
-// The place of an element in one chain.
+// The links of an element in one chain.
 template <class T>
 struct ChainLink {
     T* previous = nullptr;
     T* next = nullptr;
 };
 
-// A doubly linked list through a member of its elements, which it does not own: joining and leaving cost
-// no search and no allocation. An element is in one chain per link at the most.
+// An intrusive doubly linked list, which does not own its elements: adding and removing need no search and no
+// allocation. An element is in at most one chain per link member.
 template <class T, ChainLink<T> T::*link>
 class Chain {
 public:

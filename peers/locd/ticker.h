@@ -7,7 +7,7 @@
 
 namespace locd {
 
-// Time since some moment in the past, unaffected by changes of the system's clock.
+// Milliseconds since an arbitrary moment, not affected by changes of the system's clock.
 inline int64_t nowMilliseconds() {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
     return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
@@ -21,7 +21,7 @@ public:
     Ticker& operator=(const Ticker&) = delete;
     ~Ticker() override { stop(); }
 
-    // The first call comes after one period. Starting again sets a new period.
+    // The first call comes after one period. Calling it again sets a new period.
     void start(double seconds) {
         stop();
         seconds_ = seconds;
@@ -38,7 +38,7 @@ public:
 
     void timerExpired(long, long) override {
         arm();
-        // Armed before the action, which may stop the ticker or start it with another period.
+        // Restarted before the action, which may stop the ticker or change its period.
         action_();
     }
 

@@ -7,7 +7,7 @@ namespace locd {
 Watch::Watch(Endpoint& endpoint, Clients& clients, double checkInterval, std::function<void(Client&)> gone)
     : endpoint_(endpoint), clients_(clients), limit_(static_cast<int64_t>(checkInterval * 1000)),
       gone_(std::move(gone)), ticker_([this] { sweep(); }) {
-    // A client is asked eight times in one interval, once each round.
+    // A client is asked eight times in one interval, once per round.
     ticker_.start(checkInterval / mostProbes);
 }
 
@@ -21,7 +21,7 @@ void Watch::probe(const Client& client, const sockaddr_in& address) {
 }
 
 void Watch::suspect(Client& client) {
-    // One that is being asked already is not asked faster.
+    // A client that is already being asked is not asked more often.
     if (client.probes == 0) {
         ++client.probes;
         probe(client, client.verifyAddress());
@@ -31,35 +31,35 @@ void Watch::suspect(Client& client) {
 bool Watch::answered(const DSMessage& answer, const sockaddr_in& from) {
     const uint32_t id = cookieWord(answer.cookie());
     Client* client = clients_.findById(id);
-    // The process may have lost this agent and come back: its answer to the former session is as good.
+    // The process may have lost this agent and logged in again: an answer to the former session counts too.
     if (!client)
         client = clients_.findByVerifyAddress(from.sin_addr.s_addr, portOf(from));
-    // Without a number it answers something that this agent asks of no client, such as the end of a session.
+    // An answer without a number belongs to a request other than are-you-alive, such as the end of session.
     if (!client)
         return id == 0;
     if (keyOf(from) == client->key()) {
         heard(*client);
     } else {
-        // The process lives, but may have gone over to another agent: nothing is known of its session.
+        // The process is alive, but may use another agent now, so this says nothing about its session.
         client->lastHeard = nowMilliseconds();
         client->probes = 0;
     }
     return true;
 }
 
-// One step of the questions to a client that is silent. True when there is nothing left to ask.
+// One step in asking a silent client. True when all questions have been asked without an answer.
 bool Watch::hasVanished(Client& client, int64_t now) {
     const bool silent = client.probes > 0 || now - client.lastHeard >= limit_;
     const bool sessionSilent = client.probes >= mostProbes / 2 || client.sessionProbes > 0 ||
                                now - client.sessionLastHeard >= sessionIntervals * limit_;
-    // One round after the last question, so that its answer has had time to come.
+    // Waits one round after the last question for its answer.
     if (client.probes == mostProbes || client.sessionProbes == mostProbes)
         return true;
     if (silent) {
         ++client.probes;
         probe(client, client.verifyAddress());
     }
-    // Without a verify port the question has gone to this address already.
+    // Without a verify port the question has already been sent to this address.
     if (sessionSilent && client.verifyPort != 0) {
         ++client.sessionProbes;
         probe(client, client.address);
@@ -69,7 +69,7 @@ bool Watch::hasVanished(Client& client, int64_t now) {
 
 void Watch::sweep() {
     const int64_t now = nowMilliseconds();
-    std::vector<Client*> vanished; // to remove one changes the table
+    std::vector<Client*> vanished; // collected, because removing one changes the table
     clients_.forEach([&](Client& client) {
         if (hasVanished(client, now))
             vanished.push_back(&client);

@@ -6,26 +6,27 @@
 
 namespace locd {
 
-// Finds clients that have vanished. One that was silent for the check interval is asked, at its verify port,
-// whether it is alive, eight times in the course of another interval, the last four times at its session's
-// address too; then it is gone. So a process that does not answer for less than that interval stays.
+// Finds clients that have vanished. A client that was silent for the check interval is asked at its verify
+// port whether it is alive, eight times during the next interval, the last four times also at its session's
+// address; then it is removed. So a process that does not answer for less than that interval is kept.
 //
-// The verify port is that of the process, which may have gone over to another agent. So when nothing has come
-// from the session's address for four intervals, that is asked in the same way.
+// The verify port belongs to the process, which may use another agent now. So when nothing has come from the
+// session's address for four intervals, that address is asked in the same way.
 class Watch {
 public:
     static constexpr int mostProbes = 8;
     static constexpr int sessionIntervals = 4;
 
-    // `gone` is called for each client that has vanished and removes it.
+    // `gone` is called for each vanished client and must remove it.
     Watch(Endpoint& endpoint, Clients& clients, double checkInterval, std::function<void(Client&)> gone);
 
-    // Something came from the client's session.
+    // Call when a message has come from the client's session.
     static void heard(Client& client);
-    // The client is said to be dead: asks at once.
+    // Call when the client is reported dead: it is asked at once.
     void suspect(Client& client);
-    // An answer to are-you-alive came from this address. Its sender is known by the cookie; a process that
-    // does not repeat cookies, by its verify port. False when it is no client, but has been asked as one.
+    // Call for an answer to are-you-alive from this address. The client is found by the cookie, or by its
+    // verify port if the process does not repeat cookies. False when the sender was asked as a client but is
+    // none any more.
     bool answered(const DSMessage& answer, const sockaddr_in& from);
 
 private:

@@ -25,23 +25,23 @@ void Decoder::rewind(size_t count) {
 NCRef<DSResource> Decoder::decode(size_t count) {
     rewind(count);
     unsigned int claimed = 0;
-    // The area takes one octet more; a datagram that fills it was longer.
+    // The buffer is one octet larger than the longest datagram; one that fills it was longer.
     if (count >= ncFrameWord && count <= longestDatagram)
         stream_.read(claimed);
     if (claimed != count || claimed < ncFrameWord)
         return nullptr;
     NCTransObject* object = stream_.readObject();
-    stream_.resetTypes(); // the classes of one datagram mean nothing in the next
+    stream_.resetTypes(); // class ids are valid within one datagram
     auto* record = nc_cast<DSResource>(object);
     if (!record)
-        delete object; // a class without a count
+        delete object; // an object without a reference count
     return record;
 }
 
 NCRef<DSMessage> Decoder::foreignHeader(size_t count) {
     rewind(count);
-    // A message of another version is read no further than its version. What follows is where this version
-    // has it, or the answer is lost on its receiver.
+    // Of a message of another version only the version is decoded. The next fields are read where this
+    // version has them; if they are elsewhere, the receiver ignores the answer.
     unsigned int length = 0;
     char tag = 0;
     std::string className;
@@ -61,13 +61,13 @@ Encoder::Encoder() : buffer_(longestDatagram, 0), stream_(&buffer_) {}
 
 std::span<const uint8_t> Encoder::encode(const NCTransObject& message) {
     stream_.resetTypes();
-    // The buffer grows when it must, so a message that is too long shows only by its length.
+    // The buffer grows as needed, so a message that is too long is detected by its length.
     if (!ncEncodeMessage(stream_, &message) || buffer_.bytesWritten() > longestDatagram)
         return {};
     return {buffer_.wbuf(), buffer_.bytesWritten()};
 }
 
-// Written and read back, since a message that is made here takes a number of its own.
+// Written and read back, because a message constructed here would take a new number.
 NCRef<DSMessage> standInRequest(uint32_t number, const harbolance::MessageCookie& cookie) {
     NCipcbuf buffer(longestDatagram, 0);
     NCipcstream out(&buffer);
@@ -85,8 +85,8 @@ NCRef<DSMessage> standInRequest(uint32_t number, const harbolance::MessageCookie
 
 uint32_t cookieWord(const harbolance::MessageCookie& cookie) {
     uint32_t word = 0;
-    // Another length is that of another program's cookie. The byte order does not matter: the number is only
-    // compared, and comes back to who has drawn it as it was.
+    // A cookie of another length belongs to another program. The byte order does not matter: the number is
+    // only compared, and returned unchanged to its sender.
     if (cookie.length() == static_cast<int>(sizeof word))
         std::memcpy(&word, cookie.octets(), sizeof word);
     return word;
