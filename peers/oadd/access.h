@@ -19,25 +19,25 @@ struct Network {
 // "10.1.0.0/16", or one dotted address.
 std::optional<Network> networkOf(const std::string& text);
 
-// Who may do more than look up objects and ask for their state: peers of this host, by the address of the
-// connection, and those of the networks given.
+// Decides who may do more than look up objects and their states: peers on this host, by the address of the
+// connection, and peers in the given networks.
 class Access {
 public:
     explicit Access(std::vector<Network> networks) : networks_(std::move(networks)) {}
 
-    // Of a connection's socket; less than 0 for calls inside this process.
+    // Whether the peer of a connection's socket is trusted; a negative `fd` means a call inside this process.
     bool isTrusted(int fd) const;
-    // The same of an address, where the connection's own end has the address `local`.
+    // The same for a peer's address, where `local` is the address of the connection's own end.
     bool isTrusted(in_addr_t peer, in_addr_t local) const;
 
-    // What every peer may call.
+    // Whether every peer may call the operation.
     static bool isOpenToAll(std::string_view operation);
 
 private:
     std::vector<Network> networks_;
 };
 
-// One connection to the daemon, for what goes on after it has ended. Calls inside this process have none.
+// Identifies a connection to the daemon, also after it has ended. Calls inside this process have none.
 struct Connection {
     bool trusted;
     bool open = true;

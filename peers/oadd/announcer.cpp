@@ -30,8 +30,9 @@ void Announcer::change(const std::string& name, int serviceType, const std::stri
     const int status =
         enter ? session->registerProvider(provider.get()) : session->unregisterProvider(provider.get());
     if (!enter && status != DSUser::done)
-        session->forgetProvider(provider.get()); // or the next agent would be told of it
-    const bool kept = status == DSUser::noAgent || status == DSUser::notLoggedIn; // for the next agent
+        session->forgetProvider(provider.get()); // or it would be registered with the next agent
+    // The session keeps it for the next agent.
+    const bool kept = status == DSUser::noAgent || status == DSUser::notLoggedIn;
     if (enter && !kept && status != DSUser::done && status != DSUser::knownProvider)
         log(LogLevel::warning,
             "the agent has not taken '" + name + "' (status " + std::to_string(status) + ")");

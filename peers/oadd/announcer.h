@@ -6,11 +6,11 @@
 
 namespace oadd {
 
-// Tells the location agent which objects can be had through this daemon. Each is announced under the texts
-// that clients ask for, its interface and its name on any host and on this one, in two ways:
+// Announces to the location agent the objects that this daemon can start. Each is announced under the texts
+// that clients look for (its interface and its name, on any host and on this one) in two ways:
 //
-//   - as an object of this daemon, so that clients find it as they find any other; its reference is made of
-//     the daemon's address and the name that is asked for
+//   - as an object of this daemon, so that clients find it like any other; its reference has the daemon's
+//     address and the name that was asked for
 //   - as registered with a daemon, with a reference as value, so that lists show that it can be started
 //
 // Without an agent the session keeps the announcements for the next one.
@@ -27,7 +27,7 @@ private:
 
     const References& references_;
     const bool enabled_;
-    std::map<std::string, unsigned> shared_; // how many objects stand behind a name of the first kind
+    std::map<std::string, unsigned> shared_; // number of objects that share a name of the first kind
 };
 
 } // namespace oadd

@@ -10,7 +10,8 @@ Gate::Gate(Daemon& daemon, int fd)
     daemon_.connections[fd_] = connection_;
 }
 
-// Who waits for the peer is told, and its socket's number may be another's by now.
+// Called when the connection ends: marks it as closed for look-ups that wait for the peer. Its entry is
+// removed only if the socket's number does not belong to another connection already.
 void Gate::close() {
     connection_->open = false;
     const auto found = daemon_.connections.find(fd_);
@@ -19,7 +20,7 @@ void Gate::close() {
     daemon_.lookups.connectionEnded();
 }
 
-// The caller's reference, or null for an object that is not registered.
+// The server's object, owned by the caller, or null for an object that is not registered.
 CORBA_Object* Gate::serverObject(const CORBA_OctetSequence& key) const {
     const ObjectName object = nameInKey(key);
     const auto entry = daemon_.references ? daemon_.registrations.ofRequest(object) : nullptr;
@@ -28,7 +29,7 @@ CORBA_Object* Gate::serverObject(const CORBA_OctetSequence& key) const {
     return daemon_.lookups.find(entry->object, -1, Lookups::Purpose::request, connection_);
 }
 
-// The exceptions of the daemon's interface mean nothing to a client of another one.
+// Exceptions of the daemon's interface are unknown to a client of another interface, so they are mapped.
 CORBA_MarshalInBuffer* Gate::receive_request(const GIOP::RequestHeader& header, CORBA_Object*& target,
                                              CORBA_MarshalInBuffer*, TRXClosure&) {
     if (target) {
@@ -51,7 +52,7 @@ CORBA_MarshalInBuffer* Gate::receive_request(const GIOP::RequestHeader& header, 
     return nullptr;
 }
 
-// A client whose wait has to be begun anew is sent here once more.
+// A client that must repeat its wait is forwarded to this daemon again.
 IOP::IOR* Gate::locate_failed(CORBA_ULong, const CORBA_OctetSequence& key, TRXClosure&) {
     try {
         const CORBA_Object_var found(serverObject(key));

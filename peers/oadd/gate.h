@@ -4,9 +4,9 @@
 
 namespace oadd {
 
-// What stands at each connection of the daemon. Operations that are not for everyone are refused to strangers
-// with CORBA_NO_PERMISSION. A request for a registered object, which has come with a reference that leads
-// here, is forwarded to the object's server.
+// The interceptor of each connection to the daemon. Operations for trusted peers only are refused to others
+// with CORBA_NO_PERMISSION. A request for a registered object, made with a reference that leads to this
+// daemon, is forwarded to the object's server.
 class Gate : public TRXServerInterceptor {
 public:
     Gate(Daemon& daemon, int fd);

@@ -20,7 +20,7 @@ namespace {
 
 constexpr size_t numberWidth = 12; // of a process id, with its sign and the zero behind it
 
-// Variables of the daemon that a server gets too: where programs are, the language, and the domain.
+// Variables of the daemon that are passed to servers: the program path, the language, and the domain.
 constexpr std::array keptVariables = {"PATH",
                                       "LANG",
                                       "LC_ALL",

@@ -40,7 +40,7 @@ std::string presentTime() {
 void setLogLevel(LogLevel level) { highest = level; }
 
 void log(LogLevel level, std::string_view text) {
-    constexpr size_t longestText = 2000; // a line is below PIPE_BUF: it is written in one piece or not at all
+    constexpr size_t longestText = 2000; // below PIPE_BUF, so a line is written as a whole or not at all
     if (level > highest)
         return;
     std::string line = presentTime() + " oadd " + nameOf(level) + ": ";

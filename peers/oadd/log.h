@@ -10,8 +10,9 @@ enum class LogLevel { error, warning, info };
 //
 //     2026-11-22T10:11:12.123Z oadd info: "IDL:Hello:1.0" "Anna": process 17 is started
 //
-// Control characters of what a peer sent become '?'. Writing never waits: a line that the reader of a pipe
-// does not take is lost. Lines above the level that is set are dropped; at first that is `warning`.
+// Control characters in a peer's data become '?'. Writing never blocks: a line that the reader of a pipe does
+// not read is lost. Lines less important than the configured level are dropped; the initial level is
+// `warning`.
 void log(LogLevel level, std::string_view text);
 void setLogLevel(LogLevel level);
 

@@ -9,17 +9,18 @@ namespace oadd {
 namespace {
 
 constexpr size_t mostTurning = 100;
-constexpr size_t mostTurningUntrusted = 50; // of these for peers of other hosts
+constexpr size_t mostTurningUntrusted = 50; // of these, for peers on other hosts
 constexpr CORBA_ULong answerSeconds = 2;
 
-// Whether the server has the object. One that does not answer in time is busy, and where this process is at a
-// limit of its own, nothing is known against the server.
+// Whether the server has the object. A server that does not answer in time counts as busy, and when this
+// process is at a limit of its own, the server is assumed to have it.
 bool answers(CORBA_Object* object) {
     CORBA_BindOptions options;
     options.enableRebind = 0;
     options.connectTimeout = options.sendTimeout = options.receiveTimeout = answerSeconds;
     object->_bind_options(options);
-    // A server that closes the connection raises what the limit does; the second time there is no connection.
+    // When the server closes the connection, the first call raises the same exception as the limit; the
+    // second attempt then finds no connection.
     for (int attempt = 0; attempt < 2; ++attempt) {
         bool connected = false;
         try {
@@ -43,7 +44,7 @@ bool answers(CORBA_Object* object) {
 
 } // namespace
 
-// Turns the event loop inside a call, within which others are served. There is an end to how deep that goes.
+// Runs the event loop inside a call, in which other calls are served. The depth of nesting is limited.
 class Lookups::Turn {
 public:
     Turn(Lookups& lookups, const Caller& caller) : lookups_(lookups), untrusted_(isTrusted(caller) ? 0 : 1) {
@@ -65,7 +66,7 @@ private:
     const size_t untrusted_;
 };
 
-// Of a server for one client or call, which is free again unless it is used.
+// Reserves a server for one client or call, and gives it back unless it is used.
 class Lookups::Reservation {
 public:
     Reservation(Servers& servers, Attempt& attempt, bool takes)
@@ -121,7 +122,7 @@ CORBA_Object* Lookups::find(const ObjectName& object, CORBA_Long wait, Purpose p
     };
     if (CORBA_Object* found = available(object, takesServer(*registered(object)), caller))
         return found;
-    const auto entry = registered(object); // it may have been changed while servers were asked
+    const auto entry = registered(object); // it may have changed while servers were asked
     const bool takes = takesServer(*entry);
     if (stopped_)
         throw CORBA_NO_RESOURCES();
@@ -156,13 +157,13 @@ CORBA_Object* Lookups::available(const ObjectName& object, bool takes, const Cal
     return nullptr;
 }
 
-// Of a server that was not started here. Turns the event loop, in which `active` may go.
+// For a server that was not started here. Runs the event loop, in which `active` may be destroyed.
 bool Lookups::isStillActive(const ActiveObject& active) {
     const ActiveObject asked = active;
     if (answers(asked.reference.in()))
         return true;
     log(LogLevel::info, toText(asked.object) + ": its server, which was not started here, has gone");
-    servers_.forget(asked); // and not what a new server has said meanwhile
+    servers_.forget(asked); // only what was asked about, not what a new server has reported since
     return false;
 }
 
@@ -178,7 +179,7 @@ void Lookups::askDoubtful() {
             const Turn turn(*this, nullptr);
             isStillActive(*active);
         } catch (const Activation::Busy&) {
-            // The next look-up asks.
+            // The next look-up asks again.
         }
     }
 }
@@ -225,7 +226,7 @@ void Lookups::await(Attempt& attempt, Clock::time_point end, bool patient, const
         throw CORBA_COMM_FAILURE();
 }
 
-// Until something happens, or the first of those that wait has no time left.
+// Runs the event loop until something happens or the first waiting look-up times out.
 void Lookups::turnLoop() {
     auto end = waits_.back()->end;
     for (const Wait* wait : waits_)

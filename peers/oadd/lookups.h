@@ -5,28 +5,28 @@
 
 namespace oadd {
 
-// Finds where an object can be had, and starts its server if need be. A look-up waits in the event loop, so
-// that others are served meanwhile, each inside the wait of the one before. When one is over that has others
-// inside it, these raise CORBA_TRANSIENT, on which their clients ask again: so none waits for the end of
-// another's time.
+// Finds the server of an object, and starts it if needed. A look-up waits in the event loop, so other
+// look-ups are served meanwhile, each inside the wait of the previous one. When a look-up is finished while
+// others are nested in it, those raise CORBA_TRANSIENT, on which their clients repeat the request; so no
+// look-up waits until another one times out.
 class Lookups {
 public:
-    // What the reference is for. Of servers that serve one client or one call, a request takes one for
-    // itself, and a look-up only makes sure that there is one.
+    // The use of the reference. When servers serve one client or one call, a request takes a server for
+    // itself, while a look-up only makes sure that one exists.
     enum class Purpose { lookup, request };
 
     Lookups(const Registrations& registrations, Servers& servers)
         : registrations_(registrations), servers_(servers) {}
 
-    // Where the server has the object, which is given as registered: the caller's reference. Raises
+    // The object's reference at its server; the caller owns it. `object` is as registered. Raises
     // Activation::NotRegistered, FailedToExecute, NotResponding and Busy as the interface says, and
-    // CORBA_COMM_FAILURE when the caller has gone. `wait` is in seconds, 0 for not at all, less for the
-    // daemon's own limit, and never more than that for a peer of another host.
+    // CORBA_COMM_FAILURE when the caller is gone. `wait` is in seconds: 0 means not at all, a negative number
+    // the daemon's own limit, which is also the most for a peer on another host.
     CORBA_Object* find(const ObjectName& object, CORBA_Long wait, Purpose purpose, const Caller& caller);
-    // A connection to the daemon has ended. What a server has said on it that was not started here is asked
-    // about, from the event loop.
+    // Call when a connection to the daemon has ended. Servers not started here that have reported objects on
+    // it are asked, in the event loop, whether they still exist.
     void connectionEnded();
-    // The daemon ends: those that wait raise CORBA_NO_RESOURCES, and so do later ones.
+    // Call when the daemon ends: present and later look-ups raise CORBA_NO_RESOURCES.
     void stop() { stopped_ = true; }
     bool idle() const { return waits_.empty(); }
 
@@ -38,7 +38,7 @@ private:
         const Caller& caller;
         bool over() const;
     };
-    // A look-up that its client was told to repeat goes on with the time that was left.
+    // A look-up that its client was told to repeat continues with the time that was left.
     struct Repeat {
         Caller caller;
         ObjectName object;
@@ -61,8 +61,8 @@ private:
     Servers& servers_;
     Alarm doubts_{[this] { askDoubtful(); }};
     std::list<Wait*> waits_;      // the innermost is the last
-    size_t turning_ = 0;          // calls that wait here or ask a server, each inside the one before
-    size_t turningUntrusted_ = 0; // of these for peers of other hosts
+    size_t turning_ = 0;          // nested calls that wait here or ask a server
+    size_t turningUntrusted_ = 0; // of these, for peers on other hosts
     std::list<Repeat> repeats_;
     bool stopped_ = false;
 };

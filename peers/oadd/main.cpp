@@ -21,7 +21,8 @@ namespace {
 
 constexpr int usageError = 2;
 
-// Otherwise the first socket would get the number of a closed stream, and what is printed would go there.
+// Opens standard streams that are closed. Otherwise the first socket would get such a number, and printed
+// output would be sent on it.
 void openStandardStreams() {
     int fd = 0;
     while (fd >= 0 && fd <= STDERR_FILENO)
@@ -43,15 +44,15 @@ CORBA_BOA* openAdapter(CORBA_ORB& orb, std::vector<std::string> words) {
     return orb.BOA_init(argc, argv.data());
 }
 
-// The daemon's object has the name of its host's address, so that what looks for a daemon anew by interface
-// and name comes to the same host's.
+// The daemon's object is named after its host's address, so that a client that looks for the daemon again by
+// interface and name finds the one of the same host.
 std::string addressOf(CORBA_BOA& boa) {
     const std::unique_ptr<IOP::TaggedProfile> profile(
         dynamic_cast<TRXAdapter&>(boa).profile(CORBA_OctetSequence()));
     return IIOP::decoded(profile->profile_data).host.in();
 }
 
-// The servers look for their agent where the daemon does.
+// Options for servers, so that they look for their agent where the daemon does.
 std::vector<std::string> domainWords() {
     std::vector<std::string> words;
     for (const char* key : {"ORBagent", "ORBagentaddr", "ORBagentport"}) {
@@ -66,7 +67,7 @@ bool writeReference(const std::string& path, const std::string& reference) {
     return file << reference << std::endl && true;
 }
 
-// Never destroyed: connections refer to it until the library closes them, behind `main`.
+// Never destroyed, because connections refer to it until the library closes them after `main`.
 struct Parts {
     explicit Parts(const oadd::Options& options)
         : access(options.allow), file(options.file), registrations(file), servers(programs, options.limits),
@@ -81,13 +82,13 @@ struct Parts {
     oadd::Lookups lookups;
     oadd::Daemon daemon;
     oadd::Signals signals;
-    oadd::Servant* servant = nullptr; // which lives as long
+    oadd::Servant* servant = nullptr; // never destroyed either
     std::optional<oadd::References> references;
     std::optional<oadd::Announcer> announcer;
 };
 
-// Makes the daemon's object ready and announces it and what is registered. Raises what the adapter raises
-// when it cannot listen.
+// Makes the daemon's object ready, and announces it and the registered objects. Raises the adapter's
+// exception when it cannot listen.
 void open(const oadd::Options& options, Parts& parts) {
     CORBA_ORB* orb = CORBA_ORB_init();
     const TRXRef<TRXServerInterceptorFactory> gates(new oadd::GateFactory(parts.daemon));
@@ -108,7 +109,7 @@ void open(const oadd::Options& options, Parts& parts) {
         parts.announcer->announce(entry->object);
 }
 
-// Until a signal says otherwise. What has been announced goes with the session, which ends with the process.
+// Serves until a signal ends it. The announcements are withdrawn when the session ends with the process.
 int serve(const oadd::Options& options, Parts& parts) {
     if (!parts.signals.open())
         return fail(std::string("cannot receive signals: ") + std::strerror(errno));

@@ -60,8 +60,8 @@ public:
         std::vector<char*> words = separate(argc, argv);
         const int count = static_cast<int>(words.size());
         words.push_back(nullptr);
-        opterr = 0; // complaints are made here, in the form of this program
-        optind = 0; // the reader of the C library starts afresh
+        opterr = 0; // errors are reported here, in the form of this program
+        optind = 0; // makes the C library's reader start again
         int value = 0;
         while (command_.action == Command::Action::run && value != -1) {
             value = getopt_long(count, words.data(), ":a:p:vh", longOptions, nullptr);
@@ -82,7 +82,7 @@ private:
         command_.complaint = complaint;
     }
 
-    // The adapter's words go to the adapter, each with its value; the rest is for this reader.
+    // Moves the adapter's options with their values to a list for the adapter; returns the other words.
     std::vector<char*> separate(int argc, const char* const* argv) {
         std::vector<char*> rest;
         for (int i = 0; i < argc; ++i) {
@@ -97,7 +97,7 @@ private:
         return rest;
     }
 
-    // `word` is the last word that was looked at: that of a long option which is wrong.
+    // `word` is the last word processed: for a wrong long option, that option.
     void take(int value, const std::string& word) {
         Options& options = command_.options;
         const std::string text = optarg ? optarg : "";
@@ -123,8 +123,8 @@ private:
     }
 
     void refuseOption(const std::string& word) {
-        // An unknown letter is in optopt; an unknown long option leaves 0 there, and a value too many the
-        // option's own number.
+        // For an unknown letter it is in optopt; for an unknown long option optopt is 0, for an unexpected
+        // value it is the option's number.
         const bool isLetter = optopt > 0 && optopt < programs && !word.starts_with("--");
         if (isLetter)
             refuse(std::string("unknown option '-") + static_cast<char>(optopt) + "'");

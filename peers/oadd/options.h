@@ -9,7 +9,7 @@
 
 namespace oadd {
 
-// What the command line says.
+// The result of the command line.
 struct Options {
     std::string file; // of the registrations
     std::string referenceFile;
@@ -21,16 +21,16 @@ struct Options {
     bool asRoot = false;
 };
 
-// What to do with a command line.
+// The action that a command line asks for.
 struct Command {
     enum class Action { run, help, version, refuse };
     Action action = Action::run;
     Options options;
-    std::string complaint; // one line without newline, for `refuse`
+    std::string complaint; // one line without newline, when refused
 };
 
-// Reads the command line, from which the ORB has taken its words. `stateDirectory` is the value of
-// STATE_DIRECTORY, or null.
+// Reads the command line, from which the ORB has already removed its options. `stateDirectory` is the value
+// of STATE_DIRECTORY, or null.
 Command readCommand(int argc, const char* const* argv, const char* stateDirectory);
 
 // What `--help` prints.

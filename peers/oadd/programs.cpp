@@ -18,19 +18,19 @@ namespace oadd {
 
 namespace {
 
-// Empty with errno set.
+// The path without symbolic links; empty with errno set.
 std::string resolved(const std::string& path) {
     const std::unique_ptr<char, decltype(&std::free)> text(::realpath(path.c_str(), nullptr), &std::free);
     return text ? text.get() : "";
 }
 
-// Without following a link anywhere: between the look at the path and this call one may have come.
+// Opens without following symbolic links, because one may have been made since the path was checked.
 Descriptor openWithoutLinks(const std::string& path) {
     open_how how{};
     how.flags = O_PATH | O_CLOEXEC;
     how.resolve = RESOLVE_NO_SYMLINKS;
     long fd = ::syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how);
-    if (fd == -1 && (errno == ENOSYS || errno == EPERM)) // a kernel or a filter that does not know it
+    if (fd == -1 && (errno == ENOSYS || errno == EPERM)) // the kernel or a filter does not support the call
         fd = ::open(path.c_str(), O_PATH | O_CLOEXEC | O_NOFOLLOW);
     return Descriptor(static_cast<int>(fd));
 }

@@ -33,7 +33,7 @@ ObjectName nameInKey(const CORBA_OctetSequence& key) {
         if (const auto* service = dynamic_cast<const TRXServiceId*>(id.get()))
             return {anyInterface, service->service_name()};
     } catch (const CORBA_MARSHAL&) {
-        // cut short: it names nothing
+        // A truncated key has no name.
     }
     return {};
 }

@@ -9,14 +9,14 @@
 
 namespace oadd {
 
-// What names an object to this daemon: a text for each key that a server has given its object.
+// Identifies a server's object to this daemon by its key, as text.
 struct ServerObject {
     ObjectName name;
     std::string key;
-    CORBA_Object_var reference; // without the daemon's own address; nil when nothing else was in it
+    CORBA_Object_var reference; // without the daemon's own profiles; nil when there are no others
 };
 
-// The references that the daemon gives out and takes.
+// Makes and analyses the references that the daemon gives out and receives.
 class References {
 public:
     // `own` is the daemon's object.
@@ -26,19 +26,19 @@ public:
     const std::string& host() const { return host_; }
     int port() const { return port_; }
 
-    // A reference to the object that leads to this daemon, which then starts or finds its server. Both are
-    // the caller's.
+    // A reference to the object that leads to this daemon, which then starts or finds its server. The caller
+    // owns it.
     CORBA_Object* toHere(const ObjectName& object) const;
-    // One that leads to the server first.
+    // A reference that leads to the server first, then to this daemon; the caller owns it.
     CORBA_Object* andHere(CORBA_Object* object) const;
     std::string textToHere(const ObjectName& object) const;
 
-    // The same as data, for a key and for any object; the caller's.
+    // The same as an IOR, for a key or for any object; the caller owns it.
     IOP::IOR* iorToHere(const CORBA_OctetSequence& key) const;
     IOP::IOR* iorOf(CORBA_Object* object) const { return new IOP::IOR(read(object)); }
 
-    // What a server says of its object. Raises CORBA_BAD_PARAM for nil and CORBA_INV_OBJREF for what has no
-    // address.
+    // Analyses a reference that a server reports. Raises CORBA_BAD_PARAM for nil and CORBA_INV_OBJREF for one
+    // without an address.
     ServerObject split(CORBA_Object* object) const;
 
 private:
@@ -54,7 +54,7 @@ private:
     int port_ = 0;
 };
 
-// The object that a request's key asks for; an empty interface when that is none of ours.
+// The object that a request's key names; with an empty interface when the key is not of this ORB.
 ObjectName nameInKey(const CORBA_OctetSequence& key);
 
 } // namespace oadd

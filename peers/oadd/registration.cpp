@@ -8,7 +8,7 @@ namespace oadd {
 
 namespace {
 
-constexpr size_t longestName = 1000; // it has to fit into a datagram to the agent, twice
+constexpr size_t longestName = 1000; // must fit, twice, into a datagram to the agent
 constexpr size_t mostOctets = 64 << 10;
 constexpr size_t mostWords = 1000;
 
@@ -38,7 +38,7 @@ bool isVariableName(std::string_view name) {
            std::all_of(name.begin(), name.end(), isPart);
 }
 
-// The dynamic loader, the C library and the usual interpreters run what these name, wherever it lies.
+// Whether the dynamic loader, the C library or a usual interpreter runs code that the variable names.
 bool loadsOtherCode(std::string_view name) {
     constexpr std::array<std::string_view, 22> names = {
         "BASH_ENV",         "ENV",       "GCONV_PATH", "GETCONF_DIR",  "GLIBC_TUNABLES", "JAVA_TOOL_OPTIONS",

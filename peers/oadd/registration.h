@@ -10,7 +10,7 @@
 
 namespace oadd {
 
-// What objects are asked for by: an interface, and a name, which may be empty.
+// The key of a registration: an interface, and a name, which may be empty.
 struct ObjectName {
     std::string repId;
     std::string name;
@@ -20,7 +20,7 @@ struct ObjectName {
     }
 };
 
-// For messages: both in quotes, or the interface alone.
+// For messages: interface and name in quotes, or the interface only.
 std::string toText(const ObjectName& object);
 
 // An implementation that can be started.
@@ -37,18 +37,18 @@ struct Registration {
 Registration registrationOf(const TRXEXT_CreationImplDef& definition);
 TRXEXT_CreationImplDef definitionOf(const Registration& registration);
 
-// What is wrong with a registration as it stands, whatever the state of the system; empty when nothing is.
-// Variables that make a program load other code than its own are refused.
+// The error in a registration that can be found without looking at the system; empty when there is none.
+// Variables that make a program load other code are refused.
 std::string faultOf(const Registration& registration);
 
 const char* nameOfPolicy(CORBA_ULong policy); // "shared", "unshared", "per-method"
 
-// A word as a shell takes it.
+// The word in a form that a shell reads as one word.
 std::string shellWord(const std::string& word);
 
-// Everything that outlives the daemon.
+// All data that is stored in the file.
 struct Registry {
-    std::map<ObjectName, std::shared_ptr<const Registration>> entries; // each under its `object`
+    std::map<ObjectName, std::shared_ptr<const Registration>> entries; // each key is the entry's `object`
     bool destroyOnUnregister = false;
 };
 

@@ -23,10 +23,10 @@ namespace {
 
 constexpr size_t longestFile = 256 << 20;
 constexpr size_t longestText = 1 << 20;
-constexpr mode_t ownersOnly = 0600; // environments may hold what is not for everyone
+constexpr mode_t ownersOnly = 0600; // environments may contain secrets
 constexpr std::string_view firstLine = "oadd registrations 1";
 
-// One line: a word, and the rest behind the blanks that follow it.
+// One line: its first word, and the rest after the following blanks.
 struct Line {
     std::string_view word;
     std::string_view rest;
@@ -141,7 +141,7 @@ private:
             complain("there is more behind the text");
     }
 
-    // The implementation that has been read, if there is one.
+    // Stores the implementation that has been read, if there is one.
     void finish() {
         if (!current_)
             return;
@@ -182,7 +182,7 @@ bool writeAll(int fd, std::string_view text) {
     return true;
 }
 
-// False with errno set; `text` is what was read so far.
+// False with errno set; `text` then contains what was read so far.
 bool readAll(int fd, std::string& text) {
     char part[1 << 16];
     for (;;) {
@@ -246,16 +246,16 @@ std::optional<std::string> RegistrationFile::open(Registry& registry) {
 
 bool RegistrationFile::save(const Registry& registry) const {
     const std::string fresh = path_ + ".new";
-    ::unlink(fresh.c_str()); // what a crash has left
+    ::unlink(fresh.c_str()); // left by a crash
     Descriptor file(::open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, ownersOnly));
     if (!file.isOpen() || !writeAll(file.get(), formatRegistry(registry)) || ::fsync(file.get()) != 0 ||
         !file.close() || ::rename(fresh.c_str(), path_.c_str()) != 0)
         return false;
-    // The new name counts once the folder is on the disk too.
+    // The rename is safe only after the folder has been synced too.
     const std::string folder = std::filesystem::path(path_).parent_path();
     const Descriptor parent(
         ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    // The change has been made: a failure here must not be told as one of the change.
+    // The change has been made, so a failure here must not be reported as a failure of the change.
     if (!parent.isOpen() || ::fsync(parent.get()) != 0)
         log(LogLevel::warning,
             path_ + ": the folder cannot be synced, so a power cut may lose the last change");

@@ -9,8 +9,8 @@
 
 namespace oadd {
 
-// The file in which registrations outlive the daemon. It is text, a fact a line; texts stand in quotes, with
-// the escapes of base/quoted_text.h; empty lines and those that begin with '#' count as nothing:
+// The file that stores the registrations. It is text with one item per line; texts are quoted, with the
+// escapes of base/quoted_text.h; empty lines and lines that begin with '#' are ignored:
 //
 //     oadd registrations 1
 //     destroy-on-unregister no
@@ -26,8 +26,8 @@ namespace oadd {
 //
 //     end
 //
-// 'implementation' begins the next one, 'end' is the last line: a file without it has been cut short.
-// Arguments and variables may come several times, in their order.
+// 'implementation' begins the next one, 'end' is the last line: a file without it was truncated. Arguments
+// and variables may occur several times, in their order.
 
 struct FileFault {
     size_t line; // from 1
@@ -41,12 +41,12 @@ class RegistrationFile {
 public:
     explicit RegistrationFile(std::string path) : path_(std::move(path)) {}
 
-    // Reads the file and keeps other daemons from it for as long as this object exists. No file is an empty
-    // registry. What keeps the daemon from running is returned as a message; the file stays as it is then.
+    // Reads the file and locks it against other daemons as long as this object exists. A missing file is an
+    // empty registry. Returns a message when the daemon cannot run; the file is then not changed.
     std::optional<std::string> open(Registry& registry);
-    // Replaces the file as a whole, on the disk before it returns: whatever happens meanwhile, the file is
-    // the old one or the new one. False with errno set. A folder that cannot be synced is only warned of in
-    // the log: the change is made, but a power cut may still undo it.
+    // Replaces the whole file and syncs it to the disk before it returns: after a crash the file is either
+    // the old or the new one. False with errno set. When only the folder cannot be synced, a warning is
+    // logged: the change has been made, but a power failure may undo it.
     bool save(const Registry& registry) const;
 
     const std::string& path() const { return path_; }

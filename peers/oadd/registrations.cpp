@@ -11,7 +11,7 @@ namespace oadd {
 
 namespace {
 
-// Older peers ask by "A::B" for "IDL:A/B:1.0".
+// Older peers ask for "IDL:A/B:1.0" as "A::B".
 bool isInterface(const std::string& registered, const std::string& asked) {
     if (registered == asked)
         return true;

@@ -38,7 +38,7 @@ Servant::Entry Servant::registered(const char* repository_id, const char* object
     throw Activation::NotRegistered();
 }
 
-// A definition that may be registered.
+// Checks the definition and converts it to a registration.
 Registration Servant::accepted(const TRXEXT_CreationImplDef& impl) const {
     Registration registration = registrationOf(impl);
     const std::string what = toText(registration.object) + " is not registered: ";
@@ -67,7 +67,7 @@ CORBA_Object_ptr Servant::reg_implementation(const TRXEXT_CreationImplDef& impl)
     return daemon_.references->toHere(registration.object);
 }
 
-// Servers that run are ended, if the daemon does that, or else the change is refused as a whole.
+// Ends running servers, if the daemon is configured to do that; otherwise the whole change is refused.
 void Servant::endBeforeChange(const std::vector<Entry>& entries) {
     const auto runs = [this](const Entry& entry) { return daemon_.servers.isRunning(entry->object); };
     if (!daemon_.registrations.destroyOnUnregister() && std::any_of(entries.begin(), entries.end(), runs))
@@ -130,7 +130,8 @@ TRXEXT_CreationImplDef* Servant::get_implementation(const char* repository_id, c
     return definitionOf(*registered(repository_id, object_name))._clone();
 }
 
-// Without the last two words, which number the process: the rest can be given to a shell.
+// The command line without the last two words, which identify the process, so that it can be given to a
+// shell.
 char* Servant::generated_command(const TRXEXT_CreationImplDef& impl) {
     constexpr size_t numbering = 2;
     const Registration registration = registrationOf(impl);
@@ -146,7 +147,7 @@ char* Servant::generated_environment(const TRXEXT_CreationImplDef& impl) {
 
 // --- States ------------------------------------------------------------------------------------------------
 
-// Variables may hold what is not for everyone.
+// The environment is left out, because it may contain secrets.
 Activation::ImplementationStatus Servant::status(const Entry& entry) const {
     Activation::ImplementationStatus status;
     status.impl = definitionOf(*entry);
@@ -181,7 +182,7 @@ Activation::ImplementationStatus* Servant::get_status(const char* repository_id,
 
 // --- Looking up --------------------------------------------------------------------------------------------
 
-// A server that is for one client or one call is reached through the daemon, which gives each its own.
+// A server for one client or one call is reached through the daemon, which gives each client its own.
 CORBA_Object_ptr Servant::lookup(const Entry& entry, CORBA_Long wait) {
     const CORBA_Object_var found(
         daemon_.lookups.find(entry->object, wait, Lookups::Purpose::lookup, daemon_.caller()));
@@ -214,7 +215,8 @@ TRXEXT_CreationImplDef* Servant::boa_activate_obj(CORBA_Object_ptr obj, const ch
     ServerObject object = daemon_.references->split(obj);
     const Entry entry = daemon_.registrations.ofObject(nameOf(repository_id, object.name.name.c_str()));
     if (!entry) {
-        // Usual for the base interfaces of an object; else a wrong name, for which a look-up waits in vain.
+        // Usual for the base interfaces of an object; otherwise the name is wrong, and look-ups would wait
+        // for it in vain.
         const bool wrongName = !daemon_.registrations.ofInterface(nameOf(repository_id, "").repId).empty();
         if (uid < 0)
             log(wrongName ? LogLevel::warning : LogLevel::info,
@@ -222,7 +224,8 @@ TRXEXT_CreationImplDef* Servant::boa_activate_obj(CORBA_Object_ptr obj, const ch
                     toText(nameOf(repository_id, object.name.name.c_str())) + ", which is not registered");
         throw Activation::NotRegistered();
     }
-    // The reference is null when it leads only to this daemon: an earlier call has replaced the object's own.
+    // Null when the reference leads only to this daemon, because an earlier call has replaced the object's
+    // own.
     daemon_.servers.activated(*entry,
                               {entry->object, object.key, object.reference, uid, 0, daemon_.caller()});
     return definitionOf(*entry)._clone();

@@ -10,7 +10,7 @@
 
 namespace oadd {
 
-// What the daemon is made of, for its object and for its connections.
+// The parts of the daemon, for its object and its connections.
 struct Daemon {
     const Programs& programs;
     const Access& access;
@@ -18,16 +18,16 @@ struct Daemon {
     Servers& servers;
     Lookups& lookups;
     std::map<int, Caller> connections = {}; // by socket
-    const References* references = nullptr; // once the object is ready
-    Announcer* announcer = nullptr;         // the same
+    const References* references = nullptr; // null until the object is ready
+    Announcer* announcer = nullptr;         // null until the object is ready
 
-    // Of the request that is being served.
+    // The caller of the request being served.
     Caller caller() const;
 };
 
-// The activation daemon as an object. Beside what the interface says, definitions that make no sense raise
-// CORBA_BAD_PARAM, and a change that cannot be written to the file CORBA_PERSIST_STORE; the log says why.
-// Who may call what is decided in front of it (gate.h).
+// The activation daemon as an object. In addition to the interface's exceptions, invalid definitions raise
+// CORBA_BAD_PARAM, and a change that cannot be written to the file raises CORBA_PERSIST_STORE; the log gives
+// the reason. Permissions are checked before these operations (gate.h).
 class Servant : public _sk_Activation::_sk_OAD {
 public:
     Servant(const char* name, Daemon& daemon) : _sk_OAD(name), daemon_(daemon) {}

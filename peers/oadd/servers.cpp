@@ -35,12 +35,12 @@ std::string endText(int status) {
 
 } // namespace
 
-// Hears through its pipe that a program could not be executed.
+// Learns through its pipe that a program could not be executed.
 class Servers::ExecWatch : public dpIOHandler {
 public:
     ExecWatch(Servers& servers, Server& server, Descriptor pipe)
         : servers_(servers), server_(server), pipe_(std::move(pipe)) {
-        // Beyond what the loop can watch the process's end tells the same.
+        // If the dispatcher cannot watch the pipe, the end of the process reports the same.
         if (pipe_.get() < dpDispatcher::maxDescriptors)
             dpDispatcher::instance()->link(pipe_.get(), dpDispatcher::readMask, this);
         else
@@ -86,8 +86,8 @@ struct Servers::Server {
     Alarm endLimit;
     ExecWatch watch;
     bool leaderEnded = false;
-    bool ending = false; // it has been told to end
-    int status = 0;      // of the leader, when it has ended
+    bool ending = false; // it has been sent a signal to end
+    int status = 0;      // exit status of the leader, when it has ended
 };
 
 Servers::Servers(const Programs& programs, const ServerLimits& limits)
@@ -150,7 +150,7 @@ void Servers::giveBack(Attempt& attempt) {
     }
 }
 
-// One that was started here is preferred: its end would be known.
+// A server that was started here is preferred, because its end would be noticed.
 ActiveObject* Servers::available(const ObjectName& object) {
     ActiveObject* found = nullptr;
     for (ActiveObject& active : active_) {
@@ -229,7 +229,7 @@ bool Servers::isRunning(const ObjectName& object) const {
         if (active.object == object)
             return true;
     }
-    // A server that was started for the object and has other ones would be ended with it.
+    // A server started for this object that also has other objects would be ended with it.
     return std::any_of(servers_.begin(), servers_.end(), [&object](const auto& each) {
         return each.second->attempt->object == object && !each.second->ending;
     });
@@ -280,13 +280,13 @@ void Servers::executionFailed(Server& server, int error) {
     fail(server, Attempt::Result::notExecuted);
 }
 
-// A server that has other objects stays for these.
+// A server that has other objects is kept.
 void Servers::startLimitReached(Server& server) {
     using std::chrono::ceil, std::chrono::seconds;
     const auto now = Clock::now();
     const auto& patience = server.attempt->patience;
     if (!patience.empty() && now < *patience.rbegin()) {
-        // Not for long at once: who waits may leave.
+        // Started for a limited time only, because waiting clients may leave.
         const long left = ceil<seconds>(*patience.rbegin() - now).count();
         server.startLimit.start(std::min(left, limits_.startSeconds));
         return;
@@ -331,7 +331,7 @@ void Servers::dropObjectsOf(pid_t server) {
 }
 
 // Processes whose parent has ended become children of this one (main.cpp), so the end of a whole group is
-// noticed. A process that leaves its group is not followed.
+// noticed. A process that leaves its group is not tracked.
 void Servers::reap() {
     int status = 0;
     for (pid_t pid = 0; (pid = ::waitpid(-1, &status, WNOHANG)) > 0;) {

@@ -14,38 +14,38 @@
 
 namespace oadd {
 
-// One start of a server, for those who wait for it.
+// One start of a server, shared by those who wait for it.
 struct Attempt {
     enum class Result { pending, active, notExecuted, notResponding };
     using Clock = std::chrono::steady_clock;
 
     ObjectName object;
     Result result = Result::pending;
-    CORBA_Object_var reference; // when active: where the server has the object
-    bool reserved = false;      // of a server for one client or call: someone waits for it already
-    // Until when those wait for whom the server may take longer than the limit of a start.
+    CORBA_Object_var reference; // when active: the object's reference at its server
+    bool reserved = false;      // server for one client or call: already reserved by a waiting one
+    // The time limits of those who wait longer than the limit of a start.
     std::multiset<Clock::time_point> patience;
 };
 
-// An object that a server has made ready.
+// An object that a server has reported as ready.
 struct ActiveObject {
     ObjectName object; // as registered
-    std::string key;   // under which the server has it
+    std::string key;   // its key at the server
     CORBA_Object_var reference;
     CORBA_Long uid = 0;
     pid_t server = 0;   // 0 when it was not started here
-    Caller saidBy;      // where the server has said so
-    bool taken = false; // its server is for one client or call, and has got it
+    Caller saidBy;      // the connection on which it was reported
+    bool taken = false; // its server serves one client or call, which has it
 };
 
 struct ServerLimits {
-    long startSeconds = 60; // until the object has to be active
+    long startSeconds = 60; // time limit until the object is active
     long endSeconds = 10;   // between SIGTERM and SIGKILL
     size_t most = 100;      // processes at a time
 };
 
-// The servers that run: starts them, hears what they make active, notices their end, ends them. Nothing here
-// waits; all of it happens in the event loop.
+// The running servers: starts them, records the objects that they report, notices their end, and ends them.
+// Nothing here waits; everything runs in the event loop.
 class Servers {
 public:
     Servers(const Programs& programs, const ServerLimits& limits);
@@ -57,38 +57,39 @@ public:
     const ServerSetting& setting() const { return setting_; }
     const ServerLimits& limits() const { return limits_; }
 
-    // Raises Activation::FailedToExecute, and Activation::Busy when too many servers run; the last tenth of
-    // the number is kept for trusted callers. What has failed is not started again for a second, after each
-    // further failure for twice as long, up to half a minute: the failure is raised.
+    // Raises Activation::FailedToExecute, and Activation::Busy when too many servers are running; the last
+    // tenth of the limit is kept for trusted callers. After a failure the program is not started again for a
+    // second, after each further failure for twice as long, up to half a minute: meanwhile the failure is
+    // raised.
     std::shared_ptr<Attempt> start(const Registration& registration, bool trusted);
-    // A start of the object that is under way; with `unreserved` one that is for no client yet. Or null.
+    // The pending start of the object, or null; with `unreserved` only one that no client has reserved.
     std::shared_ptr<Attempt> pending(const ObjectName& object, bool unreserved) const;
-    // Who has reserved it does not take the server.
+    // Cancels a reservation of the server.
     void giveBack(Attempt& attempt);
-    // The object, of a server that has not been taken; or null. Valid until the event loop turns.
+    // The object at a server that has not been taken, or null. Valid until the event loop runs.
     ActiveObject* available(const ObjectName& object);
-    // An object of a server that was not started here and has closed its connection to the daemon, so that it
-    // may have ended; or null. Valid until the event loop turns.
+    // An object of a server that was not started here and whose connection to the daemon has ended, so that
+    // it may have ended too; or null. Valid until the event loop runs.
     ActiveObject* doubtful();
 
-    // What a server says of itself. Without a reference it is the one of the same object under another of its
-    // interfaces.
+    // Records an object that a server reports. Without a reference it is that of the same object with another
+    // interface.
     void activated(const Registration& registration, ActiveObject active);
-    // What was asked of it has shown that the server has gone.
+    // Removes an object whose server turned out to be gone.
     void forget(const ActiveObject& gone);
-    // False when it was not active.
+    // Records that the object is no longer active; false when it was not active.
     bool deactivated(const ObjectName& object, const std::string& key, CORBA_Long uid);
 
-    // A server of the object is starting or active.
+    // Whether a server of the object is starting or active.
     bool isRunning(const ObjectName& object) const;
-    // At least one, whatever runs.
+    // The states of the object; at least one, even if nothing is running.
     Activation::ObjectStatusSeq status(const ObjectName& object) const;
-    // Ends the servers that have the object or were started for it, and forgets how earlier ones failed.
+    // Ends the servers that have the object or were started for it, and forgets earlier failures.
     void end(const ObjectName& object);
     void endAll();
     bool none() const { return servers_.empty(); }
 
-    // Children of this process may have ended.
+    // Call when children of this process may have ended.
     void reap();
 
 private:
@@ -117,7 +118,7 @@ private:
     ServerSetting setting_;
     std::map<pid_t, std::unique_ptr<Server>> servers_; // by process group
     std::list<ActiveObject> active_;
-    std::map<ObjectName, Failure> failures_; // of the last start, until one succeeds
+    std::map<ObjectName, Failure> failures_; // the last failed start, until one succeeds
 };
 
 } // namespace oadd

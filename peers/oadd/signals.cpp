@@ -21,10 +21,11 @@ sigset_t setOf(std::initializer_list<int> signals) {
 } // namespace
 
 void Signals::hold() {
-    // The end of a terminal, a reader of the log that has gone, or a file at its limit are no reason to end.
+    // Ignored: the terminal may close, the reader of the log may go away, and the log may reach its size
+    // limit.
     for (const int signal : {SIGHUP, SIGPIPE, SIGXFSZ})
         std::signal(signal, SIG_IGN);
-    std::signal(SIGCHLD, SIG_DFL); // ignored, it would take the children's end away
+    std::signal(SIGCHLD, SIG_DFL); // if it were ignored, ended children could not be waited for
     const sigset_t set = setOf({SIGCHLD});
     sigprocmask(SIG_BLOCK, &set, nullptr);
 }

@@ -4,12 +4,13 @@
 
 namespace oadd {
 
-// The signals of the daemon, as input of the event loop. The end of a child is passed on at once. SIGTERM or
-// SIGINT ends the servers and then the daemon, a second one the daemon at once; the servers follow it.
+// The daemon's signals, as input of the event loop. The end of a child is passed on at once. SIGTERM or
+// SIGINT ends the servers and then the daemon; a second one ends the daemon at once, and the servers end
+// after it.
 class Signals : public dpIOHandler {
 public:
-    // From now on the ends of children wait to be noticed. SIGTERM and SIGINT end the process as they end
-    // every program of the ORB, until `open`: there are no servers yet.
+    // From now on ended children are kept until they are noticed. SIGTERM and SIGINT end the process like any
+    // program of the ORB until `open` is called, because there are no servers yet.
     static void hold();
 
     Signals(Servers& servers, Lookups& lookups) : servers_(servers), lookups_(lookups) {}
@@ -19,9 +20,9 @@ public:
 
     // False with errno set.
     bool open();
-    // SIGTERM or SIGINT has come.
+    // Whether SIGTERM or SIGINT has come.
     bool ending() const { return ending_; }
-    // The process is to end now.
+    // Whether the process is to end now.
     bool done() const { return forced_ || (ending_ && servers_.none() && lookups_.idle()); }
 
     int inputReady(int fd) override;
