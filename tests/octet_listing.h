@@ -17,9 +17,8 @@ inline std::string hex(std::string_view octets) {
 
 // Octets of a message as a person writes them down, in parts with blanks between them:
 //
-//     0a1B..      hexadecimal digits, and dots for padding, which a writer may set as it likes and a reader
-//     has
-//                 to ignore. For a reader of the other byte order the octets of such a part are reversed.
+//     0a1B..      hexadecimal digits, and dots for padding octets, which a writer may set to anything and
+//                 a reader must ignore; reversed for a reader of the other byte order
 //     'text'      the octets of a text
 //     +24 -1      a word, as a decimal number
 //     @           the octet that says the byte order

@@ -54,8 +54,7 @@ private:
     CORBA_Boolean _refreshed;
 };
 
-// --- Agents and repository ids
-// ------------------------------------------------------------------------------
+// --- Agents and repository ids -----------------------------------------------------------------------------
 
 namespace {
 
@@ -113,8 +112,7 @@ RepositoryIdSeq* AgentImpl::all_repository_ids() {
     return ids._retn();
 }
 
-// --- Instances
-// ----------------------------------------------------------------------------------------------
+// --- Instances ---------------------------------------------------------------------------------------------
 
 ObjSeq* AgentImpl::all_instances(const char* repository_id) { return objectsOf(repository_id, nullptr); }
 
@@ -156,8 +154,7 @@ DescSeq* AgentImpl::descsOf(const char* rep, const char* objectName) {
     return descs._retn();
 }
 
-// --- Everything
-// ---------------------------------------------------------------------------------------------
+// --- Everything --------------------------------------------------------------------------------------------
 
 ObjSeqSeq* AgentImpl::all_available() {
     const Operation operation(*this);
@@ -185,8 +182,7 @@ DescSeqSeq* AgentImpl::all_available_descs() {
     return all._retn();
 }
 
-// --- Triggers
-// -----------------------------------------------------------------------------------------------
+// --- Triggers ----------------------------------------------------------------------------------------------
 
 void AgentImpl::reg_trigger(const TriggerDesc& desc, TriggerHandler_ptr handler) {
     if (!handler)
