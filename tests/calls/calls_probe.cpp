@@ -1,17 +1,18 @@
-// Calls the object whose reference is the first argument, if it is one, as it is told, one command a line on
-// standard input, and ends each with the line "= RESULT", which is the exception's name when there was one:
+// Calls the object whose reference is the first argument, if there is one. Reads commands from standard
+// input, one per line, and ends each with the line "= RESULT"; RESULT is the exception's name if one was
+// raised:
 //
-//     bind [NAME [HOST]]: from here on the object of that name on that host, or any Echo
-//     moved NOTES: calls until the object has others
-//     null COUNT, say TEXT, note COUNT (ones), notes, relay DEPTH, fail HOW, crash, exists, is_a ID, hash
-//     give OCTETS, take OCTETS, turn COUNT: [ok] when what comes back is what it has to be
-//     another: one more object of the server is called; late: and once more when it has gone there
-//     defer COUNT: so many requests are sent before the first reply is taken
-//     limits SEND RECEIVE CONNECT, rebind 0 or 1: options of the reference, or of all that are bound from
-//     here on spent COUNT: the allocations that so many null calls cost, of both processes cancelled: a timer
-//     cancels the request that is being waited for dropped: the server calls back a servant that releases the
-//     reference of the call; the last command load ROUNDS: calls of every kind; the descriptors and the
-//     octets of the heap that they cost
+//     bind [NAME [HOST]]: from now on uses the object of that name on that host, or any Echo
+//     moved NOTES: calls until the object has another number of notes
+//     null COUNT, say TEXT, note COUNT (one-way), notes, relay DEPTH, fail HOW, crash, exists, is_a ID, hash
+//     give OCTETS, take OCTETS, turn COUNT: [ok] when the values that come back are right
+//     another: also calls a second object of the server; late: and again after that object has gone
+//     defer COUNT: sends so many requests before the first reply is taken
+//     limits SEND RECEIVE CONNECT, rebind 0 or 1: options of the reference, or of all references bound later
+//     spent COUNT: the allocations of so many null calls, in both processes
+//     cancelled: a timer cancels the request while its reply is being waited for
+//     dropped: the server calls back a servant that releases the called reference; the last command
+//     load ROUNDS: calls of every kind; the descriptors and heap octets that they cost
 
 #include "echo_servant.h"
 #include "invoke/stub/vstub.h"
