@@ -14,26 +14,26 @@ using namespace harbidl;
 
 namespace {
 
-// The definitions that come with the compiler, found from where its program is.
+// The folder of the definitions that come with the compiler, found from the program's own path.
 std::string ownDefinitions() {
     std::error_code failure;
-    // argv[0] would not do: it may be a bare name that was found by the PATH, or a link.
+    // argv[0] is not used: it may be a name found by PATH, or a link.
     const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", failure);
     return (program.parent_path() / HARBIDL_DEFINITIONS).lexically_normal().string();
 }
 
-// A rule for make: what the outputs depend on.
+// A rule for make with the dependencies of the outputs.
 std::string dependencies(const Reading& reading, const std::vector<std::string>& outputs) {
     const auto quoted = [](const std::string& name) {
         std::string result;
         for (const char c : name)
-            // What make would take for the end of a name, a comment or a variable.
+            // Escapes characters that make would take for the end of a name, a comment or a variable.
             result += c == ' ' || c == '#' ? std::string("\\") + c : c == '$' ? "$$" : std::string(1, c);
         return result;
     };
     std::string rule;
     for (const std::string& output : outputs)
-        // One rule for all outputs: they are written together.
+        // One rule for all outputs, because they are written together.
         rule += (rule.empty() ? "" : " ") + quoted(output);
     rule += ":";
     std::set<std::string> names;
@@ -45,10 +45,10 @@ std::string dependencies(const Reading& reading, const std::vector<std::string>&
     return rule + "\n";
 }
 
-// What the definition may say and no code can be made for yet.
+// Reports constructs that are valid but for which no code can be generated yet.
 void refuseWhatIsMissing(Reading& reading) try {
     for (const auto& declaration : reading.model.declarations()) {
-        // What other files declare is refused when code is made for these.
+        // Those of other files are reported when code is generated for them.
         if (declaration->kind != Declaration::Kind::operation || declaration->file != SourceText::mainFile)
             continue;
         const auto& operation = static_cast<const Operation&>(*declaration);
@@ -64,7 +64,7 @@ void refuseWhatIsMissing(Reading& reading) try {
 
 using Generator = std::string (*)(const Unit& unit);
 
-// Header and source of one part of the output.
+// A header and a source file that are generated together.
 struct Part {
     std::string name; // "_stub": what is added to the name of the definition
     Includes includes;
@@ -98,8 +98,7 @@ bool writeOutputs(const Options& options, const Reading& reading) {
     for (const Part& part : partsOf(options, reading)) {
         const std::string header = outputName(base, part.name + ".h");
         const Unit unit{reading.model, base, header, part.includes, part.place};
-        // The servant is only a beginning, which the user goes on writing. It must not be lost by a second
-        // run.
+        // The user edits the servant files, so an existing one must not be overwritten.
         const Outputs::Existing existing =
             part.name == "_impl" ? Outputs::Existing::refused : Outputs::Existing::replaced;
         names.push_back((folder / header).string());
@@ -107,20 +106,20 @@ bool writeOutputs(const Options& options, const Reading& reading) {
         names.push_back((folder / outputName(base, part.name + ".cpp")).string());
         outputs.add(names.back(), part.source(unit), existing);
     }
-    // Last, and with the outputs: make must not see a rule for files that could not be written.
+    // Added last: make must not see a rule for files that could not be written.
     if (!options.dependencies.empty())
         outputs.add(options.dependencies, dependencies(reading, names));
     return outputs.write();
 }
 
 int run(const Options& options) {
-    // Our own definitions are searched behind all others, so that a user can have a file of the same name.
+    // Our own definitions are searched last, so that a user's file of the same name is found first.
     std::optional<std::string> text = preprocessed(options.file, options.preprocessor, {ownDefinitions()});
     if (!text)
         return 1;
     const std::unique_ptr<Reading> reading =
         Reading::of(std::move(*text), options.file, options.warningsAreErrors);
-    // The model of a definition with errors may lack parts, and is not looked at.
+    // The model of a definition with errors may be incomplete and is not used.
     if (!options.dumpModel && !reading->diagnostics.failed())
         refuseWhatIsMissing(*reading);
     // Warnings too, also when all is well.

@@ -15,7 +15,7 @@ Call callOf(const Operation& operation, const CxxNames& names) {
 }
 
 void addBehindBases(const Interface& interface, std::vector<const Interface*>& all) {
-    // Bases are virtual in C++, so what is reached by several paths is one base.
+    // Bases are virtual in C++, so an interface reached by several paths is one base.
     if (std::find(all.begin(), all.end(), &interface) != all.end())
         return;
     for (const Interface* base : interface.bases)
@@ -62,8 +62,7 @@ Signature::Signature(const Call& call, const Scope& from, const CxxNames& cxxNam
     for (const Parameter& parameter : call.parameters) {
         std::string name = cxxNames.parameter(parameter);
         const auto isOther = [&](const Parameter& other) { return other.name == name; };
-        // A name that was changed must not become that of another parameter. As it was written it is unique
-        // already.
+        // A renamed parameter must not get the name of another one. The original names are unique already.
         while (name != parameter.name && std::any_of(call.parameters.begin(), call.parameters.end(), isOther))
             name += "_";
         names.push_back(name);

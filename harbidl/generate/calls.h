@@ -13,15 +13,15 @@ struct Call {
     bool oneway = false;
     bool ofAttribute = false;
     std::vector<const Struct*> raises;
-    std::string comment; // of an attribute with what comes first
+    std::string comment; // of the declaration; of an attribute only for its first call
 };
 
-// Those that the interface itself declares, in their order.
+// The calls that the interface itself declares, in their order.
 std::vector<Call> callsOf(const Interface& interface, const CxxNames& names);
-// The interface and what it inherits from, at any distance, each once and behind its bases.
+// The interface and all that it inherits from, directly or not, each once and after its bases.
 std::vector<const Interface*> withBases(const Interface& interface);
 
-// How C++ declares a call, for what stands in `from`.
+// The C++ declaration of a call, with names as seen from the scope `from`.
 struct Signature {
     Signature(const Call& call, const Scope& from, const CxxNames& names, const CxxTypes& types);
 

@@ -6,7 +6,7 @@ namespace harbidl {
 
 namespace {
 
-// What is added to the name of a declaration for the names that go with it.
+// The suffixes of the further names that belong to a declaration.
 std::vector<std::string> suffixesOf(const Declaration& declaration) {
     switch (declaration.kind) {
     case Declaration::Kind::interface: return {"", "_ptr", "_var"};
@@ -14,7 +14,7 @@ std::vector<std::string> suffixesOf(const Declaration& declaration) {
     case Declaration::Kind::union_: return {"", "_var"};
     case Declaration::Kind::enumeration:
     case Declaration::Kind::exception: return {""};
-    // Which names go with an alias depends on what it stands for, below.
+    // For an alias they depend on the original type; see below.
     case Declaration::Kind::alias: break;
     default: return {};
     }
@@ -59,7 +59,7 @@ public:
 private:
     void one(const Declaration& declaration) {
         const std::vector<std::string> suffixes = suffixesOf(declaration);
-        // The namespace is opened by the first name that needs it, so that other headers have none.
+        // The namespace is opened before the first name, so that headers without such names have none.
         if (!suffixes.empty() && !std::exchange(begun_, true)) {
             out_.blankLine();
             out_.print("// The same by the names of the standard mapping.\nnamespace CORBA {");
@@ -71,7 +71,7 @@ private:
                 {{"name", declaration.name}, {"suffix", suffix}, {"flat", unit_.names.local(declaration)}});
         if (!suffixes.empty())
             out_.print("using ::$code$;", {{"code", unit_.names.typeCode(declaration)}});
-        // The enumerators have no flat names, and must be found in the namespace too.
+        // Enumerators have no flat names, so they are printed for the namespace too.
         if (declaration.kind == Declaration::Kind::enumeration)
             out_.print("using enum ::$flat$;", {{"flat", unit_.names.local(declaration)}});
         if (declaration.kind == Declaration::Kind::constant)

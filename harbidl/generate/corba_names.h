@@ -5,8 +5,8 @@
 
 namespace harbidl {
 
-// Prints namespace CORBA with the standard names for what the module CORBA of the file declares. The
-// declarations themselves bear the module's name in their own.
+// Prints namespace CORBA with the standard names of the declarations in module CORBA. The declarations
+// themselves have the module's name as a prefix.
 void printCorbaNames(const Unit& unit, Emitter& out);
 
 } // namespace harbidl

@@ -29,7 +29,7 @@ bool isCxxKeyword(const std::string& name) {
     return keywords.contains(name);
 }
 
-// The namespaces that generated code names everywhere.
+// The namespaces that generated code uses everywhere.
 bool isNeeded(const std::string& name) { return name == "std" || name == "harbolance"; }
 
 std::string escaped(const std::string& name) {
@@ -38,7 +38,7 @@ std::string escaped(const std::string& name) {
 
 // The module CORBA and the modules in it.
 bool isFlattened(const Scope& scope) {
-    // The scope below the outermost one, which has no name: the module that all of this stands in.
+    // The outermost scope has no name; below it is the outermost module.
     const Scope* outermost = &scope;
     while (outermost->scope && outermost->scope->scope)
         outermost = outermost->scope;
@@ -46,7 +46,7 @@ bool isFlattened(const Scope& scope) {
     return scope.kind == Declaration::Kind::module && scope.scope && outermost->name == "CORBA";
 }
 
-// The declaration and the scopes around it that C++ has as well, from the outermost.
+// The declaration and its enclosing scopes that are also scopes in C++, outermost first.
 std::vector<const Declaration*> pathTo(const Declaration& declaration) {
     std::vector<const Declaration*> path{&declaration};
     for (const Scope* scope = declaration.scope; scope && CxxNames::isCxxScope(*scope); scope = scope->scope)
@@ -55,14 +55,12 @@ std::vector<const Declaration*> pathTo(const Declaration& declaration) {
     return path;
 }
 
-// Whether the name means the declaration, and nothing else, for what stands in `from`. To C++ names in
-// another case are other names.
+// Whether the name, used in `from`, finds this declaration and no other. Names in C++ are case-sensitive.
 bool means(const Scope& from, const Declaration& declaration) {
     for (const Scope* scope = &from; scope; scope = scope->scope) {
         const std::vector<Declaration*> found = Names::meanings(*scope, declaration.name);
         if (!found.empty() && found.front()->name == declaration.name)
-            // Several meanings by inheritance would be ambiguous in C++ as well, so the name has to be
-            // qualified.
+            // Several meanings by inheritance are ambiguous in C++ too, so the name must be qualified.
             return found.size() == 1 && found.front() == &declaration;
     }
     return false;
@@ -72,7 +70,7 @@ bool means(const Scope& from, const Declaration& declaration) {
 
 CxxNames::CxxNames(const Model& model, Place place) : place_(place) {
     for (const auto& declaration : model.declarations()) {
-        // Members are reached through their object and hide nothing in the functions that have these
+        // Members are accessed through their object and hide nothing in the functions that have these
         // parameters.
         if (declaration->kind != Declaration::Kind::member)
             declared_.insert(declaration->name);
@@ -92,11 +90,11 @@ std::vector<const Scope*> CxxNames::namespaces(const Scope& module) {
 std::string CxxNames::local(const Declaration& declaration) const {
     std::string name = declaration.name;
     const bool inCorba = declaration.scope && isFlattened(*declaration.scope);
-    // Enumerators keep their names in CORBA: the mapping names them so, as in tk_long.
+    // The mapping keeps the names of enumerators in CORBA, as in tk_long.
     if (!inCorba || declaration.kind == Declaration::Kind::enumerator)
         return escaped(name);
     for (const Scope* scope = declaration.scope; scope->scope; scope = scope->scope)
-        // A name in two parts is no keyword, so nothing is escaped.
+        // A name of two parts is no keyword, so it is not escaped.
         name = scope->name + "_" + name;
     return name;
 }
@@ -108,19 +106,19 @@ std::string CxxNames::global(const Declaration& declaration) const {
     return name;
 }
 
-// The path to the declaration from the innermost part on that is found from there, with `last` in place of
-// the declaration's own name.
+// The path to the declaration, starting with the innermost part that is found from there, with `last` instead
+// of the declaration's own name.
 std::string CxxNames::prefixed(const Scope& from, const Declaration& declaration,
                                const std::string& last) const {
     const std::vector<const Declaration*> path = pathTo(declaration);
     const auto isKnown = [&](const Declaration* part) {
-        // What is flattened is known by a name that only C++ has.
+        // A flattened declaration is found by its C++ name only.
         return (part->scope && isFlattened(*part->scope)) || means(from, *part);
     };
-    // From outside only the outermost part can be found.
+    // From outside only the outermost part is found.
     const auto found =
         std::find_if(place_ == Place::inside ? path.rbegin() : path.rend() - 1, path.rend(), isKnown);
-    // Not even the outermost part is found by its plain name, so the search has to begin at the global scope.
+    // When not even the outermost part is found by its plain name, the search must begin at the global scope.
     std::string name = found == path.rend() ? "::" : "";
     const size_t first =
         found == path.rend() ? 0 : path.size() - 1 - static_cast<size_t>(found - path.rbegin());
@@ -147,15 +145,15 @@ std::string CxxNames::parameter(const std::string& name) const {
 
 std::string CxxNames::parameter(const Union& owner, const std::string& name) const {
     const auto isBranch = [&](const Branch* branch) { return branch->name == name; };
-    // Branches are functions of the union's class, so a parameter of the same name would hide the function in
-    // its own body.
+    // Branches are functions of the union's class; a parameter with the name of a branch would hide it in the
+    // function's body.
     const bool hidden = std::any_of(owner.branches.begin(), owner.branches.end(), isBranch);
     return hidden ? "_" + name : parameter(name);
 }
 
 std::string CxxNames::parameter(const Parameter& parameter) const {
     const std::string name = escaped(parameter.name);
-    // An escaped name begins with _cxx_, which no declaration of a definition does.
+    // An escaped name begins with _cxx_, which no declared name does.
     return name == parameter.name && declared_.contains(name) ? name + "_" : name;
 }
 

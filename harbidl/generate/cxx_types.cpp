@@ -6,12 +6,11 @@ namespace {
 
 bool isNamed(const Type& type) { return type.declaration != nullptr; }
 
-// How many structs or unions a sequence in `owner` has to go out to reach its element; 0 if that is not
-// around it.
+// The number of levels (structs or unions) between a sequence in `owner` and the enclosing type that is its
+// element; 0 if it is not an enclosing type.
 int levelsOut(const Declaration& owner, const Type& element) {
     int levels = 1;
-    // An interface is left out: a sequence of references to it is not recursive, since a reference is not the
-    // object.
+    // Interfaces are left out: a sequence of references to the enclosing interface is not recursive.
     for (const Declaration* around = &owner; around; around = around->scope, ++levels) {
         if (element.declaration == around && around->kind != Declaration::Kind::interface)
             return levels;
@@ -40,13 +39,13 @@ const char* basicName(TypeKind kind) {
     case TypeKind::any: return "CORBA_Any";
     case TypeKind::object: return "CORBA_Object";
     case TypeKind::typeCode: return "CORBA_TypeCode";
-    // A principal is a sequence of octets on the wire, and has no class of its own.
+    // A principal is a sequence of octets and has no class of its own.
     case TypeKind::principal: return "CORBA_OctetSequence";
     default: return "void";
     }
 }
 
-// The name of the library's constant without its "_tc_".
+// The name of the library's TypeCode constant without "_tc_".
 const char* basicTypeCode(TypeKind kind) {
     switch (kind) {
     case TypeKind::short_: return "short";
@@ -93,8 +92,8 @@ Handling handlingOf(const Type& type) {
 
 bool isGivenByPointer(const Type& type) {
     const Handling handling = handlingOf(type);
-    // A value of fixed size fits in the caller's memory; a native's size is unknown, so it counts as
-    // variable.
+    // A value of fixed size is stored in the caller's memory; the size of a native type is unknown, so it
+    // counts as variable.
     return handling != Handling::number &&
            (handling != Handling::value || unaliased(type).variable || type.native);
 }
@@ -115,7 +114,7 @@ bool isAnonymousSequence(const Type& type) {
 
 std::string CxxTypes::plain(const Scope& from, const Type& type) const {
     if (isNamed(type))
-        // An alias of a reference has a _ptr of its own, so the suffix goes by what the alias stands for.
+        // An alias of a reference has its own _ptr, so the suffix depends on the original type.
         return names_.seenFrom(from, *type.declaration) +
                (handlingOf(type) == Handling::reference ? "_ptr" : "");
     switch (type.kind) {
@@ -129,7 +128,7 @@ std::string CxxTypes::plain(const Scope& from, const Type& type) const {
 }
 
 std::string CxxTypes::holder(const Scope& from, const Type& type) const {
-    // The header of a native type is written by hand, and need not have a _var.
+    // The header of a native type is written by hand and may have no _var.
     if (unaliased(type).kind == TypeKind::native)
         return "harbolance::VariableVar<" + plain(from, type) + ">";
     if (isNamed(type))
@@ -150,7 +149,7 @@ std::string CxxTypes::member(const Scope& from, const Type& type) const {
     switch (handlingOf(*inner)) {
     case Handling::string:
     case Handling::wstring:
-    // Only these are plain pointers in C++, which would own nothing. Other types own what they hold.
+    // Only these are plain pointers in C++, which do not own; the other types own their values.
     case Handling::reference: return holder(from, *inner);
     default: return plain(from, *inner);
     }
@@ -180,7 +179,7 @@ std::string CxxTypes::parameter(const Scope& from, const Type& type, const std::
     if (handlingOf(type) != Handling::array)
         return argument(from, type) + " " + name;
     const std::string element = "const " + member(from, type);
-    // A reference to the array, so that its length is checked; C++ would take `T name[2]` as a pointer.
+    // A reference to the array, so that its length is checked; C++ would treat `T name[2]` as a pointer.
     return type.declaration ? element + "& " + name : element + " (&" + name + ")" + dimensions(type);
 }
 
@@ -200,8 +199,8 @@ std::string CxxTypes::parameter(const Scope& from, const Parameter& parameter,
         return (handling == Handling::array ? "const " + plain(from, type) : argument(from, type)) + " " +
                name;
     const bool out = parameter.direction == Parameter::Direction::out;
-    // What is allocated by the callee needs a place for the pointer; an array of fixed size is filled in the
-    // caller's memory.
+    // A value that the callee allocates is returned through a pointer; an array of fixed size is stored in
+    // the caller's memory.
     if (handling == Handling::array)
         return plain(from, type) + (out && type.variable ? "_slice*& " : "_slice* ") + name;
     return (out ? returned(from, type) : plain(from, type)) + "& " + name;
@@ -245,8 +244,7 @@ std::string CxxTypes::typeCode(const Scope& from, const Declaration& owner, cons
     const std::string library = "harbolance::";
     switch (type.kind) {
     case TypeKind::sequence:
-        // The type that encloses the sequence has no TypeCode yet while its own is being made, so it is given
-        // by its distance.
+        // The enclosing type has no TypeCode while it is being made, so it is given by its number of levels.
         if (const int levels = levelsOut(owner, *type.element))
             return library + "recursiveSequenceType(" + argumentList(std::to_string(levels), type.bound);
         return library + "sequenceType(" + argumentList(typeCode(from, owner, *type.element), type.bound);
@@ -257,7 +255,7 @@ std::string CxxTypes::typeCode(const Scope& from, const Declaration& owner, cons
         if (type.bound > 0)
             return library + (type.kind == TypeKind::string ? "stringType(" : "wideStringType(") +
                    std::to_string(type.bound) + ")";
-        // Without a bound there is one constant for all of them.
+        // Unbounded strings all have the same constant.
         [[fallthrough]];
     default: return names_.libraryTypeCode(basicTypeCode(type.kind));
     }

@@ -9,16 +9,16 @@ namespace harbidl {
 
 namespace {
 
-// The namespace that the operators of a declaration belong in.
+// The namespace that the operators of a declaration are declared in.
 const Scope& moduleOf(const Declaration& declaration) {
-    // Ends at the latest at the outermost scope, which is a module.
+    // The loop ends at the outermost scope at the latest, which is a module.
     const Scope* scope = declaration.scope;
     while (scope->kind != Declaration::Kind::module)
         scope = scope->scope;
     return *scope;
 }
 
-// Constants without comments stand together.
+// Whether both are constants without comments, which are printed without an empty line between them.
 bool isRowOfConstants(const Declaration* before, const Declaration& declaration) {
     return before && before->kind == Declaration::Kind::constant &&
            declaration.kind == Declaration::Kind::constant && declaration.comment.empty();
@@ -59,8 +59,7 @@ const char* const arrayAnyOperators = R"(
 void DeclarationsCode::all(const std::vector<Declaration*>& declarations) {
     const Declaration* before = nullptr;
     for (const Declaration* declaration : declarations) {
-        // What another file declares is in the header made of that file. A native is in a header written by
-        // hand.
+        // Declarations of another file are in that file's header, a native type in a header written by hand.
         if (declaration->file != SourceText::mainFile || declaration->kind == Declaration::Kind::native)
             continue;
         if (declaration->kind == Declaration::Kind::opening) {
@@ -76,7 +75,7 @@ void DeclarationsCode::all(const std::vector<Declaration*>& declarations) {
 }
 
 void DeclarationsCode::opening(const Opening& opening) {
-    // The module CORBA: its declarations stand outside of any namespace.
+    // The declarations of the module CORBA are outside of any namespace.
     if (!CxxNames::isCxxScope(*opening.module))
         return all(opening.contents);
     const std::string name = local(*opening.module);
@@ -90,7 +89,7 @@ void DeclarationsCode::opening(const Opening& opening) {
 }
 
 void DeclarationsCode::one(const Declaration& declaration) {
-    // The comment of an interface stands at its class, behind what forward() prints.
+    // The comment of an interface is printed with its class, not with the forward declaration.
     if (declaration.kind != Declaration::Kind::interface)
         out_.comment(declaration.comment);
     switch (declaration.kind) {
@@ -106,12 +105,12 @@ void DeclarationsCode::one(const Declaration& declaration) {
     }
 }
 
-// What a class contains.
+// Prints the contents of a class.
 void DeclarationsCode::inside(const std::vector<Declaration*>& contents) {
     ++depth_;
     const Emitter::Indented indented(out_);
     for (const Declaration* declaration : contents) {
-        // These come behind all types, by operations(); a signature may use any of them.
+        // Printed by operations() after all types, because a signature may use any of them.
         if (declaration->kind == Declaration::Kind::operation ||
             declaration->kind == Declaration::Kind::attribute)
             continue;
@@ -123,7 +122,7 @@ void DeclarationsCode::inside(const std::vector<Declaration*>& contents) {
 }
 
 void DeclarationsCode::afterwards() {
-    // Operators for a nested type cannot stand in the class: C++ would take them for members.
+    // Operators for a nested type are printed later: inside the class they would be member functions.
     if (inClass())
         return;
     for (const Declaration* declaration : contained_)
@@ -133,7 +132,8 @@ void DeclarationsCode::afterwards() {
 
 void DeclarationsCode::operators(const Declaration& declaration) {
     const auto* declared = dynamic_cast<const DeclaredType*>(&declaration);
-    // The library has operators for all interfaces as templates; those for a native type are written by hand.
+    // Interfaces have their operators as templates in the library; those of a native type are written by
+    // hand.
     if (!declared || declaration.kind == Declaration::Kind::interface ||
         declaration.kind == Declaration::Kind::native)
         return;
@@ -143,12 +143,12 @@ void DeclarationsCode::operators(const Declaration& declaration) {
     const auto print = [&](const char* text) { out_.print(text, {{"type", type}}); };
     if (declaration.kind == Declaration::Kind::alias) {
         const Type& original = *static_cast<const Alias&>(declaration).original;
-        // Any other alias is the same type to C++ and has its operators already.
+        // Any other alias is the same type in C++ and already has its operators.
         if (original.kind != TypeKind::sequence && original.kind != TypeKind::array)
             return;
         const bool array = original.kind == TypeKind::array;
         out_.blankLine();
-        // No marshalling operators: those of the sequence's base class and of ArrayRef do.
+        // Marshalling operators are inherited: those of the sequence's base class and of ArrayRef.
         print(array ? arrayOperators : textOperators);
         if (hasAny)
             print(array ? arrayAnyOperators : anyOperators);
@@ -157,7 +157,7 @@ void DeclarationsCode::operators(const Declaration& declaration) {
     out_.blankLine();
     if (declaration.kind == Declaration::Kind::enumeration)
         return print(enumOperators);
-    // An exception writes and prints itself through its base class.
+    // The base class of an exception writes and prints it.
     if (declaration.kind != Declaration::Kind::exception) {
         print(marshalOperators);
         print(textOperators);
@@ -227,8 +227,8 @@ void DeclarationsCode::members(const std::vector<Member*>& members) {
         const Type* inner = member->type;
         while (inner->kind == TypeKind::array)
             inner = inner->element;
-        // Numbers would otherwise begin undefined. An array by a typedef may be one of numbers; `{}` suits
-        // any array.
+        // Without `{}` numbers are uninitialised. An array by a typedef may contain numbers; `{}` is valid
+        // for any array.
         const bool number = handlingOf(*inner) == Handling::number || handlingOf(*inner) == Handling::array;
         out_.comment(member->comment);
         out_.print(
@@ -244,7 +244,7 @@ void DeclarationsCode::members(const std::vector<Member*>& members) {
 void DeclarationsCode::structure(const Struct& structure) {
     const std::string name = local(structure);
     out_.print("struct $name$ {", {{"name", name}});
-    // Types that are defined inside come before the members that use them.
+    // Types defined in the struct are printed before the members that use them.
     inside(structure.contents);
     members(structure.members);
     out_.print(R"(
@@ -261,7 +261,7 @@ void DeclarationsCode::structure(const Struct& structure) {
 
 void DeclarationsCode::exception(const Struct& exception) {
     const std::string name = local(exception);
-    // What stands in the module CORBA itself is known by its flat name, as the library's own exceptions are.
+    // An exception in the module CORBA itself is known by its flat name, like the library's own exceptions.
     const bool flattened = !CxxNames::isCxxScope(*exception.scope) && exception.scope->scope;
     out_.print("class $name$ final : public TRXUserExceptionOf<$name$> {\npublic:", {{"name", name}});
     inside(exception.contents);
@@ -270,14 +270,14 @@ void DeclarationsCode::exception(const Struct& exception) {
         const Emitter::Indented indented(out_);
         std::vector<std::string> parameters, fields;
         for (const Member* member : exception.members) {
-            // A name of IDL does not begin with an underscore, so the parameters hide no member.
+            // IDL names do not begin with an underscore, so these parameters hide no member.
             parameters.push_back(unit_.types.parameter(exception, *member->type, "_" + member->name));
             fields.push_back("TRXExceptionMember{" + cxxString(member->name) + ", &" + name +
                              "::" + local(*member) + "}");
         }
         if (!exception.members.empty()) {
             out_.blankLine();
-            // Declared again, since the constructor that takes the members takes away the implicit one.
+            // Declared explicitly, because the constructor with the members removes the implicit one.
             out_.print("$name$() = default;", {{"name", name}});
             out_.list(std::string(parameters.size() == 1 ? "explicit " : "") + name + "(", parameters, ", ",
                       ");");
@@ -300,7 +300,7 @@ void DeclarationsCode::exception(const Struct& exception) {
 }
 
 void DeclarationsCode::forward(const Interface& interface) {
-    // A definition may announce an interface any number of times, but _ptr and _var are declared once.
+    // A definition may declare an interface forward any number of times, but _ptr and _var are declared once.
     if (!announced_.insert(&interface).second)
         return;
     out_.print(R"(
@@ -312,7 +312,7 @@ void DeclarationsCode::forward(const Interface& interface) {
     typeCode(interface, false);
 }
 
-// Behind the types, which stand in their order.
+// Prints the operations after the types.
 void DeclarationsCode::operations(const Interface& interface) {
     const Emitter::Indented indented(out_);
     for (const Call& call : callsOf(interface, unit_.names)) {

@@ -4,13 +4,13 @@
 
 namespace harbidl {
 
-// Prints the declarations of one header. What a class contains is declared in it; the operators of all that
-// it contains follow behind it, as C++ wants them in its namespace.
+// Prints the declarations of one header. The contents of a class are declared in the class; their operators
+// follow it, because C++ needs them in the enclosing namespace.
 class DeclarationsCode {
 public:
     DeclarationsCode(const Unit& unit, Emitter& out) : unit_(unit), out_(out) {}
 
-    // Those of a module, or of the whole file, that stand in the file.
+    // Prints those declarations of a module, or of the whole file, that are in the file.
     void all(const std::vector<Declaration*>& declarations);
 
 private:
@@ -51,9 +51,10 @@ private:
 
     const Unit& unit_;
     Emitter& out_;
-    int depth_ = 0;                             // of classes around what is being declared
-    std::vector<const Declaration*> contained_; // in the class at hand, whose operators are still to come
-    std::set<const Interface*> announced_;      // declared forward
+    int depth_ = 0; // number of classes around the present declaration
+    // Declarations in the present class whose operators must still be printed.
+    std::vector<const Declaration*> contained_;
+    std::set<const Interface*> announced_; // declared forward
 };
 
 } // namespace harbidl

@@ -9,12 +9,12 @@ void DeclarationsCode::alias(const Alias& alias) {
     } else if (original.kind == TypeKind::array) {
         arrayAlias(alias);
     } else {
-        // plain() gives a reference as its pointer, such as "Desk_ptr"; the alias is of the class.
+        // plain() gives an interface as a pointer, such as "Desk_ptr"; the alias is for the class.
         const std::string type = unit_.types.plain(*alias.scope, original);
         const bool reference = handlingOf(original) == Handling::reference;
         out_.print("using $name$ = $type$;",
                    {{"name", local(alias)}, {"type", reference ? type.substr(0, type.rfind("_ptr")) : type}});
-        // Whatever goes with the original under a name made of its own goes with the alias too.
+        // The further names of the original type get aliases too.
         switch (unaliased(original).kind) {
         case TypeKind::string:
         case TypeKind::wstring:
@@ -39,7 +39,7 @@ void DeclarationsCode::alias(const Alias& alias) {
     typeCode(alias, alias.type.native);
 }
 
-// The names that go with the original, for the alias.
+// Prints aliases for the further names of the original type.
 void DeclarationsCode::sameNames(const Alias& alias, const std::vector<std::string>& suffixes) {
     std::string type = unit_.types.plain(*alias.scope, *alias.original);
     if (handlingOf(*alias.original) == Handling::reference)
@@ -49,11 +49,11 @@ void DeclarationsCode::sameNames(const Alias& alias, const std::vector<std::stri
                    {{"name", local(alias)}, {"suffix", suffix}, {"type", type}});
 }
 
-// A class of its own, so that what is overloaded for it is not overloaded for all sequences of the same
+// A class of its own, so that functions overloaded for it are not overloaded for all sequences of the same
 // elements.
 void DeclarationsCode::sequenceAlias(const Alias& alias) {
     const std::string base = unit_.types.sequence(*alias.scope, *alias.original);
-    // Inside the class its base is known by its plain name without arguments, which inherits the
+    // In the class its base is named without template arguments; the using declaration inherits the
     // constructors.
     const std::string withoutArguments = base.substr(0, base.find('<'));
     out_.print(R"(
@@ -72,7 +72,8 @@ void DeclarationsCode::sequenceAlias(const Alias& alias) {
 void DeclarationsCode::arrayAlias(const Alias& alias) {
     const Scope& from = *alias.scope;
     const std::string element = unit_.types.member(from, *alias.original);
-    // A slice is the array without its first dimension: what a pointer to an element of it points to.
+    // A slice is the array without its first dimension: the type that a pointer to an array's element points
+    // to.
     const std::string dimensions = CxxTypes::dimensions(*alias.original);
     out_.print(R"(
         using $name$ = $element$$dimensions$;

@@ -43,13 +43,13 @@ const char* templateFor(Handling handling) {
     }
 }
 
-// The label that setting the branch gives the value.
+// The label that a value gets when the branch is set.
 const Value& firstLabel(const Union& owner, const Branch& branch) {
     for (const std::optional<Value>& label : branch.labels) {
         if (label)
             return *label;
     }
-    // Only `default` is left. The model refuses one that no value is left for.
+    // The branch has only `default`. The model refuses a default for which no value is left.
     return *owner.unlabelled;
 }
 
@@ -62,7 +62,7 @@ bool hasDefault(const Union& owner) {
 
 std::string DeclarationsCode::label(const Union& owner, const Value& value) const {
     if (const auto* enumerator = std::get_if<const Enumerator*>(&value))
-        // Seen from the class, in which labels are used.
+        // As seen from the class, where the labels are used.
         return unit_.names.seenFrom(owner, **enumerator);
     return cxxLiteral(value, *owner.discriminator);
 }
@@ -88,7 +88,7 @@ void DeclarationsCode::unionType(const Union& owner) {
                     {"value", unit_.names.parameter(owner, "value")}});
         for (size_t i = 0; i < owner.branches.size(); ++i)
             accessors(owner, *owner.branches[i], i);
-        // Values without any branch exist only then.
+        // Only then a value can have no branch.
         if (owner.unlabelled && !hasDefault(owner))
             out_.print("void _default() { _content.setNoBranch($label$); }",
                        {{"label", label(owner, *owner.unlabelled)}});
@@ -109,7 +109,7 @@ void DeclarationsCode::unionType(const Union& owner) {
             const std::string type = isAnonymousSequence(*branch->type)
                                          ? "_" + branch->name + "_seq" + CxxTypes::dimensions(*branch->type)
                                          : unit_.types.whole(owner, *branch->type);
-            // An array cannot be copied or assigned by itself, so it is held by a struct.
+            // A plain array cannot be copied or assigned, so it is held in a struct.
             const bool array = handlingOf(*branch->type) == Handling::array;
             arguments.push_back(array ? "harbolance::ArrayBranch<" + type + ">" : type);
         }
@@ -124,14 +124,14 @@ void DeclarationsCode::unionType(const Union& owner) {
 void DeclarationsCode::accessors(const Union& owner, const Branch& branch, size_t index) {
     const Handling handling = handlingOf(*branch.type);
     std::string type = unit_.types.plain(owner, *branch.type);
-    // The templates for texts need the character, and add the pointer and its const.
+    // The templates for texts take the character type and add the pointer and const.
     if (handling == Handling::string || handling == Handling::wstring)
         type = handling == Handling::string ? "char" : "CORBA_WChar";
     else if (handling == Handling::array && branch.type->declaration)
         type += "_slice";
     else if (isAnonymousSequence(*branch.type))
         type = "_" + branch.name + "_seq";
-    // Without a typedef there is no name for a slice, which the accessors take and give.
+    // Without a typedef there is no name for a slice, which the accessors take and return.
     if (handling == Handling::array && !branch.type->declaration) {
         const std::string dimensions = CxxTypes::dimensions(*branch.type);
         out_.print(
@@ -156,13 +156,12 @@ void DeclarationsCode::branchOf(const Union& owner) {
                {{"discriminator", unit_.types.plain(owner, *owner.discriminator)}});
     {
         const Emitter::Indented indented(out_);
-        // A discriminator that no label names is an error only where the type has no other values, as for an
-        // enum.
+        // A discriminator without a label is an error only if the type has no other values, as for an enum.
         std::string others = owner.unlabelled ? "harbolance::noBranch" : "harbolance::notAllowed";
         out_.print("switch (_discriminator) {");
         for (size_t i = 0; i < owner.branches.size(); ++i) {
             if (owner.branches[i]->isDefault())
-                // Other labels of this branch need no case: they lead here as well.
+                // Other labels of this branch need no case, because the default case returns this branch.
                 others = std::to_string(i);
             else
                 cases(owner, *owner.branches[i], i);

@@ -22,13 +22,13 @@ size_t blanksBefore(std::string_view line) { return std::min(line.find_first_not
 const std::string& valueOf(std::string_view name, Emitter::Holes holes) {
     const auto hole =
         std::find_if(holes.begin(), holes.end(), [&](const auto& one) { return one.name == name; });
-    // Templates and their holes stand side by side in the generator, so a wrong name is a mistake in it and
-    // shows in its first run.
+    // Templates and their holes are written together in the generator, so a wrong name is a bug in it and is
+    // found in its first run.
     assert(hole != holes.end());
     return hole->value;
 }
 
-// The line with its holes filled. `empty` tells of a line that was nothing but empty holes.
+// The line with its holes filled. `empty` is set when the line consisted of empty holes only.
 std::string filled(std::string_view line, Emitter::Holes holes, bool& empty) {
     std::string result;
     bool hadHole = false;
@@ -47,8 +47,8 @@ std::string filled(std::string_view line, Emitter::Holes holes, bool& empty) {
     return result;
 }
 
-// What would make a compiler see more than a line of comment, or a reader something else than the compiler:
-// control characters, marks that turn the direction of writing, and a backslash or its trigraph at the end.
+// Removes characters that would end the comment for the compiler, or make it look different to a reader:
+// control characters, marks for the direction of writing, and a backslash or its trigraph at the end.
 std::string harmlessComment(std::string_view line) {
     std::string result;
     for (size_t i = 0; i < line.size(); ++i) {
@@ -69,7 +69,7 @@ std::string harmlessComment(std::string_view line) {
 } // namespace
 
 void Emitter::print(std::string_view text, Holes holes) {
-    // A raw string begins behind its opening parenthesis, one line before the template does.
+    // A raw string begins after its opening parenthesis, one line before the template.
     if (text.starts_with('\n'))
         text.remove_prefix(1);
     std::vector<std::string_view> lines = linesOf(text);
@@ -77,7 +77,7 @@ void Emitter::print(std::string_view text, Holes holes) {
         lines.pop_back(); // before the end of the raw string
     size_t common = std::string_view::npos;
     for (std::string_view line : lines) {
-        // Empty lines inside a template have no indentation, and must not make that of the others nothing.
+        // Empty lines in a template have no indentation; they must not count for the common indentation.
         if (!line.empty())
             common = std::min(common, blanksBefore(line));
     }
@@ -86,15 +86,15 @@ void Emitter::print(std::string_view text, Holes holes) {
 }
 
 void Emitter::line(std::string_view text, Holes holes) {
-    // The line's own indentation becomes part of the present one, so that a value of several lines is set in
-    // as a whole.
+    // The line's own indentation is added to the present one, so that a value of several lines is indented as
+    // a whole.
     const size_t own = blanksBefore(text);
     bool empty = false;
     const std::string whole = filled(text.substr(own), holes, empty);
     if (empty)
         return;
     indentation_ += own;
-    // An empty line of the template; linesOf() would give no line for it.
+    // An empty line of the template, for which linesOf() returns no line.
     if (whole.empty())
         put("");
     for (std::string_view line : linesOf(whole))
@@ -109,7 +109,7 @@ void Emitter::put(std::string_view line) {
 }
 
 void Emitter::blankLine() {
-    // The text ends in a line end, so the last line begins behind the one before that. For a single line
+    // The text ends with a line end, so the last line begins after the previous line end. For a single line
     // rfind gives npos, and npos + 1 is 0.
     const size_t end = text_.empty() ? 0 : text_.rfind('\n', text_.size() - 2) + 1;
     const std::string_view lastLine = std::string_view(text_).substr(end);
@@ -132,9 +132,9 @@ void Emitter::list(const std::string& head, const std::vector<std::string>& piec
     const std::string below(head.size(), ' ');
     for (size_t i = 0; i < pieces.size(); ++i) {
         const std::string piece = pieces[i] + (i + 1 < pieces.size() ? std::string(between) : tail);
-        // The space behind a separator does not count, since it goes when the line ends there.
+        // The space after a separator does not count, because it is removed at the end of a line.
         const size_t width = piece.find_last_not_of(' ') + 1;
-        // The first piece stays with the head, however long it is.
+        // The first piece is on the line of the head, however long it is.
         if (line.size() > head.size() && indentation_ + line.size() + width > longestLine) {
             put(line.substr(0, line.find_last_not_of(' ') + 1));
             line = below;

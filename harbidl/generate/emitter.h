@@ -11,9 +11,9 @@
 
 namespace harbidl {
 
-// Prints code. A template reads like the code that it makes, with holes between '$': "struct $name$ {". Its
-// lines are set in by the present indentation; what its own lines have in common is taken off, so that a
-// template may stand in the generator where it reads best.
+// Prints code from templates. A template looks like the code that it produces, with holes between '$':
+// "struct $name$ {". Its lines get the present indentation instead of their common one, so a template can be
+// indented in the generator as is convenient.
 class Emitter {
 public:
     struct Hole {
@@ -22,13 +22,13 @@ public:
     };
     using Holes = std::initializer_list<Hole>;
 
-    // A hole that is alone in its line and empty takes the line away; lines of a value are set in like the
+    // A line with nothing but an empty hole is left out; all lines of a value get the indentation of its
     // first.
     void print(std::string_view text, Holes holes = {});
-    void blankLine(); // one, however often it is asked for, and none at the beginning of a block
+    void blankLine(); // a single one even if called repeatedly, and none at the beginning of a block
     void comment(const std::string& text);
 
-    // Deeper by one step while it lives.
+    // Increases the indentation by one step while it exists.
     class Indented {
     public:
         explicit Indented(Emitter& emitter) : emitter_(emitter) { emitter_.indentation_ += step; }
@@ -40,8 +40,8 @@ public:
         Emitter& emitter_;
     };
 
-    // `head`, the pieces with `between` in between, and `tail`: in one line if it fits, otherwise in lines
-    // that are set in to stand below the first piece.
+    // Prints `head`, the pieces separated by `between`, and `tail`: in one line if it fits, otherwise in
+    // several lines, indented to the first piece.
     void list(const std::string& head, const std::vector<std::string>& pieces, std::string_view between,
               const std::string& tail);
 

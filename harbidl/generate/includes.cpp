@@ -12,15 +12,15 @@ namespace {
 
 constexpr const char* runtimeHeader = "<harbolance/corba.h>";
 
-// The files that declare something that `counts`, or include what does.
+// The files with a declaration for which `counts` is true, and the files that include them.
 template <class Counts>
 std::set<uint32_t> filesThatMatter(const Reading& reading, Counts counts) {
     std::set<uint32_t> files;
     for (const auto& declaration : reading.model.declarations()) {
         if (!counts(*declaration))
             continue;
-        // Every file on the way to the main one matters too. The main file is its own includer, which ends
-        // the loop.
+        // Every file on the path to the main file is marked too. The main file is its own includer, which
+        // ends the loop.
         uint32_t file = declaration->file;
         while (files.insert(file).second)
             file = reading.source.files()[file].includer;
@@ -28,14 +28,13 @@ std::set<uint32_t> filesThatMatter(const Reading& reading, Counts counts) {
     return files;
 }
 
-// The operand of the #include, as the user wrote it: with its quotes or angles. Empty for one that is a
-// macro.
+// The operand of the #include as written, with quotes or angle brackets. Empty when it is a macro.
 std::string writtenInclude(const SourceText::Place& place) {
-    // The preprocessor has replaced the line, so it is read from the file again.
+    // The preprocessor has replaced the line, so it is read from the original file.
     OriginalLines lines;
     const std::string* const line = lines.line(place.file, place.line);
     const size_t begin = line ? line->find_first_of("\"<") : std::string::npos;
-    // The word must stand before the name, else the line is not what it was taken for, as after a #line.
+    // The word "include" must come before the name; otherwise the line is another one, as after a #line.
     if (begin == std::string::npos || line->find("include") > begin)
         return {};
     const size_t end = line->find((*line)[begin] == '<' ? '>' : '"', begin + 1);
@@ -51,7 +50,7 @@ bool isIn(const std::string& file, const std::string& folder) {
 std::string includeFor(const Reading& reading, const IncludedFile& file, const std::string& ownFolder,
                        std::string_view ending) {
     const std::string base = std::filesystem::path(file.name).filename().string();
-    // Compared as folders and not as texts, since a folder can be named in many ways.
+    // Compared as folders and not as texts, because one folder can have many names.
     if (isIn(file.name, ownFolder))
         return "<harbolance/" + outputName(base, ending) + ">";
     const std::string written = writtenInclude(reading.source.place(file.included));
@@ -60,7 +59,7 @@ std::string includeFor(const Reading& reading, const IncludedFile& file, const s
     return written.front() + outputName(written.substr(1, written.size() - 2), ending) + written.back();
 }
 
-// The headers with that ending for the definitions that the file itself includes.
+// The headers with that ending, for the definitions that the file itself includes.
 template <class Counts>
 std::vector<std::string> headersOf(const Reading& reading, const std::string& ownFolder,
                                    std::string_view ending, Counts counts) {
@@ -68,8 +67,8 @@ std::vector<std::string> headersOf(const Reading& reading, const std::string& ow
     const std::set<uint32_t> matter = filesThatMatter(reading, counts);
     const std::vector<IncludedFile>& files = reading.source.files();
     for (uint32_t i = 1; i < files.size(); ++i) {
-        // Headers of files further in are included by those headers. A file that declares nothing has no
-        // outputs.
+        // Headers of files included indirectly are included by those headers. A file without declarations has
+        // no outputs.
         if (files[i].includer == SourceText::mainFile && matter.contains(i))
             headers.push_back(includeFor(reading, files[i], ownFolder, ending));
     }
@@ -81,7 +80,7 @@ std::vector<std::string> headersOf(const Reading& reading, const std::string& ow
 std::string outputName(std::string_view definition, std::string_view ending) {
     const size_t slash = definition.rfind('/');
     const size_t dot = definition.rfind('.');
-    // A dot that begins a name, or stands in a folder's name, begins no suffix.
+    // A dot at the start of a name, or in a folder's name, does not start a suffix.
     const bool hasSuffix = dot != definition.npos && (slash == definition.npos || dot > slash + 1);
     return std::string(hasSuffix ? definition.substr(0, dot) : definition).append(ending);
 }

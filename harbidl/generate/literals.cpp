@@ -7,7 +7,7 @@ namespace harbidl {
 
 namespace {
 
-// Whatever the next character is, an octal escape of three digits ends where it should.
+// An octal escape of three digits ends there, whatever the next character is.
 std::string narrowCharacter(unsigned char c, char quote, bool afterQuestionMark) {
     // Two question marks begin a trigraph for some compilers, so the second one is escaped.
     if (c == static_cast<unsigned char>(quote) || c == '\\' || (c == '?' && afterQuestionMark))
@@ -34,7 +34,7 @@ bool isHexDigit(char16_t c) {
     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
-// A hexadecimal escape goes on as long as there are digits, so the literal ends behind it where one follows.
+// A hexadecimal escape continues as long as there are digits, so the literal is split if a digit follows.
 std::string wideString(const std::u16string& text) {
     std::string result = "L\"";
     for (size_t i = 0; i < text.size(); ++i) {
@@ -51,7 +51,8 @@ std::string floating(double value, bool isFloat) {
                              : std::to_chars(digits, digits + sizeof digits, value);
     std::string text(digits, end.ptr);
     if (text.find_first_of(".en") == text.npos)
-        // The shortest form of a whole number has no point; it would be an int, and "1f" is no literal.
+        // The shortest form of a whole number has no point; without one it would be an int, and "1f" is no
+        // literal.
         text += ".0";
     return isFloat ? text + "f" : text;
 }
@@ -62,9 +63,9 @@ std::string integer(Integer value, TypeKind kind) {
     case TypeKind::unsignedLong: return decimal(value) + "u";
     case TypeKind::unsignedLongLong: return decimal(value) + "ull";
     case TypeKind::longLong:
-        // There are no negative literals, and no literal of the lowest number without its sign.
+        // C++ has no negative literals, and no literal for the lowest number without its sign.
         return value == -(Integer{1} << 63) ? "-9223372036854775807ll - 1" : decimal(value) + "ll";
-    // Smaller types, and long: -2147483648 is a long in C++, and the constant converts without loss.
+    // Smaller types, and long: -2147483648 is a long in C++, and the conversion to the constant is exact.
     default: return decimal(value);
     }
 }

@@ -7,7 +7,7 @@ namespace harbidl {
 // The text in quotes as a C++ literal.
 std::string cxxString(const std::string& text);
 
-// The value as C++ that has the type. Not for enumerators, which have names.
+// The value as a C++ expression of that type. Not for enumerators, which have names.
 std::string cxxLiteral(const Value& value, const Type& type);
 
 } // namespace harbidl

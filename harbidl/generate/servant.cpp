@@ -40,11 +40,11 @@ void define(const Unit& unit, Emitter& out, const Interface& interface) {
         for (const Call& call : callsOf(*owner, unit.names)) {
             std::vector<std::string> parameters;
             for (const Parameter& parameter : call.parameters)
-                // The name is a comment, so that a compiler does not warn of parameters that are not used
+                // The name is a comment, so that compilers do not warn about parameters that are not used
                 // yet.
                 parameters.push_back(
                     unit.types.parameter(interface, parameter, "/*" + parameter.name + "*/"));
-            // In front of the function's name C++ looks up names outside of the class.
+            // Before the function's name C++ looks names up outside of the class.
             const std::string returned =
                 call.result ? unit.types.returned(*interface.scope, *call.result) : "void";
             out.blankLine();

@@ -11,7 +11,7 @@ namespace {
 
 using Direction = Parameter::Direction;
 
-// Strings, or structs of numbers and strings: what harbolance::ReusedArgument keeps of them is memory alone.
+// Strings, or structs of numbers and strings: types for which harbolance::ReusedArgument is allowed.
 bool holdsPlainTexts(const Type& type) {
     const Type& real = unaliased(type);
     if (handlingOf(real) == Handling::string)
@@ -55,23 +55,22 @@ Local::Local(const Unit& unit, const Interface& from, const Parameter& parameter
         written = in ? "" : passed;
         return;
     }
-    // Held by a _var, which takes over what the servant puts in its place.
+    // Owned by a _var, which also takes ownership of a value that the servant stores.
     const bool owned =
         handling == Handling::string || handling == Handling::wstring || handling == Handling::reference;
-    // The servant makes the value on the heap and hands over the pointer, which a _var of its own has to
-    // hold.
+    // The servant makes the value on the heap and returns its pointer, which another _var must own.
     const bool allocated = out && !owned && isGivenByPointer(type) && (!array || type.variable);
     const std::string elements = array ? "harbolance::elements(" + name + ")" : name;
-    // What a servant leaves unset is sent as 0; memory of the server that was never written must not leave
-    // it.
+    // Initialised, because a value that the servant does not set is sent, and must not reveal uninitialised
+    // memory.
     const bool zero = handling == Handling::number || (array && out);
     declaration = (allocated ? unit.types.holder(from, type) : unit.types.member(from, type)) + " " + name +
                   (zero && !allocated ? "{};" : ";");
     if (owned || allocated)
         passed += in ? ".in()" : out ? ".out()" : ".inout()";
     const Type& real = unaliased(type);
-    // A sequence of plain octets may refer to those in the message, which lives as long as the call. A
-    // bounded one is copied, since its bound is checked then.
+    // A sequence of octets may borrow those in the message, which lives as long as the call. A bounded one is
+    // copied, because copying checks the bound.
     const bool octets = real.kind == TypeKind::sequence && real.bound == 0 &&
                         unaliased(*real.element).kind == TypeKind::octet;
     if (!out)
@@ -95,7 +94,7 @@ private:
     std::string answered(const Call& call, const std::string& invocation);
     void table();
 
-    // A name that no parameter of the operation has.
+    // A name based on `name` that no parameter of the operation has.
     std::string free(const Call& call, const std::string& name) const;
 
     const Unit& unit_;
@@ -137,7 +136,7 @@ void SkeletonCode::constructors() {
 }
 
 void SkeletonCode::function(const Call& call) {
-    // A parameter that is not used gets no name, else compilers warn.
+    // An unused parameter gets no name, because compilers would warn.
     const bool reads = std::any_of(call.parameters.begin(), call.parameters.end(),
                                    [](const Parameter& one) { return one.direction != Direction::out; });
     out_.blankLine();
@@ -159,8 +158,8 @@ void SkeletonCode::body(const Call& call, const Signature& signature) {
     out_.print("auto* const $servant$ = static_cast<$type$*>($object$);",
                {{"servant", servant}, {"type", type_}, {"object", free(call, "object")}});
     for (size_t i = 0; i < call.parameters.size(); ++i) {
-        // One local for each parameter, in the order of the definition: that is also their order in the
-        // request and in the reply.
+        // One local for each parameter, in the order of the definition, which is also the order in the
+        // request and the reply.
         const Local local(unit_, interface_, call.parameters[i], signature.names[i], free(call, "arguments"));
         out_.print(local.declaration);
         passed.push_back(local.passed);
@@ -176,8 +175,9 @@ void SkeletonCode::body(const Call& call, const Signature& signature) {
     std::string tail = ");";
     if (call.result) {
         const std::string result = free(call, "result");
-        // One expression, in which the reply is begun before the servant is called. Everything else is called
-        // first and begins the reply then. What the servant raises gets a buffer of its own in both cases.
+        // For attributes that are numbers one expression is enough, in which the reply is begun before the
+        // servant is called. All other calls are made first, and the reply is begun after them. An exception
+        // gets another buffer in both cases.
         if (call.ofAttribute && handlingOf(*call.result) == Handling::number)
             return out_.print("$reply$ << $call$);", {{"reply", reply}, {"call", head}});
         if (!isGivenByPointer(*call.result)) {
@@ -187,18 +187,18 @@ void SkeletonCode::body(const Call& call, const Signature& signature) {
             tail = "));";
         }
         const Handling handling = handlingOf(*call.result);
-        // A pointer that may not be null but could be. Strings are checked where they are written; a nil
-        // reference is a value.
+        // A pointer that may be null by mistake is checked. Strings are checked when they are written; a nil
+        // reference is a valid value.
         const bool checked =
             isGivenByPointer(*call.result) && (handling == Handling::value || handling == Handling::array);
-        // A result comes before the out arguments in the reply.
+        // In the reply the result comes before the out arguments.
         written.insert(written.begin(), checked ? "<< harbolance::given(" + result + ")" : "<< " + result);
     }
     out_.list(head, passed, ", ", tail);
     // There is no reply to write into.
     if (call.oneway)
         return;
-    // An empty reply is still sent, since the client waits for it.
+    // An empty reply is sent as well, because the client waits for it.
     if (written.empty())
         return out_.print("$reply$;", {{"reply", reply.substr(1)}});
     out_.list(reply + " ", written, " ", ";");

@@ -7,18 +7,17 @@ namespace harbidl {
 
 namespace {
 
-// An argument as what travels in place of it.
+// The expression that passes an argument.
 std::string passed(const Unit& unit, const Scope& from, const Parameter& parameter, const std::string& name) {
     const Type& type = *parameter.type;
     const std::string direction = parameter.direction == Parameter::Direction::in    ? "harbolance::in"
                                   : parameter.direction == Parameter::Direction::out ? "harbolance::out"
                                                                                      : "harbolance::inout";
-    // The usual case: the C++ type alone tells how the value travels.
+    // The usual case: the C++ type alone determines how the value is marshalled.
     if (!isAmbiguousArgument(type))
         return direction + "(" + name + ")";
     const std::string named = "<" + unit.types.member(from, *parameter.type) + ">(" + name + ")";
-    // The library allocates this one and gives it by its pointer, so it is not an array in the caller's
-    // memory.
+    // The library allocates this array and returns it by its pointer; it is not in the caller's memory.
     const bool allocated = parameter.direction == Parameter::Direction::out && type.variable;
     return handlingOf(type) == Handling::array && !allocated ? direction + "(harbolance::array" + named + ")"
                                                              : direction + named;

@@ -4,8 +4,8 @@
 
 namespace harbidl {
 
-// The operations of an interface in name_stub.cpp, seen from the scope `from`: each is one statement, which
-// names what travels in place of the arguments.
+// Prints the operations of an interface for name_stub.cpp, as used in the scope `from`: each is one
+// statement, which passes the arguments.
 void printStubCalls(const Unit& unit, Emitter& out, const Scope& from, const Interface& interface);
 
 } // namespace harbidl

@@ -5,10 +5,10 @@
 
 namespace harbidl {
 
-// An #include of generated code: what stands behind the word, with its quotes or angles.
+// The operands of #include lines in generated code, with quotes or angle brackets.
 using Includes = std::vector<std::string>;
 
-// What header and source of one half are made from.
+// The data from which a header and its source file are generated.
 struct Unit {
     const Model& model;
     std::string source; // the name of the definition, for the reader
@@ -19,7 +19,8 @@ struct Unit {
     CxxTypes types{names};
 };
 
-// How each header and each source begins; `about` is what the header says of itself.
+// Prints the beginning of a header; `about` describes its contents. beginSource does the same for a source
+// file.
 void beginHeader(const Unit& unit, Emitter& out, const std::string& about);
 void beginSource(const Unit& unit, Emitter& out);
 std::string generatedFrom(const Unit& unit); // a notice not to change it

@@ -42,7 +42,7 @@ const char* const enumOperators = R"(
         return harbolance::extractEnum($any$, $typeCode$, $value$);
     }
 )";
-// `target` is what a value is read into, with its reference.
+// `target` is the parameter that a value is read into, as a reference.
 const char* const textOperators = R"(
     std::ostream& operator<<(std::ostream& $stream$, const $type$& $value$) {
         return harbolance::writeText($stream$, $value$$typeCode$);
@@ -67,7 +67,7 @@ std::string joined(const std::vector<std::string>& pieces, const std::string& be
     return result;
 }
 
-// Those that harbolance::members takes, which transfers members that follow each other in one step.
+// The types accepted by harbolance::members, which reads and writes consecutive members in one step.
 bool isSmall(const Type& type) {
     const Type& real = unaliased(type);
     switch (handlingOf(real)) {
@@ -77,7 +77,7 @@ bool isSmall(const Type& type) {
     }
 }
 
-// Walks the declarations in the order of the file, as the header does.
+// Processes the declarations in the order of the file, like the header.
 class DefinitionsCode {
 public:
     DefinitionsCode(const Unit& unit, Emitter& out) : unit_(unit), out_(out) {}
@@ -103,8 +103,8 @@ private:
     void alias(const Scope& from, const Alias& alias);
     void interface(const Scope& from, const Interface& interface);
 
-    // How a TypeCode is made: by a function of the library, its arguments behind id and name, and a list in
-    // braces.
+    // The call that makes a TypeCode: a function of the library, its arguments after id and name, and a list
+    // in braces.
     struct Maker {
         std::string function;
         std::vector<std::string> arguments;
@@ -154,7 +154,8 @@ void DefinitionsCode::one(const Scope& from, const Declaration& declaration) {
 
 // --- TypeCodes ---------------------------------------------------------------------------------------------
 
-// In one line, or one for what is plain, one for each piece of the list, and one for what is behind it.
+// Prints it in one line, or else with one line for the plain arguments, one for each list element, and one
+// for the rest.
 void DefinitionsCode::printMaker(const Maker& maker, bool recursive) {
     const std::string head = "return harbolance::" + maker.function + "(";
     const std::string tail = recursive ? ", harbolance::Recursion::some);" : ");";
@@ -166,7 +167,7 @@ void DefinitionsCode::printMaker(const Maker& maker, bool recursive) {
     const std::string plain = joined(maker.arguments, ", ");
     const std::string inOne = head + plain + (list.empty() ? "" : ", ") + joined(list, ", ") + tail;
     const Emitter::Indented indented(out_);
-    // With its indentation such a line stays within the emitter's limit.
+    // With its indentation such a line is within the emitter's limit.
     if (inOne.size() < 100)
         return out_.print("$line$", {{"line", inOne}});
     out_.print("$head$", {{"head", head}});
@@ -183,14 +184,14 @@ void DefinitionsCode::printMaker(const Maker& maker, bool recursive) {
 }
 
 void DefinitionsCode::typeCode(const Scope& from, const Declaration& declaration, Maker maker) {
-    // What encloses the declaration is made with it when recursion leads there.
+    // Whether recursion needs the enclosing types, which are then made first.
     std::set<const Declaration*> targets = recursionTargets(declaration);
     const bool recursive = !targets.empty();
-    // Recursion that leads to the declaration itself is closed when its own TypeCode is made. Only what leads
-    // further out depends on the enclosing one.
+    // Recursion to the declaration itself is resolved when its own TypeCode is made. Only recursion to an
+    // outer type depends on that one.
     targets.erase(&declaration);
     const Scope& scope = *declaration.scope;
-    // TypeCodes of the module CORBA have the flat names in them, as those of the library do.
+    // TypeCodes of the module CORBA contain the flat names, as those of the library do.
     const bool inCorba = !CxxNames::isCxxScope(scope) && scope.scope;
     const std::string name = !inCorba ? declaration.name
                              : declaration.kind == Declaration::Kind::enumeration
@@ -209,7 +210,7 @@ std::vector<std::string> DefinitionsCode::memberTypes(const Scope& owner,
                                                       const std::vector<Member*>& members) {
     std::vector<std::string> types;
     for (const Member* member : members)
-        // The initialiser of a static member is in the scope of its class, so names are seen from there.
+        // The initialiser of a static member is in the scope of its class, so names are used from there.
         types.push_back("{" + cxxString(member->name) + ", " +
                         unit_.types.typeCode(*owner.scope, owner, *member->type) + "}");
     return types;
@@ -226,7 +227,7 @@ std::vector<std::string> DefinitionsCode::branchTypes(const Union& owner) {
     return types;
 }
 
-// An Any with the label. Of the kinds that C++ cannot tell apart it is told which one it is.
+// An Any with the label. For kinds with the same C++ type a wrapper gives the kind.
 std::string DefinitionsCode::label(const Union& owner, const std::optional<Value>& value) {
     if (!value)
         return "harbolance::defaultLabel()";
@@ -261,7 +262,7 @@ std::string DefinitionsCode::chain(const std::string& stream, const std::string&
             continue;
         }
         endRun();
-        // A plain array would be written as a pointer.
+        // A plain array would be written as a pointer, so it is wrapped.
         const bool array = handlingOf(*member->type) == Handling::array;
         operands.push_back(operation + " " + (array ? "harbolance::elements(" + value + ")" : value));
     }
@@ -318,7 +319,7 @@ void DefinitionsCode::exception(const Scope& from, const Struct& exception) {
     standardOperators(from, exception, exception.type.native, type, type + "&");
 }
 
-// From all members. Arrays cannot be initialised from arrays, and are copied in the body.
+// The constructor from all members. Arrays cannot be initialised from arrays, so they are copied in the body.
 void DefinitionsCode::exceptionConstructor(const Struct& exception, const std::string& type) {
     std::vector<std::string> parameters, initialisers;
     std::string body;
@@ -329,7 +330,7 @@ void DefinitionsCode::exceptionConstructor(const Struct& exception, const std::s
         switch (handlingOf(*member->type)) {
         case Handling::array: body += "harbolance::elements(" + name + ").assign(" + given + ");\n"; break;
         case Handling::reference:
-            // A holder would take the caller's reference over; the parameter only lends it.
+            // Duplicated, because a holder would take ownership of the parameter, which is only borrowed.
             initialisers.push_back(name + "(harbolance::duplicated(" + given + "))");
             break;
         default: initialisers.push_back(name + "(" + given + ")");

@@ -23,19 +23,19 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
                            declared->position, "first declared here");
         return;
     }
-    // Messages and the generator go by where it is defined. The repository id stays as it was made by the
+    // Messages and the generator use the position of the definition. The repository id is kept from the
     // forward declaration.
     declared->position = definition.name.position;
     declared->file = source_.fileAt(definition.name.position);
     declared->comment = definition.comment;
     addBases(*declared, place.scope, interface.bases);
-    // Before the body, so that its errors come in the order of the text.
+    // Done before the body, so that errors are reported in the order of the text.
     names_.checkInherited(*declared);
     place.contents.push_back(declared);
     std::string prefix = ids_.enter(declared->file);
     define({*declared, declared->contents}, interface.body);
     ids_.leave(declared->file, std::move(prefix));
-    // Last: until here no interface can inherit from this one.
+    // Set last, so that no interface can inherit from this one before.
     declared->complete = true;
 }
 
@@ -47,8 +47,7 @@ Interface* Builder::declareInterface(Place place, const tree::Definition& defini
     auto* const declared = declare<Interface>(place.scope, definition.name, {});
     if (declared) {
         declared->type = {TypeKind::interface, 0, nullptr, declared, 8, true, false};
-        // Each interface is listed, whether declared forward or defined at once; those are complete in the
-        // end.
+        // Each interface is listed, declared forward or not; those defined are complete in the end.
         forward_.push_back(declared);
     }
     return declared;
@@ -80,7 +79,7 @@ void Builder::addBases(Interface& interface, Scope& scope, const std::vector<tre
 
 void Builder::define(Place place, const tree::Definition& definition, const tree::Operation& operation) {
     const Type* const result = callType(place, operation.result);
-    // An operation is no scope: its parameters are checked against each other below, and are not found by
+    // An operation is not a scope: its parameters are compared with each other below, and cannot be found by
     // name.
     auto* const declared = declare<Operation>(place.scope, definition.name, definition.comment);
     if (!result || !declared)
@@ -90,7 +89,7 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
     addParameters(*declared, place, operation.parameters);
     addRaises(*declared, place, operation.raises);
     for (const tree::Operation::Context& context : operation.contexts) {
-        // A '*' at the end stands for any continuation; a name that is nothing else is not allowed.
+        // A final '*' means any continuation; a name that is only '*' is not allowed.
         if (context.text.empty() || context.text.front() == '*')
             diagnostics_.error(context.position, "the name of a context begins with a letter");
         declared->contexts.push_back(context.text);
@@ -113,7 +112,7 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
     }
 }
 
-// What crosses in a call has a name, so that both sides can make it.
+// The type of an argument or result must have a name, so that both sides can construct it.
 const Type* Builder::callType(Place place, const tree::Type& type) {
     // Strings need no name, since they have one C++ type. An array cannot be written here at all.
     if (std::holds_alternative<tree::Sequence>(type.what)) {
@@ -165,7 +164,7 @@ void Builder::checkOneway(const Operation& operation, Position position) {
         return parameter.direction != Parameter::Direction::in;
     };
     const auto& parameters = operation.parameters;
-    // There is no reply to a oneway request, so nothing could carry these back.
+    // A oneway request has no reply that could contain these.
     if (operation.result->kind != TypeKind::void_ ||
         std::any_of(parameters.begin(), parameters.end(), isOut) || !operation.raises.empty())
         diagnostics_.error(position,

@@ -40,7 +40,7 @@ constexpr uint32_t minimumOf(TypeKind kind) {
     case TypeKind::unsignedLongLong:
     case TypeKind::double_:
     case TypeKind::object: return 8;
-    // Numbers of 32 bits, and all that begins with a length or a kind.
+    // Numbers of 32 bits, and all types that begin with a length or a kind.
     default: return 4;
     }
 }
@@ -51,19 +51,18 @@ const Type* basicType(TypeKind kind) {
         std::vector<Type> all;
         for (int i = 0; i <= static_cast<int>(TypeKind::principal); ++i) {
             const auto basic = static_cast<TypeKind>(i);
-            // From `any` on the kinds are held by a pointer or a class, which makes what contains them
-            // variable.
+            // Kinds from `any` on are held by a pointer or a class, so types that contain them are variable.
             all.push_back({basic, 0, nullptr, nullptr, minimumOf(basic), basic >= TypeKind::any, false});
         }
         return all;
     }();
-    // The table never changes, so the addresses can be kept.
+    // The table never changes, so pointers into it stay valid.
     return &types[static_cast<size_t>(kind)];
 }
 
 DeclaredType* declaredTypeOf(Declaration& declaration) {
     if (declaration.kind == Declaration::Kind::exception)
-        return nullptr; // it can be raised, and is nothing that a value could have
+        return nullptr; // an exception is no type of a value
     // A Declaration and a DeclaredType are two bases of one object, so a static cast is not possible.
     return dynamic_cast<DeclaredType*>(&declaration);
 }
@@ -76,7 +75,7 @@ const Type* Builder::addType(Type type) {
 }
 
 bool Builder::checkSize(uint64_t minimumOctets, Position position) {
-    // Every part is below 2^31 octets then, so that sums and products of parts fit in 64 bits.
+    // Then every part is below 2^31 octets, and sums and products of parts fit in 64 bits.
     if (minimumOctets <= INT32_MAX)
         return true;
     diagnostics_.error(position, "a value of this type takes more than 2^31 octets");
@@ -84,10 +83,10 @@ bool Builder::checkSize(uint64_t minimumOctets, Position position) {
 }
 
 void Builder::complete(DeclaredType& declared, uint64_t minimumOctets, Position position) {
-    // What is too large is said once, and not again of all that contains it.
+    // A type that is too large is reported once, not again for each type that contains it.
     declared.type.minimumOctets =
         checkSize(minimumOctets, position) ? static_cast<uint32_t>(minimumOctets) : 0;
-    // Also after an error, so that its uses are not reported as uses of something unfinished.
+    // Set after errors too, so that uses of the type are not reported as uses of an incomplete type.
     declared.complete = true;
 }
 
@@ -109,7 +108,7 @@ const Type* Builder::namedType(Scope& scope, const tree::ScopedName& name) {
     const std::string& first = name.parts.front().text;
     // A definition may declare such a name itself; then it means that.
     if (name.parts.size() == 1 && !Names::knows(scope, first)) {
-        // Old definitions use these as if they were keywords.
+        // Older definitions use these like keywords.
         if (first == "TypeCode")
             return basicType(TypeKind::typeCode);
         if (first == "Principal")
@@ -121,8 +120,8 @@ const Type* Builder::namedType(Scope& scope, const tree::ScopedName& name) {
     Declaration* const declaration = names_.find(scope, name);
     if (!declaration)
         return nullptr;
-    // One that has been given up before its type was known, such as an alias of an undeclared name: its error
-    // has been shown.
+    // A declaration whose type could not be determined, such as an alias of an undeclared name, has already
+    // been reported.
     if (const DeclaredType* type = declaredTypeOf(*declaration))
         return type->type.declaration || type->complete ? &type->type : nullptr;
     diagnostics_.error(name.position, "'" + declaration->name + "' is not a type", declaration->position,
@@ -139,7 +138,7 @@ const Type* Builder::stringType(Scope& scope, const tree::String& string) {
     return bound ? addType({kind, *bound, nullptr, nullptr, 4, true, false}) : nullptr;
 }
 
-// The element may be what encloses the sequence: that is how types become recursive.
+// The element may be an enclosing type; this is how types become recursive.
 const Type* Builder::sequenceType(Place place, const tree::Sequence& sequence) {
     const Type* const element = typeOf(place, *sequence.element);
     uint32_t bound = 0;
@@ -166,17 +165,17 @@ const Type* Builder::inlineType(Place place, const tree::Definition& definition)
 
 const Type* Builder::completeType(Place place, const tree::Type& type) {
     const Type* const result = typeOf(place, type);
-    // A member that is an interface is a reference, so the interface may still be unfinished. Types without a
-    // name are whole once they exist: a sequence is what recursion goes through.
+    // A member of an interface type is a reference, so the interface may be incomplete. Types without a name
+    // are complete once they exist; recursion goes through a sequence.
     if (!result || !result->declaration || result->kind == TypeKind::interface)
         return result;
-    // The model is still being built, by this class, which made all declarations; users of the model see them
-    // as const.
+    // This class has made all declarations of the model and may change them; users of the model see them as
+    // const.
     auto& declaration = const_cast<Declaration&>(*result->declaration);
     if (declaredTypeOf(declaration)->complete)
         return result;
-    // What encloses its own use is still being declared. Anything else that is not complete is a union that
-    // has been refused, and its error has been shown.
+    // An enclosing type is still incomplete. Any other incomplete type is a union that was refused, whose
+    // error has been reported.
     const Scope* around = &place.scope;
     while (around && around != &declaration)
         around = around->scope;
@@ -198,7 +197,7 @@ const Type* Builder::declaredType(Place place, const Type* type, const tree::Dec
         dimensions.push_back(*length);
     }
     for (auto length = dimensions.rbegin(); type && length != dimensions.rend(); ++length) {
-        // Both factors have 32 bits, so the product fits.
+        // Both factors have at most 32 bits, so the product fits.
         const uint64_t octets = uint64_t{type->minimumOctets} * *length;
         if (!checkSize(octets, declarator.name.position))
             return nullptr;
@@ -215,13 +214,13 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
     std::string comment = definition.comment;
     for (const tree::Declarator& declarator : alias.declarators) {
         const Type* const original = declaredType(place, type, declarator);
-        // Declared even without a type, so that uses of the name do not cause errors of their own. The
-        // comment goes to the first name of the list.
+        // Declared even without a type, so that uses of the name cause no further errors. The comment is
+        // given to the first name of the list.
         auto* const declared = declare<Alias>(place.scope, declarator.name, std::exchange(comment, {}));
         if (!original || !declared)
             continue;
         declared->original = original;
-        // What an alias stands for is found in one step from now on, however many there are in a row.
+        // `real` gives the original type in one step, however long the chain of aliases is.
         declared->real = &unaliased(*original);
         declared->type = {TypeKind::alias, 0, nullptr, declared, original->minimumOctets, original->variable,
                           original->native};
@@ -263,7 +262,8 @@ void Builder::defineMembers(Struct& owner, const std::vector<tree::Member>& memb
                 continue;
             declared->type = itsType;
             owner.members.push_back(declared);
-            // 64 bits cannot overflow: each adds at most 2^31, and a text of 1 GiB cannot have 2^33 members.
+            // 64 bits cannot overflow: each member adds at most 2^31, and a text of 1 GiB cannot have 2^33
+            // members.
             minimum += itsType->minimumOctets;
             owner.type.variable = owner.type.variable || itsType->variable;
             owner.type.native = owner.type.native || itsType->native;
@@ -278,7 +278,7 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
         return;
     declared->type = {TypeKind::enumeration, 0, nullptr, declared, 4, false, false};
     for (const tree::Enum::Enumerator& one : enumeration.enumerators) {
-        // In the scope around the enum, as in C: IDL gives an enum no scope of its own.
+        // Declared in the scope around the enum, as in C: in IDL an enum is not a scope.
         auto* const enumerator = declare<Enumerator>(place.scope, one.name, one.comment);
         if (!enumerator)
             continue;

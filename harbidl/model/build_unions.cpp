@@ -7,7 +7,7 @@ namespace harbidl {
 
 namespace {
 
-// Labels as numbers, and back.
+// Conversion of labels to numbers and back.
 Integer numberOf(const Value& label) {
     if (const auto* enumerator = std::get_if<const Enumerator*>(&label))
         return (*enumerator)->value;
@@ -32,7 +32,7 @@ Value labelOf(const Type& type, Integer number) {
     }
 }
 
-// A label that is not among those of the numbers `taken`; nothing when they are all there are.
+// A label whose number is not in `taken`; nothing when all are taken.
 std::optional<Value> anotherLabel(const Type& type, const std::set<Integer>& taken) {
     // For an enum this is an empty range, replaced below by the numbers of its enumerators.
     Range range = rangeOf(type.kind);
@@ -60,28 +60,27 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
     if (!declared)
         return;
     declared->type = {TypeKind::union_, 0, nullptr, declared};
-    // Also of a refused one: the model is not used for code then. Types that its branches define go to its
-    // own list.
+    // Entered even when it is refused, since the model is not used for code then. Types defined in its
+    // branches go to its own list.
     place.contents.push_back(declared);
     declared->discriminator = completeType({*declared, declared->contents}, union_.discriminator);
     if (declared->discriminator && !isDiscriminator(unaliased(*declared->discriminator).kind)) {
         diagnostics_.error(union_.discriminator.position,
                            "a union cannot be switched by " + typeName(*declared->discriminator));
-        // The branches are read all the same, for their own errors; labels are not computed then.
+        // The branches are still processed to report their own errors; their labels are not computed.
         declared->discriminator = nullptr;
     }
     std::set<Integer> taken;
     bool hasDefault = false;
     for (const tree::Branch& branch : union_.branches)
         defineBranch(*declared, branch, taken, hasDefault);
-    // Something has been refused. The union stays incomplete, and what is said of labels below would be
-    // wrong.
+    // A part has been refused. The union stays incomplete, and errors about labels below would be misleading.
     if (!declared->discriminator || declared->branches.size() != union_.branches.size())
         return;
     declared->unlabelled = anotherLabel(unaliased(*declared->discriminator), taken);
     if (hasDefault && !declared->unlabelled)
         diagnostics_.error(declared->position, "the labels leave nothing for \"default\"");
-    // With neither a branch for the rest nor a label for everything, a value may have no branch.
+    // Without a default branch, and with labels left over, a value may have no branch.
     uint64_t minimum = declared->unlabelled && !hasDefault ? 0 : UINT32_MAX;
     for (const Branch* branch : declared->branches)
         minimum = std::min<uint64_t>(minimum, branch->type->minimumOctets);
@@ -93,7 +92,7 @@ void Builder::defineBranch(Union& owner, const tree::Branch& branch, std::set<In
     const Place inside{owner, owner.contents};
     std::vector<std::optional<Value>> labels;
     for (size_t i = 0; i < branch.labels.size(); ++i) {
-        // `default` stands among the labels in its place, since a branch may have it along with others.
+        // `default` keeps its position among the labels, because a branch may have others too.
         if (!branch.labels[i]) {
             if (std::exchange(hasDefault, true))
                 diagnostics_.error(branch.labelPositions[i], "this union has a \"default\" already");

@@ -17,7 +17,7 @@ Model::Model() {
 
 Model Builder::build(const std::vector<tree::Definition>& specification) {
     define({*model_.global_, model_.contents_->contents}, specification);
-    // Last: a definition may stand anywhere behind its forward declarations.
+    // Done last, because a definition may come anywhere after its forward declarations.
     checkForwardDeclarations();
     return std::move(model_);
 }
@@ -39,7 +39,7 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
     piece->scope = &place.scope;
     piece->module = opened;
     place.contents.push_back(piece);
-    // A #pragma prefix inside counts to the end of this piece of the module.
+    // A #pragma prefix in this part of the module is valid to its end.
     std::string prefix = ids_.enter(piece->file);
     define({*opened, piece->contents}, module.body);
     ids_.leave(piece->file, std::move(prefix));
@@ -58,10 +58,10 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
     const Type* const type = typeOf(place, constant.type);
     if (!type)
         return;
-    // Before the constant is declared, so that its expression cannot name it.
+    // Computed before the constant is declared, so that its expression cannot use it.
     std::optional<Value> value = evaluator_.value(place.scope, *constant.value, *type);
     auto* const declared = declare<Constant>(place.scope, definition.name, definition.comment);
-    // Without a value the name stays declared: its uses would otherwise be errors too.
+    // Without a value the name stays declared, so that its uses cause no further errors.
     if (!value || !declared)
         return;
     declared->type = type;
@@ -74,7 +74,7 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
     auto* const declared = declare<Native>(place.scope, definition.name, definition.comment);
     if (!declared)
         return;
-    // Marshalled by code written by hand, of which nothing is known: at least one octet, and of variable
+    // Its marshalling code is written by hand and unknown here: it takes at least one octet and has variable
     // size.
     declared->type = {TypeKind::native, 0, nullptr, declared, 1, true, true};
     declared->complete = true;
@@ -86,7 +86,7 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
 }
 
 void Builder::define(Place place, const tree::Definition& definition, const tree::Pragma& pragma) {
-    // A prefix and a header count for the file they stand in, not for those that include it.
+    // A prefix and a header are valid for the file that contains them, not for files that include it.
     const uint32_t file = source_.fileAt(definition.position);
     switch (pragma.kind) {
     case tree::Pragma::Kind::prefix: ids_.prefix(file, pragma.text); break;
@@ -97,8 +97,8 @@ void Builder::define(Place place, const tree::Definition& definition, const tree
 
 void Builder::checkForwardDeclarations() {
     for (const Interface* interface : forward_) {
-        // The model would otherwise contain a type that has no members and no bases, as if it were defined
-        // so.
+        // Otherwise the model would contain an interface that looks as if it were defined without bases and
+        // members.
         if (!interface->complete)
             diagnostics_.error(interface->position, "the interface '" + interface->name +
                                                         "' is declared here and defined nowhere");

@@ -6,7 +6,7 @@
 
 namespace harbidl {
 
-// Makes the model of a tree. After an error it goes on with what can still be understood.
+// Makes the model from the syntax tree. After an error it continues with the rest.
 class Builder {
 public:
     Builder(const SourceText& source, Diagnostics& diagnostics)
@@ -16,7 +16,7 @@ public:
     Model build(const std::vector<tree::Definition>& specification);
 
 private:
-    // What the definitions at hand stand in.
+    // Where the present definitions are.
     struct Place {
         Scope& scope;
         std::vector<Declaration*>& contents;
@@ -52,9 +52,9 @@ private:
     const Type* stringType(Scope& scope, const tree::String& string);
     const Type* sequenceType(Place place, const tree::Sequence& sequence);
     const Type* inlineType(Place place, const tree::Definition& definition);
-    // The type of the declarator, which is an array when it has dimensions.
+    // The type of the declarator: an array when it has dimensions.
     const Type* declaredType(Place place, const Type* type, const tree::Declarator& declarator);
-    // A type that a member or an element can have: one that is known whole.
+    // A type for a member or an element, which must be complete.
     const Type* completeType(Place place, const tree::Type& type);
     const Type* addType(Type type);
     void complete(DeclaredType& declared, uint64_t minimumOctets, Position position);
