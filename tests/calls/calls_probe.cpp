@@ -4,15 +4,14 @@
 //
 //     bind [NAME [HOST]]: from now on uses the object of that name on that host, or any Echo
 //     moved NOTES: calls until the object has another number of notes
-//     null COUNT, say TEXT, note COUNT (one-way), notes, relay DEPTH, fail HOW, crash, exists, is_a ID, hash
-//     give OCTETS, take OCTETS, turn COUNT: [ok] when the values that come back are right
-//     another: also calls a second object of the server; late: and again after that object has gone
-//     defer COUNT: sends so many requests before the first reply is taken
-//     limits SEND RECEIVE CONNECT, rebind 0 or 1: options of the reference, or of all references bound later
-//     spent COUNT: the allocations of so many null calls, in both processes
-//     cancelled: a timer cancels the request while its reply is being waited for
-//     dropped: the server calls back a servant that releases the called reference; the last command
-//     load ROUNDS: calls of every kind; the descriptors and heap octets that they cost
+//     null COUNT, say TEXT, note COUNT (one-way, with 1), notes, relay DEPTH, fail HOW, crash, exists, is_a
+//     ID, hash give OCTETS, take OCTETS, turn COUNT: [ok] when the values that come back are right another:
+//     also calls a second object of the server; late: and again after that object has gone defer COUNT: sends
+//     so many requests before the first reply is taken limits SEND RECEIVE CONNECT, rebind 0 or 1: options of
+//     the reference, or of all references bound later spent COUNT: the allocations of so many null calls, in
+//     both processes cancelled: a timer cancels the request while its reply is being waited for dropped: the
+//     server calls back a servant that releases the called reference; the last command load ROUNDS: calls of
+//     every kind; the descriptors and heap octets that they cost
 
 #include "echo_servant.h"
 #include "invoke/stub/vstub.h"
