@@ -70,11 +70,11 @@ private:
 
     // The value is the rest of the word, or the next one.
     std::optional<int> optionWithValue(const std::string& word) {
-        // No option is the beginning of another one, so the first that fits is meant.
+        // No option is a prefix of another one, so the first match is the right one.
         for (const std::string option : {"-o", "-I", "-D", "-U", "--depfile"}) {
             const bool isLong = option.starts_with("--");
-            // A long option has its value behind a '=' or in the next word, as "--depfile=x"; "--depfilex" is
-            // unknown. That of a short one may follow at once, as "-Ix".
+            // The value of a long option follows '=' or is the next word, as in "--depfile=x"; "--depfilex"
+            // is unknown. The value of a short option may follow directly, as in "-Ix".
             if (!word.starts_with(option) ||
                 (isLong && word.size() > option.size() && word[option.size()] != '='))
                 continue;
@@ -83,7 +83,7 @@ private:
                 value.erase(0, 1);
             else if (value.empty() && ++next_ < words_.size())
                 value = words_[next_];
-            // At the end of the words, or an empty word, which would name no folder or macro.
+            // The value is missing, or empty and so not the name of a folder or macro.
             if (value.empty())
                 return wrongUsage("the option " + option + " needs a value");
             take(option, value);
@@ -98,7 +98,7 @@ private:
         else if (option == "--depfile")
             options_.dependencies = value;
         else
-            // In their order on the command line, since -D and -U cancel each other.
+            // Kept in the order of the command line, because -D and -U cancel each other.
             options_.preprocessor.push_back(option + value);
     }
 

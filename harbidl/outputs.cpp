@@ -17,26 +17,27 @@ namespace {
 
 bool hasContent(const std::string& path, const std::string& content) {
     std::ifstream file(path, std::ios::binary);
-    // A file that cannot be read counts as different; writing it then tells what is wrong.
+    // A file that cannot be read counts as different; writing it will report the error.
     return file && std::string(std::istreambuf_iterator<char>(file), {}) == content;
 }
 
 bool writeNew(const std::string& path, const std::string& content) {
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file.write(content.data(), static_cast<std::streamsize>(content.size()));
-    // Before the check, since a full disk may show only when the rest is written.
+    // Closed before the check, because a full disk may be reported only when the rest is written.
     file.close();
     return !file.fail();
 }
 
-// Files beside those that they will replace. What has not replaced its file is removed in the end.
+// New files beside those that they will replace. A file that was not renamed is removed in the end.
 class Replacements {
 public:
     Replacements() = default;
     Replacements(const Replacements&) = delete;
     Replacements& operator=(const Replacements&) = delete;
     ~Replacements() {
-        // Only of files that were written and have not been renamed: replaceAll() takes each off the list.
+        // Removes files that were written but not renamed; replaceAll() removes each renamed one from the
+        // list.
         for (const std::string& path : paths_)
             std::remove(fresh(path).c_str());
     }
@@ -46,15 +47,15 @@ public:
         const std::filesystem::path folder = std::filesystem::path(path).parent_path();
         if (!folder.empty())
             std::filesystem::create_directories(folder, ignored);
-        // Listed before it is written, so that half a file is removed too.
+        // Entered before it is written, so that a partly written file is removed too.
         paths_.push_back(path);
         return writeNew(fresh(path), content) || failed(path);
     }
     bool replaceAll() {
         for (; !paths_.empty(); paths_.pop_back()) {
             const std::string& path = paths_.back();
-            // Atomic within a file system, which is why the new file stands beside the old one: a compiler
-            // that reads meanwhile sees one or the other as a whole.
+            // Atomic within a file system, which is why the new file is in the same folder: a compiler that
+            // reads meanwhile sees either the old or the new file.
             if (std::rename(fresh(path).c_str(), path.c_str()) != 0)
                 return failed(path);
         }
@@ -62,7 +63,7 @@ public:
     }
 
 private:
-    // With the process id, so that two runs in parallel do not write into one file.
+    // The process id keeps two parallel runs from writing to one file.
     static std::string fresh(const std::string& path) { return path + "." + std::to_string(getpid()); }
     static bool failed(const std::string& path) {
         std::cerr << "harbidl: cannot write " << path << ": " << std::strerror(errno) << "\n";
@@ -82,8 +83,8 @@ bool Outputs::write() const {
             return false;
         }
     }
-    // All are written before the first replaces anything, so that a full disk leaves the old ones as they
-    // are.
+    // All are written before the first one replaces a file, so that a full disk leaves the old files
+    // unchanged.
     Replacements replacements;
     for (const File& file : files_) {
         if (!hasContent(file.path, file.content) && !replacements.write(file.path, file.content))

@@ -5,11 +5,11 @@
 
 namespace harbidl {
 
-// Files that are written together, once all is well. Each is replaced at once, and left alone when it has the
-// content already, so that what depends on it need not be built again.
+// Files that are written together, after everything has succeeded. Each is replaced atomically, and not
+// changed when its content is the same, so that files that depend on it need not be rebuilt.
 class Outputs {
 public:
-    // What becomes of a file that is there already. When one is refused, nothing is written.
+    // What to do with a file that exists. When one is refused, nothing is written.
     enum class Existing { replaced, refused };
     void add(std::string path, std::string content, Existing existing = Existing::replaced) {
         files_.push_back({std::move(path), std::move(content), existing});

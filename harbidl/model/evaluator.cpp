@@ -27,7 +27,7 @@ Range rangeOf(TypeKind kind) {
     case TypeKind::octet:
     case TypeKind::char_: return unsignedBits(8);
     case TypeKind::boolean: return unsignedBits(1);
-    // Empty: other types have no values that are numbers, and ~ takes that for a type that is not unsigned.
+    // An empty range: other types have no numbers as values, and `~` treats it as a signed type.
     default: return {0, -1};
     }
 }
@@ -38,8 +38,8 @@ std::nullopt_t Evaluator::fail(Position position, const std::string& text) {
 }
 
 std::optional<Value> Evaluator::value(Scope& scope, const tree::Expression& expression, const Type& type) {
-    // Computed with the type in mind, since ~ depends on its width, and converted once at the end: what comes
-    // between may be out of its range.
+    // Computed for the type, because `~` depends on its width, and converted once at the end: intermediate
+    // results may be out of its range.
     const Type& real = unaliased(type);
     std::optional<Value> value = compute({scope, real}, expression);
     return value ? converted(std::move(*value), real, expression.position) : std::nullopt;
@@ -66,8 +66,8 @@ std::optional<Value> Evaluator::compute(const Goal& goal, const tree::Expression
     const tree::Literal& literal = std::get<tree::Literal>(expression.what);
     return std::visit(
         [](const auto& value) -> Value {
-            // Everything but integers is a Value already; these become wider, so that the sign in front of
-            // them can be applied.
+            // All literals except integers are Values already; integers are converted to a wider type, so
+            // that a sign can be applied.
             if constexpr (std::is_same_v<decltype(value), const uint64_t&>)
                 return Integer{value};
             else
@@ -81,7 +81,7 @@ std::optional<Value> Evaluator::constant(const Goal& goal, const tree::ScopedNam
     if (!declaration)
         return std::nullopt;
     if (declaration->kind == Declaration::Kind::enumerator)
-        // It need not belong to the type that is wanted; converted() checks that.
+        // It may belong to another type; converted() checks that.
         return static_cast<const Enumerator*>(declaration);
     if (declaration->kind == Declaration::Kind::constant)
         return static_cast<const Constant*>(declaration)->value;
@@ -94,17 +94,17 @@ std::optional<Value> Evaluator::unary(const Goal& goal, const tree::Unary& unary
     const std::optional<Value> operand = compute(goal, *unary.operand);
     if (!operand)
         return std::nullopt;
-    // ~ falls through to the message below: it has no meaning for a floating point number.
+    // `~` falls through to the message below, because it is not defined for floating point numbers.
     if (const auto* number = std::get_if<double>(&*operand); number && unary.operation != '~')
         return unary.operation == '-' ? -*number : *number;
     const auto* number = std::get_if<Integer>(&*operand);
     if (!number)
         return fail(position, std::string("'") + unary.operation + "' has no meaning for this value");
     switch (unary.operation) {
-    // As a subtraction, so that its range is checked like any other.
+    // Computed as a subtraction, so that its range is checked.
     case '-': return integers('-', 0, *number, position);
     case '~': {
-        // Within the width of an unsigned goal, else as for numbers that can be negative.
+        // Inverted in the width of an unsigned type, else as a signed number.
         const Range range = rangeOf(goal.type.kind);
         const bool isUnsigned = isInteger(goal.type.kind) && range.first == 0;
         return isUnsigned && within(range, *number) ? range.last - *number : -*number - 1;
@@ -116,7 +116,7 @@ std::optional<Value> Evaluator::unary(const Goal& goal, const tree::Unary& unary
 std::optional<Value> Evaluator::chain(const Goal& goal, const tree::Chain& chain) {
     std::optional<Value> result = compute(goal, *chain.first);
     for (const tree::Chain::Link& link : chain.links) {
-        // Computed even when the left side has failed, so that errors on both sides are shown.
+        // Computed even if the left side has failed, so that errors on both sides are reported.
         const std::optional<Value> operand = compute(goal, *link.operand);
         if (!result || !operand)
             return std::nullopt;
@@ -128,7 +128,7 @@ std::optional<Value> Evaluator::chain(const Goal& goal, const tree::Chain& chain
             result = integers(link.operation, *left, *right, link.position);
         else if (leftFloat && rightFloat)
             result = floats(link.operation, *leftFloat, *rightFloat, link.position);
-        // The language has no conversions inside an expression; a hint is worth more than "no meaning".
+        // Expressions have no conversions; a hint helps more than "no meaning".
         else if ((left || leftFloat) && (right || rightFloat))
             return fail(link.position, "integers and floating point numbers cannot be mixed");
         else
@@ -138,8 +138,8 @@ std::optional<Value> Evaluator::chain(const Goal& goal, const tree::Chain& chain
 }
 
 std::optional<Value> Evaluator::integers(char operation, Integer left, Integer right, Position position) {
-    // Operands are in the range of 64 bits, or one bit more behind a ~. Sums and shifts of these fit in 128
-    // bits, so only the product is checked for overflow.
+    // Operands are in the range of 64 bits, or one bit more after `~`. Sums and shifts fit in 128 bits, so
+    // only the product is checked for overflow.
     Integer result = 0;
     bool overflow = false;
     switch (operation) {
@@ -154,7 +154,7 @@ std::optional<Value> Evaluator::integers(char operation, Integer left, Integer r
         // A rule of the language. It also keeps the shift below defined.
         if (right < 0 || right > 63)
             return fail(position, "a shift goes from 0 to 63 bits");
-        // What is shifted out on the left counts as too much; the bits of a negative number have no end.
+        // Bits that are shifted out on the left count as an overflow; a negative number is sign-extended.
         result = operation == '<' ? left * (Integer{1} << right) : left >> right;
         break;
     default:
@@ -180,8 +180,8 @@ std::optional<Value> Evaluator::floats(char operation, double left, double right
         break;
     default: return fail(position, "this operator has no meaning for floating point numbers");
     }
-    // Literals are finite, so infinity comes from an overflow; there is no way to write it in the C++ code
-    // that is made.
+    // Literals are finite, so infinity means an overflow, and it could not be written in the generated C++
+    // code.
     if (!std::isfinite(result))
         return fail(position, "the result does not fit in a double");
     return result;
@@ -203,12 +203,12 @@ std::optional<Value> Evaluator::converted(Value value, const Type& type, Positio
     switch (type.kind) {
     case TypeKind::float_:
     case TypeKind::double_: {
-        // A whole number is a valid value here, as in `const double x = 1`, though it cannot be mixed with
-        // others inside an expression.
+        // A whole number is valid here, as in `const double x = 1`, although integers and floating point
+        // numbers cannot be mixed in an expression.
         if (const auto* whole = std::get_if<Integer>(&value))
             value = static_cast<double>(*whole);
         const auto* number = std::get_if<double>(&value);
-        // Rounding to float is accepted; a number that would become infinity is not.
+        // Rounding to float is accepted, but not a number that would become infinite.
         if (number && type.kind == TypeKind::float_ && std::fabs(*number) > static_cast<double>(FLT_MAX))
             return fail(position, "this number does not fit in a float");
         return keep(number != nullptr);
@@ -223,7 +223,7 @@ std::optional<Value> Evaluator::converted(Value value, const Type& type, Positio
     }
     case TypeKind::string:
     case TypeKind::wstring: {
-        // Narrow and wide texts are not converted into each other, as their encodings are not known here.
+        // Narrow and wide texts are not converted to each other, because their encodings are unknown.
         const auto* narrow = type.kind == TypeKind::string ? std::get_if<std::string>(&value) : nullptr;
         const auto* wide = type.kind == TypeKind::wstring ? std::get_if<std::u16string>(&value) : nullptr;
         const size_t length = narrow ? narrow->size() : wide ? wide->size() : 0;

@@ -6,13 +6,13 @@
 
 namespace harbidl {
 
-// Computes constant expressions, exactly, and checks that what comes out is a value of the type that is
-// wanted. Nothing after an error.
+// Computes constant expressions exactly, and checks that the result is a value of the required type. Returns
+// nothing after an error.
 class Evaluator {
 public:
     Evaluator(Names& names, Diagnostics& diagnostics) : names_(names), diagnostics_(diagnostics) {}
 
-    // A value of the type, which stands in `scope`.
+    // The value of an expression that is used in `scope`, for that type.
     std::optional<Value> value(Scope& scope, const tree::Expression& expression, const Type& type);
     // A bound or dimension: from 1 to 2^32 - 1.
     std::optional<uint32_t> bound(Scope& scope, const tree::Expression& expression);
@@ -37,7 +37,7 @@ private:
     Diagnostics& diagnostics_;
 };
 
-// What an integer, boolean or character type can hold.
+// The range of values of an integer, boolean or character type.
 struct Range {
     Integer first;
     Integer last;

@@ -30,24 +30,25 @@ std::vector<const Interface*> withBases(const Interface& interface) {
     return all;
 }
 
-// What an interface means by a name: its own declaration, or else what its bases mean.
+// The meanings of a name in an interface: its own declaration, or else the meanings in its bases.
 std::vector<Declaration*> meaningsInInterface(const Interface& interface, const std::string& name) {
     std::vector<Declaration*> found;
     std::vector<const Interface*> open{&interface};
     std::set<const Interface*> seen;
     while (!open.empty()) {
-        // A stack instead of recursion: an inheritance may be as long as the text.
+        // A stack instead of recursion, because a chain of bases may be as long as the text.
         const Interface* const next = open.back();
         open.pop_back();
-        // Each interface once, though many paths may lead to it: a lattice of n levels has 2^n paths.
+        // Each interface is visited once, though many paths may lead to it: n levels of diamonds have 2^n
+        // paths.
         if (!seen.insert(next).second)
             continue;
         if (Declaration* own = Names::own(*next, name)) {
             if (std::find(found.begin(), found.end(), own) == found.end())
                 found.push_back(own);
         } else {
-            // In reverse, so that the first base is looked at first and the order of meanings follows the
-            // text.
+            // Pushed in reverse, so that the first base is visited first and the meanings are in the order of
+            // the text.
             open.insert(open.end(), next->bases.rbegin(), next->bases.rend());
         }
     }
@@ -89,15 +90,15 @@ bool Names::declare(Scope& scope, Declaration& declaration) {
                            known->position, "first declared here");
         return false;
     }
-    // A rule of IDL, and of C++ too: inside a class its name is that of the constructor. The outermost scope
-    // has no name.
+    // A rule of IDL and of C++: in a class its name is that of the constructor. The outermost scope has no
+    // name.
     if (scope.scope && inLowerCase(scope.name) == key) {
         diagnostics_.error(declaration.position, quoted(name) + " has the name of what it stands in",
                            scope.position, "which is this");
         return false;
     }
-    // A rule of IDL: a name that has been used in a scope must not be declared there later, since its first
-    // use would then mean something else than the text suggests.
+    // A rule of IDL: a name that has been used in a scope must not be declared there later, because its
+    // meaning would change.
     if (const auto used = scope.used.find(name); used != scope.used.end()) {
         diagnostics_.error(declaration.position, quoted(name) + " has been used here with another meaning",
                            used->second->position, "which is this");
@@ -115,7 +116,7 @@ bool Names::declare(Scope& scope, Declaration& declaration) {
             return false;
         }
     }
-    // Only now: a declaration that was refused must not look as if it were in the scope.
+    // Set last, so that a refused declaration does not look as if it were in the scope.
     declaration.scope = &scope;
     scope.names.emplace(key, &declaration);
     return true;
@@ -127,13 +128,13 @@ Declaration* Names::find(Scope& from, const tree::ScopedName& name) {
         outermost = outermost->scope;
     const tree::Identifier& first = name.parts.front();
     Declaration* found = name.global ? findIn(*outermost, first) : findFirst(from, first);
-    // The rule about used names is for the scopes of types and interfaces. A module may be opened again, and
-    // would have to remember the names of all files.
+    // The rule about used names applies to types and interfaces. A module may be reopened, and would have to
+    // store the names of all files.
     if (found && !name.global && from.kind != Declaration::Kind::module)
         from.used.emplace(first.text, found);
-    // The parts behind the first are looked up in that scope alone, never further out.
+    // The parts after the first are looked up in that scope only, never in enclosing scopes.
     for (size_t i = 1; found && i < name.parts.size(); ++i) {
-        // Null for what has a name but contains none, such as an enum.
+        // Null for a declaration that is not a scope, such as an enum.
         const auto* scope = dynamic_cast<const Scope*>(found);
         if (!scope)
             diagnostics_.error(name.parts[i].position, quoted(found->name) + " contains no names",
@@ -151,18 +152,19 @@ bool Names::knows(const Scope& from, const std::string& name) {
     return false;
 }
 
-// From the innermost scope outwards. A name that is right but for its case does not hide one that is right.
+// Searches from the innermost scope outwards. A name that differs in case does not hide one with the right
+// case.
 Declaration* Names::findFirst(Scope& from, const tree::Identifier& name) {
     const Scope* similar = nullptr;
     for (const Scope* scope = &from; scope; scope = scope->scope) {
         const std::vector<Declaration*> found = meanings(*scope, name.text);
-        // findIn() is asked again, because it reports several meanings.
+        // findIn() is called again, because it reports ambiguous names.
         if (!found.empty() && found.front()->name == name.text)
             return findIn(*scope, name);
         if (!found.empty() && !similar)
             similar = scope;
     }
-    // Reports the difference in case, and where the name that is meant is declared.
+    // Reports the difference in case, and the declaration that is probably meant.
     if (similar)
         return findIn(*similar, name);
     diagnostics_.error(name.position,
@@ -179,7 +181,7 @@ Declaration* Names::findIn(const Scope& scope, const tree::Identifier& name) {
         diagnostics_.error(name.position, quoted(name.text) + " is not declared" + where);
         return nullptr;
     }
-    // Bases of an interface may each bring a meaning; none is preferred, so the name has to be qualified.
+    // Several bases of an interface may declare the name; none has precedence, so it must be qualified.
     if (found.size() > 1) {
         diagnostics_.error(name.position, quoted(name.text) + " is inherited with several meanings");
         for (const Declaration* one : found)
@@ -197,7 +199,7 @@ Declaration* Names::findIn(const Scope& scope, const tree::Identifier& name) {
 }
 
 void Names::checkInherited(const Interface& interface) {
-    // A single base has been checked when it was defined.
+    // A single base was checked when it was defined.
     if (interface.bases.size() < 2)
         return;
     std::map<std::string, const Declaration*> calls;
@@ -206,8 +208,7 @@ void Names::checkInherited(const Interface& interface) {
             if (!isCall(*declaration))
                 continue;
             const auto [known, isNew] = calls.emplace(key, declaration);
-            // The same declaration by two paths is no conflict; an interface occurs once however often it is
-            // inherited.
+            // The same declaration by two paths is no conflict.
             if (isNew || known->second == declaration)
                 continue;
             diagnostics_.error(interface.position,

@@ -6,28 +6,29 @@
 
 namespace harbidl {
 
-// What names mean, scope by scope. Names that differ in case only are the same name, wrongly written.
+// The meanings of names in scopes. Names that differ only in case count as the same name, wrongly written.
 class Names {
 public:
     explicit Names(Diagnostics& diagnostics) : diagnostics_(diagnostics) {}
 
-    // Enters the declaration in the scope. False after an error: the name has another meaning there.
+    // Enters the declaration in the scope. False after an error, when the name already has another meaning
+    // there.
     bool declare(Scope& scope, Declaration& declaration);
 
-    // What the name is declared as in this very scope, null for nothing.
+    // The declaration of the name in this scope itself; null for none.
     static Declaration* own(const Scope& scope, const std::string& name);
 
-    // All that it could mean there: in an interface also what it inherits, unless it declares the name
+    // All meanings of the name there: in an interface also inherited ones, unless it declares the name
     // itself.
     static std::vector<Declaration*> meanings(const Scope& scope, const std::string& name);
 
-    // Whether the name means anything for what stands in `from`.
+    // Whether the name has a meaning in `from` or an enclosing scope.
     static bool knows(const Scope& from, const std::string& name);
 
-    // What the name means there. Null after an error.
+    // The meaning of the name there. Null after an error.
     Declaration* find(Scope& from, const tree::ScopedName& name);
 
-    // The operations and attributes that the bases bring must have different names.
+    // Reports operations and attributes with equal names in different bases.
     void checkInherited(const Interface& interface);
 
 private:

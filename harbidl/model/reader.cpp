@@ -6,12 +6,12 @@
 namespace harbidl {
 
 std::unique_ptr<Reading> Reading::of(std::string text, std::string name, bool warningsAreErrors) {
-    // On the heap, since the diagnostics refer to the source inside it, which must not move.
+    // On the heap, because the diagnostics refer to its source, which must not move.
     std::unique_ptr<Reading> reading(new Reading(std::move(text), std::move(name), warningsAreErrors));
     Diagnostics& diagnostics = reading->diagnostics;
     try {
         const std::vector<tree::Definition> tree = Parser(reading->source, diagnostics).specification();
-        // What a tree with holes means would be guesswork.
+        // No model is made from an incomplete tree.
         if (!diagnostics.failed())
             reading->model = Builder(reading->source, diagnostics).build(tree);
     } catch (const GiveUp&) {

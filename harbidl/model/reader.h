@@ -7,7 +7,7 @@
 
 namespace harbidl {
 
-// A definition that has been read: its text, what is wrong with it and, if nothing is, what it means.
+// A definition that has been read: its text, its errors and, if there are none, its model.
 struct Reading {
     SourceText source;
     Diagnostics diagnostics;

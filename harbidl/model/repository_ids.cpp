@@ -5,7 +5,7 @@ namespace harbidl {
 namespace {
 
 bool hasId(const Declaration& declaration) {
-    // A member is known by its place in its type, and a piece of a module by the id of the module.
+    // Members have no id of their own; a part of a module has the module's id.
     return declaration.kind != Declaration::Kind::member && declaration.kind != Declaration::Kind::opening;
 }
 
@@ -40,8 +40,7 @@ void RepositoryIds::apply(Scope& scope, const tree::Pragma& pragma) {
         setId(*declaration, pragma);
     else
         setVersion(*declaration, pragma);
-    // A second pragma may repeat what the first has said, as in a file that is included twice, and may not
-    // change it.
+    // A second pragma may repeat the first, as in a file that is included twice, but not change it.
     const bool first = fixed_.insert(declaration).second;
     if (!first && declaration->id != before)
         diagnostics_.error(pragma.name.position,
@@ -50,7 +49,7 @@ void RepositoryIds::apply(Scope& scope, const tree::Pragma& pragma) {
 
 void RepositoryIds::setId(Declaration& declaration, const tree::Pragma& pragma) {
     const size_t colon = pragma.text.find(':');
-    // Other formats, such as DCE ids, are taken as they are.
+    // Ids in other formats, such as DCE, are used unchanged.
     if (colon == 0 || colon == pragma.text.npos)
         diagnostics_.error(pragma.name.position, "a repository id has the form \"format:text\"");
     else

@@ -6,12 +6,12 @@
 
 namespace harbidl {
 
-// Gives declarations their repository ids, as the pragmas want them.
+// Assigns repository ids to declarations, including those given by pragmas.
 class RepositoryIds {
 public:
     RepositoryIds(Names& names, Diagnostics& diagnostics) : names_(names), diagnostics_(diagnostics) {}
 
-    // A prefix counts to the end of the scope and of the file that it stands in.
+    // A prefix is valid to the end of its scope and file.
     void prefix(uint32_t file, const std::string& text) { prefixes_[file] = text; }
     std::string enter(uint32_t file) { return prefixes_[file]; }
     void leave(uint32_t file, std::string prefix) { prefixes_[file] = std::move(prefix); }
@@ -27,7 +27,7 @@ private:
     Names& names_;
     Diagnostics& diagnostics_;
     std::map<uint32_t, std::string> prefixes_; // by file
-    std::set<const Declaration*> fixed_;       // whose whole id, or version, a pragma has given
+    std::set<const Declaration*> fixed_;       // declarations whose id or version was set by a pragma
 };
 
 } // namespace harbidl

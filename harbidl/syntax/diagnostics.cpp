@@ -16,8 +16,8 @@ bool isWord(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
 }
 
-// The preprocessor keeps the words of a line and not the space between them. Gives the offset in `original`
-// of what stands at `offset` in `preprocessed`, or of the macro that it came from.
+// The preprocessor keeps the words of a line but not the space between them. Returns the offset in `original`
+// of the word that is at `offset` in `preprocessed`, or of the macro from which it was expanded.
 size_t originalOffset(std::string_view original, std::string_view preprocessed, size_t offset) {
     size_t there = 0;
     for (size_t here = 0;; ++here, ++there) {
@@ -32,7 +32,7 @@ size_t originalOffset(std::string_view original, std::string_view preprocessed, 
         if (there == original.size() || original[there] != preprocessed[here])
             break;
     }
-    // The first difference may lie inside the macro's name. The caret goes to where the name begins.
+    // The difference may be inside the macro's name; the caret is set to its beginning.
     while (there > 0 && isWord(original[there - 1]))
         --there;
     return there;
@@ -41,7 +41,7 @@ size_t originalOffset(std::string_view original, std::string_view preprocessed, 
 // The line, and below it a caret at the offset.
 void printLine(std::ostream& out, std::string_view line, size_t offset) {
     constexpr size_t longest = 200;
-    // A longer line would wrap in a terminal, and the caret would point at nothing.
+    // A longer line would wrap in a terminal, and the caret would be misplaced.
     if (line.size() > longest)
         return;
     std::string shown, caret;
@@ -74,21 +74,21 @@ void Diagnostics::error(Position position, std::string text) {
 void Diagnostics::error(Position position, std::string text, Position other, std::string note) {
     add(Severity::error, position, std::move(text));
     add(Severity::note, other, std::move(note));
-    // The note has been added by now: an error is never shown without it.
+    // The note is added before this test, so that an error is never shown without it.
     if (++errors_ >= errorLimit)
         throw GiveUp();
 }
 
 void Diagnostics::warning(Position position, std::string text) {
     if (warningsAreErrors_)
-        // Errors end the reading at their own limit, so that of the warnings does not apply.
+        // Errors have their own limit, so the limit for warnings does not apply.
         error(position, std::move(text) + " [-Werror]");
     else if (++warnings_ <= warningLimit)
         add(Severity::warning, position, std::move(text));
 }
 
 void Diagnostics::note(Position position, std::string text) {
-    // The note of a warning that was dropped would be taken for one of the message before it.
+    // The note of a dropped warning would seem to belong to the previous message.
     if (!messages_.empty() && warnings_ <= warningLimit)
         add(Severity::note, position, std::move(text));
 }

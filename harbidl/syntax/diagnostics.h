@@ -8,7 +8,7 @@
 
 namespace harbidl {
 
-// Ends the work on a definition: it has had as many errors as are shown, or ends where it must not.
+// Thrown to end the work on a definition, after too many errors or at an unexpected end of the text.
 struct GiveUp {};
 
 // Collects what is wrong with a definition, to be shown to the user at the end.

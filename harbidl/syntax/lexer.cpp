@@ -83,7 +83,7 @@ const char* keywordInOtherCase(std::string_view text) {
 Token Lexer::next() {
     for (;;) {
         skipToToken();
-        // Decided here, since taking the token begins the line.
+        // Determined before the token is taken, which marks the line as begun.
         commentAbove_ = commentEnd_ > commentBegin_ && commentNextLine_ == line_ && !lineBegun_;
         if (done())
             return take(Token::Kind::end, 0);
@@ -98,7 +98,7 @@ Token Lexer::next() {
         lineBegun_ = true;
         if (c == '"' || c == '\'')
             return takeQuoted(0);
-        // Before the words, which could begin with an L as well.
+        // Tested before words, because the L could also begin a word.
         if (c == 'L' && (at(1) == '"' || at(1) == '\''))
             return takeQuoted(1);
         if (isWordStart(c))
@@ -107,7 +107,7 @@ Token Lexer::next() {
             return takeNumber();
         if (std::string_view("{}()[]<>,;:=+-*/%|^&~").find(c) != std::string_view::npos)
             return takePunctuation();
-        // One octet is passed over, so that the loop moves on whatever the file contains.
+        // One octet is skipped, so that the loop advances whatever the file contains.
         diagnostics_.error({static_cast<uint32_t>(offset_)}, shown(c) + " has no meaning here");
         ++offset_;
     }
@@ -153,14 +153,15 @@ void Lexer::skipBlockComment() {
     rememberComment(begin, firstLine);
 }
 
-// Comments on lines of their own that follow each other are one. One behind something else belongs to that.
+// Comments on lines of their own that directly follow each other count as one. A comment after a token
+// belongs to that token's line.
 void Lexer::rememberComment(size_t begin, uint32_t firstLine) {
-    // What was above is forgotten too: a token stands between it and the next one.
+    // The comment above is dropped as well, because a token is between it and the next token.
     if (lineBegun_) {
         commentBegin_ = commentEnd_ = 0;
         return;
     }
-    // A gap of an empty line begins a new comment; the one before it described something else.
+    // After an empty line a new comment begins; the previous one described something else.
     if (commentEnd_ == commentBegin_ || commentNextLine_ != firstLine)
         commentBegin_ = begin;
     commentEnd_ = offset_;
@@ -191,7 +192,7 @@ bool Lexer::endsLine(uint32_t offset) const {
     return rest.empty() || rest.starts_with("//") || rest.starts_with("/*");
 }
 
-// A line mark is taken in here. True for a pragma, which is for the parser.
+// Line marks are processed here. True for a pragma, which the parser handles.
 bool Lexer::takeDirective(Token& token) {
     const size_t begin = offset_;
     const size_t end = std::min(text().find('\n', begin), text().size());
@@ -281,7 +282,7 @@ Token Lexer::takeNumber() {
 Token Lexer::takeQuoted(size_t prefix) {
     const char quote = at(prefix);
     size_t length = prefix + 1;
-    // A literal ends in its line, so that a missing quote spoils one line and not the rest of the file.
+    // A literal ends with its line, so that a missing quote spoils one line and not the rest of the file.
     while (at(length) != quote) {
         // What is escaped does not end the literal. Which escapes exist is checked when the value is taken.
         if (at(length) == '\\' && at(length + 1) != '\n' && offset_ + length + 1 < text().size())

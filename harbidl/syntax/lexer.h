@@ -7,8 +7,8 @@
 
 namespace harbidl {
 
-// Cuts preprocessed text into tokens, and tells the SourceText of the line marks on the way. What is no token
-// is reported and passed over. The texts of tokens are pieces of the SourceText.
+// Splits preprocessed text into tokens, and passes the line marks to the SourceText. Characters that form no
+// token are reported and skipped. The texts of tokens are parts of the SourceText.
 class Lexer {
 public:
     Lexer(SourceText& source, Diagnostics& diagnostics) : source_(source), diagnostics_(diagnostics) {}

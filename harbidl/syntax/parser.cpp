@@ -18,7 +18,7 @@ bool isLaterWord(std::string_view word) {
 }
 
 Parser::Level::Level(Parser& parser) : parser_(parser) {
-    // Each level takes stack, and a source text could nest without end. The count is raised last, since the
+    // Limits the nesting, because each level uses the stack. The count is increased last, because the
     // destructor does not run when this throws.
     if (parser.depth_ == deepest)
         parser.failAt(parser.token_.position, "this is nested too deep");
@@ -28,14 +28,13 @@ Parser::Level::Level(Parser& parser) : parser_(parser) {
 // --- Tokens
 
 void Parser::advance() {
-    // The braces are counted when they are passed, not when they are seen: at a '}' the count is still that
-    // of the inside.
+    // Braces are counted when they are consumed: at a '}' the count is still that of the inside.
     previous_ = token_;
     if (token_.is("{"))
         ++braces_;
     else if (token_.is("}"))
         --braces_;
-    // Pragmas may stand anywhere. They are set aside here so that no rule of the grammar has to expect them.
+    // Pragmas may occur anywhere. They are collected here, so that no rule of the grammar has to expect them.
     for (token_ = lexer_.next(); token_.kind == Token::Kind::pragma; token_ = lexer_.next())
         takePragma();
 }
@@ -65,7 +64,7 @@ void Parser::expectAngle() {
         expect(">");
         return;
     }
-    // The token in hand becomes the second '>', which the caller outside expects. The lexer is past both.
+    // The present token becomes the second '>', for the caller outside. The lexer has already passed both.
     token_.text.remove_prefix(1);
     ++token_.position.offset;
 }
@@ -81,7 +80,7 @@ std::string Parser::found() const {
     }
 }
 
-// A word of a later language is named as what the user has tried, where the grammar stumbles over it.
+// A word of a later version of the language is named in the message when the grammar fails at it.
 void Parser::fail(const std::string& expected) {
     // "fixed" has been taken as the name of a type by then, so it is the token before.
     const bool fixedType = token_.is("<") && previous_.text == "fixed";
@@ -103,8 +102,8 @@ void Parser::failAt(Position position, const std::string& text) {
     throw SyntaxError();
 }
 
-// Goes on behind the ';' that ends what could not be read, or before the '}' that ends what it stands in,
-// which is `braces` deep.
+// Error recovery: continues after the ';' that ends the wrong construct, or before the '}' that ends the
+// enclosing body, at depth `braces`.
 void Parser::recover(int braces) {
     // The error may have left a bound half read.
     inAngles_ = false;
@@ -123,8 +122,8 @@ std::vector<tree::Definition> Parser::specification() {
     while (token_.kind != Token::Kind::end) {
         std::vector<tree::Definition> some = definitions(false);
         std::move(some.begin(), some.end(), std::back_inserter(all));
-        // definitions() stops at every '}'. There is no body to close at the top, so it is passed, or the
-        // loop would stay here.
+        // definitions() stops at every '}'. At the top level there is no body to close, so it is skipped;
+        // otherwise this loop would not advance.
         if (token_.is("}")) {
             diagnostics_.error(token_.position, "this '}' closes nothing");
             advance();
@@ -149,7 +148,7 @@ std::vector<tree::Definition> Parser::definitions(bool ofInterface) {
     // Errors in a definition lead back to this depth, however deep they were raised.
     const int braces = braces_;
     for (takePragmas(); !token_.is("}") && token_.kind != Token::Kind::end; takePragmas()) {
-        // An empty statement, common behind a body in C++, defines nothing.
+        // An empty statement, common after a body in C++, defines nothing.
         if (token_.is(";")) {
             diagnostics_.warning(token_.position, "this ';' ends nothing");
             advance();

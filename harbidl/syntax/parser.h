@@ -5,8 +5,8 @@
 
 namespace harbidl {
 
-// Recursive descent over the grammar. After an error parsing goes on behind the next ';' of the same level,
-// so that a tree may be had that lacks what could not be read. Nesting is bounded.
+// Recursive descent over the grammar. After an error parsing continues after the next ';' of the same level,
+// so that the tree lacks only what could not be parsed. Nesting is limited.
 class Parser {
 public:
     Parser(SourceText& source, Diagnostics& diagnostics)

@@ -30,8 +30,8 @@ std::vector<std::string> commandWords() {
 std::vector<std::string> wholeCommand(const std::string& file, const std::vector<std::string>& options,
                                       const std::vector<std::string>& lastFolders) {
     std::vector<std::string> command = commandWords();
-    // As C, since an unknown suffix would be taken for something to link; without the macros and headers of
-    // the machine; with comments; without opinions on text that is no C.
+    // As C, because an unknown suffix would be treated as an object file; without the macros and headers of
+    // the machine; with comments; without warnings, because the text is not C.
     for (const char* word : {"-x", "c", "-undef", "-nostdinc", "-C", "-w"})
         command.push_back(word);
     command.insert(command.end(), options.begin(), options.end());
@@ -60,8 +60,8 @@ int start(const std::vector<std::string>& command, pid_t& child) {
     }
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    // The child's standard output becomes the pipe, then its copies of both ends go. With an open end to
-    // write in either process reading would never see the end.
+    // Makes the pipe the child's standard output and closes both ends in the child. If another process had
+    // the write end open, reading would never end.
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
     posix_spawn_file_actions_addclose(&actions, ends[0]);
     posix_spawn_file_actions_addclose(&actions, ends[1]);
@@ -106,15 +106,15 @@ std::optional<std::string> preprocessed(const std::string& file, const std::vect
         return std::nullopt;
     std::string text;
     const bool whole = readAll(output, text);
-    // Before waiting: a child that still writes to a pipe that is not read would never end. Now it gets
-    // SIGPIPE.
+    // Closed before waiting: a child that still writes to the pipe would otherwise block for ever. Now it
+    // gets SIGPIPE.
     close(output);
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
     if (!whole)
         return std::nullopt;
-    // Half a text would only lead to errors that are not the user's.
+    // An incomplete text would only cause errors that are not the user's.
     if (WIFEXITED(status) && WEXITSTATUS(status) == 0)
         return text;
     std::cerr << "harbidl: the preprocessor " << commandWords().front() << " failed\n";

@@ -5,10 +5,10 @@
 #include <string_view>
 #include <vector>
 
-// Text to tree. A preprocessor (preprocessor.h) turns one definition with all that it includes into a single
-// text, which SourceText holds together with the line marks that say where each piece came from. The lexer
-// (lexer.h) cuts it into tokens, the parser (parser.h) makes the tree of tree.h out of them. Nothing here
-// knows what a name means. Mistakes go to Diagnostics (diagnostics.h) and parsing goes on.
+// From text to tree. A preprocessor (preprocessor.h) turns a definition with all included files into one
+// text, which SourceText holds together with the line marks that tell where each part comes from. The lexer
+// (lexer.h) splits it into tokens, from which the parser (parser.h) makes the tree of tree.h. Names are not
+// interpreted here. Errors are reported to Diagnostics (diagnostics.h), and parsing continues.
 
 namespace harbidl {
 
