@@ -57,9 +57,10 @@ std::string octetCount(const CORBA_OctetSequence& octets) {
     return std::to_string(octets.length()) + (octets.length() == 1 ? " octet" : " octets");
 }
 
-// The word shows that the text is there and empty.
+// "(empty)" shows that the text exists and is empty.
 std::string orEmpty(const char* text) {
-    // Texts come from whoever made the reference: what a terminal would act on is shown as dots.
+    // Texts come from the maker of the reference, so characters that a terminal would act on are replaced by
+    // dots.
     const std::string shown = printable(text);
     return shown.empty() ? "(empty)" : shown;
 }
@@ -76,8 +77,8 @@ void printHexLines(std::ostream& stream, std::span<const CORBA_Octet> octets, st
             std::snprintf(text, sizeof text, " %02x", octet);
             stream << text;
         }
-        // Each octet that is missing in the last line leaves three columns, so that the characters stay below
-        // each other.
+        // Each missing octet of the last line is replaced by three spaces, so that the characters are
+        // aligned.
         stream << std::string(3 * (width - line.size()) + 2, ' ') << printable(line) << "\n";
     }
 }
@@ -99,7 +100,8 @@ public:
 
 private:
     void profile(CORBA_ULong number, const IOP::TaggedProfile& profile) {
-        // Kept for complaints, which are made deep inside the profile and printed behind the report.
+        // Stored for error messages, which are made while the profile is decoded and printed after the
+        // report.
         place_ = "profile " + std::to_string(number);
         out_ << "\nProfile " << number << ": tag " << tagText(profile.tag, profileTags) << "\n";
         try {
@@ -111,13 +113,13 @@ private:
 
     void content(const IOP::TaggedProfile& profile) {
         switch (profile.tag) {
-        // All of these have the body of an Internet profile.
+        // All of these contain the body of an Internet profile.
         case IOP::TAG_INTERNET_IOP:
         case IOP::TAG_ALT_IIOP:
         case IOP::TAG_TRX_LOCATE:
         case IOP::TAG_TRX_LOCAL: body(IIOP::decoded(profile.profile_data)); break;
         case IOP::TAG_MULTIPLE_COMPONENTS: componentProfile(profile.profile_data); break;
-        // The content of other profiles has a form that only their maker knows.
+        // Only the maker of other profiles knows their format.
         default:
             out_ << "  Data: " << octetCount(profile.profile_data) << "\n";
             printHexLines(out_, profile.profile_data.octets(), "    ");
@@ -129,14 +131,14 @@ private:
              << "  Host: " << orEmpty(body.host.in()) << "\n"
              << "  Port: " << body.port << "\n";
         objectKey(body.object_key);
-        // Bodies of version 1.0 end behind the object key.
+        // Bodies of version 1.0 end after the object key.
         if (body.iiop_version.minor != 0)
             components(body.components);
     }
 
     void objectKey(const CORBA_OctetSequence& key) {
-        // A key is opaque to all but the ORB that has made it. Null for one of another ORB; damaged ones of
-        // our own raise.
+        // Only the ORB that made a key can interpret it. Null for a key of another ORB; a damaged key of our
+        // own raises.
         out_ << "  Object key: " << octetCount(key);
         try {
             if (const TRXRef<TRXObjectId> id{TRXUtil::id_from_key(key)}) {
@@ -155,7 +157,7 @@ private:
     void objectId(const TRXObjectId& id) {
         switch (id.type()) {
         case TRXObjectId::ID_PERSISTENT: {
-            // Each value of type() is that of one class, which makes the casts here safe.
+            // type() identifies the class, so the casts here are safe.
             const auto& named = static_cast<const TRXPersistentId&>(id);
             out_ << "    Kind: persistent\n    Repository id: " << orEmpty(named.rep_id())
                  << "\n    Object name: " << orEmpty(named.object_name()) << "\n";
@@ -182,7 +184,7 @@ private:
     }
 
     void componentProfile(const CORBA_OctetSequence& data) {
-        // The data begin with their byte order, which the reader takes.
+        // The data begin with a byte order octet, which the reader consumes.
         TRXEncapsulationReader reader(data);
         IOP::TaggedComponentSeq list;
         reader >> list;
@@ -203,8 +205,8 @@ private:
             return;
         }
         try {
-            // Decoded as a whole before anything is printed, so that a damaged component is shown as octets
-            // only.
+            // Decoded completely before anything is printed, so that a damaged component is shown only as
+            // octets.
             const CONV_FRAME::CodeSetComponentInfo info = CONV_FRAME::decoded(component);
             codeSet("Char", info.ForCharData);
             codeSet("Wide char", info.ForWcharData);
@@ -220,7 +222,7 @@ private:
     }
 
     void unreadable(const char* what, const CORBA_OctetSequence& octets, std::string_view indent) {
-        // The report goes on: other parts of the reference may be sound, and the user wants to see them.
+        // The report continues, because other parts of the reference may be valid.
         complaints.push_back(place_ + ": the " + what + " cannot be read");
         out_ << indent << "Unreadable " << what << ": " << octetCount(octets) << "\n";
         printHexLines(out_, octets.octets(), std::string(indent) + "  ");

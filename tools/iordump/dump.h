@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-// Prints everything in a reference. Characters other than printing ASCII ones become dots, since a terminal
-// could take them for commands. What cannot be decoded is printed as octets; the result names each such
-// place.
+// Prints the whole contents of a reference. Characters other than printing ASCII ones become dots, because a
+// terminal could interpret them as commands. Data that cannot be decoded are printed as octets; the result
+// has a message for each such place.
 std::vector<std::string> dump(std::ostream& stream, const IOP::IOR& ior);

@@ -20,7 +20,7 @@ constexpr char usage[] =
     "Shows what is in a stringified object reference (\"IOR:...\"), given as an argument,\n"
     "in a file or on the standard input.\n";
 
-// Why a text is no reference; `what()` is for the user.
+// The reason why a text is not a reference; `what()` is shown to the user.
 struct BadReference : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -45,11 +45,11 @@ std::string quoted(char c) {
     return std::string("octet 0x") + digits[octet >> 4] + digits[octet & 15];
 }
 
-// All that the stream holds. Raises BadReference when that is more than any reference.
+// The whole contents of the stream. Raises BadReference when they are longer than any reference.
 std::string readText(std::istream& stream) {
     std::string text;
     char part[4096];
-    // The last piece is shorter than asked for: read() fails then and has stored it all the same.
+    // The last block is shorter than requested: read() then fails, but has stored it.
     while (stream.read(part, sizeof part) || stream.gcount() > 0) {
         text.append(part, static_cast<size_t>(stream.gcount()));
         // Without a limit a device such as /dev/zero would fill the memory.
@@ -64,8 +64,8 @@ IOP::IOR readReference(std::string_view text) {
     const std::string reference(trimmed(text));
     if (reference.empty())
         throw BadReference("there is no reference");
-    // string_to_ior() would only say that the text is wrong. Its digits are checked here to tell the user
-    // where.
+    // string_to_ior() would only report that the text is wrong. The digits are checked here, to report the
+    // position.
     if (!reference.starts_with(prefix))
         throw BadReference("it does not begin with \"IOR:\"");
     const size_t wrong = reference.find_first_not_of(hexDigits, prefix.size());
@@ -87,7 +87,7 @@ int fail(const std::string& message) {
 
 int show(std::string_view text) {
     const std::vector<std::string> complaints = dump(std::cout, readReference(text));
-    // Before the complaints: a report that was not written is the failure to tell.
+    // Tested before the complaints are printed: an incomplete report is the more important failure.
     if (!std::cout.flush())
         return fail("cannot write the report");
     // On standard error, so that the report itself can be piped on.
@@ -96,7 +96,7 @@ int show(std::string_view text) {
     return complaints.empty() ? 0 : 1;
 }
 
-// `name` is what the user knows the stream by.
+// `name` is the name of the stream for messages.
 int showStream(std::istream& stream, const char* name) {
     const std::string text = stream ? readText(stream) : std::string();
     // The end of the file sets `fail` as well. A file that could not be opened has it without `eof`.

@@ -4,6 +4,6 @@
 
 #include <iosfwd>
 
-// Finds the daemon and does what the command line says; the report goes to `out`. Raises std::runtime_error
-// with a message for the user, whatever the daemon raises.
+// Finds the daemon and executes the command; the report is written to `out`. Every failure raises
+// std::runtime_error with a message for the user.
 void execute(const Choice& choice, std::ostream& out);

@@ -6,14 +6,14 @@
 
 namespace {
 
-constexpr CORBA_ULong connectSeconds = 2; // more would try again where nothing listens
+constexpr CORBA_ULong connectSeconds = 2; // with a longer limit a refused connection would be repeated
 
 int fail(const std::string& message) {
     std::cerr << "oadctl: " << message << "\n";
     return 1;
 }
 
-// Takes the words for the ORB out of those in front of the command.
+// Starts the ORB with its options, which come before the command.
 int startORB(int argc, char** argv) {
     const int before = wordsBeforeCommand(argc, argv);
     int left = before;
@@ -22,7 +22,7 @@ int startORB(int argc, char** argv) {
     std::copy(argv + before, argv + argc, argv + left);
     CORBA_BindOptions options;
     options.connectTimeout = connectSeconds;
-    options.enableRebind = 0; // not to another host's daemon
+    options.enableRebind = 0; // not to the daemon of another host
     CORBA_Object::_default_bind_options(options);
     return argc - (before - left);
 }

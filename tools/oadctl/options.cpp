@@ -62,7 +62,7 @@ CORBA_Long secondsOf(const std::string& text) {
     return value;
 }
 
-// Walks over the words of one part of the command line.
+// Iterates over the words of one part of the command line.
 class Words {
 public:
     Words(int argc, char** argv) : words_(argv, argv + argc) {}
@@ -103,7 +103,7 @@ std::string keyOf(const std::string& option) { return option.substr(0, option.fi
 
 [[noreturn]] void refuse(const std::string& option) { throw UsageError("unknown option '" + option + "'"); }
 
-// Options that may stand anywhere before the interface.
+// Options that are allowed anywhere before the interface.
 bool takeCommon(const std::string& option, Words& words, Choice& choice) {
     const std::string key = keyOf(option);
     if (key == "--oad")

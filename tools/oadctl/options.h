@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-// A command line that cannot be understood.
+// Raised for a command line with wrong usage.
 struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -17,7 +17,7 @@ struct Choice {
     enum class Action { registering, unregistering, listing, status, lookup, ending, help, version };
     Action action = Action::help;
 
-    // Where the daemon is: a reference, a file with one, or a host, which is this one unless it is given.
+    // How to find the daemon: by a reference, a file that contains one, or a host (by default this one).
     std::optional<std::string> reference;
     std::optional<std::string> referenceFile;
     std::optional<std::string> host;
@@ -37,8 +37,8 @@ struct Choice {
     std::optional<bool> ending; // destroy-on-unregister
 };
 
-// The number of words in front of the command. Words for the ORB stand among these only: behind the command
-// they are for the program that is registered.
+// The number of words before the command. Options for the ORB are recognised only there: after the command
+// they belong to the program being registered.
 int wordsBeforeCommand(int argc, char** argv);
 
 // Raises UsageError.

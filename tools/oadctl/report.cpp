@@ -40,7 +40,7 @@ std::string referenceOf(CORBA_Object* object) {
 
 // --- For people --------------------------------------------------------------------------------------------
 
-// A daemon numbers the servers that it has started by their processes, below 0.
+// The daemon gives servers that it has started the negative of their process id as number.
 std::string serverText(const Activation::ObjectStatus& status) {
     if (status.uid < 0)
         return ", process " + std::to_string(-static_cast<long>(status.uid));

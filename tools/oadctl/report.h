@@ -5,8 +5,8 @@
 #include <iosfwd>
 #include <string>
 
-// What the daemon knows, for people or as one JSON document. A listing tells how servers are started, a
-// status how they are.
+// Prints the daemon's data for people or as one JSON document. A listing has the registrations, a status the
+// states of the servers.
 
 struct ReportForm {
     bool json = false;
@@ -18,5 +18,5 @@ void report(std::ostream& out, const Activation::ImplementationStatusSeq& implem
 // Interface and name in quotes, for messages.
 std::string objectText(const std::string& interface, const std::string& name);
 
-// Without what a terminal would take for a command, and quoted for a shell where that is needed.
+// The word without characters that a terminal would act on, quoted for a shell if needed.
 std::string wordText(const std::string& word);

@@ -1,4 +1,4 @@
-// re_comp and re_exec are declared on demand only.
+// <regex.h> declares re_comp and re_exec only with this macro.
 #define _REGEX_RE_COMP
 
 #include "peerscan/implementation_table.h"
@@ -15,7 +15,7 @@ constexpr size_t longestHost = 16;
 
 bool contains(std::string_view text, std::string_view part) { return text.find(part) != text.npos; }
 
-// The collection that the table has under the key; a new one when there is none.
+// The collection for the key in the table; a new one is entered when there is none.
 template <class Collection>
 Collection& collectionAt(DSDictionary& table, const char* key) {
     const NCRef<TRXString> held = new TRXString(key);

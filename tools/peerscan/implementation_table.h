@@ -7,27 +7,27 @@
 #include <string_view>
 #include <vector>
 
-// Where an object is, what it is and what it is called.
+// The host, repository id and name of an object.
 struct ListedObject {
     std::string host;
     std::string repositoryId;
     std::optional<std::string> objectName;
 };
 
-// What a name says under which agents know an object, "<host>_<repository id>_<object name>": the host is a
-// dotted quad, the object's name everything behind the second '_'. Nothing for a text of another form, and
-// for the name of an activation daemon: the daemons are no implementations.
+// Parses the name of an object at an agent, "<host>_<repository id>_<object name>": the host is a dotted
+// address, the object name all after the second '_'. Nothing for a text of another form, and for an
+// activation daemon, which is not an implementation.
 std::optional<ListedObject> parseAgentName(std::string_view text);
 
-// One implementation as it is listed. The texts belong to the table that the row comes from.
+// One implementation in a listing. The texts are owned by the table of the row.
 struct ImplementationRow {
     const char* host;
     const char* repositoryId;
     std::vector<const char*> objectNames; // of the objects that have a name
 };
 
-// Implementations by host and repository id, each with the names of its objects; a name that is added twice
-// is there twice. Hosts are compared as texts.
+// Implementations by host and repository id, each with the names of its objects; a name added twice is listed
+// twice. Hosts are compared as texts.
 class ImplementationTable {
 public:
     bool isEmpty() const { return hosts_.isEmpty(); }

@@ -101,7 +101,7 @@ private:
 
     std::ostream& out_;
     Wanted wanted_;
-    // A listing that could not be had stays null.
+    // null for a listing that failed.
     std::string agents_ = "null";
     std::string oads_ = "null";
     std::string implementations_ = "null";

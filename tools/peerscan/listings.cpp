@@ -30,8 +30,8 @@ void complainWithout(const NCRef<DSSet>& set, const char* what, int status) {
         std::cerr << "peerscan: cannot list the " << what << ": " << reasonOf(status) << std::endl;
 }
 
-// What `ask` gets from the location service of this process. Nothing when there is none, which is `missing`,
-// or when it fails, which is said.
+// The result of `ask` for this process's location service. Nothing when the service is missing, which sets
+// `missing`, or fails, which prints a message.
 template <class Ask>
 auto throughService(Ask ask, void (*missing)() = nullptr)
     -> std::optional<decltype(ask(std::declval<ObjLocation::Agent&>()))> {
@@ -50,12 +50,11 @@ auto throughService(Ask ask, void (*missing)() = nullptr)
 
 const char* textOf(const CORBA_String_var& text) { return text.in() ? text.in() : ""; }
 
-// A daemon is known under its repository id or under the name of its interface.
+// A daemon is registered under its repository id or the name of its interface.
 constexpr const char* oadId = "IDL:tarnwicknet/Activation/OAD:1.0";
 constexpr const char* oadName = "Activation::OAD";
 
-// --- Through the location service
-// ---------------------------------------------------------------------------
+// --- Through the location service --------------------------------------------------------------------------
 
 std::vector<std::string> oadHosts(ObjLocation::Agent& agent) {
     const ObjLocation::DescSeq_var byId(agent.all_instances_descs(oadId));
@@ -84,8 +83,7 @@ void sayServiceIsMissing() {
               << "\tWill use Harbolance 2.0 peerscan mechanism" << std::endl;
 }
 
-// --- Through the agents alone
-// -------------------------------------------------------------------------------
+// --- Through the agents alone ------------------------------------------------------------------------------
 
 NCRef<DSSet> providersOf(DSUser& user, const char* repositoryId) {
     const NCRef<DSName> name = new DSName(repositoryId, dsArgType, DSServiceManual);

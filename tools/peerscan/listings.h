@@ -1,41 +1,41 @@
 #pragma once
 
-// peerscan works in two steps: the functions below ask the agents and collect a listing whole, a Report
-// (report.h) prints it as text or as JSON. main.cpp reads the options and calls both for each listing in
-// turn; implementation_table.h sorts the names of objects.
+// peerscan works in two steps: the functions below ask the agents and collect a complete listing, and a
+// Report (report.h) prints it as text or JSON. main.cpp reads the options and does both for each listing;
+// implementation_table.h groups the names of objects.
 //
-// A function returns nothing when there is no agent to ask. When a list fails, whatever the cause, it says so
-// on the standard error stream and returns what it has. Each blocks until the agents have answered or were
-// given up, and for each name of a host as long as the resolver takes.
+// A function returns nothing when there is no agent. When a list fails for any reason, it prints a message on
+// the standard error stream and returns what it has. Each blocks until the agents have answered or timed out,
+// and for each host name as long as the resolver takes.
 
 #include "agent/session/dsuser.h"
 #include "peerscan/implementation_table.h"
 
 struct AgentListing {
     int port;
-    std::vector<std::string> hosts; // the one that the session is connected to is the first
+    std::vector<std::string> hosts; // first the agent that the session is connected to
 };
 std::optional<AgentListing> listAgents(bool hostNames);
 
 struct OADListing {
-    bool isKnown; // a list could be had
+    bool isKnown; // the list was received
     std::vector<std::string> hosts;
 };
 std::optional<OADListing> listOADs(bool hostNames);
 
 struct ImplementationListing {
-    bool isKnown;                   // the names could be had
+    bool isKnown;                   // the names were received
     ImplementationTable registered; // with activation daemons
     ImplementationTable started;    // by hand
 };
-// With `backCompat` the agents are asked also where the location service answers.
+// With `backCompat` the agents are asked even if the location service answers.
 std::optional<ImplementationListing> listImplementations(bool backCompat);
 
-// The host's name by reverse look-up, or the dotted address where no name is known, or none is wanted.
+// The host's name by reverse look-up, or the dotted address when the name is unknown or not wanted.
 std::string hostText(const DSAddr& address, bool hostNames);
 
-// What a list query gave, which may be nothing. An agent may put anything into its set: records of another
-// class are left out.
+// The records of class T in a list query's result, which may be empty. An agent may put any records into its
+// set; those of other classes are left out.
 template <class T>
 std::vector<const T*> recordsOf(const NCRef<DSSet>& set) {
     std::vector<const T*> records;

@@ -16,7 +16,7 @@ using namespace harbolance;
 namespace {
 
 struct Choice {
-    bool selected = false; // a listing was asked for by name; else all of them are wanted
+    bool selected = false; // a listing was requested by an option; otherwise all are printed
     bool listAgents = false;
     bool listOADs = false;
     bool listImpls = false;
@@ -82,8 +82,7 @@ void printUsage() {
     std::cout << "\n";
 }
 
-// The session takes the number at the start of a text and ignores the rest; here all of it must be the
-// number.
+// Whether the whole text is a port number. The session itself only reads the number at the start of a text.
 bool isPort(const std::string& text) {
     int port = 0;
     const char* end = text.data() + text.size();
@@ -96,7 +95,8 @@ void complainUnlessPort(const char* source, const std::string& value) {
         std::cerr << "peerscan: " << source << ": '" << withoutControls(value) << "' is no port" << std::endl;
 }
 
-// The variable counts only where the session will read it: an option other than 0 or the default replaces it.
+// The variable matters only when the session reads it: an option other than 0 or the default port replaces
+// it.
 void complainOfPorts() {
     const auto given = SessionOptions::current()->option("ORBagentport");
     if (given && *given != "0")
@@ -142,15 +142,15 @@ void waitForReturn() {
 } // namespace
 
 int main(int argc, char** argv) {
-    // When the reader closes the pipe, the session still has to tell its agent that it ends.
+    // When the reader closes the pipe the session must still log out.
     std::signal(SIGPIPE, SIG_IGN);
-    // The library prints some messages on the standard output. A JSON document has to be alone there, so
-    // these go to the standard error stream.
+    // The library prints some messages on the standard output. That would spoil a JSON document, so they are
+    // redirected to the standard error stream.
     std::ostream out(std::cout.rdbuf());
     if (std::any_of(argv, argv + argc, [](const char* word) { return std::string_view(word) == "--json"; }))
         std::cout.rdbuf(std::cerr.rdbuf());
     CORBA_ORB_init(argc, argv, nullptr);
-    // Words for an object adapter are taken out by the adapter, which this program does not have.
+    // Options of an object adapter are removed here, because this program does not make one.
     if (TRXORB* orb = TRXORB::current())
         orb->parse(argc, argv, "-OA");
     const Choice choice = readOptions(argc, argv);

@@ -4,8 +4,8 @@
 
 #include <memory>
 
-// Prints listings, each at most once. Control characters in what agents tell are replaced or escaped, so that
-// they cannot control the user's terminal.
+// Prints listings, each at most once. Control characters in texts from agents are replaced or escaped, so
+// that they cannot affect the user's terminal.
 class Report {
 public:
     virtual ~Report() = default;
@@ -25,7 +25,7 @@ public:
 // Text, flushed after each line.
 std::unique_ptr<Report> textReport(std::ostream& out);
 
-// One JSON document, written by `end`, with a member for each wanted listing; null where there is none. It is
+// One JSON document, written by `end`, with a member for each wanted listing; null for a failed one. It is
 // UTF-8: an octet that belongs to no character becomes U+FFFD, and control characters are escaped.
 struct Wanted {
     bool agents;

@@ -47,7 +47,7 @@ public:
     bool end() override { return static_cast<bool>(out_.flush()); }
 
 private:
-    // Nothing at all when the table has entries of which none matches.
+    // Prints nothing when the table has entries but none matches.
     bool group(const ImplementationTable& table, const char* expression, bool hostNames, const char* nothing,
                const char* heading) {
         if (table.isEmpty()) {
