@@ -2,8 +2,8 @@
 //
 //     announce IDL:Bank/Account:1.0=Alice IDL:Bank/Account:1.0=Bob
 //
-// What a program needs to register something with an agent stands in `main`, in seven steps. The rest of this
-// file reads the command line.
+// The steps by which a program registers something with an agent are in `main`, numbered 1 to 7. The rest of
+// this file reads the command line.
 
 #include <harbolance/agent.h>
 #include <harbolance/corba.h>
@@ -102,7 +102,7 @@ Options parse(int argc, char** argv) {
     return options;
 }
 
-// What is registered of one object.
+// The registrations of one object.
 struct Announced {
     std::vector<std::string> names;
     std::string reference;
@@ -139,19 +139,19 @@ Announced announcedAs(const std::string& object, const DSAddr& address) {
 // registered, and registers it again with the next agent when one goes away.
 bool announce(DSUser& session, const std::string& text, const std::string& reference, int serviceType,
               const DSAddr& address) {
-    NCRef<DSResource> value; // an extra record, which travels with the name
+    NCRef<DSResource> value; // an extra record, sent with the name
     if (!reference.empty())
         value = new DSName(reference.c_str(), dsArgType, DSServiceReference);
     const DSName name(text.c_str(), dsArgType, serviceType, value.get());
     const NCRef<DSProvider> provider = new DSProvider(name, address);
     const int status = session.registerProvider(provider.get());
-    // Objects with one reference share the names of their interface.
+    // Objects with the same reference share the names of their interface.
     if (status != DSUser::done && status != DSUser::knownProvider)
         std::cerr << "announce: the agent did not take " << text << " (status " << status << ")\n";
     return status == DSUser::done;
 }
 
-// SIGTERM and SIGINT as input of the event loop, so that the process ends from `main`.
+// SIGTERM and SIGINT as input of the event loop, so that the process ends in `main`.
 class Stop : public dpIOHandler {
 public:
     Stop() {
@@ -182,7 +182,7 @@ private:
 } // namespace
 
 int main(int argc, char** argv) {
-    // 1. A reader of the output who goes away is no reason to end.
+    // 1. The reader of the output may go away; that must not end the process.
     std::signal(SIGPIPE, SIG_IGN);
 
     // 2. The ORB takes its own options (-ORB..., -OA...) out of the command line.
@@ -204,8 +204,8 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    // 5. Each name is registered by itself. From here on a signal must not end the process at once: see
-    // step 7.
+    // 5. Each name is registered separately. From here on a signal must not end the process at once: see step
+    // 7.
     Stop stop;
     size_t taken = 0;
     for (const std::string& object : options.objects) {
@@ -217,7 +217,7 @@ int main(int argc, char** argv) {
     std::cout << "announce: " << taken << " names at agent " << session->agentAddr().dottedAddr()
               << std::endl;
 
-    // 6. The event loop keeps the session alive: a process that does not turn it is given up by the agent.
+    // 6. The event loop keeps the session alive: the agent drops a process that does not run it.
     while (!stop.requested)
         dpDispatcher::instance()->dispatch();
 

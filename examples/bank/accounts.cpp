@@ -12,7 +12,7 @@ void AccountImpl::enter(const char* what, CORBA::Double amount) {
     Bank::Entry& last = _entries[_entries.length() - 1];
     last.what = what;
     last.amount = amount;
-    // The client's object answers although the client waits for this very call. It may not live any more.
+    // The client's object can answer although the client is waiting for this call. It may also be gone.
     try {
         if (!CORBA::is_nil(_listener))
             _listener->changed(_owner, last, _balance);

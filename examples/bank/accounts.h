@@ -5,8 +5,8 @@
 #include <map>
 #include <string>
 
-// The servants of the bank. Each interface has one, and a servant of a derived interface is made of those of
-// its bases, as the interface is of them.
+// The servants of the bank, one class per interface. The servant of a derived interface derives from the
+// servants of its bases.
 
 class AccountImpl : public virtual _sk_Bank::_sk_Account {
 public:

@@ -43,7 +43,7 @@ BenchEcho::Octets octets(CORBA::ULong count) {
     return result;
 }
 
-// Each makes `count` calls.
+// Each function makes `count` calls.
 class Cases {
 public:
     explicit Cases(BenchEcho::Echo_ptr echo) : echo_(echo) {}
@@ -89,7 +89,8 @@ public:
     }
 
     void pipe64(int count) {
-        // Binds the stub, which may be forwarded; its own operations would have to be repeated then.
+        // Binds the stub first, since the server may forward it; the measured operations would otherwise have
+        // to be repeated.
         echo_->null();
         TRXStubInfo& stub = *TRXStubInfo::of(echo_);
         std::array<CORBA::MarshalOutBuffer_var, 64> window;

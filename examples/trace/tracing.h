@@ -2,10 +2,10 @@
 
 // Prints what passes: interceptors of the three kinds, and how a program installs them.
 //
-// An interceptor derives from the class of its kind and overrides the steps that it wants to see; the others
-// do nothing. A client has a factory asked for an interceptor of each new stub, a server one for each new
-// connection; bindings have one interceptor for all. All are counted: `add` takes a reference, so the one
-// that `new` gives is handed back.
+// An interceptor derives from the class of its kind and overrides the steps that it needs; the others do
+// nothing. The client's factory is called for each new stub, the server's for each new connection; there is
+// one interceptor for all bindings. All are reference-counted: `add` adds a reference, so the one from `new`
+// is released afterwards.
 
 #include <harbolance/corba.h>
 
@@ -13,7 +13,7 @@
 
 namespace tracing {
 
-// Where a stub's calls go.
+// Prints where a stub's calls are sent.
 class Bindings : public TRXBindInterceptor {
 public:
     void bind_succeeded(IOP::IOR& ior, CORBA::Object_ptr, int, TRXClosure&) override {
@@ -30,7 +30,7 @@ public:
     CORBA::MarshalOutBuffer_ptr send_request(const GIOP::RequestHeader& header,
                                              CORBA::MarshalOutBuffer_ptr buffer, TRXClosure&) override {
         std::cout << "-> " << header.operation << ", " << buffer->offset() << " octets" << std::endl;
-        return nullptr; // the request leaves as it is
+        return nullptr; // the request is sent unchanged
     }
     CORBA::MarshalInBuffer_ptr receive_reply(const GIOP::ReplyHeader&, CORBA::MarshalInBuffer_ptr buffer,
                                              CORBA::Object_ptr, TRXClosure&) override {
@@ -39,7 +39,8 @@ public:
     }
     void exception_occurred(CORBA::ULong, CORBA::Environment& environment, TRXClosure&) override {
         std::cout << "<- " << environment.exception()->_name() << std::endl;
-        environment.exception()->_raise(); // the only interceptor of a stub absorbs what it does not raise
+        // The only interceptor of a stub absorbs an exception that it does not raise.
+        environment.exception()->_raise();
     }
 };
 
@@ -48,7 +49,7 @@ public:
     TRXClientInterceptor* create(CORBA::Object_ptr) override { return new Requests; }
 };
 
-// What one client asks of a server. The closure keeps a value from one step of a request to the next ones.
+// Prints a client's requests. The closure keeps a value from one step of a request to the next.
 class Served : public TRXServerInterceptor {
 public:
     CORBA::MarshalInBuffer_ptr receive_request(const GIOP::RequestHeader& header, CORBA::Object_ptr&,
