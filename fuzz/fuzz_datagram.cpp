@@ -1,4 +1,5 @@
-// The input is what follows the length word of a datagram. What can be decoded has to survive another trip.
+// The input is the part of a datagram after the length word. A decoded record must be the same after it is
+// encoded and decoded again.
 
 #include "fuzzing.h"
 

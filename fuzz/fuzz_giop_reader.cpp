@@ -1,5 +1,6 @@
-// The input is what a peer sends over one connection, behind an octet that says in how large pieces it comes.
-// The pieces must not matter, and every message has to be what the stream says at that place.
+// The first octet of the input is the size of the pieces in which the rest is sent, as a peer would send it
+// on one connection. The size must not matter, and every message must be the one that is in the stream at
+// that place.
 
 #include "fuzzing.h"
 
@@ -36,7 +37,7 @@ std::string fieldsOf(TRXGIOPMessage* message) {
     return {};
 }
 
-// What a message is, and what stands behind its headers.
+// A text for comparison: the message and the contents after its headers.
 std::string outcomeOf(CORBA_MarshalInBuffer* body, const GIOP::MessageHeader& header) {
     std::string outcome(1, static_cast<char>(header.message_type));
     try {
@@ -90,7 +91,7 @@ private:
     std::vector<std::string> outcomes_;
 };
 
-// The same by hand, over the whole stream at once.
+// The expected result, computed directly from the whole stream.
 std::vector<std::string> expected(const uint8_t* data, size_t size, bool& partial) {
     std::vector<std::string> outcomes;
     size_t at = 0;

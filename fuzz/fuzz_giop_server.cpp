@@ -1,8 +1,7 @@
-// The input is what a client sends to a server over one connection: an octet that says in how large pieces it
-// comes, and then messages. Each begins with an octet of flags. Either a count follows, and so many octets
-// that are sent as they are, or an operation, two octets of a count, and so many octets of arguments, which
-// are sent as a request to the servant. The pieces must not matter, and the server must not connect
-// anywhere.
+// The first octet of the input is the size of the pieces in which a client's stream is sent to a server.
+// Messages follow, each beginning with an octet of flags: either a count and so many octets, which are sent
+// unchanged; or an operation, a count of two octets and so many octets of arguments, which are sent as a
+// request to the servant. The size of the pieces must not matter, and the server must not connect anywhere.
 
 #include "fuzzing.h"
 #include "hostile_skel.h"
@@ -21,7 +20,7 @@
 
 using namespace harbolance;
 
-// Takes the place of the system's.
+// Replaces the system's function.
 extern "C" int connect(int, const sockaddr*, socklen_t) {
     require(false, "what comes in is not called");
     return -1;
@@ -121,7 +120,7 @@ private:
     bool little_;
 };
 
-// Takes the next of the input's parts away.
+// Removes the next part from the input and returns it.
 std::string_view part(std::string_view& input, size_t count) {
     const std::string_view taken = input.substr(0, count);
     input.remove_prefix(taken.size());
@@ -152,7 +151,7 @@ std::string nextMessage(std::string_view& input, CORBA_ULong id) {
 
 // --- The connection ----------------------------------------------------------------------------------------
 
-// What comes back for octets that come in pieces.
+// The server's answers to the stream, sent in pieces.
 std::string answers(const std::string& stream, size_t piece) {
     int fds[2];
     require(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds) == 0, "there are sockets");

@@ -1,5 +1,4 @@
-// The input is preprocessed text of a definition. What the compiler understands of it is printed in all its
-// forms.
+// The input is the preprocessed text of a definition. The compiler's model of it is printed in all forms.
 
 #include "fuzzing.h"
 

@@ -1,5 +1,5 @@
-// The input is a reference as text. One that can be read has to come back from its own text, and everything
-// inside it is read as whoever gets a reference would.
+// The input is a stringified reference. A valid one must be the same after it is converted to text and back,
+// and all its contents are decoded as a receiver would do.
 
 #include "fuzzing.h"
 

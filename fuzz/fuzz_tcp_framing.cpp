@@ -1,5 +1,5 @@
-// The input is what a peer sends over one connection, behind an octet that says in how large pieces it comes.
-// The pieces must not matter.
+// The first octet of the input is the size of the pieces in which the rest is sent on one connection. The
+// size must not matter.
 
 #include "fuzzing.h"
 
@@ -16,7 +16,7 @@ namespace {
 
 constexpr size_t longestInput = 16 * 1024; // a socket pair takes it at once
 
-// What a receiver makes of the octets: a status per message, with the message as it would send it on.
+// A receiver's results for the octets: a status per message, with the message encoded again.
 class Receiver {
 public:
     Receiver() {

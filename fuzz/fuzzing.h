@@ -1,7 +1,7 @@
 #pragma once
 
-// What the fuzz targets share. A target is one function over one input; libFuzzer calls it, or the replay
-// driver (replay.cpp) in a build without clang.
+// Shared by the fuzz targets. A target is one function of one input; libFuzzer calls it, or the replay driver
+// (replay.cpp) in a build without clang.
 
 #include <cstddef>
 #include <cstdint>
@@ -16,13 +16,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 // has to be refused.
 inline bool inputRefused = false;
 
-// The complaints of the decoders cost more than the decoding.
+// Switched off, because printing complaints costs more than decoding.
 inline void silenceComplaints() {
     std::cout.setstate(std::ios::failbit);
     std::cerr.setstate(std::ios::failbit);
 }
 
-// A finding: ends the process, which keeps the input.
+// Reports a finding by ending the process; the fuzzer keeps the input.
 inline void require(bool holds, const char* fact) {
     if (holds)
         return;
@@ -30,7 +30,8 @@ inline void require(bool holds, const char* fact) {
     std::abort();
 }
 
-// Members of a set travel in table order, and those whose probe runs meet may change places with each trip.
+// Members of a set are streamed in table order, and members with colliding hashes may change places each
+// time.
 inline bool mayChangeOrder(std::string_view encoded) {
     return encoded.find("DSSet") != std::string_view::npos ||
            encoded.find("DSDictionary") != std::string_view::npos;
