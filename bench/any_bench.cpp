@@ -1,5 +1,5 @@
-// What TypeCodes and Anys cost: a struct with 20 members, of 5 types. Each figure comes with the number of
-// allocations that one turn makes.
+// The cost of TypeCodes and Anys: a struct with 20 members of 5 types. Each figure comes with the number of
+// allocations per iteration.
 
 #include "allocations.h"
 #include "marshal/any/any_access.h"

@@ -1,6 +1,6 @@
-// What it costs to understand definitions: the parser with the model behind it, over 10,000 and 100,000
-// lines. The yardstick is the preprocessor alone on the same lines. Both in milliseconds of processor time,
-// in turns, so that they see the same machine; each figure is the best of its rounds.
+// The cost of parsing definitions and making their model, for 10,000 and 100,000 lines, compared with the
+// preprocessor alone on the same lines. Both are in milliseconds of processor time and run alternately, so
+// that they see the same machine; each figure is the best of its rounds.
 
 #include "model/reader.h"
 #include "syntax/preprocessor.h"
@@ -25,7 +25,7 @@ constexpr double preprocessorLimit = 3;
 constexpr double growthLimit = 12; // for ten times the lines
 constexpr int rounds = 7;
 
-// What definitions usually are: modules with a bit of everything, used from one to the next.
+// A typical definition: modules with several kinds of declarations, each used by the next module.
 std::string module(int number) {
     const std::string name = "Unit" + std::to_string(number);
     const std::string before = number == 0 ? "Unit0" : "Unit" + std::to_string(number - 1);
@@ -65,7 +65,7 @@ std::string module(int number) {
            "};\n";
 }
 
-// A file with as many lines, for as long as this lives.
+// A file with so many lines, which is removed with this object.
 class DefinitionFile {
 public:
     explicit DefinitionFile(int lines) {
@@ -77,7 +77,7 @@ public:
             file << module(i);
     }
     ~DefinitionFile() {
-        std::error_code ignored; // a folder that stays is no fault of what is measured
+        std::error_code ignored; // a folder that remains does not affect the measurement
         std::filesystem::remove_all(folder_, ignored);
     }
     DefinitionFile(const DefinitionFile&) = delete;
@@ -113,7 +113,7 @@ struct Figures {
                 understood = false;
                 return;
             }
-            malloc_trim(0); // the compiler begins without memory too
+            malloc_trim(0); // the compiler also starts without free memory
             const double own = processorMilliseconds(RUSAGE_SELF);
             const auto result = harbidl::Reading::of(std::move(*text), file.path());
             reading = std::min(reading, processorMilliseconds(RUSAGE_SELF) - own);

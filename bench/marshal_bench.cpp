@@ -1,5 +1,5 @@
-// The price of the typed streams against loops written by hand for exactly one layout. Each pair of figures
-// is from the same run; what counts is their ratio.
+// The cost of the typed streams, compared with loops written by hand for exactly one layout. Each pair of
+// figures is from the same run; only their ratio matters.
 
 #include "allocations.h"
 #include "marshal/cdr/buffer_pool.h"
@@ -49,7 +49,7 @@ RecordSeq makeRecords() {
     return records;
 }
 
-// The yardstick: the same octets, the same bounds, no streams.
+// The code to compare with: the same octets and bounds checks, without streams.
 class HandWriter {
 public:
     HandWriter(char* data, size_t capacity) : data_(data), capacity_(capacity) {}
@@ -161,7 +161,7 @@ void writeRecords(benchmark::State& state) {
 }
 BENCHMARK(writeRecords);
 
-// Into objects that are made for it, as for a caller's result.
+// Into newly made objects, as for a caller's result.
 void readFreshRecordsByHand(benchmark::State& state) {
     CORBA_MarshalOutBuffer source(ampleCapacity);
     source << makeRecords();
@@ -192,7 +192,7 @@ void readFreshRecords(benchmark::State& state) {
 }
 BENCHMARK(readFreshRecords);
 
-// Over what an earlier message left: nothing has to be allocated.
+// Over the values of an earlier message, so that nothing has to be allocated.
 void readRecordsByHand(benchmark::State& state) {
     struct HandRecord {
         CORBA_Long number;

@@ -1,5 +1,5 @@
-// The yardstick of call_ratios.py: what a broker has to do for a call and nothing else. Octets that are
-// not encoded, static buffers, `select` before every message, 12 octets of header and then the body.
+// The program that call_ratios.py compares with: the minimum that a broker must do for a call. The octets are
+// not encoded, buffers are static, each message takes a `select`, 12 octets of header and the body.
 //
 //     plain_echo server                                      prints its port and serves until it is ended
 //     plain_echo client PORT CASE COUNT REQUEST REPLY        as bench-echo-client, with messages of so many
@@ -179,7 +179,7 @@ int main(int argc, char** argv) {
     constexpr uint32_t header = sizeof(Header);
     const std::string name = argv[3];
     const bool first = name == "first";
-    // Or the pages would all be one page of zeroes, which costs less.
+    // Otherwise all pages would be the same zero page, which costs less.
     std::memset(outgoing, 1, std::min<size_t>(static_cast<size_t>(std::atoi(argv[5])), sizeof outgoing));
     const int count = first ? 1 : std::atoi(argv[4]);
     Client client(std::atoi(argv[2]), static_cast<uint32_t>(std::atoi(argv[5])) - header,

@@ -1,5 +1,5 @@
-// What it costs to encode and decode a set of 10,000 providers, each with a value of its own. The yardstick
-// is building the same objects in memory through their constructors and adding them to a set.
+// The cost of encoding and decoding a set of 10,000 providers, each with its own value, compared with
+// constructing the same objects in memory and adding them to a set.
 //
 // `RecordsRatio` does the three in turns, so that they see the same machine, and reports the milliseconds of
 // processor time of each and the two quotients beside the limits that they are held to. Destroying what was
