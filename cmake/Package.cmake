@@ -12,7 +12,7 @@ install(FILES ${CMAKE_BINARY_DIR}/HarbolanceConfig.cmake ${CMAKE_BINARY_DIR}/Har
     DESTINATION ${package_dir})
 install(FILES ${CMAKE_CURRENT_LIST_DIR}/HarbidlGenerate.cmake DESTINATION ${package_dir})
 
-# Relative, so that the file stays true under `cmake --install --prefix`.
+# Relative, so that the file is also right after `cmake --install --prefix`.
 file(RELATIVE_PATH pkgconfig_to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" pkgconfig_to_prefix ${pkgconfig_to_prefix})
 configure_file(${CMAKE_CURRENT_LIST_DIR}/harbolance.pc.in ${CMAKE_BINARY_DIR}/harbolance.pc @ONLY)

@@ -1,4 +1,4 @@
-# One switch for every target: a program with half of its code instrumented reports nonsense.
+# One switch for all targets, because a program of which only a part is instrumented gives false reports.
 if(HARBOLANCE_SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=address,undefined)
