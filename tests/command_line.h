@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-// A command line to parse, and what is left of it.
+// A command line to be parsed, and the words left after that.
 class CommandLine {
 public:
     CommandLine(std::initializer_list<const char*> words) : words_(words.begin(), words.end()) {

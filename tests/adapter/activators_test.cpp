@@ -4,7 +4,7 @@
 
 namespace {
 
-// Makes a servant for each id, which it makes ready itself; its acts stand in a text.
+// Makes a servant for each id and makes it ready itself; records its calls in a text.
 class Keeper : public Activator {
 public:
     explicit Keeper(TRXAdapter& adapter) : adapter_(adapter) {}
@@ -60,7 +60,7 @@ TEST(Services, haveAServantForEachIdThatIsAskedFor) {
         EXPECT_EQ(keeper.take(), row.acts);
     }
     EXPECT_EQ(found(adapter, serviced("Farm", "7")), "nil");
-    // One that is taken back is not there until it has gone; then comes the next.
+    // While a servant is being taken back the object does not exist; afterwards a new one is made.
     CORBA_Object_var seven(adapter.find(serviced("Zoo", "7")));
     CORBA_OctetSequence_var id(adapter.get_id(seven));
     EXPECT_EQ(*id, octets("7"));
@@ -69,7 +69,7 @@ TEST(Services, haveAServantForEachIdThatIsAskedFor) {
     seven = CORBA_Object::_nil();
     EXPECT_EQ(found(adapter, serviced("Zoo", "7")), "7");
     EXPECT_EQ(keeper.take(), "+7");
-    // The record of the service has the last reference.
+    // The record of the service holds the last reference.
     const int before = Animal::alive;
     {
         CORBA_Object* eight = adapter.find(serviced("Zoo", "8"));
@@ -87,7 +87,7 @@ TEST(Services, haveAServantForEachIdThatIsAskedFor) {
     EXPECT_EQ(found(adapter, keyOf(TRXSkelInfo::of(unknown)->id())), notThere);
 }
 
-// In any order of their ends.
+// Whatever is destroyed first.
 TEST(Services, endWithTheirAdapter) {
     CORBA_Object_var held, takenBack;
     {
@@ -109,7 +109,7 @@ TEST(Implementations, haveTheirServantFromTheFirstUseToTheEnd) {
     Keeper keeper(adapter);
     TRXEXT_ActivationImplDef definition("IDL:Zoo/Animal:1.0", "owl", octets("7"), &keeper);
     adapter.obj_is_ready(nullptr, &definition);
-    adapter.obj_is_ready(nullptr, &definition); // is there already
+    adapter.obj_is_ready(nullptr, &definition); // ready already
     const CORBA_OctetSequence key = named("IDL:Zoo/Animal:1.0", "owl");
     CORBA_Object_var proxy(adapter.find(key));
     EXPECT_EQ(proxy->_type_info(), &baseType);

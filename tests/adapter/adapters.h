@@ -73,7 +73,7 @@ inline CORBA_OctetSequence serviced(const char* service, const char* id) {
     return keyOf(new TRXServiceId(service, octets(id)));
 }
 
-// What a search gives: the object's name, "nil", or the name of the exception.
+// The result of a search: the object's name, "nil", or the name of the exception.
 inline std::string found(TRXAdapter& adapter, const CORBA_OctetSequence& key) {
     try {
         const CORBA_Object_var object(adapter.find(key));
@@ -83,7 +83,7 @@ inline std::string found(TRXAdapter& adapter, const CORBA_OctetSequence& key) {
     }
 }
 
-// The minor code, completion and name of what is raised, or "nothing".
+// The minor code, completion and name of the exception raised, or "nothing".
 template <class Step>
 std::string raised(Step step) {
     try {

@@ -5,7 +5,7 @@
 
 namespace {
 
-// The server of calls inside the process, which runs what every server runs between request and reply.
+// The server of calls inside the process, which executes the same steps as every server.
 
 class Guard : public Animal {
 public:
@@ -32,7 +32,7 @@ constexpr TRXMethod methods[] = {{"answer", answer}};
 const CORBA_TypeInfo Guard::type("Zoo::Guard", "IDL:Zoo/Guard:1.0", nullptr, &baseType);
 const CORBA_TypeInfo Guard::skeletons("Zoo::Guard", 1, methods);
 
-// Status and content of the reply to one call with the number 7.
+// Status and contents of the reply to one call with request id 7.
 std::string called(TRXGIOPServer& server, CORBA_Object* target, const char* operation = "answer",
                    bool expected = true) {
     CORBA_MarshalOutBuffer buffer(255);

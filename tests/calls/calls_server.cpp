@@ -1,7 +1,7 @@
-// Serves an Echo with the name of the first argument, or without one, and prints its reference. The usual
-// options come after it; CALLS_CONNECTIONS in the environment limits the connections,
-// CALLS_POLICY is the activation policy. With CALLS_KIND=both the object is a Both, which goes again when
-// something comes on standard input; with CALLS_KIND=service it is one object of the service of that name.
+// Serves an Echo, named by the first argument or unnamed, and prints its reference. The usual options follow
+// it. In the environment, CALLS_CONNECTIONS limits the connections and CALLS_POLICY is the activation policy.
+// With CALLS_KIND=both the object is a Both, which is taken out of service when something arrives on standard
+// input; with CALLS_KIND=service it is one object of the service of that name.
 
 #include "echo_servant.h"
 #include "net/dispatcher.h"

@@ -60,7 +60,7 @@ TEST_F(GIOPConnections, FiveIdleOnesAreKeptAndOneGoesAtSix) {
     TRXConnection* const first = &uses[0]->connection();
     uses[0].reset();
     EXPECT_EQ(GIOPUse(all.connection(first))->connection().state(), TRXConnection::CONNECTED);
-    uses.resize(2); // and four more
+    uses.resize(2); // and four others
     EXPECT_EQ(FakeConnection::alive, 6);
     uses.clear();
     EXPECT_EQ(FakeConnection::alive, 5);
@@ -84,9 +84,9 @@ TEST_F(GIOPConnections, OneWithoutUsersGoesAtOnceWhenItIsClosedOrNothingMayBeIdl
 TEST_F(GIOPConnections, AtTheLimitOneOnWhichNothingIsOutstandingMakesRoom) {
     all.max_connections(1);
     use().reset();
-    GIOPUse active = use(); // the idle one went
+    GIOPUse active = use(); // the idle one was closed
     EXPECT_EQ(FakeConnection::alive, 1);
-    GIOPUse second = use(); // its users find the other one closed
+    GIOPUse second = use(); // users of the first one find it closed
     EXPECT_EQ(active->connection().state(), TRXConnection::CLOSED);
     EXPECT_EQ(all.connections(), 1U);
 }

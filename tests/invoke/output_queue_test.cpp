@@ -15,7 +15,7 @@ using harbolance::OutputQueue;
 
 namespace {
 
-// One end of a pair of sockets; the test reads the other one.
+// One end of a socket pair; the test reads the other one.
 class PairedConnection final : public StubConnection {
 public:
     PairedConnection() : StubConnection(78) {
@@ -26,7 +26,7 @@ public:
     }
     ~PairedConnection() override { ::close(_peer); }
 
-    // What has arrived.
+    // The octets that have arrived.
     std::string arrived() const {
         std::string all;
         std::vector<char> octets(1 << 20);
@@ -81,7 +81,7 @@ TEST(OutputQueue, WhatTheSocketDoesNotTakeOfBorrowedOctetsIsCopied) {
 }
 
 TEST(OutputQueue, AMessageWhoseRestCannotBeKeptEndsTheStream) {
-    // A buffer cannot hold so many octets together with others.
+    // A buffer cannot contain so many octets together with others.
     const CORBA_ULong count = UINT32_MAX;
     void* const octets =
         ::mmap(nullptr, count, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);

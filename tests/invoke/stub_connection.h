@@ -2,7 +2,7 @@
 
 #include "invoke/transport/vconn.h"
 
-// A connection that is there and does nothing; the tests give it what they need.
+// A connection that does nothing; tests override the operations that they need.
 class StubConnection : public TRXConnection {
 public:
     explicit StubConnection(CORBA_ULong tag) : TRXConnection(tag) { _state = CONNECTED; }

@@ -33,7 +33,7 @@ struct Thing : CORBA_Object {
     const CORBA_TypeInfo* _type_info() const override { return &thingType; }
 };
 
-// A daemon in this process, which writes down what it is asked. Everything is registered with it.
+// A daemon in this process, which records the questions it gets. Every object is registered with it.
 struct Daemon : Activation::OAD {
     Daemon() { _object_name("daemon"); }
 
@@ -66,7 +66,7 @@ TEST(Adapter, speaksWithTheDaemonOfItsHost) {
     auto* daemon = new Daemon;
     const CORBA_Object_var held(daemon), thing(new Thing);
     boa->obj_is_ready(daemon);
-    EXPECT_EQ(daemon->take(), ""); // it does not register with itself
+    EXPECT_EQ(daemon->take(), ""); // a daemon does not register its own objects
     boa->obj_is_ready(thing);
     EXPECT_EQ(daemon->take(), " IDL:Test/Thing:1.0 one 77");
     EXPECT_EQ(dynamic_cast<TRXAdapter&>(*boa).activation_policy(), UNSHARED_SERVER);

@@ -1,5 +1,5 @@
-// Prints the process that serves the object of the command line, a reference or a name, once for each line
-// that is typed, or the name of the exception that the call has raised.
+// For each line on standard input calls the object of the command line, a reference or a name, and prints the
+// number of the process that serves it, or the name of the exception raised.
 
 #include "activated_stub.h"
 

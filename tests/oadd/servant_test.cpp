@@ -139,7 +139,7 @@ TEST_F(OaddServant, activeObjects) {
     EXPECT_THROW(activate(object("IDL:X:1.0", "Anna"), "IDL:X:1.0"), Activation::NotRegistered);
     EXPECT_EQ(state("Anna"), Activation::active);
     EXPECT_EQ(state(""), Activation::active);
-    // The same object, as an adapter has it once the daemon has taken it.
+    // The same object, with the reference that its adapter has after the daemon has registered it.
     const CORBA_Object_var here(references->toHere({account, "Anna"}));
     EXPECT_EQ(activate(here, account), std::string(account) + " Anna");
     oad->boa_deactivate_obj(here.in(), account, 5);

@@ -5,8 +5,8 @@
 
 #include <cstring>
 
-// Generated stubs and skeletons face to face: what a stub writes goes to the servant's skeleton, and what
-// that writes goes back, without a connection.
+// Generated stubs and skeletons without a connection: the request written by a stub is passed to the
+// servant's skeleton, and the reply back.
 
 namespace {
 
@@ -16,7 +16,7 @@ std::string octetsOf(const auto& value) {
     return {out.data(), out.offset()};
 }
 
-// TypeCodes that are made before an ORB starts stay for ever.
+// TypeCodes made before an ORB starts are never freed.
 class Started : public testing::Environment {
     void SetUp() override { CORBA_ORB_init(); }
 };
@@ -150,7 +150,7 @@ private:
 
 // --- The client --------------------------------------------------------------------------------------------
 
-// Its calls go to a servant. It is no stub, since these want an ORB.
+// Its calls go to a servant. It is no stub, since stubs need an ORB.
 class Client : public Calls::Both {
 public:
     explicit Client(CORBA_Object* servant) : _servant(CORBA_Object::_duplicate(servant)) {}
@@ -178,8 +178,8 @@ public:
     }
 
     bool twoWay = true;
-    bool absorbed = false; // the replies
-    int transient = 0;     // so many calls are to be made again
+    bool absorbed = false; // whether replies are absorbed
+    int transient = 0;     // number of calls that must be repeated
 
 private:
     CORBA_Object_var _servant;
@@ -217,7 +217,7 @@ protected:
             EXPECT_EQ(octetsOf(inout), octetsOf(a));
         }
     }
-    // Of strings and references, by their holders.
+    // For strings and references, by their holders.
     template <class Holder, class Operation>
     void expectHeld(Operation operation, Holder a, Holder c) {
         Holder b, inout = c;
@@ -255,7 +255,8 @@ TEST_F(GeneratedCalls, ValuesOfEveryKindGoThereAndComeBack) {
     expectVariable(&Root::lines, Calls::_tc_Lines);
 }
 
-// Memory that the next request uses, but not that of a call that goes on, nor a servant's, nor for ever.
+// The kept memory is reused by the next request, but not during a call that is in progress, and is not kept
+// for ever.
 TEST(ReusedArgument, KeepsItsOwnMemoryForAWhile) {
     const std::string large(3 << 20, '\0');
     const CORBA_MarshalInBuffer little("", 0), much(large.data(), static_cast<CORBA_ULong>(large.size()));

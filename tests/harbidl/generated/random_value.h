@@ -9,7 +9,7 @@
 
 using namespace harbolance;
 
-// CDR in the order that is not the host's.
+// CDR in the byte order that is not the host's.
 class OtherOrderBuffer : public CORBA_MarshalOutBuffer {
 public:
     OtherOrderBuffer() : CORBA_MarshalOutBuffer(255) { demand_single_values(); }
@@ -50,7 +50,7 @@ private:
     }
 };
 
-// Writes values of any type, the same ones to each stream that it is given with the same seed.
+// Writes random values of any type; with the same seed the same values to each stream.
 class RandomValue {
 public:
     explicit RandomValue(unsigned seed) : random_(seed) {}
@@ -122,7 +122,8 @@ private:
             write(out, content, depth + 1);
     }
 
-    // A label of the union. That of the default is an octet, and stands for a value that no label has.
+    // A random label of the union. The label of the default is an octet; then a value without a label is
+    // written.
     void writeUnion(TRXostream& out, const CORBA_TypeCode_var& type, int depth) {
         const CORBA_ULong branch = below(type->member_count());
         if (static_cast<CORBA_Long>(branch) != type->default_index()) {

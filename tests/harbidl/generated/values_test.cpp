@@ -31,7 +31,7 @@ void read(const std::string& octets, T& value) {
     in >> value;
 }
 
-// What a value prints on a terminal.
+// The text that a value prints on a terminal.
 template <class T>
 std::string printed(const T& value) {
     std::ostringstream text;
@@ -41,7 +41,7 @@ std::string printed(const T& value) {
     return text.str();
 }
 
-// TypeCodes are used by what runs before `main`. Later ones are counted, as when the ORB has started.
+// TypeCodes are used before `main`. Those made later are counted, as after the start of the ORB.
 CORBA_TypeCode* const earlyBelow = Tree::_tc_Branch->member_type(1);
 const std::string earlyName = _tc_Tree->name();
 const bool started = (harbolance::TypeCodeAccess::startUp(), true);
@@ -72,7 +72,7 @@ TEST(GeneratedTypeCodes, HaveTheNamesOfTheirDefinition) {
     EXPECT_STREQ(CORBA_Repository::_type.name(), "CORBA::Repository");
 }
 
-// Also when what is inside is asked for first, and before the ORB has started.
+// Also when an inner type is used first, and before the ORB has started.
 TEST(GeneratedTypeCodes, CloseTheirRecursion) {
     EXPECT_EQ(CORBA_TypeCode_var(earlyBelow->content_type()).in(), _tc_Tree.get());
     const CORBA_TypeCode_var pairs = _tc_Tree->member_type(3);
@@ -105,7 +105,7 @@ TEST(GeneratedValues, BeyondTheirBoundsAreRefused) {
     EXPECT_THROW(CORBA_Any(_tc_Suit, new CORBA_ULong(4), 1) >>= suit, CORBA_BAD_PARAM);
 }
 
-// A count that the octets cannot hold costs nothing.
+// A count that the octets cannot contain costs no memory.
 TEST(GeneratedValues, HaveAMinimumSize) {
     static_assert(Numbers::_minimum_octets == 49 && ByShort::_minimum_octets == 2);
     TextsSeq texts;
@@ -272,7 +272,7 @@ TEST(GeneratedInterfaces, TravelAsReferences) {
     EXPECT_FALSE(any >>= untouched);
 }
 
-// What travels of a profile's body depends on its version.
+// The version of a profile's body determines which members are marshalled.
 TEST(OwnInterfaces, DescIsWrittenByTheVersionInIt) {
     ObjLocation::Desc desc;
     desc.profile.components.length(1);
