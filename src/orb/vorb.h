@@ -19,8 +19,9 @@ class TRXGIOPConnFactory;
 // calls return the same one. The library owns it. Null for an unknown id.
 //
 // Every call removes the -ORB options and those of the modules from `argv`, keeps the order of the other
-// words, stores the options in the ORB's properties and applies them; a faulty option ends the process with a
-// message. The first call also
+// words, stores the options in the ORB's properties and applies them; an option
+// without its value, or with a value that a module refuses, ends the process with a message. Other bad values
+// are ignored or read as far as they are numbers. The first call also
 //   - makes a failing `operator new` raise CORBA_NO_RESOURCES with errno as minor code,
 //   - makes SIGINT and SIGTERM shut the ORB down and end the process with status 0, unless the program
 //     handles or ignores the signal,
