@@ -2,14 +2,14 @@
 #include "adapter/skel_info.h"
 #include "adapter/vgsrv.h"
 
-// How a request is served: from its header to its reply.
+// How a request is served, from reading its header to sending its reply.
 
 using namespace harbolance;
 
 namespace {
 
-// What activators, interceptors and servants raise in a step, or null. They may throw anything, and it is the
-// client's answer: the connection goes on.
+// Runs a step and returns what it raised, or null. Activators, interceptors and servants may throw anything;
+// the client gets it as the answer, and the connection goes on.
 template <class Step>
 std::unique_ptr<CORBA_Exception> raisedBy(Step step) {
     try {
@@ -22,8 +22,9 @@ std::unique_ptr<CORBA_Exception> raisedBy(Step step) {
     }
 }
 
-// Hears what becomes of a reply that could not leave at once; destroys itself. What the interceptor throws
-// ends here: the request is over, and what writes for the connection has others to tell.
+// Notifies the interceptor of the result of a reply that could not be sent at once; destroys itself.
+// Exceptions of the interceptor are dropped: the request is over, and the connection has other observers to
+// notify.
 class ReplyObserver final : public OutputObserver {
 public:
     ReplyObserver(TRXGIOPMessage* message, RequestInProgress& progress, CORBA_Object* target,
@@ -45,7 +46,7 @@ public:
     }
 
 private:
-    TRXRef<TRXGIOPMessage> _message; // `_header` is a part of it
+    TRXRef<TRXGIOPMessage> _message; // owns `_header`
     const GIOP::RequestHeader& _header;
     GIOP::ReplyHeader _reply;
     CORBA_Object_var _target;
@@ -55,7 +56,7 @@ private:
 
 } // namespace
 
-// Tells the process what is being served, for as long as it is.
+// Publishes the request being served in the global table while it exists.
 class TRXGIOPServer::Published {
 public:
     Published(CORBA_Object* target, TRXAdapter* adapter, TRXGIOPConn* connection,
@@ -86,8 +87,8 @@ CORBA_MarshalOutBuffer* TRXGIOPServer::prepare_reply(CORBA_Object* object, void*
 
 CORBA_MarshalOutBuffer* TRXGIOPServer::begin_reply(RequestInProgress& progress, CORBA_Object* object) {
     if (!progress.reply.in()) {
-        // The shared buffer may hold the reply of a request that this one interrupts, or one that waits to
-        // leave.
+        // The shared buffer may contain the reply of a request that this one interrupts, or a reply that
+        // waits to be sent.
         const bool shared = _reply.in() && _reply->_refcount() == 1;
         if (shared)
             progress.reply = _reply;
@@ -111,12 +112,12 @@ void TRXGIOPServer::write_exception(RequestInProgress& progress, const CORBA_Exc
     try {
         write_one_exception(progress, exception);
     } catch (const CORBA_SystemException& failure) {
-        // The exception has a member that cannot be written. The caller gets a reply all the same.
+        // A member of the exception cannot be written. The client gets a reply with that failure instead.
         write_one_exception(progress, failure);
     }
 }
 
-// In a buffer of its own: the skeleton may have begun to write results into the other.
+// Written to another buffer, because the skeleton may have begun to write results to the first one.
 void TRXGIOPServer::write_one_exception(RequestInProgress& progress, const CORBA_Exception& exception) {
     const bool system = CORBA_Exception::_is_a(&exception, CORBA_SystemException::_descriptor());
     progress.reply_header.reply_status = system ? GIOP::SYSTEM_EXCEPTION : GIOP::USER_EXCEPTION;
@@ -137,7 +138,7 @@ void TRXGIOPServer::write_forward(RequestInProgress& progress, CORBA_Object* tar
 
 // --- The call ----------------------------------------------------------------------------------------------
 
-// What the call raised, or null.
+// Calls the servant; returns what was raised, or null.
 TRXGIOPServer::Raised TRXGIOPServer::call(CORBA_MarshalInBuffer& in, RequestInProgress& progress,
                                           CORBA_Object* target) {
     const GIOP::RequestHeader& header = progress.request;
@@ -154,8 +155,8 @@ TRXGIOPServer::Raised TRXGIOPServer::call(CORBA_MarshalInBuffer& in, RequestInPr
 
 // --- Requests ----------------------------------------------------------------------------------------------
 
-// Serves the request of `progress`, whose arguments are in `in`, by `target`; `raised` is what looking for it
-// has raised. Afterwards `progress.reply` is the reply, if one is expected.
+// Serves the request of `progress`, with the arguments in `in`, by `target`; `raised` is the exception of the
+// search for the target, or null. Afterwards `progress.reply` is the reply, if one is expected.
 void TRXGIOPServer::serve(RequestInProgress& progress, CORBA_MarshalInBuffer* in, CORBA_Object_var& target,
                           Raised raised) {
     CORBA_MarshalInBuffer_var replacement;
@@ -182,7 +183,8 @@ void TRXGIOPServer::serve(RequestInProgress& progress, CORBA_MarshalInBuffer* in
         reply_exception(progress, target.in(), std::move(raised));
 }
 
-// The interceptor may replace the target and the arguments. What it raises is returned.
+// Passes the request to the interceptor, which may replace the target and the arguments. Returns what it
+// raised.
 TRXGIOPServer::Raised TRXGIOPServer::show_request(RequestInProgress& progress, CORBA_MarshalInBuffer* in,
                                                   CORBA_Object_var& target,
                                                   CORBA_MarshalInBuffer_var& replacement) {
@@ -193,8 +195,8 @@ TRXGIOPServer::Raised TRXGIOPServer::show_request(RequestInProgress& progress, C
     });
 }
 
-// The interceptor may replace the reply, by a buffer or by the exception that is returned: one that it has
-// put into the environment, or raised.
+// Passes the reply to the interceptor, which may replace it by another buffer, or by an exception that it
+// places in the environment or raises; that exception is returned.
 TRXGIOPServer::Raised TRXGIOPServer::show_reply(RequestInProgress& progress, CORBA_Object* target) {
     if (!_interceptor)
         return nullptr;
@@ -248,8 +250,8 @@ void TRXGIOPServer::request(TRXGIOPRequest* message, TRXGlobalTable*, TRXServerI
         send(message, progress, target.in(), interceptor);
 }
 
-// A failure of an intercepted reply ends here: the interceptor has been told, and the connection's end will
-// be seen. So does what the interceptor raises then: the request is over.
+// A failure to send an intercepted reply ends here: the interceptor is told, and the end of the connection
+// will be noticed. Exceptions of the interceptor are dropped then, because the request is over.
 void TRXGIOPServer::send(TRXGIOPMessage* message, RequestInProgress& progress, CORBA_Object* target,
                          TRXServerInterceptor* interceptor) {
     if (!interceptor) {
@@ -283,7 +285,7 @@ void TRXGIOPServer::execute_local(GIOP::RequestHeader& header, CORBA_MarshalOutB
     serve(progress, &in, served, nullptr);
     if (!header.response_expected)
         return;
-    if (progress.reply.in() != buffer) { // an interceptor has put another one in its place
+    if (progress.reply.in() != buffer) { // an interceptor has replaced it
         buffer->rewind();
         buffer->write_raw(progress.reply->data(), progress.reply->offset());
     }

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <chrono>
 
-// A connection's messages: what each asks for, and what ends the connection. Requests are served in
+// The messages of one connection: how each is handled, and what ends the connection. Requests are served in
 // dispatch.cpp.
 
 using namespace harbolance;
@@ -16,7 +16,7 @@ namespace {
 
 constinit CORBA_UShort inProgress = 0;
 
-// The address of calls inside this process, for interceptors; the caller's.
+// The profile given to interceptors for calls inside this process; the caller owns it.
 IOP::TaggedProfile* localProfile() {
     IIOP::ProfileBody body;
     body.iiop_version = {1, 1};
@@ -32,8 +32,8 @@ bool endsWithItsClient(const TRXAdapter* adapter) {
 
 } // namespace
 
-// Counts a message that is being handled. A count, since a servant that calls out may be interrupted by the
-// next.
+// Counts the messages being handled. There may be several, because a servant that makes a call may be
+// interrupted by the next request.
 class TRXGIOPServer::Busy {
 public:
     explicit Busy(TRXGIOPServer& server) : _server(server) {
@@ -52,7 +52,7 @@ private:
     TRXGIOPServer& _server;
 };
 
-// Replies may wait for each other. Who makes it sees to it that they leave.
+// While it exists, replies may wait for each other. The code that makes it must push them in the end.
 class TRXGIOPServer::Gathering {
 public:
     explicit Gathering(TRXGIOPConn& connection)
@@ -96,7 +96,7 @@ int TRXGIOPServer::inputReady(int) {
     const auto self = TRXRef<TRXGIOPServer>::duplicate(this);
     const Busy busy(*this);
     try {
-        _connection->push_replies(); // to requests before the one that waits in its servant
+        _connection->push_replies(); // to earlier requests than the one that waits in its servant
         serve_next();
         if (has_more())
             serve_more();
@@ -104,10 +104,10 @@ int TRXGIOPServer::inputReady(int) {
         end(failure);
         return -1;
     } catch (const CORBA_Exception& exception) {
-        // The message cannot be read, so there is no request to reply to.
+        // The message cannot be decoded, so there is no request to reply to.
         end(exception, false);
     } catch (...) {
-        // An interceptor has thrown what it must not; the others' connections go on.
+        // An interceptor has thrown an exception that it must not throw; other connections go on.
         end(CORBA_UNKNOWN());
         return -1;
     }
@@ -124,8 +124,8 @@ bool TRXGIOPServer::has_more() const {
     return _connection->has_message() && _adapter && _adapter->is_active();
 }
 
-// What has come behind the first message; the replies leave together. Only while it takes no time: then
-// what has been replied leaves, and the other connections have their turn.
+// Serves further requests that have already arrived; their replies are sent together. Stops after a time
+// limit: then the replies are sent, and other connections are served.
 void TRXGIOPServer::serve_more() {
     using Clock = std::chrono::steady_clock;
     const Gathering gathering(*_connection);
@@ -153,7 +153,7 @@ int TRXGIOPServer::exceptionRaised(int) {
 }
 
 void TRXGIOPServer::end(const CORBA_Exception& why, bool telling) {
-    // What the interceptor does may turn the event loop, in which the connection must not end once more.
+    // The interceptor may run the event loop, in which the connection must not be ended again.
     _connection->unregister_io();
     _connection->fail_output(why);
     if (telling)
@@ -168,7 +168,7 @@ void TRXGIOPServer::tell_disconnected(bool byServer) {
     try {
         _interceptor->disconnected(byServer);
     } catch (...) {
-        // There is no request that it could fail, and the connection ends all the same.
+        // There is no request that could get the exception, and the connection is ended anyway.
     }
 }
 
@@ -178,7 +178,7 @@ void TRXGIOPServer::adapter_gone() {
 }
 
 void TRXGIOPServer::close() {
-    _connection->unregister_io(); // no request is served while the interceptor hears of the end
+    _connection->unregister_io(); // serves no request while the interceptor is told of the end
     tell_disconnected(true);
     _connection->send_close(0);
     _connection->unregister_io();
@@ -210,13 +210,13 @@ void TRXGIOPServer::handle(TRXGIOPMessage* message, TRXGlobalTable* table) {
     }
 }
 
-// A request that is in its servant runs to its end, and its reply goes out.
+// Ignored: a request that its servant has begun runs to its end, and its reply is sent.
 void TRXGIOPServer::cancel(TRXGIOPCancelRequest*) {}
 
 void TRXGIOPServer::message_error(TRXGIOPMessage*) {}
 
-// The object of a key, or null for a key that leads to none: it may be of another ORB, or cut short, or name
-// an object that has gone. What an activator raises passes.
+// The object of a key, or null when the key leads to none: it may belong to another ORB, be truncated, or
+// name an object that is gone. Exceptions of an activator are passed on.
 CORBA_Object* TRXGIOPServer::find(const CORBA_OctetSequence& key) {
     bool fromCache = false;
     try {
@@ -236,8 +236,8 @@ void TRXGIOPServer::locate(TRXGIOPLocateRequest* message) {
     std::unique_ptr<IOP::IOR> forward;
     GIOP::LocateReplyHeader reply;
     reply.request_id = header.request_id;
-    // An activator or interceptor that fails, whatever it throws, has no object to name. What an interceptor
-    // raises when it is told of the outcome changes nothing.
+    // When an activator or interceptor fails, by any exception, there is no object. Exceptions of an
+    // interceptor when it is told of the result change nothing.
     const auto ask = [](auto step) {
         try {
             step();

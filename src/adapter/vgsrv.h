@@ -8,7 +8,7 @@
 
 namespace harbolance {
 
-// One request while it is served. A skeleton hands it back for the reply buffer (`pdata`).
+// One request while it is served. A skeleton passes it back (`pdata`) to get the reply buffer.
 struct RequestInProgress {
     RequestInProgress(TRXGIOPServer& servedBy, const GIOP::RequestHeader& header)
         : server(servedBy), request(header) {
@@ -19,24 +19,25 @@ struct RequestInProgress {
     const GIOP::RequestHeader& request;
     GIOP::ReplyHeader reply_header;
     CORBA_MarshalOutBuffer_var reply; // null until the reply is begun
-    TRXClosure closure;               // of the server's interceptors
+    TRXClosure closure;               // for the server's interceptors
     bool prepared = false;            // the reply's header has been written
-    bool preparing = false; // the interceptor is asked for the header, or has raised then: not again
-    bool local = false;     // inside this process: no message header
+    bool preparing = false; // the interceptor is being asked for the header, or has raised: do not ask again
+    bool local = false;     // a call inside this process: no message header
 };
 
 } // namespace harbolance
 
-// The server's half of one accepted connection: reads messages, finds the target through the adapter, drives
-// the skeleton, and queues the reply. A servant may call out and so turn the event loop: other requests, on
-// this connection too, are then served inside its call.
+// The server's side of one accepted connection: reads messages, finds the target through the adapter, calls
+// the skeleton, and queues the reply. A servant may make calls and so run the event loop: other requests,
+// also on this connection, are then served inside its call (reentrancy).
 class TRXGIOPServer : public dpIOHandler, public TRXResource {
 public:
-    // Takes a use of its own. With `reuseReply` one buffer serves for the replies of the connection.
+    // Takes its own use of the connection. With `reuseReply` one buffer is used for all replies of the
+    // connection.
     TRXGIOPServer(TRXAdapter* adapter, TRXGIOPConn* connection, bool reuseReply);
     TRXGIOPServer(const TRXGIOPServer&) = delete;
     TRXGIOPServer& operator=(const TRXGIOPServer&) = delete;
-    // An adapter that serves one client or one call shuts the process down.
+    // The server of an adapter that serves one client or one call shuts the process down.
     ~TRXGIOPServer() override;
 
     int inputReady(int fd) override;
@@ -49,21 +50,23 @@ public:
     virtual void request(TRXGIOPRequest* message, TRXGlobalTable* table, TRXServerInterceptor* interceptor);
     virtual void cancel(TRXGIOPCancelRequest* message);
     virtual void message_error(TRXGIOPMessage* message);
-    // Tells the client and gives one reference back.
+    // Tells the client, and releases one reference.
     virtual void close();
 
-    // The adapter leaves while a request is being served: that one ends, and no further one is read.
+    // Call when the adapter is destroyed while a request is being served: that request is finished, and no
+    // other is read.
     void adapter_gone();
 
-    // The buffer for the results of the request behind `pdata`, its header written; the caller's.
+    // The buffer for the results of the request `pdata`, with its header written; the caller owns it.
     static CORBA_MarshalOutBuffer* prepare_reply(CORBA_Object* object, void* pdata);
-    // Serves a request of this process. The arguments in `buffer` become the reply, without a message header.
+    // Serves a request of this process. The arguments in `buffer` are replaced by the reply, without a
+    // message header.
     void execute_local(GIOP::RequestHeader& header, CORBA_MarshalOutBuffer* buffer, CORBA_Object* target);
 
     TRXGIOPConn* connection() const { return _connection.get(); } // stays the server's; null for local calls
     int fd() const { return _fd; }
     CORBA_ULong busy() const { return _busy; } // requests being served on this connection
-    static CORBA_UShort in_progress();         // on all connections
+    static CORBA_UShort in_progress();         // on all connections of the process
 
 private:
     class Busy;
@@ -93,18 +96,18 @@ private:
     void tell_disconnected(bool byServer);
 
     harbolance::TargetCache _cache;
-    TRXAdapter* _adapter; // not counted; null for local calls, and when it has gone
+    TRXAdapter* _adapter; // not owned; null for local calls, and after the adapter is destroyed
     harbolance::GIOPUse _connection;
     TRXRef<TRXServerInterceptor> _interceptor;
     CORBA_MarshalOutBuffer_var _reply; // when replies share a buffer
     int _fd = -1;
     CORBA_ULong _busy = 0;
-    bool _ended = false; // the interceptor has heard of it
+    bool _ended = false; // the interceptor has been told of it
 };
 
 namespace harbolance {
 
-// The server of calls inside this process.
+// Serves calls inside this process.
 class InProcessServer final : public LocalCalls {
 public:
     void execute(GIOP::RequestHeader& header, CORBA_MarshalOutBuffer* buffer, CORBA_Object* target) override;

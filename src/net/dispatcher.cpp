@@ -19,7 +19,7 @@ dpDispatcher* globalDispatcher = nullptr;
 int turnCounter = 0;
 
 void checkRange(int fd, int mask) {
-    // A number beyond the tables is a missing check of the caller; going on would write outside them.
+    // A number outside the tables is a caller's bug; continuing would write out of bounds.
     if (fd < 0 || fd >= dpDispatcher::maxDescriptors || mask < dpDispatcher::readMask ||
         mask > dpDispatcher::exceptMask)
         std::abort();
@@ -31,7 +31,7 @@ int nextReady(int from, int end, const dpFdMask& r, const dpFdMask& w, const dpF
     for (int base = from - from % bits; base < end; base += bits) {
         const auto index = static_cast<size_t>(base / bits);
         uint64_t word = r.word(index) | w.word(index) | e.word(index);
-        // The first word may begin below `from`: those bits belong to the other half of the turn.
+        // The first word may contain bits below `from`; they belong to the other half of the turn.
         if (base < from)
             word &= ~uint64_t{0} << (from - base);
         if (word != 0)
@@ -40,7 +40,7 @@ int nextReady(int from, int end, const dpFdMask& r, const dpFdMask& w, const dpF
     return end;
 }
 
-// A `select` on one descriptor that does not wait fails when it is closed, or when a signal comes.
+// Tests by a `select` on this descriptor alone that does not wait; it fails when the descriptor is closed.
 bool isClosed(int fd) {
     int result = 0;
     do {
@@ -116,7 +116,7 @@ int dpDispatcher::setReady(int fd, int mask) {
 }
 
 bool dpDispatcher::dispatch(long& sec, long& usec) {
-    // The arithmetic below takes microseconds below a million only; callers may pass any number.
+    // timeSum needs microseconds below a million; callers may pass any number.
     timeval limit = timeSum({sec, 0}, {usec / 1000000, usec % 1000000});
     if (limit.tv_sec < 0 || limit.tv_usec < 0)
         limit = {};
@@ -130,8 +130,9 @@ bool dpDispatcher::dispatch(long& sec, long& usec) {
 }
 
 bool dpDispatcher::dispatch(timeval* limit) {
-    // Left over here are the descriptors of an outer turn, or of one that an exception ended. `select` will
-    // report again what it had reported; what had been marked ready would be lost.
+    // These descriptors are left over from an outer turn, or from a turn that an exception ended. `select`
+    // will report again what it has reported, but descriptors marked as ready would be lost, so they are
+    // marked again.
     for (int mask = readMask; selectedFromReady_ && mask <= exceptMask; ++mask) {
         ready_[mask].add(selected_[mask]);
         marked_ = true;
@@ -160,7 +161,7 @@ bool dpDispatcher::dispatch() { return dispatch(nullptr); }
 
 void dpDispatcher::linkDraining(int fd, dpIOHandler* handler) { link(fd, readMask, handler); }
 
-// `select` looks at what is there.
+// `select` reports what is left unread anyway.
 void dpDispatcher::leftUnread(int) {}
 
 void dpDispatcher::notServed(const dpFdMask&) {}
@@ -181,7 +182,7 @@ void dpDispatcher::detach(int fd) {
         selected_[mask].reset(fd);
         handlers_[mask][fd] = nullptr;
     }
-    // Kept tight: `select` and each turn walk all numbers below `nfds_`.
+    // `nfds_` must be as small as possible, because `select` and each turn examine all numbers below it.
     if (fd == nfds_ - 1) {
         while (nfds_ > 0 && !hasHandler(nfds_ - 1))
             --nfds_;
@@ -192,7 +193,7 @@ int dpDispatcher::fillInReady(dpFdMask& r, dpFdMask& w, dpFdMask& e) {
     r = ready_[readMask];
     w = ready_[writeMask];
     e = ready_[exceptMask];
-    // Each mark is good for one call: a handler that wants another says so by its result.
+    // A mark causes a single call; a handler requests another one by its result.
     for (dpFdMask& mask : ready_)
         mask.clear();
     marked_ = false;
@@ -200,8 +201,8 @@ int dpDispatcher::fillInReady(dpFdMask& r, dpFdMask& w, dpFdMask& e) {
 }
 
 int dpDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit) {
-    // `select` counts a limit down: kept over the repeats, so that signals don't lengthen the wait, but not
-    // in the caller's value.
+    // `select` reduces its limit to the time remaining. The reduced value is kept over the repeats, so that
+    // signals don't lengthen the wait; the caller's value is not changed.
     timeval left = limit ? *limit : timeval{};
     if (left.tv_sec < 0 || left.tv_usec < 0)
         left = {};
@@ -220,29 +221,30 @@ int dpDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit)
 
 void dpDispatcher::notify(int nfound, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
     turnCounter = turnCounter == INT_MAX ? 0 : turnCounter + 1;
-    // The order is that of the descriptors linked now, however handlers move `nfds_`: every bit gets its
-    // turn.
+    // The range is fixed before handlers change `nfds_`, so that every bit is served.
     const int end = nfds_;
     serving_ = true;
     if (nfound > 0 && end > 0) {
-        const int first = nfound > 1 ? turnCounter % end : 0; // a single one has no order
+        const int first = nfound > 1 ? turnCounter % end : 0; // one descriptor has no order
         nfound = serveRange(first, end, nfound, r, w, e);
         if (nfound > 0)
             serveRange(0, first, nfound, r, w, e);
     }
     serving_ = false;
-    // After the descriptors: a reply that has already come is served before its time-out is reported.
+    // Timers run after the descriptors, so that a reply that has arrived is served before its time-out is
+    // reported.
     if (!timers_.empty())
         timers_.expire(monotonicTime(), timeOfDay());
 }
 
 int dpDispatcher::serveRange(int from, int end, int nfound, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
-    // The sets are searched afresh after each handler: it may unlink, and an inner turn empties them.
+    // The sets are searched again after each handler, which may unlink descriptors; a nested turn empties the
+    // sets.
     for (int fd = from; nfound > 0; ++fd) {
         fd = nextReady(fd, end, r, w, e);
         if (fd == end)
             break;
-        // Each is looked at behind the call for the one before, which may have changed it.
+        // Each set is tested after the previous call, which may have changed it.
         if (r.test(fd)) {
             serve(fd, readMask, r);
             --nfound;
@@ -259,9 +261,9 @@ int dpDispatcher::serveRange(int from, int end, int nfound, dpFdMask& r, dpFdMas
     return nfound;
 }
 
-// What is in the set, and taken out of it.
+// Calls the handler of a descriptor in the set, and removes it from the set.
 void dpDispatcher::serve(int fd, int mask, dpFdMask& ready) {
-    // Before the call: a turn inside the handler must not find this bit again.
+    // Removed before the call, so that a nested turn does not serve this bit again.
     ready.reset(fd);
     dpIOHandler* const called = handlers_[mask][fd];
     if (!called)
@@ -274,8 +276,8 @@ void dpDispatcher::serve(int fd, int mask, dpFdMask& ready) {
     default: result = called->exceptionRaised(fd); break;
     }
 
-    // The result is about the link that was called. The handler may have linked another connection under the
-    // number meanwhile, which it does not concern.
+    // The result applies to the handler that was called. If it has linked another handler under this number,
+    // the result does not concern that one.
     if (handlers_[mask][fd] != called)
         return;
     if (result < 0)
@@ -303,7 +305,7 @@ void dpDispatcher::handleError() {
     const int error = errno;
     if (error == EINTR)
         return;
-    // Any other error would come back at once from each further wait.
+    // Any other error would be returned at once by every further wait.
     if (error != EBADF) {
         perror("Dispatcher: select");
         standardOutput() << "Dispatcher::handleError: Select error (" << error << ")\n";
@@ -311,7 +313,8 @@ void dpDispatcher::handleError() {
     }
     const int before = watched_[readMask].count();
     checkConnections();
-    // When none of the readers was closed the wait would fail again, for ever.
+    // When no closed descriptor was found among the readers, the others must be tested, or the wait would
+    // fail for ever.
     if (watched_[readMask].count() == before) {
         dropClosed(writeMask);
         dropClosed(exceptMask);

@@ -20,8 +20,9 @@
 // turn a private dispatcher of its own, which keeps this one still for that time. It may destroy other
 // handlers, and itself, once they are unlinked and their timers stopped. It must not destroy the dispatcher.
 //
-// A turn inside a turn takes over what the outer one has not served yet; nothing is lost and nothing is
-// called for input that the inner turn has already consumed. The outer turn then only has its timers left.
+// A nested turn takes over the ready descriptors that the outer turn has not served yet. No event is lost,
+// and no handler is called for input that the nested turn has already consumed. The outer turn then only has
+// its timers left.
 
 #include "net/timer_queue.h"
 
@@ -32,8 +33,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// What can be linked to a dispatcher. The result of the first three says what happens next: negative, drop
-// this descriptor; positive, call me again for it without waiting; 0, nothing.
+// A handler that can be linked to a dispatcher. The result of the first three operations: negative, unlink
+// this descriptor; positive, call again for it without waiting; 0, nothing.
 //
 // Handlers are not owned by the dispatcher: unlink the descriptors and stop the timers before destroying one.
 class dpIOHandler {
@@ -42,7 +43,7 @@ public:
     virtual int inputReady(int fd);
     virtual int outputReady(int fd);
     virtual int exceptionRaised(int fd);
-    // The time of day, not the time that the timer was set for.
+    // Called with the time of day, not with the time that the timer was set for.
     virtual void timerExpired(long sec, long usec);
 };
 
@@ -57,7 +58,7 @@ public:
     void reset(int fd) { wordOf(fd) &= ~bitOf(fd); }
     bool test(int fd) const { return (words_[static_cast<size_t>(fd) / wordBits] & bitOf(fd)) != 0; }
     bool anySet() const {
-        uint64_t any = 0; // without an exit from the loop, which takes a few instructions then
+        uint64_t any = 0; // no early exit: the whole loop takes only a few instructions
         for (const uint64_t word : words_)
             any |= word;
         return any != 0;
@@ -81,12 +82,13 @@ static_assert(sizeof(dpFdMask) == sizeof(fd_set) && alignof(dpFdMask) >= alignof
 static_assert(sizeof(long) == sizeof(uint64_t) || std::endian::native == std::endian::little,
               "fd_set is an array of long");
 
-// A loop over descriptors with a queue of timers. This class waits by `select`; the global instance, which
-// serves the long-lived connections, by `epoll` (epoll_dispatcher.h). A wait that must keep everything else
-// out makes a dispatcher of its own on the stack. Descriptors are never closed; unlink one before closing it.
+// A loop over descriptors, with a queue of timers. This class waits by `select`; the global instance, which
+// serves the long-lived connections, waits by `epoll` (epoll_dispatcher.h). A wait that must serve nothing
+// else makes a private dispatcher on the stack. Descriptors are never closed here; unlink one before closing
+// it.
 //
 // A descriptor outside 0..255 or an unknown mask in `link`, `handler` or `setReady` ends the process by
-// `abort`: compare with `maxDescriptors` what a peer can make you open.
+// `abort`. Compare descriptors that a peer can make you open with `maxDescriptors` first.
 class dpDispatcher {
 public:
     enum { readMask = 0, writeMask = 1, exceptMask = 2 };
@@ -94,7 +96,7 @@ public:
 
     // The global dispatcher, made by the first call and never destroyed.
     static dpDispatcher* instance();
-    // Replaces the global dispatcher and does not destroy the old one; null: the next `instance()` makes a
+    // Replaces the global dispatcher without destroying the old one. After null the next `instance()` makes a
     // new one.
     static void instance(dpDispatcher* dispatcher);
 
@@ -103,41 +105,40 @@ public:
     dpDispatcher& operator=(const dpDispatcher&) = delete;
     virtual ~dpDispatcher() = default;
 
-    // One handler per descriptor and mask; a second one takes the place of the first.
+    // One handler per descriptor and mask; a second one replaces the first. Handlers are not owned.
     virtual void link(int fd, int mask, dpIOHandler* handler);
     // Null when none is linked.
     virtual dpIOHandler* handler(int fd, int mask) const;
-    // Takes the descriptor out for all three masks. From then on none of its handlers is called, not even
-    // later in the turn that is running. Nothing happens when it isn't linked.
+    // Unlinks the descriptor for all three masks. No handler of it is called afterwards, not even later in
+    // the present turn. Does nothing when it isn't linked.
     virtual void unlink(int fd);
 
-    // Calls `timerExpired` once, after the interval, from a turn. A handler may have several timers. Setting
-    // the wall clock changes nothing about it.
+    // Calls `timerExpired` once, in a turn after the interval. A handler may have several timers. Setting the
+    // wall clock does not affect them.
     virtual void startTimer(long sec, long usec, dpIOHandler* handler);
     // Stops the earliest timer of the handler, only that one.
     virtual void stopTimer(dpIOHandler* handler);
 
-    // Makes the next turn call the handler without waiting. 1, or 0 when none is linked.
+    // Makes the next turn call the handler without waiting. Returns 1, or 0 when none is linked.
     virtual int setReady(int fd, int mask);
 
-    // One turn that waits no longer than the limit and leaves in it the time that remains, zero when it ran
-    // out. True when a descriptor was ready.
+    // Runs one turn, which waits no longer than the limit, and stores in it the time that remains, zero when
+    // it ran out. True when a descriptor was ready.
     virtual bool dispatch(long& sec, long& usec);
-    // One turn that waits no longer than `limit`, which is left as it is; null: until a descriptor is ready
-    // or a timer is due. True when a descriptor was ready; a turn that only ran timers gives false.
+    // Runs one turn, which waits no longer than `limit` (not changed), or for null until a descriptor is
+    // ready or a timer is due. True when a descriptor was ready; false for a turn that only ran timers.
     virtual bool dispatch(timeval* limit);
 
     virtual bool anyReady() const;
 
-    // One turn without a limit. With nothing linked and no timer it waits for ever.
+    // Runs one turn without a limit. With no descriptor linked and no timer it waits for ever.
     virtual bool dispatch();
 
-    // Links a read handler that reads each time until the system has nothing more, or says `leftUnread`
-    // before it returns. It need not be called as long as something is there, only when something new has
-    // come, and must be prepared for a call without any: the system then looks at the descriptor half as
-    // often.
+    // Links a read handler that drains its descriptor: each call reads until the system has no more data, or
+    // calls `leftUnread`. Such a handler need not be called again for the same data, which saves the system a
+    // check of the descriptor in each wait. It may also be called when there is nothing to read.
     virtual void linkDraining(int fd, dpIOHandler* handler);
-    // The next wait finds the descriptor readable, beside those that are.
+    // The descriptor of a draining handler counts as readable in the next wait.
     virtual void leftUnread(int fd);
 
     // One above the highest linked descriptor.
@@ -146,24 +147,25 @@ public:
 protected:
     virtual void attach(int fd, int mask, dpIOHandler* handler);
     virtual void detach(int fd);
-    // Both fill the three sets, which are empty, and give the number of bits in them. `waitFor` is the one
-    // step of a turn that waits; it gives 0 when the time ran out.
+    // Both fill the three sets, which are empty, and return the number of bits in them. `waitFor` is the only
+    // step of a turn that waits; it returns 0 when the time ran out.
     virtual int fillInReady(dpFdMask& r, dpFdMask& w, dpFdMask& e);
     virtual int waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit);
     // Steps 3 and 4 of the turn. `nfound` bounds the descriptors; the sets are emptied on the way.
     virtual void notify(int nfound, dpFdMask& r, dpFdMask& w, dpFdMask& e);
-    // How long the wait may last: `limit` itself, or the dispatcher's own value, valid until the next call.
+    // The limit of the wait: `limit` itself, or the dispatcher's own value, valid until the next call.
     virtual timeval* calculateTimeout(timeval* limit);
-    // After a wait that failed, with its `errno`: returns when the wait can be repeated, ends the process
-    // with status 1 when not.
+    // Called after a wait has failed, with its `errno`: returns when the wait can be repeated, else ends the
+    // process with status 1.
     virtual void handleError();
     // Drops the descriptors with a read handler that are no longer open.
     virtual void checkConnections();
 
-    // The turn before was cut short, by an inner one or an exception, and has not served these for reading.
+    // Called when the turn before was cut short by a nested turn or an exception: the descriptors of `r` are
+    // readable, and their handlers have not been called.
     virtual void notServed(const dpFdMask& r);
 
-    // What `attach` has entered for one of the three masks.
+    // The descriptors entered by `attach` for one of the three masks.
     const dpFdMask& watched(int mask) const { return watched_[mask]; }
 
 private:
@@ -175,11 +177,11 @@ private:
     int nfds_ = 0;
     dpFdMask watched_[3];
     dpFdMask ready_[3];
-    dpFdMask selected_[3]; // what the turn that is running has not served yet
+    dpFdMask selected_[3]; // what the present turn has not served yet
     dpIOHandler* handlers_[3][maxDescriptors] = {};
     dpTimerQueue timers_;
     timeval wait_{};
     bool selectedFromReady_ = false;
-    bool serving_ = false; // `selected_` is being served
-    bool marked_ = false;  // something may be in `ready_`
+    bool serving_ = false; // the handlers of `selected_` are being called
+    bool marked_ = false;  // `ready_` may have members
 };

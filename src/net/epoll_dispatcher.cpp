@@ -11,24 +11,25 @@ namespace harbolance {
 
 namespace {
 
-// What `select` calls readable, writable and exceptional.
+// The epoll events that correspond to select's readable, writable and exceptional sets.
 constexpr uint32_t readable = EPOLLIN | EPOLLRDNORM | EPOLLRDBAND | EPOLLHUP | EPOLLERR;
 constexpr uint32_t writable = EPOLLOUT | EPOLLWRNORM | EPOLLWRBAND | EPOLLERR;
 constexpr uint32_t exceptional = EPOLLPRI;
-// The last things that happen to a connection: nothing new will come after them.
+// The end of the input or of the connection, after which no new event comes.
 constexpr uint32_t finals = EPOLLRDHUP | EPOLLHUP | EPOLLERR;
 
-// How often this process has come out of a fork as the child.
+// Number of forks between the first process and this one; a change means that this is a new child.
 int forks = 0;
 
 void countForks() {
-    // The child shares the parent's set: what it changed there would change for the parent.
+    // The child shares the parent's epoll set, so its changes would affect the parent: it makes a set of its
+    // own.
     static const int registered = ::pthread_atfork(nullptr, nullptr, [] { ++forks; });
     static_cast<void>(registered);
 }
 
-// For `epoll_wait`: rounded up, so that a timer is due when the wait for it is over. What does not fit in an
-// int, 24 days, ends early.
+// The time-out for `epoll_wait`: rounded up, so that a timer is due when the wait for it ends. A time that
+// does not fit in an int (24 days) is cut; the wait then ends early.
 int milliseconds(const timeval* time) {
     if (!time)
         return -1;
@@ -58,15 +59,15 @@ void dpEpollDispatcher::detach(int fd) {
         return;
     draining_.reset(fd);
     unread_.reset(fd);
-    // Fails when the descriptor is closed. The set keeps its file as long as that is open elsewhere, in a
-    // child for one; the new serial tells its events from later ones.
+    // EPOLL_CTL_DEL fails when the descriptor is already closed. If its file is still open elsewhere, for
+    // example in a child, the set keeps it; the new serial lets its events be told from later ones.
     if (hasSet())
         control(EPOLL_CTL_DEL, fd);
     entry(fd) = {entry(fd).serial + 1};
 }
 
 void dpEpollDispatcher::link(int fd, int mask, dpIOHandler* handler) {
-    if (mask == readMask && dpDispatcher::handler(fd, mask)) // which may have been a draining one
+    if (mask == readMask && dpDispatcher::handler(fd, mask)) // may have been a draining one
         draining_.reset(fd);
     dpDispatcher::link(fd, mask, handler);
 }
@@ -84,7 +85,7 @@ void dpEpollDispatcher::leftUnread(int fd) {
     anyUnread_ = true;
 }
 
-// Of what is watched otherwise the system reports again what is still to be read.
+// Level-triggered descriptors need no mark: the system reports them again.
 void dpEpollDispatcher::notServed(const dpFdMask& r) {
     unread_.add(r.intersection(draining_));
     anyUnread_ = anyUnread_ || unread_.anySet();
@@ -92,11 +93,11 @@ void dpEpollDispatcher::notServed(const dpFdMask& r) {
 
 bool dpEpollDispatcher::hasSet() const { return set_.isOpen() && forks_ == forks; }
 
-// With all that is linked. False when the system does not have what it takes.
+// Makes the epoll set, with all linked descriptors. False when the system has no descriptor or memory for it.
 bool dpEpollDispatcher::makeSet() {
     countForks();
     forks_ = forks;
-    // Everything is entered from what is linked now, so a set that was lost or given up costs one pass.
+    // The set is built from what is linked now, so a lost set costs one pass over the descriptors.
     set_.reset(::epoll_create1(EPOLL_CLOEXEC));
     for (int fd = 0; fd < nfds() && set_.isOpen(); ++fd) {
         if (isLinked(fd))
@@ -115,24 +116,25 @@ bool dpEpollDispatcher::control(int operation, int fd) {
         event.events |= exceptional;
     if (draining_.test(fd) && event.events == readable)
         event.events |= EPOLLET | EPOLLRDHUP;
-    // A hang-up or error that is not watched for would be reported at once by every wait.
+    // The system always reports hang-ups and errors. When no handler watches for them, edge triggering keeps
+    // them from being reported by every wait.
     if (entry(fd).onlyChanges)
         event.events |= EPOLLET;
     event.data.u64 = tagOf(fd, entry(fd).serial);
     return ::epoll_ctl(set_.get(), operation, fd, &event) == 0;
 }
 
-// Makes the set hold the file that has this number now, if there is one. The set is given up when it does not
+// Makes the set watch the file that has this number now, if there is one. Gives the set up when it does not
 // work.
 void dpEpollDispatcher::enter(int fd) {
     if (control(EPOLL_CTL_MOD, fd))
         return;
-    // Another file has come under the number, or none has been entered yet.
+    // The number belongs to another file now, or none has been entered yet.
     entry(fd) = {entry(fd).serial + 1};
     alwaysReady_.reset(fd);
     if (control(EPOLL_CTL_ADD, fd))
         return;
-    // The system's answer for a file that cannot be waited for, a regular one for example.
+    // epoll_ctl gives EPERM for a file that cannot be waited for, for example a regular file.
     if (errno == EPERM) {
         anyAlwaysReady_ = true;
         alwaysReady_.set(fd);
@@ -143,8 +145,8 @@ void dpEpollDispatcher::enter(int fd) {
 
 int dpEpollDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit) {
     const timeval zero{};
-    // One end for all passes of the loop: events that concern no handler do not lengthen the wait. The clock
-    // is asked only when there is one.
+    // One end time for all passes of the loop, so that events for no handler do not lengthen the wait. The
+    // clock is read only when there is a limit.
     timeval end{}, left{};
     if (limit)
         end = timeSum(monotonicTime(), isEarlier(zero, *limit) ? *limit : zero);
@@ -162,7 +164,7 @@ int dpEpollDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* l
     }
 }
 
-// What is ready within the limit; -1 when something happened that changes nothing for the caller.
+// Collects what is ready within the limit. -1 when only something happened that the caller must not see.
 int dpEpollDispatcher::collect(const timeval* limit, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
     int found = 0;
     if (anyAlwaysReady_ && alwaysReady_.anySet()) {
@@ -172,11 +174,12 @@ int dpEpollDispatcher::collect(const timeval* limit, dpFdMask& r, dpFdMask& w, d
     }
     // One event per descriptor at most, so that a call never leaves some behind.
     std::array<epoll_event, maxDescriptors> events;
-    // With something that is ready anyway the events are only collected, not waited for.
+    // When a descriptor is ready in any case, events are collected without waiting.
     const bool waits = found == 0 && !anyUnread_;
     const int count = ::epoll_wait(set_.get(), events.data(), events.size(), waits ? milliseconds(limit) : 0);
     if (count < 0) {
-        // The set was closed from outside, and its number may stand for something else by now.
+        // Some code outside closed the set's descriptor, whose number may now be another file: do not close
+        // it here.
         if (errno != EINTR)
             set_.release();
         return -1;
@@ -192,13 +195,13 @@ int dpEpollDispatcher::collect(const timeval* limit, dpFdMask& r, dpFdMask& w, d
     return found == 0 && count > 0 ? -1 : found;
 }
 
-// Enters what the event says in the sets; the number of bits.
+// Adds the event to the sets; returns the number of bits set.
 int dpEpollDispatcher::take(const epoll_event& event, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
     const auto fd = static_cast<int>(event.data.u64 & UINT32_MAX);
     Entry& known = entry(fd);
     if (event.data.u64 != tagOf(fd, known.serial)) {
-        // Of a file that was unlinked when it was closed here; it is open elsewhere. Only a new set is
-        // without it.
+        // An event of a file that was closed here before it was unlinked and is still open elsewhere. Only a
+        // new set can leave it out.
         set_.reset();
         return 0;
     }
@@ -209,7 +212,7 @@ int dpEpollDispatcher::take(const epoll_event& event, dpFdMask& r, dpFdMask& w, 
         ready.set(fd);
         return 1;
     };
-    // From here on it is reported until it is unlinked: what was read before may not have been the last.
+    // Level-triggered from here on: a handler that reads data first must be called again for the end.
     if ((event.events & finals) != 0 && draining_.test(fd)) [[unlikely]] {
         draining_.reset(fd);
         control(EPOLL_CTL_MOD, fd);

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-// What a member of an interceptor chain keeps for one exchange.
+// The data that a member of an interceptor chain keeps for one exchange.
 class TRXClosureData {
 public:
     TRXClosureData() = default;
@@ -12,8 +12,8 @@ public:
     virtual void destroy() { delete this; }
 };
 
-// One exchange, from its first step to its last: a bind of a stub, a request of a client or a request at a
-// server. It belongs to the caller of the steps, and what `data` holds goes with it.
+// The data of one exchange, from its first step to its last: a bind of a stub, a request of a client, or a
+// request at a server. It belongs to the caller of the steps and is destroyed with its `data`.
 class TRXClosure {
 public:
     TRXClosure() = default;
@@ -22,13 +22,13 @@ public:
     ~TRXClosure() { clear(); }
 
     TRXClosureData* data() const { return _data; }
-    // Takes `data` over, and destroys what was there.
+    // Takes ownership of `data` and destroys the old data.
     void data(TRXClosureData* data) {
         if (TRXClosureData* old = std::exchange(_data, data))
             old->destroy();
     }
     void clear() { data(nullptr); }
-    TRXClosureData* release() { return std::exchange(_data, nullptr); } // gives it to the caller
+    TRXClosureData* release() { return std::exchange(_data, nullptr); } // the caller owns it
 
 private:
     TRXClosureData* _data = nullptr;

@@ -4,12 +4,12 @@
 #include "invoke/transport/stopwatch.h"
 #include "marshal/reference/vutil.h"
 
-// The client's half of TRXGIOPConn: requests, and the wait for their replies.
+// The client's side of TRXGIOPConn: requests, and waiting for their replies.
 
 using namespace harbolance;
 
-// A connection's place in the loop of a wait. In a private loop it stands there alone, and whatever came
-// while it did is dealt with before it returns to where it stood.
+// The connection's registration in the loop of a wait. A private loop serves this connection only; input that
+// arrived meanwhile is processed before the connection returns to its former loop.
 class TRXGIOPConn::WaitPlace {
 public:
     WaitPlace(TRXGIOPConn& connection, LoopWait& wait) : _connection(connection), _private(wait.isPrivate()) {
@@ -57,7 +57,7 @@ void TRXGIOPConn::send(CORBA_ULong id, CORBA_MarshalOutBuffer* buffer, CORBA_Boo
         waiter = made.get();
     }
     _pending.add(waiter);
-    static_cast<void>(made.release()); // the table has it
+    static_cast<void>(made.release()); // the table owns it
     OutstandingRequest request(_pending, id);
     write(buffer, timeout);
     request.stays();
@@ -108,7 +108,7 @@ TRXGIOPMessage* TRXGIOPConn::receive_reply(CORBA_ULong id, CORBA_ULong timeout) 
     return waiter.reply.detach();
 }
 
-// Something else that runs meanwhile may cancel the request, or take its reply: CORBA_OBJECT_NOT_EXIST then.
+// Raises CORBA_OBJECT_NOT_EXIST if other code cancels the request or takes its reply meanwhile.
 void TRXGIOPConn::await_reply(CORBA_ULong id, CORBA_ULong timeout) {
     if (reply_ready(id))
         return;
@@ -146,7 +146,7 @@ void TRXGIOPConn::cancel(CORBA_ULong id, CORBA_ULong) {
     try {
         queue(message.in());
     } catch (const CORBA_Exception&) {
-        // a lost connection has cancelled the request as well
+        // Losing the connection has cancelled the request as well.
     }
 }
 

@@ -15,7 +15,7 @@ void GIOPUse::reset() {
 
 namespace {
 
-// Of every transport, by its factory.
+// The factories by transport.
 struct FactoryTraits : GrowWhenFull {
     struct Entry {
         const TRXConnFactory* transport = nullptr;
@@ -44,7 +44,7 @@ TRXGIOPConnFactory& TRXGIOPConnFactory::of(CORBA_ULong tag) {
     TRXConnFactory* transport = TRXConnFactory::find(tag);
     if (!transport)
         throw CORBA_INITIALIZE();
-    // Never destroyed: static objects of a program may still give uses back when it ends.
+    // Never destroyed, because static objects may still give back uses when the program ends.
     static auto& all = *new HashTable<FactoryTraits>(16);
     if (const auto* found = all.find(transport))
         return *found->connections;
@@ -93,7 +93,7 @@ void TRXGIOPConnFactory::review_idle(TRXGIOPConn* connection) {
         remove(connection);
 }
 
-// Out of whichever map has it.
+// Removes the connection from the map that contains it.
 void TRXGIOPConnFactory::remove(TRXGIOPConn* connection) {
     if (!_active.take(&connection->connection()))
         _idle.take(&connection->connection());
@@ -129,7 +129,7 @@ CORBA_Boolean TRXGIOPConnFactory::close_oldest() {
     TRXGIOPConn* active = oldest(_active, [](TRXGIOPConn& each) { return !each.has_pending(); });
     if (!active)
         return 0;
-    // Its users find it closed; it goes with the last of them.
+    // Its users find it closed; it is destroyed when the last of them gives its use back.
     _active.take(&active->connection());
     return active->close_if_unused();
 }
@@ -157,7 +157,8 @@ void TRXMarshalOutBuffer::give_up_reply() {
 }
 
 void TRXMarshalOutBuffer::recycle(CORBA_ULong) {
-    // What an interceptor kept may make a call when it goes: the pool has to see that the buffer is in use.
+    // Held, because data of an interceptor may make a call when it is destroyed, and the pool must see that
+    // the buffer is in use.
     const CORBA_MarshalOutBuffer_var held(CORBA_MarshalOutBuffer::_duplicate(this));
     give_up_reply();
     rewind();

@@ -9,9 +9,9 @@
 
 namespace harbolance {
 
-constexpr CORBA_ULong initialBufferSize = 255; // of a message that is to be written
+constexpr CORBA_ULong initialBufferSize = 255; // octets, of a message that is to be written
 
-// Holds one use of a GIOP connection, or nothing. From a plain pointer it takes the use over.
+// Holds one use of a GIOP connection, or nothing. A plain pointer is taken over.
 class GIOPUse {
 public:
     GIOPUse() = default;
@@ -31,7 +31,7 @@ public:
     TRXGIOPConn* operator->() const { return _connection; }
     TRXGIOPConn& operator*() const { return *_connection; }
     explicit operator bool() const { return _connection != nullptr; }
-    TRXGIOPConn* detach() { return std::exchange(_connection, nullptr); } // gives the use to the caller
+    TRXGIOPConn* detach() { return std::exchange(_connection, nullptr); } // the caller owns the use
 
 private:
     TRXGIOPConn* _connection = nullptr;
@@ -39,8 +39,8 @@ private:
 
 } // namespace harbolance
 
-// The GIOP connections of one transport: those in use and those that are idle, of which old ones are closed.
-// Each connection of a client stands in one of the two maps; accepted ones stand in neither.
+// The GIOP connections of one transport: those in use, and idle ones, of which old ones are closed. Each
+// client connection is in one of the two maps; accepted connections are in neither.
 class TRXGIOPConnFactory {
 public:
     TRXGIOPConnFactory() = default;
@@ -48,31 +48,31 @@ public:
     TRXGIOPConnFactory& operator=(const TRXGIOPConnFactory&) = delete;
     virtual ~TRXGIOPConnFactory();
 
-    // Closes the connection that has been idle for longest, or else the one in use that was used least
-    // recently and on which nothing is outstanding; false when there is none.
+    // Closes the connection that has been idle longest, or else the least recently used one in use on which
+    // nothing is outstanding; false when there is none.
     virtual CORBA_Boolean close_oldest();
-    // The GIOP connection on `connection`, with one use for the caller. At the limit of connections with none
-    // that could be closed it raises CORBA_NO_RESOURCES.
+    // The GIOP connection for `connection`, with one use owned by the caller. Raises CORBA_NO_RESOURCES at
+    // the limit of connections when none can be closed.
     virtual TRXGIOPConn* connection(TRXConnection* connection);
 
-    // Gives one use back; after the last one the connection is idle, or goes when it is closed.
+    // Gives one use back. After the last one the connection becomes idle, or is destroyed if it is closed.
     void release_connection(TRXGIOPConn* connection);
-    // An idle connection has been closed, or its last output has left.
+    // Call when an idle connection has been closed, or its last output has been sent.
     void review_idle(TRXGIOPConn* connection);
-    // Closes what has been idle for too long. Runs when a connection becomes idle.
+    // Closes connections that have been idle too long. Called when a connection becomes idle.
     void cool();
 
     CORBA_ULong max_idle_time() const { return _max_idle_time; } // seconds
     void max_idle_time(CORBA_ULong seconds) { _max_idle_time = seconds; }
-    // So many idle connections are kept whatever their age.
+    // This number of idle connections is kept whatever their age.
     CORBA_ULong cool_threshold() const { return _cool_threshold; }
     void cool_threshold(CORBA_ULong count) { _cool_threshold = count; }
     CORBA_ULong max_connections() const { return _max_connections; } // 0 for no limit
     void max_connections(CORBA_ULong count) { _max_connections = count; }
     CORBA_ULong connections() const { return _active.size() + _idle.size(); }
 
-    // The one of the transport with this tag, made on first use; raises CORBA_INITIALIZE when there is no
-    // such transport.
+    // The connections of the transport with this tag, made on first use; raises CORBA_INITIALIZE without such
+    // a transport.
     static TRXGIOPConnFactory& of(CORBA_ULong tag);
 
 private:
@@ -98,8 +98,7 @@ private:
     CORBA_ULong _max_connections = 0;
 };
 
-// A request that is being built: the connection that it will leave on, its header, and what interceptors keep
-// for it.
+// A request that is being built: its connection, its header, and the closure of the interceptors.
 class TRXMarshalOutBuffer final : public CORBA_MarshalOutBuffer,
                                   public harbolance::FreeListed<TRXMarshalOutBuffer> {
 public:
@@ -108,7 +107,7 @@ public:
     explicit TRXMarshalOutBuffer(CORBA_ULong size) : CORBA_MarshalOutBuffer(size) {}
     ~TRXMarshalOutBuffer() override { give_up_reply(); }
 
-    // From the pool; the caller owns one reference.
+    // Takes a buffer from the pool; the caller owns one reference.
     static TRXMarshalOutBuffer* create(CORBA_ULong size = harbolance::initialBufferSize);
 
     TRXGIOPConn* connection() const { return _connection.get(); }
@@ -116,8 +115,8 @@ public:
     CORBA_ULong request_id() const { return _header.request_id; }
     GIOP::RequestHeader& header() { return _header; }
     TRXClosure& closure() { return _closure; }
-    // A request that was sent without waiting for its reply. Released before the reply is taken it gives it
-    // up.
+    // For a request that was sent without waiting: when the buffer is released before the reply is taken, the
+    // reply is given up.
     void reply_wanted(bool wanted) { _reply_wanted = wanted; }
 
     void recycle(CORBA_ULong size);

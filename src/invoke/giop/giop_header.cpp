@@ -33,7 +33,7 @@ MemberOctets octetsOf(const CORBA_OctetSequence* sequence) {
     return {sequence ? sequence->octets() : std::span<const CORBA_Octet>()};
 }
 
-// A sequence that shows the octets where they stand; it copies them when it outlives its message
+// A sequence that borrows the octets in the buffer; when it outlives its message the octets are copied
 // (giop_message.h).
 CORBA_OctetSequence* viewOf(const MemberOctets& member) {
     const auto length = static_cast<CORBA_ULong>(member.octets.size());

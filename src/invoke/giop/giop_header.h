@@ -12,7 +12,7 @@
 
 namespace IOP {
 
-// What interceptors of both sides tell each other with a request or reply.
+// Data that interceptors of both sides exchange with a request or reply.
 struct ServiceContext {
     static constexpr CORBA_ULong _minimum_octets = 8;
 
@@ -39,19 +39,19 @@ enum MsgType : CORBA_Octet {
     MessageError,
 };
 
-// As on the wire, but for `message_size`, which readers turn into host order.
+// As on the wire, except that readers convert `message_size` to host order.
 struct MessageHeader {
     std::array<char, 4> magic{'G', 'I', 'O', 'P'};
     CORBA_Octet major = 1;
     CORBA_Octet minor = 0;
     CORBA_Octet byte_order = harbolance::hostByteOrder; // 0 big-endian, any other value little-endian
     CORBA_Octet message_type = 0;
-    CORBA_ULong message_size = 0; // octets behind the header
+    CORBA_ULong message_size = 0; // octets after the header
 
     explicit MessageHeader(MsgType type = Request) : message_type(type) {}
 
     MsgType type() const { return static_cast<MsgType>(message_type); }
-    // Whether the message is one of version 1.0 with a type of that version.
+    // Whether the message has version 1.0 and a type of that version.
     bool is_valid() const;
 };
 
@@ -62,10 +62,10 @@ struct RequestHeader {
     IOP::ServiceContextList service_context;
     CORBA_ULong request_id = 0;
     CORBA_Octet response_expected = 0;
-    CORBA_OctetSequence_var object_key; // shared: the stub's, or a view of the received message
-    // The caller's text, or a place inside the received message.
+    CORBA_OctetSequence_var object_key; // shared with the stub, or borrowed from the received message
+    // Borrowed: the caller's text, or a text inside the received message.
     const char* operation = "";
-    CORBA_OctetSequence_var principal; // null stands for none and travels as no octets
+    CORBA_OctetSequence_var principal; // null for none; sent as zero octets
 };
 
 enum ReplyStatusType : CORBA_ULong { NO_EXCEPTION, USER_EXCEPTION, SYSTEM_EXCEPTION, LOCATION_FORWARD };
@@ -92,8 +92,8 @@ struct LocateReplyHeader {
     LocateStatusType locate_status = UNKNOWN_OBJECT;
 };
 
-// Writes the 12 octets of a message of that type with size 0; `set_message_size` fills the size in when the
-// message is complete.
+// Writes the 12 octets of a message header with size 0; `set_message_size` stores the size when the message
+// is complete.
 void write_message_header(CORBA_MarshalOutBuffer& buffer, MsgType type);
 void set_message_size(CORBA_MarshalOutBuffer& buffer);
 
@@ -102,8 +102,8 @@ CORBA_MarshalOutBuffer& operator<<(CORBA_MarshalOutBuffer& buffer, const ReplyHe
 CORBA_MarshalOutBuffer& operator<<(CORBA_MarshalOutBuffer& buffer, const LocateRequestHeader& header);
 CORBA_MarshalOutBuffer& operator<<(CORBA_MarshalOutBuffer& buffer, const LocateReplyHeader& header);
 
-// Keys, operation and principal of a request stay inside the buffer, which has to live as long as the header.
-// What cannot be read raises CORBA_MARSHAL, a status that does not exist CORBA_BAD_PARAM.
+// Keys, operation and principal of a request are borrowed from the buffer, which must live as long as the
+// header. Unreadable octets raise CORBA_MARSHAL, an unknown status CORBA_BAD_PARAM.
 CORBA_MarshalInBuffer& operator>>(CORBA_MarshalInBuffer& buffer, RequestHeader& header);
 CORBA_MarshalInBuffer& operator>>(CORBA_MarshalInBuffer& buffer, ReplyHeader& header);
 CORBA_MarshalInBuffer& operator>>(CORBA_MarshalInBuffer& buffer, CancelRequestHeader& header);

@@ -4,7 +4,7 @@
 
 namespace {
 
-// Octets that were shown inside a message and are still held by somebody when it goes become a copy.
+// Copies borrowed octets that are still shared when the message is destroyed.
 void keepOctets(CORBA_OctetSequence_var& octets) {
     CORBA_OctetSequence* shared = octets.in();
     if (shared && shared->_refcount() > 1 && !shared->release()) {
@@ -36,7 +36,7 @@ TRXGIOPMessage::~TRXGIOPMessage() { release_buffer(_stream); }
 void TRXGIOPMessage::stream(CORBA_MarshalInBuffer* stream) { release_buffer(std::exchange(_stream, stream)); }
 
 TRXGIOPMessage* TRXGIOPMessage::create(CORBA_MarshalInBuffer* body, const GIOP::MessageHeader& header) {
-    if (!body) // of a header that is not one of GIOP 1.0
+    if (!body) // the header is not one of GIOP 1.0
         return new TRXGIOPMessage(nullptr, header);
     switch (header.type()) {
     case GIOP::Request: return made<TRXGIOPRequest>(body, header);

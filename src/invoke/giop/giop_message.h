@@ -5,23 +5,22 @@
 #include "invoke/giop/giop_header.h"
 #include "marshal/cdr/vbuf.h"
 
-// A received message. It keeps its body, which stands behind the headers and is what the results or arguments
-// are read from.
+// A received message. It keeps its body, in whose buffer the results or arguments come after the headers.
 class TRXGIOPMessage : public TRXResource {
 public:
     TRXGIOPMessage(CORBA_MarshalInBuffer* body, const GIOP::MessageHeader& header);
     ~TRXGIOPMessage() override;
 
-    // The message of the type that the header names, with the header of that type read from `body`, on which
-    // it takes a reference. The caller owns it. A type without a body of its own gives a plain message that
-    // does not keep `body`. What cannot be read raises CORBA_MARSHAL or CORBA_BAD_PARAM.
+    // Makes the message of the type in `header`, and reads the header of that type from `body`, on which it
+    // takes a reference. The caller owns the message. A type without a body gives a plain message that does
+    // not keep `body`. Unreadable octets raise CORBA_MARSHAL or CORBA_BAD_PARAM.
     static TRXGIOPMessage* create(CORBA_MarshalInBuffer* body, const GIOP::MessageHeader& header);
 
     GIOP::MsgType type() const { return _header.type(); }
     const GIOP::MessageHeader& header() const { return _header; }
-    // Stays the message's; null in a plain message.
+    // Owned by the message; null in a plain message.
     CORBA_MarshalInBuffer* stream() const { return _stream; }
-    // Takes another buffer, of which the caller owns a reference, in place of the one that came.
+    // Replaces the buffer by another one, on which it takes a reference.
     void stream(CORBA_MarshalInBuffer* stream);
 
 private:
@@ -43,7 +42,7 @@ public:
 
     Header& header() { return _header; }
 
-    // Null for a message of another type, and for one of which only the header of 12 octets was taken.
+    // Null for a message of another type, and for one of which only the 12-octet header was read.
     static TypedMessage* narrow(TRXGIOPMessage* message) {
         const bool whole = message->stream() != nullptr;
         return whole && message->type() == Type ? static_cast<TypedMessage*>(message) : nullptr;

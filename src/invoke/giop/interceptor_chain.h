@@ -9,7 +9,7 @@
 
 namespace harbolance {
 
-// Makes a step of one member. A step that gives a result says with it whether the walk goes on.
+// Calls a step of one member. Returns whether to continue: the step's result, or true if it has none.
 template <class Step, class Member>
 bool makeStep(Step& step, Member& member, TRXClosure& closure) {
     if constexpr (std::is_void_v<decltype(step(member, closure))>) {
@@ -20,16 +20,16 @@ bool makeStep(Step& step, Member& member, TRXClosure& closure) {
     }
 }
 
-// Which members of a chain take part in one exchange, and what each of them keeps for it. The chain puts it
-// into the closure of the exchange's caller with the first step; all later steps go by it. So a member that
-// is added in mid-exchange sees nothing of it, and one that is removed still hears its end.
+// The members of a chain that take part in one exchange, with the data of each. The first step stores it in
+// the closure of the exchange's caller; all later steps use it. So a member added during the exchange is not
+// called for it, and one that is removed is still told of its end.
 template <class Member>
 class ClosureList final : public TRXClosureData {
 public:
     // The record of the exchange, null before its first step.
     static ClosureList* of(TRXClosure& closure) { return static_cast<ClosureList*>(closure.data()); }
 
-    // Starts an exchange with room for `count` members; one that is there already is used again.
+    // Starts an exchange with space for `count` members; an existing record is reused.
     static ClosureList& start(TRXClosure& closure, size_t count) {
         ClosureList* list = of(closure);
         if (!list)
@@ -38,7 +38,7 @@ public:
         return *list;
     }
 
-    // Enters a member and calls `step(member, closure)` of it.
+    // Adds a member and calls `step(member, closure)` for it.
     template <class Step>
     bool enter(Member* member, Step& step) {
         Record& record = _records[_count++];
@@ -46,23 +46,23 @@ public:
         return makeStep(step, *member, record.closure);
     }
 
-    // Calls `step(member, closure)` of every member, first to last, that has not seen the end of the
-    // exchange, up to the first one that has.
+    // Calls `step(member, closure)`, first to last, for the members that have not seen the end of the
+    // exchange, up to the first that has.
     template <class Step>
     void forward(Step step) {
         for (size_t i = 0; i < _count && _records[i].member; ++i)
             makeStep(step, *_records[i].member, _records[i].closure);
     }
 
-    // The same from the last to the first, passing over those that have. With `last` the step is the end of
-    // the exchange for each member.
+    // The same from last to first, skipping members that have. With `last` the step is the end of the
+    // exchange for each member.
     template <class Step>
     void reverse(bool last, Step step) {
         for (size_t i = _count; i-- > 0;) {
             Record& record = _records[i];
             if (!record.member)
                 continue;
-            const TRXRef<Member> member = record.member; // the step may end the exchange
+            const TRXRef<Member> member = record.member; // held, because the step may end the exchange
             const bool goesOn = makeStep(step, *member, record.closure);
             if (last)
                 record.member = {};
@@ -94,12 +94,12 @@ private:
     size_t _count = 0;
 };
 
-// The members of a chain, and the walks through an exchange that the chains share.
+// The members of a chain, and the steps that all kinds of chains share.
 template <class Member>
 class InterceptorChain {
 public:
     void add(Member* member) { _members.append(TRXRef<Member>::duplicate(member)); }
-    // The others keep their order.
+    // The other members keep their order.
     void remove(Member* member) { _members.remove(TRXRef<Member>::duplicate(member)); }
     bool empty() const { return _members.count() == 0; }
     const TRXList<TRXRef<Member>>& members() const { return _members; }
@@ -109,7 +109,7 @@ public:
     void start(TRXClosure& closure, Step step) {
         if (empty())
             return;
-        const TRXList<TRXRef<Member>> members = _members; // a member may add and remove others
+        const TRXList<TRXRef<Member>> members = _members; // copied: a member may add and remove others
         auto& exchange = ClosureList<Member>::start(closure, members.count());
         for (const TRXRef<Member>& member : members) {
             if (!exchange.enter(member.get(), step))
@@ -117,7 +117,7 @@ public:
         }
     }
 
-    // Later steps; without a first one they do nothing.
+    // Later steps; they do nothing without a first step.
     template <class Step>
     static void forward(TRXClosure& closure, Step step) {
         if (auto* exchange = ClosureList<Member>::of(closure))

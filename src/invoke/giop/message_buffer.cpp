@@ -19,7 +19,7 @@ char* resized(char* memory, size_t capacity) {
 
 constexpr size_t mostSpare = size_t{2} << 20;
 
-// Memory of a block that has gone: fresh pages cost more than what is received into them.
+// The memory of a destroyed block, kept because new pages cost more than receiving into them.
 struct Spare {
     char* memory = nullptr;
     size_t capacity = 0;

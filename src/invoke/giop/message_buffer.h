@@ -6,8 +6,8 @@
 
 namespace harbolance {
 
-// Memory that octets are received into. It is counted, since several messages may stand in one, each of which
-// keeps it.
+// Memory for received octets. It is reference-counted, because it may contain several messages, each of which
+// holds it.
 class ReceiveBlock : public TRXResource {
 public:
     char* data() const { return _data; }
@@ -20,7 +20,7 @@ protected:
     size_t _capacity;
 };
 
-// Of the one size that takes most messages.
+// A block of the size that is enough for most messages.
 class SmallReceiveBlock final : public ReceiveBlock, public FreeListed<SmallReceiveBlock> {
 public:
     static constexpr size_t size = 8192;
@@ -31,8 +31,8 @@ private:
     char _memory[size];
 };
 
-// For one large message. It grows while the message comes in; without memory it raises CORBA_NO_RESOURCES.
-// The memory of one such block is kept for the next, up to 2 MiB.
+// A block for one large message, which grows while the message arrives; raises CORBA_NO_RESOURCES without
+// memory. The memory of one destroyed block, up to 2 MiB, is kept for the next.
 class LargeReceiveBlock final : public ReceiveBlock {
 public:
     explicit LargeReceiveBlock(size_t capacity);
@@ -43,11 +43,11 @@ public:
 
 } // namespace harbolance
 
-// The body of a received message, or a part of any other memory that it keeps.
+// The body of a received message, or a part of other memory; it holds the block.
 class TRXMarshalInBuffer final : public CORBA_MarshalInBuffer,
                                  public harbolance::FreeListed<TRXMarshalInBuffer> {
 public:
-    // Alignment counts from `start`.
+    // `start` is the stream position of the first octet, for alignment.
     TRXMarshalInBuffer(TRXRef<harbolance::ReceiveBlock> block, const char* octets, CORBA_ULong size,
                        CORBA_Octet byteOrder, CORBA_ULong start);
 

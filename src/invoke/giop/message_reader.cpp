@@ -50,7 +50,7 @@ TRXMarshalInBuffer* MessageReader::take(GIOP::MessageHeader& header) {
     return body;
 }
 
-// What comes next, after each change of what is there.
+// Examines the next message; called after each change of the buffer.
 void MessageReader::look() {
     _announced = _skip == 0 && _end - _begin >= headerSize;
     _ready = false;
@@ -62,7 +62,7 @@ void MessageReader::look() {
     _ready = !_next.is_valid() || _end - _begin >= wholeSize(_next);
 }
 
-// Room for at least one octet, and for the whole of a message that fits a small block.
+// Makes space for at least one octet, and for all of a message that fits in a small block.
 void MessageReader::makeRoom() {
     const bool shared = _block && _block->_refcount() > 1;
     const size_t have = _end - _begin;
@@ -103,7 +103,7 @@ void MessageReader::moveTo(TRXRef<ReceiveBlock> block) {
     _end = have;
 }
 
-// What follows a large message is not received behind it: nothing would have to be copied out again.
+// Nothing is received beyond a large message, so that nothing behind it must be copied out again.
 size_t MessageReader::room() const {
     const uint64_t whole = _large ? std::min<uint64_t>(_needed, _block->capacity()) : _block->capacity();
     return static_cast<size_t>(whole) - _end;

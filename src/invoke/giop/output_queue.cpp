@@ -34,10 +34,11 @@ OutputQueue::Ticket OutputQueue::send(TRXConnection& connection, CORBA_MarshalOu
             return _lastLeft = ++_lastTicket;
     }
     try {
-        message->copy_borrowed(); // the caller may take what he lent when this returns
+        message->copy_borrowed(); // the caller may free the borrowed octets when this returns
         _messages.push_back({_lastTicket + 1, message, nullptr});
     } catch (...) {
-        // Without memory for the rest of a message that has begun to leave, no other can follow it.
+        // A message that is partly sent cannot be completed without memory for its rest, so the stream is
+        // ended.
         if (written > 0)
             connection.break_off();
         throw;
@@ -51,7 +52,7 @@ OutputQueue::Ticket OutputQueue::send(TRXConnection& connection, CORBA_MarshalOu
     return _lastTicket;
 }
 
-// Tickets ascend in the queue. Its end when the message has left.
+// Searches by ticket; tickets ascend in the queue. Returns end() when the message has been sent.
 std::deque<OutputQueue::Message>::iterator OutputQueue::find(Ticket ticket) {
     const auto found =
         std::lower_bound(_messages.begin(), _messages.end(), ticket,
@@ -87,7 +88,7 @@ void OutputQueue::advance(TRXConnection& connection) {
             finishFirst(observers);
         }
         _begun += left;
-        // Last, since an observer may send and turn the event loop.
+        // Called last, because an observer may send messages and run the event loop.
         for (OutputObserver* observer : observers)
             observer->left();
         if (!all)

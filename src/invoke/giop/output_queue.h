@@ -11,19 +11,19 @@ class TRXConnection;
 
 namespace harbolance {
 
-// Is told what became of a message that could not leave at once.
+// Is notified of the result for a message that could not be sent at once.
 class OutputObserver {
 public:
     virtual ~OutputObserver() = default;
-    virtual void left() = 0; // its last octet is with the system
+    virtual void left() = 0; // its last octet has been passed to the system
     virtual void failed(const CORBA_Exception& exception) = 0;
 };
 
-// What waits to be written on one connection, in order. The queue never waits: `advance` hands over what the
-// socket takes now. Messages keep their buffers.
+// Messages that wait to be written on one connection, in order. The queue never waits: `advance` writes what
+// the socket accepts now. The queue holds the messages' buffers.
 class OutputQueue {
 public:
-    // Names a message of the queue; later ones have larger tickets.
+    // Identifies a message of the queue; later messages have larger tickets.
     using Ticket = uint64_t;
 
     OutputQueue() = default;
@@ -31,27 +31,27 @@ public:
     OutputQueue& operator=(const OutputQueue&) = delete;
     ~OutputQueue() { drop(); }
 
-    // Writes the message, whose buffer is complete, behind those that wait. What the socket does not take now
-    // stays in the queue, and the buffer borrows nothing any more. Raises what the connection raises, and
-    // drops the message then; when a part has left, the stream is ended.
-    // With `more` it may wait in the system for the next.
+    // Sends the message, whose buffer is complete, after those that wait. The part that the socket does not
+    // accept now stays in the queue, with borrowed octets copied. Raises what the connection raises and then
+    // drops the message; if a part of it has been sent, the stream is ended. With `more` the system may delay
+    // it until the next message.
     Ticket send(TRXConnection& connection, CORBA_MarshalOutBuffer* message, bool more = false);
-    // For a message that has not left: the observer is called once. It belongs to the caller.
+    // For a message that has not been sent yet: the observer is called once. It is not owned.
     void observe(Ticket ticket, OutputObserver* observer);
-    // Writes until the queue is empty or the socket takes no more. Raises what the connection raises, with
-    // the queue as it was left.
+    // Writes until the queue is empty or the socket accepts no more. Raises what the connection raises; the
+    // queue is then unchanged.
     void advance(TRXConnection& connection);
-    // Takes a message out again that has not begun to leave; false when it has.
+    // Removes a message of which nothing has been sent; false when a part has been sent.
     bool withdraw(Ticket ticket);
-    // Every message that is left fails.
+    // Fails every message that has not been sent.
     void fail(const CORBA_Exception& exception);
 
     bool empty() const { return _messages.empty(); }
     size_t count() const { return _messages.size(); }
     bool hasLeft(Ticket ticket) const { return ticket <= _lastLeft; }
-    // Octets that wait.
+    // The number of octets that wait.
     uint64_t size() const { return _size; }
-    // Changes with every octet written.
+    // Increases with every octet written.
     uint64_t written() const { return _written; }
 
 private:
@@ -66,7 +66,7 @@ private:
     void finishFirst(std::vector<OutputObserver*>& observers);
 
     std::deque<Message> _messages;
-    size_t _begun = 0; // octets of the first message that have left
+    size_t _begun = 0; // octets of the first message that have been sent
     uint64_t _size = 0;
     uint64_t _written = 0;
     Ticket _lastTicket = 0;

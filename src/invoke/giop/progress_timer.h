@@ -4,8 +4,8 @@
 
 #include <chrono>
 
-// Ends a connection whose peer stops in the middle of a message, or takes nothing of what waits for it, for
-// as long as `transportSettings.stallLimit` says. It runs only while something is incomplete.
+// Closes a connection whose peer stops in the middle of a message, or reads none of its waiting output, for
+// `transportSettings.stallLimit` seconds. It runs only while a message is incomplete.
 class TRXGIOPConn::ProgressTimer final : public dpIOHandler {
 public:
     explicit ProgressTimer(TRXGIOPConn& connection) : _connection(connection) {}
@@ -13,7 +13,7 @@ public:
     ProgressTimer& operator=(const ProgressTimer&) = delete;
     ~ProgressTimer() override;
 
-    // Something is incomplete: begins to watch, or notes the progress that has been made.
+    // Call while a message is incomplete: starts the timer, or records the progress made.
     void watch();
 
     void timerExpired(long sec, long usec) override;

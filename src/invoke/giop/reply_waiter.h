@@ -8,8 +8,8 @@
 #include <memory>
 #include <vector>
 
-// One outstanding request. It lives in the frame of the call that waits for it, or on the heap when the
-// caller comes back for the reply later.
+// One outstanding request. It is on the stack of the call that waits for it, or on the heap when the caller
+// takes the reply later.
 class TRXReplyWaiter : public harbolance::FreeListed<TRXReplyWaiter> {
 public:
     enum State : CORBA_ULong { WAITING = 1, REPLY_RECEIVED = 3, EXCEPTION = 4 };
@@ -27,8 +27,8 @@ public:
 
 namespace harbolance {
 
-// The outstanding requests of one connection, by id, and the ids of those that were given up: their replies
-// may still come.
+// The outstanding requests of one connection, by id, and the ids of abandoned requests, whose replies may
+// still arrive.
 class WaiterTable {
 public:
     WaiterTable() = default;
@@ -36,18 +36,18 @@ public:
     WaiterTable& operator=(const WaiterTable&) = delete;
     ~WaiterTable();
 
-    // An id that is in the table raises CORBA_BAD_PARAM.
+    // Raises CORBA_BAD_PARAM for an id that is in the table.
     void add(TRXReplyWaiter* waiter);
-    // An id that is not in the table raises CORBA_OBJECT_NOT_EXIST.
+    // Raises CORBA_OBJECT_NOT_EXIST for an id that is not in the table.
     TRXReplyWaiter& find(CORBA_ULong id) const;
-    // Takes the waiter out, and destroys it when it is on the heap; an unknown id is passed over. A reply
-    // that is still to come will be dropped.
+    // Removes the waiter, and destroys it if it is on the heap; an unknown id is ignored. A reply that
+    // arrives later is dropped.
     void abandon(CORBA_ULong id);
 
-    // Hands the reply to its waiter. That of an abandoned request is dropped; any other unknown id raises
-    // CORBA_OBJECT_NOT_EXIST.
+    // Gives the reply to its waiter. The reply to an abandoned request is dropped; any other unknown id
+    // raises CORBA_OBJECT_NOT_EXIST.
     void deliver(CORBA_ULong id, TRXGIOPMessage* reply);
-    // Every waiter that still waits fails with a copy of the exception.
+    // Fails every waiter that has no reply yet, with a copy of the exception.
     void failAll(const CORBA_Exception& exception);
 
     bool empty() const { return _waiters.size() == 0; }
@@ -65,11 +65,11 @@ private:
     bool forget(CORBA_ULong id);
 
     HashTable<Traits> _waiters{16};
-    std::vector<CORBA_ULong> _abandoned; // the last ones, oldest first
+    std::vector<CORBA_ULong> _abandoned; // the most recent ones, oldest first
 };
 
-// A request that has entered the table, while a call deals with it: gives it up however the call ends, unless
-// the request stays with its caller.
+// Guards a request that has entered the table: abandons it when the call ends in any way, unless it is left
+// to the caller.
 class OutstandingRequest {
 public:
     OutstandingRequest(WaiterTable& table, CORBA_ULong id) : _table(table), _id(id) {}

@@ -9,14 +9,14 @@
 #include <cerrno>
 #include <poll.h>
 
-// The connection's place in the event loop, what comes in and what goes out. The calls are in giop_call.cpp.
+// The connection in the event loop, its input and output. The calls are in giop_call.cpp.
 
 using namespace harbolance;
 
 namespace {
 
-// A server reads no further request while so much of its replies waits to be taken, with what a message costs
-// beside its octets: small replies to a peer that takes none fill the memory as well.
+// Back-pressure: a server reads no further request while this many octets of replies wait for the peer. Each
+// message counts extra octets, because small replies to a peer that does not read also use memory.
 constexpr uint64_t mostOutput = uint64_t{16} << 20;
 constexpr uint64_t messageCost = 512;
 
@@ -57,8 +57,8 @@ bool TRXGIOPConn::stops_reading() const {
            _output.size() + _output.count() * messageCost > mostOutput;
 }
 
-// Links the socket for what the connection can go on with. A dispatcher takes a descriptor out for everything
-// at once, and its readiness mark with it.
+// Links the socket for the events that the connection needs. A dispatcher unlinks a descriptor for all events
+// at once, which also removes its readiness mark.
 void TRXGIOPConn::update_interest() {
     const bool read = !stops_reading();
     const bool write = !_output.empty();
@@ -84,7 +84,7 @@ void TRXGIOPConn::set_interest(bool reading, bool writing) {
 
 CORBA_ULong TRXGIOPConn::writing_connections() { return writingConnections; }
 
-// Sees to it that a peer which stops in the middle of a message, or stops reading, is noticed.
+// Starts or stops the timer that detects a peer that stops in the middle of a message or stops reading.
 void TRXGIOPConn::watch_progress() {
     if (!_progress)
         _progress = std::make_unique<ProgressTimer>(*this);
@@ -108,8 +108,7 @@ int TRXGIOPConn::exceptionRaised(int) {
 // --- What comes in -----------------------------------------------------------------------------------------
 
 TRXGIOPMessage* TRXGIOPConn::next_message() {
-    // When nothing was read, this may be the call for something that has come.
-    bool drained = false;
+    bool drained = false; // without a read, this call may still be the one for new data
     if (!_reader.ready()) {
         drained = _reader.fill(*_connection);
         if (!_reader.ready()) {
@@ -133,9 +132,9 @@ TRXGIOPMessage* TRXGIOPConn::next_message() {
     return TRXGIOPMessage::create(body.in(), header);
 }
 
-// The client's pump.
+// Reads replies; the client's input handler.
 int TRXGIOPConn::inputReady(int) {
-    const auto self = TRXRef<TRXGIOPConn>::duplicate(this); // a failed wait may give the last use back
+    const auto self = TRXRef<TRXGIOPConn>::duplicate(this); // held: a failed wait may give the last use back
     try {
         const TRXRef<TRXGIOPMessage> message(next_message());
         if (message)
@@ -143,7 +142,8 @@ int TRXGIOPConn::inputReady(int) {
     } catch (const CORBA_COMM_FAILURE& failure) {
         lose(failure);
     } catch (const CORBA_NO_RESOURCES& failure) {
-        // The rest of a message without memory for it cannot be passed over: its octets are the next to read.
+        // Without memory for the rest of a message it cannot be skipped: the octets that come next belong to
+        // it.
         lose(failure);
         _connection->close();
     } catch (const CORBA_Exception& exception) {
@@ -252,7 +252,7 @@ void TRXGIOPConn::send_close(CORBA_ULong) {
     try {
         queue_header(GIOP::CloseConnection);
     } catch (const CORBA_Exception&) {
-        // the peer has gone already
+        // The peer has already closed the connection.
     }
 }
 
@@ -272,7 +272,7 @@ CORBA_MarshalOutBuffer* TRXGIOPConn::write_locate_reply_header(const GIOP::Locat
 
 void TRXGIOPConn::send_reply(const GIOP::RequestHeader&, const GIOP::ReplyHeader&,
                              CORBA_MarshalOutBuffer* buffer, CORBA_ULong) {
-    // A wait in a loop of its own would not come to this connection to push them.
+    // A wait in a private loop would not return to this connection to push the replies.
     const bool more = _gathers && has_message() && _output.empty() && !TRXGlobalTable::instance()->noCallback;
     GIOP::set_message_size(*buffer);
     enqueue(buffer, more);

@@ -13,14 +13,14 @@
 
 class TRXGIOPConnFactory;
 
-// GIOP on one connection, of a client or a server: request ids, the messages that leave, those that come in,
-// the table of outstanding requests, and the wait for a reply.
+// GIOP on one connection, of a client or a server: request ids, output and input of messages, the table of
+// outstanding requests, and waiting for a reply.
 //
-// Nothing here blocks the process. What comes is read as far as it has come, what does not leave at once is
-// queued, and both go on in the event loop; a call that waits turns the loop (loop_wait.h). So any handler
-// may run inside `send`, `invoke`, `receive_reply`, `poll` and `locate`, and on this very connection too.
+// Nothing here blocks the process. Input is read as far as it has arrived and output that the socket does not
+// accept is queued; both continue in the event loop, which a waiting call runs (loop_wait.h). So any handler
+// may be called inside `send`, `invoke`, `receive_reply`, `poll` and `locate`, also for this connection.
 //
-// The factory hands out uses (GIOPUse); time-outs are whole seconds, 0 for no limit.
+// The factory gives out uses (GIOPUse). Time-outs are in whole seconds, 0 for no limit.
 class TRXGIOPConn : public TRXResource, public dpIOHandler {
 public:
     using Ticket = harbolance::OutputQueue::Ticket;
@@ -31,47 +31,49 @@ public:
     TRXGIOPConn& operator=(const TRXGIOPConn&) = delete;
     ~TRXGIOPConn() override;
 
-    // Puts the socket into a dispatcher, null for the global one, where it stays for as long as the object
-    // lives.
+    // Links the socket to a dispatcher, null for the global one, until `unregister_io` or the end of the
+    // object.
     virtual void register_io(dpDispatcher* dispatcher = nullptr);
     virtual void unregister_io(dpDispatcher* dispatcher = nullptr);
-    // An id that belongs to no outstanding request, nor to one that was given up, raises
-    // CORBA_OBJECT_NOT_EXIST.
+    // Raises CORBA_OBJECT_NOT_EXIST for an id that belongs to no outstanding and no abandoned request.
     virtual void reply_received(CORBA_ULong id, TRXGIOPMessage* reply);
     virtual void fail_all(const CORBA_Exception& exception);
-    // Completes the message's size and sends it; waits until it has left.
+    // Stores the message's size, sends the message, and waits until it has been sent.
     virtual void write(CORBA_MarshalOutBuffer* message, CORBA_ULong timeout);
     virtual CORBA_ULong next_id();
-    // From a listener: the next connection, with one use for the caller.
+    // For a listener: accepts the next connection, with one use owned by the caller.
     virtual TRXGIOPConn* clone();
     virtual IOP::TaggedProfile* profile(const CORBA_OctetSequence* key = nullptr);
-    // Asks where the object of a reference is: 1 when it is here, 2 when `ior` has become another reference.
-    // An object that is not there raises CORBA_OBJECT_NOT_EXIST, an answer that is none CORBA_INV_OBJREF.
+    // Asks where the object of a reference is: returns 1 when it is at this server, 2 when `ior` was replaced
+    // by another reference. Raises CORBA_OBJECT_NOT_EXIST when there is no such object, CORBA_INV_OBJREF for
+    // an invalid answer.
     virtual CORBA_ULong locate(IOP::IOR& ior, CORBA_ULong timeout);
-    // Begins a request in a buffer, whatever it held before.
+    // Begins a request in a buffer, whose old contents are dropped.
     virtual void write_request_header(CORBA_MarshalOutBuffer* buffer, const GIOP::RequestHeader& header);
-    // Sends a request and returns when it has left. With `responseExpected` its waiter enters the table, one
-    // on the heap for null; an id that is outstanding raises CORBA_BAD_PARAM. On failure no waiter stays.
+    // Sends a request and returns when it has been sent. With `responseExpected` its waiter enters the table
+    // (for null one on the heap); an outstanding id raises CORBA_BAD_PARAM. On failure no waiter stays in the
+    // table.
     virtual void send(CORBA_ULong id, CORBA_MarshalOutBuffer* buffer, CORBA_Boolean responseExpected,
                       CORBA_ULong timeout, TRXReplyWaiter* waiter = nullptr);
-    // Whether a `receive_reply` would not wait. An unknown id raises CORBA_OBJECT_NOT_EXIST, as below.
+    // Whether `receive_reply` would return without waiting. An unknown id raises CORBA_OBJECT_NOT_EXIST here
+    // and in the next two.
     virtual CORBA_Boolean reply_ready(CORBA_ULong id);
-    // The same after a look at what has come meanwhile; never waits.
+    // The same after reading the input that has arrived; never waits.
     virtual CORBA_Boolean poll(CORBA_ULong id);
-    // Waits for the reply, which is the caller's. No waiter stays, however it ends. A reply that does not
-    // come in time raises CORBA_NO_RESPONSE, and the connection stays usable.
+    // Waits for the reply, which the caller owns. The waiter is removed in any case. After the time-out
+    // raises CORBA_NO_RESPONSE, and the connection stays usable.
     virtual TRXGIOPMessage* receive_reply(CORBA_ULong id, CORBA_ULong timeout = 0);
     virtual TRXGIOPMessage* invoke(CORBA_ULong id, CORBA_MarshalOutBuffer* buffer, CORBA_ULong timeout);
-    // Gives a request up: its reply will be dropped.
+    // Abandons a request: its reply will be dropped.
     void give_up(CORBA_ULong id) { _pending.abandon(id); }
-    // The same, and tells the peer so.
+    // Abandons a request and tells the peer.
     virtual void cancel(CORBA_ULong id, CORBA_ULong timeout);
     virtual void send_message_error(CORBA_ULong timeout);
-    // A buffer that begins a reply; the caller's.
+    // A buffer that begins a reply; the caller owns it.
     virtual CORBA_MarshalOutBuffer* write_reply_header(const GIOP::ReplyHeader& header);
     virtual CORBA_MarshalOutBuffer* write_locate_reply_header(const GIOP::LocateReplyHeader& header);
-    // Waits for a whole message, the caller's, outside of the event loop. CloseConnection closes the
-    // connection and raises CORBA_TRANSIENT.
+    // Waits for a whole message, owned by the caller, without running the event loop. A CloseConnection
+    // message closes the connection and raises CORBA_TRANSIENT.
     virtual TRXGIOPMessage* receive_message(CORBA_ULong timeout);
     virtual void send_close(CORBA_ULong timeout);
     virtual void send_reply(const GIOP::RequestHeader& request, const GIOP::ReplyHeader& reply,
@@ -83,43 +85,44 @@ public:
     virtual CORBA_Boolean close_if_unused();
     virtual CORBA_Boolean has_pending();
 
-    // Sends with a limit for the sending and one for the reply.
+    // With one time-out for the sending and another for the reply.
     TRXGIOPMessage* invoke(CORBA_ULong id, CORBA_MarshalOutBuffer* buffer, CORBA_ULong sendTimeout,
                            CORBA_ULong replyTimeout);
 
     TRXConnection& connection() const { return *_connection; }
-    // When it was made, or became idle.
+    // When the connection was made, or last became idle.
     const timeval& last_used() const { return _last_used; }
     void became_idle() { ::gettimeofday(&_last_used, nullptr); }
 
     // --- For those who read and write on the connection ------------------------------------------------
 
-    // What is called when the socket is ready: the connection itself unless a server takes its place. Before
-    // it is registered.
+    // Sets the handler that is called when the socket is ready: this object by default, or a server. Call
+    // before registering.
     void handler(dpIOHandler* handler) { _handler = handler; }
-    // The next message, or null while none is whole; reads from the socket once at most. When another whole
-    // one is there too, the dispatcher is told to call again, so that a nested turn sees it. Raises
-    // CORBA_COMM_FAILURE when the connection has ended, and what the message's headers raise.
+    // The next message, or null while none is complete; reads from the socket at most once. When another
+    // complete message has been read too, the dispatcher is told to call again, so that a nested turn handles
+    // it. Raises CORBA_COMM_FAILURE when the connection has ended, and what the message's headers raise.
     TRXGIOPMessage* next_message();
-    // Whether `next_message` gives one without reading.
+    // Whether `next_message` would return one without reading.
     bool has_message() const { return _dispatcher && _reading && _reader.ready(); }
-    // Sends without waiting. The message has left when `has_left` says so.
+    // Sends without waiting; `has_left` tells when the message has been sent.
     Ticket queue(CORBA_MarshalOutBuffer* message);
     bool has_left(Ticket ticket) const { return _output.hasLeft(ticket); }
     void observe(Ticket ticket, harbolance::OutputObserver* observer) { _output.observe(ticket, observer); }
     bool has_output() const { return !_output.empty(); }
-    // In the whole process: those in a dispatcher that have something to write.
+    // The number of connections in the process that are linked to a dispatcher and have queued output.
     static CORBA_ULong writing_connections();
-    // From here on replies wait in the system for those to the requests that are there already; what is taken
-    // last pushes the others first. Gives what was set before.
+    // With `gather` replies may wait in the system's buffer for replies to requests that have already
+    // arrived; when the last of these has been taken, the others are pushed. Returns the former value.
     bool gather_replies(bool gather) { return std::exchange(_gathers, gather); }
     void push_replies() {
         if (std::exchange(_held, false))
             _connection->push();
     }
-    // Writes on; for the handler's `outputReady`. Raises CORBA_COMM_FAILURE when the connection has ended.
+    // Writes queued output; called by the handler's `outputReady`. Raises CORBA_COMM_FAILURE when the
+    // connection has ended.
     void write_queued();
-    // What waits to be written fails.
+    // Fails all queued output.
     void fail_output(const CORBA_Exception& exception) { _output.fail(exception); }
 
     TRXGIOPConnFactory& factory() const { return _factory; }
@@ -127,7 +130,7 @@ public:
 
     int inputReady(int fd) override;
     int outputReady(int fd) override;
-    // The peer has made no progress for too long.
+    // Called when the peer has made no progress for too long.
     int exceptionRaised(int fd) override;
 
 private:
@@ -138,7 +141,7 @@ private:
     void update_interest();
     void set_interest(bool reading, bool writing);
     void watch_progress();
-    bool is_incomplete() const; // a message has come, or left, in part
+    bool is_incomplete() const; // a message has been received, or sent, in part
     void deliver(TRXGIOPMessage* message);
     void lose(const CORBA_Exception& exception);
     Ticket queue_header(GIOP::MsgType type);
@@ -154,15 +157,15 @@ private:
     harbolance::MessageReader _reader;
     harbolance::OutputQueue _output;
     bool _gathers = false;
-    bool _held = false; // the last reply may wait in the system
+    bool _held = false; // the last reply may be waiting in the system's buffer
     harbolance::WaiterTable _pending;
-    std::unique_ptr<CORBA_Exception> _lost; // what ended the connection, when a handler has seen the end
+    std::unique_ptr<CORBA_Exception> _lost; // the reason for the end, when a handler has noticed it
     CORBA_ULong _next_id = 0;
 
     // The socket's place in an event loop.
     dpIOHandler* _handler = this;
-    dpDispatcher* _dispatcher = nullptr; // null while it stands in none
-    int _fd = -1;                        // as it was registered
+    dpDispatcher* _dispatcher = nullptr; // null while not linked
+    int _fd = -1;                        // the descriptor that was linked
     bool _reading = false;
     bool _writing = false;
     std::unique_ptr<ProgressTimer> _progress;

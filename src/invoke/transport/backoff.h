@@ -5,8 +5,7 @@
 
 namespace harbolance {
 
-// Pauses between attempts that fail one after another: each twice as long as the one before, from 20 ms to a
-// second.
+// The delays between attempts that fail in a row: each is twice the previous one, from 20 ms to one second.
 class Backoff {
 public:
     std::chrono::milliseconds next() {

@@ -7,7 +7,7 @@
 #include <chrono>
 #include <optional>
 
-// A timer to wait with: `fired` tells that the time is over.
+// A timer for waits: `fired` is set when the time has passed.
 class TRXTimer : public dpIOHandler {
 public:
     explicit TRXTimer(dpDispatcher& owner) : dispatcher(&owner) {}
@@ -41,9 +41,9 @@ private:
 
 namespace harbolance {
 
-// How a call waits: it turns the event loop, so that everything else of the process is served meanwhile and
-// any handler may run inside the wait. With the property OAnoCallback the wait has a loop of its own, in
-// which only what the waiting call links is served.
+// How a call waits: it runs the event loop, so that the rest of the process is served meanwhile, and any
+// handler may be called inside the wait. With the property OAnoCallback the wait uses a private loop, which
+// serves only what the waiting call links.
 class LoopWait {
 public:
     LoopWait();
@@ -51,20 +51,21 @@ public:
     LoopWait& operator=(const LoopWait&) = delete;
     ~LoopWait() { --_nested; }
 
-    // How many waits there are, each in a handler that the one before has called.
+    // The number of waits, each in a handler that the previous one has called.
     static unsigned nested() { return _nested; }
 
-    // Where the waiting call links what it waits for, and unlinks it before the wait ends.
+    // The dispatcher to which the waiting call links what it waits for; it must unlink that before the wait
+    // ends.
     dpDispatcher& dispatcher() { return *_dispatcher; }
     bool isPrivate() const { return _own.has_value(); }
 
-    // Turns the loop until `done()`: true. False after so many seconds, 0 for no limit. What is done in the
-    // very turn in which the time runs out does not count.
+    // Runs the loop until `done()` and then returns true. False after so many seconds, 0 for no limit, even
+    // if `done()` becomes true in the same turn.
     template <class Done>
     bool until(CORBA_ULong seconds, Done done) {
         return done() || turnUntil(seconds, done);
     }
-    // The same for what is known not to be done yet.
+    // The same when `done()` is known to be false at the start.
     template <class Done>
     bool turnUntil(CORBA_ULong seconds, Done done) {
         if (seconds == 0) {
@@ -89,7 +90,7 @@ private:
     static inline constinit unsigned _nested = 0;
 
     std::optional<dpDispatcher> _own;
-    std::optional<TerminationWatch> _signals; // of a loop of its own
+    std::optional<TerminationWatch> _signals; // only for a private loop
     dpDispatcher* _dispatcher;
 };
 

@@ -6,7 +6,7 @@
 
 namespace harbolance {
 
-// Whole seconds since it was made.
+// Whole seconds since its construction.
 class Stopwatch {
 public:
     CORBA_ULong seconds() const {
@@ -18,14 +18,14 @@ private:
     std::chrono::steady_clock::time_point _start = std::chrono::steady_clock::now();
 };
 
-// Whole seconds for several steps together, 0 for no limit.
+// A limit in whole seconds for several steps together, 0 for none.
 class TimeLimit {
 public:
     explicit TimeLimit(CORBA_ULong seconds) : _seconds(seconds) {}
 
-    // Raises CORBA_NO_RESPONSE when nothing is left, as `left` does.
+    // Raises CORBA_NO_RESPONSE when no time is left, as `left` does.
     void check() const { left(); }
-    // For the next step; 0 for no limit.
+    // The time left for the next step; 0 for no limit.
     CORBA_ULong left() const {
         if (_seconds == 0)
             return 0;

@@ -15,7 +15,7 @@ using namespace harbolance;
 
 namespace {
 
-// Tells when a socket on which a connect is under way can be looked at. Holds the socket's place in the loop.
+// Detects when the socket of a pending connect has a result. Links the socket while it exists.
 class ConnectHandler : public dpIOHandler {
 public:
     ConnectHandler(dpDispatcher& dispatcher, int fd) : _dispatcher(dispatcher), _fd(fd) {
@@ -78,7 +78,7 @@ void TRXTCPConn::connect(const sockaddr_in* address, CORBA_ULong timeout) {
     _state = CONNECTED;
 }
 
-// One attempt with a fresh socket: 0, or the error.
+// Makes one attempt with a new socket. Returns 0 or errno.
 int TRXTCPConn::try_connecting(const sockaddr_in& address, CORBA_ULong timeout) {
     replace_socket(open_socket());
     blocking(0);

@@ -78,7 +78,8 @@ size_t TRXConnection::transmit_available(const iovec* parts, int count, bool mor
     fail_closed(errno);
 }
 
-// Switching TCP_CORK off sends what the system has kept because of MSG_MORE. Other transports keep nothing.
+// Switching TCP_CORK off sends the octets that the system delays because of MSG_MORE. Sockets other than TCP
+// delay nothing.
 void TRXConnection::push() {
     const int off = 0;
     ::setsockopt(_fd, IPPROTO_TCP, TCP_CORK, &off, sizeof off);

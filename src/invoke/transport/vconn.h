@@ -1,9 +1,9 @@
 #pragma once
 
-// The ORB's byte pipes. A TRXConnection is one socket: a listener, a connection that this process opened or
-// one that it accepted (this file); a TRXConnFactory makes and finds them for the profiles of one tag. TCP is
-// the one transport (viconn.h). Waits go through loop_wait.h, so that a process that waits goes on serving;
-// GIOP (invoke/giop) stands on top and never touches a socket.
+// The ORB's connections for octets. A TRXConnection (this file) is one socket: a listener, a connection that
+// this process opened, or one that it accepted. A TRXConnFactory makes and finds connections for the profiles
+// of one tag. TCP is the only transport (viconn.h). Waits use loop_wait.h, so that a waiting process goes on
+// serving. GIOP (invoke/giop) is built on this and never uses a socket directly.
 
 #include "base/refcount.h"
 #include "marshal/reference/vior.h"
@@ -11,18 +11,18 @@
 #include <sys/types.h>
 #include <sys/uio.h>
 
-// One pipe. It is counted, and starts with one reference, its maker's.
+// One connection. It is reference-counted and starts with one reference, owned by its maker.
 //
-// Time-outs are whole seconds, 0 for no limit. Failures are raised: CORBA_COMM_FAILURE with errno as minor
-// code when the pipe is broken, CORBA_NO_RESPONSE when the time is over, CORBA_NO_RESOURCES (errno) when the
-// system has no descriptor or memory for a socket.
+// Time-outs are in whole seconds, 0 for no limit. Failures are raised: CORBA_COMM_FAILURE, with errno as
+// minor code, when the connection is broken; CORBA_NO_RESPONSE after a time-out; CORBA_NO_RESOURCES (errno)
+// when the system has no descriptor or memory for a socket.
 class TRXConnection : public TRXResource {
 public:
     enum State : CORBA_ULong {
         INITIAL,   // no socket yet
         CONNECTED, // opened by this process
         ATTACHED,  // accepted by this process
-        CLOSED,    // by `close`, or the peer has gone
+        CLOSED,    // by `close`, or by the peer
         LISTEN,
     };
 
@@ -32,38 +32,38 @@ public:
 
     virtual void listen(const IOP::TaggedProfile& profile) = 0;
     virtual void connect(const IOP::TaggedProfile& profile, CORBA_ULong timeout) = 0;
-    // A new connection to the same place; the caller's.
+    // A new connection to the same place, owned by the caller.
     virtual TRXConnection* clone(CORBA_ULong timeout) = 0;
-    // A new profile that says how to reach this end: with `key`, as it is published for the object of that
-    // key; without, as it was connected or bound. The caller's.
+    // A new profile for this end, owned by the caller: with `key`, the published address of the object with
+    // that key; without, the address as connected or bound.
     virtual IOP::TaggedProfile* profile(const CORBA_OctetSequence* key = nullptr) = 0;
-    // From a listener: the next connection, the caller's.
+    // For a listener: the next connection, owned by the caller.
     virtual TRXConnection* accept() = 0;
-    // Blocks until `length` octets have come; the time-out covers each wait for more of them, not the whole.
-    // On failure `length` is what has come. Without a buffer it waits until something can be read, and a
-    // time-out of 0 only asks.
+    // Blocks until `length` octets have arrived; the time-out applies to each wait for more, not to the
+    // whole. On failure `length` is the number that has arrived. Without a buffer it waits until something
+    // can be read; a time-out of 0 then only tests.
     virtual void read(char* buffer, CORBA_ULong& length, CORBA_ULong timeout = 0) = 0;
-    // Whether a read would not wait.
+    // Whether a read would return without waiting.
     virtual bool data_available();
-    // Blocks until all of it is with the system, likewise.
+    // Blocks until all octets are passed to the system; time-out and `length` as for `read`.
     virtual void write(const char* octets, CORBA_ULong& length, CORBA_ULong timeout = 0) = 0;
     virtual int fd() const; // -1 when there is no socket
-    virtual void close();   // any number of times
+    virtual void close();   // may be called several times
     virtual void blocking(CORBA_Boolean blocking);
     virtual CORBA_Boolean blocking() const; // as last set
     virtual State state() const;
     virtual CORBA_ULong profile_id() const; // the tag of the transport
     virtual CORBA_Boolean reliable() const; // octets arrive in order, each once: always true
 
-    // What can be transferred without waiting, whatever the blocking mode: the number of octets, 0 when the
-    // socket has none or takes none now. The end of the stream and errors close the connection's state and
-    // raise CORBA_COMM_FAILURE.
+    // Transfer without waiting, whatever the blocking mode. Return the number of octets, 0 when the socket
+    // has none or accepts none now. The end of the stream and errors set the state to CLOSED and raise
+    // CORBA_COMM_FAILURE.
     size_t receive_available(char* buffer, size_t size);
-    // With `more` the system may keep the octets for those that follow: for a fifth of a second at the most,
-    // until `push`, or until some are sent without it.
+    // With `more` the system may delay the octets: until `push`, until octets are sent without it, or for 200
+    // ms at most.
     size_t transmit_available(const iovec* parts, int count, bool more = false);
     void push();
-    // Ends the stream where it stands, for both ends; the event loop sees it.
+    // Ends the stream for both sides; the event loop notices the end.
     void break_off();
     // The errno of the failure that closed the connection, 0 for the end of the stream.
     CORBA_ULong saved_errno() const { return static_cast<CORBA_ULong>(_saved_errno); }
@@ -82,7 +82,7 @@ protected:
 
 using TRXConnection_var = TRXRef<TRXConnection>;
 
-// Makes the connections for the profiles of one tag, and keeps those that may be shared.
+// Makes connections for the profiles of one tag, and keeps those that may be shared.
 class TRXConnFactory {
 public:
     // A second factory for a tag raises CORBA_BAD_PARAM.
@@ -91,11 +91,11 @@ public:
     TRXConnFactory& operator=(const TRXConnFactory&) = delete;
     virtual ~TRXConnFactory();
 
-    // The connection is being closed or destroyed and is not to be found again.
+    // Call when the connection is closed or destroyed: it will not be found again.
     virtual void destroy(TRXConnection* connection) = 0;
-    // A listener for the profile; the caller's.
+    // A listener for the profile, owned by the caller.
     virtual TRXConnection* create(const IOP::TaggedProfile& profile) = 0;
-    // A connection to the profile's address: one that is open already, or a new one. The caller's reference.
+    // A connection to the profile's address, open already or new. The caller owns the reference.
     virtual TRXConnection* connection(const IOP::TaggedProfile& profile, CORBA_ULong timeout) = 0;
     // Whether the profile names this host.
     virtual CORBA_Boolean is_local(const IOP::TaggedProfile& profile);

@@ -23,7 +23,7 @@ using namespace harbolance;
 
 namespace {
 
-// For a socket that could not be made or accepted.
+// Raises the exception for a socket that could not be made or accepted.
 [[noreturn]] void failWithoutSocket(const char* prefix) {
     const int error = errno;
     if (error == ENOMEM || error == EMFILE || error == ENFILE)
@@ -50,7 +50,7 @@ bool isThisHost(const char* host) {
     return address.in() && (isLoopback(address.in()) || isOwnAddress(address.in()));
 }
 
-// Which interfaces a listener for the host serves; 0 for all.
+// The interface address that a listener for the host binds to; 0 for all interfaces.
 in_addr_t interfaceOf(const char* host) {
     if (!*host)
         return INADDR_ANY;
@@ -60,7 +60,7 @@ in_addr_t interfaceOf(const char* host) {
     return addressOfHost(host).value_or(INADDR_NONE);
 }
 
-// For a profile whose tag the caller vouches for.
+// The caller must have checked the tag, so another one is a bug.
 void checkTag(const IOP::TaggedProfile& profile) {
     TRX_ASSERT(profile.tag == IOP::TAG_INTERNET_IOP, "viconn");
 }
@@ -150,7 +150,8 @@ void TRXTCPConn::accept(int& fd) {
     setOption(fd, SOL_SOCKET, SO_KEEPALIVE, 1);
 }
 
-// A number that the event loop cannot watch waits until a lower one is free; -1 with EMFILE then.
+// A descriptor too large for the event loop is kept until a lower number is free; then returns -1 with
+// EMFILE.
 int TRXTCPConn::next_accepted() {
     int fd = std::exchange(_waiting_fd, -1);
     if (fd == -1)
@@ -245,7 +246,7 @@ IOP::TaggedProfile* TRXTCPConn::profile(const CORBA_OctetSequence* key) {
 
 namespace {
 
-// Sets the mode that a transfer needs and puts the former back when the transfer fails.
+// Sets the blocking mode that a transfer needs and restores the former one when the transfer fails.
 class TransferMode {
 public:
     TransferMode(TRXConnection& connection, CORBA_ULong timeout)
@@ -274,10 +275,11 @@ void waitReady(int fd, short events, int seconds) {
         failWithErrno();
 }
 
-// 0 is no limit for the connection and -1 for a deadline.
+// A limit of 0 means none for connections, -1 for a Deadline.
 int limitOf(CORBA_ULong timeout) { return timeout == 0 ? -1 : static_cast<int>(timeout); }
 
-// Makes `call` until `total` octets have passed or it gives up: with its result 0 or -1.
+// Repeats `call` until `total` octets have been transferred or it fails; returns its last result if that is 0
+// or -1.
 template <class Call>
 ssize_t transferAll(int fd, CORBA_ULong total, CORBA_ULong& done, short events, CORBA_ULong timeout,
                     Call call) {
@@ -339,7 +341,7 @@ void TRXTCPConnFactory::destroy(TRXConnection* connection) {
     TRX_ASSERT(connection->profile_id() == IOP::TAG_INTERNET_IOP, "viconn");
     const IIOP::ProfileBody& body = static_cast<TRXTCPConn*>(connection)->body();
     const Place place{body.host.in(), body.port};
-    // Another connection may have taken the place of a closed one.
+    // Another connection may have replaced a closed one.
     const auto* entry = _connections.find(place);
     if (entry && entry->connection == connection)
         _connections.take(place);
@@ -359,14 +361,14 @@ TRXConnection* TRXTCPConnFactory::connection(const IOP::TaggedProfile& profile, 
         return open;
     TRXRef<TRXTCPConn> made(new TRXTCPConn);
     made->connect(profile, timeout);
-    // Connecting waits in the loop: another call may have connected to the same place meanwhile.
+    // Connecting waits in the loop, so another call may have connected to the same place meanwhile.
     if (TRXConnection* open = find_open(place))
         return open;
     _connections.insert({std::string(place.host), place.port, made.get()});
     return made.detach();
 }
 
-// With a reference for the caller. A connection that is no longer open leaves the table.
+// Returns a reference for the caller. A connection that is no longer open is removed from the table.
 TRXConnection* TRXTCPConnFactory::find_open(const Place& place) {
     const auto* entry = _connections.find(place);
     if (!entry)

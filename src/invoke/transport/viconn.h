@@ -7,41 +7,39 @@
 
 #include <string>
 
-// A connection over TCP. The host of its profile is a dotted address or a name; names may block in the
-// resolver.
+// A connection over TCP. The host of its profile is a dotted address or a name; looking up a name may block.
 class TRXTCPConn : public TRXConnection {
 public:
     TRXTCPConn();
     ~TRXTCPConn() override;
 
-    // Port 0 takes any port, which `profile` then tells. The address of this host listens on all interfaces,
-    // any other one, 127.0.0.1 too, on its own only.
+    // Port 0 means any free port, which `profile` then contains. This host's address means all interfaces;
+    // any other address, also 127.0.0.1, only its own interface.
     void listen(const IOP::TaggedProfile& profile) override;
     // See connect(address, timeout).
     void connect(const IOP::TaggedProfile& profile, CORBA_ULong timeout) override;
     TRXConnection* clone(CORBA_ULong timeout) override;
-    // With `key` the host and port are those of the properties OAproxyIPaddr and OAproxyPort where they are
-    // set.
+    // With `key`, the properties OAproxyIPaddr and OAproxyPort replace host and port if they are set.
     IOP::TaggedProfile* profile(const CORBA_OctetSequence* key = nullptr) override;
     TRXConnection* accept() override;
     void read(char* buffer, CORBA_ULong& length, CORBA_ULong timeout = 0) override;
     void write(const char* octets, CORBA_ULong& length, CORBA_ULong timeout = 0) override;
     void close() override;
 
-    // Another tag than TAG_INTERNET_IOP raises CORBA_INTERNAL.
+    // A tag other than TAG_INTERNET_IOP raises CORBA_INTERNAL.
     virtual void set_profile(const IOP::TaggedProfile& profile);
-    // Waits in the event loop (loop_wait.h). A refused attempt is repeated at once, at 127.0.0.1 with this
-    // host's own address, and then, as long as a time-out was given and lasts, after pauses of 2, 4, 8 and
+    // Waits in the event loop (loop_wait.h). A refused attempt is repeated at once, for this host's own
+    // address at 127.0.0.1; then, if a time-out was given and has not passed, after pauses of 2, 4, 8 and
     // more seconds.
     virtual void connect(const sockaddr_in* address, CORBA_ULong timeout = 0);
     virtual void accept(int& fd);
-    // Takes an accepted socket over.
+    // Takes ownership of an accepted socket.
     virtual void attach(int fd);
 
     const IIOP::ProfileBody& body() const { return _body; }
 
-    // From a listener: takes the next connection and closes it at once, also when the process has no
-    // descriptor left, so that the listener does not stay readable.
+    // For a listener: accepts the next connection and closes it at once, even if the process has no free
+    // descriptor, so that the listener does not stay readable.
     void refuse();
 
 private:
@@ -57,10 +55,10 @@ private:
     IIOP::ProfileBody _body;
     IOP::TaggedProfile _profile; // the encoded form of `_body`
     int _waiting_fd = -1;        // accepted, but above what the event loop can watch
-    int _spare_fd = -1;          // of a listener: given up for a moment to refuse a connection
+    int _spare_fd = -1;          // of a listener: closed for a moment to refuse a connection
 };
 
-// Connections to one address are shared: one socket serves all objects there, and a closed one is replaced on
+// Connections to one address are shared: one socket serves all objects there. A closed one is replaced on
 // demand.
 class TRXTCPConnFactory : public TRXConnFactory {
 public:
@@ -80,7 +78,8 @@ private:
         struct Entry {
             std::string host;
             CORBA_UShort port = 0;
-            TRXConnection* connection = nullptr; // takes itself out before it goes
+            // Not owned: a connection removes itself before it is destroyed.
+            TRXConnection* connection = nullptr;
         };
         static bool isFree(const Entry& entry) { return !entry.connection; }
         static uint32_t hash(const Place& place) { return harbolance::stringHash(place.host) ^ place.port; }

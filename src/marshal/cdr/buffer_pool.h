@@ -5,7 +5,7 @@
 
 #include <utility>
 
-// Keeps one buffer for the next call, so that a common request allocates none. While it is in use (a call
+// Keeps one buffer for the next call, so that a common request allocates none. While it is in use (by a call
 // made while a reply is handled), `take` returns a new buffer that is not pooled.
 //
 // Buffer derives from one of the marshal buffers and has
@@ -24,7 +24,7 @@ public:
 
     // The caller owns one reference.
     Buffer* take(CORBA_ULong size) {
-        // Beside the pool's own reference there is that of a call whose reply is being handled.
+        // Beside the pool's own reference, a call whose reply is being handled holds one.
         const bool inUse = _cached && _cached->_refcount() > 1;
         if (size > largest || inUse)
             return new Buffer(size);

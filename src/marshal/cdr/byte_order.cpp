@@ -4,7 +4,7 @@ using namespace harbolance;
 
 namespace {
 
-// memcpy, since neither side need be aligned; the compiler vectorises the loop.
+// Uses memcpy, because neither side need be aligned; the compiler vectorises the loop.
 template <class Word>
 void copyWords(char* __restrict target, const char* __restrict source, size_t count) {
     for (size_t i = 0; i < count; ++i) {

@@ -23,8 +23,8 @@ T reversed(T value) {
         return value;
 }
 
-// Copies `count` elements of `size` (2, 4 or 8) octets each and reverses the octets of each. Neither side has
-// to be aligned; the two do not overlap.
+// Copies `count` elements of `size` (2, 4 or 8) octets and reverses the octets of each. Neither side need be
+// aligned; they must not overlap.
 void copyReversed(void* target, const void* source, size_t count, size_t size);
 
 } // namespace harbolance

@@ -9,9 +9,9 @@
 #include <tuple>
 #include <type_traits>
 
-// Numbers and strings that follow each other, such as the members of a struct: `members(a, b, c)` is written
-// and read as they are one by one. In a marshal buffer it is one step, during which the position stays in
-// registers; that is most of what small values cost.
+// Consecutive numbers and strings, such as the members of a struct: `members(a, b, c)` is written and read
+// like the single values. In a marshal buffer it is done in one step, during which the position stays in
+// registers; updating the position is most of the cost of small values.
 
 namespace harbolance {
 
@@ -34,7 +34,7 @@ void copyEnds(char* target, const char* source, size_t size) {
     std::memcpy(target + size - half, last, half);
 }
 
-// Most texts are short: then a call of memcpy costs more than the copy.
+// Fast path for short texts, for which a call of memcpy costs more than the copy.
 inline void copyText(char* target, const char* source, size_t size) {
     if (size > 64)
         std::memcpy(target, source, size);
@@ -51,7 +51,8 @@ inline void copyText(char* target, const char* source, size_t size) {
             target[i] = source[i];
 }
 
-// Writes into memory whose size has been checked. Positions count from a multiple of 8 of the stream.
+// Writes to memory whose size has been checked. Positions count from a stream position that is a multiple of
+// 8.
 class MembersWriter {
 public:
     MembersWriter(char* place, CORBA_ULong align) : _begin(align % 8), _at(_begin), _base(place - _begin) {}
@@ -60,7 +61,7 @@ public:
     void put(T number) {
         const size_t begin = alignedTo(sizeof number, _at);
         if constexpr (sizeof number > 1) {
-            constexpr uint64_t padding = 0x2020202020202020u; // the number overwrites the surplus
+            constexpr uint64_t padding = 0x2020202020202020u; // the number overwrites the surplus padding
             std::memcpy(_base + _at, &padding, sizeof number);
         }
         std::memcpy(_base + begin, &number, sizeof number);
@@ -79,7 +80,7 @@ private:
     char* const _base;
 };
 
-// A member that is being written: what it takes at most, padding included, is known before.
+// A member to be written; an upper bound of its size, including padding, is known in advance.
 template <MemberNumber T>
 class NumberOut {
 public:
@@ -92,11 +93,11 @@ private:
     const T _number;
 };
 
-// Octets behind their count: a string with its NUL.
+// Octets after their count: a string with its NUL.
 class RunOut {
 public:
     RunOut(const char* octets, size_t size) : _octets(octets), _size(size) {}
-    bool simple() const { return _octets; } // null is left to the stream
+    bool simple() const { return _octets; } // false for null, which the stream writes
     size_t most() const { return 2 * sizeof(CORBA_ULong) - 1 + _size; }
     void write(MembersWriter& writer) const { writer.put(_octets, _size); }
 
@@ -105,7 +106,7 @@ private:
     const size_t _size;
 };
 
-// A sequence that is almost always empty, such as the service contexts of a message: only its count.
+// A sequence that is almost always empty, such as the service contexts of a message: writes the count 0.
 template <class Sequence>
 class EmptyOut {
 public:
@@ -118,12 +119,11 @@ private:
     const bool _empty;
 };
 
-// An octet sequence that is written as a member. One that is read shows the octets where they stand in the
-// buffer.
+// An octet sequence as a member. One that is read borrows the octets in the buffer.
 struct MemberOctets {
     std::span<const CORBA_Octet> octets;
 };
-// A string that is read as a member and stays where it stands in the buffer; null for length 0.
+// A string that is read as a member; the text is borrowed from the buffer. Null for length 0.
 struct MemberText {
     const char* text = nullptr;
 };
@@ -148,8 +148,8 @@ EmptyOut<TRXSequence<T, Element>> memberOut(const TRXSequence<T, Element>& seque
     return EmptyOut<TRXSequence<T, Element>>(sequence);
 }
 
-// Reads from a buffer until it is told to `leave`, which moves the buffer's position. What is rare (a value
-// that is not complete, a string that needs memory) is left to the buffer's own operators.
+// Reads from a buffer until `leave` is called, which moves the buffer's position. Rare cases (a truncated
+// value, a string that needs memory) are left to the buffer's own operators.
 class MembersReader {
 public:
     explicit MembersReader(CORBA_MarshalInBuffer& buffer) : _buffer(buffer) { enter(); }
@@ -213,7 +213,7 @@ public:
     void leave() { _buffer._offset += static_cast<CORBA_ULong>(_at - _begin); }
 
 private:
-    // The memory of an owned string is as large as its text, at least.
+    // The memory of an owned string is at least as large as its text.
     static bool hasMemoryFor(const char* string, size_t size) {
         return string && strnlen(string, size - 1) == size - 1;
     }
@@ -247,7 +247,7 @@ private:
     bool _swap;
 };
 
-// Reads what stands in a buffer, some of it in place.
+// Reads members that may borrow from the buffer.
 template <class... T>
 void readMembers(CORBA_MarshalInBuffer& buffer, T&... members) {
     MembersReader reader(buffer);

@@ -14,7 +14,7 @@ namespace {
 
 constexpr uint64_t maxOctets = std::numeric_limits<CORBA_ULong>::max();
 
-// For alignments that are powers of two.
+// `alignment` must be a power of two.
 CORBA_ULong paddingTo(CORBA_ULong alignment, CORBA_ULong position) { return -position & (alignment - 1); }
 
 } // namespace
@@ -39,11 +39,11 @@ void CORBA_MarshalOutBuffer::reset_align() { _start = -_offset; }
 void CORBA_MarshalOutBuffer::destroy() { delete this; }
 
 void CORBA_MarshalOutBuffer::grow(CORBA_ULong count) {
-    // In 64 bits: a size that wrapped would be taken for a small one.
+    // Computed in 64 bits, because an overflow would give a small size.
     const uint64_t needed = uint64_t{_offset} + count;
     if (needed > maxOctets)
         throw CORBA_MARSHAL();
-    // Doubling, so that copying stays linear in what is written.
+    // Doubled, so that the copying stays linear in the octets written.
     const uint64_t doubled = std::min(2 * uint64_t{_capacity}, maxOctets);
     const auto capacity = static_cast<CORBA_ULong>(std::max(doubled, needed));
     char* data = CORBA_string_alloc(capacity);
@@ -52,14 +52,14 @@ void CORBA_MarshalOutBuffer::grow(CORBA_ULong count) {
     if (_own || _grown)
         CORBA_string_free(_data);
     else
-        _own = 1; // the caller frees only the block that he gave
+        _own = 1; // the caller only frees the block that it passed in
     _data = data;
     _capacity = capacity;
     _grown = 1;
 }
 
 void CORBA_MarshalOutBuffer::write_borrowed(const unsigned char* octets, CORBA_ULong count) {
-    constexpr CORBA_ULong worthIt = 32768; // a smaller copy costs less than a further part of a message
+    constexpr CORBA_ULong worthIt = 32768; // below this a copy costs less than another part of a message
     if (!_borrowed.allowed || borrows() || count < worthIt) {
         if (count > 0)
             write(octets, count);
@@ -68,7 +68,7 @@ void CORBA_MarshalOutBuffer::write_borrowed(const unsigned char* octets, CORBA_U
     _borrowed.place = _offset;
     _borrowed.count = count;
     _borrowed.octets = reinterpret_cast<const char*>(octets);
-    _start += count; // what follows is aligned behind them
+    _start += count; // the next value is aligned after the borrowed octets
 }
 
 void CORBA_MarshalOutBuffer::copy_borrowed() {
@@ -85,7 +85,7 @@ void CORBA_MarshalOutBuffer::copy_borrowed() {
     _borrowed.count = 0;
 }
 
-// What is in front of the borrowed octets, they, and what is behind them.
+// The octets before the borrowed ones, the borrowed octets, and those after them.
 std::array<std::span<const char>, 3> CORBA_MarshalOutBuffer::parts() const {
     const std::span<const char> own(_data, _offset);
     if (!borrows())
@@ -103,7 +103,7 @@ void CORBA_MarshalOutBuffer::rewind() {
 
 void CORBA_MarshalOutBuffer::seek(CORBA_ULong offset) {
     copy_borrowed();
-    // Behind what was written the octets have no meaning yet, but the caller may be about to fill them.
+    // Octets beyond those written are undefined, but the caller may be about to write them.
     if (offset > _capacity)
         throw CORBA_BAD_PARAM();
     _start += _offset - offset; // keeps `align`
@@ -116,14 +116,14 @@ void CORBA_MarshalOutBuffer::make_room(uint64_t count) {
     grow(static_cast<CORBA_ULong>(count));
 }
 
-// Pads, reserves `count` octets and returns their place, which the caller fills.
+// Pads, reserves `count` octets and returns a pointer to them; the caller fills them.
 char* CORBA_MarshalOutBuffer::reserve(uint64_t count, CORBA_ULong alignment) {
     const CORBA_ULong padding = paddingTo(alignment, align());
     const uint64_t total = padding + count;
     if (total > _capacity - _offset)
         make_room(total);
     char* place = _data + _offset;
-    // The padding of this ORB, which readers pass over.
+    // This ORB pads with spaces; readers ignore padding.
     std::fill_n(place, padding, ' ');
     _offset += static_cast<CORBA_ULong>(total);
     return place + padding;
@@ -132,15 +132,15 @@ char* CORBA_MarshalOutBuffer::reserve(uint64_t count, CORBA_ULong alignment) {
 template <class T>
 TRXostream& CORBA_MarshalOutBuffer::put_array(const T* array, CORBA_ULong count) {
     const uint64_t octets = uint64_t{count} * sizeof(T);
-    // Also for an empty array, in front of which this ORB aligns.
+    // This ORB aligns even for an empty array.
     char* place = reserve(octets, sizeof(T));
-    // An empty array may have no address, which memcpy does not take.
+    // memcpy must not be called with the null pointer that an empty array may have.
     if (octets > 0)
         std::memcpy(place, array, octets);
     return *this;
 }
 
-// An array whose elements are wider in memory than on the wire.
+// Writes an array whose elements are wider in memory than on the wire.
 template <class Wire, class T>
 TRXostream& CORBA_MarshalOutBuffer::put_narrowed(const T* array, CORBA_ULong count) {
     char* place = reserve(uint64_t{count} * sizeof(Wire), sizeof(Wire));
@@ -151,9 +151,9 @@ TRXostream& CORBA_MarshalOutBuffer::put_narrowed(const T* array, CORBA_ULong cou
     return *this;
 }
 
-// Length, text and NUL with one bounds check.
+// Writes length, text and NUL with a single bounds check.
 TRXostream& CORBA_MarshalOutBuffer::put_text(const char* text) {
-    // The length on the wire counts the NUL, which is sent as well.
+    // The length includes the NUL.
     const size_t size = std::strlen(text) + 1;
     const auto length = static_cast<CORBA_ULong>(size);
     const CORBA_ULong padding = paddingTo(sizeof length, align());
@@ -173,14 +173,14 @@ TRXostream& CORBA_MarshalOutBuffer::put_text(const char* text) {
 TRXostream& CORBA_MarshalOutBuffer::operator<<(const char* string) {
     if (string) [[likely]]
         return put_text(string);
-    // CDR has no null strings: the length 0 is an extension that both sides have to know.
+    // CDR has no null strings: length 0 is an extension that both sides must support.
     if (!marshalSettings.nullString)
         throw CORBA_BAD_PARAM();
     return put_value(CORBA_ULong{0});
 }
 
 TRXostream& CORBA_MarshalOutBuffer::operator<<(const wchar_t* string) {
-    // For wide strings there is no null form: it goes out as the end alone.
+    // Wide strings have no null form: null is written as an empty string.
     const wchar_t* text = string ? string : L"";
     const size_t size = std::char_traits<wchar_t>::length(text) + 1;
     if (size > maxOctets)
@@ -286,12 +286,12 @@ CORBA_ULong CORBA_MarshalInBuffer::seek(CORBA_ULong offset) {
     return old;
 }
 
-// Tells an underflow, whose operation takes 32 bits.
+// Reports an underflow, whose argument has 32 bits only.
 void CORBA_MarshalInBuffer::fail(uint64_t count) {
     underflow(static_cast<CORBA_ULong>(std::min(count, maxOctets)));
 }
 
-// Skips `count` octets and returns their place; null when they are not left and `underflow` returns.
+// Skips `count` octets and returns a pointer to them; null when they are not left and `underflow` returns.
 const char* CORBA_MarshalInBuffer::take(uint64_t count) {
     if (count > left()) {
         fail(count);
@@ -313,13 +313,13 @@ TRXistream& CORBA_MarshalInBuffer::get_array(T* array, CORBA_ULong count) {
     const uint64_t octets = uint64_t{count} * sizeof(T);
     const CORBA_ULong padding = paddingTo(sizeof(T), align());
     if (padding + octets > left()) {
-        // All or nothing: an array that is cut short gives zeros and leaves the position where it was.
+        // All or nothing: a truncated array gives zeros, and the position is unchanged.
         std::fill_n(array, count, T());
         fail(padding + octets);
         return *this;
     }
     const char* place = take(padding + octets) + padding;
-    // Reversed on the way, so that each octet is touched once.
+    // Reversed while copying, so that each octet is touched once.
     if (sizeof(T) > 1 && _byte_order != hostByteOrder)
         copyReversed(array, place, count, sizeof(T));
     else if (octets > 0)
@@ -327,7 +327,7 @@ TRXistream& CORBA_MarshalInBuffer::get_array(T* array, CORBA_ULong count) {
     return *this;
 }
 
-// An array whose elements are wider in memory than on the wire.
+// Reads an array whose elements are wider in memory than on the wire.
 template <class Wire, class T>
 TRXistream& CORBA_MarshalInBuffer::get_widened_array(T* array, CORBA_ULong count) {
     const uint64_t octets = uint64_t{count} * sizeof(Wire);
@@ -346,8 +346,8 @@ TRXistream& CORBA_MarshalInBuffer::get_widened_array(T* array, CORBA_ULong count
     return *this;
 }
 
-// Skips a string and returns the place of its text; null for a null string. Length and text in one step, so
-// that the offset is loaded and stored once.
+// Skips a string and returns a pointer to its text; null for a null string. Length and text are read in one
+// step, so that the offset is loaded and stored once.
 const char* CORBA_MarshalInBuffer::take_string(CORBA_ULong& length) {
     const CORBA_ULong head = paddingTo(sizeof length, align()) + CORBA_ULong{sizeof length};
     if (head > left()) [[unlikely]] {
@@ -358,19 +358,19 @@ const char* CORBA_MarshalInBuffer::take_string(CORBA_ULong& length) {
     std::memcpy(&length, place - sizeof length, sizeof length);
     if (_byte_order != hostByteOrder)
         length = reversed(length);
-    // The length 0 wraps to the largest number, so that one comparison finds both odd cases.
+    // Length 0 wraps around to the largest number, so a single comparison detects both special cases.
     if (length - 1 >= left() - head) [[unlikely]] // 0, or more than is left
         return take_odd_string(length, head);
-    // Demanded where the text is used in place: nothing else would end it.
+    // Required where the text is used in place, because nothing else terminates it.
     if (_strings_end && place[length - 1] != '\0') [[unlikely]]
         throw CORBA_MARSHAL();
     _offset += head + length;
     return place;
 }
 
-// The rare cases of take_string: a null string, or one that is not complete.
+// The slow path of take_string: a null string or a truncated one.
 const char* CORBA_MarshalInBuffer::take_odd_string(CORBA_ULong length, CORBA_ULong head) {
-    // Told as an underflow before anything is allocated for the length that the peer claims.
+    // Reported as an underflow before memory is allocated for the length that the peer claims.
     if (length > 0)
         fail(uint64_t{head} + length);
     else if (!marshalSettings.nullString)
@@ -383,14 +383,15 @@ const char* CORBA_MarshalInBuffer::take_odd_string(CORBA_ULong length, CORBA_ULo
 namespace {
 
 char* copyOf(const char* place, CORBA_ULong length) {
-    // `length` counts the peer's NUL. One more is set behind it, since the peer may have sent none.
+    // `length` includes the peer's NUL. Another one is appended, because the peer may have sent none.
     char* string = CORBA_string_alloc(length);
     std::memcpy(string, place, length);
     string[length] = '\0';
     return string;
 }
 
-// Whether an owned string surely has memory for `needed` octets: its capacity is not known, its text is.
+// Whether an owned string certainly has memory for `needed` octets: its capacity is unknown, but not its
+// text.
 bool hasMemoryFor(const char* string, size_t needed) {
     // The shared empty string is a constant and must not be written to.
     return string && string != TRXNullString && strnlen(string, needed - 1) == needed - 1;
@@ -409,7 +410,7 @@ TRXistream& CORBA_MarshalInBuffer::operator>>(char*& string) {
 void CORBA_MarshalInBuffer::read_over(char*& string) {
     CORBA_ULong length = 0;
     const char* place = take_string(length);
-    // Without a NUL at its end the text needs an octet more than `length`.
+    // A text that does not end with NUL needs one octet more than `length`.
     if (place && place[length - 1] == '\0' && hasMemoryFor(string, length))
         std::memcpy(string, place, length);
     else
@@ -419,14 +420,14 @@ void CORBA_MarshalInBuffer::read_over(char*& string) {
 TRXistream& CORBA_MarshalInBuffer::operator>>(wchar_t*& string) {
     CORBA_ULong count = 0;
     get_value(count);
-    // Before the allocation, which is four octets for each two that were sent.
+    // Tested before the allocation, which takes four octets for each two that were sent.
     if (uint64_t{count} * sizeof(CORBA_UShort) > left()) {
         fail(uint64_t{count} * sizeof(CORBA_UShort));
         return *this;
     }
     if (!string) {
         string = CORBA_wstring_alloc(count);
-        string[count] = 0; // a peer need not have sent the end
+        string[count] = 0; // the peer may have sent no final zero
     }
     return CORBA_MarshalInBuffer::read(string, count);
 }
@@ -467,7 +468,7 @@ TRXistream& CORBA_MarshalInBuffer::getCString(char* buffer, CORBA_ULong size) {
     CORBA_ULong length = 0;
     get_value(length);
     const CORBA_ULong copied = std::min(length, size);
-    // The whole string is consumed, whatever fits into the buffer.
+    // The whole string is consumed, even if it does not fit in the buffer.
     const char* place = take(length);
     if (!place) {
         std::fill_n(buffer, copied, '\0');
@@ -498,7 +499,7 @@ const CORBA_ULong* CORBA_MarshalInBuffer::words_in_place(CORBA_ULong& count) {
     if (count == 0)
         return nullptr;
     const char* place = take_aligned(uint64_t{count} * sizeof(CORBA_ULong), sizeof(CORBA_ULong));
-    // Aligned in the stream is not aligned in memory: the buffer may begin anywhere.
+    // Alignment in the stream does not imply alignment in memory, because the buffer may begin anywhere.
     if (reinterpret_cast<uintptr_t>(place) % alignof(CORBA_ULong) != 0)
         throw CORBA_MARSHAL();
     return reinterpret_cast<const CORBA_ULong*>(place);

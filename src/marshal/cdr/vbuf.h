@@ -16,17 +16,17 @@ class Members;
 } // namespace harbolance
 
 // CDR in memory. A value of s octets is aligned to a multiple of s, counted from the start of the stream,
-// with padding of 0x20. `offset` is the index of the next octet in the buffer and `align` its position in the
-// stream: they differ when the buffer holds only a part of the stream, such as a message body without its
+// with padding of 0x20. `offset` is the index of the next octet in the buffer, `align` its position in the
+// stream. They differ when the buffer holds only a part of the stream, such as a message body without its
 // header. Both are below 2^32.
 //
-// Buffers are counted and start with one reference. A buffer on the stack is never released.
+// Buffers are reference-counted and start with one reference. A buffer on the stack must never be released.
 
-// Writes in the host's byte order, which the enclosing message or encapsulation states. Grows as needed.
+// Writes in the host's byte order, which the enclosing message or encapsulation declares. Grows as needed.
 class CORBA_MarshalOutBuffer : public TRXostream {
 public:
-    // Writes into the caller's memory; with `own` the buffer takes over memory from CORBA_string_alloc. A
-    // buffer that outgrows borrowed memory moves to memory of its own.
+    // Writes to the caller's memory; with `own` the buffer takes ownership of memory from CORBA_string_alloc.
+    // A buffer that outgrows borrowed memory moves to memory of its own.
     CORBA_MarshalOutBuffer(char* data, CORBA_ULong capacity, CORBA_Boolean own);
     // Without `own` the caller frees `data()` with CORBA_string_free.
     explicit CORBA_MarshalOutBuffer(CORBA_ULong capacity, CORBA_Boolean own = 1);
@@ -35,7 +35,7 @@ public:
     CORBA_Long position() const override;
 
     using TRXostream::operator<<;
-    // A null pointer raises CORBA_BAD_PARAM, unless null strings are switched on.
+    // A null pointer raises CORBA_BAD_PARAM unless null strings are switched on.
     TRXostream& operator<<(const char* string) override;
     TRXostream& operator<<(char value) override { return put_value(value); }
     TRXostream& operator<<(unsigned char value) override { return put_value(value); }
@@ -71,7 +71,7 @@ public:
     TRXostream& write(const unsigned long long* array, CORBA_ULong count) override;
 
     virtual CORBA_ULong offset() const; // how many octets have been written
-    virtual void reset_align();         // alignment counts from the next octet
+    virtual void reset_align();         // alignment counts from the next octet on
     virtual void destroy();             // destroys the object and frees its memory
     // Ensures capacity for `count` octets at the offset. Raises CORBA_MARSHAL beyond 2^32 octets.
     virtual void grow(CORBA_ULong count);
@@ -88,16 +88,16 @@ public:
     void append(const T& object);
 
     void rewind();                    // to an empty stream, without stored TypeCodes
-    void rewind_offset() { seek(0); } // to offset 0; `align` stays
-    void seek(CORBA_ULong offset);    // `align` stays; raises CORBA_BAD_PARAM beyond the capacity
+    void rewind_offset() { seek(0); } // to offset 0; `align` is unchanged
+    void seek(CORBA_ULong offset);    // `align` is unchanged; raises CORBA_BAD_PARAM beyond the capacity
 
     // --- Octets that stay with the caller
     //
-    // To copy many octets costs about as much as to send them. A buffer that may borrow notes where the
-    // octets are; `data` and `offset` are without them then. Who allows it sends all `parts`, or calls
-    // `copy_borrowed`, before the octets may change.
+    // Copying many octets costs about as much as sending them. A buffer that may borrow stores a pointer to
+    // the caller's octets instead; `data` and `offset` then exclude them. The code that allows borrowing must
+    // send all `parts`, or call `copy_borrowed`, before the octets may change.
     void allow_borrowing() { _borrowed.allowed = true; }                 // until `rewind`
-    void write_borrowed(const unsigned char* octets, CORBA_ULong count); // copies what need not be borrowed
+    void write_borrowed(const unsigned char* octets, CORBA_ULong count); // short ones are copied
     void copy_borrowed();
     bool borrows() const { return _borrowed.count > 0; }
     std::array<std::span<const char>, 3> parts() const;
@@ -108,8 +108,8 @@ public:
     friend void release_buffer(CORBA_MarshalOutBuffer* buffer);
 
 protected:
-    // For a class that has operators of its own for numbers or strings: from then on all of them pass through
-    // these, where otherwise those of a struct are written in one step (members.h).
+    // For a derived class with its own operators for numbers or strings: from now on all of them are called,
+    // also for the members of structs, which are otherwise written in one step (members.h).
     void demand_single_values() { _single_values = true; }
 
 private:
@@ -137,27 +137,27 @@ private:
     bool _single_values = false;
     struct {
         bool allowed = false;
-        CORBA_ULong place = 0; // the octets belong before this one of `_data`
+        CORBA_ULong place = 0; // offset in `_data` at which the octets belong
         CORBA_ULong count = 0;
         const char* octets = nullptr;
-    } _borrowed; // once in a message: most requests have one large argument at most
+    } _borrowed; // at most once per message: most requests have a single large argument
 };
 
 using CORBA_MarshalOutBuffer_ptr = CORBA_MarshalOutBuffer*;
 
-// Reads either byte order. Reading past the end raises CORBA_MARSHAL: a target that the caller provides is
-// filled with zeros, and nothing is allocated.
+// Reads either byte order. Reading past the end raises CORBA_MARSHAL: a target provided by the caller is set
+// to zeros, and nothing is allocated.
 class CORBA_MarshalInBuffer : public TRXistream {
 public:
-    // Reads the caller's memory; with `own` the buffer takes over memory from CORBA_string_alloc.
+    // Reads the caller's memory; with `own` the buffer takes ownership of memory from CORBA_string_alloc.
     CORBA_MarshalInBuffer(const char* data, CORBA_ULong size, CORBA_Boolean own = 0,
                           CORBA_Octet byteOrder = harbolance::hostByteOrder);
     ~CORBA_MarshalInBuffer() override;
 
     CORBA_Long position() const override;
 
-    // A length of 0 raises CORBA_MARSHAL, or gives null where null strings are switched on. The result ends
-    // in a NUL even if the peer sent none.
+    // Length 0 raises CORBA_MARSHAL, or gives null when null strings are switched on. The result always ends
+    // with a NUL, even if the peer sent none.
     TRXistream& operator>>(char*& string) override;
     TRXistream& operator>>(char& value) override { return get_value(value); }
     TRXistream& operator>>(unsigned char& value) override { return get_value(value); }
@@ -188,8 +188,8 @@ public:
     TRXistream& read(unsigned long* array, CORBA_ULong count) override;
     TRXistream& read(float* array, CORBA_ULong count) override;
     TRXistream& read(double* array, CORBA_ULong count) override;
-    // A string whose length with its NUL is `size` or more fills the buffer without a NUL; the rest is
-    // skipped.
+    // A string whose length with its NUL is `size` or more fills the buffer, and no NUL is appended; the rest
+    // is skipped.
     TRXistream& getCString(char* buffer, CORBA_ULong size) override;
     TRXistream& read(long long* array, CORBA_ULong count) override;
     TRXistream& read(unsigned long long* array, CORBA_ULong count) override;
@@ -198,19 +198,19 @@ public:
     // Reads a length and skips that many octets without copying them: returns a pointer into `data`, null for
     // length 0.
     virtual const unsigned char* octets_in_place(CORBA_ULong& length);
-    // The same with a count of 32-bit words, which stay in the byte order of the buffer. Raises CORBA_MARSHAL
-    // as well when they are not aligned in memory.
+    // The same for a count of 32-bit words, which stay in the buffer's byte order. Also raises CORBA_MARSHAL
+    // when they are not aligned in memory.
     virtual const CORBA_ULong* words_in_place(CORBA_ULong& count);
     virtual CORBA_ULong size() const;
-    virtual void reset_align(); // alignment counts from the next octet
-    // Called when `count` octets are wanted and not left. Raises CORBA_MARSHAL.
+    virtual void reset_align(); // alignment counts from the next octet on
+    // Called when `count` octets are needed and not left. Raises CORBA_MARSHAL.
     virtual void underflow(CORBA_ULong count);
     virtual void destroy(); // destroys the object and frees its memory
 
-    // The same for a string; null for length 0. One without a NUL at its end raises CORBA_MARSHAL.
+    // The same for a string; null for length 0. A string that does not end with NUL raises CORBA_MARSHAL.
     const char* string_in_place();
     // Replaces an owned string by the next one: in the same memory if the old text is long enough, else in
-    // new memory. When this raises, the old string stays.
+    // new memory. When this raises, the old string is kept.
     void read_over(char*& string);
 
     char* data() const { return _data; }
@@ -222,12 +222,12 @@ public:
     CORBA_Octet byte_order() const { return _byte_order; }
     void byte_order(CORBA_Octet order) { _byte_order = order != 0; } // 0 big-endian, else little-endian
 
-    // From then on a string without a NUL at its end raises CORBA_MARSHAL.
+    // From now on a string that does not end with NUL raises CORBA_MARSHAL.
     void demand_string_ends() { _strings_end = true; }
 
     void rewind(); // to offset 0 and the host's order, without stored TypeCodes
     void rewind_offset() { _offset = _start = 0; }
-    // Offset and stream position become `offset`; the old offset is returned. Beyond the size it raises
+    // Sets offset and stream position to `offset` and returns the old offset. Beyond the size raises
     // CORBA_BAD_PARAM.
     CORBA_ULong seek(CORBA_ULong offset);
 
@@ -267,7 +267,7 @@ private:
 
 using CORBA_MarshalInBuffer_ptr = CORBA_MarshalInBuffer*;
 
-// Give back one reference; null is accepted.
+// Release one reference; null is accepted.
 void release_buffer(CORBA_MarshalOutBuffer* buffer);
 void release_buffer(CORBA_MarshalInBuffer* buffer);
 inline void CORBA_release(CORBA_MarshalOutBuffer* buffer) { release_buffer(buffer); }
@@ -281,7 +281,7 @@ using CORBA_MarshalInBuffer_var = TRXVar<CORBA_MarshalInBuffer>;
 template <class T>
 TRXostream& CORBA_MarshalOutBuffer::put_value(T value) {
     constexpr CORBA_ULong size = sizeof(T);
-    // Alignment counts in the stream, not in the buffer. All of this is modulo 2^32, as `_start` is.
+    // Alignment counts in the stream, not in the buffer. All of this is modulo 2^32, like `_start`.
     const CORBA_ULong begin = ((_offset + _start + (size - 1)) & ~(size - 1)) - _start;
     const CORBA_ULong total = begin - _offset + size;
     if (_capacity - _offset < total) [[unlikely]]
@@ -311,7 +311,7 @@ TRXistream& CORBA_MarshalInBuffer::get_value(T& value) {
     const CORBA_ULong begin = ((_offset + _start + (size - 1)) & ~(size - 1)) - _start;
     const CORBA_ULong total = begin - _offset + size;
     if (left() < total) [[unlikely]] {
-        // Set first: `fail` raises, and the caller's variable must not keep an old value.
+        // Set first, because `fail` raises and the caller's variable must not keep an old value.
         value = T();
         fail(total);
         return *this;
