@@ -152,12 +152,8 @@ public:
     // Frees every slot and keeps the capacity.
     void clear() {
         // Tables that are cleared for each message are often empty, which must cost nothing.
-        if (count_ > 0) {
-            for (Entry& entry : slots_)
-                entry = Entry{};
-            forgetRuns();
-        }
-        count_ = 0;
+        if (count_ > 0)
+            freeSlots();
     }
 
     // Removes everything and takes the capacity that `sizeArgument` gives.
@@ -250,6 +246,15 @@ private:
             index_->add(Traits::fingerprint(slots_[i]), i);
     }
 
+    // `freeSlots` and `grow` are rare and large. As functions of their own they cost nothing to a caller that
+    // adds an entry to a table with room.
+    [[gnu::noinline]] void freeSlots() {
+        for (Entry& entry : slots_)
+            entry = Entry{};
+        count_ = 0;
+        forgetRuns();
+    }
+
     void forgetRuns() {
         index_.reset();
         if constexpr (indexable)
@@ -258,7 +263,7 @@ private:
 
     // Rebuilds the table with twice the capacity as size argument, which gives four times the slots. Returns
     // the new slot of the entry that was in slot `watched`.
-    uint32_t grow(uint32_t watched) {
+    [[gnu::noinline]] uint32_t grow(uint32_t watched) {
         std::vector<Entry> old = std::move(slots_);
         const uint32_t count = count_;
         // resize sets the count to 0 and `store` does not count, so the count is restored at the end.
