@@ -13,8 +13,9 @@ using namespace harbolance;
 // The object graph in both forms: tags, class names, ids. The scalars of the text form are in
 // ncstream_text.cpp.
 
-NCostream::NCostream(std::ostream& out) : out_(&out), table_(std::make_unique<NCOutTable>()) {}
-NCostream::NCostream() : out_(nullptr), table_(std::make_unique<NCOutTable>()) {}
+NCostream::NCostream(std::ostream& out)
+    : out_(&out), onStandardOutput_(&out == &standardOutput()), table_(std::make_unique<NCOutTable>()) {}
+NCostream::NCostream() : out_(nullptr), onStandardOutput_(false), table_(std::make_unique<NCOutTable>()) {}
 NCostream::~NCostream() = default;
 
 const NCTypeInfo& NCostream::typeInfo() const {
@@ -27,7 +28,7 @@ bool NCostream::isA(const NCTypeInfo& type) const { return typeInfo() == type; }
 void NCostream::writeFields(const NCTransObject* object) {
     // On the standard output objects are printed for people; any other stream gets the form that a reader can
     // rebuild.
-    if (out_ == &standardOutput())
+    if (onStandardOutput_)
         object->printOn(*this);
     else
         object->write(*this);
@@ -116,7 +117,7 @@ int NCistream::registerObject(NCTransObject* object) {
     // Limits the table, which is several times larger than the octets that cause an entry.
     if (table_->objects.size() >= NCInTable::mostObjects)
         setFailed();
-    table_->objects.push_back({object, nullptr, false, 1});
+    table_->objects.emplace_back().object = object;
     return static_cast<int>(table_->objects.size()) - 1;
 }
 
@@ -132,6 +133,28 @@ void NCistream::stopEarly() {
 }
 
 NCTransObject* NCistream::readObject() { return readRestricted(nullptr); }
+
+// Apart from the readers, which run for each object and would otherwise make room for these texts.
+namespace {
+
+[[gnu::cold]] void complainOfTag() {
+    complain(standardError(),
+             std::string("NCistream::readObject: Error reading Object ") + ncReadErrorAdvice);
+}
+
+[[gnu::cold]] void complainOfTypeId(int id) {
+    complain(standardError(), "NCistream::readObject. Internal Error "
+                              "reading class '" +
+                                  std::to_string(id) + "'\n");
+}
+
+[[gnu::cold]] void complainOfClass(const std::string& name) {
+    complain(standardError(), "NCistream::readObject: Received Object"
+                              " of class '" +
+                                  printable(name, '?') + "', but this class is not linked in\n");
+}
+
+} // namespace
 
 NCTransObject* NCistream::refuse() {
     setFailed();
@@ -162,8 +185,7 @@ NCTransObject* NCistream::readRestricted(const NCTypeInfo* required) {
     case '@': return readReference(required);
     default:
         // The reader has lost its position in the message; the next object cannot be found.
-        complain(standardError(),
-                 std::string("NCistream::readObject: Error reading Object ") + ncReadErrorAdvice);
+        complainOfTag();
         return refuse();
     }
 }
@@ -172,11 +194,8 @@ const NCTypeInfo* NCistream::readKnownType() {
     int id = -1;
     read(id);
     const NCTypeInfo* type = failed_ ? nullptr : table_->type(id);
-    if (!type && !failed_) {
-        complain(standardError(), "NCistream::readObject. Internal Error "
-                                  "reading class '" +
-                                      std::to_string(id) + "'\n");
-    }
+    if (!type && !failed_)
+        complainOfTypeId(id);
     return type;
 }
 
@@ -196,10 +215,7 @@ const NCTypeInfo* NCistream::readNamedType(bool& isNull) {
     if (type) {
         table_->types.push_back(type);
     } else {
-        complain(standardError(), "NCistream::readObject: Received Object"
-                                  " of class '" +
-                                      printable(name.substr(0, longestName), '?') +
-                                      "', but this class is not linked in\n");
+        complainOfClass(name.substr(0, longestName));
     }
     return type;
 }

@@ -92,6 +92,7 @@ private:
     NCostream& writeValues(const T* values, size_t count);
 
     std::ostream* out_;
+    bool onStandardOutput_; // asked once: `writeFields` runs for each object
     std::unique_ptr<NCOutTable> table_;
 };
 

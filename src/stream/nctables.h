@@ -41,7 +41,7 @@ public:
 
     // From here on any object may be passed again, so all are entered.
     void enterAll() {
-        for (; entered_ < written_.size(); ++entered_)
+        for (; entered_ < count_; ++entered_)
             objects_.insert({written_[entered_], static_cast<int>(entered_)});
         allEntered_ = depth > 0;
     }
@@ -50,45 +50,59 @@ public:
         clearObjects();
         if (depth == 0)
             outermost_ = object;
-        // Ids are positions in `written_`, also for objects that are not in the map.
-        const auto next = static_cast<int>(written_.size());
-        if (!soleHolder || allEntered_ || object == outermost_) {
-            const auto known = objects_.insert({object, next});
-            if (!known.added)
-                return {known.entry->id, false};
-        }
-        written_.push_back(object);
-        return {next, true};
+        const bool searched = !soleHolder || allEntered_ || object == outermost_;
+        return searched ? assignSearched(object) : Assigned{append(object), true};
     }
     void assignMember(const void* member) {
         clearObjects();
-        written_.push_back(member);
+        append(member);
     }
     void forgetObjects() {
-        written_.clear();
+        count_ = 0;
         entered_ = 0;
         allEntered_ = false;
     }
 
     // The id of a class. A new one gets the next id.
     Assigned assignType(const void* name) {
-        const auto known = types_.insert({name, static_cast<int>(types_.size())});
-        return {known.entry->id, known.added};
+        if (const NCPtrEntry* known = types_.find(name))
+            return {known->id, false};
+        const auto next = static_cast<int>(types_.size());
+        types_.insert({name, next});
+        return {next, true};
     }
     void forgetTypes() { types_.clear(); }
 
     int depth = 0; // nesting depth of writeObject
 
 private:
+    // Ids are positions in `written_`, also for objects that are not in the map. This runs for each object:
+    // rare steps are functions of their own, so that it stays a few instructions.
+    int append(const void* object) {
+        if (count_ == written_.size()) [[unlikely]]
+            grow();
+        written_[count_] = object;
+        return static_cast<int>(count_++);
+    }
+    [[gnu::noinline]] void grow() { written_.resize(2 * count_); }
+    [[gnu::noinline]] Assigned assignSearched(const void* object) {
+        if (const NCPtrEntry* known = objects_.find(object))
+            return {known->id, false};
+        const int next = append(object);
+        objects_.insert({object, next});
+        return {next, true};
+    }
+
     // The map is cleared by the next object, not at the end of the last one: clearing loads a large table
     // into the CPU cache, where the next message then uses it.
     void clearObjects() {
-        if (written_.empty())
+        if (count_ == 0)
             objects_.clear();
     }
 
-    std::vector<const void*> written_; // by object id
-    size_t entered_ = 0;               // number of objects, from the start, that `enterAll` has entered
+    std::vector<const void*> written_ = std::vector<const void*>(64); // by object id
+    size_t count_ = 0;                                                // number of ids assigned
+    size_t entered_ = 0; // number of objects, from the start, that `enterAll` has entered
     bool allEntered_ = false;
     NCPtrMap objects_{256};
     const void* outermost_ = nullptr;
@@ -98,10 +112,10 @@ private:
 // The state of a reader.
 struct NCInTable {
     struct Seen {
-        NCTransObject* object;
-        NCResource* counted; // the same object, when its class is reference-counted
-        bool complete;       // made by createObject, and fully constructed
-        uint32_t weight;     // of it and of all objects it refers to, counted once per reference
+        NCTransObject* object = nullptr;
+        NCResource* counted = nullptr; // the same object, when its class is reference-counted
+        bool complete = false;         // made by createObject, and fully constructed
+        uint32_t weight = 1;           // of it and of all objects it refers to, counted once per reference
     };
 
     // Limits the cost of shared objects. When each collection refers twice to the next one, every level
