@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <type_traits>
+#include <utility>
 
 namespace {
 
@@ -38,9 +39,7 @@ struct Wire {
         if constexpr (isFloating) {
             std::memcpy(&value, in, sizeof value);
         } else {
-            uint32_t bits = 0;
-            for (size_t i = 0; i < octets; ++i)
-                bits = (bits << 8) | in[i];
+            const uint32_t bits = loadBigEndian(in, std::make_index_sequence<octets>());
             // Converted through int32_t: a `long` has 32 bits on the wire and may have 64 here, and the sign
             // must be kept.
             if constexpr (std::is_signed_v<T> && octets == 4)
@@ -49,6 +48,13 @@ struct Wire {
                 value = static_cast<T>(bits);
         }
         return value;
+    }
+
+private:
+    // One expression rather than a loop: compilers make a load and a byte swap of it.
+    template <size_t... i>
+    static uint32_t loadBigEndian(const uint8_t* in, std::index_sequence<i...>) {
+        return ((uint32_t{in[i]} << (8 * (octets - 1 - i))) | ...);
     }
 };
 
@@ -145,6 +151,17 @@ NCostream& NCipcstream::putSlots(const T* values, size_t count) {
 
 template <class T>
 NCistream& NCipcstream::getSlot(T& value) {
+    constexpr size_t size = Wire<T>::slots * slotSize;
+    // As `putSlot`.
+    if (!buffer_ || buffer_->bytesUnread() < size) [[unlikely]]
+        return getSlotFetched(value);
+    value = Wire<T>::load(buffer_->rpos());
+    buffer_->advanceRead(size);
+    return *this;
+}
+
+template <class T>
+[[gnu::noinline]] NCistream& NCipcstream::getSlotFetched(T& value) {
     if (const uint8_t* in = take(Wire<T>::slots * slotSize))
         value = Wire<T>::load(in);
     return *this;
@@ -194,7 +211,7 @@ NCostream& NCipcstream::write(const unsigned char* bytes, size_t count) {
     return *this;
 }
 
-NCostream& NCipcstream::writePadded(const unsigned char* bytes, size_t count) {
+[[gnu::noinline]] NCostream& NCipcstream::writePadded(const unsigned char* bytes, size_t count) {
     if (count == 0)
         return *this;
     if (uint8_t* out = reserve(padded(count)))
@@ -213,10 +230,15 @@ NCostream& NCipcstream::writeCString(const char* text) {
 }
 
 void NCipcstream::writeType(const NCTypeInfo& type) {
-    if (!gaps_)
+    if (gaps_)
+        leaveGap(type);
+    else
         NCostream::writeType(type);
-    else if (buffer_)
-        // The class gets no id yet, because ids follow the order in which messages are sent.
+}
+
+void NCipcstream::leaveGap(const NCTypeInfo& type) {
+    // The class gets no id yet, because ids follow the order in which messages are sent.
+    if (buffer_)
         gaps_->push_back({buffer_->bytesWritten(), &type});
 }
 
@@ -269,6 +291,14 @@ NCistream& NCipcstream::read(char* bytes, size_t count) {
 }
 
 NCistream& NCipcstream::read(unsigned char* bytes, size_t count) {
+    if (count != slotSize || !buffer_ || buffer_->bytesUnread() < slotSize)
+        return readPadded(bytes, count);
+    std::memcpy(bytes, buffer_->rpos(), slotSize);
+    buffer_->advanceRead(slotSize);
+    return *this;
+}
+
+[[gnu::noinline]] NCistream& NCipcstream::readPadded(unsigned char* bytes, size_t count) {
     if (count == 0)
         return *this;
     if (const uint8_t* in = take(count < largestBlock ? padded(count) : noBuffer))
@@ -278,46 +308,47 @@ NCistream& NCipcstream::read(unsigned char* bytes, size_t count) {
 
 size_t NCipcstream::remaining() const { return buffer_ ? buffer_->bytesUnread() : 0; }
 
-const char* NCipcstream::takeCString(size_t& size) {
+std::string_view NCipcstream::takeCString() {
     if (!buffer_)
-        return nullptr;
-    // Remains negative when the length word cannot be read.
-    int length = -1;
-    read(length);
+        return {};
+    const uint8_t* word = take(slotSize);
+    const int length = word ? Wire<int>::load(word) : -1;
     if (length < 0) {
         setFailed();
-        return nullptr;
+        return {};
     }
     // The length includes padding. `take` compares it with the octets left before anything is read.
-    size = static_cast<size_t>(length);
-    return reinterpret_cast<const char*>(take(size));
+    const auto size = static_cast<size_t>(length);
+    const uint8_t* text = take(size);
+    return text ? std::string_view(reinterpret_cast<const char*>(text), size) : std::string_view();
 }
 
 NCistream& NCipcstream::getCString(char* buffer, int max) {
-    size_t size = 0;
-    const char* text = takeCString(size);
+    const std::string_view text = takeCString();
     // With a `max` of 0 there is no place even for the NUL.
-    if (!text || max == 0)
+    if (!text.data() || max == 0)
         return *this;
-    if (size == 0)
+    if (text.empty())
         buffer[0] = '\0';
     else
         // A text as long as `max` is stored without a NUL, because the caller's buffer is no larger.
-        std::strncpy(buffer, text, max < 0 ? size : std::min(size, static_cast<size_t>(max)));
+        std::strncpy(buffer, text.data(),
+                     max < 0 ? text.size() : std::min(text.size(), static_cast<size_t>(max)));
     return *this;
 }
 
 NCistream& NCipcstream::getText(std::string& text) {
-    size_t size = 0;
-    const char* from = takeCString(size);
-    if (!from)
+    const std::string_view from = takeCString();
+    if (!from.data())
         return *this;
     // The octets from a peer may contain no NUL.
-    const auto* end = static_cast<const char*>(std::memchr(from, '\0', size));
-    if (!end && size > 0)
-        setFailed();
+    const size_t length = from.find('\0');
+    if (length != from.npos)
+        text.assign(from.data(), length);
+    else if (from.empty())
+        text.clear();
     else
-        text.assign(from, end ? static_cast<size_t>(end - from) : 0);
+        setFailed();
     return *this;
 }
 

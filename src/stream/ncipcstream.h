@@ -3,6 +3,7 @@
 #include "stream/ncipcbuf.h"
 #include "stream/ncstream.h"
 
+#include <string_view>
 #include <vector>
 
 // The binary form of an object stream: 4-octet slots, integers big-endian, written straight into and read
@@ -98,23 +99,26 @@ protected:
     void writeTag(char tag, int id) override;
 
 private:
+    void leaveGap(const NCTypeInfo& type);
     uint8_t* reserve(size_t count);
     bool grow(size_t count);
     const uint8_t* take(size_t count);
     bool fetch(size_t count);
-    // The text of a C string, in the buffer: `size` octets, of which the first NUL ends the text. Null on
-    // failure.
-    const char* takeCString(size_t& size);
+    // The octets of a C string in the buffer, of which the first NUL ends the text. Without data on failure.
+    std::string_view takeCString();
 
     template <class T>
     NCostream& putSlot(T value);
     template <class T>
     NCostream& putSlotGrown(T value);
     NCostream& writePadded(const unsigned char* bytes, size_t count);
+    NCistream& readPadded(unsigned char* bytes, size_t count);
     template <class T>
     NCostream& putSlots(const T* values, size_t count);
     template <class T>
     NCistream& getSlot(T& value);
+    template <class T>
+    NCistream& getSlotFetched(T& value);
     template <class T>
     NCistream& getSlots(T* values, size_t count);
 
