@@ -4,6 +4,7 @@
 #include "stream/ncstring.h"
 
 #include <concepts>
+#include <iterator>
 #include <memory>
 #include <netinet/in.h>
 #include <tuple>
@@ -67,7 +68,11 @@ inline bool readField(NCistream& in, std::integral auto& value) {
     in.read(value);
     return true;
 }
-bool readField(NCistream& in, in_addr& address);
+// An address is read as the four octets of a sockaddr_in.
+inline bool readField(NCistream& in, in_addr& address) {
+    in.read(reinterpret_cast<unsigned char*>(&address), sizeof address);
+    return true;
+}
 // A member held by value is constructed from the stream in its place, because the stream identifies objects
 // by their addresses. It has only been default-constructed and owns nothing, so it need not be destroyed
 // first. noexcept, because this layer has no exceptions: without memory for a text the process ends.
@@ -82,11 +87,29 @@ bool readField(NCistream& in, NCRef<T>& record) {
 }
 
 inline void writeField(NCostream& out, std::integral auto value) { out.write(value); }
-void writeField(NCostream& out, in_addr address);
+inline void writeField(NCostream& out, const in_addr& address) {
+    out.write(reinterpret_cast<const unsigned char*>(&address), sizeof address);
+}
 void writeField(NCostream& out, const Embedded auto& member) { out.writeEmbedded(member); }
 template <class T>
 void writeField(NCostream& out, const NCRef<T>& record) {
     out.writeRecord(record.get());
+}
+
+inline void writeFields(NCostream&) {}
+template <class... Others>
+void writeFields(NCostream& out, const int& first, const int& second, const Others&... others);
+template <class First, class... Others>
+void writeFields(NCostream& out, const First& first, const Others&... others) {
+    writeField(out, first);
+    writeFields(out, others...);
+}
+// Two numbers in one call of the stream: an array is written as its elements are.
+template <class... Others>
+void writeFields(NCostream& out, const int& first, const int& second, const Others&... others) {
+    const int values[] = {first, second};
+    out.write(values, std::size(values));
+    writeFields(out, others...);
 }
 
 inline void printField(NCostream& out, std::integral auto value) { out.write(value); }
@@ -113,8 +136,7 @@ public:
     void write(NCostream& out) const override {
         if constexpr (requires { Base::fields(); })
             Base::write(out);
-        std::apply([&](const auto&... field) { (writeField(out, self().*field.value), ...); },
-                   Self::fields());
+        std::apply([&](const auto&... field) { writeFields(out, self().*field.value...); }, Self::fields());
     }
 
     void printOn(NCostream& out) const override {
