@@ -1,98 +1,96 @@
 #include "marshal/cdr/members.h"
-#include "marshal/cdr/vbuf.h"
 #include "marshal/marshal_settings.h"
 #include "marshal/support.h"
 
-#include <type_traits>
+#include <tuple>
 
 using namespace harbolance;
 
 namespace {
 
-// How values of each kind are written and read, arrays and texts among them.
-void put(TRXostream& out, const auto& value) { out << value; }
-template <class Char>
-void put(TRXostream& out, const std::basic_string<Char>& text) {
-    out << text.c_str();
-}
 template <class T>
-void put(TRXostream& out, const std::vector<T>& values) {
-    out.write(values.data(), static_cast<CORBA_ULong>(values.size()));
-}
-template <class T>
-T readLike(const T&, TRXistream& in) {
-    T value{};
-    in >> value;
-    return value;
-}
-template <class Char>
-std::basic_string<Char> readLike(const std::basic_string<Char>&, TRXistream& in) {
-    std::conditional_t<std::is_same_v<Char, char>, CORBA_String_var, CORBA_WString_var> holder;
-    in >> holder;
-    return holder.in();
-}
-template <class T>
-std::vector<T> readLike(std::vector<T> values, TRXistream& in) {
-    std::fill(values.begin(), values.end(), T{});
-    in.read(values.data(), static_cast<CORBA_ULong>(values.size()));
-    return values;
-}
+constexpr bool hasArrays = requires(TRXostream& out, T* values) {
+    out.write(values, 0u);
+};
 
-// A value in all its forms: as octets behind one octet 0x78, in both orders, and as text.
-template <class Value>
-void expectForms(const Value& value, const std::string& octets, const std::string& text) {
+// Values in all their forms, one by one and as an array: as octets behind one octet 0x78, in both orders, and
+// as text.
+template <class T>
+void expectForms(const std::vector<T>& values, const std::string& octets, const std::string& text) {
     SCOPED_TRACE(octets + " " + text);
-    CORBA_MarshalOutBuffer out(255);
-    put(out << 'x', value);
-    EXPECT_EQ(hex(out), digits("78 " + octets));
-    for (CORBA_Octet order : {hostByteOrder, CORBA_Octet{0}}) {
-        Source source("78 " + octets, order);
-        source.in().get();
-        EXPECT_EQ(readLike(value, source.in()), value);
-        EXPECT_FALSE(source.in().has(1));
+    const auto count = static_cast<CORBA_ULong>(values.size());
+    for (const bool atOnce : {false, hasArrays<T>}) {
+        const auto put = [&](TRXostream& out, const std::vector<T>& some) {
+            if constexpr (hasArrays<T>)
+                if (atOnce)
+                    return static_cast<void>(out.write(some.data(), count));
+            for (const T& value : some)
+                out << value;
+        };
+        const auto get = [&](TRXistream& in) {
+            std::vector<T> some(values.size());
+            if constexpr (hasArrays<T>)
+                if (atOnce)
+                    return in.read(some.data(), count), some;
+            for (T& value : some)
+                in >> value;
+            return some;
+        };
+        const auto expectOctets = [&](const std::vector<T>& some) {
+            CORBA_MarshalOutBuffer out(255);
+            put(out << 'x', some);
+            EXPECT_EQ(hex(out), digits("78 " + octets));
+        };
+        expectOctets(values);
+        std::stringstream stream;
+        for (CORBA_Octet order : {hostByteOrder, CORBA_Octet{0}}) {
+            Source source("78 " + octets, order);
+            source.in().get();
+            stream.str("");
+            TRXostream textOut(stream);
+            put(textOut, get(source.in()));
+            EXPECT_EQ(stream.str(), text);
+            EXPECT_FALSE(source.in().has(1));
+        }
+        TRXistream textIn(stream);
+        expectOctets(get(textIn));
+        EXPECT_TRUE(stream.good());
+        EXPECT_EQ(stream.peek(), EOF);
     }
-    std::stringstream stream;
-    TRXostream textOut(stream);
-    put(textOut, value);
-    EXPECT_EQ(stream.str(), text);
-    TRXistream textIn(stream);
-    EXPECT_EQ(readLike(value, textIn), value);
-    EXPECT_TRUE(stream.good());
-    EXPECT_EQ(stream.peek(), EOF);
 }
 
 TEST(Stream, carriesEachTypeInEveryForm) {
-    expectForms('a', "61", "97 ");
-    expectForms(CORBA_Octet{0xfe}, "fe", "254 ");
-    expectForms(CORBA_Short{-2}, "20 feff", "-2 ");
-    expectForms(CORBA_UShort{0x1234}, "20 3412", "4660 ");
-    expectForms(0x01020304, "202020 04030201", "16909060 ");
-    expectForms(0xf1f2f3f4u, "202020 f4f3f2f1", "4059231220 ");
-    expectForms(-2L, "202020 feffffff", "-2 ");
-    expectForms(0xfffffffeUL, "202020 feffffff", "4294967294 ");
-    expectForms(-2LL, "20202020202020 feffffffffffffff", "-2 ");
-    expectForms(1ULL << 63, "20202020202020 0000000000000080", "9223372036854775808 ");
-    expectForms(1.5f, "202020 0000c03f", "1.5 ");
-    expectForms(-2.5, "20202020202020 00000000000004c0", "-2.5 ");
-    expectForms(L'\x20ac', "20 ac20", "8364 ");
-    expectForms(std::vector<CORBA_Octet>({7, 8}), "07 08", "7 8 ");
-    expectForms(std::vector<short>({1, -2}), "20 0100 feff", "1 -2 ");
-    expectForms(std::vector<unsigned short>({1, 2, 0x304}), "20 0100 0200 0403", "1 2 772 ");
-    expectForms(std::vector<int>({-2, 7}), "202020 feffffff 07000000", "-2 7 ");
-    expectForms(std::vector<unsigned int>({9}), "202020 09000000", "9 ");
-    expectForms(std::vector<long>({-1, 2}), "202020 ffffffff 02000000", "-1 2 ");
-    expectForms(std::vector<unsigned long>({9, 1}), "202020 09000000 01000000", "9 1 ");
-    expectForms(std::vector<long long>({-2}), "20202020202020 feffffffffffffff", "-2 ");
-    expectForms(std::vector<unsigned long long>({3}), "20202020202020 0300000000000000", "3 ");
-    expectForms(std::vector<float>({1.5f}), "202020 0000c03f", "1.5 ");
-    expectForms(std::vector<double>({1, -2.5}), "20202020202020 000000000000f03f 00000000000004c0",
-                "1 -2.5 ");
-    expectForms(std::vector<double>({}), "20202020202020", ""); // aligned all the same
-    expectForms(std::vector<wchar_t>({L'a', L'\x20ac'}), "20 6100 ac20", "97 8364 ");
-    expectForms(std::vector<wchar_t>({}), "", ""); // aligned one by one
-    expectForms(std::string(""), "202020 01000000 00", "1 ");
-    expectForms(std::string("abc"), "202020 04000000 'abc' 00", "4\"abc\"\n");
-    expectForms(std::wstring(L"ab"), "202020 03000000 6100 6200 0000", "3 97 98 0 ");
+    expectForms<char>({'a', '\xe9'}, "61 e9", "97 -23 ");
+    expectForms<CORBA_Octet>({7, 0xfe}, "07 fe", "7 254 ");
+    expectForms<short>({1, -2}, "20 0100 feff", "1 -2 ");
+    expectForms<unsigned short>({1, 2, 0x8304}, "20 0100 0200 0483", "1 2 33540 ");
+    expectForms<int>({0x01020304, -2}, "202020 04030201 feffffff", "16909060 -2 ");
+    expectForms<unsigned int>({0xf1f2f3f4u}, "202020 f4f3f2f1", "4059231220 ");
+    expectForms<long>({-1, 2}, "202020 ffffffff 02000000", "-1 2 ");
+    expectForms<unsigned long>({0xfffffffeu, 1}, "202020 feffffff 01000000", "4294967294 1 ");
+    expectForms<long long>({-2}, "20202020202020 feffffffffffffff", "-2 ");
+    expectForms<unsigned long long>({1ULL << 63, 3}, "20202020202020 0000000000000080 0300000000000000",
+                                    "9223372036854775808 3 ");
+    expectForms<float>({1.5f}, "202020 0000c03f", "1.5 ");
+    expectForms<double>({1, -2.5}, "20202020202020 000000000000f03f 00000000000004c0", "1 -2.5 ");
+    expectForms<wchar_t>({L'a', L'\x20ac'}, "20 6100 ac20", "97 8364 ");
+    expectForms<CORBA_String_var>({"", "abc"}, "202020 01000000 00 202020 04000000 'abc' 00", "1 4\"abc\"\n");
+    expectForms<CORBA_WString_var>({L"ab"}, "202020 03000000 6100 6200 0000", "3 97 98 0 ");
+}
+
+// An array is aligned even if it is empty, and wide characters are one by one.
+TEST(Stream, alignsArraysOfNone) {
+    CORBA_MarshalOutBuffer out(255);
+    out.put('x').write(static_cast<const wchar_t*>(nullptr), 0);
+    EXPECT_EQ(out.offset(), 1u);
+    out.write(static_cast<const double*>(nullptr), 0);
+    EXPECT_EQ(hex(out), digits("78 20202020202020"));
+    CORBA_MarshalInBuffer in(out.data(), out.offset());
+    in.seek(1);
+    in.read(static_cast<wchar_t*>(nullptr), 0);
+    EXPECT_EQ(in.offset(), 1u);
+    in.read(static_cast<double*>(nullptr), 0);
+    EXPECT_EQ(in.offset(), 8u);
 }
 
 TEST(CdrOutput, ofNullLinesAndWideNumbers) {
@@ -187,27 +185,31 @@ TEST(CdrInput, fillsWithZerosWhatIsNotThere) {
     EXPECT_EQ(wide[1], 0);
 }
 
-TEST(CdrInput, readsAStringOverAnother) {
-    CORBA_String_var text("longer");
-    const char* const before = text.in();
-    Source source("04000000 'abc' 00 03000000 'de' 00 20 03000000 'fg' 00 20 05000000 'abcd' 00");
-    for (const char* expected : {"abc", "de", "fg"}) {
-        source.in() >> text;
-        EXPECT_STREQ(text, expected);
-        EXPECT_EQ(text.in(), before) << expected; // in the memory of the longer one
+TEST(CdrInput, readsAStringOverAnotherAlsoAsAMember) {
+    for (const bool asMember : {false, true}) {
+        CORBA_String_var text("longer"), none; // the constant empty string of that one is not written to
+        const char* const before = text.in();
+        const auto readFrom = [asMember](CORBA_MarshalInBuffer& in, CORBA_String_var& target) {
+            asMember ? in >> members(target) : in >> target;
+        };
+        Source source("04000000 'abc' 00 03000000 'de' 00 20 03000000 'fg' 00 20 05000000 'abcd' 00");
+        for (const char* expected : {"abc", "de", "fg"}) {
+            readFrom(source.in(), text);
+            EXPECT_STREQ(text, expected);
+            EXPECT_EQ(text.in(), before) << expected; // in the memory of the longer one
+        }
+        readFrom(source.in(), text);
+        EXPECT_STREQ(text, "abcd");
+        // What is no string leaves the old one.
+        for (const char* length : {"", "00000000", "ffffffff 61", "05000000 'abc' 00", "000000"}) {
+            EXPECT_THROW(readFrom(Source(length).in(), text), CORBA_MARSHAL) << length;
+            EXPECT_STREQ(text, "abcd") << length;
+        }
+        readFrom(Source("01000000 00").in(), none);
+        EXPECT_STREQ(none, "");
+        readFrom(Source("02000000 'ab'").in(), text); // the peer sent no NUL
+        EXPECT_STREQ(text, "ab");
     }
-    source.in() >> text;
-    EXPECT_STREQ(text, "abcd");
-    // What is no string leaves the old one.
-    for (const char* length : {"", "00000000", "ffffffff 61", "05000000 'abc' 00", "000000"}) {
-        EXPECT_THROW(Source(length).in() >> text, CORBA_MARSHAL) << length;
-        EXPECT_STREQ(text, "abcd") << length;
-    }
-    CORBA_String_var none; // the constant empty string is not written to
-    Source("01000000 00").in() >> none;
-    EXPECT_STREQ(none, "");
-    Source("02000000 'ab'").in() >> text; // the peer sent no NUL
-    EXPECT_STREQ(text, "ab");
     for (const char* count : {"ffffffff 6100", "03000000 6100 6200", "ffffff7f 6100"})
         EXPECT_THROW(readFrom<CORBA_WString_var>(count), CORBA_MARSHAL) << count;
 }
@@ -240,49 +242,44 @@ TEST(CdrInput, leavesRunsInPlace) {
     EXPECT_THROW(Source("03000000 'abc'").in().string_in_place(), CORBA_MARSHAL);
 }
 
-// --- Members of a struct: as they are one by one.
-
+// Members of a struct: as they are one by one.
 struct Entry {
     CORBA_Octet octet = 7;
     CORBA_String_var text{"sixteen letters!"};
     CORBA_Double real = -2.5;
     CORBA_Short number = -3;
-    CORBA_String_var empty{""}, letter{"x"}, longer{"a text that is longer than thirty-two octets"};
+    CORBA_String_var empty{""}, shorter{"ten octets"}, longer{"a text that is longer than thirty-two octets"};
     CORBA_LongLong last = 1ll << 40;
 
-    auto all() { return members(octet, text, real, number, empty, letter, longer, last); }
-    void write(TRXostream& out) {
-        out << octet << text << real << number << empty << letter << longer << last;
-    }
-    void read(TRXistream& in) { in >> octet >> text >> real >> number >> empty >> letter >> longer >> last; }
-    std::string text_form() {
-        std::ostringstream form;
-        TRXostream stream(form);
-        write(stream);
-        return form.str();
-    }
+    auto parts() { return std::tie(octet, text, real, number, empty, shorter, longer, last); }
 };
+void writeMembers(TRXostream& out, Entry entry, bool together) {
+    std::apply([&](auto&... part) { together ? out << members(part...) : (out << ... << part); },
+               entry.parts());
+}
+std::string textOf(const Entry& entry, bool together) {
+    std::ostringstream form;
+    TRXostream stream(form);
+    writeMembers(stream, entry, together);
+    return form.str();
+}
 
 TEST(Members, areWrittenLikeSingleValues) {
     for (CORBA_ULong align = 0; align < 8; ++align) {
-        Entry entry;
-        CORBA_MarshalOutBuffer together(255), singly(255);
-        together.align(align);
+        CORBA_MarshalOutBuffer singly(255), together(255);
         singly.align(align);
-        entry.write(singly);
-        together << entry.all();
+        together.align(align);
+        writeMembers(singly, {}, false);
+        writeMembers(together, {}, true);
         EXPECT_EQ(hex(together), hex(singly)) << align;
         std::vector<char> memory(singly.offset());
         CORBA_MarshalOutBuffer exact(memory.data(), singly.offset(), 0);
         exact.align(align);
-        exact << entry.all();
+        writeMembers(exact, {}, true);
         EXPECT_EQ(hex(exact), hex(singly)) << align;
         EXPECT_EQ(exact.data(), memory.data()) << align;
     }
-    std::ostringstream form;
-    TRXostream stream(form);
-    stream << Entry().all();
-    EXPECT_EQ(form.str(), Entry().text_form());
+    EXPECT_EQ(textOf({}, true), textOf({}, false));
     CORBA_MarshalOutBuffer out(255);
     CORBA_String_var null(static_cast<char*>(nullptr));
     EXPECT_THROW(out << members(null), CORBA_BAD_PARAM);
@@ -290,35 +287,23 @@ TEST(Members, areWrittenLikeSingleValues) {
 
 TEST(Members, areReadLikeSingleValues) {
     CORBA_MarshalOutBuffer out(255);
-    Entry().write(out);
-    for (CORBA_ULong size = 0; size <= out.offset(); ++size) {
-        for (const CORBA_Octet order :
-             std::initializer_list<CORBA_Octet>{0, 1}) { // the other one announces too long a string
-            CORBA_MarshalInBuffer in(out.data(), size, 0, order), same(out.data(), size, 0, order);
-            Entry together{1, "short", 2, 3, "old", "", "other", 4};
-            Entry singly = together;
-            bool complete = true;
-            try {
-                singly.read(same);
-            } catch (const CORBA_MARSHAL&) {
-                complete = false;
-            }
-            if (complete)
-                EXPECT_NO_THROW(in >> together.all()) << size;
-            else
-                EXPECT_THROW(in >> together.all(), CORBA_MARSHAL) << size;
-            EXPECT_EQ(together.text_form(), singly.text_form()) << size;
-            EXPECT_EQ(in.offset(), same.offset()) << size;
+    writeMembers(out, {}, false);
+    // What is read, where the reader stands, and whether it was complete.
+    const auto outcome = [&out](CORBA_ULong size, CORBA_Octet order, bool together) {
+        Entry entry{1, "short", 2, 3, "old", "", "other", 4};
+        CORBA_MarshalInBuffer in(out.data(), size, 0, order);
+        const auto read = [&](auto&... part) { together ? in >> members(part...) : (in >> ... >> part); };
+        try {
+            std::apply(read, entry.parts());
+        } catch (const CORBA_MARSHAL&) {
+            return textOf(entry, false) + std::to_string(in.offset()) + " refused";
         }
-    }
-    CORBA_String_var text("four");
-    const char* const before = text.in();
-    Source other("04000000 'abc' 00", 0);
-    other.in() >> members(text);
-    EXPECT_STREQ(text, "abc");
-    EXPECT_EQ(text.in(), before);                  // in the memory of the longer one
-    Source("02000000 'ab'").in() >> members(text); // the peer sent no NUL
-    EXPECT_STREQ(text, "ab");
+        return textOf(entry, false) + std::to_string(in.offset());
+    };
+    for (CORBA_ULong size = 0; size <= out.offset(); ++size)
+        for (const CORBA_Octet order :
+             {CORBA_Octet{0}, CORBA_Octet{1}}) // the other one announces too long a string
+            EXPECT_EQ(outcome(size, order, true), outcome(size, order, false)) << size;
 }
 
 } // namespace
