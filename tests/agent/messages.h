@@ -1,13 +1,12 @@
 #pragma once
 
 #include "base/refcount.h"
+#include "console.h"
 #include "stream/listings.h"
 #include "stream/ncframe.h"
 #include "stream/ncobject.h"
 
 #include <gtest/gtest.h>
-
-#include <iostream>
 
 // Reads and writes messages over the same streams and buffers. Each message stands for itself: the type
 // tables start afresh, as they do on UDP.
@@ -47,16 +46,4 @@ NCRef<T> read(const std::string& listing) {
 // The object is written as the listing says.
 inline void expectWritten(const NCTransObject* object, const std::string& listing) {
     EXPECT_EQ(OctetListing(listing).differenceFrom(Carrier().encoded(object)), "") << listing;
-}
-
-// What the standard output gets from `print`; an object prints there in its readable form.
-template <class Print>
-std::string captured(Print print) {
-    testing::internal::CaptureStdout();
-    print();
-    std::cout.flush();
-    return testing::internal::GetCapturedStdout();
-}
-inline std::string printed(const NCTransObject& object) {
-    return captured([&] { std::cout << object; });
 }

@@ -89,7 +89,8 @@ TEST(Exception, isItsIdAndItsMembers) {
     EXPECT_THROW(readException(Source(bad.substr(0, bad.size() - 9), 0).in()), CORBA_MARSHAL);
     const CORBA_COMM_FAILURE failure(104, COMPLETED_MAYBE);
     std::stringstream text;
-    toText(text, failure);
+    TRXostream out(text);
+    out << failure;
     TRXistream in(text);
     EXPECT_EQ(written(*readException(in)), written(failure));
 }

@@ -1,13 +1,12 @@
 #pragma once
 
+#include "console.h"
 #include "marshal/any/any_access.h"
 #include "marshal/sequence/octet_sequence.h"
 #include "octet_listing.h"
 
 #include <gtest/gtest.h>
 
-#include <iostream>
-#include <sstream>
 #include <vector>
 
 // What the tests of this folder share. Octets are listed as octet_listing.h says, with padding as it is
@@ -62,34 +61,9 @@ Holder readFrom(std::string_view listing, CORBA_Octet order = 1) {
 }
 
 template <class T>
-void toText(std::ostream& stream, const T& value) {
-    TRXostream text(stream);
-    text << value;
-}
-template <class T>
 void fromText(std::istream& stream, T& value) {
     TRXistream text(stream);
     text >> value;
-}
-
-// What a standard stream prints while this lives.
-class Captured {
-public:
-    explicit Captured(std::ostream& stream) : stream_(stream), saved_(stream.rdbuf(text_.rdbuf())) {}
-    ~Captured() { stream_.rdbuf(saved_); }
-    std::string text() const { return text_.str(); }
-
-private:
-    std::ostream& stream_;
-    std::ostringstream text_;
-    std::streambuf* saved_;
-};
-
-template <class T>
-std::string printed(const T& value, std::ostream& stream = std::cout) {
-    const Captured captured(stream);
-    stream << value;
-    return captured.text();
 }
 
 // A process-wide option for the time of a test.
