@@ -232,7 +232,7 @@ TEST(CodeSets, areStatedInAProfileAndReadInTheirOwnOrder) {
 }
 
 TEST(ObjectStream, carriesReferences) {
-    startORB();
+    CORBA_ORB_init();
     auto* servant = new PlainServant;
     CORBA_Object_var object = servant;
     servant->skel().reference = reference("IDL:A:1.0", {profile(5, "aabb")});

@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdint>
 #include <functional>
 
 inline sockaddr_in loopback(int port) { return harbolance::socketAddress(htonl(INADDR_LOOPBACK), port); }

@@ -37,17 +37,9 @@ public:
     static inline int alive = 0;
 };
 
-// Stubs may be made from then on.
-inline void startORB() {
-    char name[] = "test";
-    char* argv[] = {name, nullptr};
-    int argc = 1;
-    CORBA_ORB_init(argc, argv);
-}
-
 class PlainStub : public CORBA_Object {
 public:
-    PlainStub() : CORBA_Object((startORB(), true)) { ++alive; }
+    PlainStub() : CORBA_Object((CORBA_ORB_init(), true)) { ++alive; }
     ~PlainStub() override { --alive; }
 
     static inline int alive = 0;

@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 namespace {
 
 TEST(PropertyList, takesItsWordsAndKeepsTheOrderOfTheRest) {
