@@ -433,7 +433,8 @@ class Client(Endpoint):
 
     def query(self, question):
         """The members of a list."""
-        with self.list_connection() as connection:
+        connection = self.list_connection()
+        with connection.sock:
             connection.send(question)
             return connection.receive().reply.members
 

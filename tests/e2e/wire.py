@@ -177,12 +177,6 @@ class Connection:
         self.sock, self.encode, self._decode = sock, Encoder().message, Decoder().message
         sock.setsockopt(socket.SOL_SOCKET, socket.SO_RCVTIMEO, struct.pack("ll", 20, 0))  # seconds
 
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.sock.close()
-
     def send(self, record):
         self.sock.sendall(self.encode(record))
 
