@@ -121,6 +121,8 @@ TEST(Sequence, isReadIntoTheMemoryThatIsThere) {
     const char* const kept = names[0];
     readInto("01000000 02000000 'b' 00", names);
     EXPECT_EQ(names[0].in(), kept);
+    readInto("00000000", names);
+    EXPECT_EQ(names.length(), 0u);
     EXPECT_EQ(written(DoubleSeq()), "00000000"); // none, so nothing is aligned either
 }
 
