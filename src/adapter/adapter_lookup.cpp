@@ -12,7 +12,8 @@ CORBA_Object* TRXAdapter::find(const CORBA_OctetSequence& key) {
     return find(key, cache, fromCache);
 }
 
-CORBA_Object* TRXAdapter::find(const CORBA_OctetSequence& key, TargetCache& cache, bool& fromCache) {
+[[gnu::hot]] CORBA_Object* TRXAdapter::find(const CORBA_OctetSequence& key, TargetCache& cache,
+                                            bool& fromCache) {
     fromCache = _cacheTarget && cache.object && cache.generation == _generation && cache.key == key;
     if (fromCache)
         return CORBA_Object::_duplicate(cache.object);

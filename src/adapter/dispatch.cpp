@@ -80,12 +80,13 @@ public:
 
 // --- The reply's buffer ------------------------------------------------------------------------------------
 
-CORBA_MarshalOutBuffer* TRXGIOPServer::prepare_reply(CORBA_Object* object, void* pdata) {
+[[gnu::hot]] CORBA_MarshalOutBuffer* TRXGIOPServer::prepare_reply(CORBA_Object* object, void* pdata) {
     auto& progress = *static_cast<RequestInProgress*>(pdata);
     return progress.server.begin_reply(progress, object);
 }
 
-CORBA_MarshalOutBuffer* TRXGIOPServer::begin_reply(RequestInProgress& progress, CORBA_Object* object) {
+[[gnu::hot]] CORBA_MarshalOutBuffer* TRXGIOPServer::begin_reply(RequestInProgress& progress,
+                                                                CORBA_Object* object) {
     if (!progress.reply.in()) {
         // The shared buffer may contain the reply of a request that this one interrupts, or a reply that
         // waits to be sent.
@@ -139,8 +140,8 @@ void TRXGIOPServer::write_forward(RequestInProgress& progress, CORBA_Object* tar
 // --- The call ----------------------------------------------------------------------------------------------
 
 // Calls the servant; returns what was raised, or null.
-TRXGIOPServer::Raised TRXGIOPServer::call(CORBA_MarshalInBuffer& in, RequestInProgress& progress,
-                                          CORBA_Object* target) {
+[[gnu::hot]] TRXGIOPServer::Raised TRXGIOPServer::call(CORBA_MarshalInBuffer& in, RequestInProgress& progress,
+                                                       CORBA_Object* target) {
     const GIOP::RequestHeader& header = progress.request;
     const CORBA_TypeInfo* found = &CORBA_Object_type;
     Raised raised = raisedBy([&] {
@@ -157,8 +158,8 @@ TRXGIOPServer::Raised TRXGIOPServer::call(CORBA_MarshalInBuffer& in, RequestInPr
 
 // Serves the request of `progress`, with the arguments in `in`, by `target`; `raised` is the exception of the
 // search for the target, or null. Afterwards `progress.reply` is the reply, if one is expected.
-void TRXGIOPServer::serve(RequestInProgress& progress, CORBA_MarshalInBuffer* in, CORBA_Object_var& target,
-                          Raised raised) {
+[[gnu::hot]] void TRXGIOPServer::serve(RequestInProgress& progress, CORBA_MarshalInBuffer* in,
+                                       CORBA_Object_var& target, Raised raised) {
     CORBA_MarshalInBuffer_var replacement;
     if (_interceptor && !raised)
         raised = show_request(progress, in, target, replacement);
@@ -197,7 +198,8 @@ TRXGIOPServer::Raised TRXGIOPServer::show_request(RequestInProgress& progress, C
 
 // Passes the reply to the interceptor, which may replace it by another buffer, or by an exception that it
 // places in the environment or raises; that exception is returned.
-TRXGIOPServer::Raised TRXGIOPServer::show_reply(RequestInProgress& progress, CORBA_Object* target) {
+[[gnu::hot]] TRXGIOPServer::Raised TRXGIOPServer::show_reply(RequestInProgress& progress,
+                                                             CORBA_Object* target) {
     if (!_interceptor)
         return nullptr;
     CORBA_Environment environment;
@@ -236,11 +238,12 @@ void TRXGIOPServer::reply_exception(RequestInProgress& progress, CORBA_Object* t
     }
 }
 
-void TRXGIOPServer::request(TRXGIOPRequest* message, TRXGlobalTable* table) {
+[[gnu::hot]] void TRXGIOPServer::request(TRXGIOPRequest* message, TRXGlobalTable* table) {
     request(message, table, nullptr);
 }
 
-void TRXGIOPServer::request(TRXGIOPRequest* message, TRXGlobalTable*, TRXServerInterceptor* interceptor) {
+[[gnu::hot]] void TRXGIOPServer::request(TRXGIOPRequest* message, TRXGlobalTable*,
+                                         TRXServerInterceptor* interceptor) {
     const GIOP::RequestHeader& header = message->header();
     RequestInProgress progress(*this, header);
     CORBA_Object_var target;
@@ -252,8 +255,8 @@ void TRXGIOPServer::request(TRXGIOPRequest* message, TRXGlobalTable*, TRXServerI
 
 // A failure to send an intercepted reply ends here: the interceptor is told, and the end of the connection
 // will be noticed. Exceptions of the interceptor are dropped then, because the request is over.
-void TRXGIOPServer::send(TRXGIOPMessage* message, RequestInProgress& progress, CORBA_Object* target,
-                         TRXServerInterceptor* interceptor) {
+[[gnu::hot]] void TRXGIOPServer::send(TRXGIOPMessage* message, RequestInProgress& progress,
+                                      CORBA_Object* target, TRXServerInterceptor* interceptor) {
     if (!interceptor) {
         _connection->send_reply(progress.request, progress.reply_header, progress.reply.in(), 0);
         return;

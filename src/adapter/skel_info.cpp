@@ -43,7 +43,7 @@ TRXSkelInfo::~TRXSkelInfo() {
         helper->servant_destroyed();
 }
 
-TRXSkelInfo* TRXSkelInfo::of(const CORBA_Object* object) {
+[[gnu::hot]] TRXSkelInfo* TRXSkelInfo::of(const CORBA_Object* object) {
     return object ? static_cast<TRXSkelInfo*>(object->_object_impl()->skel.get()) : nullptr;
 }
 
@@ -156,8 +156,8 @@ CORBA_MarshalOutBuffer* TRXSkelInfo::prepare_reply(void* pdata) {
     return TRXGIOPServer::prepare_reply(_object, pdata);
 }
 
-void TRXSkelInfo::dispatch(CORBA_MarshalInBuffer& in, CORBA_OctetSequence* principal, const char* operation,
-                           void* pdata, const CORBA_TypeInfo*& found) {
+[[gnu::hot]] void TRXSkelInfo::dispatch(CORBA_MarshalInBuffer& in, CORBA_OctetSequence* principal,
+                                        const char* operation, void* pdata, const CORBA_TypeInfo*& found) {
     const CORBA_TypeInfo& own = type ? *type : *_object->_type_info();
     const TRXSkeleton skeleton = own.impl()->findMethod(operation, found);
     if (!skeleton)

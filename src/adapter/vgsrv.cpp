@@ -92,7 +92,7 @@ CORBA_UShort TRXGIOPServer::in_progress() { return inProgress; }
 
 // --- The event loop ----------------------------------------------------------------------------------------
 
-int TRXGIOPServer::inputReady(int) {
+[[gnu::hot]] int TRXGIOPServer::inputReady(int) {
     const auto self = TRXRef<TRXGIOPServer>::duplicate(this);
     const Busy busy(*this);
     try {
@@ -114,19 +114,19 @@ int TRXGIOPServer::inputReady(int) {
     return 0;
 }
 
-void TRXGIOPServer::serve_next() {
+[[gnu::hot]] void TRXGIOPServer::serve_next() {
     const TRXRef<TRXGIOPMessage> message(_connection->next_message());
     if (message)
         handle(message.get(), TRXGlobalTable::instance());
 }
 
-bool TRXGIOPServer::has_more() const {
+[[gnu::hot]] bool TRXGIOPServer::has_more() const {
     return _connection->has_message() && _adapter && _adapter->is_active();
 }
 
 // Serves further requests that have already arrived; their replies are sent together. Stops after a time
 // limit: then the replies are sent, and other connections are served.
-void TRXGIOPServer::serve_more() {
+[[gnu::hot]] void TRXGIOPServer::serve_more() {
     using Clock = std::chrono::steady_clock;
     const Gathering gathering(*_connection);
     const auto end = Clock::now() + std::chrono::microseconds(100);
@@ -188,7 +188,7 @@ void TRXGIOPServer::close() {
 
 // --- Messages ----------------------------------------------------------------------------------------------
 
-void TRXGIOPServer::handle(TRXGIOPMessage* message, TRXGlobalTable* table) {
+[[gnu::hot]] void TRXGIOPServer::handle(TRXGIOPMessage* message, TRXGlobalTable* table) {
     if (!message->header().is_valid()) {
         _connection->send_message_error(0);
         return;
@@ -217,7 +217,7 @@ void TRXGIOPServer::message_error(TRXGIOPMessage*) {}
 
 // The object of a key, or null when the key leads to none: it may belong to another ORB, be truncated, or
 // name an object that is gone. Exceptions of an activator are passed on.
-CORBA_Object* TRXGIOPServer::find(const CORBA_OctetSequence& key) {
+[[gnu::hot]] CORBA_Object* TRXGIOPServer::find(const CORBA_OctetSequence& key) {
     bool fromCache = false;
     try {
         return _adapter->find(key, _cache, fromCache);

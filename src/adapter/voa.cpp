@@ -132,7 +132,7 @@ void TRXAdapter::add_child(TRXAdapter* adapter) {
 
 void TRXAdapter::remove_child(TRXAdapter* adapter) { _children.remove(adapter); }
 
-void TRXAdapter::run() {
+[[gnu::hot]] void TRXAdapter::run() {
     dpDispatcher& loop = *dpDispatcher::instance();
     while (!AllAdapters::instance().shuttingDown())
         loop.dispatch();

@@ -14,7 +14,7 @@ void NCResource::release(NCResource* object) {
 
 TRXResource::~TRXResource() = default;
 
-void TRXResource::_remove_ref() {
+[[gnu::hot]] void TRXResource::_remove_ref() {
     if (--_ref_count == 0)
         delete this;
 }

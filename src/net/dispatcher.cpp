@@ -81,7 +81,7 @@ dpFdMask dpFdMask::intersection(const dpFdMask& other) const {
     return common;
 }
 
-dpDispatcher* dpDispatcher::instance() {
+[[gnu::hot]] dpDispatcher* dpDispatcher::instance() {
     if (!globalDispatcher)
         globalDispatcher = new dpEpollDispatcher;
     return globalDispatcher;
@@ -94,7 +94,7 @@ void dpDispatcher::link(int fd, int mask, dpIOHandler* handler) {
     attach(fd, mask, handler);
 }
 
-dpIOHandler* dpDispatcher::handler(int fd, int mask) const {
+[[gnu::hot]] dpIOHandler* dpDispatcher::handler(int fd, int mask) const {
     checkRange(fd, mask);
     return handlers_[mask][fd];
 }
@@ -107,7 +107,7 @@ void dpDispatcher::startTimer(long sec, long usec, dpIOHandler* handler) {
 
 void dpDispatcher::stopTimer(dpIOHandler* handler) { timers_.remove(handler); }
 
-int dpDispatcher::setReady(int fd, int mask) {
+[[gnu::hot]] int dpDispatcher::setReady(int fd, int mask) {
     if (!handler(fd, mask))
         return 0;
     ready_[mask].set(fd);
@@ -129,7 +129,7 @@ bool dpDispatcher::dispatch(long& sec, long& usec) {
     return served;
 }
 
-bool dpDispatcher::dispatch(timeval* limit) {
+[[gnu::hot]] bool dpDispatcher::dispatch(timeval* limit) {
     // These descriptors are left over from an outer turn, or from a turn that an exception ended. `select`
     // will report again what it has reported, but descriptors marked as ready would be lost, so they are
     // marked again.
@@ -152,12 +152,12 @@ bool dpDispatcher::dispatch(timeval* limit) {
     return nfound != 0;
 }
 
-bool dpDispatcher::anyReady() const {
+[[gnu::hot]] bool dpDispatcher::anyReady() const {
     return marked_ &&
            (ready_[readMask].anySet() || ready_[writeMask].anySet() || ready_[exceptMask].anySet());
 }
 
-bool dpDispatcher::dispatch() { return dispatch(nullptr); }
+[[gnu::hot]] bool dpDispatcher::dispatch() { return dispatch(nullptr); }
 
 void dpDispatcher::linkDraining(int fd, dpIOHandler* handler) { link(fd, readMask, handler); }
 
@@ -189,7 +189,7 @@ void dpDispatcher::detach(int fd) {
     }
 }
 
-int dpDispatcher::fillInReady(dpFdMask& r, dpFdMask& w, dpFdMask& e) {
+[[gnu::hot]] int dpDispatcher::fillInReady(dpFdMask& r, dpFdMask& w, dpFdMask& e) {
     r = ready_[readMask];
     w = ready_[writeMask];
     e = ready_[exceptMask];
@@ -219,7 +219,7 @@ int dpDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit)
     }
 }
 
-void dpDispatcher::notify(int nfound, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
+[[gnu::hot]] void dpDispatcher::notify(int nfound, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
     turnCounter = turnCounter == INT_MAX ? 0 : turnCounter + 1;
     // The range is fixed before handlers change `nfds_`, so that every bit is served.
     const int end = nfds_;
@@ -237,7 +237,8 @@ void dpDispatcher::notify(int nfound, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
         timers_.expire(monotonicTime(), timeOfDay());
 }
 
-int dpDispatcher::serveRange(int from, int end, int nfound, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
+[[gnu::hot]] int dpDispatcher::serveRange(int from, int end, int nfound, dpFdMask& r, dpFdMask& w,
+                                          dpFdMask& e) {
     // The sets are searched again after each handler, which may unlink descriptors; a nested turn empties the
     // sets.
     for (int fd = from; nfound > 0; ++fd) {
@@ -262,7 +263,7 @@ int dpDispatcher::serveRange(int from, int end, int nfound, dpFdMask& r, dpFdMas
 }
 
 // Calls the handler of a descriptor in the set, and removes it from the set.
-void dpDispatcher::serve(int fd, int mask, dpFdMask& ready) {
+[[gnu::hot]] void dpDispatcher::serve(int fd, int mask, dpFdMask& ready) {
     // Removed before the call, so that a nested turn does not serve this bit again.
     ready.reset(fd);
     dpIOHandler* const called = handlers_[mask][fd];
@@ -286,7 +287,7 @@ void dpDispatcher::serve(int fd, int mask, dpFdMask& ready) {
         setReady(fd, mask);
 }
 
-timeval* dpDispatcher::calculateTimeout(timeval* limit) {
+[[gnu::hot]] timeval* dpDispatcher::calculateTimeout(timeval* limit) {
     if (timers_.empty())
         return limit;
     const timeval now = monotonicTime();

@@ -143,7 +143,7 @@ void dpEpollDispatcher::enter(int fd) {
     }
 }
 
-int dpEpollDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit) {
+[[gnu::hot]] int dpEpollDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit) {
     const timeval zero{};
     // One end time for all passes of the loop, so that events for no handler do not lengthen the wait. The
     // clock is read only when there is a limit.
@@ -165,7 +165,7 @@ int dpEpollDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* l
 }
 
 // Collects what is ready within the limit. -1 when only something happened that the caller must not see.
-int dpEpollDispatcher::collect(const timeval* limit, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
+[[gnu::hot]] int dpEpollDispatcher::collect(const timeval* limit, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
     int found = 0;
     if (anyAlwaysReady_ && alwaysReady_.anySet()) {
         r = alwaysReady_.intersection(watched(readMask));
@@ -196,7 +196,7 @@ int dpEpollDispatcher::collect(const timeval* limit, dpFdMask& r, dpFdMask& w, d
 }
 
 // Adds the event to the sets; returns the number of bits set.
-int dpEpollDispatcher::take(const epoll_event& event, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
+[[gnu::hot]] int dpEpollDispatcher::take(const epoll_event& event, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
     const auto fd = static_cast<int>(event.data.u64 & UINT32_MAX);
     Entry& known = entry(fd);
     if (event.data.u64 != tagOf(fd, known.serial)) {

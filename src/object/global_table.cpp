@@ -1,6 +1,6 @@
 #include "object/global_table.h"
 
-TRXGlobalTable* TRXGlobalTable::instance() {
+[[gnu::hot]] TRXGlobalTable* TRXGlobalTable::instance() {
     // Never destroyed: servants and references in static objects still read it while the process ends.
     static auto* const table = new TRXGlobalTable;
     return table;

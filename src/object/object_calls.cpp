@@ -28,13 +28,16 @@ CORBA_Object* CORBA_Object::_bind(const char* rep_id, const char* object_name, c
     return (orb ? *orb : startedORB()).bind(rep_id, object_name, host_name, options);
 }
 
-CORBA_MarshalOutBuffer* CORBA_Object::_stub_request(const char* operation, CORBA_Boolean responseExpected) {
+[[gnu::hot]] CORBA_MarshalOutBuffer* CORBA_Object::_stub_request(const char* operation,
+                                                                 CORBA_Boolean responseExpected) {
     return _impl->stub->create_request(operation, responseExpected);
 }
 
-void CORBA_Object::_stub_send(CORBA_MarshalOutBuffer* request) { _impl->stub->send_oneway(request); }
+[[gnu::hot]] void CORBA_Object::_stub_send(CORBA_MarshalOutBuffer* request) {
+    _impl->stub->send_oneway(request);
+}
 
-CORBA_MarshalInBuffer* CORBA_Object::_stub_invoke(CORBA_MarshalOutBuffer* request) {
+[[gnu::hot]] CORBA_MarshalInBuffer* CORBA_Object::_stub_invoke(CORBA_MarshalOutBuffer* request) {
     return _impl->stub->invoke(request);
 }
 

@@ -41,7 +41,7 @@ CORBA_Object::~CORBA_Object() {
     _impl->_remove_ref();
 }
 
-void CORBA_release(CORBA_Object* object) {
+[[gnu::hot]] void CORBA_release(CORBA_Object* object) {
     if (!object)
         return;
     // `core` outlives the object, because the servant may duplicate and release itself while it leaves its
@@ -145,7 +145,7 @@ CORBA_Boolean CORBA_Object::_is_equivalent(CORBA_Object* other) const {
 
 // --- Skeletons and services --------------------------------------------------------------------------------
 
-CORBA_MarshalOutBuffer* CORBA_Object::_prepare_reply(void* pdata) {
+[[gnu::hot]] CORBA_MarshalOutBuffer* CORBA_Object::_prepare_reply(void* pdata) {
     return _impl->skel->prepare_reply(pdata);
 }
 

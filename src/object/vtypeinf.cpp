@@ -93,7 +93,7 @@ bool TRXTypeInfo::hasId(const char* id) const {
                        [id](const CORBA_TypeInfo* base) { return base->impl() && base->impl()->hasId(id); });
 }
 
-TRXSkeleton TRXTypeInfo::findMethod(const char* operation, const CORBA_TypeInfo*& out) {
+[[gnu::hot]] TRXSkeleton TRXTypeInfo::findMethod(const char* operation, const CORBA_TypeInfo*& out) {
     // Built at the first request, when all static objects exist, whatever the order of the files.
     if (!_methods_by_name)
         mergeMethodsInto(_methods_by_name.emplace(16));

@@ -37,16 +37,18 @@ private:
     dpDispatcher* _former = nullptr;
 };
 
-CORBA_ULong TRXGIOPConn::next_id() { return _next_id++; }
+[[gnu::hot]] CORBA_ULong TRXGIOPConn::next_id() { return _next_id++; }
 
-void TRXGIOPConn::write_request_header(CORBA_MarshalOutBuffer* buffer, const GIOP::RequestHeader& header) {
+[[gnu::hot]] void TRXGIOPConn::write_request_header(CORBA_MarshalOutBuffer* buffer,
+                                                    const GIOP::RequestHeader& header) {
     buffer->rewind();
     GIOP::write_message_header(*buffer, GIOP::Request);
     *buffer << header;
 }
 
-void TRXGIOPConn::send(CORBA_ULong id, CORBA_MarshalOutBuffer* buffer, CORBA_Boolean responseExpected,
-                       CORBA_ULong timeout, TRXReplyWaiter* waiter) {
+[[gnu::hot]] void TRXGIOPConn::send(CORBA_ULong id, CORBA_MarshalOutBuffer* buffer,
+                                    CORBA_Boolean responseExpected, CORBA_ULong timeout,
+                                    TRXReplyWaiter* waiter) {
     if (!responseExpected) {
         write(buffer, timeout);
         return;
@@ -63,7 +65,7 @@ void TRXGIOPConn::send(CORBA_ULong id, CORBA_MarshalOutBuffer* buffer, CORBA_Boo
     request.stays();
 }
 
-void TRXGIOPConn::await_departure(Ticket ticket, CORBA_ULong timeout) {
+[[gnu::hot]] void TRXGIOPConn::await_departure(Ticket ticket, CORBA_ULong timeout) {
     if (_output.hasLeft(ticket))
         return;
     LoopWait wait;
@@ -99,7 +101,7 @@ CORBA_Boolean TRXGIOPConn::poll(CORBA_ULong id) {
     return reply_ready(id);
 }
 
-TRXGIOPMessage* TRXGIOPConn::receive_reply(CORBA_ULong id, CORBA_ULong timeout) {
+[[gnu::hot]] TRXGIOPMessage* TRXGIOPConn::receive_reply(CORBA_ULong id, CORBA_ULong timeout) {
     const OutstandingRequest request(_pending, id);
     await_reply(id, timeout);
     TRXReplyWaiter& waiter = _pending.find(id);
@@ -109,7 +111,7 @@ TRXGIOPMessage* TRXGIOPConn::receive_reply(CORBA_ULong id, CORBA_ULong timeout) 
 }
 
 // Raises CORBA_OBJECT_NOT_EXIST if other code cancels the request or takes its reply meanwhile.
-void TRXGIOPConn::await_reply(CORBA_ULong id, CORBA_ULong timeout) {
+[[gnu::hot]] void TRXGIOPConn::await_reply(CORBA_ULong id, CORBA_ULong timeout) {
     if (reply_ready(id))
         return;
     LoopWait wait;
@@ -122,8 +124,8 @@ TRXGIOPMessage* TRXGIOPConn::invoke(CORBA_ULong id, CORBA_MarshalOutBuffer* buff
     return invoke(id, buffer, timeout, timeout);
 }
 
-TRXGIOPMessage* TRXGIOPConn::invoke(CORBA_ULong id, CORBA_MarshalOutBuffer* buffer, CORBA_ULong sendTimeout,
-                                    CORBA_ULong replyTimeout) {
+[[gnu::hot]] TRXGIOPMessage* TRXGIOPConn::invoke(CORBA_ULong id, CORBA_MarshalOutBuffer* buffer,
+                                                 CORBA_ULong sendTimeout, CORBA_ULong replyTimeout) {
     TRXReplyWaiter waiter(id);
     if (sendTimeout == 0) {
         send(id, buffer, 1, 0, &waiter);

@@ -2,13 +2,13 @@
 
 namespace harbolance {
 
-GIOPUse GIOPUse::another(TRXGIOPConn* connection) {
+[[gnu::hot]] GIOPUse GIOPUse::another(TRXGIOPConn* connection) {
     if (connection)
         connection->add_use();
     return GIOPUse(connection);
 }
 
-void GIOPUse::reset() {
+[[gnu::hot]] void GIOPUse::reset() {
     if (TRXGIOPConn* connection = detach())
         connection->factory().release_connection(connection);
 }
@@ -73,7 +73,7 @@ TRXGIOPConn* TRXGIOPConnFactory::connection(TRXConnection* connection) {
     return made;
 }
 
-void TRXGIOPConnFactory::release_connection(TRXGIOPConn* connection) {
+[[gnu::hot]] void TRXGIOPConnFactory::release_connection(TRXGIOPConn* connection) {
     if (--connection->_use_count > 0)
         return;
     if (connection->connection().state() != TRXConnection::CONNECTED) {
@@ -146,7 +146,7 @@ TRXGIOPConn* TRXGIOPConnFactory::oldest(Map& map, bool (*closable)(TRXGIOPConn&)
 
 // --- The buffer of a request -------------------------------------------------------------------------------
 
-TRXMarshalOutBuffer* TRXMarshalOutBuffer::create(CORBA_ULong size) {
+[[gnu::hot]] TRXMarshalOutBuffer* TRXMarshalOutBuffer::create(CORBA_ULong size) {
     static Pool& pool = *new Pool;
     return pool.take(size);
 }
@@ -156,7 +156,7 @@ void TRXMarshalOutBuffer::give_up_reply() {
         _connection->give_up(_header.request_id);
 }
 
-void TRXMarshalOutBuffer::recycle(CORBA_ULong) {
+[[gnu::hot]] void TRXMarshalOutBuffer::recycle(CORBA_ULong) {
     // Held, because data of an interceptor may make a call when it is destroyed, and the pool must see that
     // the buffer is in use.
     const CORBA_MarshalOutBuffer_var held(CORBA_MarshalOutBuffer::_duplicate(this));

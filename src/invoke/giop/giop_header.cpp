@@ -49,17 +49,17 @@ Status checked(CORBA_ULong number, Status last) {
 
 } // namespace
 
-bool MessageHeader::is_valid() const {
+[[gnu::hot]] bool MessageHeader::is_valid() const {
     constexpr std::array<char, 4> word{'G', 'I', 'O', 'P'};
     return std::bit_cast<uint32_t>(magic) == std::bit_cast<uint32_t>(word) && major == 1 && minor == 0 &&
            message_type <= MessageError;
 }
 
-void write_message_header(CORBA_MarshalOutBuffer& buffer, MsgType type) {
+[[gnu::hot]] void write_message_header(CORBA_MarshalOutBuffer& buffer, MsgType type) {
     buffer.append(MessageHeader(type));
 }
 
-void set_message_size(CORBA_MarshalOutBuffer& buffer) {
+[[gnu::hot]] void set_message_size(CORBA_MarshalOutBuffer& buffer) {
     const uint64_t whole = buffer.whole_size() - messageHeaderSize;
     const auto size = static_cast<CORBA_ULong>(whole);
     if (size != whole)
@@ -67,14 +67,14 @@ void set_message_size(CORBA_MarshalOutBuffer& buffer) {
     std::memcpy(buffer.data() + sizeOffset, &size, sizeof size);
 }
 
-CORBA_MarshalOutBuffer& operator<<(CORBA_MarshalOutBuffer& buffer, const RequestHeader& header) {
+[[gnu::hot]] CORBA_MarshalOutBuffer& operator<<(CORBA_MarshalOutBuffer& buffer, const RequestHeader& header) {
     const MemberOctets key = octetsOf(header.object_key.in()), principal = octetsOf(header.principal.in());
     buffer << members(header.service_context, header.request_id, header.response_expected, key,
                       header.operation, principal);
     return buffer;
 }
 
-CORBA_MarshalOutBuffer& operator<<(CORBA_MarshalOutBuffer& buffer, const ReplyHeader& header) {
+[[gnu::hot]] CORBA_MarshalOutBuffer& operator<<(CORBA_MarshalOutBuffer& buffer, const ReplyHeader& header) {
     const CORBA_ULong status = header.reply_status;
     buffer << members(header.service_context, header.request_id, status);
     return buffer;
@@ -92,7 +92,7 @@ CORBA_MarshalOutBuffer& operator<<(CORBA_MarshalOutBuffer& buffer, const LocateR
     return buffer;
 }
 
-CORBA_MarshalInBuffer& operator>>(CORBA_MarshalInBuffer& buffer, RequestHeader& header) {
+[[gnu::hot]] CORBA_MarshalInBuffer& operator>>(CORBA_MarshalInBuffer& buffer, RequestHeader& header) {
     MemberOctets key, principal;
     MemberText operation;
     readMembers(buffer, header.service_context, header.request_id, header.response_expected, key, operation,
@@ -103,7 +103,7 @@ CORBA_MarshalInBuffer& operator>>(CORBA_MarshalInBuffer& buffer, RequestHeader& 
     return buffer;
 }
 
-CORBA_MarshalInBuffer& operator>>(CORBA_MarshalInBuffer& buffer, ReplyHeader& header) {
+[[gnu::hot]] CORBA_MarshalInBuffer& operator>>(CORBA_MarshalInBuffer& buffer, ReplyHeader& header) {
     CORBA_ULong status = 0;
     readMembers(buffer, header.service_context, header.request_id, status);
     header.reply_status = checked(status, LOCATION_FORWARD);

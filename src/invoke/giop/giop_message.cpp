@@ -5,7 +5,7 @@
 namespace {
 
 // Copies borrowed octets that are still shared when the message is destroyed.
-void keepOctets(CORBA_OctetSequence_var& octets) {
+[[gnu::hot]] void keepOctets(CORBA_OctetSequence_var& octets) {
     CORBA_OctetSequence* shared = octets.in();
     if (shared && shared->_refcount() > 1 && !shared->release()) {
         CORBA_OctetSequence copy(shared->octets());
@@ -35,7 +35,8 @@ TRXGIOPMessage::~TRXGIOPMessage() { release_buffer(_stream); }
 
 void TRXGIOPMessage::stream(CORBA_MarshalInBuffer* stream) { release_buffer(std::exchange(_stream, stream)); }
 
-TRXGIOPMessage* TRXGIOPMessage::create(CORBA_MarshalInBuffer* body, const GIOP::MessageHeader& header) {
+[[gnu::hot]] TRXGIOPMessage* TRXGIOPMessage::create(CORBA_MarshalInBuffer* body,
+                                                    const GIOP::MessageHeader& header) {
     if (!body) // the header is not one of GIOP 1.0
         return new TRXGIOPMessage(nullptr, header);
     switch (header.type()) {
@@ -51,7 +52,7 @@ TRXGIOPMessage* TRXGIOPMessage::create(CORBA_MarshalInBuffer* body, const GIOP::
 namespace harbolance {
 
 template <class Header, GIOP::MsgType Type>
-TypedMessage<Header, Type>::~TypedMessage() {
+[[gnu::hot]] TypedMessage<Header, Type>::~TypedMessage() {
     keepOctets(_header); // NOLINT: chooses by the header's type
 }
 

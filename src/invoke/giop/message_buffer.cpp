@@ -53,8 +53,9 @@ void LargeReceiveBlock::grow(size_t capacity) {
 
 } // namespace harbolance
 
-TRXMarshalInBuffer::TRXMarshalInBuffer(TRXRef<harbolance::ReceiveBlock> block, const char* octets,
-                                       CORBA_ULong size, CORBA_Octet byteOrder, CORBA_ULong start)
+[[gnu::hot]] TRXMarshalInBuffer::TRXMarshalInBuffer(TRXRef<harbolance::ReceiveBlock> block,
+                                                    const char* octets, CORBA_ULong size,
+                                                    CORBA_Octet byteOrder, CORBA_ULong start)
     : CORBA_MarshalInBuffer(octets, size, 0, byteOrder), _block(std::move(block)) {
     align(start);
     demand_string_ends();

@@ -16,7 +16,7 @@ uint64_t wholeSize(const GIOP::MessageHeader& header) { return uint64_t{headerSi
 
 } // namespace
 
-bool MessageReader::fill(TRXConnection& connection) {
+[[gnu::hot]] bool MessageReader::fill(TRXConnection& connection) {
     makeRoom();
     const size_t asked = room();
     const size_t count = connection.receive_available(_block->data() + _end, asked);
@@ -27,7 +27,7 @@ bool MessageReader::fill(TRXConnection& connection) {
     return count < asked;
 }
 
-TRXMarshalInBuffer* MessageReader::take(GIOP::MessageHeader& header) {
+[[gnu::hot]] TRXMarshalInBuffer* MessageReader::take(GIOP::MessageHeader& header) {
     if (!_ready)
         return nullptr;
     header = _next;
@@ -51,7 +51,7 @@ TRXMarshalInBuffer* MessageReader::take(GIOP::MessageHeader& header) {
 }
 
 // Examines the next message; called after each change of the buffer.
-void MessageReader::look() {
+[[gnu::hot]] void MessageReader::look() {
     _announced = _skip == 0 && _end - _begin >= headerSize;
     _ready = false;
     if (!_announced)
@@ -63,7 +63,7 @@ void MessageReader::look() {
 }
 
 // Makes space for at least one octet, and for all of a message that fits in a small block.
-void MessageReader::makeRoom() {
+[[gnu::hot]] void MessageReader::makeRoom() {
     const bool shared = _block && _block->_refcount() > 1;
     const size_t have = _end - _begin;
     if (have == 0) {

@@ -26,7 +26,8 @@ size_t transmit(TRXConnection& connection, const CORBA_MarshalOutBuffer& message
 
 } // namespace
 
-OutputQueue::Ticket OutputQueue::send(TRXConnection& connection, CORBA_MarshalOutBuffer* message, bool more) {
+[[gnu::hot]] OutputQueue::Ticket OutputQueue::send(TRXConnection& connection, CORBA_MarshalOutBuffer* message,
+                                                   bool more) {
     size_t written = 0;
     if (_messages.empty()) {
         written = transmit(connection, *message, more);

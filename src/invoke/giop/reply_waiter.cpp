@@ -11,19 +11,19 @@ WaiterTable::~WaiterTable() {
     }
 }
 
-void WaiterTable::add(TRXReplyWaiter* waiter) {
+[[gnu::hot]] void WaiterTable::add(TRXReplyWaiter* waiter) {
     if (!_waiters.insert(waiter).added)
         throw CORBA_BAD_PARAM();
 }
 
-TRXReplyWaiter& WaiterTable::find(CORBA_ULong id) const {
+[[gnu::hot]] TRXReplyWaiter& WaiterTable::find(CORBA_ULong id) const {
     TRXReplyWaiter* const* found = _waiters.find(id);
     if (!found)
         throw CORBA_OBJECT_NOT_EXIST();
     return **found;
 }
 
-void WaiterTable::abandon(CORBA_ULong id) {
+[[gnu::hot]] void WaiterTable::abandon(CORBA_ULong id) {
     constexpr size_t most = 1024;
     const TRXReplyWaiter* waiter = _waiters.take(id);
     const bool waits = waiter && waiter->state == TRXReplyWaiter::WAITING;
@@ -44,7 +44,7 @@ bool WaiterTable::forget(CORBA_ULong id) {
     return true;
 }
 
-void WaiterTable::deliver(CORBA_ULong id, TRXGIOPMessage* reply) {
+[[gnu::hot]] void WaiterTable::deliver(CORBA_ULong id, TRXGIOPMessage* reply) {
     TRXReplyWaiter* const* found = _waiters.find(id);
     if (!found) {
         if (!forget(id))

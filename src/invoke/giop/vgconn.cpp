@@ -34,7 +34,7 @@ TRXGIOPConn::~TRXGIOPConn() { TRXGIOPConn::unregister_io(); }
 
 // --- The event loop ----------------------------------------------------------------------------------------
 
-void TRXGIOPConn::register_io(dpDispatcher* dispatcher) {
+[[gnu::hot]] void TRXGIOPConn::register_io(dpDispatcher* dispatcher) {
     if (_dispatcher)
         return;
     _fd = _connection->fd();
@@ -107,7 +107,7 @@ int TRXGIOPConn::exceptionRaised(int) {
 
 // --- What comes in -----------------------------------------------------------------------------------------
 
-TRXGIOPMessage* TRXGIOPConn::next_message() {
+[[gnu::hot]] TRXGIOPMessage* TRXGIOPConn::next_message() {
     bool drained = false; // without a read, this call may still be the one for new data
     if (!_reader.ready()) {
         drained = _reader.fill(*_connection);
@@ -133,7 +133,7 @@ TRXGIOPMessage* TRXGIOPConn::next_message() {
 }
 
 // Reads replies; the client's input handler.
-int TRXGIOPConn::inputReady(int) {
+[[gnu::hot]] int TRXGIOPConn::inputReady(int) {
     const auto self = TRXRef<TRXGIOPConn>::duplicate(this); // held: a failed wait may give the last use back
     try {
         const TRXRef<TRXGIOPMessage> message(next_message());
@@ -154,7 +154,7 @@ int TRXGIOPConn::inputReady(int) {
     return 0;
 }
 
-void TRXGIOPConn::deliver(TRXGIOPMessage* message) {
+[[gnu::hot]] void TRXGIOPConn::deliver(TRXGIOPMessage* message) {
     if (auto* reply = TRXGIOPReply::narrow(message)) {
         reply_received(reply->header().request_id, message);
     } else if (auto* located = TRXGIOPLocateReply::narrow(message)) {
@@ -205,7 +205,7 @@ TRXGIOPConn::Ticket TRXGIOPConn::queue(CORBA_MarshalOutBuffer* message) {
     return enqueue(message, false);
 }
 
-TRXGIOPConn::Ticket TRXGIOPConn::enqueue(CORBA_MarshalOutBuffer* message, bool more) {
+[[gnu::hot]] TRXGIOPConn::Ticket TRXGIOPConn::enqueue(CORBA_MarshalOutBuffer* message, bool more) {
     _held = more;
     const Ticket ticket = _output.send(*_connection, message, more);
     if (!_output.hasLeft(ticket)) {
@@ -218,7 +218,7 @@ TRXGIOPConn::Ticket TRXGIOPConn::enqueue(CORBA_MarshalOutBuffer* message, bool m
     return ticket;
 }
 
-void TRXGIOPConn::write(CORBA_MarshalOutBuffer* message, CORBA_ULong timeout) {
+[[gnu::hot]] void TRXGIOPConn::write(CORBA_MarshalOutBuffer* message, CORBA_ULong timeout) {
     await_departure(queue(message), timeout);
 }
 
@@ -270,8 +270,8 @@ CORBA_MarshalOutBuffer* TRXGIOPConn::write_locate_reply_header(const GIOP::Locat
     return buffer._retn();
 }
 
-void TRXGIOPConn::send_reply(const GIOP::RequestHeader&, const GIOP::ReplyHeader&,
-                             CORBA_MarshalOutBuffer* buffer, CORBA_ULong) {
+[[gnu::hot]] void TRXGIOPConn::send_reply(const GIOP::RequestHeader&, const GIOP::ReplyHeader&,
+                                          CORBA_MarshalOutBuffer* buffer, CORBA_ULong) {
     // A wait in a private loop would not return to this connection to push the replies.
     const bool more = _gathers && has_message() && _output.empty() && !TRXGlobalTable::instance()->noCallback;
     GIOP::set_message_size(*buffer);

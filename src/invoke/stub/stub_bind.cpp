@@ -135,7 +135,7 @@ void TRXStubInfo::connect_now() {
         throw CORBA_NO_IMPLEMENT();
 }
 
-GIOPUse TRXStubInfo::connection() {
+[[gnu::hot]] GIOPUse TRXStubInfo::connection() {
     if (LoopWait::nested() > mostNested)
         throw CORBA_NO_RESOURCES();
     if (_state == _FORWARD) {

@@ -30,7 +30,8 @@ private:
 
 } // namespace
 
-CORBA_MarshalOutBuffer* TRXStubInfo::create_request(const char* operation, CORBA_Boolean responseExpected) {
+[[gnu::hot]] CORBA_MarshalOutBuffer* TRXStubInfo::create_request(const char* operation,
+                                                                 CORBA_Boolean responseExpected) {
     static CORBA_ULong nextLocalId = 1;
     GIOPUse use;
     if (!_local_target) {
@@ -72,7 +73,8 @@ auto TRXStubInfo::mapped(Step step) -> decltype(step()) {
     }
 }
 
-CORBA_MarshalInBuffer* TRXStubInfo::invoke(CORBA_MarshalOutBuffer* buffer, CORBA_ExceptionList* exceptions) {
+[[gnu::hot]] CORBA_MarshalInBuffer* TRXStubInfo::invoke(CORBA_MarshalOutBuffer* buffer,
+                                                        CORBA_ExceptionList* exceptions) {
     TRXMarshalOutBuffer& request = requestIn(buffer);
     if (_local_target)
         return invoke_local(request, 1, exceptions);
@@ -87,7 +89,8 @@ CORBA_MarshalInBuffer* TRXStubInfo::invoke(CORBA_MarshalOutBuffer* buffer, CORBA
     return take_reply(reply.get(), request, exceptions);
 }
 
-void TRXStubInfo::send(CORBA_MarshalOutBuffer* buffer, CORBA_Boolean responseExpected, CORBA_ULong* id) {
+[[gnu::hot]] void TRXStubInfo::send(CORBA_MarshalOutBuffer* buffer, CORBA_Boolean responseExpected,
+                                    CORBA_ULong* id) {
     TRXMarshalOutBuffer& request = requestIn(buffer);
     if (id)
         *id = request.request_id();

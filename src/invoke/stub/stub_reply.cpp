@@ -9,8 +9,9 @@
 
 using namespace harbolance;
 
-CORBA_MarshalInBuffer* TRXStubInfo::take_reply(TRXGIOPMessage* message, TRXMarshalOutBuffer& request,
-                                               CORBA_ExceptionList* exceptions) {
+[[gnu::hot]] CORBA_MarshalInBuffer* TRXStubInfo::take_reply(TRXGIOPMessage* message,
+                                                            TRXMarshalOutBuffer& request,
+                                                            CORBA_ExceptionList* exceptions) {
     auto* reply = TRXGIOPReply::narrow(message);
     if (!reply)
         throw CORBA_INV_OBJREF(); // a locate reply with the id of a request
@@ -19,8 +20,10 @@ CORBA_MarshalInBuffer* TRXStubInfo::take_reply(TRXGIOPMessage* message, TRXMarsh
 }
 
 // Takes ownership of `in`.
-CORBA_MarshalInBuffer* TRXStubInfo::finish(const GIOP::ReplyHeader& header, CORBA_MarshalInBuffer* in,
-                                           TRXMarshalOutBuffer& request, CORBA_ExceptionList* exceptions) {
+[[gnu::hot]] CORBA_MarshalInBuffer* TRXStubInfo::finish(const GIOP::ReplyHeader& header,
+                                                        CORBA_MarshalInBuffer* in,
+                                                        TRXMarshalOutBuffer& request,
+                                                        CORBA_ExceptionList* exceptions) {
     CORBA_MarshalInBuffer_var results(in);
     if (_interceptor) {
         if (CORBA_MarshalInBuffer* replacement =

@@ -4,7 +4,7 @@
 
 namespace harbolance {
 
-LoopWait::LoopWait() {
+[[gnu::hot]] LoopWait::LoopWait() {
     ++_nested;
     if (!TRXGlobalTable::instance()->noCallback) {
         _dispatcher = dpDispatcher::instance();

@@ -48,7 +48,7 @@ void TRXConnection::fail_closed(int error) {
     throw CORBA_COMM_FAILURE(static_cast<CORBA_ULong>(error), COMPLETED_NO);
 }
 
-size_t TRXConnection::receive_available(char* buffer, size_t size) {
+[[gnu::hot]] size_t TRXConnection::receive_available(char* buffer, size_t size) {
     if (_state == CLOSED)
         fail_closed(_saved_errno);
     const ssize_t count = uninterrupted([&] { return ::recv(_fd, buffer, size, MSG_DONTWAIT); });
@@ -59,7 +59,7 @@ size_t TRXConnection::receive_available(char* buffer, size_t size) {
     fail_closed(count == 0 ? 0 : errno);
 }
 
-size_t TRXConnection::transmit_available(const iovec* parts, int count, bool more) {
+[[gnu::hot]] size_t TRXConnection::transmit_available(const iovec* parts, int count, bool more) {
     if (_state == CLOSED)
         fail_closed(_saved_errno);
     const int flags = MSG_DONTWAIT | MSG_NOSIGNAL | (more ? MSG_MORE : 0);

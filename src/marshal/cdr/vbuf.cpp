@@ -58,7 +58,7 @@ void CORBA_MarshalOutBuffer::grow(CORBA_ULong count) {
     _grown = 1;
 }
 
-void CORBA_MarshalOutBuffer::write_borrowed(const unsigned char* octets, CORBA_ULong count) {
+[[gnu::hot]] void CORBA_MarshalOutBuffer::write_borrowed(const unsigned char* octets, CORBA_ULong count) {
     constexpr CORBA_ULong worthIt = 32768; // below this a copy costs less than another part of a message
     if (!_borrowed.allowed || borrows() || count < worthIt) {
         if (count > 0)
@@ -94,7 +94,7 @@ std::array<std::span<const char>, 3> CORBA_MarshalOutBuffer::parts() const {
             own.subspan(_borrowed.place)};
 }
 
-void CORBA_MarshalOutBuffer::rewind() {
+[[gnu::hot]] void CORBA_MarshalOutBuffer::rewind() {
     _offset = 0;
     _start = 0;
     _borrowed = {};
@@ -117,7 +117,7 @@ void CORBA_MarshalOutBuffer::make_room(uint64_t count) {
 }
 
 // Pads, reserves `count` octets and returns a pointer to them; the caller fills them.
-char* CORBA_MarshalOutBuffer::reserve(uint64_t count, CORBA_ULong alignment) {
+[[gnu::hot]] char* CORBA_MarshalOutBuffer::reserve(uint64_t count, CORBA_ULong alignment) {
     const CORBA_ULong padding = paddingTo(alignment, align());
     const uint64_t total = padding + count;
     if (total > _capacity - _offset)
@@ -198,7 +198,7 @@ TRXostream& CORBA_MarshalOutBuffer::write_raw(const char* octets, CORBA_ULong co
     _offset += count;
     return *this;
 }
-TRXostream& CORBA_MarshalOutBuffer::write(const unsigned char* array, CORBA_ULong count) {
+[[gnu::hot]] TRXostream& CORBA_MarshalOutBuffer::write(const unsigned char* array, CORBA_ULong count) {
     return put_array(array, count);
 }
 // Elements are aligned one by one, so an empty array has no padding.
@@ -239,29 +239,29 @@ TRXostream& CORBA_MarshalOutBuffer::write(const unsigned long long* array, CORBA
     return put_array(array, count);
 }
 
-CORBA_MarshalOutBuffer* CORBA_MarshalOutBuffer::_duplicate(CORBA_MarshalOutBuffer* buffer) {
+[[gnu::hot]] CORBA_MarshalOutBuffer* CORBA_MarshalOutBuffer::_duplicate(CORBA_MarshalOutBuffer* buffer) {
     if (buffer)
         ++buffer->_ref_count;
     return buffer;
 }
 
-void release_buffer(CORBA_MarshalOutBuffer* buffer) {
+[[gnu::hot]] void release_buffer(CORBA_MarshalOutBuffer* buffer) {
     if (buffer && buffer->_ref_count-- == 1)
         buffer->destroy();
 }
 
-CORBA_MarshalInBuffer::CORBA_MarshalInBuffer(const char* data, CORBA_ULong size, CORBA_Boolean own,
-                                             CORBA_Octet byteOrder)
+[[gnu::hot]] CORBA_MarshalInBuffer::CORBA_MarshalInBuffer(const char* data, CORBA_ULong size,
+                                                          CORBA_Boolean own, CORBA_Octet byteOrder)
     : TRXistream(this), _data(const_cast<char*>(data)), _size(size), _own(own), _byte_order(byteOrder != 0) {}
 
-CORBA_MarshalInBuffer::~CORBA_MarshalInBuffer() {
+[[gnu::hot]] CORBA_MarshalInBuffer::~CORBA_MarshalInBuffer() {
     if (_own)
         CORBA_string_free(_data);
 }
 
 CORBA_Long CORBA_MarshalInBuffer::position() const { return static_cast<CORBA_Long>(_offset); }
 
-bool CORBA_MarshalInBuffer::has(CORBA_ULong count) const { return count <= left(); }
+[[gnu::hot]] bool CORBA_MarshalInBuffer::has(CORBA_ULong count) const { return count <= left(); }
 
 CORBA_ULong CORBA_MarshalInBuffer::size() const { return _size; }
 
@@ -269,7 +269,7 @@ void CORBA_MarshalInBuffer::reset_align() { _start = -_offset; }
 
 void CORBA_MarshalInBuffer::underflow(CORBA_ULong) { throw CORBA_MARSHAL(); }
 
-void CORBA_MarshalInBuffer::destroy() { delete this; }
+[[gnu::hot]] void CORBA_MarshalInBuffer::destroy() { delete this; }
 
 void CORBA_MarshalInBuffer::rewind() {
     rewind_offset();
@@ -441,7 +441,7 @@ char CORBA_MarshalInBuffer::get() {
 TRXistream& CORBA_MarshalInBuffer::read_raw(char* octets, CORBA_ULong count) {
     return get_array(octets, count);
 }
-TRXistream& CORBA_MarshalInBuffer::read(unsigned char* array, CORBA_ULong count) {
+[[gnu::hot]] TRXistream& CORBA_MarshalInBuffer::read(unsigned char* array, CORBA_ULong count) {
     return get_array(array, count);
 }
 TRXistream& CORBA_MarshalInBuffer::read(wchar_t* array, CORBA_ULong count) {
@@ -487,7 +487,7 @@ TRXistream& CORBA_MarshalInBuffer::read(unsigned long long* array, CORBA_ULong c
     return get_array(array, count);
 }
 
-const unsigned char* CORBA_MarshalInBuffer::octets_in_place(CORBA_ULong& length) {
+[[gnu::hot]] const unsigned char* CORBA_MarshalInBuffer::octets_in_place(CORBA_ULong& length) {
     length = 0;
     get_value(length);
     return length == 0 ? nullptr : reinterpret_cast<const unsigned char*>(take(length));
@@ -513,13 +513,13 @@ const char* CORBA_MarshalInBuffer::string_in_place() {
     return place;
 }
 
-CORBA_MarshalInBuffer* CORBA_MarshalInBuffer::_duplicate(CORBA_MarshalInBuffer* buffer) {
+[[gnu::hot]] CORBA_MarshalInBuffer* CORBA_MarshalInBuffer::_duplicate(CORBA_MarshalInBuffer* buffer) {
     if (buffer)
         ++buffer->_ref_count;
     return buffer;
 }
 
-void release_buffer(CORBA_MarshalInBuffer* buffer) {
+[[gnu::hot]] void release_buffer(CORBA_MarshalInBuffer* buffer) {
     if (buffer && buffer->_ref_count-- == 1)
         buffer->destroy();
 }

@@ -39,7 +39,7 @@ CORBA_ULong CORBA_OctetSequence::hash() const {
     return hash;
 }
 
-int harbolance::compare(const CORBA_OctetSequence& a, const CORBA_OctetSequence& b) {
+[[gnu::hot]] int harbolance::compare(const CORBA_OctetSequence& a, const CORBA_OctetSequence& b) {
     if (a.length() != b.length())
         return static_cast<int>(a.length() - b.length());
     // memcmp must not be called with null pointers, which empty sequences may have.

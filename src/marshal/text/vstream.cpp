@@ -68,7 +68,7 @@ StreamTypeCodes& TRXostream::typecodes() {
     return *_typecodes;
 }
 
-void TRXostream::reset_typecodes() {
+[[gnu::hot]] void TRXostream::reset_typecodes() {
     if (_typecodes)
         _typecodes->reset();
 }
@@ -191,7 +191,7 @@ TRXostream& TRXostream::operator<<(std::ostream& (*manipulator)(std::ostream&)) 
     return *this;
 }
 
-TRXistream::~TRXistream() { delete _typecodes; }
+[[gnu::hot]] TRXistream::~TRXistream() { delete _typecodes; }
 
 StreamTypeCodes& TRXistream::typecodes() {
     if (!_typecodes)
