@@ -24,31 +24,18 @@ constexpr size_t alignedTo(size_t alignment, size_t position) {
     return (position + alignment - 1) & ~(alignment - 1);
 }
 
-// Copies `half` octets from the beginning and from the end, which overlap unless there are twice as many.
-template <size_t half>
-void copyEnds(char* target, const char* source, size_t size) {
-    char first[half], last[half];
+// Fast path for short texts, for which a call of memcpy costs more than the copy.
+inline void copyText(char* target, const char* source, size_t size) {
+    constexpr size_t half = 16;
+    if (size < half || size > 2 * half) {
+        std::memcpy(target, source, size);
+        return;
+    }
+    char first[half], last[half]; // they overlap unless the size is 32
     std::memcpy(first, source, half);
     std::memcpy(last, source + size - half, half);
     std::memcpy(target, first, half);
     std::memcpy(target + size - half, last, half);
-}
-
-// Fast path for short texts, for which a call of memcpy costs more than the copy.
-inline void copyText(char* target, const char* source, size_t size) {
-    if (size > 64)
-        std::memcpy(target, source, size);
-    else if (size >= 32)
-        copyEnds<32>(target, source, size);
-    else if (size >= 16)
-        copyEnds<16>(target, source, size);
-    else if (size >= 8)
-        copyEnds<8>(target, source, size);
-    else if (size >= 4)
-        copyEnds<4>(target, source, size);
-    else
-        for (size_t i = 0; i < size; ++i)
-            target[i] = source[i];
 }
 
 // Writes to memory whose size has been checked. Positions count from a stream position that is a multiple of
@@ -249,7 +236,7 @@ private:
 
 // Reads members that may borrow from the buffer.
 template <class... T>
-void readMembers(CORBA_MarshalInBuffer& buffer, T&... members) {
+[[gnu::hot]] void readMembers(CORBA_MarshalInBuffer& buffer, T&... members) {
     MembersReader reader(buffer);
     (reader.get(members), ...);
     reader.leave();

@@ -42,7 +42,7 @@ public:
     TRXostream& operator<<(short value) override { return put_value(value); }
     TRXostream& operator<<(unsigned short value) override { return put_value(value); }
     TRXostream& operator<<(int value) override { return put_value(value); }
-    TRXostream& operator<<(unsigned int value) override { return put_value(value); }
+    [[gnu::hot]] TRXostream& operator<<(unsigned int value) override { return put_value(value); }
     TRXostream& operator<<(long value) override { return put_value(static_cast<CORBA_Long>(value)); }
     TRXostream& operator<<(unsigned long value) override {
         return put_value(static_cast<CORBA_ULong>(value));
@@ -164,7 +164,7 @@ public:
     TRXistream& operator>>(short& value) override { return get_value(value); }
     TRXistream& operator>>(unsigned short& value) override { return get_value(value); }
     TRXistream& operator>>(int& value) override { return get_value(value); }
-    TRXistream& operator>>(unsigned int& value) override { return get_value(value); }
+    [[gnu::hot]] TRXistream& operator>>(unsigned int& value) override { return get_value(value); }
     TRXistream& operator>>(long& value) override { return get_widened<CORBA_Long>(value); }
     TRXistream& operator>>(unsigned long& value) override { return get_widened<CORBA_ULong>(value); }
     TRXistream& operator>>(float& value) override { return get_value(value); }
@@ -279,7 +279,7 @@ using CORBA_MarshalInBuffer_var = TRXVar<CORBA_MarshalInBuffer>;
 // Fast path for primitives. `_offset` is the only loop-carried dependency, so the bounds check is kept off
 // that chain.
 template <class T>
-TRXostream& CORBA_MarshalOutBuffer::put_value(T value) {
+[[gnu::hot]] TRXostream& CORBA_MarshalOutBuffer::put_value(T value) {
     constexpr CORBA_ULong size = sizeof(T);
     // Alignment counts in the stream, not in the buffer. All of this is modulo 2^32, like `_start`.
     const CORBA_ULong begin = ((_offset + _start + (size - 1)) & ~(size - 1)) - _start;

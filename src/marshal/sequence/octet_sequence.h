@@ -1,14 +1,12 @@
 #pragma once
 
-#include "base/free_list.h"
 #include "marshal/sequence/sequence.h"
 
 #include <iosfwd>
 #include <span>
 
 // The octets of keys, principals and encapsulations. Free-listed, because each received request uses two.
-class CORBA_OctetSequence : public TRXSequence<CORBA_Octet>,
-                            public harbolance::FreeListed<CORBA_OctetSequence> {
+class CORBA_OctetSequence : public TRXSequence<CORBA_Octet> {
 public:
     using TRXSequence::TRXSequence;
     CORBA_OctetSequence() = default;

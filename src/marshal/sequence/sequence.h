@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/free_list.h"
 #include "marshal/exception/vexcept.h"
 #include "marshal/limits.h"
 #include "marshal/sequence/sequence_element.h"
@@ -19,9 +20,10 @@
 //         using TRXSequence::TRXSequence;
 //     };
 //
-// The `_var` and `_ptr` forms of a sequence share one object by its reference count.
+// The `_var` and `_ptr` forms of a sequence share one object by its reference count. The memory of deleted
+// sequence objects is used for the next ones, because a call returns its sequences on the heap.
 template <class T, class Element = TRXValueElement<T>>
-class TRXSequence {
+class TRXSequence : public harbolance::FreeListed<TRXSequence<T, Element>> {
 public:
     using ElementTraits = Element;
     using Stored = typename Element::Stored;
@@ -186,7 +188,7 @@ private:
 };
 
 template <class T, class Element>
-void TRXSequence<T, Element>::_read(TRXistream& stream, CORBA_ULong bound) {
+[[gnu::hot]] void TRXSequence<T, Element>::_read(TRXistream& stream, CORBA_ULong bound) {
     CORBA_ULong count = 0;
     stream >> count;
     // Tested before anything is allocated.
@@ -249,7 +251,7 @@ void TRXSequence<T, Element>::readOneByOne(TRXistream& stream, CORBA_ULong count
 }
 
 template <class T, class Element>
-void TRXSequence<T, Element>::_write(TRXostream& stream) const {
+[[gnu::hot]] void TRXSequence<T, Element>::_write(TRXostream& stream) const {
     stream << _length;
     if (_length == 0)
         return;
@@ -305,7 +307,7 @@ TRXistream& operator>>(TRXistream& stream, S*& sequence) {
 }
 
 template <TRXSequenceClass S>
-void CORBA_release(S* sequence) {
+[[gnu::hot]] void CORBA_release(S* sequence) {
     if (sequence && sequence->_drop_reference())
         delete sequence;
 }
