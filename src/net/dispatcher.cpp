@@ -237,6 +237,33 @@ int dpDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit)
         timers_.expire(monotonicTime(), timeOfDay());
 }
 
+// Calls the handler of a descriptor in the set, and removes it from the set.
+template <int mask>
+inline void dpDispatcher::serve(int fd, dpFdMask& ready) {
+    // Removed before the call, so that a nested turn does not serve this bit again.
+    ready.reset(fd);
+    dpIOHandler* const called = handlers_[mask][fd];
+    if (!called)
+        return;
+
+    int result = 0;
+    if constexpr (mask == readMask)
+        result = called->inputReady(fd);
+    else if constexpr (mask == writeMask)
+        result = called->outputReady(fd);
+    else
+        result = called->exceptionRaised(fd);
+
+    // The result applies to the handler that was called. If it has linked another handler under this number,
+    // the result does not concern that one.
+    if (handlers_[mask][fd] != called)
+        return;
+    if (result < 0)
+        detach(fd);
+    else if (result > 0)
+        setReady(fd, mask);
+}
+
 [[gnu::hot]] int dpDispatcher::serveRange(int from, int end, int nfound, dpFdMask& r, dpFdMask& w,
                                           dpFdMask& e) {
     // The sets are searched again after each handler, which may unlink descriptors; a nested turn empties the
@@ -247,44 +274,19 @@ int dpDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit)
             break;
         // Each set is tested after the previous call, which may have changed it.
         if (r.test(fd)) {
-            serve(fd, readMask, r);
+            serve<readMask>(fd, r);
             --nfound;
         }
         if (w.test(fd)) {
-            serve(fd, writeMask, w);
+            serve<writeMask>(fd, w);
             --nfound;
         }
         if (e.test(fd)) {
-            serve(fd, exceptMask, e);
+            serve<exceptMask>(fd, e);
             --nfound;
         }
     }
     return nfound;
-}
-
-// Calls the handler of a descriptor in the set, and removes it from the set.
-[[gnu::hot]] void dpDispatcher::serve(int fd, int mask, dpFdMask& ready) {
-    // Removed before the call, so that a nested turn does not serve this bit again.
-    ready.reset(fd);
-    dpIOHandler* const called = handlers_[mask][fd];
-    if (!called)
-        return;
-
-    int result = 0;
-    switch (mask) {
-    case readMask: result = called->inputReady(fd); break;
-    case writeMask: result = called->outputReady(fd); break;
-    default: result = called->exceptionRaised(fd); break;
-    }
-
-    // The result applies to the handler that was called. If it has linked another handler under this number,
-    // the result does not concern that one.
-    if (handlers_[mask][fd] != called)
-        return;
-    if (result < 0)
-        detach(fd);
-    else if (result > 0)
-        setReady(fd, mask);
 }
 
 [[gnu::hot]] timeval* dpDispatcher::calculateTimeout(timeval* limit) {

@@ -170,7 +170,8 @@ protected:
 
 private:
     int serveRange(int from, int end, int nfound, dpFdMask& r, dpFdMask& w, dpFdMask& e);
-    void serve(int fd, int mask, dpFdMask& ready);
+    template <int mask>
+    void serve(int fd, dpFdMask& ready);
     bool hasHandler(int fd) const;
     void dropClosed(int mask);
 

@@ -143,29 +143,39 @@ void dpEpollDispatcher::enter(int fd) {
     }
 }
 
-[[gnu::hot]] int dpEpollDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit) {
-    const timeval zero{};
-    // One end time for all passes of the loop, so that events for no handler do not lengthen the wait. The
-    // clock is read only when there is a limit.
-    timeval end{}, left{};
-    if (limit)
-        end = timeSum(monotonicTime(), isEarlier(zero, *limit) ? *limit : zero);
-    for (;;) {
-        if (limit) {
-            const timeval now = monotonicTime();
-            left = isEarlier(now, end) ? timeDifference(end, now) : zero;
-        }
-        timeval* rest = limit ? &left : nullptr;
-        if (!hasSet() && !makeSet())
-            return dpDispatcher::waitFor(r, w, e, rest);
-        const int found = collect(calculateTimeout(rest), r, w, e);
-        if (found >= 0)
-            return found;
+// Adds the event to the sets; returns the number of bits set.
+inline int dpEpollDispatcher::take(const epoll_event& event, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
+    const auto fd = static_cast<int>(event.data.u64 & UINT32_MAX);
+    Entry& known = entry(fd);
+    if (event.data.u64 != tagOf(fd, known.serial)) {
+        // An event of a file that was closed here before it was unlinked and is still open elsewhere. Only a
+        // new set can leave it out.
+        set_.reset();
+        return 0;
     }
+    const auto note = [&](int mask, uint32_t events, dpFdMask& ready) {
+        // The system reports errors and hang-ups whether they were asked for or not.
+        if ((event.events & events) == 0 || !watched(mask).test(fd))
+            return 0;
+        ready.set(fd);
+        return 1;
+    };
+    // Level-triggered from here on: a handler that reads data first must be called again for the end.
+    if ((event.events & finals) != 0 && draining_.test(fd)) [[unlikely]] {
+        draining_.reset(fd);
+        control(EPOLL_CTL_MOD, fd);
+    }
+    const int found =
+        note(readMask, readable, r) + note(writeMask, writable, w) + note(exceptMask, exceptional, e);
+    if (known.onlyChanges != (found == 0)) {
+        known.onlyChanges = found == 0;
+        control(EPOLL_CTL_MOD, fd);
+    }
+    return found;
 }
 
 // Collects what is ready within the limit. -1 when only something happened that the caller must not see.
-[[gnu::hot]] int dpEpollDispatcher::collect(const timeval* limit, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
+inline int dpEpollDispatcher::collect(const timeval* limit, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
     int found = 0;
     if (anyAlwaysReady_ && alwaysReady_.anySet()) {
         r = alwaysReady_.intersection(watched(readMask));
@@ -195,35 +205,25 @@ void dpEpollDispatcher::enter(int fd) {
     return found == 0 && count > 0 ? -1 : found;
 }
 
-// Adds the event to the sets; returns the number of bits set.
-[[gnu::hot]] int dpEpollDispatcher::take(const epoll_event& event, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
-    const auto fd = static_cast<int>(event.data.u64 & UINT32_MAX);
-    Entry& known = entry(fd);
-    if (event.data.u64 != tagOf(fd, known.serial)) {
-        // An event of a file that was closed here before it was unlinked and is still open elsewhere. Only a
-        // new set can leave it out.
-        set_.reset();
-        return 0;
+[[gnu::hot]] int dpEpollDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit) {
+    const timeval zero{};
+    // One end time for all passes of the loop, so that events for no handler do not lengthen the wait. The
+    // clock is read only when there is a limit.
+    timeval end{}, left{};
+    if (limit)
+        end = timeSum(monotonicTime(), isEarlier(zero, *limit) ? *limit : zero);
+    for (;;) {
+        if (limit) {
+            const timeval now = monotonicTime();
+            left = isEarlier(now, end) ? timeDifference(end, now) : zero;
+        }
+        timeval* rest = limit ? &left : nullptr;
+        if (!hasSet() && !makeSet())
+            return dpDispatcher::waitFor(r, w, e, rest);
+        const int found = collect(calculateTimeout(rest), r, w, e);
+        if (found >= 0)
+            return found;
     }
-    const auto note = [&](int mask, uint32_t events, dpFdMask& ready) {
-        // The system reports errors and hang-ups whether they were asked for or not.
-        if ((event.events & events) == 0 || !watched(mask).test(fd))
-            return 0;
-        ready.set(fd);
-        return 1;
-    };
-    // Level-triggered from here on: a handler that reads data first must be called again for the end.
-    if ((event.events & finals) != 0 && draining_.test(fd)) [[unlikely]] {
-        draining_.reset(fd);
-        control(EPOLL_CTL_MOD, fd);
-    }
-    const int found =
-        note(readMask, readable, r) + note(writeMask, writable, w) + note(exceptMask, exceptional, e);
-    if (known.onlyChanges != (found == 0)) {
-        known.onlyChanges = found == 0;
-        control(EPOLL_CTL_MOD, fd);
-    }
-    return found;
 }
 
 } // namespace harbolance
