@@ -148,6 +148,11 @@ int TRXGIOPConn::exceptionRaised(int) {
         _connection->close();
     } catch (const CORBA_Exception& exception) {
         fail_all(exception);
+    } catch (...) {
+        // Without memory for a buffer nothing has been read.
+        if (_dispatcher)
+            _dispatcher->leftUnread(_fd);
+        throw;
     }
     if (_use_count == 0 && !_dispatcher)
         _factory.review_idle(this);
