@@ -2,6 +2,7 @@
 
 #include "marshal/cdr/vbuf.h"
 #include "marshal/typecode/typecode_access.h"
+#include "orb/vorb.h"
 
 #include <cstdint>
 
@@ -13,12 +14,20 @@ public:
         : flags_(*data),
           in_(reinterpret_cast<const char*>(data + 1), static_cast<CORBA_ULong>(size - 1), 0, flags_ & 1) {
         harbolance::TypeCodeAccess::startUp();
+        startOrb();
     }
 
     bool flag(uint8_t mask) const { return (flags_ & mask) != 0; }
     CORBA_MarshalInBuffer& in() { return in_; }
 
 private:
+    // References that are read become stubs, which need an ORB. None is called.
+    static void startOrb() {
+        static int argc = 0;
+        char* argv[] = {nullptr};
+        [[maybe_unused]] static CORBA_ORB* const orb = CORBA_ORB_init(argc, argv);
+    }
+
     uint8_t flags_;
     CORBA_MarshalInBuffer in_;
 };
