@@ -115,6 +115,11 @@ void dpDispatcher::stopTimer(dpIOHandler* handler) { timers_.remove(handler); }
     return 1;
 }
 
+void dpDispatcher::clearReady(int fd, int mask) {
+    if (marked_)
+        ready_[mask].reset(fd);
+}
+
 bool dpDispatcher::dispatch(long& sec, long& usec) {
     // timeSum needs microseconds below a million; callers may pass any number.
     timeval limit = timeSum({sec, 0}, {usec / 1000000, usec % 1000000});
@@ -230,7 +235,7 @@ int dpDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit)
         if (nfound > 0)
             serveRange(0, first, nfound, r, w, e);
     }
-    serving_ = false;
+    serving_ = r.anySet(); // left by a nested turn that ended by an exception
     // Timers run after the descriptors, so that a reply that has arrived is served before its time-out is
     // reported.
     if (!timers_.empty())

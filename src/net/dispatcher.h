@@ -121,6 +121,9 @@ public:
 
     // Makes the next turn call the handler without waiting. Returns 1, or 0 when none is linked.
     virtual int setReady(int fd, int mask);
+    // Takes that back. A turn with a marked descriptor does not look at the others, so a mark must not stay
+    // when its reason is gone.
+    void clearReady(int fd, int mask);
 
     // Runs one turn, which waits no longer than the limit, and stores in it the time that remains, zero when
     // it ran out. True when a descriptor was ready.
@@ -183,6 +186,6 @@ private:
     dpTimerQueue timers_;
     timeval wait_{};
     bool selectedFromReady_ = false;
-    bool serving_ = false; // the handlers of `selected_` are being called
+    bool serving_ = false; // the handlers of `selected_` are being called, or some were not
     bool marked_ = false;  // `ready_` may have members
 };

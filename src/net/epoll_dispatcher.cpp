@@ -15,8 +15,9 @@ namespace {
 constexpr uint32_t readable = EPOLLIN | EPOLLRDNORM | EPOLLRDBAND | EPOLLHUP | EPOLLERR;
 constexpr uint32_t writable = EPOLLOUT | EPOLLWRNORM | EPOLLWRBAND | EPOLLERR;
 constexpr uint32_t exceptional = EPOLLPRI;
-// The end of the input or of the connection, after which no new event comes.
-constexpr uint32_t finals = EPOLLRDHUP | EPOLLHUP | EPOLLERR;
+// The end of the input or of the connection, after which no new event comes, and urgent data, at which a read
+// stops although more may follow.
+constexpr uint32_t interrupting = EPOLLRDHUP | EPOLLHUP | EPOLLERR | EPOLLPRI;
 
 // Number of forks between the first process and this one; a change means that this is a new child.
 int forks = 0;
@@ -115,7 +116,7 @@ bool dpEpollDispatcher::control(int operation, int fd) {
     if (watched(exceptMask).test(fd))
         event.events |= exceptional;
     if (draining_.test(fd) && event.events == readable)
-        event.events |= EPOLLET | EPOLLRDHUP;
+        event.events |= EPOLLET | EPOLLRDHUP | EPOLLPRI;
     // The system always reports hang-ups and errors. When no handler watches for them, edge triggering keeps
     // them from being reported by every wait.
     if (entry(fd).onlyChanges)
@@ -138,6 +139,8 @@ void dpEpollDispatcher::enter(int fd) {
     if (errno == EPERM) {
         anyAlwaysReady_ = true;
         alwaysReady_.set(fd);
+    } else if (errno == EINVAL) {
+        set_.release(); // closed by code outside; the number is another file now
     } else if (errno != EBADF) {
         set_.reset();
     }
@@ -160,8 +163,8 @@ inline int dpEpollDispatcher::take(const epoll_event& event, dpFdMask& r, dpFdMa
         ready.set(fd);
         return 1;
     };
-    // Level-triggered from here on: a handler that reads data first must be called again for the end.
-    if ((event.events & finals) != 0 && draining_.test(fd)) [[unlikely]] {
+    // Level-triggered from here on: a handler that reads less than it asked for must be called again.
+    if ((event.events & interrupting) != 0 && draining_.test(fd)) [[unlikely]] {
         draining_.reset(fd);
         control(EPOLL_CTL_MOD, fd);
     }
@@ -185,6 +188,7 @@ inline int dpEpollDispatcher::collect(const timeval* limit, dpFdMask& r, dpFdMas
     // One event per descriptor at most, so that a call never leaves some behind.
     std::array<epoll_event, maxDescriptors> events;
     // When a descriptor is ready in any case, events are collected without waiting.
+    anyUnread_ = anyUnread_ && unread_.anySet();
     const bool waits = found == 0 && !anyUnread_;
     const int count = ::epoll_wait(set_.get(), events.data(), events.size(), waits ? milliseconds(limit) : 0);
     if (count < 0) {

@@ -2,6 +2,7 @@
 
 import os
 import resource
+import signal
 import socket
 import struct
 import time
@@ -279,10 +280,22 @@ class Octets(CallCase):
         baseline = 50 * 64 + (16 << 10 if "Sanitizer" not in os.environ.get("HARBOLANCE_BUILD", "") else 1 << 20)
         self.assertLess(peak, baseline * 8)
 
+    def test_urgent_data(self):
+        """It ends a read, and is no part of the stream."""
+        server = self.server()
+        peer = self.connect(server)
+        server.process.send_signal(signal.SIGSTOP)
+        peer.send(request(1, server.key, "null"))
+        peer.sock.send(b"!", socket.MSG_OOB)
+        peer.send(request(2, server.key, "null") + request(3, server.key, "null"))
+        server.process.send_signal(signal.SIGCONT)
+        self.assertEqual([reply_of(one)[0] for one in peer.take(3)], [1, 2, 3])
+
     def test_peers_that_stop(self):
         server = self.server("echo", "-ORBstallLimit", 1)
-        half = self.connect(server)
+        half, behind = self.connect(server), self.connect(server)
         half.send(request(1, server.key, "null")[:-1])
+        behind.send(request(1, server.key, "null") + b"GIOP")
         small = request(1, server.key, "null")
         huge = request(1, server.key, "give", lambda body: body.sequence(bytes(4 << 20)))
         for requests in (small * (len(huge) // len(small)), huge):
@@ -295,6 +308,7 @@ class Octets(CallCase):
                     sent += deaf.sock.send(requests[sent % len(requests):])
         self.expect_alive(server, self.connect(server))
         self.assertEqual(half.end(), [])
+        self.assertEqual(len(behind.end()), 1)
         with self.assertRaises(ConnectionError):
             deaf.sock.settimeout(PATIENCE)
             while True:

@@ -315,9 +315,29 @@ TEST_P(Dispatcher, aDrainingHandlerIsCalledForWhatIsNewOrLeftUnreadAndForTheEnd)
         return 0;
     };
     fillBoth();
-    const std::string calls = wait();
+    std::string calls = wait();
     EXPECT_TRUE(calls.find('a') != calls.npos && calls.find('b') != calls.npos) << calls;
-    a.then = b.then = nullptr;
+    // The same when the inner turn ends by an exception, which the handler of the outer one catches.
+    const Pipe third;
+    pipes[0].drain();
+    pipes[0].drain();
+    pipes[1].drain();
+    loop.linkDraining(third.in.get(), &c);
+    b.then = c.then = []() -> int { throw 1; };
+    a.then = [&] {
+        pipes[0].drain();
+        pipes[1].fill();
+        third.fill();
+        EXPECT_THROW(loop.dispatch(), int);
+        b.then = c.then = nullptr;
+        return 0;
+    };
+    pipes[0].fill();
+    calls = wait();
+    a.then = nullptr;
+    calls += wait();
+    EXPECT_TRUE(calls.find('b') != calls.npos && calls.find('c') != calls.npos) << calls;
+    loop.unlink(third.in.get());
 
     pipes[0].out.reset(); // what was read first need not be the end
     loop.unlink(number(1));
