@@ -1,9 +1,13 @@
 #include "invoke/giop/giop_connections.h"
 
+#include "invoke/transport/viconn.h"
+#include "net/descriptors.h"
 #include "stub_connection.h"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
+#include <string>
 #include <vector>
 
 using harbolance::GIOPUse;
@@ -89,4 +93,23 @@ TEST_F(GIOPConnections, AtTheLimitOneOnWhichNothingIsOutstandingMakesRoom) {
     GIOPUse second = use(); // users of the first one find it closed
     EXPECT_EQ(active->connection().state(), TRXConnection::CLOSED);
     EXPECT_EQ(all.connections(), 1U);
+}
+
+// A turn of the loop with a mark does not look at other connections.
+TEST(GIOPConnection, IsMarkedReadyWhileAWholeMessageIsLeft) {
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    const harbolance::Descriptor peer(ends[1]);
+    const TRXRef<TRXTCPConn> socket(new TRXTCPConn);
+    socket->attach(ends[0]);
+    const TRXRef<TRXGIOPConn> connection(new TRXGIOPConn(socket.get()));
+    dpDispatcher loop;
+    connection->register_io(&loop);
+    const std::string message("GIOP\1\0\1\6\0\0\0\0", 12), two = message + message;
+    ASSERT_EQ(::send(peer.get(), two.data(), two.size(), 0), 24);
+    for (const bool left : {true, false}) {
+        const TRXRef<TRXGIOPMessage> taken(connection->next_message());
+        EXPECT_TRUE(taken);
+        EXPECT_EQ(loop.anyReady(), left);
+    }
 }
