@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <array>
-#include <vector>
+#include <span>
 
 namespace harbolance {
 
@@ -83,28 +83,30 @@ void OutputQueue::advance(TRXConnection& connection) {
         const bool all = left == total;
         _written += left;
         _size -= left;
-        std::vector<OutputObserver*> observers;
+        std::array<OutputObserver*, most> observers;
+        size_t finished = 0;
         while (left > 0 && left >= _messages.front().buffer->offset() - _begun) {
             left -= _messages.front().buffer->offset() - _begun;
-            finishFirst(observers);
+            observers[finished++] = finishFirst();
         }
         _begun += left;
         // Called last, because an observer may send messages and run the event loop.
-        for (OutputObserver* observer : observers)
-            observer->left();
+        for (OutputObserver* observer : std::span(observers.data(), finished)) {
+            if (observer)
+                observer->left();
+        }
         if (!all)
             return;
     }
 }
 
-void OutputQueue::finishFirst(std::vector<OutputObserver*>& observers) {
+OutputObserver* OutputQueue::finishFirst() {
     const Message message = _messages.front();
     _messages.pop_front();
     _begun = 0;
     _lastLeft = message.ticket;
     release_buffer(message.buffer);
-    if (message.observer)
-        observers.push_back(message.observer);
+    return message.observer;
 }
 
 bool OutputQueue::withdraw(Ticket ticket) {

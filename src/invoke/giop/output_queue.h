@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <deque>
-#include <vector>
 
 class CORBA_Exception;
 class TRXConnection;
@@ -63,7 +62,7 @@ private:
 
     std::deque<Message>::iterator find(Ticket ticket);
     void drop();
-    void finishFirst(std::vector<OutputObserver*>& observers);
+    OutputObserver* finishFirst(); // its observer, or null
 
     std::deque<Message> _messages;
     size_t _begun = 0; // octets of the first message that have been sent
