@@ -79,7 +79,7 @@ struct Server {
         const CORBA_OctetSequence_var octets(TRXUtil::key_from_id(id));
         key.assign(reinterpret_cast<const char*>(octets->buffer()), octets->length());
     }
-    CORBA::Object_ptr servant = new Servant; // outlives the adapter, which the library destroys at the end
+    Servant* servant = new Servant; // outlives the adapter, which the library destroys at the end
     TRXAdapter* adapter;
     std::string key;
 };
@@ -153,6 +153,7 @@ std::string nextMessage(std::string_view& input, CORBA_ULong id) {
 
 // The server's answers to the stream, sent in pieces.
 std::string answers(const std::string& stream, size_t piece) {
+    server().servant->text(Hostile::Octets()); // which the stream may read before it sets it
     int fds[2];
     require(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds) == 0, "there are sockets");
     std::string result;
