@@ -100,10 +100,10 @@ TEST(GIOPConnection, IsMarkedReadyWhileAWholeMessageIsLeft) {
     int ends[2] = {-1, -1};
     ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
     const harbolance::Descriptor peer(ends[1]);
+    dpDispatcher loop;
     const TRXRef<TRXTCPConn> socket(new TRXTCPConn);
     socket->attach(ends[0]);
     const TRXRef<TRXGIOPConn> connection(new TRXGIOPConn(socket.get()));
-    dpDispatcher loop;
     connection->register_io(&loop);
     const std::string message("GIOP\1\0\1\6\0\0\0\0", 12), two = message + message;
     ASSERT_EQ(::send(peer.get(), two.data(), two.size(), 0), 24);
