@@ -126,10 +126,11 @@ int TRXGIOPConn::exceptionRaised(int) {
             _dispatcher->setReady(_fd, dpDispatcher::readMask);
     } else {
         push_replies();
-        if (_dispatcher)
+        if (_dispatcher) {
             _dispatcher->clearReady(_fd, dpDispatcher::readMask);
-        if (!drained && _dispatcher)
-            _dispatcher->leftUnread(_fd);
+            if (!drained)
+                _dispatcher->leftUnread(_fd);
+        }
         if (_reader.partial() && is_incomplete())
             watch_progress();
     }

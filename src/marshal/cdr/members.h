@@ -147,15 +147,12 @@ public:
             getByBuffer(number);
     }
     void get(CORBA_String_var& string) {
-        const size_t before = _at;
         CORBA_ULong size = 0;
-        if (take(size) && size > 1 && size <= _end - _at && _base[_at + size - 1] == '\0') [[likely]] {
+        if (const char* text = takeText(size, 2)) [[likely]] {
             if (!hasMemoryFor(string.in(), size))
                 string = CORBA_string_alloc(size - 1);
-            copyText(string.inout(), _base + _at, size);
-            _at += size;
+            copyText(string.inout(), text, size);
         } else {
-            _at = before;
             getByBuffer(string);
         }
     }
@@ -171,31 +168,17 @@ public:
         }
     }
     void get(MemberOctets& member) {
-        const size_t before = _at;
         CORBA_ULong count = 0;
-        if (take(count) && count <= _end - _at) [[likely]] {
-            member.octets = {reinterpret_cast<const CORBA_Octet*>(_base + _at), count};
-            _at += count;
-        } else {
-            _at = before;
-            leave();
-            const CORBA_Octet* octets = _buffer.octets_in_place(count);
-            member.octets = {octets, count};
-            enter();
-        }
+        const auto* octets = reinterpret_cast<const CORBA_Octet*>(takeRun(count));
+        if (!octets) [[unlikely]]
+            byBuffer([&] { octets = _buffer.octets_in_place(count); });
+        member.octets = {octets, count};
     }
     void get(MemberText& member) {
-        const size_t before = _at;
         CORBA_ULong size = 0;
-        if (take(size) && size > 0 && size <= _end - _at && _base[_at + size - 1] == '\0') [[likely]] {
-            member.text = _base + _at;
-            _at += size;
-        } else {
-            _at = before;
-            leave();
-            member.text = _buffer.string_in_place();
-            enter();
-        }
+        member.text = takeText(size, 1);
+        if (!member.text) [[unlikely]]
+            byBuffer([&] { member.text = _buffer.string_in_place(); });
     }
     void leave() { _buffer._offset += static_cast<CORBA_ULong>(_at - _begin); }
 
@@ -221,11 +204,35 @@ private:
         _at = begin + sizeof number;
         return true;
     }
+    // The octets after their count. When they are not complete: null, and nothing is taken.
+    const char* takeRun(CORBA_ULong& count) {
+        const size_t before = _at;
+        if (!take(count) || count > _end - _at) [[unlikely]] {
+            _at = before;
+            return nullptr;
+        }
+        _at += count;
+        return _base + _at - count;
+    }
+    // The same for a text of at least `least` octets that ends in a NUL.
+    const char* takeText(CORBA_ULong& size, CORBA_ULong least) {
+        const size_t before = _at;
+        const char* const text = takeRun(size);
+        if (text && size >= least && text[size - 1] == '\0') [[likely]]
+            return text;
+        _at = before;
+        return nullptr;
+    }
+    // The buffer's own operators read from its position.
+    template <class Step>
+    void byBuffer(Step step) {
+        leave();
+        step();
+        enter();
+    }
     template <class T>
     void getByBuffer(T& member) {
-        leave();
-        static_cast<TRXistream&>(_buffer) >> member;
-        enter();
+        byBuffer([&] { static_cast<TRXistream&>(_buffer) >> member; });
     }
 
     CORBA_MarshalInBuffer& _buffer;
