@@ -26,7 +26,7 @@ constexpr size_t longestText = 1 << 20;
 constexpr mode_t ownersOnly = 0600; // environments may contain secrets
 constexpr std::string_view firstLine = "oadd registrations 1";
 
-// One line: its first word, and the rest after the following blanks.
+// One line: its first word, and the text after the spaces that follow it.
 struct Line {
     std::string_view word;
     std::string_view rest;

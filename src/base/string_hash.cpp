@@ -33,7 +33,8 @@ const Key& processKey() {
 
 constexpr uint64_t rotated(uint64_t word, int bits) { return (word << bits) | (word >> (64 - bits)); }
 
-// A keyed hash of the add-rotate-xor kind, for short inputs. Without the key nobody can construct collisions.
+// A keyed hash of additions, rotations and exclusive ors, for short inputs. Collisions cannot be constructed
+// without the key.
 class KeyedHash {
 public:
     explicit KeyedHash(const Key& key)
