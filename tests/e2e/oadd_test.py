@@ -23,6 +23,12 @@ class OaddCase(harness.Case):
         self.registrations, self.reference = self.scratch / "registrations", self.scratch / "reference"
         self.servers = 0
 
+    def gate(self, name):
+        """A server with -wait goes on when this is opened for writing."""
+        path = self.scratch / name
+        os.mkfifo(path)
+        return path
+
     def domain(self):
         return "-ORBagentaddr", self.agent.host, "-ORBagentport", self.agent.port
 
@@ -82,14 +88,14 @@ class OaddCase(harness.Case):
 
 class Starting(OaddCase):
     def test_ten_lookups_start_one_server(self):
-        daemon, go = self.daemon(), self.scratch / "go"
+        daemon, go = self.daemon(), self.gate("go")
         self.register("Anna", f"-wait={go}", "Anna")
         self.assertEqual(self.states(), {"Anna": [("registered", 0)]})
         lookups = [self.start(*self.words("lookup", "Activated", "Anna")) for _ in range(10)]
         self.wait_state("Anna", "starting")
         self.fails("lookup", "-w", 0, INTERFACE, "Anna",
                    why='the server of {} "Anna" is not active yet, or too many servers run; try again later')
-        go.touch()
+        go.open("w").close()
         self.assertEqual({lookup.wait() for lookup in lookups}, {0})
         self.assertEqual(len({lookup.out for lookup in lookups}), 1)
         self.assertEqual(len(re.findall("is started", daemon.err)), 1, daemon)
@@ -101,18 +107,18 @@ class Starting(OaddCase):
         """Each waits inside the one before: the first is over first, and what is left of the second's time counts."""
         self.daemon()
         for name in ("Anna", "Bert", "Cora"):
-            self.register(name, f"-wait={self.scratch / name}", name)
+            self.register(name, f"-wait={self.gate(name)}", name)
         lookups = {}
         for name, seconds in (("Anna", -1), ("Bert", -1), ("Cora", 2)):
             lookups[name] = self.start(*self.words("lookup", "-w", seconds, "Activated", name))
             self.wait_state(name, "starting")
-        (self.scratch / "Anna").touch()
+        (self.scratch / "Anna").open("w").close()
         self.assertEqual(lookups["Anna"].wait(), 0)
         self.assertIsNone(lookups["Bert"].process.poll())
         lookups["Cora"].killed = True  # it does not end with 0
         self.assertEqual(lookups["Cora"].wait(), 1)
         self.assertIn("has not made its object active in time", lookups["Cora"].err)
-        (self.scratch / "Bert").touch()
+        (self.scratch / "Bert").open("w").close()
         self.assertEqual(lookups["Bert"].wait(), 0)
 
     def test_policies(self):
@@ -174,17 +180,17 @@ class Faults(OaddCase):
         self.assertNotEqual(child, started)
         os.kill(child, signal.SIGKILL)
         self.wait_state("Fork", "registered")
-        self.register("Hang", "-deaf", f"-wait={self.scratch / 'never'}", "Hang")
+        self.register("Hang", "-deaf", f"-wait={self.gate('never')}", "Hang")
         self.fails("lookup", "Activated", "Hang", why=self.LATE % "Hang")
         wait_until(lambda: "has ended by signal 9" in daemon.err, lambda: f"the end of a deaf server {daemon}")
         self.assertEqual(self.states()["Hang"], [("failed", 0)])
         # A look-up may give more time than the daemon does.
         for name in ("Patient", "Late"):
-            self.register(name, f"-wait={self.scratch / name}", name)
+            self.register(name, f"-wait={self.gate(name)}", name)
         patient = self.start(*self.words("lookup", "-w", 60, "Activated", "Patient"))
         self.wait_state("Patient", "starting")
         self.fails("lookup", "Activated", "Late", why=self.LATE % "Late")
-        (self.scratch / "Patient").touch()
+        (self.scratch / "Patient").open("w").close()
         self.assertEqual(patient.wait(), 0)
         # One that serves something else goes on with that.
         self.register("Other")
@@ -238,7 +244,7 @@ class Faults(OaddCase):
         for name in ("Anna", "Deaf"):
             self.register(name, f"-{name.lower()}", name)
             self.ctl("lookup", "Activated", name)
-        self.register("Slow", f"-wait={self.scratch / 'never'}", "Slow")
+        self.register("Slow", f"-wait={self.gate('never')}", "Slow")
         lookup = self.start(*self.words("lookup", "Activated", "Slow"))
         self.wait_state("Slow", "starting")
         processes = [process for objects in self.states().values() for _, process in objects]

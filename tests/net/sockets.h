@@ -45,8 +45,12 @@ inline std::pair<harbolance::Descriptor, harbolance::Descriptor> tcpPair() {
 class Interruptions {
 public:
     Interruptions() {
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(pipe(ends), 0);
+        told_.reset(ends[0]);
+        tell_.reset(ends[1]);
         struct sigaction action {};
-        action.sa_handler = [](int) { count = count + 1; };
+        action.sa_handler = [](int) { count = count + static_cast<int>(write(tell_.get(), "!", 1)); };
         sigaction(SIGALRM, &action, nullptr);
         const itimerval often{{0, 5000}, {0, 5000}};
         setitimer(ITIMER_REAL, &often, nullptr);
@@ -57,7 +61,15 @@ public:
         const itimerval never{};
         setitimer(ITIMER_REAL, &never, nullptr);
     }
+    // In a child process: waits for so many.
+    static void await(int number) {
+        for (char octet = 0; number > 0; --number)
+            EXPECT_EQ(read(told_.get(), &octet, 1), 1);
+    }
     static inline volatile sig_atomic_t count = 0;
+
+private:
+    static inline harbolance::Descriptor told_, tell_;
 };
 
 // Runs `peer` in another process. The destructor waits for it; it has to end by itself.

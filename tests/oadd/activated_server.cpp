@@ -2,12 +2,13 @@
 // form -MODE say how it behaves:
 //
 //     -fork        a child of the process serves, the process itself ends
-//     -wait=FILE   it makes nothing active until there is that file
+//     -wait=FIFO   it makes nothing active until that is opened for writing
 //     -end         it ends at once
 //     -deaf        it takes no SIGTERM before it makes its objects active
 
 #include "activated_skel.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -25,7 +26,6 @@ public:
 };
 
 void behave(const std::string& mode) {
-    constexpr useconds_t pause = 10000;
     if (mode == "-end")
         _exit(3);
     if (mode == "-deaf")
@@ -33,8 +33,7 @@ void behave(const std::string& mode) {
     if (mode == "-fork" && fork() != 0)
         _exit(0);
     if (mode.starts_with("-wait=")) {
-        while (access(mode.substr(mode.find('=') + 1).c_str(), F_OK) != 0)
-            usleep(pause);
+        close(open(mode.substr(mode.find('=') + 1).c_str(), O_RDONLY)); // waits
     }
 }
 

@@ -57,7 +57,7 @@ TYPED_TEST(Carrier, waitsInBlockingModeThroughSignals) {
     EXPECT_EQ(this->stream.setBlocking(true), 0);
     const Interruptions interruptions;
     const PeerProcess late([&] {
-        usleep(100'000);
+        Interruptions::await(10);
         this->sendFromPeer(leafMessage);
         return true;
     });
