@@ -115,11 +115,6 @@ void dpDispatcher::stopTimer(dpIOHandler* handler) { timers_.remove(handler); }
     return 1;
 }
 
-void dpDispatcher::clearReady(int fd, int mask) {
-    if (marked_)
-        ready_[mask].reset(fd);
-}
-
 bool dpDispatcher::dispatch(long& sec, long& usec) {
     // timeSum needs microseconds below a million; callers may pass any number.
     timeval limit = timeSum({sec, 0}, {usec / 1000000, usec % 1000000});
@@ -226,16 +221,18 @@ int dpDispatcher::waitFor(dpFdMask& r, dpFdMask& w, dpFdMask& e, timeval* limit)
 
 [[gnu::hot]] void dpDispatcher::notify(int nfound, dpFdMask& r, dpFdMask& w, dpFdMask& e) {
     turnCounter = turnCounter == INT_MAX ? 0 : turnCounter + 1;
+    const int turn = turnCounter;
     // The range is fixed before handlers change `nfds_`, so that every bit is served.
     const int end = nfds_;
     serving_ = true;
     if (nfound > 0 && end > 0) {
-        const int first = nfound > 1 ? turnCounter % end : 0; // one descriptor has no order
+        const int first = nfound > 1 ? turn % end : 0; // one descriptor has no order
         nfound = serveRange(first, end, nfound, r, w, e);
         if (nfound > 0)
             serveRange(0, first, nfound, r, w, e);
     }
-    serving_ = r.anySet(); // left by a nested turn that ended by an exception
+    // Only a nested turn that an exception ended leaves descriptors.
+    serving_ = turnCounter != turn && r.anySet();
     // Timers run after the descriptors, so that a reply that has arrived is served before its time-out is
     // reported.
     if (!timers_.empty())

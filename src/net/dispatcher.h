@@ -123,7 +123,10 @@ public:
     virtual int setReady(int fd, int mask);
     // Takes that back. A turn with a marked descriptor does not look at the others, so a mark must not stay
     // when its reason is gone.
-    void clearReady(int fd, int mask);
+    void clearReady(int fd, int mask) {
+        if (marked_)
+            ready_[mask].reset(fd);
+    }
 
     // Runs one turn, which waits no longer than the limit, and stores in it the time that remains, zero when
     // it ran out. True when a descriptor was ready.
